@@ -1,0 +1,273 @@
+// The schema interface: registry of root nodes, cached look-up, schema walk, and the digestion of one path
+// element. Templates over the schema library's node; the library instantiates them once.
+#ifndef GNMI_GNMI_RFC7951_SCHEMA_INTERFACE_H_
+#define GNMI_GNMI_RFC7951_SCHEMA_INTERFACE_H_
+
+#include <grpc/support/log.h>
+#include <grpcpp/support/status.h>
+
+#include <boost/optional.hpp>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <unordered_map>
+#include <utility>
+
+#include "gnmi.pb.h"
+#include "gnmi/gnmi_base_namespace_mapper.h"
+#include "gnmi/gnmi_rfc7951_defs.h"
+#include "kestrel/kestrel.h"
+#include "kitbase/lru_cache.h"
+
+namespace gnmi::rfc7951 {
+
+// What the registry is keyed by: (namespace URI, element name).
+using RootKey = std::tuple<std::string, std::string>;
+
+struct key_hash {
+  std::size_t operator()(const RootKey& key) const {
+    const std::hash<std::string> hash;
+    return hash(std::get<0>(key)) ^ hash(std::get<1>(key));
+  }
+};
+
+struct key_equal {
+  bool operator()(const RootKey& left, const RootKey& right) const { return left == right; }
+};
+
+// Registry, cache and walk. Registration and the walk run at start-up; look-ups change the cache, so one
+// thread at a time may use an object. Failures are INTERNAL and logged at ERROR.
+template <unsigned Capacity, typename Unused, typename CsNode, typename Snode, typename PathPointer>
+class GenericSchemaInterfaceImpl {
+ public:
+  using Transform = grpc::Status (*)(const CsNode*, std::shared_ptr<NodeVariant_t>&);
+  using SnodePtr = std::shared_ptr<Snode>;
+  using WalkFn = grpc::Status (*)(int, CsNode*, void*);
+
+  GenericSchemaInterfaceImpl() : transform_(&Helper::transform), rootSnodes_(1), snodeCache_(Capacity) {
+    rootSnodes_.max_load_factor(1.0F);
+  }
+
+  // Registers a root under (namespace, name). A second one of the same pair is refused.
+  grpc::Status registerRootSnode(const std::string& ns, const std::string& name, const CsNode* node);
+
+  // Calls `fn` for `node`, its subtree and its following siblings with theirs, in pre-order; the first
+  // failure ends the walk. A null node is an error only where the walk starts.
+  grpc::Status walk(int depth, CsNode* node, WalkFn fn, void* ctx, bool start);
+
+  // The registered root, shared.
+  grpc::Status ns2RootSnode(const std::string& ns, const std::string& name, SnodePtr& out);
+
+  // A new shared node of known kind for `node`; `out` is empty after a failure.
+  grpc::Status payload2Snode(const std::string& ns, const std::string& name, const CsNode* node,
+                             SnodePtr& out);
+
+  // ns + "__" + depth + "__" + name.
+  std::string formCacheKey(const std::string& ns, int depth, const std::string& name);
+
+  // The cached node, as a new shared reference; none when absent.
+  boost::optional<SnodePtr> getSnodeFroCache(const std::string& key);
+
+  grpc::Status noSchemaNode_(const std::string& ns, std::string msg);
+  grpc::Status nsCollision_(const std::string& ns, std::string msg);
+  grpc::Status internalError_(std::string msg);
+
+  Transform transform_;
+  std::unordered_map<RootKey, SnodePtr, key_hash, key_equal> rootSnodes_;
+  kitbase::lru_cache<std::string, SnodePtr> snodeCache_;
+
+ private:
+  static grpc::Status refuse_(std::string message) {
+    gpr_log(GPR_ERROR, "%s", message.c_str());
+    return {grpc::StatusCode::INTERNAL, message};
+  }
+};
+
+// The digestion side. `Concrete` is the class that has the look-ups; its operations are called statically.
+template <typename CsNode, typename Snode, typename PathPointer, typename Concrete>
+class GenericSchemaInterface {
+ public:
+  // Digests one path element: names it in external form in `out`, resolves it below the pointer's node
+  // (below the registry for the first element), and moves the pointer. Code INTERNAL on failure; the
+  // pointer then keeps the last good element.
+  template <typename Token, auto ExplodeName, auto ExternalName>
+  grpc::Status digestPathElem(GenericSchemaInterface* schemaif, Token* token,
+                              const gnmi::PathElem& in, gnmi::PathElem& out, int index,
+                              PathPointer& pointer);
+
+ private:
+  grpc::Status resolve_root_(Concrete& concrete, const std::string& ns, PathPointer& pointer,
+                             std::shared_ptr<Snode>& sn);
+};
+
+template <unsigned Capacity, typename Unused, typename CsNode, typename Snode, typename PathPointer>
+grpc::Status
+GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode, PathPointer>::noSchemaNode_(
+    const std::string& ns, std::string msg) {
+  return refuse_("SchemaNode lookup failed [ namespace: " + ns + " ] : " + msg);
+}
+
+template <unsigned Capacity, typename Unused, typename CsNode, typename Snode, typename PathPointer>
+grpc::Status GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode, PathPointer>::nsCollision_(
+    const std::string& ns, std::string msg) {
+  return refuse_("Collision [ namespace: " + ns + " ] : " + msg);
+}
+
+template <unsigned Capacity, typename Unused, typename CsNode, typename Snode, typename PathPointer>
+grpc::Status
+GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode, PathPointer>::internalError_(
+    std::string msg) {
+  return refuse_("InternalError [ " + msg + " ]");
+}
+
+template <unsigned Capacity, typename Unused, typename CsNode, typename Snode, typename PathPointer>
+grpc::Status
+GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode, PathPointer>::registerRootSnode(
+    const std::string& ns, const std::string& name, const CsNode* node) {
+  gpr_log(GPR_DEBUG, "GenericSchemaInterfaceImpl::registerRootSnode ---> enter ns [ %s ] name [ %s ]",
+          ns.c_str(), name.c_str());
+  RootKey key(ns, name);
+  if (rootSnodes_.count(key) != 0) return nsCollision_(ns, "Unexpected duplicate namespace");
+  SnodePtr& stored = rootSnodes_[key] = Snode::create(ns, name, node);
+  if (stored == nullptr) {
+    return internalError_(
+        "GenericSchemaInterfaceImpl::registerRootSnode ---> leave(alloc failed(sn))");
+  }
+  grpc::Status status = transform_(node, stored->nodeVariant);
+  if (!status.ok()) {
+    rootSnodes_.erase(key);
+    gpr_log(GPR_DEBUG, "GenericSchemaInterfaceImpl::registerRootSnode ---> leave(alloc failed(nv))");
+    return status;
+  }
+  gpr_log(GPR_INFO,
+          "GenericSchemaInterfaceImpl::registerRootSnode[ namespace %s, element %s ] ---> "
+          "leave(success)",
+          ns.c_str(), name.c_str());
+  return grpc::Status::OK;
+}
+
+template <unsigned Capacity, typename Unused, typename CsNode, typename Snode, typename PathPointer>
+grpc::Status GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode, PathPointer>::walk(
+    int depth, CsNode* node, WalkFn fn, void* ctx, bool start) {
+  if (node == nullptr) {
+    if (depth == 0 && start) return noSchemaNode_("root", "walkSchema::Undefined start node");
+    return grpc::Status::OK;
+  }
+  // Siblings are walked in this loop and only children recurse, so the depth of the stack is the depth
+  // of the schema.
+  for (; node != nullptr; node = node->next) {
+    grpc::Status status = fn(depth, node, ctx);
+    if (!status.ok()) return status;
+    status = walk(depth + 1, node->children, fn, ctx, false);
+    if (!status.ok()) return status;
+  }
+  return grpc::Status::OK;
+}
+
+template <unsigned Capacity, typename Unused, typename CsNode, typename Snode, typename PathPointer>
+grpc::Status GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode, PathPointer>::ns2RootSnode(
+    const std::string& ns, const std::string& name, SnodePtr& out) {
+  gpr_log(GPR_DEBUG, "GenericSchemaInterfaceImpl::ns2RootSnode ---> enter ns [ %s ] name [ %s ]",
+          ns.c_str(), name.c_str());
+  const auto found = rootSnodes_.find(RootKey(ns, name));
+  if (found == rootSnodes_.end()) return noSchemaNode_(ns, "Root Schema Node Lookup Failed");
+  out = SnodePtr(found->second->weakThis);
+  return grpc::Status::OK;
+}
+
+template <unsigned Capacity, typename Unused, typename CsNode, typename Snode, typename PathPointer>
+grpc::Status
+GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode, PathPointer>::payload2Snode(
+    const std::string& ns, const std::string& name, const CsNode* node, SnodePtr& out) {
+  out = Snode::create(ns, name, node);
+  if (out == nullptr) {
+    return internalError_("GenericSchemaInterfaceImpl::payload2Snode ---> leave(alloc failed(sn))");
+  }
+  grpc::Status status = transform_(node, out->nodeVariant);
+  if (!status.ok()) {
+    out.reset();
+    gpr_log(GPR_ERROR, "GenericSchemaInterfaceImpl::payload2Snode ---> leave(alloc failed(nv))");
+  }
+  return status;
+}
+
+template <unsigned Capacity, typename Unused, typename CsNode, typename Snode, typename PathPointer>
+std::string GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode, PathPointer>::formCacheKey(
+    const std::string& ns, int depth, const std::string& name) {
+  const std::string depth_text = std::to_string(depth);
+  std::string key;
+  key.reserve(ns.size() + depth_text.size() + name.size() + 4);
+  return key.append(ns).append("__").append(depth_text).append("__").append(name);
+}
+
+template <unsigned Capacity, typename Unused, typename CsNode, typename Snode, typename PathPointer>
+boost::optional<
+    typename GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode, PathPointer>::SnodePtr>
+GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode, PathPointer>::getSnodeFroCache(
+    const std::string& key) {
+  const boost::optional<SnodePtr> cached = snodeCache_.get(key);
+  if (!cached) return boost::none;
+  return SnodePtr((*cached)->weakThis);
+}
+
+template <typename CsNode, typename Snode, typename PathPointer, typename Concrete>
+grpc::Status GenericSchemaInterface<CsNode, Snode, PathPointer, Concrete>::resolve_root_(
+    Concrete& concrete, const std::string& ns, PathPointer& pointer, std::shared_ptr<Snode>& sn) {
+  if (ns.empty()) {
+    return concrete.internalError_("root element unknown namespace  [ " + pointer.name + " ]");
+  }
+  pointer.rootNs = ns;
+  grpc::Status status = concrete.ns2RootSnode(ns, pointer.name, sn);
+  if (!status.ok()) return status;
+  const std::string key = concrete.formCacheKey(ns, 0, pointer.name);
+  if (!concrete.getSnodeFroCache(key)) concrete.snodeCache_.insert(key, sn);
+  gpr_log(GPR_DEBUG, "digestPathElem[ initial element [ name: %s ]]", pointer.name.c_str());
+  return grpc::Status::OK;
+}
+
+template <typename CsNode, typename Snode, typename PathPointer, typename Concrete>
+template <typename Token, auto ExplodeName, auto ExternalName>
+grpc::Status GenericSchemaInterface<CsNode, Snode, PathPointer, Concrete>::digestPathElem(
+    GenericSchemaInterface* schemaif, Token* token, const gnmi::PathElem& in, gnmi::PathElem& out,
+    int index, PathPointer& pointer) {
+  Concrete& concrete = static_cast<Concrete&>(*schemaif);
+  std::string ns;
+  std::string bare;
+  grpc::Status status = (token->*ExplodeName)(in.name(), *out.mutable_name(), ns, bare);
+  if (!status.ok()) return status;
+  gpr_log(GPR_DEBUG, "digestPathElem[ name: %s ] ---> enter", bare.c_str());
+  pointer.name = bare;
+
+  if (in.key_size() > 0) {
+    status = token->template transformKeys<ExternalName>(in, out);
+    if (!status.ok() || out.key_size() != in.key_size()) {
+      return concrete.internalError_("transform keys failed [ " + bare + " ]");
+    }
+  }
+
+  std::shared_ptr<Snode> sn;
+  if (pointer.index == -1) {
+    status = resolve_root_(concrete, ns, pointer, sn);
+  } else {
+    if (ns.empty()) ns = pointer.snode->ns;
+    gpr_log(GPR_DEBUG, "digestPathElem[ subsequent element - pre findSnode ]");
+    status = concrete.findSnode(pointer.rootNs, index, bare, ns, pointer.snode, sn);
+    if (status.ok()) {
+      gpr_log(GPR_DEBUG, "digestPathElem[ subsequent element - post findSnode [ success ] ]");
+    }
+  }
+  if (!status.ok()) return status;
+
+  status = pointer.set_snode(sn, in.key_size() > 0);
+  if (!status.ok()) return status;
+  pointer.index = index;
+  gpr_log(GPR_DEBUG, "digestPathElem[ name: %s ] ---> leave", bare.c_str());
+  return grpc::Status::OK;
+}
+
+}  // namespace gnmi::rfc7951
+
+#endif  // GNMI_GNMI_RFC7951_SCHEMA_INTERFACE_H_

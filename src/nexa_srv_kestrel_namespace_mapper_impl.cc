@@ -1,0 +1,177 @@
+// Start-up: the schema library's namespace list becomes name maps, root registry, model data and pseudo
+// module names. Requests only read what stands here.
+#include "nexa/nexa_srv_kestrel_namespace_mapper_impl.h"
+
+#include <grpc/support/log.h>
+
+#include <algorithm>
+#include <cctype>
+
+#include "gnmi/gnmi_base_namespace_mapper.h"
+#include "kitbase/utilities.h"
+
+namespace nexa {
+namespace {
+
+void add_model_data(const kestrel_cs_node& node, gnmi::CapabilityResponse& response) {
+  gnmi::ModelData* model = response.add_supported_models();
+  for (const kestrel_meta_data* entry = node.meta_data; entry != nullptr && entry->key != nullptr;
+       ++entry) {
+    const std::string key = entry->key;
+    if (key == ServiceKestrelNamespaceMapperImpl::GMD_MODULE_NAME_KEY) {
+      model->set_name(entry->value);
+    } else if (key == ServiceKestrelNamespaceMapperImpl::GMD_ORGANIZATION_KEY) {
+      model->set_organization(entry->value);
+    } else if (key == ServiceKestrelNamespaceMapperImpl::GMD_SEMVER_KEY) {
+      model->set_version(entry->value);
+    }
+  }
+}
+
+bool has_upper_case(const std::string& text) {
+  return std::any_of(text.begin(), text.end(),
+                     [](unsigned char c) { return std::isupper(c) != 0; });
+}
+
+}  // namespace
+
+const std::string ServiceKestrelNamespaceMapperImpl::GMD_GNMI_MODEL_DATA = "gnmi-model-data";
+const std::string ServiceKestrelNamespaceMapperImpl::GMD_SCHEMA_METADATA_PREFIX = "schema-metadata-";
+const std::string ServiceKestrelNamespaceMapperImpl::GMD_MODULE_NAME_KEY = "module-name";
+const std::string ServiceKestrelNamespaceMapperImpl::GMD_ORGANIZATION_KEY = "organization";
+const std::string ServiceKestrelNamespaceMapperImpl::GMD_SEMVER_KEY = "semver";
+bool ServiceKestrelNamespaceMapperImpl::schema_data_cached_ = false;
+gnmi::CapabilityResponse ServiceKestrelNamespaceMapperImpl::cached_capability_response_;
+
+ServiceKestrelNamespaceMapperImpl::ServiceKestrelNamespaceMapperImpl() : schemaifPtr_(&schemaif_) {}
+
+ServiceKestrelNamespaceMapperImpl::~ServiceKestrelNamespaceMapperImpl() { clear_(); }
+
+void ServiceKestrelNamespaceMapperImpl::clear_() {
+  cached_capability_response_.Clear();
+  schema_data_cached_ = false;
+  gnmi::BaseNamespaceMapper::clear_();
+  schemaif_.rootSnodes_.clear();
+  schemaif_.snodeCache_.clear();
+  nsList_ = nullptr;
+}
+
+bool ServiceKestrelNamespaceMapperImpl::isOpenconfigModel_(std::string& moduleName) {
+  return kitbase::Utilities::to_lower(moduleName).find(ORIGIN_OPENCONFIG_STR) != std::string::npos;
+}
+
+grpc::Status ServiceKestrelNamespaceMapperImpl::resourceShortage_(std::string what) {
+  std::string message = "Resource Unavailable [ " + what + " ]";
+  gpr_log(GPR_ERROR, "%s", message.c_str());
+  return {grpc::StatusCode::RESOURCE_EXHAUSTED, message};
+}
+
+grpc::Status ServiceKestrelNamespaceMapperImpl::schemaWalk_(
+    const std::string& origin, std::vector<std::pair<std::string, kestrel_cs_node*>>& toBeWalked) {
+  gnmi::rfc7951::SchemaWalkContext context;
+  context.mapper = this;
+  context.origin = origin;
+  for (auto& [module, node] : toBeWalked) {
+    gpr_log(GPR_DEBUG, "schemaWalk [ %s ]", module.c_str());
+    context.moduleName = module;
+    context.rootNode = node;
+    grpc::Status status = schemaif_.walk(
+        0, node, &gnmi::rfc7951::SchemaWalkContext::schemaNodeProcess_, &context, true);
+    if (!status.ok()) return status;
+  }
+  return grpc::Status::OK;
+}
+
+grpc::Status ServiceKestrelNamespaceMapperImpl::populate() {
+  std::vector<std::pair<std::string, kestrel_cs_node*>> to_be_walked;
+  nsCount_ = kestrel_get_nslist(&nsList_);
+  for (std::int32_t i = 0; i < nsCount_; ++i) {
+    const KestrelNsEntry& entry = nsList_[i];
+    std::string module = entry.module;
+    const std::string prefix = entry.prefix;
+    const std::string uri = entry.uri;
+    add_names_(module, prefix, uri);
+    add_roots_(entry, module, to_be_walked);
+  }
+  schema_data_cached_ = true;
+  if (to_be_walked.empty()) {
+    gpr_log(GPR_ERROR, "toBeWalked: empty vector");
+  } else {
+    // A failed walk costs pseudo names only; the server starts without them.
+    static_cast<void>(schemaWalk_(ORIGIN_OPENCONFIG_STR, to_be_walked));
+  }
+  return grpc::Status::OK;
+}
+
+void ServiceKestrelNamespaceMapperImpl::add_names_(const std::string& module,
+                                                   const std::string& prefix,
+                                                   const std::string& uri) {
+  nsByYmpPrefix_[prefix] = uri;
+  ympPrefixByNs_[uri] = prefix;
+  nsByModuleName_[module] = uri;
+  ympPrefixByModuleName_[module] = prefix;
+  if (has_upper_case(module)) {
+    const std::string lower = kitbase::Utilities::to_lower(module);
+    nsByModuleName_[lower] = uri;
+    ympPrefixByModuleName_[lower] = prefix;
+  }
+  moduleNameByNs_[uri] = module;
+  moduleNameByYmpPrefix_[prefix] = module;
+}
+
+void ServiceKestrelNamespaceMapperImpl::add_roots_(
+    const KestrelNsEntry& entry, std::string& module,
+    std::vector<std::pair<std::string, kestrel_cs_node*>>& to_be_walked) {
+  const bool is_openconfig = isOpenconfigModel_(module);
+  for (kestrel_cs_node* node = kestrel_find_cs_root(entry.hash); node != nullptr; node = node->next) {
+    const std::string name = kestrel_hash2str(node->tag);
+    if ((node->flags & KESTREL_FLAG_META_DATA) != 0 && name == GMD_GNMI_MODEL_DATA) {
+      add_model_data(*node, cached_capability_response_);
+      continue;
+    }
+    if (name.compare(0, GMD_SCHEMA_METADATA_PREFIX.size(), GMD_SCHEMA_METADATA_PREFIX) == 0) continue;
+    if (node->children != nullptr && !schemaif_.registerRootSnode(entry.uri, name, node).ok()) {
+      gpr_log(GPR_ERROR,
+              "root node [ moduleName: %s, nodeName: %s , ns: %s ] root node registration failed",
+              module.c_str(), name.c_str(), entry.uri);
+    }
+    if (!is_openconfig) continue;
+    to_be_walked.emplace_back(module, node);
+    add_pseudo_root_(module, name, entry.prefix);
+  }
+}
+
+void ServiceKestrelNamespaceMapperImpl::add_pseudo_root_(const std::string& module,
+                                                         const std::string& name,
+                                                         const char* prefix) {
+  // These progress lines are at ERROR so that they appear in a server that logs errors only.
+  const std::string pseudo = ORIGIN_OPENCONFIG_STR + "-" + name;
+  gpr_log(GPR_ERROR,
+          "ServiceKestrelNamespaceMapperImpl::populate moduleName [ %s ], pseudoModuleName [ %s ]",
+          module.c_str(), pseudo.c_str());
+  if (pseudo == module || ympPrefixByModuleName_.count(pseudo) != 0) return;
+  gpr_log(GPR_ERROR,
+          "ServiceKestrelNamespaceMapperImpl::populate add module name mapping for [ %s ]",
+          pseudo.c_str());
+  ympPrefixByModuleName_[pseudo] = prefix;
+}
+
+std::shared_ptr<Rfc7951MapperToken> ServiceKestrelNamespaceMapperImpl::newToken(
+    gnmi::Origin origin) {
+  return std::make_shared<Rfc7951MapperToken>(this, origin);
+}
+
+Rfc7951MapperToken::Rfc7951MapperToken(ServiceKestrelNamespaceMapperImpl* mapper, gnmi::Origin origin)
+    : BaseMapperToken(mapper, origin), owner_(mapper) {}
+
+Rfc7951MapperToken::~Rfc7951MapperToken() = default;
+
+grpc::Status Rfc7951MapperToken::digestPathElement(
+    SchemaIf* schemaif, const gnmi::PathElem& in, gnmi::PathElem& out, int index,
+    gnmi::rfc7951::GenericPathPointer<kestrel_cs_node>& pointer) {
+  using Base = gnmi::BaseNamespaceMapper::BaseMapperToken;
+  return schemaif->digestPathElem<Base, &Base::externalizeExplodeName, &Base::externalizeEName>(
+      schemaif, this, in, out, index, pointer);
+}
+
+}  // namespace nexa
