@@ -1,0 +1,59 @@
+// Value text to serialised XML: the floor, libyang and the library on the same payload, in one run. The
+// counter `ns_per_leaf` is what the ratios are made of (scripts/bench).
+#include <benchmark/benchmark.h>
+#include <malloc.h>
+
+#include "support/workload.h"
+
+namespace {
+
+using nexa_bench::kLeavesPerEntry;
+
+void report(benchmark::State& state, std::size_t bytes) {
+  if (bytes == 0) state.SkipWithError("the conversion failed");
+  const double leaves = static_cast<double>(state.range(0)) * kLeavesPerEntry;
+  state.counters["ns_per_leaf"] = benchmark::Counter(
+      leaves * 1e-9, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+
+void BM_Floor(benchmark::State& state) {
+  const std::string json = nexa_bench::interfaces_payload(static_cast<int>(state.range(0)));
+  std::size_t bytes = 0;
+  for (auto _ : state) bytes = nexa_bench::convert_floor(json);
+  report(state, bytes);
+}
+
+void BM_Libyang(benchmark::State& state) {
+  if (nexa_bench::openconfig_mapper() == nullptr) return state.SkipWithError("no OpenConfig modules");
+  const std::string json = nexa_bench::interfaces_payload(static_cast<int>(state.range(0)));
+  std::size_t bytes = 0;
+  for (auto _ : state) bytes = nexa_bench::convert_libyang(json);
+  report(state, bytes);
+}
+
+void BM_Nexa(benchmark::State& state) {
+  auto* mapper = nexa_bench::openconfig_mapper();
+  if (mapper == nullptr) return state.SkipWithError("no OpenConfig modules");
+  const std::string json = nexa_bench::interfaces_payload(static_cast<int>(state.range(0)));
+  const gnmi::Path path = nexa_bench::interfaces_path();
+  auto token = mapper->newToken();
+  std::size_t bytes = 0;
+  for (auto _ : state) bytes = nexa_bench::convert_nexa(json, path, token, mapper);
+  report(state, bytes);
+}
+
+BENCHMARK(BM_Floor)->RangeMultiplier(10)->Range(10, 10000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_Libyang)->RangeMultiplier(10)->Range(10, 10000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_Nexa)->RangeMultiplier(10)->Range(10, 10000)->Unit(benchmark::kMicrosecond);
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  // With glibc's fast bins on, a process that frees a large tree again and again measures the
+  // allocator's consolidation instead of the conversion.
+  mallopt(M_MXFAST, 0);
+  benchmark::Initialize(&argc, argv);
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return 0;
+}
