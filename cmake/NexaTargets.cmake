@@ -7,9 +7,10 @@ target_compile_options(nexa_flags INTERFACE
   $<$<COMPILE_LANG_AND_ID:CXX,GNU,Clang>:-Wsuggest-override>
   $<$<BOOL:${NEXA_WERROR}>:-Werror>
   # A log line carries its unit as the path below src/ or include/.
-  -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/src/=
+  # GCC takes the last map that fits, clang the longest.
+  -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=
   -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/include/=
-  -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=)
+  -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/src/=)
 if(NEXA_SANITIZE)
   target_compile_options(nexa_flags INTERFACE -fsanitize=${NEXA_SANITIZE} -fno-omit-frame-pointer
                                               -fno-sanitize-recover=all)
