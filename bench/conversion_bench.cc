@@ -1,5 +1,5 @@
-// Value text to serialised XML: the floor, libyang and the library on the same payload, in one run. The
-// counter `ns_per_leaf` is what the ratios are made of (scripts/bench).
+// Value text to serialised XML: the floor, libyang and the library on the same payload, in one run.
+// The counter `ns_per_leaf` is what the ratios are made of (scripts/bench).
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 
@@ -24,7 +24,8 @@ void BM_Floor(benchmark::State& state) {
 }
 
 void BM_Libyang(benchmark::State& state) {
-  if (nexa_bench::openconfig_mapper() == nullptr) return state.SkipWithError("no OpenConfig modules");
+  if (nexa_bench::openconfig_mapper() == nullptr)
+    return state.SkipWithError("no OpenConfig modules");
   const std::string json = nexa_bench::interfaces_payload(static_cast<int>(state.range(0)));
   std::size_t bytes = 0;
   for (auto _ : state) bytes = nexa_bench::convert_libyang(json);

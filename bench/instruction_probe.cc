@@ -1,7 +1,7 @@
 // One conversion of one kind, for an instruction counter around it:
 //   instruction_probe floor|libyang|nexa ENTRIES
-// Everything before measured_region() is set-up. The first conversion warms caches and lazy bindings; the
-// counter sees the second.
+// Everything before measured_region() is set-up. The first conversion warms caches and lazy
+// bindings; the counter sees the second.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>

@@ -1,4 +1,5 @@
-// Resolution of a nine-element path to its schema nodes, against libyang's look-up of the same path.
+// Resolution of a nine-element path to its schema nodes, against libyang's look-up of the same
+// path.
 #include <benchmark/benchmark.h>
 #include <libyang/libyang.h>
 
@@ -8,7 +9,7 @@
 
 namespace {
 
-constexpr const char* kElements[] = {"oc-if:interfaces", "interface", "subinterfaces",
+constexpr const char* kElements[] = {"oc-if:interfaces", "interface",  "subinterfaces",
                                      "subinterface",     "oc-ip:ipv4", "addresses",
                                      "address",          "config",     "prefix-length"};
 constexpr char kLibyangPath[] =
@@ -25,7 +26,8 @@ gnmi::Path nine_elements() {
 }
 
 void BM_LibyangFindPath(benchmark::State& state) {
-  if (nexa_bench::openconfig_mapper() == nullptr) return state.SkipWithError("no OpenConfig modules");
+  if (nexa_bench::openconfig_mapper() == nullptr)
+    return state.SkipWithError("no OpenConfig modules");
   const lysc_node* node = nullptr;
   for (auto _ : state) {
     node = lys_find_path(kestrel::context(), nullptr, kLibyangPath, 0);
@@ -35,7 +37,8 @@ void BM_LibyangFindPath(benchmark::State& state) {
 }
 
 void BM_KestrelPath(benchmark::State& state) {
-  if (nexa_bench::openconfig_mapper() == nullptr) return state.SkipWithError("no OpenConfig modules");
+  if (nexa_bench::openconfig_mapper() == nullptr)
+    return state.SkipWithError("no OpenConfig modules");
   const gnmi::Path path = nine_elements();
   std::size_t resolved = 0;
   for (auto _ : state) {

@@ -36,12 +36,14 @@ std::unique_ptr<nexa::ServiceKestrelNamespaceMapperImpl> load_mapper() {
 std::string entry_text(int number) {
   const std::string n = std::to_string(number);
   const std::string name = "\"eth" + n + "\"";
-  return "{\"name\":" + name +
-         ",\"config\":{\"name\":" + name +
+  return "{\"name\":" + name + ",\"config\":{\"name\":" + name +
          ",\"type\":\"iana-if-type:ethernetCsmacd\",\"mtu\":1500,\"loopback-mode\":\"NONE\","
-         "\"description\":\"uplink number " + n + " to the core\",\"enabled\":true}"
+         "\"description\":\"uplink number " +
+         n +
+         " to the core\",\"enabled\":true}"
          ",\"hold-time\":{\"config\":{\"up\":10,\"down\":20}}"
-         ",\"subinterfaces\":{\"subinterface\":[{\"index\":0,\"config\":{\"index\":0,\"description\":"
+         ",\"subinterfaces\":{\"subinterface\":[{\"index\":0,\"config\":{\"index\":0,"
+         "\"description\":"
          "\"unit 0\",\"enabled\":true}},{\"index\":1,\"config\":{\"index\":1,\"description\":"
          "\"unit 1\",\"enabled\":false}}]}"
          ",\"openconfig-if-ethernet:ethernet\":{\"config\":{\"auto-negotiate\":true,"
@@ -76,7 +78,8 @@ std::size_t convert_libyang(const std::string& json) {
   lyd_node* tree = nullptr;
   // The context is only extended by loading, which is over.
   auto* context = const_cast<ly_ctx*>(kestrel::context());
-  if (lyd_parse_data_mem(context, whole.c_str(), LYD_JSON, LYD_PARSE_ONLY, 0, &tree) != LY_SUCCESS) {
+  if (lyd_parse_data_mem(context, whole.c_str(), LYD_JSON, LYD_PARSE_ONLY, 0, &tree) !=
+      LY_SUCCESS) {
     return 0;
   }
   char* text = nullptr;

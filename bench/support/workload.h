@@ -1,5 +1,5 @@
-// What the benchmarks work on: the OpenConfig schema, an interfaces payload of any size, and the three ways
-// to turn it into XML that are compared (the floor, libyang, the library).
+// What the benchmarks work on: the OpenConfig schema, an interfaces payload of any size, and the
+// three ways to turn it into XML that are compared (the floor, libyang, the library).
 #ifndef BENCH_SUPPORT_WORKLOAD_H_
 #define BENCH_SUPPORT_WORKLOAD_H_
 
@@ -13,8 +13,9 @@ namespace nexa_bench {
 
 inline constexpr int kLeavesPerEntry = 20;
 
-// Loads OpenConfig (folder NEXA_YANG_OPENCONFIG, else the default given at build time) and returns the
-// populated mapper; null, with the reason on standard error, when the folder is absent. Loads once.
+// Loads OpenConfig (folder NEXA_YANG_OPENCONFIG, else the default given at build time) and returns
+// the populated mapper; null, with the reason on standard error, when the folder is absent. Loads
+// once.
 nexa::ServiceKestrelNamespaceMapperImpl* openconfig_mapper();
 
 // The value of `interfaces`: `entries` interfaces with kLeavesPerEntry leaves each.
