@@ -61,7 +61,8 @@ class NEXA_EXPORT cJsonCsnode {
                                                                Json2cJsonCsnodeHash* hash);
 
   // Hangs the converted value below `attach_point`, the last element of the path: a leaf as it is, a
-  // container's or list's children without their own element, nothing otherwise.
+  // container's or list's children without their own element, nothing for a scalar JSON value elsewhere.
+  // What is not hung stays the caller's: `value_root`, emptied, in all cases but a leaf.
   static void attach_xml_path_wrapper_2_xml_value(KestrelPath& path, xmlNodePtr attach_point,
                                                   xmlNodePtr value_root, cJSON* json);
 

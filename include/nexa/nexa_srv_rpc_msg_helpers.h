@@ -85,7 +85,9 @@ class NEXA_EXPORT ServiceRpcMsgHelpers {
   // One recursive converter with its own leaf handling; reports only by null. Asserts the mapper.
   static xmlNodePtr json2xml(TokenPtr& token, cJSON* item, Json2cJsonCsnodeHash* hash,
                              Mapper* mapperIntf);
-  // The family of per-type converters; a failure is written to `status`.
+  // The family of per-type converters; a failure is written to `status`. `item` is the root of the
+  // payload, without member name: a prefixed name of its own would be declared twice. A JSON null is
+  // not converted. Without memory for an object, array, number or boolean std::logic_error is thrown.
   static xmlNodePtr start_json2xml(TokenPtr& token, cJSON* item, grpc::Status* status,
                                    Json2cJsonCsnodeHash* hash, Mapper* mapper);
   static xmlNodePtr json_value2xml(TokenPtr& token, cJSON* item, grpc::Status* status,
@@ -109,11 +111,14 @@ class NEXA_EXPORT ServiceRpcMsgHelpers {
 
   // --- The XML of the request path.
 
-  // One element per path element, keys as children; the top element, or null for an empty path. The node
-  // that `attach_point` points to becomes the last element. Asserts `attach_point` and the mapper.
+  // One element per path element, keys as children; the top element, or null for an empty path and
+  // after a failure, which is logged. The node that `attach_point` points to, or null, takes the top
+  // element as its child and is replaced by the last element; after a failure it is as it was.
+  // Asserts `attach_point` and the mapper.
   static xmlNodePtr build_xml_parent_wrapper(const gnmi::Path* path, xmlNodePtr* attach_point,
                                              KestrelPath* kestrel_path, Mapper* mapperIntf);
-  // Puts the path's keys before the parent's children. RESOURCE_EXHAUSTED frees the parent.
+  // Puts the path's keys before the parent's children. RESOURCE_EXHAUSTED takes the parent out of its
+  // tree and frees it.
   static grpc::Status add_keys_as_first_xml_children(xmlNodePtr parent, KestrelPath path);
 
   // --- XML utilities.

@@ -1,0 +1,12 @@
+// The document in which the configuration database takes and returns configuration.
+#ifndef NEXA_CONFIG_DOCUMENT_H_
+#define NEXA_CONFIG_DOCUMENT_H_
+
+namespace nexa {
+
+inline constexpr char kConfigElement[] = "config";
+inline constexpr char kConfigNamespace[] = "urn:nexa:params:xml:ns:config:1.0";
+
+}  // namespace nexa
+
+#endif  // NEXA_CONFIG_DOCUMENT_H_
