@@ -1,5 +1,5 @@
-// Start-up: the schema library's namespace list becomes name maps, root registry, model data and pseudo
-// module names. Requests only read what stands here.
+// Start-up: the schema library's namespace list becomes name maps, root registry, model data and
+// pseudo module names. Requests only read what stands here.
 #include "nexa/nexa_srv_kestrel_namespace_mapper_impl.h"
 
 #include <grpc/support/log.h>
@@ -9,6 +9,7 @@
 
 #include "gnmi/gnmi_base_namespace_mapper.h"
 #include "kitbase/utilities.h"
+#include "nexa_srv_kestrel_text.h"
 
 namespace nexa {
 namespace {
@@ -36,7 +37,8 @@ bool has_upper_case(const std::string& text) {
 }  // namespace
 
 const std::string ServiceKestrelNamespaceMapperImpl::GMD_GNMI_MODEL_DATA = "gnmi-model-data";
-const std::string ServiceKestrelNamespaceMapperImpl::GMD_SCHEMA_METADATA_PREFIX = "schema-metadata-";
+const std::string ServiceKestrelNamespaceMapperImpl::GMD_SCHEMA_METADATA_PREFIX =
+    "schema-metadata-";
 const std::string ServiceKestrelNamespaceMapperImpl::GMD_MODULE_NAME_KEY = "module-name";
 const std::string ServiceKestrelNamespaceMapperImpl::GMD_ORGANIZATION_KEY = "organization";
 const std::string ServiceKestrelNamespaceMapperImpl::GMD_SEMVER_KEY = "semver";
@@ -87,11 +89,10 @@ grpc::Status ServiceKestrelNamespaceMapperImpl::populate() {
   nsCount_ = kestrel_get_nslist(&nsList_);
   for (std::int32_t i = 0; i < nsCount_; ++i) {
     const KestrelNsEntry& entry = nsList_[i];
-    std::string module = entry.module;
-    const std::string prefix = entry.prefix;
-    const std::string uri = entry.uri;
-    add_names_(module, prefix, uri);
-    add_roots_(entry, module, to_be_walked);
+    const ModuleNames names = {schema_text(entry.module), schema_text(entry.prefix),
+                               schema_text(entry.uri)};
+    add_names_(names);
+    add_roots_(names, entry.hash, to_be_walked);
   }
   schema_data_cached_ = true;
   if (to_be_walked.empty()) {
@@ -103,57 +104,57 @@ grpc::Status ServiceKestrelNamespaceMapperImpl::populate() {
   return grpc::Status::OK;
 }
 
-void ServiceKestrelNamespaceMapperImpl::add_names_(const std::string& module,
-                                                   const std::string& prefix,
-                                                   const std::string& uri) {
-  nsByYmpPrefix_[prefix] = uri;
-  ympPrefixByNs_[uri] = prefix;
-  nsByModuleName_[module] = uri;
-  ympPrefixByModuleName_[module] = prefix;
-  if (has_upper_case(module)) {
-    const std::string lower = kitbase::Utilities::to_lower(module);
-    nsByModuleName_[lower] = uri;
-    ympPrefixByModuleName_[lower] = prefix;
+void ServiceKestrelNamespaceMapperImpl::add_names_(const ModuleNames& names) {
+  nsByYmpPrefix_[names.prefix] = names.uri;
+  ympPrefixByNs_[names.uri] = names.prefix;
+  nsByModuleName_[names.module] = names.uri;
+  ympPrefixByModuleName_[names.module] = names.prefix;
+  if (has_upper_case(names.module)) {
+    const std::string lower = kitbase::Utilities::to_lower(names.module);
+    nsByModuleName_[lower] = names.uri;
+    ympPrefixByModuleName_[lower] = names.prefix;
   }
-  moduleNameByNs_[uri] = module;
-  moduleNameByYmpPrefix_[prefix] = module;
+  moduleNameByNs_[names.uri] = names.module;
+  moduleNameByYmpPrefix_[names.prefix] = names.module;
 }
 
 void ServiceKestrelNamespaceMapperImpl::add_roots_(
-    const KestrelNsEntry& entry, std::string& module,
+    const ModuleNames& names, std::uint32_t ns_hash,
     std::vector<std::pair<std::string, kestrel_cs_node*>>& to_be_walked) {
+  std::string module = names.module;
   const bool is_openconfig = isOpenconfigModel_(module);
-  for (kestrel_cs_node* node = kestrel_find_cs_root(entry.hash); node != nullptr; node = node->next) {
-    const std::string name = kestrel_hash2str(node->tag);
+  for (kestrel_cs_node* node = kestrel_find_cs_root(ns_hash); node != nullptr; node = node->next) {
+    const std::string name = schema_text(kestrel_hash2str(node->tag));
     if ((node->flags & KESTREL_FLAG_META_DATA) != 0 && name == GMD_GNMI_MODEL_DATA) {
       add_model_data(*node, cached_capability_response_);
       continue;
     }
-    if (name.compare(0, GMD_SCHEMA_METADATA_PREFIX.size(), GMD_SCHEMA_METADATA_PREFIX) == 0) continue;
-    if (node->children != nullptr && !schemaif_.registerRootSnode(entry.uri, name, node).ok()) {
+    if (name.compare(0, GMD_SCHEMA_METADATA_PREFIX.size(), GMD_SCHEMA_METADATA_PREFIX) == 0) {
+      continue;
+    }
+    if (node->children != nullptr && !schemaif_.registerRootSnode(names.uri, name, node).ok()) {
       gpr_log(GPR_ERROR,
               "root node [ moduleName: %s, nodeName: %s , ns: %s ] root node registration failed",
-              module.c_str(), name.c_str(), entry.uri);
+              names.module.c_str(), name.c_str(), names.uri.c_str());
     }
     if (!is_openconfig) continue;
-    to_be_walked.emplace_back(module, node);
-    add_pseudo_root_(module, name, entry.prefix);
+    to_be_walked.emplace_back(names.module, node);
+    add_pseudo_root_(names, name);
   }
 }
 
-void ServiceKestrelNamespaceMapperImpl::add_pseudo_root_(const std::string& module,
-                                                         const std::string& name,
-                                                         const char* prefix) {
+void ServiceKestrelNamespaceMapperImpl::add_pseudo_root_(const ModuleNames& names,
+                                                         const std::string& root) {
   // These progress lines are at ERROR so that they appear in a server that logs errors only.
-  const std::string pseudo = ORIGIN_OPENCONFIG_STR + "-" + name;
+  const std::string pseudo = ORIGIN_OPENCONFIG_STR + "-" + root;
   gpr_log(GPR_ERROR,
           "ServiceKestrelNamespaceMapperImpl::populate moduleName [ %s ], pseudoModuleName [ %s ]",
-          module.c_str(), pseudo.c_str());
-  if (pseudo == module || ympPrefixByModuleName_.count(pseudo) != 0) return;
+          names.module.c_str(), pseudo.c_str());
+  if (pseudo == names.module || ympPrefixByModuleName_.count(pseudo) != 0) return;
   gpr_log(GPR_ERROR,
           "ServiceKestrelNamespaceMapperImpl::populate add module name mapping for [ %s ]",
           pseudo.c_str());
-  ympPrefixByModuleName_[pseudo] = prefix;
+  ympPrefixByModuleName_[pseudo] = names.prefix;
 }
 
 std::shared_ptr<Rfc7951MapperToken> ServiceKestrelNamespaceMapperImpl::newToken(
@@ -161,7 +162,8 @@ std::shared_ptr<Rfc7951MapperToken> ServiceKestrelNamespaceMapperImpl::newToken(
   return std::make_shared<Rfc7951MapperToken>(this, origin);
 }
 
-Rfc7951MapperToken::Rfc7951MapperToken(ServiceKestrelNamespaceMapperImpl* mapper, gnmi::Origin origin)
+Rfc7951MapperToken::Rfc7951MapperToken(ServiceKestrelNamespaceMapperImpl* mapper,
+                                       gnmi::Origin origin)
     : BaseMapperToken(mapper, origin), owner_(mapper) {}
 
 Rfc7951MapperToken::~Rfc7951MapperToken() = default;

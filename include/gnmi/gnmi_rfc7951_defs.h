@@ -8,6 +8,7 @@
 #include <boost/variant.hpp>
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -16,20 +17,24 @@
 
 namespace gnmi::rfc7951 {
 
-// One schema node with the names it was found by. Always owned by shared pointers; `weakThis` hands out
-// further ones. Does not own `node`.
+// One schema node with the names it was found by. Always owned by shared pointers; `weakThis` hands
+// out further ones. Does not own `node`.
 template <typename CsNode>
 class SchemaNode {
  public:
   SchemaNode(const std::string& ns_uri, const std::string& element_name, const CsNode* schema_node)
       : ns(ns_uri), name(element_name), node(schema_node) {}
 
-  // A shared node whose `weakThis` is filled.
+  // A shared node whose `weakThis` is filled; null when memory is exhausted.
   static std::shared_ptr<SchemaNode> create(const std::string& ns, const std::string& name,
                                             const CsNode* node) {
-    auto created = std::make_shared<SchemaNode>(ns, name, node);
-    created->weakThis = created;
-    return created;
+    try {
+      auto created = std::make_shared<SchemaNode>(ns, name, node);
+      created->weakThis = created;
+      return created;
+    } catch (const std::bad_alloc&) {
+      return nullptr;
+    }
   }
 
   std::weak_ptr<SchemaNode> weakThis;
@@ -41,9 +46,9 @@ class SchemaNode {
 
 // How an element stands in a path.
 enum PathMode : std::int32_t {
-  kModeValue = 0,     // a leaf, or a list without keys in the path
-  kModeListEntry = 1, // a list with keys in the path
-  kModeInterior = 2,  // a node that takes no keys, or no node at all
+  kModeValue = 0,      // a leaf, or a list without keys in the path
+  kModeListEntry = 1,  // a list with keys in the path
+  kModeInterior = 2,   // a node that takes no keys, or no node at all
 };
 
 // The cursor that digestion advances: one per path, at the last good element after a failure.
@@ -52,9 +57,12 @@ class GenericPathPointer {
  public:
   using Snode = SchemaNode<CsNode>;
 
-  // Makes `sn` current if a node of its kind may stand in a path, with keys or without. Code INTERNAL
-  // otherwise, and the cursor stays.
-  grpc::Status set_snode(const std::shared_ptr<Snode>& sn, bool hasKeys);
+  // Makes `sn` current if a node of its kind may stand in a path, with keys or without. Code
+  // INTERNAL otherwise, and the cursor stays.
+  grpc::Status set_snode(const std::shared_ptr<Snode>& sn, bool hasKeys) {
+    return set_snode(std::shared_ptr<Snode>(sn), hasKeys);
+  }
+  grpc::Status set_snode(std::shared_ptr<Snode>&& sn, bool hasKeys);
 
   // Code INTERNAL, " could not interpret path [ " + what + " ] ".
   grpc::Status malformedPath(const std::string& what);
@@ -64,6 +72,10 @@ class GenericPathPointer {
   std::string name;
   std::int32_t index = -1;
   std::string rootNs;
+
+ private:
+  grpc::Status leaf_mode_(SchemaEnums::LEAF_KIND kind, std::int32_t& accepted);
+  grpc::Status interior_mode_(SchemaEnums::NODE_KIND kind, bool hasKeys, std::int32_t& accepted);
 };
 
 using KcnPathPointer = GenericPathPointer<kestrel_cs_node>;
@@ -76,51 +88,63 @@ grpc::Status GenericPathPointer<CsNode>::malformedPath(const std::string& what) 
 }
 
 template <typename CsNode>
-grpc::Status GenericPathPointer<CsNode>::set_snode(const std::shared_ptr<Snode>& sn, bool hasKeys) {
+grpc::Status GenericPathPointer<CsNode>::set_snode(std::shared_ptr<Snode>&& sn, bool hasKeys) {
   std::int32_t accepted = kModeInterior;
   if (sn != nullptr) {
-    constexpr int kInterior = 0;
-    constexpr int kLeaf = 1;
-    const NodeVariant_t& variant = *sn->nodeVariant;
-    switch (variant.which()) {
-      case kLeaf: {
-        const auto& leaf =
-            boost::get<std::pair<SchemaEnums::LEAF_KIND, SchemaEnums::LEAF_TYPE>>(variant);
-        // The number printed is the alternative, not the kind; log readers know it by that.
-        if (leaf.first != SchemaEnums::kLeaf) {
-          return malformedPath("Unexpected leaf in path element list[ " + std::to_string(kLeaf) +
-                               " ]");
-        }
-        accepted = kModeValue;
+    const NodeVariant_t& kind = *sn->nodeVariant;
+    constexpr int kInteriorAlternative = 0;
+    constexpr int kLeafAlternative = 1;
+    grpc::Status status;
+    switch (kind.which()) {
+      case kInteriorAlternative:
+        status = interior_mode_(boost::get<InteriorKind>(kind).first, hasKeys, accepted);
         break;
-      }
-      case kInterior: {
-        constexpr std::uint32_t kFirstKind = 80;
-        constexpr std::uint32_t kTakesNoKeys = 0xA5;  // kinds 80, 82, 85, 87
-        constexpr std::uint32_t kMayTakeKeys = 0x50;  // kinds 84, 86
-        const auto& interior =
-            boost::get<std::pair<SchemaEnums::NODE_KIND, SchemaEnums::NODE_KIND_CHILDREN>>(variant);
-        const std::uint32_t offset = static_cast<std::uint32_t>(interior.first) - kFirstKind;
-        const std::uint32_t bit = offset < 8 ? 1U << offset : 0U;
-        if ((bit & kTakesNoKeys) != 0) {
-          if (hasKeys) return malformedPath("Unexpected key on path element");
-          accepted = kModeInterior;
-        } else if ((bit & kMayTakeKeys) != 0) {
-          accepted = hasKeys ? kModeListEntry : kModeValue;
-        } else {
-          return malformedPath("Unexpected node kind[ " +
-                               std::to_string(static_cast<int>(interior.first)) + " ]");
-        }
+      case kLeafAlternative:
+        status = leaf_mode_(boost::get<LeafKind>(kind).first, accepted);
         break;
-      }
       default:
-        return malformedPath("Unexpected case in path element list[ " +
-                             std::to_string(variant.which()) + " ]");
+        status = malformedPath("Unexpected case in path element list[ " +
+                               std::to_string(kind.which()) + " ]");
     }
+    if (!status.ok()) return status;
   }
-  snode = sn;
+  snode = std::move(sn);
   mode = accepted;
   return grpc::Status::OK;
+}
+
+template <typename CsNode>
+grpc::Status GenericPathPointer<CsNode>::leaf_mode_(SchemaEnums::LEAF_KIND kind,
+                                                    std::int32_t& accepted) {
+  // The number in the text is the variant's alternative, not the kind: readers of the log know the
+  // line by it.
+  if (kind != SchemaEnums::kLeaf) {
+    return malformedPath("Unexpected leaf in path element list[ 1 ]");
+  }
+  accepted = kModeValue;
+  return grpc::Status::OK;
+}
+
+template <typename CsNode>
+grpc::Status GenericPathPointer<CsNode>::interior_mode_(SchemaEnums::NODE_KIND kind, bool hasKeys,
+                                                        std::int32_t& accepted) {
+  switch (kind) {
+    case SchemaEnums::kContainer:
+    case SchemaEnums::kPresenceContainer:
+    case SchemaEnums::kKeylessList:
+    case SchemaEnums::kAnyData:
+      if (hasKeys) return malformedPath("Unexpected key on path element");
+      accepted = kModeInterior;
+      return grpc::Status::OK;
+    case SchemaEnums::kKeyedList:
+    case SchemaEnums::kLeafList:
+      accepted = hasKeys ? kModeListEntry : kModeValue;
+      return grpc::Status::OK;
+    case SchemaEnums::kChoice:
+    case SchemaEnums::kCase:
+      break;
+  }
+  return malformedPath("Unexpected node kind[ " + std::to_string(static_cast<int>(kind)) + " ]");
 }
 
 }  // namespace gnmi::rfc7951

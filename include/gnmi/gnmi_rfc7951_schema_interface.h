@@ -1,12 +1,15 @@
-// The schema interface: registry of root nodes, cached look-up, schema walk, and the digestion of one path
-// element. Templates over the schema library's node; the library instantiates them once.
+// The schema interface: registry of root nodes, cached look-up, schema walk, and the digestion of
+// one path element. Templates over the schema library's node; the library instantiates them once.
 #ifndef GNMI_GNMI_RFC7951_SCHEMA_INTERFACE_H_
 #define GNMI_GNMI_RFC7951_SCHEMA_INTERFACE_H_
 
 #include <grpc/support/log.h>
 #include <grpcpp/support/status.h>
 
+#include <array>
 #include <boost/optional.hpp>
+#include <charconv>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -27,19 +30,27 @@ namespace gnmi::rfc7951 {
 // What the registry is keyed by: (namespace URI, element name).
 using RootKey = std::tuple<std::string, std::string>;
 
+// Both take any pair of texts that a key can be compared with, so that a look-up copies none.
 struct key_hash {
-  std::size_t operator()(const RootKey& key) const {
-    const std::hash<std::string> hash;
+  using is_transparent = void;
+  template <typename Key>
+  std::size_t operator()(const Key& key) const {
+    // Equal texts have equal hashes, whatever type they come in.
+    const std::hash<std::string_view> hash;
     return hash(std::get<0>(key)) ^ hash(std::get<1>(key));
   }
 };
 
 struct key_equal {
-  bool operator()(const RootKey& left, const RootKey& right) const { return left == right; }
+  using is_transparent = void;
+  template <typename Left, typename Right>
+  bool operator()(const Left& left, const Right& right) const {
+    return left == right;
+  }
 };
 
-// Registry, cache and walk. Registration and the walk run at start-up; look-ups change the cache, so one
-// thread at a time may use an object. Failures are INTERNAL and logged at ERROR.
+// Registry, cache and walk. Registration and the walk run at start-up; look-ups change the cache,
+// so one thread at a time may use an object. Failures are INTERNAL and logged at ERROR.
 template <unsigned Capacity, typename Unused, typename CsNode, typename Snode, typename PathPointer>
 class GenericSchemaInterfaceImpl {
  public:
@@ -47,15 +58,16 @@ class GenericSchemaInterfaceImpl {
   using SnodePtr = std::shared_ptr<Snode>;
   using WalkFn = grpc::Status (*)(int, CsNode*, void*);
 
-  GenericSchemaInterfaceImpl() : transform_(&Helper::transform), rootSnodes_(1), snodeCache_(Capacity) {
+  GenericSchemaInterfaceImpl() : transform_(&Helper::transform), snodeCache_(Capacity) {
     rootSnodes_.max_load_factor(1.0F);
   }
 
   // Registers a root under (namespace, name). A second one of the same pair is refused.
-  grpc::Status registerRootSnode(const std::string& ns, const std::string& name, const CsNode* node);
+  grpc::Status registerRootSnode(const std::string& ns, const std::string& name,
+                                 const CsNode* node);
 
-  // Calls `fn` for `node`, its subtree and its following siblings with theirs, in pre-order; the first
-  // failure ends the walk. A null node is an error only where the walk starts.
+  // Calls `fn` for `node`, its subtree and its following siblings with theirs, in pre-order; the
+  // first failure ends the walk. A null node is an error only where the walk starts.
   grpc::Status walk(int depth, CsNode* node, WalkFn fn, void* ctx, bool start);
 
   // The registered root, shared.
@@ -68,8 +80,13 @@ class GenericSchemaInterfaceImpl {
   // ns + "__" + depth + "__" + name.
   std::string formCacheKey(const std::string& ns, int depth, const std::string& name);
 
-  // The cached node, as a new shared reference; none when absent.
+  // The cached node, as a new shared reference; none when absent. Throws std::bad_weak_ptr for a
+  // node whose `weakThis` was never filled.
   boost::optional<SnodePtr> getSnodeFroCache(const std::string& key);
+
+  // formCacheKey into a text whose storage is reused.
+  static void formCacheKey_(const std::string& ns, int depth, const std::string& name,
+                            std::string& key);
 
   grpc::Status noSchemaNode_(const std::string& ns, std::string msg);
   grpc::Status nsCollision_(const std::string& ns, std::string msg);
@@ -86,27 +103,33 @@ class GenericSchemaInterfaceImpl {
   }
 };
 
-// The digestion side. `Concrete` is the class that has the look-ups; its operations are called statically.
+// The digestion side. `Concrete` is the class that has the look-ups; its operations are called
+// statically.
 template <typename CsNode, typename Snode, typename PathPointer, typename Concrete>
 class GenericSchemaInterface {
  public:
-  // Digests one path element: names it in external form in `out`, resolves it below the pointer's node
-  // (below the registry for the first element), and moves the pointer. Code INTERNAL on failure; the
-  // pointer then keeps the last good element.
+  // Digests one path element: names it in external form in `out`, resolves it below the pointer's
+  // node (below the registry for the first element), and moves the pointer. Code INTERNAL on
+  // failure; the pointer then keeps the last good element.
   template <typename Token, auto ExplodeName, auto ExternalName>
   grpc::Status digestPathElem(GenericSchemaInterface* schemaif, Token* token,
                               const gnmi::PathElem& in, gnmi::PathElem& out, int index,
                               PathPointer& pointer);
 
  private:
+  // The registered root that the pointer's name means in `ns`.
   grpc::Status resolve_root_(Concrete& concrete, const std::string& ns, PathPointer& pointer,
                              std::shared_ptr<Snode>& sn);
+  // The child of the pointer's node that the pointer's name means; without a namespace of its own
+  // the name belongs to its parent's.
+  grpc::Status resolve_child_(Concrete& concrete, const std::string& own_ns, int index,
+                              const PathPointer& pointer, std::shared_ptr<Snode>& sn);
 };
 
 template <unsigned Capacity, typename Unused, typename CsNode, typename Snode, typename PathPointer>
-grpc::Status
-GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode, PathPointer>::noSchemaNode_(
-    const std::string& ns, std::string msg) {
+grpc::Status GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode,
+                                        PathPointer>::noSchemaNode_(const std::string& ns,
+                                                                    std::string msg) {
   return refuse_("SchemaNode lookup failed [ namespace: " + ns + " ] : " + msg);
 }
 
@@ -117,29 +140,32 @@ grpc::Status GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode, PathPoi
 }
 
 template <unsigned Capacity, typename Unused, typename CsNode, typename Snode, typename PathPointer>
-grpc::Status
-GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode, PathPointer>::internalError_(
-    std::string msg) {
+grpc::Status GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode,
+                                        PathPointer>::internalError_(std::string msg) {
   return refuse_("InternalError [ " + msg + " ]");
 }
 
 template <unsigned Capacity, typename Unused, typename CsNode, typename Snode, typename PathPointer>
-grpc::Status
-GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode, PathPointer>::registerRootSnode(
-    const std::string& ns, const std::string& name, const CsNode* node) {
-  gpr_log(GPR_DEBUG, "GenericSchemaInterfaceImpl::registerRootSnode ---> enter ns [ %s ] name [ %s ]",
+grpc::Status GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode,
+                                        PathPointer>::registerRootSnode(const std::string& ns,
+                                                                        const std::string& name,
+                                                                        const CsNode* node) {
+  gpr_log(GPR_DEBUG,
+          "GenericSchemaInterfaceImpl::registerRootSnode ---> enter ns [ %s ] name [ %s ]",
           ns.c_str(), name.c_str());
-  RootKey key(ns, name);
-  if (rootSnodes_.count(key) != 0) return nsCollision_(ns, "Unexpected duplicate namespace");
-  SnodePtr& stored = rootSnodes_[key] = Snode::create(ns, name, node);
-  if (stored == nullptr) {
+  const auto [entry, added] = rootSnodes_.try_emplace(RootKey(ns, name));
+  if (!added) return nsCollision_(ns, "Unexpected duplicate namespace");
+  entry->second = Snode::create(ns, name, node);
+  if (entry->second == nullptr) {
+    rootSnodes_.erase(entry);
     return internalError_(
         "GenericSchemaInterfaceImpl::registerRootSnode ---> leave(alloc failed(sn))");
   }
-  grpc::Status status = transform_(node, stored->nodeVariant);
+  grpc::Status status = transform_(node, entry->second->nodeVariant);
   if (!status.ok()) {
-    rootSnodes_.erase(key);
-    gpr_log(GPR_DEBUG, "GenericSchemaInterfaceImpl::registerRootSnode ---> leave(alloc failed(nv))");
+    rootSnodes_.erase(entry);
+    gpr_log(GPR_DEBUG,
+            "GenericSchemaInterfaceImpl::registerRootSnode ---> leave(alloc failed(nv))");
     return status;
   }
   gpr_log(GPR_INFO,
@@ -156,8 +182,8 @@ grpc::Status GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode, PathPoi
     if (depth == 0 && start) return noSchemaNode_("root", "walkSchema::Undefined start node");
     return grpc::Status::OK;
   }
-  // Siblings are walked in this loop and only children recurse, so the depth of the stack is the depth
-  // of the schema.
+  // Siblings are walked in this loop and only children recurse, so the depth of the stack is the
+  // depth of the schema.
   for (; node != nullptr; node = node->next) {
     grpc::Status status = fn(depth, node, ctx);
     if (!status.ok()) return status;
@@ -172,7 +198,7 @@ grpc::Status GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode, PathPoi
     const std::string& ns, const std::string& name, SnodePtr& out) {
   gpr_log(GPR_DEBUG, "GenericSchemaInterfaceImpl::ns2RootSnode ---> enter ns [ %s ] name [ %s ]",
           ns.c_str(), name.c_str());
-  const auto found = rootSnodes_.find(RootKey(ns, name));
+  const auto found = rootSnodes_.find(std::tie(ns, name));
   if (found == rootSnodes_.end()) return noSchemaNode_(ns, "Root Schema Node Lookup Failed");
   out = SnodePtr(found->second->weakThis);
   return grpc::Status::OK;
@@ -197,10 +223,20 @@ GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode, PathPointer>::payloa
 template <unsigned Capacity, typename Unused, typename CsNode, typename Snode, typename PathPointer>
 std::string GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode, PathPointer>::formCacheKey(
     const std::string& ns, int depth, const std::string& name) {
-  const std::string depth_text = std::to_string(depth);
   std::string key;
+  formCacheKey_(ns, depth, name, key);
+  return key;
+}
+
+template <unsigned Capacity, typename Unused, typename CsNode, typename Snode, typename PathPointer>
+void GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode, PathPointer>::formCacheKey_(
+    const std::string& ns, int depth, const std::string& name, std::string& key) {
+  std::array<char, 12> digits;  // "-2147483648" fits
+  const char* end = std::to_chars(digits.data(), digits.data() + digits.size(), depth).ptr;
+  const std::string_view depth_text(digits.data(), static_cast<std::size_t>(end - digits.data()));
+  key.clear();
   key.reserve(ns.size() + depth_text.size() + name.size() + 4);
-  return key.append(ns).append("__").append(depth_text).append("__").append(name);
+  key.append(ns).append("__").append(depth_text).append("__").append(name);
 }
 
 template <unsigned Capacity, typename Unused, typename CsNode, typename Snode, typename PathPointer>
@@ -208,24 +244,42 @@ boost::optional<
     typename GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode, PathPointer>::SnodePtr>
 GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode, PathPointer>::getSnodeFroCache(
     const std::string& key) {
-  const boost::optional<SnodePtr> cached = snodeCache_.get(key);
-  if (!cached) return boost::none;
+  const SnodePtr* cached = snodeCache_.touch(key);
+  if (cached == nullptr) return boost::none;
   return SnodePtr((*cached)->weakThis);
 }
 
 template <typename CsNode, typename Snode, typename PathPointer, typename Concrete>
 grpc::Status GenericSchemaInterface<CsNode, Snode, PathPointer, Concrete>::resolve_root_(
     Concrete& concrete, const std::string& ns, PathPointer& pointer, std::shared_ptr<Snode>& sn) {
+  const std::string& name = pointer.name;
   if (ns.empty()) {
-    return concrete.internalError_("root element unknown namespace  [ " + pointer.name + " ]");
+    return concrete.internalError_("root element unknown namespace  [ " + name + " ]");
   }
   pointer.rootNs = ns;
-  grpc::Status status = concrete.ns2RootSnode(ns, pointer.name, sn);
+  grpc::Status status = concrete.ns2RootSnode(ns, name, sn);
   if (!status.ok()) return status;
-  const std::string key = concrete.formCacheKey(ns, 0, pointer.name);
-  if (!concrete.getSnodeFroCache(key)) concrete.snodeCache_.insert(key, sn);
-  gpr_log(GPR_DEBUG, "digestPathElem[ initial element [ name: %s ]]", pointer.name.c_str());
+  // Roots take part in the order of use although the registry alone answers for them.
+  thread_local std::string key;
+  concrete.formCacheKey_(ns, 0, name, key);
+  if (concrete.snodeCache_.touch(key) == nullptr) concrete.snodeCache_.insert(key, sn);
+  gpr_log(GPR_DEBUG, "digestPathElem[ initial element [ name: %s ]]", name.c_str());
   return grpc::Status::OK;
+}
+
+template <typename CsNode, typename Snode, typename PathPointer, typename Concrete>
+grpc::Status GenericSchemaInterface<CsNode, Snode, PathPointer, Concrete>::resolve_child_(
+    Concrete& concrete, const std::string& own_ns, int index, const PathPointer& pointer,
+    std::shared_ptr<Snode>& sn) {
+  const bool inherits = own_ns.empty() && pointer.snode != nullptr;
+  const std::string& ns = inherits ? pointer.snode->ns : own_ns;
+  gpr_log(GPR_DEBUG, "digestPathElem[ subsequent element - pre findSnode ]");
+  grpc::Status status =
+      concrete.findSnode(pointer.rootNs, index, pointer.name, ns, pointer.snode, sn);
+  if (status.ok()) {
+    gpr_log(GPR_DEBUG, "digestPathElem[ subsequent element - post findSnode [ success ] ]");
+  }
+  return status;
 }
 
 template <typename CsNode, typename Snode, typename PathPointer, typename Concrete>
@@ -237,34 +291,29 @@ grpc::Status GenericSchemaInterface<CsNode, Snode, PathPointer, Concrete>::diges
   std::string ns;
   std::string bare;
   grpc::Status status = (token->*ExplodeName)(in.name(), *out.mutable_name(), ns, bare);
-  if (!status.ok()) return status;
+  if (!status.ok()) {
+    out.clear_name();
+    return status;
+  }
   gpr_log(GPR_DEBUG, "digestPathElem[ name: %s ] ---> enter", bare.c_str());
-  pointer.name = bare;
+  pointer.name = std::move(bare);
 
-  if (in.key_size() > 0) {
+  const bool has_keys = in.key_size() > 0;
+  if (has_keys) {
     status = token->template transformKeys<ExternalName>(in, out);
     if (!status.ok() || out.key_size() != in.key_size()) {
-      return concrete.internalError_("transform keys failed [ " + bare + " ]");
+      return concrete.internalError_("transform keys failed [ " + pointer.name + " ]");
     }
   }
 
   std::shared_ptr<Snode> sn;
-  if (pointer.index == -1) {
-    status = resolve_root_(concrete, ns, pointer, sn);
-  } else {
-    if (ns.empty()) ns = pointer.snode->ns;
-    gpr_log(GPR_DEBUG, "digestPathElem[ subsequent element - pre findSnode ]");
-    status = concrete.findSnode(pointer.rootNs, index, bare, ns, pointer.snode, sn);
-    if (status.ok()) {
-      gpr_log(GPR_DEBUG, "digestPathElem[ subsequent element - post findSnode [ success ] ]");
-    }
-  }
+  status = pointer.index == -1 ? resolve_root_(concrete, ns, pointer, sn)
+                               : resolve_child_(concrete, ns, index, pointer, sn);
   if (!status.ok()) return status;
-
-  status = pointer.set_snode(sn, in.key_size() > 0);
+  status = pointer.set_snode(std::move(sn), has_keys);
   if (!status.ok()) return status;
   pointer.index = index;
-  gpr_log(GPR_DEBUG, "digestPathElem[ name: %s ] ---> leave", bare.c_str());
+  gpr_log(GPR_DEBUG, "digestPathElem[ name: %s ] ---> leave", pointer.name.c_str());
   return grpc::Status::OK;
 }
 

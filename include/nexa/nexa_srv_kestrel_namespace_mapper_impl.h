@@ -1,4 +1,5 @@
-// The one object that knows how the device's YANG modules are named, and the per-request token on it.
+// The one object that knows how the device's YANG modules are named, and the token on it that each
+// request has.
 #ifndef NEXA_NEXA_SRV_KESTREL_NAMESPACE_MAPPER_IMPL_H_
 #define NEXA_NEXA_SRV_KESTREL_NAMESPACE_MAPPER_IMPL_H_
 
@@ -19,8 +20,8 @@
 
 namespace nexa {
 
-// Filled once by populate(), then read by every request. populate() and clear_() write shared state,
-// the static members among it, and must not run while a request uses the mapper.
+// Filled once by populate(), then read by every request. populate() and clear_() write shared
+// state, the static members among it, and must not run while a request uses the mapper.
 class NEXA_EXPORT ServiceKestrelNamespaceMapperImpl : public gnmi::BaseNamespaceMapper {
  public:
   using SchemaIfImpl = gnmi::rfc7951::GenericServiceKestrelSchemaifImpl<256>;
@@ -42,9 +43,9 @@ class NEXA_EXPORT ServiceKestrelNamespaceMapperImpl : public gnmi::BaseNamespace
   ServiceKestrelNamespaceMapperImpl();
   ~ServiceKestrelNamespaceMapperImpl() override;
 
-  // Reads the schema library's namespace list into the maps, the root registry, the model data of the
-  // Capabilities answer (gNMI section 3.2) and the pseudo module names. Always OK; problems are logged.
-  // Throws std::logic_error when the namespace list holds a null string.
+  // Reads the schema library's namespace list into the maps, the root registry, the model data of
+  // the Capabilities answer (gNMI section 3.2) and the pseudo module names. Always OK; problems are
+  // logged. Throws std::logic_error when the namespace list holds a null string.
   grpc::Status populate();
 
   // Empties everything but nsCount_.
@@ -56,7 +57,8 @@ class NEXA_EXPORT ServiceKestrelNamespaceMapperImpl : public gnmi::BaseNamespace
   // Code RESOURCE_EXHAUSTED, "Resource Unavailable [ " + what + " ]".
   grpc::Status resourceShortage_(std::string what);
 
-  // Walks each (module name, root) pair for pseudo module names of `origin`; the first failure ends it.
+  // Walks each (module name, root) pair for pseudo module names of `origin`. The first failure ends
+  // the walk.
   grpc::Status schemaWalk_(const std::string& origin,
                            std::vector<std::pair<std::string, kestrel_cs_node*>>& toBeWalked);
 
@@ -69,13 +71,21 @@ class NEXA_EXPORT ServiceKestrelNamespaceMapperImpl : public gnmi::BaseNamespace
   SchemaIf* schemaifPtr_;
 
  private:
-  void add_names_(const std::string& module, const std::string& prefix, const std::string& uri);
-  void add_roots_(const KestrelNsEntry& entry, std::string& module,
+  // One module in its three forms.
+  struct ModuleNames {
+    std::string module;
+    std::string prefix;
+    std::string uri;
+  };
+
+  void add_names_(const ModuleNames& names);
+  void add_roots_(const ModuleNames& names, std::uint32_t ns_hash,
                   std::vector<std::pair<std::string, kestrel_cs_node*>>& to_be_walked);
-  void add_pseudo_root_(const std::string& module, const std::string& name, const char* prefix);
+  void add_pseudo_root_(const ModuleNames& names, const std::string& root);
 };
 
-// One request's handle on the mapper: names both ways, and the schema interface. Belongs to one thread.
+// One request's handle on the mapper: names both ways, and the schema interface. Belongs to one
+// thread at a time.
 class NEXA_EXPORT ServiceKestrelNamespaceMapperImpl::Rfc7951MapperToken
     : public gnmi::BaseNamespaceMapper::BaseMapperToken,
       public std::enable_shared_from_this<Rfc7951MapperToken> {

@@ -2,6 +2,8 @@
 // mapper's maps alone; which schema node a name means is not decided here.
 #include <grpc/support/log.h>
 
+#include <utility>
+
 #include "gnmi/gnmi_base_namespace_mapper.h"
 #include "gnmi/gnmi_rpc_msg_helpers.h"
 
@@ -14,6 +16,18 @@ grpc::Status refuse(const char* what, const std::string& name) {
   return {grpc::StatusCode::INVALID_ARGUMENT, message};
 }
 
+// Writes `prefix` and the rest of `name` from its colon on.
+void join(const std::string& prefix, const std::string& name, std::size_t colon, std::string& out) {
+  out.clear();
+  out.reserve(prefix.size() + name.size() - colon);
+  out.append(prefix).append(name, colon, std::string::npos);
+}
+
+// Whether a path without module names means the nodes of the OpenConfig modules.
+bool means_openconfig(const std::string& origin) {
+  return origin.empty() || origin == BaseNamespaceMapper::ORIGIN_OPENCONFIG_STR;
+}
+
 }  // namespace
 
 using Token = BaseNamespaceMapper::BaseMapperToken;
@@ -22,8 +36,8 @@ Token::BaseMapperToken(const BaseNamespaceMapper* mapper, Origin origin)
     : origin_index_(static_cast<std::uint32_t>(origin)), mapper_(mapper) {}
 Token::~BaseMapperToken() = default;
 
-grpc::Status Token::internalizeVName(const std::string& name, std::string& prefix, std::string& bare,
-                                     std::string& ns) {
+grpc::Status Token::internalizeVName(const std::string& name, std::string& prefix,
+                                     std::string& bare, std::string& ns) {
   std::string module;
   RpcMsgHelpers::extract_prefix(name, module, bare);
   if (module.empty()) module = ORIGIN_OPENCONFIG_STR + "-" + bare;
@@ -48,7 +62,7 @@ grpc::Status Token::internalizeEName(const std::string& name, std::string& out, 
     out = name;
     return refuse("Unknown module in name", name);
   }
-  out = found->second + name.substr(colon);
+  join(found->second, name, colon, out);
   return grpc::Status::OK;
 }
 
@@ -60,14 +74,19 @@ grpc::Status Token::externalizeEName(const std::string& name, std::string& out, 
     return grpc::Status::OK;
   }
   const std::string prefix = name.substr(0, colon);
-  const auto found = mapper_->moduleNameByYmpPrefix_.find(prefix);
-  if (found != mapper_->moduleNameByYmpPrefix_.end()) {
-    out = found->second + name.substr(colon);
+  const auto module = mapper_->moduleNameByYmpPrefix_.find(prefix);
+  if (module != mapper_->moduleNameByYmpPrefix_.end()) {
+    join(module->second, name, colon, out);
+    return grpc::Status::OK;
+  }
+  // A client's own path comes with module names already, perhaps in lower case.
+  const auto ns = mapper_->nsByModuleName_.find(prefix);
+  if (ns != mapper_->nsByModuleName_.end()) {
+    const auto spelling = mapper_->moduleNameByNs_.find(ns->second);
+    join(spelling != mapper_->moduleNameByNs_.end() ? spelling->second : prefix, name, colon, out);
     return grpc::Status::OK;
   }
   out = name;
-  // A client's own path comes with module names already.
-  if (mapper_->nsByModuleName_.count(prefix) != 0) return grpc::Status::OK;
   return refuse("Unknown prefix in name", name);
 }
 
@@ -83,7 +102,7 @@ grpc::Status Token::externalizeExplodeName(const std::string& name, std::string&
   grpc::Status status = externalizeEName(name, external, EN_ARG_ELEMENT, 0);
   if (!status.ok()) return status;
   const std::string prefix = name.substr(0, colon);
-  bare = name.substr(colon + 1);
+  bare.assign(name, colon + 1, std::string::npos);
   const auto found = mapper_->nsByYmpPrefix_.find(prefix);
   ns = found != mapper_->nsByYmpPrefix_.end() ? found->second
                                               : mapper_->nsFromModuleNamePrefix_(prefix);
@@ -114,38 +133,54 @@ grpc::Status Token::internalizeExplodeValue(const std::string& value, std::strin
   return grpc::Status::OK;
 }
 
+std::string Token::pseudoPrefix_(std::string name, std::string root_prefix, int depth) const {
+  const std::string pseudo =
+      depth == 0 ? ORIGIN_OPENCONFIG_STR + "-" + name
+                 : pseudoModuleName(ORIGIN_OPENCONFIG_STR, name, root_prefix, depth);
+  return mapper_->ympPrefixFromModuleNamePrefix_(pseudo);
+}
+
+grpc::Status Token::internalizeKeys_(const gnmi::PathElem& in, gnmi::PathElem& out,
+                                     std::string& failed) {
+  std::string name;
+  for (const auto& [key, value] : in.key()) {
+    failed = key;
+    grpc::Status status = internalizeEName(key, name, EN_ARG_ELEMENT, 0);
+    if (!status.ok()) return status;
+    (*out.mutable_key())[name] = value;
+  }
+  return grpc::Status::OK;
+}
+
 grpc::Status Token::internalizePath(const gnmi::Path& in, gnmi::Path& out) {
-  out.Clear();
-  out.set_origin(in.origin());
-  out.set_target(in.target());
+  const bool complete = means_openconfig(in.origin());
+  gnmi::Path internal;
+  internal.set_origin(in.origin());
+  internal.set_target(in.target());
   std::string root_prefix;
   for (int index = 0; index < in.elem_size(); ++index) {
     const gnmi::PathElem& element = in.elem(index);
-    gnmi::PathElem* added = out.add_elem();
-    std::string name = element.name();
-    grpc::Status status = internalizeEName(name, *added->mutable_name(), EN_ARG_ELEMENT, 0);
-    if (status.ok() && name.find(':') == std::string::npos) {
-      const std::string pseudo =
-          index == 0 ? ORIGIN_OPENCONFIG_STR + "-" + name
-                     : pseudoModuleName(ORIGIN_OPENCONFIG_STR, name, root_prefix, index);
-      const std::string prefix = mapper_->ympPrefixFromModuleNamePrefix_(pseudo);
-      if (!prefix.empty()) added->set_name(prefix + ":" + name);
-    }
-    if (index == 0) root_prefix = added->name().substr(0, added->name().find(':'));
-    std::string failed = name;
-    std::string key_name;
-    for (auto key = element.key().begin(); status.ok() && key != element.key().end(); ++key) {
-      failed = key->first;
-      status = internalizeEName(key->first, key_name, EN_ARG_ELEMENT, 0);
-      (*added->mutable_key())[key_name] = key->second;
-    }
+    gnmi::PathElem* added = internal.add_elem();
+    std::string failed = element.name();
+    grpc::Status status =
+        internalizeEName(element.name(), *added->mutable_name(), EN_ARG_ELEMENT, 0);
+    if (status.ok()) status = internalizeKeys_(element, *added, failed);
     if (!status.ok()) {
       out.Clear();
-      return {grpc::StatusCode::INVALID_ARGUMENT, "Unknown module [ " +
-                                                      failed.substr(0, failed.find(':')) +
-                                                      " ] in path element [ " + element.name() + " ]"};
+      return {grpc::StatusCode::INVALID_ARGUMENT,
+              "Unknown module [ " + failed.substr(0, failed.find(':')) + " ] in path element [ " +
+                  element.name() + " ]"};
     }
+    std::size_t colon = added->name().find(':');
+    if (colon == std::string::npos && complete) {
+      const std::string prefix = pseudoPrefix_(element.name(), root_prefix, index);
+      if (prefix.empty()) continue;
+      added->set_name(prefix + ":" + element.name());
+      colon = prefix.size();
+    }
+    if (index == 0 && colon != std::string::npos) root_prefix = added->name().substr(0, colon);
   }
+  out = std::move(internal);
   return grpc::Status::OK;
 }
 

@@ -11,6 +11,22 @@ std::string look_up(const std::map<std::string, std::string>& map, const std::st
   return found == map.end() ? std::string() : found->second;
 }
 
+// `text` with the separator escaped as in a JSON pointer (RFC 6901 section 3).
+std::string escape(const std::string& text) {
+  std::string escaped;
+  escaped.reserve(text.size());
+  for (const char c : text) {
+    if (c == '~') {
+      escaped.append("~0");
+    } else if (c == '/') {
+      escaped.append("~1");
+    } else {
+      escaped.push_back(c);
+    }
+  }
+  return escaped;
+}
+
 }  // namespace
 
 const std::string BaseNamespaceMapper::ORIGIN_OPENCONFIG_STR = "openconfig";
@@ -40,8 +56,9 @@ std::string BaseNamespaceMapper::moduleNameFromYmpPrefix_(const std::string& pre
 
 std::string BaseNamespaceMapper::pseudoModuleName(const std::string& origin, std::string& nodeName,
                                                   std::string& ympPrefix, int depth) {
-  // No YANG identifier contains a slash, so no two different inputs share a name.
-  return origin + "/" + ympPrefix + "/" + std::to_string(depth) + "/" + nodeName;
+  // No YANG identifier contains a slash, so the name is no module's. The last part needs no escape:
+  // it begins after the third slash.
+  return escape(origin) + "/" + escape(ympPrefix) + "/" + std::to_string(depth) + "/" + nodeName;
 }
 
 grpc::Status BaseNamespaceMapper::loadFailure_(std::string what) {
@@ -51,6 +68,7 @@ grpc::Status BaseNamespaceMapper::loadFailure_(std::string what) {
 }
 
 void BaseNamespaceMapper::clear_() {
+  version_ = 1;
   nsByYmpPrefix_.clear();
   ympPrefixByNs_.clear();
   nsByModuleName_.clear();

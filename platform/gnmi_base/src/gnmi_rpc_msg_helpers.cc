@@ -3,7 +3,8 @@
 
 namespace gnmi {
 
-void RpcMsgHelpers::extract_prefix(const std::string& text, std::string& prefix, std::string& rest) {
+void RpcMsgHelpers::extract_prefix(const std::string& text, std::string& prefix,
+                                   std::string& rest) {
   const std::size_t colon = text.find(':');
   if (colon == std::string::npos) {
     rest = text;

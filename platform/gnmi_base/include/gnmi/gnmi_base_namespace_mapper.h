@@ -46,15 +46,16 @@ class GNMI_EXPORT BaseNamespaceMapper {
   std::string ympPrefixFromModuleNamePrefix_(const std::string& module) const;
   std::string moduleNameFromYmpPrefix_(const std::string& prefix) const;
 
-  // The module name under which a node below a root can be found that a path names without a module:
-  // one distinct name for each (origin, root prefix, depth, node name).
+  // The module name under which a node below a root can be found that a path names without a
+  // module: one distinct name for each (origin, root prefix, depth, node name), whatever characters
+  // they have.
   static std::string pseudoModuleName(const std::string& origin, std::string& nodeName,
                                       std::string& ympPrefix, int depth);
 
   // Code INTERNAL, "Load failure [ " + what + " ]", logged at ERROR.
   grpc::Status loadFailure_(std::string what);
 
-  // Empties the six maps.
+  // Empties the six maps and sets version_ back.
   void clear_();
 
   std::int32_t version_;
@@ -92,42 +93,44 @@ class GNMI_EXPORT BaseNamespaceMapper::BaseMapperToken {
                                         std::string& bare, std::string& ns);
   virtual ~BaseMapperToken();
 
-  // "module:local" to "prefix:local". A bare name stays. Code INVALID_ARGUMENT for an unknown module;
-  // `out` then holds `name` unchanged. `flags` is reserved.
+  // "module:local" to "prefix:local". A bare name stays. Code INVALID_ARGUMENT for an unknown
+  // module; `out` then holds `name` unchanged. `flags` is reserved.
   grpc::Status internalizeEName(const std::string& name, std::string& out, EN_ARG kind, int flags);
   grpc::Status internalizeEName(const std::string& name, std::string& out, int kind, int flags) {
     return internalizeEName(name, out, static_cast<EN_ARG>(kind), flags);
   }
 
-  // "prefix:local" to "module:local"; a module name in front is accepted as it is. A bare name stays.
-  // Code INVALID_ARGUMENT for an unknown prefix; `out` then holds `name` unchanged.
+  // "prefix:local" to "module:local"; a module name in front is accepted too, and comes out as the
+  // module spells it. A bare name stays. Code INVALID_ARGUMENT for an unknown prefix; `out` then
+  // holds `name` unchanged.
   grpc::Status externalizeEName(const std::string& name, std::string& out, EN_ARG kind, int flags);
 
   // externalizeEName, and the parts: `ns` empty when the name has no prefix.
   grpc::Status externalizeExplodeName(const std::string& name, std::string& external,
                                       std::string& ns, std::string& bare);
 
-  // Splits a value "module:rest" into the internal prefix, the rest, the namespace and "prefix:rest". A
-  // text whose part before the first colon is no module name is a plain value: it succeeds, unchanged,
-  // with empty prefix and namespace. Fails with INTERNAL only when a module has no namespace.
-  // `value_no_prefix` and `value_with_prefix` hold the text. `flags` is reserved.
+  // Splits a value "module:rest" into the internal prefix, the rest, the namespace and
+  // "prefix:rest". A text whose part before the first colon is no module name is a plain value: it
+  // succeeds, unchanged, with empty prefix and namespace. Fails with INTERNAL only when a module
+  // has no namespace. `value_no_prefix` and `value_with_prefix` hold the text. `flags` is reserved.
   grpc::Status internalizeExplodeValue(const std::string& value, std::string& prefix,
                                        std::string& value_no_prefix, std::string& ns,
                                        std::string& value_with_prefix, int flags);
 
-  // External path to internal path, element by element: module names become prefixes, in key names too;
-  // an element without module gets the prefix of its pseudo module where one is known, else none. Key
-  // values, target and origin are copied. The first unknown module is refused with INVALID_ARGUMENT
-  // and the text "Unknown module [ m ] in path element [ e ]"; `out` is then cleared.
+  // External path to internal path, element by element: module names become prefixes, in key names
+  // too. In a path of origin "openconfig" or none, an element without module gets the prefix of its
+  // pseudo module where one is known. Key values, target and origin are copied. The first unknown
+  // module is refused with INVALID_ARGUMENT and a text that names module and element; `out` is then
+  // cleared. `in` and `out` may be one object.
   grpc::Status internalizePath(const gnmi::Path& in, gnmi::Path& out);
 
-  using ExternalizeName = grpc::Status (BaseMapperToken::*)(const std::string&, std::string&, EN_ARG,
-                                                            int);
+  using ExternalizeName = grpc::Status (BaseMapperToken::*)(const std::string&, std::string&,
+                                                            EN_ARG, int);
   using ExplodeName = grpc::Status (BaseMapperToken::*)(const std::string&, std::string&,
                                                         std::string&, std::string&);
 
-  // Sets out.origin, unless the origin is fixed, and appends each element of `in` with its name and key
-  // names translated. The first failure clears out's elements and is returned.
+  // Sets out.origin, unless the origin is fixed, and appends each element of `in` with its name and
+  // key names translated. The first failure clears out's elements and is returned.
   template <ExternalizeName Name>
   grpc::Status transformPath(const gnmi::Path& in, gnmi::Path& out);
 
@@ -135,9 +138,9 @@ class GNMI_EXPORT BaseNamespaceMapper::BaseMapperToken {
   template <ExternalizeName Name>
   grpc::Status transformKeys(const gnmi::PathElem& in, gnmi::PathElem& out);
 
-  // Sets out.origin, unless the origin is fixed, then digests each element of `in` into a new element
-  // of `out` with the token's `Digest`. Returns the status of the last element: an earlier failure
-  // followed by a success is not reported, and callers rely on that.
+  // Sets out.origin, unless the origin is fixed, then digests each element of `in` into a new
+  // element of `out` with the token's `Digest`. Returns the status of the last element: an earlier
+  // failure followed by a success is not reported, and callers rely on that.
   template <typename SchemaInterface, typename PathPointer, auto Digest>
   grpc::Status digestPath(SchemaInterface* schemaif, const gnmi::Path& in, PathPointer& pointer,
                           gnmi::Path& out);
@@ -151,6 +154,11 @@ class GNMI_EXPORT BaseNamespaceMapper::BaseMapperToken {
   void set_origin_(gnmi::Path& out) const {
     if (!origin_fixed_) out.set_origin(originName_.at(origin_index_));
   }
+
+  // The prefix of a node that a path names without module; empty when none is known.
+  std::string pseudoPrefix_(std::string name, std::string root_prefix, int depth) const;
+  // Key names in internal form; `failed` is the name that was tried last.
+  grpc::Status internalizeKeys_(const gnmi::PathElem& in, gnmi::PathElem& out, std::string& failed);
 
   const BaseNamespaceMapper* mapper_;
 };
@@ -190,6 +198,7 @@ grpc::Status BaseNamespaceMapper::BaseMapperToken::digestPath(SchemaInterface* s
                                                               gnmi::Path& out) {
   using Token = typename detail::MemberOwner<decltype(Digest)>::type;
   set_origin_(out);
+  out.mutable_elem()->Reserve(out.elem_size() + in.elem_size());
   grpc::Status status = grpc::Status::OK;
   for (int index = 0; index < in.elem_size(); ++index) {
     status = (static_cast<Token*>(this)->*Digest)(schemaif, in.elem(index), *out.add_elem(), index,

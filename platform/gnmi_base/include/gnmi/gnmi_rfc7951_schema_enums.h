@@ -1,10 +1,11 @@
-// The kinds of schema node that path digestion tells apart, and the function that derives a node's kind.
+// The kinds of schema node that path digestion tells apart, and how a node's kind is derived.
 #ifndef GNMI_GNMI_RFC7951_SCHEMA_ENUMS_H_
 #define GNMI_GNMI_RFC7951_SCHEMA_ENUMS_H_
 
 #include <grpcpp/support/status.h>
 
 #include <boost/variant.hpp>
+#include <cstdint>
 #include <memory>
 #include <utility>
 
@@ -14,9 +15,9 @@
 namespace gnmi::rfc7951 {
 
 struct SchemaEnums {
-  // The YANG statement (RFC 7950 section 7) of an interior node. Choice and case have numbers but never
-  // stand in a path.
-  enum NODE_KIND {
+  // The YANG statement (RFC 7950 section 7) of an interior node. Choice and case have numbers but
+  // never stand in a path.
+  enum NODE_KIND : std::int32_t {
     kContainer = 80,
     kChoice = 81,
     kPresenceContainer = 82,
@@ -27,15 +28,16 @@ struct SchemaEnums {
     kAnyData = 87,
   };
   // Whether an interior node has data nodes below it.
-  enum NODE_KIND_CHILDREN { kNoChildren = 0, kHasChildren = 1 };
-  enum LEAF_KIND { kLeaf = 1298 };
+  enum NODE_KIND_CHILDREN : std::int32_t { kNoChildren = 0, kHasChildren = 1 };
+  enum LEAF_KIND : std::int32_t { kLeaf = 1298 };
   // Where a leaf's value type comes from.
-  enum LEAF_TYPE { kOwnType = 0, kLeafRef = 1, kIdentityRef = 2 };
+  enum LEAF_TYPE : std::int32_t { kOwnType = 0, kLeafRef = 1, kIdentityRef = 2 };
 };
 
+using InteriorKind = std::pair<SchemaEnums::NODE_KIND, SchemaEnums::NODE_KIND_CHILDREN>;
+using LeafKind = std::pair<SchemaEnums::LEAF_KIND, SchemaEnums::LEAF_TYPE>;
 // First alternative: interior nodes. Second: leaves.
-using NodeVariant_t = boost::variant<std::pair<SchemaEnums::NODE_KIND, SchemaEnums::NODE_KIND_CHILDREN>,
-                                     std::pair<SchemaEnums::LEAF_KIND, SchemaEnums::LEAF_TYPE>>;
+using NodeVariant_t = boost::variant<InteriorKind, LeafKind>;
 
 class GNMI_EXPORT Helper {
  public:

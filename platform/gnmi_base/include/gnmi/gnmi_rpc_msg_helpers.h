@@ -11,8 +11,8 @@ namespace gnmi {
 
 class GNMI_EXPORT RpcMsgHelpers {
  public:
-  // Splits "prefix:rest" at the first colon (RFC 7951 section 4). Without a colon `prefix` is empty and
-  // `rest` is the whole text. `text` may be the same object as `prefix` or `rest`. Any thread.
+  // Splits "prefix:rest" at the first colon (RFC 7951 section 4). Without a colon `prefix` is empty
+  // and `rest` is the whole text. `text` may be the same object as `prefix` or `rest`. Any thread.
   static void extract_prefix(const std::string& text, std::string& prefix, std::string& rest);
 
   // The same on views: both results point into `text`. Allocates nothing.

@@ -57,6 +57,15 @@ struct KestrelNsEntry {
   const char* module;
 };
 
+// Each field of both records is 32 bits wide where a pointer is.
+#ifdef __cplusplus
+static_assert(sizeof(void*) != 4 || sizeof(struct kestrel_cs_node) == 36, "nine 32-bit fields");
+static_assert(sizeof(void*) != 4 || sizeof(struct KestrelNsEntry) == 20, "five 32-bit fields");
+#else
+_Static_assert(sizeof(void*) != 4 || sizeof(struct kestrel_cs_node) == 36, "nine 32-bit fields");
+_Static_assert(sizeof(void*) != 4 || sizeof(struct KestrelNsEntry) == 20, "five 32-bit fields");
+#endif
+
 // Stores the first entry of the namespace list in *list and returns the number of entries. An empty
 // schema gives 0 and leaves *list null.
 KESTREL_EXPORT int kestrel_get_nslist(struct KestrelNsEntry** list);

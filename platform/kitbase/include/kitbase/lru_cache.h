@@ -3,15 +3,18 @@
 #define KITBASE_LRU_CACHE_H_
 
 #include <boost/optional.hpp>
+#include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <list>
 #include <map>
 #include <utility>
 
 namespace kitbase {
 
-// Holds at most `capacity` entries; map and list always hold the same keys. The front of the list is
-// the key used last, its back the one that goes next. Not thread-safe.
+// Holds at most `capacity` entries; map and list always hold the same keys, also after an
+// exception. The front of the list is the key used last, its back the one that goes next. Not
+// thread-safe.
 template <typename K, typename V>
 class lru_cache {
  public:
@@ -22,29 +25,40 @@ class lru_cache {
 
   // The value of `key`, which becomes the one used last; none when absent.
   boost::optional<V> get(const K& key) {
-    const auto found = map_.find(key);
-    if (found == map_.end()) return boost::none;
-    // Moving the list node keeps its iterator valid, so the map entry needs no rewriting.
-    keys_.splice(keys_.begin(), keys_, found->second.second);
-    return found->second.first;
+    const V* value = touch(key);
+    if (value == nullptr) return boost::none;
+    return *value;
   }
 
-  // Adds `key` as the one used last; a full cache first drops the key used least recently. A key that
-  // is present stays as it is, value and place: callers invalidate first.
+  // get() without the copy: null when absent, else valid until the cache changes.
+  const V* touch(const K& key) {
+    const auto found = map_.find(key);
+    if (found == map_.end()) return nullptr;
+    // Moving the list node keeps its iterator valid, so the map entry needs no rewriting.
+    keys_.splice(keys_.begin(), keys_, found->second.second);
+    return &found->second.first;
+  }
+
+  // Adds `key` as the one used last; a full cache first drops the key used least recently. A key
+  // that is present stays as it is, value and place: callers invalidate first.
   void insert(const K& key, const V& value) {
     const auto hint = map_.lower_bound(key);
     if (hint != map_.end() && !map_.key_comp()(key, hint->first)) return;
-    if (map_.size() >= capacity_ && !keys_.empty()) drop_back_();
-    keys_.push_front(key);
-    map_.emplace(key, std::make_pair(value, keys_.begin()));
+    if (map_.size() >= capacity_) {
+      replace_back_(hint, key, value);
+      return;
+    }
+    std::list<K> added(1, key);
+    map_.emplace_hint(hint, key, Entry(value, added.begin()));
+    keys_.splice(keys_.begin(), added);
   }
 
   // Drops `key`; false when it was absent.
   bool invalidate(const K& key) {
     const auto found = map_.find(key);
     if (found == map_.end()) return false;
-    keys_.splice(keys_.end(), keys_, found->second.second);
-    drop_back_();
+    keys_.erase(found->second.second);
+    map_.erase(found);
     return true;
   }
 
@@ -58,12 +72,27 @@ class lru_cache {
   std::uint32_t capacity() const { return capacity_; }
 
  private:
-  void drop_back_() {
-    map_.erase(keys_.back());
-    keys_.pop_back();
+  using Entry = std::pair<V, typename std::list<K>::iterator>;
+  using Map = std::map<K, Entry>;
+
+  // Puts (key, value) where the least recently used entry was: the nodes of map and list are kept,
+  // so a full cache allocates for no more than the texts. Everything that can throw comes first.
+  void replace_back_(typename Map::iterator hint, const K& key, const V& value) {
+    if (keys_.empty()) return;  // a cache without capacity holds nothing
+    K map_key(key);
+    K list_key(key);
+    V stored(value);
+    const auto oldest = map_.find(keys_.back());
+    if (hint == oldest) ++hint;
+    auto node = map_.extract(oldest);
+    keys_.splice(keys_.begin(), keys_, std::prev(keys_.end()));
+    keys_.front() = std::move(list_key);
+    node.key() = std::move(map_key);
+    node.mapped().first = std::move(stored);
+    map_.insert(hint, std::move(node));
   }
 
-  std::map<K, std::pair<V, typename std::list<K>::iterator>> map_;
+  Map map_;
   std::list<K> keys_;
   std::uint32_t capacity_;
 };

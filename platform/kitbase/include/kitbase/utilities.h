@@ -10,8 +10,8 @@ namespace kitbase {
 
 class KITBASE_EXPORT Utilities {
  public:
-  // Logs a serialised XML document of `length` bytes at DEBUG, one log line per document. Does nothing
-  // when `text` is null, `length` is not positive, or DEBUG is off. Any thread.
+  // Logs a serialised XML document of `length` bytes at DEBUG, one log line per document. Does
+  // nothing when `text` is null, `length` is not positive, or DEBUG is off. Any thread.
   static void xmlLog(const unsigned char* text, int length);
 
   // `text` with the ASCII letters A to Z in lower case; every other byte stays. Any thread.
