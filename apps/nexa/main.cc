@@ -1,0 +1,70 @@
+// nexa, the offline tool: the library's work on files. Wiring only; each command has its own file.
+#include <grpc/support/log.h>
+
+#include <csignal>
+#include <exception>
+#include <iostream>
+#include <sstream>
+
+#include "commands.h"
+
+namespace {
+
+using namespace nexa_tool;
+
+constexpr char kAbout[] =
+    "nexa works offline on what a gNMI server receives: paths, JSON_IETF values, and the "
+    "configuration XML\n"
+    "that they become over a set of YANG modules.";
+constexpr char kFooter[] =
+    R"(Each command explains itself: nexa convert --help
+
+EXAMPLE
+  echo '"core-1.example.net"' |
+    nexa convert --yang-dir /usr/share/yuma/modules/ietf --module ietf-system \
+      --path /ietf-system:system/hostname --pretty)";
+
+void log_to_stderr(gpr_log_func_args* line) {
+  std::fprintf(stderr, "%s %s:%d] %s\n", gpr_log_severity_string(line->severity), line->file,
+               line->line, line->message);
+}
+
+int run(int argc, char** argv, ResultOutput& output) {
+  Session session{output};
+  CLI::App app(kAbout, "nexa");
+  app.footer(kFooter);
+  app.require_subcommand(1);
+  app.set_version_flag("-V,--version", "nexa " NEXA_VERSION);
+  app.add_flag_callback(
+      "-v,--verbose",
+      [] {
+        gpr_set_log_function(log_to_stderr);
+        gpr_set_log_verbosity(GPR_LOG_SEVERITY_DEBUG);
+      },
+      "Show the library's log on standard error");
+  add_convert_command(app, session);
+  add_capabilities_command(app, session);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    std::ostringstream text;
+    const int status = app.exit(error, text, std::cerr);
+    if (status != 0) return kUsage;
+    return output.write(text.str()) ? kDone : kRefused;
+  }
+  return session.exit_status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  // A reader that goes away shows as a failed write.
+  std::signal(SIGPIPE, SIG_IGN);
+  ResultOutput output;
+  try {
+    return run(argc, argv, output);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "INTERNAL: %s\n", error.what());
+    return kRefused;
+  }
+}

@@ -1,0 +1,71 @@
+// Progress goes to standard error, and only where somebody watches.
+#include "schema_options.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <string_view>
+
+#include "kestrel/loader.h"
+
+namespace nexa_tool {
+namespace {
+
+// Rewrites one line of the terminal; leaves it empty at the end.
+class Progress {
+ public:
+  ~Progress() {
+    if (shown_) std::fputs("\r\033[K", stderr);
+  }
+  void show(std::size_t done, std::size_t total, std::string_view module) {
+    shown_ = true;
+    std::fprintf(stderr, "\r\033[KLoading YANG modules: %zu of %zu  %.*s", done, total,
+                 static_cast<int>(module.size()), module.data());
+    std::fflush(stderr);
+  }
+
+ private:
+  bool shown_ = false;
+};
+
+}  // namespace
+
+void SchemaOptions::add_to(CLI::App& command, bool required) {
+  command
+      .add_option("-p,--yang-dir,--searchpath", search_dirs,
+                  "Folder of YANG modules; give it again for more, searched in order")
+      ->required(required)
+      ->check(CLI::ExistingDirectory)
+      ->type_name("DIR")
+      ->expected(1)
+      ->take_all();
+  command
+      .add_option("-m,--module", modules,
+                  "Load only this module and what it imports; give it again for more.\n"
+                  "Without it every module of the folders is loaded")
+      ->type_name("NAME")
+      ->expected(1)
+      ->take_all();
+}
+
+std::unique_ptr<nexa::ServiceKestrelNamespaceMapperImpl> SchemaOptions::load() const {
+  kestrel::LoadOptions options;
+  options.search_dirs = search_dirs;
+  options.modules = modules;
+  Progress progress;
+  if (isatty(STDERR_FILENO) == 1) {
+    options.progress = [&progress](std::size_t done, std::size_t total, std::string_view module) {
+      progress.show(done, total, module);
+    };
+  }
+  if (const auto error = kestrel::load(options)) {
+    std::fprintf(stderr, "%snexa: %s\n", isatty(STDERR_FILENO) == 1 ? "\r\033[K" : "",
+                 error->text().c_str());
+    return nullptr;
+  }
+  auto mapper = std::make_unique<nexa::ServiceKestrelNamespaceMapperImpl>();
+  mapper->populate();
+  return mapper;
+}
+
+}  // namespace nexa_tool

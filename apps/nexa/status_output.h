@@ -1,0 +1,23 @@
+// How a refusal reaches the user: "CODE_NAME: message" on standard error.
+#ifndef APPS_NEXA_STATUS_OUTPUT_H_
+#define APPS_NEXA_STATUS_OUTPUT_H_
+
+#include <grpcpp/support/status.h>
+
+#include <string>
+
+namespace nexa_tool {
+
+// The name of a status code as gRPC documents it, "INVALID_ARGUMENT" for 3.
+const char* code_name(grpc::StatusCode code);
+
+// Prints the refusal.
+void report_refusal(const grpc::Status& status);
+
+// The content of a file, of standard input for "-" or an empty name. False after an error, which is
+// reported.
+bool read_input(const std::string& name, std::string& content);
+
+}  // namespace nexa_tool
+
+#endif  // APPS_NEXA_STATUS_OUTPUT_H_
