@@ -59,41 +59,35 @@ void trace_key(const cJSON* entry, const char* key, std::size_t keys, const char
   }
 }
 
-// Brings the members that `key` names to `position`, each taking the place of the one before it;
-// their number is returned. An entry with fewer members than keys has no such position, and nothing
-// moves.
+// Brings the member that `key` names to `position`, and goes on to the end, so that of several the
+// last one stays there. Returns how many were met on the way; one moved back to a later place is
+// met again. An entry with fewer members than keys has no such position, and nothing moves.
 int move_key_to(cJSON* entry, cJSON* position, const char* key, const char* function) {
-  int found = 0;
-  bool passed_position = false;
-  bool moved_ahead = false;
+  int met = 0;
   for (cJSON* member = entry->child; member != nullptr; member = member->next) {
     gpr_log(GPR_DEBUG, "in %s comparing %s with %s", function, printable(member->string),
             printable(key));
-    const bool at_position = member == position;
-    passed_position = passed_position || at_position;
     if (key == nullptr || !names_key(member->string, key)) continue;
-    // What was moved forward from an earlier place is met again at its new one.
-    if (!(at_position && moved_ahead)) ++found;
+    ++met;
     if (position == nullptr) continue;
-    moved_ahead = moved_ahead || !passed_position;
     gpr_log(GPR_DEBUG, "SWAPING %s and %s", member->string, printable(position->string));
     cJsonCsnode::swap_cjson_contents(member, position);
   }
-  return found;
+  return met;
 }
 
 // Puts the keys first, in their order, each at the place of its rank. True when no key was found
 // twice.
 bool order_members(cJSON* entry, const std::vector<char*>& keys, const char* function) {
   const bool debug = gpr_should_log(GPR_LOG_SEVERITY_DEBUG) != 0;
-  bool unique = true;
+  bool settled = true;
   cJSON* position = entry->child;
   for (const char* key : keys) {
     if (debug) trace_key(entry, key, keys.size(), function);
-    if (move_key_to(entry, position, key, function) > 1) unique = false;
+    if (move_key_to(entry, position, key, function) > 1) settled = false;
     if (position != nullptr) position = position->next;
   }
-  return unique;
+  return settled;
 }
 
 // Checks the payload's form against the keys of the path; for a single entry, drops the key members
@@ -158,9 +152,9 @@ void bind_from_root(cJSON* root, kestrel_cs_node* cs_node, Json2cJsonCsnodeHash*
 
 bool reorder_entry(const cJsonCsnode& entry) {
   gpr_log(GPR_DEBUG, "in %s at %d", kReorderObject, __LINE__);
-  const bool unique = order_members(entry.cjson, entry.keys, kReorderObject);
+  const bool settled = order_members(entry.cjson, entry.keys, kReorderObject);
   gpr_log(GPR_DEBUG, "Exiting %s at %d", kReorderObject, __LINE__);
-  return unique;
+  return settled;
 }
 
 void cJsonCsnode::reorder_cjson_object_according_to_keys() { reorder_entry(*this); }

@@ -179,6 +179,9 @@ TEST_F(JsonBindingVisitTest, KeyNamedTwiceInAnArrayIsOrderedTwice) {
     const Tree array = parse(R"([{"a":1,"m:a":2,"b":3},{"a":1,"b":2}])");
     visit_array(array.get(), list_, &hash_);
     EXPECT_EQ(print(array->child), R"({"a":1,"b":3,"m:a":2})");
+    const Tree late = parse(R"([{"b":1,"m:b":2}])");
+    visit_array(late.get(), list_, &hash_);
+    EXPECT_EQ(print(late->child), R"({"b":1,"m:b":2})");
     const Tree entry = parse(R"({"a":1,"m:a":2,"b":3})");
     visit_object(entry.get(), list_, &hash_);
     EXPECT_EQ(print(entry.get()), R"({"m:a":2,"b":3,"a":1})");
