@@ -82,9 +82,14 @@ struct Conversion {
   XmlTree start(cJSON* item) { return convert(&Helpers::start_json2xml, item); }
   XmlTree json2xml(cJSON* item) { return XmlTree(Helpers::json2xml(token, item, &hash, &mapper)); }
 
-  // "code: message", the source line at its end masked.
+  // "code: message", the source line that ends some messages masked.
   std::string verdict() const {
-    return std::to_string(status.error_code()) + ": " + mask_numbers(status.error_message());
+    std::string message = status.error_message();
+    const std::size_t end = message.find_last_not_of("0123456789") + 1;
+    if (end >= 3 && end < message.size() && message.compare(end - 3, 3, "at ") == 0) {
+      message.replace(end, std::string::npos, "#");
+    }
+    return std::to_string(status.error_code()) + ": " + message;
   }
 
  private:
