@@ -1,0 +1,60 @@
+// A payload that was judged becomes configuration XML, through the library's own functions in the
+// order in which they belong together: path, binding walk, conversion, wrapper, text. What the
+// library would alter travels as a placeholder and is set in the finished tree.
+#ifndef HOST_TRANSLATE_CONVERSION_H_
+#define HOST_TRANSLATE_CONVERSION_H_
+
+#include <grpcpp/support/status.h>
+#include <libxml/tree.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "nexa/nexa_srv_rpc_msg_helpers.h"
+#include "payload.h"
+#include "request_path.h"
+
+namespace nexa::host {
+
+struct DeleteXmlTree {
+  void operator()(xmlNodePtr node) const { xmlFreeNode(node); }
+};
+using XmlTree = std::unique_ptr<xmlNode, DeleteXmlTree>;
+
+// Converts values one after the other below one top element. One thread at a time in the process:
+// the library's node cache has no lock.
+class Conversion {
+ public:
+  Conversion(nexa::ServiceKestrelNamespaceMapperImpl& mapper, const SchemaNames& names,
+             std::vector<std::string>* notes);
+
+  // Adds `item` of `payload`, the value of the last step of `path`, with the elements and keys
+  // above it. INTERNAL when the library does not convert what was judged to be right.
+  grpc::Status add(const RequestPath& path, Payload& payload, std::uint32_t item);
+
+  // Adds the elements of the first `steps` steps with their keys, and nothing below them.
+  grpc::Status add_path(const RequestPath& path, std::size_t steps);
+
+  // The document. Ends the conversion.
+  grpc::Status finish(std::string& xml);
+
+ private:
+  struct Bound;
+
+  grpc::Status bind(Bound& bound, const RequestPath& path, cJSON* root);
+  grpc::Status wrap(const RequestPath& path, std::size_t steps, nexa::KestrelPath& resolved,
+                    xmlNodePtr& attach_point);
+  void add_entry_keys(xmlNodePtr element, const PathStep& step) const;
+  void complete_wrapper(xmlNodePtr element, const RequestPath& path, std::size_t steps) const;
+
+  nexa::ServiceKestrelNamespaceMapperImpl& mapper_;
+  const SchemaNames& names_;
+  std::vector<std::string>* notes_;
+  std::shared_ptr<nexa::Rfc7951MapperToken> token_;
+  XmlTree top_;
+};
+
+}  // namespace nexa::host
+
+#endif  // HOST_TRANSLATE_CONVERSION_H_

@@ -1,0 +1,71 @@
+// The layer between a gNMI update and the configuration database. What is stored is what the client
+// sent, or the client gets an error that names the place.
+//
+// The library below has fixed behaviours that a careless caller turns into lost data; everything
+// that reaches it from here was checked against the schema before, and what it gives back is
+// compared with the request.
+#ifndef HOST_TRANSLATE_TRANSLATE_H_
+#define HOST_TRANSLATE_TRANSLATE_H_
+
+#include <grpcpp/support/status.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "gnmi.pb.h"
+#include "nexa/nexa_srv_kestrel_namespace_mapper_impl.h"
+
+namespace nexa::host {
+
+enum class Mode {
+  kStrict,    // RFC 7951 and nothing else
+  kTolerant,  // also what real clients send, where the schema leaves one meaning
+};
+
+enum class Operation { kUpdate, kReplace };
+
+// Outcome of one update. A refusal is INVALID_ARGUMENT (or UNIMPLEMENTED, for what the service does
+// not take), and its message names the operation, the path down to the member, the value and the
+// rule.
+struct Translation {
+  grpc::Status status;
+  std::string xml;                 // the document, top element "config"; empty after a refusal
+  std::vector<std::string> notes;  // what the layer did beyond the plain conversion, when asked for
+};
+
+class Translator {
+ public:
+  // `mapper` is populated and outlives this object, and so does the loaded schema. The library
+  // takes one thread at a time on one mapper: every call here runs under this object's lock, so let
+  // one Translator be the only user of its mapper while it serves.
+  explicit Translator(nexa::ServiceKestrelNamespaceMapperImpl& mapper, Mode mode = Mode::kTolerant);
+  ~Translator();
+  Translator(const Translator&) = delete;
+  Translator& operator=(const Translator&) = delete;
+
+  // The update's path, with `prefix` in front, and its value, as configuration. Any thread.
+  Translation translate(const gnmi::Path& prefix, const gnmi::Update& update, Operation operation,
+                        bool explain = false);
+
+  // The reverse, for a subtree in database form: `xml` is a document of top-level nodes below one
+  // element of any name. Writes the RFC 7951 value of the node that `path` names (external or
+  // internal names; the whole tree for an empty path), names qualified as RFC 7951 wants; bare
+  // where `encoding` is JSON. NOT_FOUND when the document has no such node. Any thread.
+  grpc::Status to_json(std::string_view xml, const gnmi::Path& path, gnmi::Encoding encoding,
+                       std::string& json);
+
+  // A path in database names (YANG prefixes, in key values of identities too) in external names.
+  grpc::Status to_external(const gnmi::Path& internal, gnmi::Path& external);
+
+  Mode mode() const;
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace nexa::host
+
+#endif  // HOST_TRANSLATE_TRANSLATE_H_

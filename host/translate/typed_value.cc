@@ -1,0 +1,102 @@
+// Scalars become JSON tokens: a tolerant reader takes a number for any numeric type and a string
+// for text.
+#include "typed_value.h"
+
+#include "nexa/nexa_srv_rpc_msg_helpers.h"
+
+namespace nexa::host {
+namespace {
+
+using Helpers = nexa::ServiceRpcMsgHelpers;
+
+constexpr char kNoValue[] = "the update has no value";
+constexpr char kUnservedKind[] = "a value of this kind is not served; JSON and JSON_IETF are";
+
+void append_string(std::string_view text, std::string& out) {
+  static constexpr char kDigits[] = "0123456789abcdef";
+  out += '"';
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (c == '"' || c == '\\') {
+      out += '\\';
+      out += c;
+    } else if (byte < 0x20) {
+      out += "\\u00";
+      out += kDigits[byte >> 4U];
+      out += kDigits[byte & 0xFU];
+    } else {
+      out += c;
+    }
+  }
+  out += '"';
+}
+
+// False for a kind that has no exact JSON token.
+bool append_scalar(const gnmi::TypedValue& value, std::string& out) {
+  switch (value.value_case()) {
+    case gnmi::TypedValue::kStringVal:
+      append_string(value.string_val(), out);
+      return true;
+    case gnmi::TypedValue::kIntVal:
+      out += std::to_string(value.int_val());
+      return true;
+    case gnmi::TypedValue::kUintVal:
+      out += std::to_string(value.uint_val());
+      return true;
+    case gnmi::TypedValue::kBoolVal:
+      out += value.bool_val() ? "true" : "false";
+      return true;
+    case gnmi::TypedValue::kLeaflistVal: {
+      out += '[';
+      bool first = true;
+      for (const gnmi::TypedValue& element : value.leaflist_val().element()) {
+        if (!first) out += ',';
+        first = false;
+        if (element.value_case() == gnmi::TypedValue::kLeaflistVal) return false;
+        if (!append_scalar(element, out)) return false;
+      }
+      out += ']';
+      return true;
+    }
+    default:
+      return false;
+  }
+}
+
+grpc::Status refuse(const char* text) { return {grpc::StatusCode::INVALID_ARGUMENT, text}; }
+
+}  // namespace
+
+grpc::Status value_as_json(const gnmi::TypedValue& value, bool json_only, std::string& storage,
+                           std::string_view& json) {
+  gnmi::Encoding encoding = gnmi::PROTO;
+  switch (value.value_case()) {
+    case gnmi::TypedValue::kJsonIetfVal:
+      encoding = gnmi::JSON_IETF;
+      json = value.json_ietf_val();
+      break;
+    case gnmi::TypedValue::kJsonVal:
+      encoding = gnmi::JSON;
+      json = value.json_val();
+      break;
+    case gnmi::TypedValue::kAsciiVal:
+      encoding = gnmi::ASCII;
+      break;
+    case gnmi::TypedValue::kBytesVal:
+      encoding = gnmi::BYTES;
+      break;
+    case gnmi::TypedValue::VALUE_NOT_SET:
+      return refuse(kNoValue);
+    default:
+      if (!json_only && append_scalar(value, storage)) {
+        json = storage;
+        return grpc::Status::OK;
+      }
+      break;
+  }
+  grpc::Status status = Helpers::validate_Encoding(encoding);
+  if (!status.ok()) return status;
+  return json.data() != nullptr ? status : refuse(kUnservedKind);
+}
+
+}  // namespace nexa::host

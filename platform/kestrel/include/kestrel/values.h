@@ -1,0 +1,86 @@
+// Judges and spells the values of leaves: what a server needs between the wire and its store,
+// beside the plain records of kestrel/kestrel.h. Values come in the JSON encoding of RFC 7951 and
+// leave in the XML encoding of RFC 7950, and back.
+#ifndef KESTREL_VALUES_H_
+#define KESTREL_VALUES_H_
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "kestrel/kestrel.h"
+
+namespace kestrel {
+
+// How a value was written; RFC 7951 section 6 says which types may be written how.
+enum class Written : std::uint8_t {
+  kString,
+  kNumber,  // without an exponent
+  kBoolean,
+  kEmpty,  // [null]
+  kNull,
+  kText,  // no form of its own: a key in a path, or the text of an XML element
+};
+
+// The value of a leaf as XML carries it.
+struct StoredText {
+  bool as_given = true;  // the text that was checked is already right
+  std::string text;      // otherwise: the text to store
+  // Declarations that the text needs: (prefix, namespace URI). The prefixes are those of the
+  // namespace list.
+  std::vector<std::pair<std::string, std::string>> namespaces;
+  std::string qualified;  // "module:identity", when a bare identity was given its module
+};
+
+// What a leaf's value may be, over all members of a union and through leafrefs.
+enum TypeClass : std::uint32_t {
+  kSmallInteger = 0x1,  // up to 32 bits: a JSON number
+  kLargeInteger = 0x2,  // 64 bits: a JSON string
+  kDecimal = 0x4,
+  kBoolean = 0x8,
+  kEmptyType = 0x10,
+  kIdentity = 0x20,
+  kInstance = 0x40,
+  kText = 0x80,    // string, binary, bits, enumeration
+  kUnion = 0x100,  // the type is a union
+};
+
+// Checks values against the loaded schema. Remembers what it learnt about each leaf, so keep one.
+// Not thread-safe; several objects are independent of each other.
+class KESTREL_EXPORT ValueChecker {
+ public:
+  ValueChecker();
+  ~ValueChecker();
+  ValueChecker(const ValueChecker&) = delete;
+  ValueChecker& operator=(const ValueChecker&) = delete;
+
+  // Whether `node`, a leaf or leaf-list, takes the value. Sets `out` on success, `rule` otherwise.
+  // `lenient` also takes bare numbers for 64-bit and decimal types, quoted numbers for the others,
+  // and identities without their module where the schema leaves one meaning.
+  bool check(const kestrel_cs_node* node, std::string_view text, Written written, bool lenient,
+             StoredText& out, std::string& rule);
+
+  // The canonical text of a value that `node` takes; the text itself when it does not.
+  std::string canonical(const kestrel_cs_node* node, std::string_view text);
+
+  // The JSON token (RFC 7951 section 6) of a value whose prefixes are module names; a string token
+  // when the leaf does not take it.
+  std::string json_token(const kestrel_cs_node* node, std::string_view text);
+
+  // enum TypeClass bits of the leaf's type.
+  std::uint32_t type_classes(const kestrel_cs_node* node);
+
+  // Whether `node` is an anyxml, which any JSON value can stand for; anydata takes objects only.
+  bool takes_any_form(const kestrel_cs_node* node);
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace kestrel
+
+#endif  // KESTREL_VALUES_H_
