@@ -26,8 +26,10 @@ class BindingArena {
   }
 
   cJsonCsnode& at(std::uint32_t number) {
-    const std::size_t chunk = std::bit_width(number / kFirstChunk + 1) - 1;
-    return chunks_[chunk][number - kFirstChunk * ((std::size_t{1} << chunk) - 1)];
+    // The chunks before one of size n hold n - kFirstChunk together.
+    const std::size_t rank = number / kFirstChunk + 1;
+    const std::size_t before = kFirstChunk * (std::bit_floor(rank) - 1);
+    return chunks_[static_cast<std::size_t>(std::bit_width(rank)) - 1][number - before];
   }
 
  private:

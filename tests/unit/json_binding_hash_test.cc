@@ -133,7 +133,7 @@ std::vector<cJSON*> pointer_pool(const cJSON* array) {
   for (cJSON* item = array->child; item != nullptr; item = item->next) pool.push_back(item);
   for (const std::uintptr_t base :
        {std::uintptr_t{0}, std::uintptr_t{0x10000}, UINTPTR_MAX - 200}) {
-    for (const std::uintptr_t offset : {0, 1, 7, 8, 31, 32, 33, 40, 63, 64, 65, 128, 199}) {
+    for (const unsigned offset : {0U, 1U, 7U, 8U, 31U, 32U, 33U, 40U, 63U, 64U, 65U, 128U, 199U}) {
       pool.push_back(reinterpret_cast<cJSON*>(base + offset));
     }
   }
