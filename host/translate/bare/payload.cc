@@ -74,6 +74,9 @@ class Preparer {
       status = remove_path_keys(root, place);
       return status.ok() ? members(root, *target_.node(), place, false) : status;
     }
+    if (kind_of(*target_.node()) == NodeKind::kList && !target_.path->instantiated_keys_.empty()) {
+      return invalid("Path element " + target_.text + " gives some keys of the list only");
+    }
     status = value(root, *target_.node(), place);
     return status.ok() ? agree_with_own_key(*root, place) : status;
   }
