@@ -1,5 +1,5 @@
-// Texts out of the schema library as strings. A null text is a fault of the schema library that no
-// caller can repair, so it is thrown, in words that do not depend on the standard library in use.
+// C texts of the schema library and of cJSON as strings. A null text is a fault that no caller can
+// repair, so it is thrown, in words that do not depend on the standard library in use.
 #ifndef NEXA_NEXA_SRV_KESTREL_TEXT_H_
 #define NEXA_NEXA_SRV_KESTREL_TEXT_H_
 

@@ -6,6 +6,8 @@ namespace nexa {
 
 inline constexpr char kConfigElement[] = "config";
 inline constexpr char kConfigNamespace[] = "urn:nexa:params:xml:ns:config:1.0";
+inline constexpr char kEmptyConfigDocument[] =
+    "<config xmlns=\"urn:nexa:params:xml:ns:config:1.0\"></config>";
 
 }  // namespace nexa
 

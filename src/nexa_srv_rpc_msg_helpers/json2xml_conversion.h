@@ -3,7 +3,10 @@
 #ifndef NEXA_JSON2XML_CONVERSION_H_
 #define NEXA_JSON2XML_CONVERSION_H_
 
+#include <string>
+
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
+#include "nexa_srv_kestrel_text.h"
 #include "nexa_srv_rpc_msg_helpers/xml_handles.h"
 
 namespace nexa {
@@ -17,6 +20,10 @@ struct Conversion {
   Json2cJsonCsnodeHash* hash;
   ServiceRpcMsgHelpers::Mapper* mapper;
 };
+
+// A copy of the item's string value. Throws std::logic_error when it has none, in words that do not
+// depend on the standard library in use.
+inline std::string string_value_of(const cJSON& item) { return schema_text(item.valuestring); }
 
 enum class Naming { kDone, kNoMemory, kCopyRefused };
 

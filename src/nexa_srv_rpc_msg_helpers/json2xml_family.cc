@@ -174,7 +174,7 @@ XmlNode new_container(const char* tag, const cJSON& item, grpc::Status* status) 
           "Unable to allocate memory while converting JSON to XML. Freeing all allocated XML and "
           "returning early");
   *status = {grpc::StatusCode::RESOURCE_EXHAUSTED,
-             kOutOfMemoryWhileProcessing + std::string(item.valuestring)};
+             kOutOfMemoryWhileProcessing + string_value_of(item)};
   return nullptr;
 }
 

@@ -48,7 +48,7 @@ TextOutcome put_text(const char* function, xmlNodePtr element, const char* text)
 // A number or boolean has no string value, and then this throws std::logic_error: callers rely on
 // it.
 std::string with_string_value(const char* message, const cJSON& item) {
-  return message + std::string(item.valuestring);
+  return message + string_value_of(item);
 }
 
 // What a failed put_text means for a boolean. Its words for a refused copy are a number's, its code

@@ -56,10 +56,8 @@ std::int64_t ServiceRpcMsgHelpers::get_timestamp() {
 }
 
 bool ServiceRpcMsgHelpers::xml_returned_is_empty(std::string xml) {
-  static const std::string kEmptyDocument =
-      std::string("<config xmlns=\"") + kConfigNamespace + "\"></config>";
   // An ordering on purpose: an empty text counts as an empty document too.
-  return xml.compare(kEmptyDocument) <= 0;
+  return xml.compare(kEmptyConfigDocument) <= 0;
 }
 
 std::string ServiceRpcMsgHelpers::build_path_str(const gnmi::Path& path,
