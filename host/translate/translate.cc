@@ -30,6 +30,20 @@ gnmi::Path joined(const gnmi::Path& prefix, const gnmi::Path& path) {
   return whole;
 }
 
+// The path as the library's checks take it: the entry of a leaf-list is named by the key ".", which is no
+// identifier. Its value is checked like any other.
+grpc::Status validate(nexa::RequestType type, const gnmi::Path& path) {
+  gnmi::Path checked = path;
+  for (gnmi::PathElem& element : *checked.mutable_elem()) {
+    const auto value = element.key().find(".");
+    if (value == element.key().end()) continue;
+    grpc::Status status = Helpers::validate_value(type, value->second);
+    if (!status.ok()) return status;
+    element.mutable_key()->erase(".");
+  }
+  return Helpers::validate_Path(type, checked);
+}
+
 grpc::Status in_request(const grpc::Status& status, Operation operation, const gnmi::Path& path) {
   std::string text = std::string(name_of(operation)) + " of " + format_path_string(path) + ": ";
   return {status.error_code(), text + status.error_message()};
@@ -68,7 +82,7 @@ grpc::Status Translator::State::check(const gnmi::Update& update, const gnmi::Pa
   if (!status.ok()) return status;
   status = Helpers::check_0_element_path(type, whole);
   if (!status.ok()) return status;
-  status = Helpers::validate_Path(type, whole);
+  status = validate(type, whole);
   if (!status.ok()) return status;
   return value_as_json(update.val(), mode == Mode::kStrict, storage, json);
 }
