@@ -22,6 +22,8 @@ struct Session {
 
 void add_convert_command(CLI::App& app, Session& session);
 void add_capabilities_command(CLI::App& app, Session& session);
+void add_check_command(CLI::App& app, Session& session);
+void add_path_command(CLI::App& app, Session& session);
 
 }  // namespace nexa_tool
 

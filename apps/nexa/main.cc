@@ -44,6 +44,8 @@ int run(int argc, char** argv, ResultOutput& output) {
       "Show the library's log on standard error");
   add_convert_command(app, session);
   add_capabilities_command(app, session);
+  add_check_command(app, session);
+  add_path_command(app, session);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

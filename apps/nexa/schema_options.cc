@@ -38,6 +38,7 @@ void SchemaOptions::add_to(CLI::App& command, bool required) {
       ->check(CLI::ExistingDirectory)
       ->type_name("DIR")
       ->expected(1)
+      ->allow_extra_args(false)
       ->take_all();
   command
       .add_option("-m,--module", modules,
@@ -45,6 +46,7 @@ void SchemaOptions::add_to(CLI::App& command, bool required) {
                   "Without it every module of the folders is loaded")
       ->type_name("NAME")
       ->expected(1)
+      ->allow_extra_args(false)
       ->take_all();
 }
 

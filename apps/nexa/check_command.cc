@@ -1,0 +1,103 @@
+// nexa check: the server's verdict on a whole request, before any path is resolved.
+#include <memory>
+#include <string>
+#include <variant>
+
+#include "commands.h"
+#include "json_writer.h"
+#include "request_file.h"
+#include "status_output.h"
+#include "translate/request_check.h"
+
+namespace nexa_tool {
+namespace {
+
+constexpr char kExamples[] = R"(REQUEST
+  One message, as protobuf text or as JSON:
+    path { elem { name: "interfaces" } } type: CONFIG encoding: JSON_IETF
+    {"subscribe": {"subscription": [{"mode": "SAMPLE", "path": {"elem": [{"name": "a"}]}}]}}
+
+EXAMPLES
+  nexa check --request get.txtpb
+  echo 'delete { elem { name: "interfaces" } }' | nexa check --request - --format json
+
+EXIT STATUS
+  0 accepted    1 refused: "CODE_NAME: message" is on standard error, and the field below it
+  2 wrong usage, or no request)";
+
+struct Options {
+  std::string file;
+  std::string type;
+  std::string format = "text";
+};
+
+struct Check {
+  nexa::host::RequestVerdict operator()(gnmi::GetRequest& request) const {
+    return nexa::host::check_get(request);
+  }
+  nexa::host::RequestVerdict operator()(gnmi::SetRequest& request) const {
+    return nexa::host::check_set(request);
+  }
+  nexa::host::RequestVerdict operator()(gnmi::SubscribeRequest& request) const {
+    return nexa::host::check_subscribe(request);
+  }
+};
+
+std::string as_json(const char* type, const nexa::host::RequestVerdict& verdict) {
+  const JsonPtr object(cJSON_CreateObject());
+  add_text(object.get(), "request", type);
+  const grpc::StatusCode code = verdict.status.error_code();
+  add_item(object.get(), "code", JsonPtr(cJSON_CreateNumber(static_cast<int>(code))));
+  add_text(object.get(), "name", code_name(code));
+  add_text(object.get(), "message", verdict.status.error_message());
+  if (!verdict.place.empty()) add_text(object.get(), "place", verdict.place);
+  return to_text(object.get());
+}
+
+int run(const Options& options, Session& session) {
+  std::string text;
+  if (!read_input(options.file, text)) return kUsage;
+  AnyRequest request;
+  std::string error;
+  if (!parse_request(text, options.type, request, error)) {
+    std::fprintf(stderr, "nexa: %s: %s\n", options.file.c_str(), error.c_str());
+    return kUsage;
+  }
+  const nexa::host::RequestVerdict verdict = std::visit(Check(), request);
+  const std::string answer = options.format == "json" ? as_json(type_name(request), verdict)
+                             : verdict.ok()           ? std::string("OK\n")
+                                                      : std::string();
+  if (!verdict.ok()) {
+    report_refusal(verdict.status);
+    if (!verdict.place.empty()) std::fprintf(stderr, "  in %s\n", verdict.place.c_str());
+  }
+  if (!session.output.write(answer)) return kRefused;
+  return verdict.ok() ? kDone : kRefused;
+}
+
+}  // namespace
+
+void add_check_command(CLI::App& app, Session& session) {
+  const auto options = std::make_shared<Options>();
+  CLI::App* command = app.add_subcommand("check", "Check a Get, Set or Subscribe request");
+  command->description(
+      "Runs the checks of a whole request that a server runs before it looks at its schema: "
+      "options,\n"
+      "encodings, names, keys and wildcards. Prints the verdict that a client would get.");
+  command->add_option("--request", options->file, "File with the request; - is standard input")
+      ->required()
+      ->type_name("FILE");
+  command
+      ->add_option("--type", options->type,
+                   "Kind of the request; found out from its fields if not given")
+      ->check(CLI::IsMember({"get", "set", "subscribe"}))
+      ->type_name("get|set|subscribe");
+  command->add_option("--format", options->format, "Form of the answer")
+      ->check(CLI::IsMember({"text", "json"}))
+      ->type_name("text|json")
+      ->capture_default_str();
+  command->footer(kExamples);
+  command->callback([options, &session] { session.exit_status = run(*options, session); });
+}
+
+}  // namespace nexa_tool

@@ -1,0 +1,82 @@
+// Each request is tried in turn: their field names differ, so that a text with any operation in it
+// fits one of them only.
+#include "request_file.h"
+
+#include <google/protobuf/io/tokenizer.h>
+#include <google/protobuf/text_format.h>
+#include <google/protobuf/util/json_util.h>
+
+#include <array>
+#include <utility>
+
+namespace nexa_tool {
+namespace {
+
+// Keeps the first problem; the parser would print them all.
+class FirstProblem : public google::protobuf::io::ErrorCollector {
+ public:
+  void AddError(int line, google::protobuf::io::ColumnNumber column,
+                const std::string& message) override {
+    if (!text.empty()) return;
+    text = std::to_string(line + 1) + ":" + std::to_string(column + 1) + ": " + message;
+  }
+  void AddWarning(int /*line*/, google::protobuf::io::ColumnNumber /*column*/,
+                  const std::string& /*message*/) override {}
+
+  std::string text;
+};
+
+bool is_json(const std::string& text) {
+  const std::size_t first = text.find_first_not_of(" \t\r\n");
+  return first != std::string::npos && text[first] == '{';
+}
+
+bool parse(const std::string& text, google::protobuf::Message& message, std::string& error) {
+  if (is_json(text)) {
+    const auto status = google::protobuf::util::JsonStringToMessage(text, &message);
+    error = std::string(status.message());
+    return status.ok();
+  }
+  FirstProblem problem;
+  google::protobuf::TextFormat::Parser parser;
+  parser.RecordErrorsTo(&problem);
+  const bool parsed = parser.ParseFromString(text, &message);
+  error = std::move(problem.text);
+  return parsed;
+}
+
+google::protobuf::Message& message_of(AnyRequest& request) {
+  return std::visit([](auto& alternative) -> google::protobuf::Message& { return alternative; },
+                    request);
+}
+
+}  // namespace
+
+const char* type_name(const AnyRequest& request) {
+  constexpr std::array<const char*, 3> kNames = {"get", "set", "subscribe"};
+  return kNames.at(request.index());
+}
+
+bool parse_request(const std::string& text, const std::string& type, AnyRequest& request,
+                   std::string& error) {
+  std::string fitting;
+  int fit = 0;
+  for (AnyRequest candidate : {AnyRequest(gnmi::GetRequest()), AnyRequest(gnmi::SetRequest()),
+                               AnyRequest(gnmi::SubscribeRequest())}) {
+    const char* name = type_name(candidate);
+    if (!type.empty() && type != name) continue;
+    std::string problem;
+    if (!parse(text, message_of(candidate), problem)) {
+      error.append(error.empty() ? "" : "\n").append("as ").append(name).append(": ");
+      error.append(problem);
+      continue;
+    }
+    fitting.append(fit++ == 0 ? "" : ", ").append(name);
+    request = std::move(candidate);
+  }
+  if (fit > 1) error = "fits more than one request (" + fitting + "); say which with --type";
+  if (fit == 0) error.insert(0, "not a request\n");
+  return fit == 1;
+}
+
+}  // namespace nexa_tool

@@ -1,0 +1,146 @@
+// The order of the checks is the order of the server: options first, then paths as the request
+// lists them. Three refusals are the host's own, for what the library's checks cannot see: paths in
+// the old string form, updates without a value, and the operation that came with version 0.10.
+#include "translate/request_check.h"
+
+#include <google/protobuf/repeated_field.h>
+
+#include <string>
+#include <utility>
+
+#include "nexa/nexa_srv_rpc_msg_helpers.h"
+
+namespace nexa::host {
+namespace {
+
+constexpr char kElementList[] =
+    "Path field \"element\" is deprecated and not supported, use \"elem\"";
+constexpr char kNoValue[] = "No value field provided";
+constexpr char kUnionReplace[] = "Operation union_replace not supported";
+
+std::string indexed(const char* field, int index) {
+  return std::string(field) + "[" + std::to_string(index) + "]";
+}
+
+// Taken as it stands, a path in the old form would be the empty path: the whole tree.
+grpc::Status check_form(const gnmi::Path& path) {
+  static const google::protobuf::FieldDescriptor* const element =
+      gnmi::Path::descriptor()->FindFieldByName("element");
+  if (path.GetReflection()->FieldSize(path, element) == 0) return grpc::Status::OK;
+  return {grpc::StatusCode::UNIMPLEMENTED, kElementList};
+}
+
+grpc::Status check_path(RequestType type, const gnmi::Path& prefix, const gnmi::Path& path) {
+  grpc::Status status = check_form(path);
+  if (!status.ok()) return status;
+  gnmi::Path joined = join_paths(prefix, path);
+  status = ServiceRpcMsgHelpers::check_0_element_path(type, joined);
+  if (!status.ok()) return status;
+  return ServiceRpcMsgHelpers::validate_Path(type, std::move(joined));
+}
+
+// Scalar values carry no encoding of their own and pass.
+grpc::Status check_value(const gnmi::Update& update) {
+  switch (update.val().value_case()) {
+    case gnmi::TypedValue::VALUE_NOT_SET:
+      return {grpc::StatusCode::INVALID_ARGUMENT, kNoValue};
+    case gnmi::TypedValue::kJsonVal:
+      return ServiceRpcMsgHelpers::validate_Encoding(gnmi::JSON);
+    case gnmi::TypedValue::kJsonIetfVal:
+      return ServiceRpcMsgHelpers::validate_Encoding(gnmi::JSON_IETF);
+    case gnmi::TypedValue::kAsciiVal:
+      return ServiceRpcMsgHelpers::validate_Encoding(gnmi::ASCII);
+    case gnmi::TypedValue::kProtoBytes:
+    case gnmi::TypedValue::kAnyVal:
+      return ServiceRpcMsgHelpers::validate_Encoding(gnmi::PROTO);
+    case gnmi::TypedValue::kStringVal:
+    case gnmi::TypedValue::kIntVal:
+    case gnmi::TypedValue::kUintVal:
+    case gnmi::TypedValue::kBoolVal:
+    case gnmi::TypedValue::kBytesVal:
+    case gnmi::TypedValue::kFloatVal:
+    case gnmi::TypedValue::kDoubleVal:
+    case gnmi::TypedValue::kDecimalVal:
+    case gnmi::TypedValue::kLeaflistVal:
+      return grpc::Status::OK;
+  }
+  return grpc::Status::OK;
+}
+
+RequestVerdict check_updates(RequestType type, const char* field, const gnmi::Path& prefix,
+                             const google::protobuf::RepeatedPtrField<gnmi::Update>& updates) {
+  for (int index = 0; index < updates.size(); ++index) {
+    const gnmi::Update& update = updates.Get(index);
+    grpc::Status status = ServiceRpcMsgHelpers::validate_path(update);
+    if (!status.ok()) return {status, indexed(field, index)};
+    status = check_path(type, prefix, update.path());
+    if (!status.ok()) return {status, indexed(field, index) + ".path"};
+    status = check_value(update);
+    if (!status.ok()) return {status, indexed(field, index) + ".val"};
+  }
+  return {};
+}
+
+RequestVerdict refused_by(const Notification& notification) {
+  RequestVerdict verdict;
+  ServiceRpcMsgHelpers::build_status(notification, verdict.status);
+  return verdict;
+}
+
+}  // namespace
+
+gnmi::Path join_paths(const gnmi::Path& prefix, const gnmi::Path& path) {
+  gnmi::Path joined = prefix;
+  joined.mutable_elem()->MergeFrom(path.elem());
+  if (!path.origin().empty()) joined.set_origin(path.origin());
+  if (!path.target().empty()) joined.set_target(path.target());
+  return joined;
+}
+
+RequestVerdict check_get(gnmi::GetRequest& request) {
+  grpc::Status status = ServiceRpcMsgHelpers::validate_DataType(request.type());
+  if (status.ok()) status = ServiceRpcMsgHelpers::validate_Encoding(request.encoding());
+  if (status.ok()) status = ServiceRpcMsgHelpers::validate_ModelData(&request);
+  if (!status.ok()) return {status, {}};
+  status = check_form(request.prefix());
+  if (!status.ok()) return {status, "prefix"};
+  for (int index = 0; index < request.path_size(); ++index) {
+    status = check_path(GET, request.prefix(), request.path(index));
+    if (!status.ok()) return {status, indexed("path", index)};
+  }
+  return {};
+}
+
+RequestVerdict check_set(const gnmi::SetRequest& request) {
+  if (request.union_replace_size() > 0) {
+    return {{grpc::StatusCode::UNIMPLEMENTED, kUnionReplace}, "union_replace[0]"};
+  }
+  grpc::Status status = check_form(request.prefix());
+  if (!status.ok()) return {status, "prefix"};
+  for (int index = 0; index < request.delete__size(); ++index) {
+    status = check_path(DELETE, request.prefix(), request.delete_(index));
+    if (!status.ok()) return {status, indexed("delete", index)};
+  }
+  RequestVerdict verdict = check_updates(REPLACE, "replace", request.prefix(), request.replace());
+  if (!verdict.ok()) return verdict;
+  return check_updates(UPDATE, "update", request.prefix(), request.update());
+}
+
+RequestVerdict check_subscribe(const gnmi::SubscribeRequest& request) {
+  Notification notification;
+  const gnmi::SubscriptionList& list = request.subscribe();
+  const bool accepted = ServiceRpcMsgHelpers::validate_subscribe(request, &notification) &&
+                        ServiceRpcMsgHelpers::validate_slist(list, &notification) &&
+                        ServiceRpcMsgHelpers::validate_subscriptions(list, &notification) &&
+                        ServiceRpcMsgHelpers::validate_encoding(list, &notification);
+  if (!accepted) return refused_by(notification);
+  grpc::Status status = check_form(list.prefix());
+  if (!status.ok()) return {status, "subscribe.prefix"};
+  for (int index = 0; index < list.subscription_size(); ++index) {
+    status = check_path(SUBSCRIBE, list.prefix(), list.subscription(index).path());
+    if (!status.ok()) return {status, indexed("subscribe.subscription", index) + ".path"};
+  }
+  return {};
+}
+
+}  // namespace nexa::host
