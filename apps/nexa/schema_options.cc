@@ -11,13 +11,19 @@
 namespace nexa_tool {
 namespace {
 
+// With fewer modules it is over before anybody could read it.
+constexpr std::size_t kManyModules = 20;
+
 // Rewrites one line of the terminal; leaves it empty at the end.
 class Progress {
  public:
-  ~Progress() {
+  ~Progress() { clear(); }
+  void clear() {
     if (shown_) std::fputs("\r\033[K", stderr);
+    shown_ = false;
   }
   void show(std::size_t done, std::size_t total, std::string_view module) {
+    if (total < kManyModules) return;
     shown_ = true;
     std::fprintf(stderr, "\r\033[KLoading YANG modules: %zu of %zu  %.*s", done, total,
                  static_cast<int>(module.size()), module.data());
@@ -61,8 +67,8 @@ std::unique_ptr<nexa::ServiceKestrelNamespaceMapperImpl> SchemaOptions::load() c
     };
   }
   if (const auto error = kestrel::load(options)) {
-    std::fprintf(stderr, "%snexa: %s\n", isatty(STDERR_FILENO) == 1 ? "\r\033[K" : "",
-                 error->text().c_str());
+    progress.clear();
+    std::fprintf(stderr, "nexa: %s\n", error->text().c_str());
     return nullptr;
   }
   auto mapper = std::make_unique<nexa::ServiceKestrelNamespaceMapperImpl>();

@@ -3,6 +3,7 @@
 #include "translate/compose.h"
 
 #include <algorithm>
+#include <cstring>
 #include <exception>
 #include <new>
 #include <stdexcept>
@@ -50,6 +51,13 @@ grpc::Status parse(const std::string& text, JsonPtr& document) {
   return invalid("Malformed JSON at byte " + std::to_string(end - text.c_str()));
 }
 
+// A converter adds the namespace of a value's prefixed name each time that it names the element,
+// and it names the root twice. Without prefix the namespace is completed once.
+void drop_prefix(char* name) {
+  const char* colon = std::strchr(name, ':');
+  if (colon != nullptr) std::memmove(name, colon + 1, std::strlen(colon));
+}
+
 // One conversion: the parts of the document that exist so far.
 class Composer {
  public:
@@ -80,7 +88,7 @@ class Composer {
     // As a member the value has a name, which gives its element name and namespace whatever its
     // type.
     const JsonPtr holder(cJSON_CreateObject());
-    const std::string name = member_name(*target.node());
+    const std::string name(name_of(*target.node()));
     cJSON* value = document.get();
     if (holder == nullptr || !cJSON_AddItemToObject(holder.get(), name.c_str(), value)) {
       throw std::bad_alloc();
@@ -108,17 +116,11 @@ class Composer {
         return invalid("/" + shown(member->string) + " is given twice");
       }
       seen.push_back(target.node());
+      drop_prefix(member->string);
       status = add(target, member);
       if (!status.ok()) return status;
     }
     return grpc::Status::OK;
-  }
-
-  // The external name under which the value stands in its parent.
-  std::string member_name(const kestrel_cs_node& node) const {
-    const char* uri = kestrel_hash2str(node.ns);
-    const std::string module = uri == nullptr ? "" : mapper_.moduleNamePrefixFromNs_(uri);
-    return (module.empty() ? "" : module + ":") + std::string(name_of(node));
   }
 
   // Binds and converts `value` and hangs it, wrapped in the target's path, below the top element.

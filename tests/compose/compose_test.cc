@@ -139,10 +139,23 @@ TEST_P(EachConverter, WritesBooleans) {
             std::string(kDevice) + "<limits><enabled>false</enabled></limits></device>");
 }
 
-TEST_P(EachConverter, KeepsAnEmptyContainer) {
-  EXPECT_EQ(convert("/example-device:device/debug", "{}"),
-            std::string(kDevice) + "<debug/></device>");
-  EXPECT_EQ(convert(kPath, R"({"debug": {}})"), std::string(kDevice) + "<debug/></device>");
+using StrictConverter = ComposeTest;
+
+TEST_F(StrictConverter, KeepsAnEmptyContainer) {
+  EXPECT_EQ(data("/example-device:device/debug", "{}"), std::string(kDevice) + "<debug/></device>");
+  EXPECT_EQ(data(kPath, R"({"debug": {}})"), std::string(kDevice) + "<debug/></device>");
+}
+
+using SimpleConverter = ComposeTest;
+
+TEST_F(SimpleConverter, RefusesAnEmptyContainer) {
+  std::string xml = "unchanged";
+  const grpc::Status verdict =
+      status("/example-device:device/debug", "{}", xml, Converter::kSimple);
+  EXPECT_EQ(verdict.error_code(), grpc::StatusCode::INTERNAL);
+  EXPECT_EQ(verdict.error_message(),
+            "The value of /example-device:device/debug could not be converted");
+  EXPECT_EQ(xml, "unchanged");
 }
 
 TEST_P(EachConverter, WritesAKeyAtTheTipOfThePathOnce) {

@@ -61,6 +61,17 @@ void append_entry_keys(const cJSON& entry, const kestrel_cs_node& list, std::str
   }
 }
 
+// Moves a member that is not the first to the place before `front`. A first member's `prev` is the
+// last.
+void move_before(cJSON* object, cJSON* member, cJSON* front) {
+  member->prev->next = member->next;
+  (member->next != nullptr ? member->next : object->child)->prev = member->prev;
+  member->next = front;
+  member->prev = front->prev;
+  (front == object->child ? object->child : front->prev->next) = member;
+  front->prev = member;
+}
+
 class Preparer {
  public:
   Preparer(const Target& target, const gnmi::BaseNamespaceMapper& mapper, Prepared& prepared)
@@ -187,7 +198,7 @@ class Preparer {
         front = front->next;
         continue;
       }
-      cJSON_InsertItemInArray(entry, k, cJSON_DetachItemViaPointer(entry, key->item));
+      move_before(entry, key->item, front);
     }
     return grpc::Status::OK;
   }
