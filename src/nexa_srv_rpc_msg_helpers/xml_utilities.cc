@@ -131,6 +131,11 @@ xmlChar* ServiceRpcMsgHelpers::build_xml_str(xmlNodePtr root) {
   }
   xmlDocSetRootElement(doc.get(), root);
   Dump result = dump(doc.get());
+  if (result.text == nullptr) {
+    // Null means that the tree stays the caller's, here too.
+    xmlUnlinkNode(root);
+    xmlSetTreeDoc(root, nullptr);
+  }
   kitbase::Utilities::xmlLog(result.text.get(), result.length);
   gpr_log(GPR_DEBUG, "build_xml_str --> exit XML STRING: %s", printable(result.text.get()));
   return result.text.release();
