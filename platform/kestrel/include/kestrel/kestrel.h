@@ -70,12 +70,12 @@ _Static_assert(sizeof(void*) != 4 || sizeof(struct KestrelNsEntry) == 20, "five 
 // schema gives 0 and leaves *list null.
 KESTREL_EXPORT int kestrel_get_nslist(struct KestrelNsEntry** list);
 
-// The first top-level node of a namespace, or null for an unknown hash and for a module without data
-// nodes. Further roots follow by `next`.
+// The first top-level node of a namespace, or null for an unknown hash. Further roots follow by `next`;
+// the last one is the module's model-data node, the only one of a module without data nodes.
 KESTREL_EXPORT struct kestrel_cs_node* kestrel_find_cs_root(uint32_t ns_hash);
 
 // The child of `parent` with this tag and namespace, or null. Constant time, however many children
-// there are.
+// there are. `parent` is null or a record that this library handed out, not a copy of one.
 KESTREL_EXPORT struct kestrel_cs_node* kestrel_find_cs_node_child(
     const struct kestrel_cs_node* parent, uint32_t tag, uint32_t ns_hash);
 
