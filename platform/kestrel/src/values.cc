@@ -214,9 +214,10 @@ struct ValueChecker::State {
   }
 
   // The text and the declarations of a value whose spelling depends on prefixes.
-  void spell(const Value& value, std::string_view given, StoredText& out) {
+  // False when the value has no spelling in XML: an XPath with a prefix that is no module's.
+  bool spell(const Value& value, std::string_view given, StoredText& out) {
     ly_set* modules = nullptr;
-    if (ly_set_new(&modules) != LY_SUCCESS) return;
+    if (ly_set_new(&modules) != LY_SUCCESS) return false;
     std::string text = value.print(LY_VALUE_XML, modules);
     PrefixArray prefixes;
     bool same = true;
@@ -232,11 +233,14 @@ struct ValueChecker::State {
     ly_set_free(modules, nullptr);
     // Two modules may declare one prefix; the namespace list has made theirs distinct.
     if (!same) text = value.print(LY_VALUE_SCHEMA_RESOLVED, prefixes.items.data());
+    if (text.empty() && !given.empty()) return false;
     out.as_given = text == given;
     if (!out.as_given) out.text = std::move(text);
+    return true;
   }
 
-  void set(const Leaf& leaf, const Value& value, std::string_view given, StoredText& out) {
+  bool set(const Leaf& leaf, const Value& value, std::string_view given, StoredText& out,
+           std::string& rule) {
     const std::uint32_t real = class_of(value.real_type()->basetype);
     if (real == kEmptyType) {
       out.as_given = given.empty();
@@ -249,8 +253,14 @@ struct ValueChecker::State {
       const bool plain = (real & (kIdentity | kInstance)) == 0 &&
                          (id == nullptr || (std::strstr(id, "xpath") == nullptr &&
                                             std::strstr(id, "instance") == nullptr));
-      if (!plain) spell(value, given, out);
+      if (plain || spell(value, given, out)) return true;
+      // A union keeps the text: read from XML it is the next member's.
+      out.as_given = true;
+      if ((leaf.classes & kUnion) != 0) return true;
+      rule = "a prefix in \"" + std::string(given) + "\" is no module's";
+      return false;
     }
+    return true;
   }
 
   void collect_identities(const lysc_type* type, std::string_view name,
@@ -319,9 +329,8 @@ struct ValueChecker::State {
     if (taken != 1) return false;
     Value value(context);
     if (!value.store(leaf.node, leaf.type, wanted, LYD_VALHINT_STRING, rule)) return false;
-    spell(value, text, out);
     out.qualified = std::move(wanted);
-    return true;
+    return spell(value, text, out);
   }
 
   bool check_lenient(const Leaf& leaf, std::string_view text, Written written, StoredText& out,
@@ -335,8 +344,7 @@ struct ValueChecker::State {
       const std::uint32_t hints = LYD_VALHINT_STRING | LYD_VALHINT_DECNUM | LYD_VALHINT_NUM64;
       if (value.store(leaf.node, leaf.type, text, hints, ignored) &&
           (class_of(value.real_type()->basetype) & wanted) != 0) {
-        set(leaf, value, text, out);
-        return true;
+        return set(leaf, value, text, out, rule);
       }
       if ((leaf.classes & kUnion) == 0) rule = ignored;
     }
@@ -359,8 +367,7 @@ bool ValueChecker::check(const kestrel_cs_node* node, std::string_view text, Wri
   if (leaf->free_text && (written == Written::kString || written == Written::kText)) return true;
   Value value(state_->context);
   if (value.store(leaf->node, leaf->type, text, hints_of(written), rule)) {
-    state_->set(*leaf, value, text, out);
-    return true;
+    return state_->set(*leaf, value, text, out, rule);
   }
   return lenient && state_->check_lenient(*leaf, text, written, out, rule);
 }

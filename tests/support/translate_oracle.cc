@@ -1,0 +1,121 @@
+// Loading, reading and comparing, for the tests of the translation layer over real YANG.
+#include "support/translate_oracle.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include "kestrel/loader.h"
+#include "translate/path_string.h"
+
+namespace nexa_test {
+namespace {
+
+std::string last_message(const ly_ctx* context) {
+  const char* message = ly_errmsg(context);
+  return message != nullptr ? message : "";
+}
+
+std::string printed(const lyd_node* tree, LYD_FORMAT format) {
+  char* text = nullptr;
+  lyd_print_mem(&text, tree, format, LYD_PRINT_SHRINK | LYD_PRINT_WITHSIBLINGS);
+  std::string copy = text != nullptr ? text : "";
+  std::free(text);
+  return copy;
+}
+
+}  // namespace
+
+LoadedSet::LoadedSet(const std::vector<std::string>& folders,
+                     const std::vector<std::string>& modules, std::string& error) {
+  kestrel::LoadOptions options;
+  options.search_dirs = folders;
+  options.modules = modules;
+  if (const auto problem = kestrel::load(options)) {
+    error = problem->text();
+    return;
+  }
+  ly_log_options(LY_LOSTORE_LAST);
+  mapper_ = std::make_unique<nexa::ServiceKestrelNamespaceMapperImpl>();
+  mapper_->populate();
+  tolerant_ = std::make_unique<nexa::host::Translator>(*mapper_);
+  strict_ = std::make_unique<nexa::host::Translator>(*mapper_, nexa::host::Mode::kStrict);
+}
+
+LoadedSet::~LoadedSet() = default;
+
+JsonVerdict read_json(const std::string& json) {
+  JsonVerdict verdict;
+  lyd_node* tree = nullptr;
+  const ly_ctx* context = kestrel::context();
+  verdict.accepted = lyd_parse_data_mem(context, json.c_str(), LYD_JSON,
+                                        LYD_PARSE_ONLY | LYD_PARSE_STRICT, 0, &tree) == LY_SUCCESS;
+  verdict.tree.reset(tree);
+  if (!verdict.accepted) verdict.reason = last_message(context);
+  return verdict;
+}
+
+Tree read_config(const std::string& xml, std::string& reason) {
+  constexpr std::string_view kOpen = "<config>";
+  constexpr std::string_view kClose = "</config>";
+  const std::size_t begin = xml.find(kOpen);
+  const std::size_t end = xml.rfind(kClose);
+  if (begin == std::string::npos || end == std::string::npos) {
+    if (xml.find("<config/>") == std::string::npos) reason = "no config element: " + xml;
+    return nullptr;
+  }
+  const std::string inner = xml.substr(begin + kOpen.size(), end - begin - kOpen.size());
+  lyd_node* tree = nullptr;
+  const ly_ctx* context = kestrel::context();
+  if (lyd_parse_data_mem(context, inner.c_str(), LYD_XML, LYD_PARSE_ONLY | LYD_PARSE_STRICT, 0,
+                         &tree) != LY_SUCCESS) {
+    reason = last_message(context) + " in " + inner;
+    return nullptr;
+  }
+  return Tree(tree);
+}
+
+std::string difference(const lyd_node* expected, const lyd_node* actual) {
+  if (expected == nullptr && actual == nullptr) return {};
+  if (expected != nullptr && actual != nullptr &&
+      lyd_compare_siblings(expected, actual, LYD_COMPARE_FULL_RECURSION) == LY_SUCCESS) {
+    return {};
+  }
+  const std::string wanted = printed(expected, LYD_XML);
+  const std::string found = printed(actual, LYD_XML);
+  // An XPath remembers the encoding that it came in and so compares unequal; its text decides.
+  if (wanted == found) return {};
+  return "expected: " + wanted + "\nactual:   " + found;
+}
+
+gnmi::Path path_of(const std::string& text) {
+  nexa::host::PathStringError error;
+  const auto path = nexa::host::parse_path_string(text, &error);
+  EXPECT_TRUE(path.has_value()) << text << ": " << error.text();
+  return path.value_or(gnmi::Path());
+}
+
+gnmi::Update update_of(const std::string& path, const std::string& json) {
+  gnmi::Update update;
+  *update.mutable_path() = path_of(path);
+  update.mutable_val()->set_json_ietf_val(json);
+  return update;
+}
+
+std::string shared_folder(const std::string& name) {
+  const std::string folder = std::string(NEXA_TEST_SHARED_DIR) + "/" + name;
+  struct stat found {};
+  return stat(folder.c_str(), &found) == 0 ? folder : std::string();
+}
+
+std::string read_text(const std::string& file) {
+  const std::ifstream stream(file);
+  std::ostringstream text;
+  text << stream.rdbuf();
+  return text.str();
+}
+
+}  // namespace nexa_test

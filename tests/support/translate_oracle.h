@@ -1,0 +1,71 @@
+// The oracle of the translation layer: libyang reads the JSON directly, and reads the XML that the
+// layer made of it; both trees must be equal.
+#ifndef TESTS_SUPPORT_TRANSLATE_ORACLE_H_
+#define TESTS_SUPPORT_TRANSLATE_ORACLE_H_
+
+#include <libyang/libyang.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "gnmi.pb.h"
+#include "nexa/nexa_srv_kestrel_namespace_mapper_impl.h"
+#include "translate/translate.h"
+
+namespace nexa_test {
+
+struct FreeTree {
+  void operator()(lyd_node* node) const { lyd_free_all(node); }
+};
+using Tree = std::unique_ptr<lyd_node, FreeTree>;
+
+// One loaded module set with everything that a translation needs. Loading replaces the schema of
+// the process, so only one may live.
+class LoadedSet {
+ public:
+  // `error` is empty on success.
+  LoadedSet(const std::vector<std::string>& folders, const std::vector<std::string>& modules,
+            std::string& error);
+  ~LoadedSet();
+
+  nexa::ServiceKestrelNamespaceMapperImpl& mapper() { return *mapper_; }
+  nexa::host::Translator& tolerant() { return *tolerant_; }
+  nexa::host::Translator& strict() { return *strict_; }
+
+ private:
+  std::unique_ptr<nexa::ServiceKestrelNamespaceMapperImpl> mapper_;
+  std::unique_ptr<nexa::host::Translator> tolerant_;
+  std::unique_ptr<nexa::host::Translator> strict_;
+};
+
+// What libyang's strict JSON parser makes of a whole tree.
+struct JsonVerdict {
+  bool accepted = false;
+  std::string reason;
+  Tree tree;
+};
+JsonVerdict read_json(const std::string& json);
+
+// The tree of a document whose top element is `config`; null with `reason` set when libyang refuses
+// it.
+Tree read_config(const std::string& xml, std::string& reason);
+
+// Empty when the trees are equal, else both as XML.
+std::string difference(const lyd_node* expected, const lyd_node* actual);
+
+// A gNMI path from its string form; fails the test on a bad one.
+gnmi::Path path_of(const std::string& text);
+
+// An update with a JSON_IETF value.
+gnmi::Update update_of(const std::string& path, const std::string& json);
+
+// The folder of public test input beside the tree; empty when it is not there.
+std::string shared_folder(const std::string& name);
+
+std::string read_text(const std::string& file);
+
+}  // namespace nexa_test
+
+#endif  // TESTS_SUPPORT_TRANSLATE_ORACLE_H_
