@@ -6,8 +6,11 @@
 
 #include <algorithm>
 #include <cctype>
+#include <string_view>
+#include <tuple>
 
 #include "gnmi/gnmi_base_namespace_mapper.h"
+#include "gnmi/gnmi_rpc_msg_helpers.h"
 #include "kitbase/utilities.h"
 #include "nexa_srv_kestrel_text.h"
 
@@ -27,6 +30,17 @@ void add_model_data(const kestrel_cs_node& node, gnmi::CapabilityResponse& respo
       model->set_version(entry->value);
     }
   }
+}
+
+// The child of this name, of whatever module; null when there is none, or more than one.
+const kestrel_cs_node* only_child(const kestrel_cs_node& parent, std::uint32_t tag) {
+  const kestrel_cs_node* found = nullptr;
+  for (const kestrel_cs_node* child = parent.children; child != nullptr; child = child->next) {
+    if (child->tag != tag) continue;
+    if (found != nullptr) return nullptr;
+    found = child;
+  }
+  return found;
 }
 
 bool has_upper_case(const std::string& text) {
@@ -167,6 +181,58 @@ Rfc7951MapperToken::Rfc7951MapperToken(ServiceKestrelNamespaceMapperImpl* mapper
     : BaseMapperToken(mapper, origin), owner_(mapper) {}
 
 Rfc7951MapperToken::~Rfc7951MapperToken() = default;
+
+grpc::Status Rfc7951MapperToken::internalizePath(const gnmi::Path& in, gnmi::Path& out) {
+  gnmi::Path internal;
+  grpc::Status status = BaseMapperToken::internalizePath(in, internal);
+  if (!status.ok()) {
+    out.Clear();
+    return status;
+  }
+  const kestrel_cs_node* node = nullptr;
+  for (int i = 0; meansOpenconfig(in) && i < internal.elem_size(); ++i) {
+    std::string& name = *internal.mutable_elem(i)->mutable_name();
+    const bool is_bare = in.elem(i).name().find(':') == std::string::npos;
+    node = i == 0 ? root_of_(name) : child_of_(*node, name, is_bare);
+    if (node == nullptr) break;
+  }
+  out = std::move(internal);
+  return grpc::Status::OK;
+}
+
+const kestrel_cs_node* Rfc7951MapperToken::root_of_(const std::string& name) const {
+  std::string_view prefix;
+  std::string_view local;
+  gnmi::RpcMsgHelpers::extract_prefix(std::string_view(name), prefix, local);
+  const std::string ns = mapper()->nsFromYmpPrefix_(std::string(prefix));
+  const auto& roots = owner_->schemaif_.rootSnodes_;
+  const auto found = roots.find(std::make_tuple(std::string_view(ns), local));
+  return found == roots.end() ? nullptr : found->second->node;
+}
+
+const kestrel_cs_node* Rfc7951MapperToken::child_of_(const kestrel_cs_node& parent,
+                                                     std::string& name, bool is_bare) const {
+  std::string prefix;
+  std::string local;
+  gnmi::RpcMsgHelpers::extract_prefix(name, prefix, local);
+  const std::uint32_t tag = kestrel_str2hash(local.c_str());
+  const kestrel_cs_node* own =
+      is_bare ? kestrel_find_cs_node_child(&parent, tag, parent.ns) : nullptr;
+  if (own != nullptr) {
+    name = local;
+    return own;
+  }
+  if (!prefix.empty()) {
+    const std::string ns = mapper()->nsFromYmpPrefix_(prefix);
+    const kestrel_cs_node* named =
+        kestrel_find_cs_node_child(&parent, tag, kestrel_str2hash(ns.c_str()));
+    if (named != nullptr || !is_bare) return named;
+  }
+  const kestrel_cs_node* only = only_child(parent, tag);
+  if (only == nullptr) return nullptr;
+  name = mapper()->ympPrefixFromNs_(schema_text(kestrel_hash2str(only->ns))) + ":" + local;
+  return only;
+}
 
 grpc::Status Rfc7951MapperToken::digestPathElement(
     SchemaIf* schemaif, const gnmi::PathElem& in, gnmi::PathElem& out, int index,

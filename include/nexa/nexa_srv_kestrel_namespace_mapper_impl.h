@@ -98,12 +98,24 @@ class NEXA_EXPORT ServiceKestrelNamespaceMapperImpl::Rfc7951MapperToken
   SchemaIfImpl* schemaif() const { return &owner_->schemaif_; }
   SchemaIf* schemaifPtr() const { return owner_->schemaifPtr_; }
 
+  // The base's translation, checked against the schema where elements come without module: such a
+  // name means the child of its parent's module first, then the one that its pseudo module names,
+  // then the only child of that name.
+  grpc::Status internalizePath(const gnmi::Path& in, gnmi::Path& out) override;
+
   // Digests one element of a path (include/gnmi/gnmi_rfc7951_schema_interface.h).
   grpc::Status digestPathElement(SchemaIf* schemaif, const gnmi::PathElem& in, gnmi::PathElem& out,
                                  int index,
                                  gnmi::rfc7951::GenericPathPointer<kestrel_cs_node>& pointer);
 
  private:
+  // The registered root of an internal name; null when there is none.
+  const kestrel_cs_node* root_of_(const std::string& name) const;
+  // The child that an internal name means below `parent`; null when there is none. A bare name is
+  // completed, or stripped of a prefix that does not fit.
+  const kestrel_cs_node* child_of_(const kestrel_cs_node& parent, std::string& name,
+                                   bool is_bare) const;
+
   ServiceKestrelNamespaceMapperImpl* owner_;
 };
 

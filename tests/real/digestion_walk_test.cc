@@ -1,5 +1,6 @@
 // Digestion over published models: every data node that can stand in a path goes from its database
-// form (YANG prefixes) to its external form (module names) and resolves to itself.
+// form (YANG prefixes) to its external form (module names) and resolves to itself; and OpenConfig
+// nodes are found without any module name.
 #include <google/protobuf/util/message_differencer.h>
 #include <gtest/gtest.h>
 
@@ -50,6 +51,8 @@ class Walker {
         if (root->children == nullptr) {
           ++childless_roots;
         } else {
+          std::string module = entry.module;
+          openconfig_ = warm_.isOpenconfigModel_(module);
           walk(*root, false);
         }
       }
@@ -59,6 +62,7 @@ class Walker {
   std::size_t nodes = 0;
   std::size_t childless_roots = 0;
   std::size_t served_by_name = 0;
+  std::size_t found_by_bare_names = 0;
   std::vector<std::string> failures;
 
  private:
@@ -78,11 +82,29 @@ class Walker {
       const std::string cold = problem(cold_, node, *in, *expected);
       if (!cold.empty()) failures.push_back("cold: " + cold);
     }
+    if (openconfig_) check_bare_names(node);
     for (const kestrel_cs_node* child = node.children; child != nullptr; child = child->next) {
       walk(*child, ambiguous);
     }
     for (gnmi::Path* path : {&sparse_, &full_, &sparse_external_, &full_external_}) {
       path->mutable_elem()->RemoveLast();
+    }
+  }
+
+  void check_bare_names(const kestrel_cs_node& node) {
+    gnmi::Path bare = full_;
+    for (gnmi::PathElem& element : *bare.mutable_elem()) {
+      element.set_name(element.name().substr(element.name().find(':') + 1));
+    }
+    cold_.schemaif_.snodeCache_.clear();
+    gnmi::Path internal;
+    const grpc::Status status = cold_.newToken()->internalizePath(bare, internal);
+    const std::string wrong =
+        status.ok() ? problem(cold_, node, internal, sparse_external_) : status.error_message();
+    if (wrong.empty()) {
+      ++found_by_bare_names;
+    } else {
+      failures.push_back("bare: " + wrong);
     }
   }
 
@@ -127,6 +149,7 @@ class Walker {
 
   Mapper& warm_;
   Mapper& cold_;
+  bool openconfig_ = false;
   gnmi::Path sparse_, full_, sparse_external_, full_external_;
 };
 
@@ -143,7 +166,8 @@ void expect_every_node_resolves(const char* set, const std::vector<YangFolder>& 
   walker.walk_all();
   std::cout << set << ": " << walker.nodes << " nodes walked, " << walker.childless_roots
             << " top-level nodes without children, " << walker.served_by_name
-            << " look-ups served by name from the cache\n";
+            << " look-ups served by name from the cache, " << walker.found_by_bare_names
+            << " found by bare names\n";
   EXPECT_EQ(walker.nodes + walker.childless_roots, kestrel::node_count());
   EXPECT_GT(walker.nodes, 0U);
   EXPECT_EQ(walker.failures.size(), 0U);

@@ -23,11 +23,6 @@ void join(const std::string& prefix, const std::string& name, std::size_t colon,
   out.append(prefix).append(name, colon, std::string::npos);
 }
 
-// Whether a path without module names means the nodes of the OpenConfig modules.
-bool means_openconfig(const std::string& origin) {
-  return origin.empty() || origin == BaseNamespaceMapper::ORIGIN_OPENCONFIG_STR;
-}
-
 }  // namespace
 
 using Token = BaseNamespaceMapper::BaseMapperToken;
@@ -153,7 +148,7 @@ grpc::Status Token::internalizeKeys_(const gnmi::PathElem& in, gnmi::PathElem& o
 }
 
 grpc::Status Token::internalizePath(const gnmi::Path& in, gnmi::Path& out) {
-  const bool complete = means_openconfig(in.origin());
+  const bool complete = meansOpenconfig(in);
   gnmi::Path internal;
   internal.set_origin(in.origin());
   internal.set_target(in.target());

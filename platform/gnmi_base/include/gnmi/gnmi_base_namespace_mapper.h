@@ -121,8 +121,9 @@ class GNMI_EXPORT BaseNamespaceMapper::BaseMapperToken {
   // too. In a path of origin "openconfig" or none, an element without module gets the prefix of its
   // pseudo module where one is known. Key values, target and origin are copied. The first unknown
   // module is refused with INVALID_ARGUMENT and a text that names module and element; `out` is then
-  // cleared. `in` and `out` may be one object.
-  grpc::Status internalizePath(const gnmi::Path& in, gnmi::Path& out);
+  // cleared. `in` and `out` may be one object. Works by names alone; a token that knows the schema
+  // may do better.
+  virtual grpc::Status internalizePath(const gnmi::Path& in, gnmi::Path& out);
 
   using ExternalizeName = grpc::Status (BaseMapperToken::*)(const std::string&, std::string&,
                                                             EN_ARG, int);
@@ -144,6 +145,11 @@ class GNMI_EXPORT BaseNamespaceMapper::BaseMapperToken {
   template <typename SchemaInterface, typename PathPointer, auto Digest>
   grpc::Status digestPath(SchemaInterface* schemaif, const gnmi::Path& in, PathPointer& pointer,
                           gnmi::Path& out);
+
+  // Whether a path of this origin means OpenConfig nodes by names without module.
+  static bool meansOpenconfig(const gnmi::Path& path) {
+    return path.origin().empty() || path.origin() == ORIGIN_OPENCONFIG_STR;
+  }
 
   const BaseNamespaceMapper* mapper() const { return mapper_; }
 
