@@ -31,6 +31,9 @@ class CheckedCopy {
   bool no_memory() const { return buffer_ == nullptr; }
   bool refused() const { return refused_; }
 
+  // Gives the copy away; the taker frees it with std::free.
+  xmlChar* release() { return reinterpret_cast<xmlChar*>(buffer_.release()); }
+
   const xmlChar* xml() const { return reinterpret_cast<const xmlChar*>(buffer_.get()); }
 
  private:

@@ -3,6 +3,8 @@
 #ifndef NEXA_JSON2XML_CONVERSION_H_
 #define NEXA_JSON2XML_CONVERSION_H_
 
+#include <grpc/support/log.h>
+
 #include <string>
 
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
@@ -19,6 +21,7 @@ struct Conversion {
   grpc::Status* status;
   Json2cJsonCsnodeHash* hash;
   ServiceRpcMsgHelpers::Mapper* mapper;
+  bool debug = gpr_should_log(GPR_LOG_SEVERITY_DEBUG) != 0;  // asked once for a whole conversion
 };
 
 // A copy of the item's string value. Throws std::logic_error when it has none, in words that do not

@@ -121,7 +121,7 @@ bool put_member(const char* function, const Conversion& conversion, cJSON* membe
     move_entries(function, element, object);
     return true;
   }
-  if (type == cJSON_String) {
+  if (type == cJSON_String && conversion.debug) {
     gpr_log(GPR_DEBUG, "in %s at %d xml parent xml array elem 0x%p String tag %s ", function,
             __LINE__, static_cast<void*>(element.get()), printable(element->name));
   }

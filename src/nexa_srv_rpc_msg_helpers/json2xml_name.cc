@@ -5,6 +5,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "gnmi/gnmi_rpc_msg_helpers.h"
 #include "nexa_srv_rpc_msg_helpers/checked_copy.h"
@@ -29,12 +30,12 @@ MemberName split(std::string_view name) {
 }
 
 Naming name_by_local_part(std::string_view local, xmlNodePtr xml) {
-  const CheckedCopy copy(local.data(), local.size());
+  CheckedCopy copy(local.data(), local.size());
   if (copy.refused()) {
     gpr_log(GPR_ERROR, "Error occurred while copying string during conversion of JSON to XML");
     return Naming::kCopyRefused;
   }
-  if (copy.no_memory() || !set_xml_name(xml, copy.xml())) {
+  if (copy.no_memory() || !set_xml_name(xml, std::move(copy))) {
     gpr_log(GPR_ERROR,
             "Unable to allocate memory while converting JSON to XML. Freeing all allocated XML and "
             "returning early");
@@ -132,10 +133,10 @@ bool name_member(const Conversion& conversion, cJSON* item, const cJsonCsnode& b
 Naming name_by_member(const char* function, const Conversion& conversion, cJSON* item,
                       bool is_identityref, xmlNodePtr xml) {
   if (is_identityref) {
-    gpr_log(GPR_DEBUG, "in %s at %d identityref", function, __LINE__);
+    if (conversion.debug) gpr_log(GPR_DEBUG, "in %s at %d identityref", function, __LINE__);
     return name_identityref(conversion, item, xml);
   }
-  gpr_log(GPR_DEBUG, "in %s at %d NOT identityref", function, __LINE__);
+  if (conversion.debug) gpr_log(GPR_DEBUG, "in %s at %d NOT identityref", function, __LINE__);
   return name_plain(conversion, item, xml);
 }
 
@@ -149,7 +150,7 @@ XmlNode name_by_binding(const Conversion& conversion, cJSON* item, const cJsonCs
                                                           std::to_string(__LINE__)};
     return nullptr;
   }
-  const bool debug = gpr_should_log(GPR_LOG_SEVERITY_DEBUG) != 0;
+  const bool debug = conversion.debug;
   if (debug) {
     gpr_log(
         GPR_DEBUG,
@@ -164,7 +165,7 @@ XmlNode name_by_binding(const Conversion& conversion, cJSON* item, const cJsonCs
     if (tag != nullptr && !name_entries(tag, xml.get(), conversion.status)) return nullptr;
   }
   if (item->string != nullptr) {
-    gpr_log(GPR_DEBUG, "in %s at %d root->string != NULL ", kFunction, __LINE__);
+    if (debug) gpr_log(GPR_DEBUG, "in %s at %d root->string != NULL ", kFunction, __LINE__);
     if (!name_member(conversion, item, *binding, xml.get())) return nullptr;
   } else if (!name_tip_of_path(*binding, xml.get(), conversion.status)) {
     return nullptr;

@@ -18,12 +18,15 @@ namespace {
 // Bindings at stable addresses, found by number. A chunk holds twice as many as the one before it.
 class BindingArena {
  public:
-  // Adds a binding and returns its number.
-  std::uint32_t add(cJSON* item, kestrel_cs_node* node) {
+  // Adds a binding; its number is what count() was before.
+  cJsonCsnode& add(cJSON* item, kestrel_cs_node* node) {
     if (count_ == room_) add_chunk();
-    chunks_.back().emplace_back(item, node);
-    return count_++;
+    cJsonCsnode& binding = chunks_.back().emplace_back(item, node);
+    ++count_;
+    return binding;
   }
+
+  std::uint32_t count() const { return count_; }
 
   cJsonCsnode& at(std::uint32_t number) {
     // The chunks before one of size n hold n - kFirstChunk together.
@@ -174,14 +177,21 @@ bool Json2cJsonCsnodeHash::contains(const cJSON* item) const {
 }
 
 cJsonCsnode* Json2cJsonCsnodeHash::bind(cJSON* item, kestrel_cs_node* node) {
+  const std::uint32_t number = store_->arena.count();
+  std::uint32_t& block = store_->marks.obtain(item);
+  if (block == kAbsent) {  // as for every item that a walk meets first
+    cJsonCsnode& binding = store_->arena.add(item, node);
+    block = kFirstBinding + number;
+    ++store_->size;
+    return &binding;
+  }
   const Store::Entry entry = store_->look_up(item);
   if (entry.binding != nullptr && entry.binding->cs_node == node) return entry.binding;
   // A superseded binding stays in the arena: a caller may still hold it.
-  const std::uint32_t number = store_->arena.add(item, node);
-  cJsonCsnode* binding = &store_->arena.at(number);
-  store_->set(item, kFirstBinding + number, binding);
+  cJsonCsnode& binding = store_->arena.add(item, node);
+  store_->set(item, kFirstBinding + number, &binding);
   if (!entry.present) ++store_->size;
-  return binding;
+  return &binding;
 }
 
 std::size_t Json2cJsonCsnodeHash::size() const { return store_->size; }

@@ -19,7 +19,7 @@ enum class TextOutcome { kDone, kNoMemory, kCopyRefused, kNoNode };
 
 // Puts a checked copy of `text` below `element`. `function` is the caller's, for the log.
 TextOutcome put_text(const char* function, xmlNodePtr element, const char* text) {
-  const CheckedCopy copy(text);
+  CheckedCopy copy(text);
   if (copy.no_memory()) {
     gpr_log(GPR_ERROR,
             "Unable to allocate memory while converting JSON to XML. Freeing all allocated XML and "
@@ -33,7 +33,7 @@ TextOutcome put_text(const char* function, xmlNodePtr element, const char* text)
             function, __LINE__);
     return TextOutcome::kCopyRefused;
   }
-  XmlNode node = new_xml_text(copy.xml());
+  XmlNode node = new_xml_text(std::move(copy));
   if (node == nullptr) {
     gpr_log(GPR_ERROR,
             "in %s at %d Unable to allocate memory while converting JSON to XML. Freeing all "
@@ -71,7 +71,8 @@ grpc::Status number_failure(TextOutcome outcome, const cJSON& item) {
 }
 
 // The conversion of a bound boolean or number, chosen and logged.
-int choose_handler(const char* function, cJSON* item, const cJsonCsnode& binding) {
+int choose_handler(const char* function, cJSON* item, const cJsonCsnode& binding, bool debug) {
+  if (!debug) return handler_of(*item);
   gpr_log(GPR_DEBUG, "in %s at %d cjson_csnode 0x%p, cs_node 0x%p", function, __LINE__,
           static_cast<const void*>(&binding), static_cast<void*>(binding.cs_node));
   const int handler = handle_json2xml_leaf_value(item, binding.cs_node);
@@ -101,10 +102,13 @@ cJsonCsnode* find_leaf_binding(const char* function, cJSON* item, Json2cJsonCsno
 }
 
 int handle_json2xml_leaf_value(cJSON* item, kestrel_cs_node* node) {
-  const int type = item->type & kJsonTypeMask;
-  gpr_log(GPR_DEBUG, "in %s at %d csjon type %d shallow type %d", __func__, __LINE__, type,
-          node != nullptr ? static_cast<int>(node->shallow_type) : 0);
-  switch (type) {
+  gpr_log(GPR_DEBUG, "in %s at %d csjon type %d shallow type %d", __func__, __LINE__,
+          item->type & kJsonTypeMask, node != nullptr ? static_cast<int>(node->shallow_type) : 0);
+  return handler_of(*item);
+}
+
+int handler_of(const cJSON& item) {
+  switch (item.type & kJsonTypeMask) {
     case cJSON_String:
       return kStringHandler;
     case cJSON_Number:
@@ -119,12 +123,13 @@ int handle_json2xml_leaf_value(cJSON* item, kestrel_cs_node* node) {
 
 xmlNodePtr ServiceRpcMsgHelpers::json_bool2xml(TokenPtr& token, cJSON* item, grpc::Status* status,
                                                Json2cJsonCsnodeHash* hash, Mapper* mapper) {
+  const Conversion conversion{token, status, hash, mapper};
   const cJsonCsnode* binding = find_leaf_binding(__func__, item, hash);
   if (binding == nullptr) {
     *status = {grpc::StatusCode::INTERNAL, kNoSchemaInfo + std::to_string(item->valueint)};
     return nullptr;
   }
-  const int handler = choose_handler(__func__, item, *binding);
+  const int handler = choose_handler(__func__, item, *binding, conversion.debug);
   if (handler != kBooleanHandler) {
     gpr_log(GPR_ERROR, "in %s at %d Unhandled leaftype %d", __func__, __LINE__, handler);
     *status = {grpc::StatusCode::INTERNAL, ""};
@@ -138,17 +143,18 @@ xmlNodePtr ServiceRpcMsgHelpers::json_bool2xml(TokenPtr& token, cJSON* item, grp
     *status = boolean_failure(outcome, *item);
     return nullptr;
   }
-  return finish_leaf(__func__, {token, status, hash, mapper}, item, binding, std::move(element));
+  return finish_leaf(__func__, conversion, item, binding, std::move(element));
 }
 
 xmlNodePtr ServiceRpcMsgHelpers::json_number2xml(TokenPtr& token, cJSON* item, grpc::Status* status,
                                                  Json2cJsonCsnodeHash* hash, Mapper* mapper) {
+  const Conversion conversion{token, status, hash, mapper};
   const cJsonCsnode* binding = find_leaf_binding(__func__, item, hash);
   if (binding == nullptr) {
     *status = {grpc::StatusCode::INTERNAL, kNoSchemaInfo + std::to_string(item->valueint)};
     return nullptr;
   }
-  const int handler = choose_handler(__func__, item, *binding);
+  const int handler = choose_handler(__func__, item, *binding, conversion.debug);
   if (handler != kNumberHandler) {
     gpr_log(GPR_ERROR, "in %s at %d Unhandled leaftype %d", __func__, __LINE__, handler);
     *status = {grpc::StatusCode::INTERNAL,
@@ -165,7 +171,7 @@ xmlNodePtr ServiceRpcMsgHelpers::json_number2xml(TokenPtr& token, cJSON* item, g
     *status = number_failure(outcome, *item);
     return nullptr;
   }
-  return finish_leaf(__func__, {token, status, hash, mapper}, item, binding, std::move(element));
+  return finish_leaf(__func__, conversion, item, binding, std::move(element));
 }
 
 xmlNodePtr ServiceRpcMsgHelpers::json_null2xml(TokenPtr& /*token*/, cJSON* /*item*/,
@@ -176,9 +182,11 @@ xmlNodePtr ServiceRpcMsgHelpers::json_null2xml(TokenPtr& /*token*/, cJSON* /*ite
 
 xmlNodePtr finish_leaf(const char* function, const Conversion& conversion, cJSON* item,
                        const cJsonCsnode* binding, XmlNode element) {
-  gpr_log(GPR_DEBUG, "in %s at %d calling json_name2xml", function, __LINE__);
+  if (conversion.debug) gpr_log(GPR_DEBUG, "in %s at %d calling json_name2xml", function, __LINE__);
   XmlNode named = name_by_binding(conversion, item, binding, std::move(element));
-  gpr_log(GPR_DEBUG, "in %s at %d returned from json_name2xml", function, __LINE__);
+  if (conversion.debug) {
+    gpr_log(GPR_DEBUG, "in %s at %d returned from json_name2xml", function, __LINE__);
+  }
   return named.release();
 }
 

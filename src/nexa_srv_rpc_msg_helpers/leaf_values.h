@@ -12,6 +12,9 @@ inline constexpr int kStringHandler = 1;
 inline constexpr int kNumberHandler = 2;
 inline constexpr int kBooleanHandler = 3;
 
+// The conversion of an item, chosen by its JSON type.
+int handler_of(const cJSON& item);
+
 // The item's binding to a schema node; null, logged, when it has none. `function` is the caller's,
 // for the log.
 cJsonCsnode* find_leaf_binding(const char* function, cJSON* item, Json2cJsonCsnodeHash* hash);

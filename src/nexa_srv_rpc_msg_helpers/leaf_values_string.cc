@@ -36,12 +36,14 @@ bool put_internal_value(const Conversion& conversion, const std::string& value,
     *conversion.status = {grpc::StatusCode::INTERNAL, kFailedToFindNamespace + value};
     return false;
   }
-  gpr_log(GPR_DEBUG,
-          "in %s at %d str_val %s internal_prefix %s, internal_value_no_prefix %s, xmlns %s, "
-          "internal_value_with_prefix %s",
-          kFunction, __LINE__, value.c_str(), internal.prefix.c_str(),
-          internal.without_prefix.c_str(), internal.ns.c_str(), internal.with_prefix.c_str());
-  const CheckedCopy copy(internal.with_prefix);
+  if (conversion.debug) {
+    gpr_log(GPR_DEBUG,
+            "in %s at %d str_val %s internal_prefix %s, internal_value_no_prefix %s, xmlns %s, "
+            "internal_value_with_prefix %s",
+            kFunction, __LINE__, value.c_str(), internal.prefix.c_str(),
+            internal.without_prefix.c_str(), internal.ns.c_str(), internal.with_prefix.c_str());
+  }
+  CheckedCopy copy(internal.with_prefix);
   if (copy.no_memory()) {
     gpr_log(GPR_ERROR,
             "Unable to allocate memory while converting JSON to XML. Freeing all allocated XML and "
@@ -61,7 +63,7 @@ bool put_internal_value(const Conversion& conversion, const std::string& value,
     ServiceRpcMsgHelpers::add_xml_attribute(element, "xmlns:" + internal.prefix, internal.ns);
   }
   // A text that there is no memory for is not detected: the element then stays empty.
-  append_xml(element, new_xml_text(copy.xml()));
+  append_xml(element, new_xml_text(std::move(copy)));
   return true;
 }
 
@@ -75,8 +77,11 @@ xmlNodePtr ServiceRpcMsgHelpers::json_string2xml(TokenPtr& token, cJSON* item, g
     *status = {grpc::StatusCode::INTERNAL, kNoSchemaInfo + str_val};
     return nullptr;
   }
-  const int handler = handle_json2xml_leaf_value(item, binding->cs_node);
-  gpr_log(GPR_DEBUG, "in %s at %d ValueHandler %d", kFunction, __LINE__, handler);
+  const Conversion conversion{token, status, hash, mapper};
+  const int handler =
+      conversion.debug ? handle_json2xml_leaf_value(item, binding->cs_node) : handler_of(*item);
+  if (conversion.debug)
+    gpr_log(GPR_DEBUG, "in %s at %d ValueHandler %d", kFunction, __LINE__, handler);
   XmlNode element = new_xml_element(as_xml(kPlaceholder));
   if (element == nullptr) {
     gpr_log(GPR_ERROR, "in %s at %d, xmlNewNode failure", kFunction, __LINE__);
@@ -90,11 +95,12 @@ xmlNodePtr ServiceRpcMsgHelpers::json_string2xml(TokenPtr& token, cJSON* item, g
                kUnhandledStringType + str_val + kAt + std::to_string(__LINE__)};
     return nullptr;
   }
-  const Conversion conversion{token, status, hash, mapper};
   if (is_empty_value_text(str_val)) {
     gpr_log(GPR_DEBUG, "in %s at %d processing [ null ]", kFunction, __LINE__);
   } else {
-    gpr_log(GPR_DEBUG, "in %s at %d: Processing IdentityRef", kFunction, __LINE__);
+    if (conversion.debug) {
+      gpr_log(GPR_DEBUG, "in %s at %d: Processing IdentityRef", kFunction, __LINE__);
+    }
     if (!put_internal_value(conversion, str_val, element.get())) return nullptr;
   }
   return finish_leaf(kFunction, conversion, item, binding, std::move(element));

@@ -7,8 +7,10 @@
 #include <libxml/tree.h>
 #include <libxml/xmlmemory.h>
 
+#include <cstdlib>
 #include <memory>
 
+#include "nexa_srv_rpc_msg_helpers/checked_copy.h"
 #include "nexa_srv_rpc_msg_helpers/log_text.h"
 
 namespace nexa {
@@ -60,6 +62,27 @@ inline XmlNode new_xml_text(const xmlChar* content) {
 inline bool set_xml_name(xmlNodePtr element, const xmlChar* name) {
   xmlNodeSetName(element, name);
   return element->name != nullptr;
+}
+
+// Whether libxml2 frees with std::free, so that a copy of ours may become its own without being
+// copied once more. An embedder can give libxml2 another allocator.
+inline bool shares_allocator() { return xmlFree == static_cast<xmlFreeFunc>(std::free); }
+
+// A text node around the copy, which libxml2 owns from here on; null without memory.
+inline XmlNode new_xml_text(CheckedCopy&& copy) {
+  if (!shares_allocator()) return new_xml_text(copy.xml());
+  XmlNode text(xmlNewText(nullptr));
+  if (text != nullptr) text->content = copy.release();
+  return text;
+}
+
+// Names an element that is in no document by the copy, which libxml2 owns from here on; false when
+// there was no memory, and the element is then to be freed.
+inline bool set_xml_name(xmlNodePtr element, CheckedCopy&& copy) {
+  if (!shares_allocator() || element->doc != nullptr) return set_xml_name(element, copy.xml());
+  xmlFree(const_cast<xmlChar*>(element->name));
+  element->name = copy.release();
+  return true;
 }
 
 // Makes `child` the last child of `parent`.
