@@ -39,8 +39,8 @@ class NEXA_EXPORT cJsonCsnode {
   // Refills `keys` from the schema node. Always OK.
   grpc::Status get_keys_of_list();
 
-  // Moves the key members of the bound list entry to its front, in schema order, by swapping contents:
-  // other members keep their order only where no swap touched them.
+  // Moves the key members of the bound list entry to its front, in schema order, by swapping
+  // contents: other members keep their order only where no swap touched them.
   void reorder_cjson_object_according_to_keys();
   // The same for every entry object of the bound array.
   void reorder_cjson_according_to_keys();
@@ -51,18 +51,18 @@ class NEXA_EXPORT cJsonCsnode {
   // Exchanges what two items hold and leaves their places. Asserts both.
   static void swap_cjson_contents(cJSON* first, cJSON* second);
 
-  // Entry point of the binding: checks the payload against the resolved path, drops key members that the
-  // path fixes, and binds every item below `root`. INVALID_ARGUMENT when array or object contradict the
-  // keys of the path, INTERNAL without a schema node for the root. A member without a schema node stays
-  // unbound and is not reported. `root`, `path` and `hash` must not be null.
+  // Entry point of the binding: checks the payload against the resolved path, drops key members
+  // that the path fixes, and binds every item below `root`. INVALID_ARGUMENT when array or object
+  // contradict the keys of the path, INTERNAL without a schema node for the root. A member without
+  // a schema node stays unbound and is not reported. `root`, `path` and `hash` must not be null.
   static grpc::Status walk_breathfirst_cjson_and_swap_contents(cJSON* root,
                                                                Rfc7951MapperToken* token,
                                                                KestrelPath* path,
                                                                Json2cJsonCsnodeHash* hash);
 
-  // Hangs the converted value below `attach_point`, the last element of the path: a leaf as it is, a
-  // container's or list's children without their own element, nothing for a scalar JSON value elsewhere.
-  // What is not hung stays the caller's: `value_root`, emptied, in all cases but a leaf.
+  // Hangs the converted value below `attach_point`, the last element of the path: a leaf as it is,
+  // a container's or list's children without their own element, nothing for a scalar JSON value
+  // elsewhere. What is not hung stays the caller's: `value_root`, emptied, in all cases but a leaf.
   static void attach_xml_path_wrapper_2_xml_value(KestrelPath& path, xmlNodePtr attach_point,
                                                   xmlNodePtr value_root, cJSON* json);
 
@@ -82,7 +82,8 @@ class NEXA_EXPORT Json2cJsonCsnodeHash {
   Json2cJsonCsnodeHash(const Json2cJsonCsnodeHash&) = delete;
   Json2cJsonCsnodeHash& operator=(const Json2cJsonCsnodeHash&) = delete;
 
-  // The item's binding. An item without one gets an entry with a null binding, and null is returned.
+  // The item's binding. An item without one gets an entry with a null binding, and null is
+  // returned.
   cJsonCsnode* get_cjson_csnode(cJSON* item);
 
   // The item's binding or null; adds nothing.
@@ -91,7 +92,8 @@ class NEXA_EXPORT Json2cJsonCsnodeHash {
   // Whether the item has an entry, a null one included.
   bool contains(const cJSON* item) const;
 
-  // Binds the item to `node`, which may be null, in place of any earlier binding; an equal one is kept.
+  // Binds the item to `node`, which may be null, in place of any earlier binding; an equal one is
+  // kept.
   cJsonCsnode* bind(cJSON* item, kestrel_cs_node* node);
 
   // Number of entries, null bindings included.
@@ -102,9 +104,10 @@ class NEXA_EXPORT Json2cJsonCsnodeHash {
   std::unique_ptr<Store> store_;
 };
 
-// The binding walk. Each function binds `item` to `node` and goes on below it; the results of all but
-// visit_object carry nothing.
-NEXA_EXPORT grpc::Status visit_object(cJSON* item, kestrel_cs_node* node, Json2cJsonCsnodeHash* hash);
+// The binding walk. Each function binds `item` to `node` and goes on below it; the results of all
+// but visit_object carry nothing.
+NEXA_EXPORT grpc::Status visit_object(cJSON* item, kestrel_cs_node* node,
+                                      Json2cJsonCsnodeHash* hash);
 NEXA_EXPORT void visit_value(cJSON* item, kestrel_cs_node* node, Json2cJsonCsnodeHash* hash);
 NEXA_EXPORT void visit_array(cJSON* item, kestrel_cs_node* node, Json2cJsonCsnodeHash* hash);
 NEXA_EXPORT void visit_string(cJSON* item, kestrel_cs_node* node, Json2cJsonCsnodeHash* hash);

@@ -17,8 +17,8 @@
 
 namespace nexa {
 
-// Built for one update from its path in internal form and its JSON_IETF value; used by one thread. Owns
-// nothing of the schema.
+// Built for one update from its path in internal form and its JSON_IETF value; used by one thread.
+// Owns nothing of the schema.
 class NEXA_EXPORT KestrelPath {
  public:
   KestrelPath(gnmi::Path path, std::string json_val);
@@ -30,17 +30,17 @@ class NEXA_EXPORT KestrelPath {
   std::uint32_t find_hash_for_ns(std::string prefix);
 
   // Resolves `path_`, element by element; false when an element has no schema node. Later calls do
-  // nothing once the elements were walked to the end. Throws std::logic_error when a schema tag has no
-  // string.
+  // nothing once the elements were walked to the end. Throws std::logic_error when a schema tag has
+  // no string.
   bool path2cs_nodes();
 
-  // A summary of `path`: (namespace URI, number of elements - 1, last schema node, status). An empty path
-  // gives ("", -1, null, OK); an unknown one ("", -1, null, INTERNAL).
+  // A summary of `path`: (namespace URI, number of elements - 1, last schema node, status). An
+  // empty path gives ("", -1, null, OK); an unknown one ("", -1, null, INTERNAL).
   std::tuple<std::string, int, kestrel_cs_node*, grpc::Status> path2_kestrel_csnode_info(
       const gnmi::Path& path);
 
-  // The top-level schema node that the first member of the payload names; null on failure. Only for a
-  // path that has no schema nodes (asserted).
+  // The top-level schema node that the first member of the payload names; null on failure. Only for
+  // a path that has no schema nodes (asserted).
   kestrel_cs_node* root_kestrel_cs_node_of_empty_path(Rfc7951MapperToken* token);
 
   // The kind of the last schema node; all false when there is none.

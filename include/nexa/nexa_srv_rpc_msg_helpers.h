@@ -1,5 +1,5 @@
-// The request-level operations of the library: checks, conversion of payloads to configuration XML, and
-// response building. All are static and keep no state; any thread may call them.
+// The request-level operations of the library: checks, conversion of payloads to configuration XML,
+// and response building. All are static and keep no state; any thread may call them.
 #ifndef NEXA_NEXA_SRV_RPC_MSG_HELPERS_H_
 #define NEXA_NEXA_SRV_RPC_MSG_HELPERS_H_
 
@@ -26,8 +26,8 @@ enum RequestType { SUBSCRIBE = 0, GET = 1, DELETE = 2, UPDATE = 3, REPLACE = 4 }
 
 class NEXA_EXPORT ServiceRpcMsgHelpers {
  public:
-  // --- Paths and identifiers (gNMI path conventions; RFC 7950 section 6.2). A pass is OK with an empty
-  // message; refusals are INVALID_ARGUMENT or UNIMPLEMENTED and are logged.
+  // --- Paths and identifiers (gNMI path conventions; RFC 7950 section 6.2). A pass is OK with an
+  // empty message; refusals are INVALID_ARGUMENT or UNIMPLEMENTED and are logged.
 
   static grpc::Status validate_yang_identifier(std::string identifier);
   // Whether the first three characters are "xml" in any letter case.
@@ -47,15 +47,16 @@ class NEXA_EXPORT ServiceRpcMsgHelpers {
   // Refuses an update without a path.
   static grpc::Status validate_path(gnmi::Update update);
 
-  // --- Whole requests. Get-side checks return the verdict; Subscribe-side checks return whether the
-  // message is acceptable and write a refusal into the notification's status.
+  // --- Whole requests. Get-side checks return the verdict; Subscribe-side checks return whether
+  // the message is acceptable and write a refusal into the notification's status.
 
   static grpc::Status validate_DataType(gnmi::GetRequest_DataType type);
   static grpc::Status validate_Encoding(gnmi::Encoding encoding);
   static grpc::Status validate_ModelData(gnmi::GetRequest* request);
   static bool validate_encoding(const gnmi::SubscriptionList& list, Notification* notification);
   static bool validate_slist(const gnmi::SubscriptionList& list, Notification* notification);
-  static bool validate_subscriptions(const gnmi::SubscriptionList& list, Notification* notification);
+  static bool validate_subscriptions(const gnmi::SubscriptionList& list,
+                                     Notification* notification);
   static bool validate_subscribe(const gnmi::SubscribeRequest& request, Notification* notification);
   static bool validate_poll(const gnmi::SubscribeRequest& request, Notification* notification);
 
@@ -70,14 +71,16 @@ class NEXA_EXPORT ServiceRpcMsgHelpers {
   static std::int64_t get_timestamp();
   // Whether the text orders no later than the database's empty configuration document.
   static bool xml_returned_is_empty(std::string xml);
-  // The xpath-style text of a path. `separator` stands between keys; " and " when null. Values are not
-  // escaped.
+  // The xpath-style text of a path. `separator` stands between keys; " and " when null. Values are
+  // not escaped.
   static std::string build_path_str(const gnmi::Path& path, const std::string* separator);
-  // Copies the notification's verdict into `status`; false, with `status` untouched, when it has none.
+  // Copies the notification's verdict into `status`; false, with `status` untouched, when it has
+  // none.
   static bool build_status(const Notification& notification, grpc::Status& status);
 
-  // --- JSON_IETF to XML (RFC 7951 to RFC 7950 XML encoding). `hash` holds the bindings of the payload;
-  // an item without one gains a null entry. Returned elements belong to the caller; null is failure.
+  // --- JSON_IETF to XML (RFC 7951 to RFC 7950 XML encoding). `hash` holds the bindings of the
+  // payload; an item without one gains a null entry. Returned elements belong to the caller; null
+  // is failure.
 
   using TokenPtr = std::shared_ptr<Rfc7951MapperToken>;
   using Mapper = gnmi::BaseNamespaceMapper;
@@ -86,8 +89,9 @@ class NEXA_EXPORT ServiceRpcMsgHelpers {
   static xmlNodePtr json2xml(TokenPtr& token, cJSON* item, Json2cJsonCsnodeHash* hash,
                              Mapper* mapperIntf);
   // The family of per-type converters; a failure is written to `status`. `item` is the root of the
-  // payload, without member name: a prefixed name of its own would be declared twice. A JSON null is
-  // not converted. Without memory for an object, array, number or boolean std::logic_error is thrown.
+  // payload, without member name: a prefixed name of its own would be declared twice. A JSON null
+  // is not converted. Without memory for an object, array, number or boolean std::logic_error is
+  // thrown.
   static xmlNodePtr start_json2xml(TokenPtr& token, cJSON* item, grpc::Status* status,
                                    Json2cJsonCsnodeHash* hash, Mapper* mapper);
   static xmlNodePtr json_value2xml(TokenPtr& token, cJSON* item, grpc::Status* status,
@@ -106,19 +110,19 @@ class NEXA_EXPORT ServiceRpcMsgHelpers {
   static xmlNodePtr json_null2xml(TokenPtr& token, cJSON* item, grpc::Status* status,
                                   Json2cJsonCsnodeHash* hash, Mapper* mapper);
   // Gives `xml` its final name and namespace and returns it; frees it on failure.
-  static xmlNodePtr json_name2xml(TokenPtr& token, cJSON* item, xmlNodePtr xml, grpc::Status* status,
-                                  Json2cJsonCsnodeHash* hash, Mapper* mapper);
+  static xmlNodePtr json_name2xml(TokenPtr& token, cJSON* item, xmlNodePtr xml,
+                                  grpc::Status* status, Json2cJsonCsnodeHash* hash, Mapper* mapper);
 
   // --- The XML of the request path.
 
   // One element per path element, keys as children; the top element, or null for an empty path and
-  // after a failure, which is logged. The node that `attach_point` points to, or null, takes the top
-  // element as its child and is replaced by the last element; after a failure it is as it was.
+  // after a failure, which is logged. The node that `attach_point` points to, or null, takes the
+  // top element as its child and is replaced by the last element; after a failure it is as it was.
   // Asserts `attach_point` and the mapper.
   static xmlNodePtr build_xml_parent_wrapper(const gnmi::Path* path, xmlNodePtr* attach_point,
                                              KestrelPath* kestrel_path, Mapper* mapperIntf);
-  // Puts the path's keys before the parent's children. RESOURCE_EXHAUSTED takes the parent out of its
-  // tree and frees it.
+  // Puts the path's keys before the parent's children. RESOURCE_EXHAUSTED takes the parent out of
+  // its tree and frees it.
   static grpc::Status add_keys_as_first_xml_children(xmlNodePtr parent, KestrelPath path);
 
   // --- XML utilities.
@@ -136,14 +140,15 @@ class NEXA_EXPORT ServiceRpcMsgHelpers {
   static void logXmlTree(xmlNodePtr node);
 };
 
-// Chooses the conversion of a leaf by its JSON type: 1 string, 2 number, 3 boolean, 0 anything else.
+// Chooses the conversion of a leaf by its JSON type: 1 string, 2 number, 3 boolean, 0 anything
+// else.
 NEXA_EXPORT int handle_json2xml_leaf_value(cJSON* item, kestrel_cs_node* node);
 
 // The name of an item's type, taken whole: a flagged type is "UNSUPPORTED".
 NEXA_EXPORT std::string cjson_type2name(cJSON* item);
 
-// Whether the text stands for the empty value: one character out of white space, '*', 'n', 'u', 'l' with
-// optional white space around it, or white space alone. "[null]" and "null" do not.
+// Whether the text stands for the empty value: one character out of white space, '*', 'n', 'u', 'l'
+// with optional white space around it, or white space alone. "[null]" and "null" do not.
 NEXA_EXPORT bool is_json_ietf_null_val(std::string& text);
 
 }  // namespace nexa

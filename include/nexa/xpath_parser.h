@@ -15,12 +15,12 @@
 
 namespace nexa {
 
-// Replaces every occurrence of `from` in `text`, left to right; inserted text is not scanned again. An
-// empty `from` changes nothing.
+// Replaces every occurrence of `from` in `text`, left to right; inserted text is not scanned again.
+// An empty `from` changes nothing.
 NEXA_EXPORT void replaceAll(std::string& text, const std::string& from, const std::string& to);
 
-// Serves one request, on one thread. Set `input_`, parse(), then read the result; a parser is used again
-// by setting a new input.
+// Serves one request, on one thread. Set `input_`, parse(), then read the result; a parser is used
+// again by setting a new input.
 class NEXA_EXPORT XpathParser {
  public:
   enum State { START = 0, NAME = 1, KEY = 2, VALUE = 3, KEY_END = 4 };
@@ -37,8 +37,8 @@ class NEXA_EXPORT XpathParser {
   // The keypath text of `gPath`: key values in braces, blanks escaped with a backslash.
   std::string gPath_2_kpath();
 
-  // Writes `gPath` in external names into the update's path and empties `gPath`. Asserts a path that is
-  // not empty and an update that is not null.
+  // Writes `gPath` in external names into the update's path and empties `gPath`. Asserts a path
+  // that is not empty and an update that is not null.
   grpc::Status assignPathToUpdate(gnmi::Update* update_p);
 
   // The same; also resolves the path to schema nodes into `pointer`.
