@@ -55,6 +55,18 @@ TEST_F(KestrelPathCountTest, KeysOfOneNameCountOnceAndStandTwice) {
             "keys");
 }
 
+TEST_F(KestrelPathCountTest, KeysOfThePathAreSetOverEarlierOnes) {
+  top_.list("list", {"a"}).leaf("a");
+  nexa::KestrelPath path = make({"m:top", "list"});
+  (*path.path_.mutable_elem(1)->mutable_key())["a"] = "new";
+  int anything = 0;
+  path.instantiated_keys_["a"] = "old";
+  path.possible_keys_["a"] = &anything;
+  ASSERT_TRUE(path.path2cs_nodes());
+  EXPECT_EQ(path.instantiated_keys_.at("a"), "new");
+  EXPECT_EQ(path.possible_keys_.at("a"), nullptr);
+}
+
 TEST_F(KestrelPathCountTest, AnElementIsSkippedWithoutALine) {
   LogCapture log;
   nexa::KestrelPath path = make({"m:top", "a", "b:c"});
