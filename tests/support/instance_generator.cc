@@ -69,15 +69,6 @@ void append_quoted(const std::string& text, bool escape_more, std::string& out) 
   out += '"';
 }
 
-bool in_schema(const char* uri) {
-  KestrelNsEntry* list = nullptr;
-  const int count = kestrel_get_nslist(&list);
-  for (int index = 0; index < count; ++index) {
-    if (std::strcmp(list[index].uri, uri) == 0) return true;
-  }
-  return false;
-}
-
 void collect_nodes(const lysc_node* node, std::vector<const lysc_node*>& all) {
   all.push_back(node);
   if (is_scalar(node)) return;
@@ -116,6 +107,15 @@ bool takes_xpath(const lysc_type* type) {
 
 }  // namespace
 
+bool in_schema(const char* uri) {
+  KestrelNsEntry* list = nullptr;
+  const int count = kestrel_get_nslist(&list);
+  for (int index = 0; index < count; ++index) {
+    if (std::strcmp(list[index].uri, uri) == 0) return true;
+  }
+  return false;
+}
+
 bool can_have_value(const lysc_node* leaf) {
   if (is_scalar(leaf) && !has_values(type_of(leaf))) return false;
   for (const lysc_node* list = data_parent(leaf); list != nullptr; list = data_parent(list)) {
@@ -130,7 +130,6 @@ std::vector<const lysc_node*> data_nodes(const ly_ctx* context) {
   std::vector<const lysc_node*> all;
   std::uint32_t index = 0;
   while (const lys_module* module = ly_ctx_get_module_iter(context, &index)) {
-    // libyang's own modules are in the context, but not in the schema that was loaded.
     if (!in_schema(module->ns) || module->compiled == nullptr) continue;
     const lysc_node* root = nullptr;
     while ((root = lys_getnext(root, nullptr, module->compiled, 0)) != nullptr) {

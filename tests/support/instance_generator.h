@@ -80,6 +80,10 @@ class InstanceGenerator {
   std::set<const lysc_node*> covered_;
 };
 
+// Whether a namespace is in the schema that was loaded: libyang's own modules are in its context
+// only.
+bool in_schema(const char* uri);
+
 // All data nodes of the implemented modules.
 std::vector<const lysc_node*> data_nodes(const ly_ctx* context);
 

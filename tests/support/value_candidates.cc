@@ -122,12 +122,22 @@ std::string string_text(const lysc_type* type, std::mt19937& random) {
                                                       "aa:bb",
                                                       "49.0001.1921.6800.1001.00",
                                                       "1",
-                                                      "ABCDEF0123456789"};
+                                                      "ABCDEF0123456789",
+                                                      "/",
+                                                      "$0$secret",
+                                                      "224.0.0.1",
+                                                      "224.0.0.0/4",
+                                                      "ff02::1",
+                                                      "ff00::/8"};
   const auto* of_string = reinterpret_cast<const lysc_type_str*>(type);
   // libyang's JSON parser lets prefixes of an XPath pass that no module has; its XML parser does
   // not.
   if (type->plugin->id != nullptr && std::strstr(type->plugin->id, "xpath") != nullptr) {
     return pick(2, random) == 0 ? "a/b" : "count(c) > 1";
+  }
+  // Months and hours beyond their range are normalised to years that the pattern does not take.
+  if (type->plugin->id != nullptr && std::strstr(type->plugin->id, "date") != nullptr) {
+    return pick(2, random) == 0 ? "2024-02-29T12:00:00Z" : "1999-12-31T23:59:59.25+01:00";
   }
   if (type->plugin->id != nullptr && std::strstr(type->plugin->id, "instance") != nullptr)
     return "/";
@@ -170,7 +180,7 @@ std::string instance(const ly_ctx* context, std::mt19937& random) {
   std::uint32_t index = 0;
   std::vector<std::string> paths;
   while (const lys_module* module = ly_ctx_get_module_iter(context, &index)) {
-    if (module->implemented == 0 || module->compiled == nullptr) continue;
+    if (!in_schema(module->ns) || module->compiled == nullptr) continue;
     for (const lysc_node* node = module->compiled->data; node != nullptr; node = node->next) {
       if (node->nodetype == LYS_CONTAINER) {
         paths.push_back("/" + std::string(module->name) + ":" + node->name);

@@ -34,8 +34,8 @@ TEST_F(Values, OneBeyondTheRangeIsRefusedWithTheValue) {
   EXPECT_EQ(refused("tiny", "128"),
             "value 128: Value \"128\" is out of type int8 min/max bounds. (line 1, column 1)");
   EXPECT_EQ(refused("count64", "\"18446744073709551616\""),
-            "value \"18446744073709551616\": Value \"18446744073709551616\" is out of type uint64 "
-            "min/max bounds. (line 1, column 1)");
+            "value \"18446744073709551616\": Invalid type uint64 value "
+            "\"18446744073709551616\". (line 1, column 1)");
 }
 
 TEST_F(Values, NumbersInOtherBasesAreStoredAsTheirValue) {
