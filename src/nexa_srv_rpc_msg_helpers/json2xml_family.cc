@@ -230,7 +230,8 @@ xmlNodePtr ServiceRpcMsgHelpers::json_value2xml(TokenPtr& token, cJSON* item, gr
 
 xmlNodePtr ServiceRpcMsgHelpers::json_object2xml(TokenPtr& token, cJSON* item, grpc::Status* status,
                                                  Json2cJsonCsnodeHash* hash, Mapper* mapper) {
-  gpr_log(GPR_DEBUG, "In FUNCTION %s at line %d", __func__, __LINE__);
+  const bool debug = gpr_should_log(GPR_LOG_SEVERITY_DEBUG) != 0;
+  if (debug) gpr_log(GPR_DEBUG, "In FUNCTION %s at line %d", __func__, __LINE__);
   const cJsonCsnode* binding = hash->get_cjson_csnode(item);
   const char* tag = binding != nullptr ? binding->cs_node_tag() : nullptr;
   if (tag == nullptr) {
@@ -240,10 +241,12 @@ xmlNodePtr ServiceRpcMsgHelpers::json_object2xml(TokenPtr& token, cJSON* item, g
                kNoSchemaForJsonType + std::to_string(item->type) + kName + or_empty(item->string)};
     return nullptr;
   }
-  gpr_log(GPR_DEBUG, "In FUNCTION %s at line %d, cjson->string %s", __func__, __LINE__,
-          printable(item->string));
-  gpr_log(GPR_DEBUG, "In FUNCTION %s at line %d creating node with tag: %s", __func__, __LINE__,
-          tag);
+  if (debug) {
+    gpr_log(GPR_DEBUG, "In FUNCTION %s at line %d, cjson->string %s", __func__, __LINE__,
+            printable(item->string));
+    gpr_log(GPR_DEBUG, "In FUNCTION %s at line %d creating node with tag: %s", __func__, __LINE__,
+            tag);
+  }
   XmlNode object = new_container(tag, *item, status);
   if (object == nullptr) return nullptr;
   if (item->child == nullptr) {

@@ -122,7 +122,7 @@ void BindingWalk::visit_bool(cJSON* item, kestrel_cs_node* node) {
     gpr_log(GPR_DEBUG, "in %s at %d node value: true", __func__, __LINE__);
     return;
   }
-  gpr_log(GPR_DEBUG, "in %s at %d node value: false", __func__, __LINE__);
+  if (debug_) gpr_log(GPR_DEBUG, "in %s at %d node value: false", __func__, __LINE__);
   std::fputs(" false \n", stdout);
   std::fflush(stdout);
 }

@@ -80,8 +80,8 @@ int choose_handler(const char* function, cJSON* item, const cJsonCsnode& binding
   return handler;
 }
 
-XmlNode new_placeholder(const cJSON& item, grpc::Status* status) {
-  XmlNode element = new_xml_element(as_xml(kPlaceholder));
+XmlNode new_leaf(const cJSON& item, const char* name, grpc::Status* status) {
+  XmlNode element = new_xml_element(as_xml(name));
   if (element != nullptr) return element;
   gpr_log(GPR_ERROR,
           "Unable to allocate memory while converting JSON to XML. Freeing all allocated XML and "
@@ -105,6 +105,12 @@ int handle_json2xml_leaf_value(cJSON* item, kestrel_cs_node* node) {
   gpr_log(GPR_DEBUG, "in %s at %d csjon type %d shallow type %d", __func__, __LINE__,
           item->type & kJsonTypeMask, node != nullptr ? static_cast<int>(node->shallow_type) : 0);
   return handler_of(*item);
+}
+
+const char* first_name(const Conversion& conversion, const cJsonCsnode& binding,
+                       const char* placeholder) {
+  const char* tag = conversion.debug ? nullptr : binding.cs_node_tag();
+  return tag != nullptr ? tag : placeholder;
 }
 
 int handler_of(const cJSON& item) {
@@ -135,7 +141,7 @@ xmlNodePtr ServiceRpcMsgHelpers::json_bool2xml(TokenPtr& token, cJSON* item, grp
     *status = {grpc::StatusCode::INTERNAL, ""};
     return nullptr;
   }
-  XmlNode element = new_placeholder(*item, status);
+  XmlNode element = new_leaf(*item, first_name(conversion, *binding, kPlaceholder), status);
   if (element == nullptr) return nullptr;
   const char* text = item->type == cJSON_True ? "true" : "false";
   const TextOutcome outcome = put_text(__func__, element.get(), text);
@@ -161,7 +167,7 @@ xmlNodePtr ServiceRpcMsgHelpers::json_number2xml(TokenPtr& token, cJSON* item, g
                kUnhandledNumberType + std::to_string(handler) + kAt + std::to_string(__LINE__)};
     return nullptr;
   }
-  XmlNode element = new_placeholder(*item, status);
+  XmlNode element = new_leaf(*item, first_name(conversion, *binding, kPlaceholder), status);
   if (element == nullptr) return nullptr;
   // Integers only: RFC 7951 carries 64-bit integers and decimals as strings.
   char text[16] = {};

@@ -12,6 +12,11 @@ inline constexpr int kStringHandler = 1;
 inline constexpr int kNumberHandler = 2;
 inline constexpr int kBooleanHandler = 3;
 
+// The name under which a leaf's element is created: the placeholder where the log shows it,
+// otherwise what will most likely stay its name.
+const char* first_name(const Conversion& conversion, const cJsonCsnode& binding,
+                       const char* placeholder);
+
 // The conversion of an item, chosen by its JSON type.
 int handler_of(const cJSON& item);
 

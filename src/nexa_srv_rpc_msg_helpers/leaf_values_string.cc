@@ -82,7 +82,7 @@ xmlNodePtr ServiceRpcMsgHelpers::json_string2xml(TokenPtr& token, cJSON* item, g
       conversion.debug ? handle_json2xml_leaf_value(item, binding->cs_node) : handler_of(*item);
   if (conversion.debug)
     gpr_log(GPR_DEBUG, "in %s at %d ValueHandler %d", kFunction, __LINE__, handler);
-  XmlNode element = new_xml_element(as_xml(kPlaceholder));
+  XmlNode element = new_xml_element(as_xml(first_name(conversion, *binding, kPlaceholder)));
   if (element == nullptr) {
     gpr_log(GPR_ERROR, "in %s at %d, xmlNewNode failure", kFunction, __LINE__);
     *status = {grpc::StatusCode::RESOURCE_EXHAUSTED, kOutOfMemoryAt + std::to_string(__LINE__)};
