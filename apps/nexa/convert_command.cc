@@ -8,14 +8,16 @@
 #include "status_output.h"
 #include "translate/compose.h"
 #include "translate/path_string.h"
+#include "translate/translate.h"
 
 namespace nexa_tool {
 namespace {
 
 constexpr char kExamples[] = R"(PATH
-  A gNMI path string: /module:name/list[key=value]/leaf. The first element carries its module's
-  name, a later one where it belongs to another module. In a key value "\" makes the next character
-  literal: write "\]" and "\\". "/" is the whole tree; it takes --mode replace.
+  A gNMI path string: /module:name/list[key=value]/leaf. An element may leave its module out where
+  one meaning is left, and may have the YANG prefix instead; with --raw the first element carries its
+  module's name, and so does a later one of another module. In a key value "\" makes the next
+  character literal: write "\]" and "\\". "/" is the whole tree; it takes --mode replace.
 
 EXAMPLES
   An interface, its value on standard input:
@@ -42,30 +44,59 @@ struct Options {
   std::string file = "-";
   std::string colour = "auto";
   bool pretty = false;
+  bool raw = false;
+  bool strict = false;
+  bool explain = false;
 };
 
 bool wants_colour(const Options& options, const ResultOutput& output) {
   return options.colour == "always" || (options.colour == "auto" && output.is_terminal());
 }
 
-int run(const Options& options, Session& session) {
+// The library's functions one after the other, without the layer that keeps what they would change.
+grpc::Status convert_raw(const Options& options, gnmi::Path path, const std::string& value,
+                         nexa::ServiceKestrelNamespaceMapperImpl& mapper, std::string& xml) {
   nexa::host::ComposeRequest request;
+  request.path = std::move(path);
+  request.value = value;
+  request.mode = options.mode == "replace" ? nexa::REPLACE : nexa::UPDATE;
+  request.converter = options.converter == "simple" ? nexa::host::Converter::kSimple
+                                                    : nexa::host::Converter::kStrict;
+  return nexa::host::compose(mapper, request, xml);
+}
+
+grpc::Status convert(const Options& options, gnmi::Path path, std::string value,
+                     nexa::ServiceKestrelNamespaceMapperImpl& mapper, std::string& xml) {
+  using nexa::host::Mode;
+  using nexa::host::Operation;
+  nexa::host::Translator translator(mapper, options.strict ? Mode::kStrict : Mode::kTolerant);
+  gnmi::Update update;
+  *update.mutable_path() = std::move(path);
+  update.mutable_val()->set_json_ietf_val(std::move(value));
+  const Operation operation = options.mode == "replace" ? Operation::kReplace : Operation::kUpdate;
+  nexa::host::Translation result =
+      translator.translate(gnmi::Path(), update, operation, options.explain);
+  for (const std::string& note : result.notes) std::fprintf(stderr, "note: %s\n", note.c_str());
+  xml = std::move(result.xml);
+  return result.status;
+}
+
+int run(const Options& options, Session& session) {
   nexa::host::PathStringError path_error;
   auto path = nexa::host::parse_path_string(options.path, &path_error);
   if (!path) {
     std::fprintf(stderr, "INVALID_ARGUMENT: Malformed path: %s\n", path_error.text().c_str());
     return kRefused;
   }
-  request.path = std::move(*path);
-  request.mode = options.mode == "replace" ? nexa::REPLACE : nexa::UPDATE;
-  request.converter = options.converter == "simple" ? nexa::host::Converter::kSimple
-                                                    : nexa::host::Converter::kStrict;
-  if (!read_input(options.file, request.value)) return kUsage;
+  std::string value;
+  if (!read_input(options.file, value)) return kUsage;
   const auto mapper = options.schema.load();
   if (mapper == nullptr) return kRefused;
 
   std::string xml;
-  const grpc::Status status = nexa::host::compose(*mapper, request, xml);
+  const grpc::Status status =
+      options.raw ? convert_raw(options, std::move(*path), value, *mapper, xml)
+                  : convert(options, std::move(*path), std::move(value), *mapper, xml);
   if (!status.ok()) {
     report_refusal(status);
     return kRefused;
@@ -89,12 +120,29 @@ void add_convert_command(CLI::App& app, Session& session) {
       ->check(CLI::IsMember({"update", "replace"}))
       ->type_name("update|replace")
       ->capture_default_str();
+  CLI::Option* strict =
+      command->add_flag("--strict", options->strict, "Take what RFC 7951 allows and nothing else");
+  CLI::Option* explain = command->add_flag(
+      "--explain", options->explain,
+      "Say on standard error what was done: names qualified, keys ordered, values protected");
   command
-      ->add_option("--converter", options->converter,
-                   "Which of the library's two converters: strict says why it refuses a value")
+      ->add_flag("--raw", options->raw,
+                 "The bare composition of the library's functions, which changes some values")
+      ->excludes(strict)
+      ->excludes(explain);
+  command
+      ->add_option_function<std::string>(
+          "--converter",
+          [options](const std::string& name) {
+            options->converter = name;
+            options->raw = true;
+          },
+          "Which of the library's two converters: strict says why it refuses a value; implies "
+          "--raw")
       ->check(CLI::IsMember({"strict", "simple"}))
       ->type_name("strict|simple")
-      ->capture_default_str();
+      ->excludes(strict)
+      ->excludes(explain);
   command->add_flag("--pretty", options->pretty, "Indent the XML, in colour on a terminal");
   command->add_option("--color", options->colour, "Colour of --pretty")
       ->check(CLI::IsMember({"auto", "always", "never"}))

@@ -376,6 +376,18 @@ bool Scanner::run() {
 
 }  // namespace
 
+bool is_xml_text(std::string_view text) {
+  const char* end = text.data() + text.size();
+  for (const char* at = text.data(); at < end;) {
+    const auto byte = static_cast<unsigned char>(*at);
+    std::uint32_t code = byte;
+    const std::size_t size = byte < 0x80 ? 1 : utf8_size(at, end, code);
+    if (size == 0 || !is_xml_character(code)) return false;
+    at += size;
+  }
+  return true;
+}
+
 std::string_view JsonDocument::keep(std::string text) {
   kept.push_back(std::make_unique<std::string>(std::move(text)));
   return *kept.back();

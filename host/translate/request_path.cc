@@ -3,6 +3,7 @@
 #include "request_path.h"
 
 #include "gnmi/gnmi_base_namespace_mapper.h"
+#include "json_scanner.h"
 
 namespace nexa::host {
 namespace {
@@ -53,6 +54,10 @@ grpc::Status Resolver::add_key(const gnmi::PathElem& element, const kestrel_cs_n
   key.node = node;
   key.given = value;
   std::string rule;
+  if (!is_xml_text(value)) {
+    return refuse(element.name(), "key " + std::string(local_name(node)) +
+                                      ": not UTF-8, or a character that no YANG string can hold");
+  }
   if (!values_.check(node, value, kestrel::Written::kText, true, key.stored, rule)) {
     return refuse(element.name(),
                   "key " + std::string(local_name(node)) + "=\"" + value + "\": " + rule);

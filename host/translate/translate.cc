@@ -16,6 +16,8 @@ namespace {
 
 using Helpers = nexa::ServiceRpcMsgHelpers;
 
+constexpr char kNoValue[] = "the update has no value";
+
 const char* name_of(Operation operation) {
   return operation == Operation::kUpdate ? "update" : "replace";
 }
@@ -30,8 +32,8 @@ gnmi::Path joined(const gnmi::Path& prefix, const gnmi::Path& path) {
   return whole;
 }
 
-// The path as the library's checks take it: the entry of a leaf-list is named by the key ".", which is no
-// identifier. Its value is checked like any other.
+// The path as the library's checks take it: the entry of a leaf-list is named by the key ".", which
+// is no identifier. Its value is checked like any other.
 grpc::Status validate(nexa::RequestType type, const gnmi::Path& path) {
   gnmi::Path checked = path;
   for (gnmi::PathElem& element : *checked.mutable_elem()) {
@@ -128,15 +130,18 @@ Translation Translator::translate(const gnmi::Path& prefix, const gnmi::Update& 
   const std::lock_guard<std::mutex> lock(state_->mutex);
   std::string storage;
   std::string_view json;
+  // The texts of the library's checks are part of the interface to clients: they stay as they are.
   result.status = state_->check(update, whole, operation, storage, json);
-  if (result.status.ok()) {
-    result.status =
-        state_->convert(prefix, update, json, explain ? &result.notes : nullptr, result.xml);
+  if (!result.status.ok()) return result;
+  if (json.data() == nullptr) {
+    result.status = in_request({grpc::StatusCode::INVALID_ARGUMENT, kNoValue}, operation, whole);
+    return result;
   }
-  if (!result.status.ok()) {
-    result.xml.clear();
-    result.status = in_request(result.status, operation, whole);
-  }
+  result.status =
+      state_->convert(prefix, update, json, explain ? &result.notes : nullptr, result.xml);
+  if (result.status.ok()) return result;
+  result.xml.clear();
+  result.status = in_request(result.status, operation, whole);
   return result;
 }
 

@@ -9,9 +9,6 @@ namespace {
 
 using Helpers = nexa::ServiceRpcMsgHelpers;
 
-constexpr char kNoValue[] = "the update has no value";
-constexpr char kUnservedKind[] = "a value of this kind is not served; JSON and JSON_IETF are";
-
 void append_string(std::string_view text, std::string& out) {
   static constexpr char kDigits[] = "0123456789abcdef";
   out += '"';
@@ -63,8 +60,6 @@ bool append_scalar(const gnmi::TypedValue& value, std::string& out) {
   }
 }
 
-grpc::Status refuse(const char* text) { return {grpc::StatusCode::INVALID_ARGUMENT, text}; }
-
 }  // namespace
 
 grpc::Status value_as_json(const gnmi::TypedValue& value, bool json_only, std::string& storage,
@@ -86,7 +81,7 @@ grpc::Status value_as_json(const gnmi::TypedValue& value, bool json_only, std::s
       encoding = gnmi::BYTES;
       break;
     case gnmi::TypedValue::VALUE_NOT_SET:
-      return refuse(kNoValue);
+      return grpc::Status::OK;
     default:
       if (!json_only && append_scalar(value, storage)) {
         json = storage;
@@ -94,9 +89,7 @@ grpc::Status value_as_json(const gnmi::TypedValue& value, bool json_only, std::s
       }
       break;
   }
-  grpc::Status status = Helpers::validate_Encoding(encoding);
-  if (!status.ok()) return status;
-  return json.data() != nullptr ? status : refuse(kUnservedKind);
+  return Helpers::validate_Encoding(encoding);
 }
 
 }  // namespace nexa::host

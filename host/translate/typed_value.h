@@ -12,9 +12,9 @@
 
 namespace nexa::host {
 
-// Sets `json` to the JSON text of `value`, which must outlive it as must `storage`. With
-// `json_only` a plain scalar is refused with the library's verdict on the encoding that it stands
-// for.
+// Sets `json` to the JSON text of `value`, which must outlive it as must `storage`; null data when
+// the message has no value. With `json_only` a plain scalar is refused with the library's verdict
+// on the encoding that it stands for.
 grpc::Status value_as_json(const gnmi::TypedValue& value, bool json_only, std::string& storage,
                            std::string_view& json);
 

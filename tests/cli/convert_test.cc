@@ -65,7 +65,7 @@ TEST(NexaConvert, LoadsOnlyTheModulesNamed) {
   EXPECT_EQ(convert(path, augmented).status, 0);
   const Outcome outcome = convert(path, augmented, {"--module", "example-device"});
   EXPECT_EQ(outcome.status, 1);
-  EXPECT_THAT(outcome.err, StartsWith("INVALID_ARGUMENT: Unknown member "));
+  EXPECT_THAT(outcome.err, StartsWith("INVALID_ARGUMENT: update of /example-device:device"));
 }
 
 TEST(NexaConvert, TakesAReplaceOfTheWholeTree) {
@@ -86,6 +86,32 @@ TEST(NexaConvert, HasBothConverters) {
             kName);
 }
 
+TEST(NexaConvert, ResolvesBareNamesUnlessTheBareCompositionIsAskedFor) {
+  EXPECT_EQ(convert("/device/name", "\"core-1\"").out, kName);
+  EXPECT_EQ(convert("/device/name", "\"core-1\"", {"--raw"}).status, 1);
+  EXPECT_EQ(convert("/example-device:device/name", "\"core-1\"", {"--raw"}).out, kName);
+  EXPECT_EQ(convert("/device/name", "\"core-1\"", {"--raw", "--strict"}).status, 2);
+}
+
+TEST(NexaConvert, ExplainsWhatItDidOnStandardError) {
+  const Outcome outcome =
+      convert("/device/port", R"([{"speed": "1", "name": "n"}])", {"--explain"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.err,
+            "note: path element \"device\" is example-device:device\n"
+            "note: member [name=n]: keys moved to the front\n"
+            "note: value of name kept as it is: \"n\"\n");
+}
+
+TEST(NexaConvert, IsTolerantUnlessToldToBeStrict) {
+  const std::string path = "/example-device:device/port[name=p]/speed";
+  EXPECT_EQ(convert(path, "5").status, 0);
+  EXPECT_EQ(
+      convert(path, "5", {"--strict"}).err,
+      "INVALID_ARGUMENT: update of /example-device:device/port[name=p]/speed: value 5: Invalid "
+      "non-num64-encoded uint64 value \"5\". (line 1, column 1)\n");
+}
+
 TEST(NexaConvert, IndentsWithoutColourWhereNobodyWatches) {
   const std::string indented =
       "<?xml version=\"1.0\"?>\n"
@@ -104,7 +130,11 @@ TEST(NexaConvert, PrintsTheCodeAndTheMessageOfARefusal) {
   const Outcome outcome = convert("/example-device:device", R"({"foo": 1})");
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.out, "");
-  EXPECT_EQ(outcome.err, "INVALID_ARGUMENT: Unknown member /example-device:device/foo\n");
+  EXPECT_EQ(outcome.err,
+            "INVALID_ARGUMENT: update of /example-device:device: member foo: no node \"foo\" below "
+            "\"device\" (line 1, column 9)\n");
+  EXPECT_EQ(convert("/example-device:device", R"({"foo": 1})", {"--raw"}).err,
+            "INVALID_ARGUMENT: Unknown member /example-device:device/foo\n");
   EXPECT_EQ(convert("/example-device:device/port[name=*]", "{}").err,
             "UNIMPLEMENTED: Invalid key value * wild card is not supported for SET key value\n");
   EXPECT_EQ(convert("/a[k", "{}").err,

@@ -1,4 +1,6 @@
 // Paths in every spelling that clients use, prefixes, keys, and what is refused.
+#include <gmock/gmock.h>
+
 #include "translate/fixture.h"
 
 namespace nexa_test {
@@ -80,6 +82,27 @@ TEST_F(Paths, WildcardsAndTheEmptyPathOfAnUpdateAreTheLibrarysToRefuse) {
             grpc::StatusCode::UNIMPLEMENTED);
   EXPECT_EQ(translate("/", "{}").status.error_code(), grpc::StatusCode::INVALID_ARGUMENT);
   EXPECT_TRUE(translate("/", "{}", Mode::kStrict, Operation::kReplace).status.ok());
+}
+
+TEST_F(Paths, TheLibrarysVerdictsReachTheClientUnchanged) {
+  EXPECT_EQ(
+      translate("/", "{}").status.error_message(),
+      "Invalid argument.  Path with 0 elements (xpath = \"/\") is not supported for SET and GET "
+      "requests");
+  EXPECT_EQ(translate("/device/port[name=*]", "{}").status.error_message(),
+            "Invalid key value * wild card is not supported for SET key value");
+}
+
+TEST_F(Paths, KeysThatNoDocumentCanHoldAreRefused) {
+  gnmi::Update update = update_of("/device/port[name=a]", "{}");
+  for (const char* value : {"\xFF", "a\x01", "\xEF\xBF\xBF"}) {
+    (*update.mutable_path()->mutable_elem(1)->mutable_key())["name"] = value;
+    const Translation result = set_->tolerant().translate(gnmi::Path(), update, Operation::kUpdate);
+    EXPECT_EQ(result.status.error_code(), grpc::StatusCode::INVALID_ARGUMENT);
+    EXPECT_THAT(
+        result.status.error_message(),
+        testing::HasSubstr("key name: not UTF-8, or a character that no YANG string can hold"));
+  }
 }
 
 TEST_F(Paths, UnknownNamesAreRefused) {
