@@ -175,5 +175,32 @@ TEST(KestrelFeatures, HoldForModulesThatOthersPullIn) {
   }
 }
 
+TEST(KestrelFeatures, HoldWhicheverModuleComesFirst) {
+  const TempFolder folder;
+  folder.write("m.yang", R"(module m { namespace "urn:m"; prefix m; feature f; feature g;
+    container c { leaf with-f { if-feature f; type string; }
+                  leaf with-g { if-feature g; type string; } } })");
+  folder.write("a.yang", R"(module a { namespace "urn:a"; prefix a;
+    import m { prefix m; } augment /m:c { leaf x { type string; } } })");
+  for (const Names& modules : {Names{"m", "a"}, Names{"a", "m"}, Names{}}) {
+    kestrel::LoadOptions options = options_for(folder, modules);
+    options.features["m"] = {"g"};
+    ASSERT_EQ(load_text(options), "");
+    EXPECT_EQ(names_from(find_node("m", "c")->children), (Names{"with-g", "x"}));
+  }
+}
+
+TEST(KestrelFeatures, ADefinitionModuleCanBeNamedToo) {
+  const TempFolder folder;
+  folder.write("types.yang", R"(module types { yang-version 1.1; namespace "urn:t"; prefix t;
+    feature f; identity base; identity one { if-feature f; base base; } })");
+  folder.write("m.yang", R"(module m { namespace "urn:m"; prefix m; import types { prefix t; }
+    leaf x { type identityref { base t:base; } } })");
+  kestrel::LoadOptions options = options_for(folder, {"m"});
+  options.features["types"] = {};
+  EXPECT_EQ(load_text(options), "");
+  EXPECT_EQ(listed_modules(), (Names{"m", "types"}));
+}
+
 }  // namespace
 }  // namespace nexa_test

@@ -2,7 +2,6 @@
 // folders decides and the file behind each message is known; libyang itself searches nowhere.
 #include "context_loader.h"
 
-#include <algorithm>
 #include <exception>
 
 #include "error_site.h"

@@ -133,8 +133,9 @@ std::uint32_t related_line(const SourceFile& file, const std::vector<std::string
     if (line == 0) line = finder.find_extension(word);
     if (line != 0) return line;
   }
+  const std::vector<std::string_view> any;
   for (const std::string& word : words) {
-    const std::uint32_t line = finder.find_first({"module", "submodule"}, word);
+    const std::uint32_t line = finder.find_first(any, word);
     if (line != 0) return line;
   }
   return 0;

@@ -102,14 +102,20 @@ StatementFinder::Place StatementFinder::find_from(std::size_t start,
 std::size_t StatementFinder::child_for(std::size_t parent, const PathStep& step,
                                        unsigned& budget) const {
   for (std::size_t i = parent + 1; i < statements_[parent].end; i = statements_[i].end) {
-    const Statement& child = statements_[i];
-    const bool fits = step.keyword.empty()
-                          ? defines_schema_node(child.keyword) &&
-                                (child.argument == step.argument || child.keyword == step.argument)
-                          : child.keyword == step.keyword && child.argument == step.argument;
-    if (fits) return i;
+    if (fits(statements_[i], step)) return i;
   }
   return child_in_groupings(parent, step, budget);
+}
+
+bool StatementFinder::fits(const Statement& statement, const PathStep& step) {
+  if (step.keyword.empty()) {
+    // "input" and "output" have no name of their own.
+    return defines_schema_node(statement.keyword) &&
+           (statement.argument == step.argument || statement.keyword == step.argument);
+  }
+  // The use of an extension is named by what it is, not by its argument.
+  if (step.keyword == "extension" && statement.keyword == step.argument) return true;
+  return statement.keyword == step.keyword && statement.argument == step.argument;
 }
 
 std::size_t StatementFinder::child_in_groupings(std::size_t parent, const PathStep& step,
@@ -135,21 +141,21 @@ std::uint32_t StatementFinder::find_first(const std::vector<std::string_view>& k
                                           std::string_view argument) const {
   for (std::size_t i = 0; i < statements_.size(); ++i) {
     const Statement& statement = statements_[i];
-    if (!argument.empty() && statement.argument != argument) continue;
-    if (std::find(keywords.begin(), keywords.end(), statement.keyword) != keywords.end()) {
+    if (statement.argument != argument) continue;
+    if (keywords.empty() ||
+        std::find(keywords.begin(), keywords.end(), statement.keyword) != keywords.end()) {
       return line(i);
     }
   }
   return 0;
 }
 
-std::uint32_t StatementFinder::find_extension(std::string_view prefix) const {
+std::uint32_t StatementFinder::find_extension(std::string_view name) const {
   for (std::size_t i = 0; i < statements_.size(); ++i) {
     const std::string_view keyword = statements_[i].keyword;
-    if (keyword.size() > prefix.size() && keyword.substr(0, prefix.size()) == prefix &&
-        keyword[prefix.size()] == ':') {
-      return line(i);
-    }
+    const std::size_t colon = keyword.find(':');
+    if (colon == std::string_view::npos) continue;
+    if (keyword == name || keyword.substr(0, colon) == name) return line(i);
   }
   return 0;
 }

@@ -37,13 +37,14 @@ class StatementFinder {
   // The same for steps that begin inside one of the module's augment statements.
   Place find_in_augments(const std::vector<PathStep>& steps, std::string_view hint) const;
 
-  // The first statement, anywhere, with one of these keywords and this argument; an empty argument
-  // stands for any. Line 0 when there is none.
+  // The first statement, anywhere, with this argument and one of these keywords; no keywords stand
+  // for any. Line 0 when there is none.
   std::uint32_t find_first(const std::vector<std::string_view>& keywords,
                            std::string_view argument) const;
 
-  // The first use of an extension with this prefix. Line 0 when there is none.
-  std::uint32_t find_extension(std::string_view prefix) const;
+  // The first use of this extension, named as "prefix:extension", or of any with this prefix. Line
+  // 0 when there is none.
+  std::uint32_t find_extension(std::string_view name) const;
 
  private:
   struct Statement {
@@ -61,6 +62,7 @@ class StatementFinder {
   // `budget` is the number of groupings that may still be looked into.
   std::size_t child_for(std::size_t parent, const PathStep& step, unsigned& budget) const;
   std::size_t child_in_groupings(std::size_t parent, const PathStep& step, unsigned& budget) const;
+  static bool fits(const Statement& statement, const PathStep& step);
   std::uint32_t line(std::size_t statement) const;
 
   std::string_view text_;

@@ -25,7 +25,7 @@ class StringArena {
   }
 
  private:
-  static constexpr std::size_t kBlockSize = 64 * 1024;
+  static constexpr std::size_t kBlockSize = 65536;
 
   void grow(std::size_t size) {
     const std::size_t block_size = std::max(size, kBlockSize);
