@@ -183,6 +183,14 @@ TEST_F(Names, AValueWhosePrefixIsNoModuleComesBackUnchanged) {
   }
 }
 
+TEST_F(Names, AValueBehindAPseudoModuleNameComesBackUnchanged) {
+  const Value value = explode(token_, "openconfig-ports:x");
+  EXPECT_TRUE(value.status.ok());
+  EXPECT_EQ(value.prefix + value.ns, "");
+  EXPECT_EQ(value.bare, "openconfig-ports:x");
+  EXPECT_EQ(value.prefixed, "openconfig-ports:x");
+}
+
 TEST_F(Names, AValueOfAModuleWithoutNamespaceFails) {
   mapper_.nsByYmpPrefix_.erase("acme");
   LogCapture log;

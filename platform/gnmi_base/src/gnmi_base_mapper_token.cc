@@ -113,14 +113,17 @@ grpc::Status Token::internalizeExplodeValue(const std::string& value, std::strin
   value_with_prefix = value;
   const std::size_t colon = value.find(':');
   if (colon == std::string::npos) return grpc::Status::OK;
-  const auto found = mapper_->ympPrefixByModuleName_.find(value.substr(0, colon));
+  const std::string module = value.substr(0, colon);
+  const auto found = mapper_->ympPrefixByModuleName_.find(module);
   if (found == mapper_->ympPrefixByModuleName_.end()) return grpc::Status::OK;
   std::string uri = mapper_->nsFromYmpPrefix_(found->second);
   if (uri.empty()) {
-    std::string message = "Module without namespace [ " + value.substr(0, colon) + " ]";
+    std::string message = "Module without namespace [ " + module + " ]";
     gpr_log(GPR_DEBUG, "%s", message.c_str());
     return {grpc::StatusCode::INTERNAL, message};
   }
+  // A pseudo module name stands for nodes; no value is qualified by it.
+  if (mapper_->nsByModuleName_.count(module) == 0) return grpc::Status::OK;
   prefix = found->second;
   ns = std::move(uri);
   value_no_prefix.erase(0, colon + 1);
