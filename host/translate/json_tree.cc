@@ -55,8 +55,8 @@ cJSON* JsonTreeBuilder::build_item(std::uint32_t item) {
       const std::string_view text = payload_.text_of(item);
       const bool special = reading.stored != 0 || needs_placeholder(text);
       // A text has its own end in the tree, and the scanner refused NUL.
-      built.reset(special ? cJSON_CreateString(kPlaceholder)
-                          : cJSON_CreateString(std::string(text).c_str()));
+      if (!special) text_.assign(text);
+      built.reset(cJSON_CreateString(special ? kPlaceholder : text_.c_str()));
       break;
     }
     case Role::kAnyData:

@@ -6,6 +6,7 @@
 #include <cjson/cJSON.h>
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
@@ -46,6 +47,7 @@ class JsonTreeBuilder {
   const Payload& payload_;
   const SchemaNames& names_;
   std::vector<Built> items_;
+  std::string text_;  // a leaf's text with its end
 };
 
 // Whether the library's conversion may give this string another text.

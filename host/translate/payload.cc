@@ -79,7 +79,7 @@ grpc::Status Payload::read_tree() {
   return check_duplicates(root);
 }
 
-grpc::Status Payload::read(std::uint32_t item, kestrel_cs_node* node) {
+grpc::Status Payload::read(std::uint32_t item, kestrel_cs_node* node, std::uint32_t like) {
   readings[item].node = node;
   if (is_any_data(node)) return read_any(item, node);
   if (is_leaf_list(node) || is_list(node)) return read_array(item, node);
@@ -88,19 +88,27 @@ grpc::Status Payload::read(std::uint32_t item, kestrel_cs_node* node) {
     return refuse(item, "a container is written as an object");
   }
   readings[item].role = Role::kContainer;
-  return read_members(item, node);
+  return read_members(item, node, like);
 }
 
-grpc::Status Payload::read_members(std::uint32_t item, kestrel_cs_node* node) {
+grpc::Status Payload::read_members(std::uint32_t item, kestrel_cs_node* node, std::uint32_t like) {
+  std::uint32_t next_like = like == kNoItem ? kNoItem : document.items[like].child;
   for (std::uint32_t at = document.items[item].child; at != kNoItem; at = document.items[at].next) {
-    grpc::Status status = read_member(at, node);
+    const std::uint32_t at_like = next_like;
+    if (at_like != kNoItem) next_like = document.items[at_like].next;
+    grpc::Status status = read_member(at, node, at_like);
     if (!status.ok()) return status;
   }
   return check_duplicates(item);
 }
 
-grpc::Status Payload::read_member(std::uint32_t item, const kestrel_cs_node* parent) {
+grpc::Status Payload::read_member(std::uint32_t item, const kestrel_cs_node* parent,
+                                  std::uint32_t like) {
   const std::string_view name = document.items[item].name;
+  // With notes wanted every guess is told, also a repeated one.
+  if (like != kNoItem && notes_ == nullptr && document.items[like].name == name) {
+    return read(item, readings[like].node, like);
+  }
   if (!name.empty() && name.front() == '@') return refuse(item, kMetadata);
   NamedNode found =
       names_.resolve(parent, name, strict_ ? NameRules::kStrict : NameRules::kTolerant);
@@ -137,22 +145,24 @@ grpc::Status Payload::read_array(std::uint32_t item, kestrel_cs_node* node) {
                                       : "a leaf-list is written as an array of values");
   }
   readings[item].role = array.count == 0 ? Role::kNone : Role::kArray;
-  const std::uint32_t first = array.child;
-  for (std::uint32_t at = first; at != kNoItem; at = document.items[at].next) {
-    grpc::Status status = is_list(node) ? read_entry(at, node) : read_leaf(at, node);
+  std::uint32_t before = kNoItem;
+  for (std::uint32_t at = array.child; at != kNoItem; at = document.items[at].next) {
+    grpc::Status status = is_list(node) ? read_entry(at, node, before) : read_leaf(at, node);
     if (!status.ok()) return status;
+    before = at;
   }
   return grpc::Status::OK;
 }
 
-grpc::Status Payload::read_entry(std::uint32_t item, kestrel_cs_node* node) {
+grpc::Status Payload::read_entry(std::uint32_t item, kestrel_cs_node* node, std::uint32_t like) {
   if (document.items[item].kind != JsonKind::kObject) {
     return refuse(item, "a list is written as an array of objects");
   }
   readings[item].node = node;
   readings[item].role = Role::kContainer;
-  grpc::Status status = read_members(item, node);
-  return status.ok() ? order_keys(item, node) : status;
+  grpc::Status status = read_members(item, node, like);
+  if (!status.ok()) return status;
+  return order_keys(item, node);
 }
 
 // Puts the key members first, in schema order, so that nothing moves once the entry is bound.

@@ -67,11 +67,15 @@ class Payload {
   std::string shown(std::uint32_t item) const;
   void note(std::uint32_t item, const std::string& text) const;
 
-  grpc::Status read(std::uint32_t item, kestrel_cs_node* node);
-  grpc::Status read_members(std::uint32_t item, kestrel_cs_node* node);
-  grpc::Status read_member(std::uint32_t item, const kestrel_cs_node* parent);
+  // `like` is an item that was read before and probably has the same members, or kNoItem: entries
+  // of a list repeat their names, and a name seen at that place needs no look-up.
+  grpc::Status read(std::uint32_t item, kestrel_cs_node* node, std::uint32_t like = kNoItem);
+  grpc::Status read_members(std::uint32_t item, kestrel_cs_node* node,
+                            std::uint32_t like = kNoItem);
+  grpc::Status read_member(std::uint32_t item, const kestrel_cs_node* parent,
+                           std::uint32_t like = kNoItem);
   grpc::Status read_array(std::uint32_t item, kestrel_cs_node* node);
-  grpc::Status read_entry(std::uint32_t item, kestrel_cs_node* node);
+  grpc::Status read_entry(std::uint32_t item, kestrel_cs_node* node, std::uint32_t like);
   grpc::Status read_leaf(std::uint32_t item, kestrel_cs_node* node);
   grpc::Status read_any(std::uint32_t item, kestrel_cs_node* node);
   grpc::Status read_any_member(std::uint32_t item);
