@@ -23,14 +23,37 @@ class Digestion {
       : token_(token), resolved_(resolved) {}
 
   grpc::Status add(const gnmi::PathElem& element) {
-    grpc::Status status =
-        token_->digestPathElement(token_->schemaifPtr(), element, *resolved_.external.add_elem(),
-                                  pointer_.index + 1, pointer_);
+    gnmi::PathElem* external = resolved_.external.add_elem();
+    const KcnPathPointer before = pointer_;
+    grpc::Status status = digest_(element, *external);
+    // A cached node of another parent may pass for this one's child where names repeat below each
+    // other; the schema itself does not err.
+    if (status.ok() && !resolved_.nodes.empty() && !follows_(before, element)) {
+      token_->schemaif()->snodeCache_.clear();
+      pointer_ = before;
+      external->Clear();
+      status = digest_(element, *external);
+    }
     if (status.ok()) resolved_.nodes.push_back(pointer_.snode);
     return status;
   }
 
  private:
+  grpc::Status digest_(const gnmi::PathElem& element, gnmi::PathElem& external) {
+    return token_->digestPathElement(token_->schemaifPtr(), element, external, pointer_.index + 1,
+                                     pointer_);
+  }
+
+  // Whether the current node is the child that `element` names below the node before.
+  bool follows_(const KcnPathPointer& before, const gnmi::PathElem& element) const {
+    std::string external;
+    std::string ns;
+    std::string bare;
+    static_cast<void>(token_->externalizeExplodeName(element.name(), external, ns, bare));
+    const std::string& wanted = ns.empty() ? before.snode->ns : ns;
+    return pointer_.snode->node->parent == before.snode->node && pointer_.snode->ns == wanted;
+  }
+
   std::shared_ptr<Rfc7951MapperToken> token_;
   ResolvedPath& resolved_;
   KcnPathPointer pointer_;

@@ -1,9 +1,9 @@
-// A small in-memory schema behind the five kestrel functions, for tests that must not depend on YANG.
+// A small in-memory schema behind the five kestrel functions, for tests that must not depend on
+// YANG.
 //
-//   FakeSchema schema;                                     // is the schema of the process while it lives
-//   FakeModule& m = schema.module("ietf-interfaces", "if", "urn:if");
-//   FakeNode interfaces = m.container("interfaces");
-//   FakeNode entry = interfaces.list("interface", {"name"});
+//   FakeSchema schema;                                     // is the schema of the process while it
+//   lives FakeModule& m = schema.module("ietf-interfaces", "if", "urn:if"); FakeNode interfaces =
+//   m.container("interfaces"); FakeNode entry = interfaces.list("interface", {"name"});
 //   entry.leaf("name");
 //   entry.leaf("type", kIdentityRefType);
 //   entry.in(other_module).container("ipv4");              // an augment

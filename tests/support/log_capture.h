@@ -49,8 +49,8 @@ class LogCapture {
   Lines lines_;
 };
 
-// `text` with every run of digits after " at ", " at line " or "0x" replaced by '#': line numbers and
-// addresses are no part of what a test asserts.
+// `text` with every run of digits after " at ", " at line " or "0x" replaced by '#': line numbers
+// and addresses are no part of what a test asserts.
 std::string mask_numbers(const std::string& text);
 
 }  // namespace nexa_test

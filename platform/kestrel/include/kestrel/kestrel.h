@@ -1,8 +1,8 @@
 // The schema of the process, as a tree of plain records: what every part above this room reads.
 //
-// The interface is C and process-wide. Records and strings belong to the schema library and live for
-// the process; nothing here is ever freed by a caller. All functions may be called from any thread
-// once a schema is loaded (kestrel/loader.h); none of them changes anything.
+// The interface is C and process-wide. Records and strings belong to the schema library and live
+// for the process; nothing here is ever freed by a caller. All functions may be called from any
+// thread once a schema is loaded (kestrel/loader.h); none of them changes anything.
 #ifndef KESTREL_KESTREL_H_
 #define KESTREL_KESTREL_H_
 
@@ -20,13 +20,13 @@ extern "C" {
 
 // Bits of kestrel_cs_node::flags.
 enum kestrel_flag {
-  KESTREL_FLAG_LIST = 0x1,           // bit 0: a list; together with bit 13: a leaf-list
-  KESTREL_FLAG_META_DATA = 0x100,    // bit 8: the node carries meta-data
-  KESTREL_FLAG_LEAF_LIST = 0x2000,   // bit 13
-  KESTREL_FLAG_LEAFREF = 0x4000,     // bit 14
-  KESTREL_FLAG_PRESENCE = 0x10000,   // bit 16: a container whose presence has a meaning
-  KESTREL_FLAG_ANY_DATA = 0x20000,   // bit 17: anydata or anyxml
-  KESTREL_FLAG_STATE = 0x40000       // bit 18: config false
+  KESTREL_FLAG_LIST = 0x1,          // bit 0: a list; together with bit 13: a leaf-list
+  KESTREL_FLAG_META_DATA = 0x100,   // bit 8: the node carries meta-data
+  KESTREL_FLAG_LEAF_LIST = 0x2000,  // bit 13
+  KESTREL_FLAG_LEAFREF = 0x4000,    // bit 14
+  KESTREL_FLAG_PRESENCE = 0x10000,  // bit 16: a container whose presence has a meaning
+  KESTREL_FLAG_ANY_DATA = 0x20000,  // bit 17: anydata or anyxml
+  KESTREL_FLAG_STATE = 0x40000      // bit 18: config false
 };
 
 // One entry of a node's meta-data; the list ends at an entry whose key is null.
@@ -37,15 +37,15 @@ struct kestrel_meta_data {
 
 // A data node of the schema. The order of the fields is fixed.
 struct kestrel_cs_node {
-  uint32_t tag;                              // hash of the node's name
-  uint32_t ns;                               // hash of the node's namespace URI
-  const uint32_t* keys;                      // tags of the list keys, ended by 0; null when none
-  uint32_t shallow_type;                     // value type code; 44 is identityref
-  uint32_t flags;                            // enum kestrel_flag
-  const struct kestrel_meta_data* meta_data; // null when the node carries none
-  struct kestrel_cs_node* parent;            // null at the top level
-  struct kestrel_cs_node* children;          // first child in schema order, or null
-  struct kestrel_cs_node* next;              // next sibling, or null
+  uint32_t tag;                               // hash of the node's name
+  uint32_t ns;                                // hash of the node's namespace URI
+  const uint32_t* keys;                       // tags of the list keys, ended by 0; null when none
+  uint32_t shallow_type;                      // value type code; 44 is identityref
+  uint32_t flags;                             // enum kestrel_flag
+  const struct kestrel_meta_data* meta_data;  // null when the node carries none
+  struct kestrel_cs_node* parent;             // null at the top level
+  struct kestrel_cs_node* children;           // first child in schema order, or null
+  struct kestrel_cs_node* next;               // next sibling, or null
 };
 
 // One namespace of the schema. The order of the fields is fixed.
@@ -70,8 +70,9 @@ _Static_assert(sizeof(void*) != 4 || sizeof(struct KestrelNsEntry) == 20, "five 
 // schema gives 0 and leaves *list null.
 KESTREL_EXPORT int kestrel_get_nslist(struct KestrelNsEntry** list);
 
-// The first top-level node of a namespace, or null for an unknown hash. Further roots follow by `next`;
-// the last one is the module's model-data node, the only one of a module without data nodes.
+// The first top-level node of a namespace, or null for an unknown hash. Further roots follow by
+// `next`; the last one is the module's model-data node, the only one of a module without data
+// nodes.
 KESTREL_EXPORT struct kestrel_cs_node* kestrel_find_cs_root(uint32_t ns_hash);
 
 // The child of `parent` with this tag and namespace, or null. Constant time, however many children

@@ -39,8 +39,8 @@ struct LoadError {
 };
 
 // Replaces the process-wide schema by the modules that `options` names; nullopt on success. On
-// failure the schema in place stays as it was. Records handed out earlier stay valid for the process.
-// Not thread-safe: load before anything reads the schema.
+// failure the schema in place stays as it was. Records handed out earlier stay valid for the
+// process. Not thread-safe: load before anything reads the schema.
 KESTREL_EXPORT std::optional<LoadError> load(const LoadOptions& options);
 
 // The libyang context behind the loaded schema, null before the first load; owned by this library.
