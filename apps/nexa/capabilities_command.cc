@@ -6,6 +6,7 @@
 #include <string>
 
 #include "commands.h"
+#include "option_checks.h"
 #include "schema_options.h"
 
 namespace nexa_tool {
@@ -81,15 +82,15 @@ int run(const Options& options, Session& session) {
 
 void add_capabilities_command(CLI::App& app, Session& session) {
   const auto options = std::make_shared<Options>();
-  CLI::App* command =
-      app.add_subcommand("capabilities", "List the models of a set of YANG modules");
+  CLI::App* command = app.add_subcommand("capabilities");
   command->description(
+      "List the models of a set of YANG modules\n\n"
       "Lists the model data that a server with these modules announces in its Capabilities "
       "answer:\n"
       "module name, version (openconfig-version or the latest revision) and organization.");
   options->schema.add_to(*command);
   command->add_option("--format", options->format, "Form of the answer")
-      ->check(CLI::IsMember({"text", "json"}))
+      ->check(one_of({"text", "json"}))
       ->type_name("text|json")
       ->capture_default_str();
   command->footer(kExamples);

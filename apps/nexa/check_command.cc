@@ -5,6 +5,7 @@
 
 #include "commands.h"
 #include "json_writer.h"
+#include "option_checks.h"
 #include "request_file.h"
 #include "status_output.h"
 #include "translate/request_check.h"
@@ -79,21 +80,21 @@ int run(const Options& options, Session& session) {
 
 void add_check_command(CLI::App& app, Session& session) {
   const auto options = std::make_shared<Options>();
-  CLI::App* command = app.add_subcommand("check", "Check a Get, Set or Subscribe request");
+  CLI::App* command = app.add_subcommand("check");
   command->description(
-      "Runs the checks of a whole request that a server runs before it looks at its schema: "
-      "options,\n"
-      "encodings, names, keys and wildcards. Prints the verdict that a client would get.");
+      "Check a Get, Set or Subscribe request\n\n"
+      "Runs the checks of a whole request that a server runs before it looks at its schema:\n"
+      "options, encodings, names, keys and wildcards. Prints the verdict that a client would get.");
   command->add_option("--request", options->file, "File with the request; - is standard input")
       ->required()
       ->type_name("FILE");
   command
       ->add_option("--type", options->type,
                    "Kind of the request; found out from its fields if not given")
-      ->check(CLI::IsMember({"get", "set", "subscribe"}))
+      ->check(one_of({"get", "set", "subscribe"}))
       ->type_name("get|set|subscribe");
   command->add_option("--format", options->format, "Form of the answer")
-      ->check(CLI::IsMember({"text", "json"}))
+      ->check(one_of({"text", "json"}))
       ->type_name("text|json")
       ->capture_default_str();
   command->footer(kExamples);

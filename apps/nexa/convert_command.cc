@@ -3,6 +3,7 @@
 #include <string>
 
 #include "commands.h"
+#include "option_checks.h"
 #include "pretty_xml.h"
 #include "schema_options.h"
 #include "status_output.h"
@@ -109,15 +110,15 @@ int run(const Options& options, Session& session) {
 
 void add_convert_command(CLI::App& app, Session& session) {
   const auto options = std::make_shared<Options>();
-  CLI::App* command = app.add_subcommand("convert", "Convert one Set update to configuration XML");
+  CLI::App* command = app.add_subcommand("convert");
   command->description(
-      "Converts the JSON_IETF value of one gNMI Set update to the configuration XML that a server "
-      "would\n"
-      "store. The XML document goes to standard output, and nothing else does.");
+      "Convert one Set update to configuration XML\n\n"
+      "Converts the JSON_IETF value of one gNMI Set update to the configuration XML that a server\n"
+      "would store. The XML document goes to standard output, and nothing else does.");
   command->add_option("--path", options->path, "Path of the update")->required()->type_name("PATH");
   options->schema.add_to(*command);
   command->add_option("--mode", options->mode, "Kind of the operation")
-      ->check(CLI::IsMember({"update", "replace"}))
+      ->check(one_of({"update", "replace"}))
       ->type_name("update|replace")
       ->capture_default_str();
   CLI::Option* strict =
@@ -127,7 +128,7 @@ void add_convert_command(CLI::App& app, Session& session) {
       "Say on standard error what was done: names qualified, keys ordered, values protected");
   command
       ->add_flag("--raw", options->raw,
-                 "The bare composition of the library's functions, which changes some values")
+                 "The bare composition of the library's functions, which refuses more values")
       ->excludes(strict)
       ->excludes(explain);
   command
@@ -139,13 +140,13 @@ void add_convert_command(CLI::App& app, Session& session) {
           },
           "Which of the library's two converters: strict says why it refuses a value; implies "
           "--raw")
-      ->check(CLI::IsMember({"strict", "simple"}))
+      ->check(one_of({"strict", "simple"}))
       ->type_name("strict|simple")
       ->excludes(strict)
       ->excludes(explain);
   command->add_flag("--pretty", options->pretty, "Indent the XML, in colour on a terminal");
-  command->add_option("--color", options->colour, "Colour of --pretty")
-      ->check(CLI::IsMember({"auto", "always", "never"}))
+  command->add_option("--color", options->colour, "When --pretty is in colour")
+      ->check(one_of({"auto", "always", "never"}))
       ->type_name("auto|always|never")
       ->capture_default_str();
   command->add_option("FILE", options->file, "File with the JSON_IETF value; - is standard input")

@@ -4,7 +4,9 @@
 #include <csignal>
 #include <exception>
 #include <iostream>
+#include <memory>
 #include <sstream>
+#include <string>
 
 #include "commands.h"
 
@@ -13,9 +15,8 @@ namespace {
 using namespace nexa_tool;
 
 constexpr char kAbout[] =
-    "nexa works offline on what a gNMI server receives: paths, JSON_IETF values, and the "
-    "configuration XML\n"
-    "that they become over a set of YANG modules.";
+    "nexa works offline on what a gNMI server receives: paths, JSON_IETF values, and the\n"
+    "configuration XML that they become over a set of YANG modules.";
 constexpr char kFooter[] =
     R"(Each command explains itself: nexa convert --help
 
@@ -23,6 +24,19 @@ EXAMPLE
   echo '"core-1.example.net"' |
     nexa convert --yang-dir /usr/share/yuma/modules/ietf --module ietf-system \
       --path /ietf-system:system/hostname --pretty)";
+
+// In the list of commands each shows the first line of its description; the rest is for its own
+// help.
+class HelpFormatter : public CLI::Formatter {
+ public:
+  std::string make_subcommand(const CLI::App* command) const override {
+    const std::string description = command->get_description();
+    std::ostringstream line;
+    CLI::detail::format_help(line, command->get_display_name(true),
+                             description.substr(0, description.find('\n')), get_column_width());
+    return line.str();
+  }
+};
 
 void log_to_stderr(gpr_log_func_args* line) {
   std::fprintf(stderr, "%s %s:%d] %s\n", gpr_log_severity_string(line->severity), line->file,
@@ -32,6 +46,7 @@ void log_to_stderr(gpr_log_func_args* line) {
 int run(int argc, char** argv, ResultOutput& output) {
   Session session{output};
   CLI::App app(kAbout, "nexa");
+  app.formatter(std::make_shared<HelpFormatter>());
   app.footer(kFooter);
   app.require_subcommand(1);
   app.set_version_flag("-V,--version", "nexa " NEXA_VERSION);

@@ -7,6 +7,7 @@
 
 #include "commands.h"
 #include "json_writer.h"
+#include "option_checks.h"
 #include "schema_options.h"
 #include "status_output.h"
 #include "translate/database_path.h"
@@ -208,13 +209,13 @@ int run(const Options& options, Session& session) {
 
 void add_path_command(CLI::App& app, Session& session) {
   const auto options = std::make_shared<Options>();
-  CLI::App* command = app.add_subcommand("path", "Convert a path between its forms");
+  CLI::App* command = app.add_subcommand("path");
   command->description(
-      "Resolves a path that the configuration database wrote to the gNMI path in RFC 7951 names "
-      "and its\n"
-      "schema nodes; or writes a gNMI path as the database does. With --yang-dir the written path "
-      "has YANG\n"
-      "prefixes and its keys stand in schema order; without, names stay and keys are sorted.");
+      "Convert a path between its forms\n\n"
+      "Resolves a path that the configuration database wrote to the gNMI path in RFC 7951 names\n"
+      "and its schema nodes; or writes a gNMI path as the database does. With --yang-dir the\n"
+      "written path has YANG prefixes and its keys stand in schema order; without, names stay and\n"
+      "keys are sorted.");
   command->add_option("TEXT", options->text, "Path as the database writes it")->type_name("");
   command->add_option("--to-keypath", options->to_keypath, "Write this gNMI path as a keypath")
       ->type_name("PATH");
@@ -222,7 +223,7 @@ void add_path_command(CLI::App& app, Session& session) {
       ->type_name("PATH");
   options->schema.add_to(*command, false);
   command->add_option("--format", options->format, "Form of the answer")
-      ->check(CLI::IsMember({"text", "json"}))
+      ->check(one_of({"text", "json"}))
       ->type_name("text|json")
       ->capture_default_str();
   command->footer(kExamples);

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "kestrel/loader.h"
+#include "option_checks.h"
 
 namespace nexa_tool {
 namespace {
@@ -41,7 +42,7 @@ void SchemaOptions::add_to(CLI::App& command, bool required) {
       .add_option("-p,--yang-dir,--searchpath", search_dirs,
                   "Folder of YANG modules; give it again for more, searched in order")
       ->required(required)
-      ->check(CLI::ExistingDirectory)
+      ->check(existing_folder())
       ->type_name("DIR")
       ->expected(1)
       ->allow_extra_args(false)
