@@ -55,7 +55,7 @@ grpc::Status parse(const std::string& text, JsonPtr& document) {
 // and it names the root twice. Without prefix the namespace is completed once.
 void drop_prefix(char* name) {
   const char* colon = std::strchr(name, ':');
-  if (colon != nullptr) std::memmove(name, colon + 1, std::strlen(colon));
+  if (colon != nullptr) std::memmove(name, colon + 1, std::strlen(colon + 1) + 1);
 }
 
 // One conversion: the parts of the document that exist so far.

@@ -194,7 +194,7 @@ grpc::Status Conversion::finish(std::string& xml) {
   if (top_ == nullptr) return no_memory();
   xmlChar* text = Helpers::build_xml_str(top_.get());
   if (text == nullptr) return no_memory();
-  top_.release();
+  static_cast<void>(top_.release());
   xml.assign(reinterpret_cast<const char*>(text));
   xmlFree(text);
   return grpc::Status::OK;

@@ -238,7 +238,7 @@ void JsonReply::write_opaque(xmlNodePtr element) {
         child->ns != nullptr && (element->ns == nullptr || child->ns != element->ns);
     if (qualify_ && changes) {
       const KestrelNsEntry* entry = names_.by_hash(kestrel_str2hash(chars(child->ns->href)));
-      if (entry != nullptr) name = std::string(entry->module) + ":" + name;
+      if (entry != nullptr) name.insert(0, ":").insert(0, entry->module);
     }
     std::size_t place = 0;
     while (place < members.size() && members[place].first != name) ++place;

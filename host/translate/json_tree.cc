@@ -83,7 +83,7 @@ bool JsonTreeBuilder::add_members(cJSON* object, std::uint32_t item) {
             : cJSON_AddItemToObject(object, names_.qualified(reading.node).c_str(), member.get());
     if (!added) return false;
     items_[at].name = member->string;
-    member.release();
+    static_cast<void>(member.release());
   }
   return true;
 }

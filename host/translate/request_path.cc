@@ -169,7 +169,8 @@ grpc::Status resolve_path(const gnmi::Path& prefix, const gnmi::Path& path,
                                        ? std::string_view(origin)
                                        : std::string_view();
   Resolver resolver(names, values, out, notes);
-  out.steps.reserve(static_cast<std::size_t>(prefix.elem_size() + path.elem_size()));
+  out.steps.reserve(static_cast<std::size_t>(prefix.elem_size()) +
+                    static_cast<std::size_t>(path.elem_size()));
   for (const gnmi::Path* part : {&prefix, &path}) {
     for (const gnmi::PathElem& element : part->elem()) {
       grpc::Status status = resolver.add(element, modules);
@@ -187,7 +188,7 @@ gnmi::Path internal_path(const RequestPath& path, std::size_t steps, const Schem
     std::string name = local_name(node);
     if (node->ns != ns) {
       const KestrelNsEntry* entry = names.by_hash(node->ns);
-      if (entry != nullptr) name = std::string(entry->prefix) + ":" + name;
+      if (entry != nullptr) name.insert(0, ":").insert(0, entry->prefix);
     }
     ns = node->ns;
     internal.add_elem()->set_name(std::move(name));

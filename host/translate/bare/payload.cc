@@ -194,7 +194,7 @@ class Preparer {
       if (key == prepared_.expected.end()) {
         return refuse(place, std::string("lacks the list key ") + kestrel_hash2str(list.keys[k]));
       }
-      if (key->item == front) {
+      if (front != nullptr && key->item == front) {
         front = front->next;
         continue;
       }
