@@ -271,8 +271,8 @@ template <typename CsNode, typename Snode, typename PathPointer, typename Concre
 grpc::Status GenericSchemaInterface<CsNode, Snode, PathPointer, Concrete>::resolve_child_(
     Concrete& concrete, const std::string& own_ns, int index, const PathPointer& pointer,
     std::shared_ptr<Snode>& sn) {
-  const bool inherits = own_ns.empty() && pointer.snode != nullptr;
-  const std::string& ns = inherits ? pointer.snode->ns : own_ns;
+  const Snode* parent = pointer.snode.get();
+  const std::string& ns = own_ns.empty() && parent != nullptr ? parent->ns : own_ns;
   gpr_log(GPR_DEBUG, "digestPathElem[ subsequent element - pre findSnode ]");
   grpc::Status status =
       concrete.findSnode(pointer.rootNs, index, pointer.name, ns, pointer.snode, sn);

@@ -424,7 +424,7 @@ std::string ValueChecker::json_token(const kestrel_cs_node* node, std::string_vi
   }
   const std::uint32_t real = class_of(value.real_type()->basetype);
   if (real == kEmptyType) return "[null]";
-  const std::string printed = value.print(LY_VALUE_JSON, nullptr);
+  std::string printed = value.print(LY_VALUE_JSON, nullptr);
   if ((real & (kSmallInteger | kBoolean)) != 0) return printed;
   append_json_string(printed, out);
   return out;
