@@ -5,13 +5,14 @@
 #   make build     only build
 #   make install   install the build (DESTDIR, PREFIX)
 #   make bench     build and run the benchmarks
+#   make nightly   as many generated updates against libyang as a night has time for
 #   make clean     remove build/release
 
 PREFIX ?= /usr/local
 DESTDIR ?=
 BUILD := build/release
 
-.PHONY: all build setup configure demo test install bench clean
+.PHONY: all build setup configure demo test install bench nightly clean
 
 all: build
 
@@ -39,6 +40,12 @@ install: build
 bench: setup
 	@$(MAKE) --no-print-directory build
 	@scripts/bench $(BUILD)
+
+NIGHTLY_UPDATES ?= 200000
+
+nightly: setup
+	@$(MAKE) --no-print-directory build
+	@NEXA_ORACLE_UPDATES=$(NIGHTLY_UPDATES) $(BUILD)/bin/translate_tests --gtest_filter='*Generated*'
 
 clean:
 	@rm -rf $(BUILD)
