@@ -37,7 +37,8 @@ test: setup
 install: build
 	@DESTDIR="$(DESTDIR)" cmake --install $(BUILD) --prefix "$(PREFIX)"
 
-bench: setup
+bench:
+	@scripts/setup scripts/dependencies.txt scripts/dependencies-bench.txt
 	@$(MAKE) --no-print-directory build
 	@scripts/bench $(BUILD)
 
