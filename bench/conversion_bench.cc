@@ -59,11 +59,13 @@ int main(int argc, char** argv) {
   // allocator's consolidation instead of the conversion.
   mallopt(M_MXFAST, 0);
   // The library writes a line to standard output for each boolean; the figures go past it.
+  const bool terminal = isatty(STDOUT_FILENO) != 0;
   std::ofstream figures("/dev/fd/" + std::to_string(dup(STDOUT_FILENO)));
   const int nowhere = open("/dev/null", O_WRONLY);
   if (!figures || nowhere < 0 || dup2(nowhere, STDOUT_FILENO) < 0) return 1;
   benchmark::Initialize(&argc, argv);
-  benchmark::ConsoleReporter reporter;
+  benchmark::ConsoleReporter reporter(terminal ? benchmark::ConsoleReporter::OO_ColorTabular
+                                               : benchmark::ConsoleReporter::OO_Tabular);
   reporter.SetOutputStream(&figures);
   benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();
