@@ -1,0 +1,56 @@
+// Who calls, and what may they do? Users come from a file of hashed passwords or from client
+// certificates.
+#ifndef HOST_ACCESS_ACCESS_H_
+#define HOST_ACCESS_ACCESS_H_
+
+#include <grpcpp/support/status.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace nexa::host {
+
+enum class Role : unsigned char { kReadOnly, kReadWrite };
+
+// The facts of one call that access is decided on. All are the client's word except
+// `certificate_name`, which TLS has verified; `certificate` tells whether there was one.
+struct Credentials {
+  bool has_password = false;
+  std::string_view user;      // metadata "username"
+  std::string_view password;  // metadata "password"
+  bool certificate = false;
+  std::string_view certificate_name;  // common name of the verified client certificate
+};
+
+struct Caller {
+  std::string name;  // for the audit and the history; "anonymous" where nobody is asked for
+  Role role = Role::kReadOnly;
+};
+
+// Any thread, several at a time.
+class AccessControl {
+ public:
+  virtual ~AccessControl() = default;
+
+  // OK with `caller` set, or UNAUTHENTICATED with one text for every cause, so that a stranger
+  // learns nothing of which names exist.
+  virtual grpc::Status authenticate(const Credentials& credentials, Caller& caller) = 0;
+
+  // Reads the users again; on failure the users in place stay, and `error` says what and where.
+  virtual bool reload(std::string& error) = 0;
+};
+
+// `users_file`: lines "name:role:hash", role "read-only" or "read-write", hash as crypt(5) writes
+// it or "*" for a user of certificates only; "#" begins a comment. Empty: nobody is asked for a
+// password, and every caller that the transport lets through may read and write.
+// nullptr with `error` set ("file:line: what") when it cannot be used.
+std::unique_ptr<AccessControl> make_access_control(const std::string& users_file,
+                                                   std::string& error);
+
+// A line's hash for this password (yescrypt, fresh salt).
+std::string hash_password(std::string_view password);
+
+}  // namespace nexa::host
+
+#endif  // HOST_ACCESS_ACCESS_H_

@@ -1,0 +1,77 @@
+// The gNMI service: requests in, answers out, over the translation layer and the store. Built on
+// gRPC's callback API: no call holds a thread while it waits.
+#ifndef HOST_SERVER_GNMI_SERVICE_H_
+#define HOST_SERVER_GNMI_SERVICE_H_
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "access/access.h"
+#include "gnmi.grpc.pb.h"
+#include "state/state_provider.h"
+#include "store/config_store.h"
+#include "translate/translate.h"
+
+namespace nexa::host {
+
+// What the service tells the world while it runs. Called from any thread, several at a time.
+class ServiceObserver {
+ public:
+  virtual ~ServiceObserver() = default;
+
+  // A unary call ended, or a stream. `method` is "Capabilities", "Get", "Set" or "Subscribe".
+  virtual void call_ended(std::string_view /*method*/, grpc::StatusCode /*code*/,
+                          std::chrono::nanoseconds /*time*/) {}
+  virtual void stream_opened() {}
+  virtual void stream_closed() {}
+  virtual void updates_sent(std::size_t /*leaves*/) {}
+  virtual void stream_overflowed() {}
+
+  // One line for each Set, accepted or not: who, from where, what, the verdict, the commit.
+  virtual void audit(const std::string& /*line*/) {}
+
+  // A fault of the server's own, never of a client.
+  virtual void fault(const std::string& /*line*/) {}
+};
+
+struct GnmiServiceOptions {
+  std::size_t max_operations = 100000;  // of one Set
+  std::size_t max_paths = 1000;         // of one Get or Subscribe
+  std::size_t max_streams = 10000;
+  std::size_t stream_queue_bytes = 8 << 20;           // unsent; a stream beyond it is ended
+  std::size_t pending_sets = 1000;                    // waiting for the writer; more are refused
+  std::chrono::milliseconds min_sample_interval{50};  // what interval 0 means; less is refused
+  unsigned workers = 0;                               // threads that serialise; 0: as many as cores
+};
+
+struct GnmiServiceParts {
+  Translator& translator;
+  ConfigStore& store;
+  AccessControl& access;
+  const gnmi::CapabilityResponse& models;  // the mapper's cached model data
+  std::vector<StateProvider*> providers;
+  ServiceObserver& observer;
+  std::function<grpc::Status(const Change&)> approve;  // the commit hook; may be empty
+};
+
+// The service. Everything in `parts` outlives it. shutdown() ends the streams (UNAVAILABLE) and
+// waits for work in hand; call it before the gRPC server's own shutdown returns.
+class GnmiService {
+ public:
+  virtual ~GnmiService() = default;
+  virtual grpc::Service& service() = 0;
+  virtual void shutdown() = 0;
+};
+
+std::unique_ptr<GnmiService> make_gnmi_service(const GnmiServiceParts& parts,
+                                               const GnmiServiceOptions& options);
+
+}  // namespace nexa::host
+
+#endif  // HOST_SERVER_GNMI_SERVICE_H_

@@ -1,0 +1,20 @@
+// The network interfaces of this Linux machine as ietf-interfaces (RFC 8343): oper-status,
+// phys-address, if-index, speed, statistics.
+#ifndef HOST_STATE_LINUX_INTERFACES_H_
+#define HOST_STATE_LINUX_INTERFACES_H_
+
+#include <memory>
+#include <string>
+
+#include "state/state_provider.h"
+
+namespace nexa::host {
+
+// `sysfs` is the folder that has class/net; another one serves tests. The type identity and the
+// features (if-mib for if-index and admin-status) come from the loaded schema: values whose node or
+// identity is not loaded are left out.
+std::unique_ptr<StateProvider> make_linux_interfaces(std::string sysfs = "/sys");
+
+}  // namespace nexa::host
+
+#endif  // HOST_STATE_LINUX_INTERFACES_H_

@@ -1,0 +1,151 @@
+// The configuration database as a server sees it: transactions that are durable when they return,
+// snapshots to read from, and a history to return to. Knows nothing of gRPC calls, users' rights or
+// subscriptions, and says nothing of how an engine keeps the data: another one can stand behind
+// this interface.
+#ifndef HOST_STORE_CONFIG_STORE_H_
+#define HOST_STORE_CONFIG_STORE_H_
+
+#include <grpcpp/support/status.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "gnmi.pb.h"
+
+namespace nexa::host {
+
+// One operation of a transaction.
+struct Edit {
+  enum class Kind : std::uint8_t {
+    kDelete,   // every node that the path names; none is no error
+    kReplace,  // the node becomes what `xml` says; the empty path is the whole configuration
+    kUpdate,   // what `xml` says is merged in; nothing is deleted
+  };
+  Kind kind = Kind::kUpdate;
+  gnmi::Path path;  // absolute, names with or without their module; wildcards in deletes only
+  std::string xml;  // kReplace, kUpdate: the document that Translator::translate made of it
+};
+
+// What a commit changes, as a hook sees it: the changed nodes with their ancestors and list keys.
+struct Change {
+  std::uint64_t number = 0;  // the commit that this becomes
+  std::int64_t time_ns = 0;  // since the Unix epoch
+  std::string author;
+  std::string before;  // XML, top element "config"
+  std::string after;   // XML, top element "config"
+};
+
+struct CommitRequest {
+  std::vector<Edit> edits;
+  std::string author;
+  std::string comment;  // shown by the history
+  // Asked once the result is valid and before it is made durable; a status that is not OK ends the
+  // commit with that status. Readers go on meanwhile. Not asked when nothing changes.
+  std::function<grpc::Status(const Change&)> approve;
+};
+
+// Outcome of a commit. After a refusal nothing of the request remains, in memory or on disk.
+struct CommitResult {
+  // OK: durable and visible. INVALID_ARGUMENT: a value or the result is against the schema;
+  // NOT_FOUND: a path names nothing in the schema; FAILED_PRECONDITION: the result breaks a
+  // constraint together with data that was there before (must, when, leafref, unique, mandatory,
+  // min- and max-elements); RESOURCE_EXHAUSTED: the disk is full; INTERNAL: the engine failed.
+  grpc::Status status;
+  std::uint64_t number = 0;  // of the commit; the current one when nothing changed
+  std::int64_t time_ns = 0;
+  int edit = -1;     // index of the edit at fault, -1 when none can be blamed
+  std::string path;  // instance identifier of the node at fault, empty when none
+  std::string rule;  // the rule that was broken, in words: "must ...", "leafref", "mandatory ..."
+};
+
+struct CommitRecord {
+  std::uint64_t number = 0;
+  std::int64_t time_ns = 0;
+  std::string author;
+  std::string comment;
+  std::size_t change_bytes = 0;
+};
+
+// Operational data for one round of reading: parsed once, read by many. Any thread.
+class StateTree {
+ public:
+  virtual ~StateTree() = default;
+};
+
+enum class DataPart : std::uint8_t {
+  kAll,     // config true and config false
+  kConfig,  // config true only
+  kState,   // config false only, with the keys of the entries around it
+};
+
+enum class Form : std::uint8_t {
+  kSubtrees,  // one value for each node that the path names
+  kLeaves,    // one value for each leaf, and one array for each leaf-list, at or below it
+};
+
+struct Query {
+  gnmi::Path path;  // absolute; wildcards "*" and "...", keys left out or "*" name every entry
+  DataPart part = DataPart::kAll;
+  Form form = Form::kSubtrees;
+  gnmi::Encoding encoding = gnmi::JSON_IETF;  // JSON: member names without their module
+};
+
+// Takes one value. `path` is absolute, its names written as the query wrote them; below the query's
+// own elements names carry their module where it changes, if the query's names did. `json` is the
+// value alone (RFC 7951), without the node's name. The path is the callee's to move from.
+using ValueSink = std::function<void(gnmi::Path& path, std::string& json)>;
+
+// The configuration as one commit left it; unchanged while it is held. Hold it for the time of a
+// serialisation, not of a client: a writer waits for snapshots of the last but one commit. Any
+// thread, several at a time.
+class Snapshot {
+ public:
+  virtual ~Snapshot() = default;
+
+  // Gives every value that the query names to `sink`; defaults in use are values. With `state` the
+  // operational data stand in the same tree. INVALID_ARGUMENT when the path is malformed or names
+  // nothing in the schema; OK and no value when nothing is there.
+  virtual grpc::Status read(const Query& query, const StateTree* state,
+                            const ValueSink& sink) const = 0;
+
+  // The whole configuration without defaults: XML, top element "config".
+  virtual std::string xml() const = 0;
+
+  virtual std::uint64_t number() const = 0;
+};
+
+class ConfigStore {
+ public:
+  virtual ~ConfigStore() = default;
+
+  // Applies the edits in their order as one transaction. One commit at a time: others wait. Any
+  // thread.
+  virtual CommitResult commit(const CommitRequest& request) = 0;
+
+  virtual std::shared_ptr<const Snapshot> snapshot() const = 0;
+
+  // Reads operational data: an XML document of top-level nodes below one element of any name.
+  // nullptr with `error` set when it does not fit the schema.
+  virtual std::shared_ptr<const StateTree> parse_state(std::string_view xml,
+                                                       std::string& error) const = 0;
+
+  // Whether the path names something in the schema: OK, NOT_FOUND for an unknown node,
+  // INVALID_ARGUMENT for keys that the list does not have or values that they cannot take.
+  virtual grpc::Status check_path(const gnmi::Path& path) const = 0;
+
+  // The newest `limit` commits (0: all), newest first. Empty `out` and a status on failure.
+  virtual grpc::Status history(std::size_t limit, std::vector<CommitRecord>& out) const = 0;
+
+  // A new commit that restores the configuration as commit `number` left it (0: the empty one).
+  virtual CommitResult rollback(std::uint64_t number, const std::string& author,
+                                const std::function<grpc::Status(const Change&)>& approve) = 0;
+};
+
+}  // namespace nexa::host
+
+#endif  // HOST_STORE_CONFIG_STORE_H_

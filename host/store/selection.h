@@ -1,0 +1,40 @@
+// Which nodes does a gNMI path name? Walks names and keys over the schema and over data trees; the
+// client's text never reaches libyang's path functions.
+#ifndef HOST_STORE_SELECTION_H_
+#define HOST_STORE_SELECTION_H_
+
+#include <grpcpp/support/status.h>
+
+#include <functional>
+#include <vector>
+
+#include "gnmi.pb.h"
+#include "store/tree.h"
+
+namespace nexa::host {
+
+// A data node that stands in one or both of two trees: the configuration, and operational data.
+struct NodePair {
+  const lyd_node* config = nullptr;
+  const lyd_node* state = nullptr;
+
+  const lyd_node* any() const { return config != nullptr ? config : state; }
+};
+
+// Calls `found` for every node that `path` (absolute; "*" and "..." as names, keys left out or "*")
+// names in the two trees, either of which may be null; several matches of "..." give a node once.
+// `concrete` is the path with wildcards and keys filled in, names as the path wrote them; for the
+// empty path it is called once with an empty pair. INVALID_ARGUMENT when the path is malformed,
+// NOT_FOUND when it names nothing in the schema: the message names the element. Any thread.
+grpc::Status select_nodes(
+    const gnmi::Path& path, const lyd_node* config, const lyd_node* state,
+    const std::function<void(const NodePair& node, gnmi::Path& concrete)>& found);
+
+// The schema half alone: OK, NOT_FOUND or INVALID_ARGUMENT as above, plus INVALID_ARGUMENT for a
+// key value that the key's type does not take. `schema`, when given, receives the last node of
+// each match, more than one only with wildcards.
+grpc::Status select_schema(const gnmi::Path& path, std::vector<const lysc_node*>* schema = nullptr);
+
+}  // namespace nexa::host
+
+#endif  // HOST_STORE_SELECTION_H_

@@ -1,0 +1,31 @@
+// Owners of libyang's handles, and the context of the loaded schema. libyang stays in host/store.
+#ifndef HOST_STORE_TREE_H_
+#define HOST_STORE_TREE_H_
+
+#include <libyang/libyang.h>
+
+#include <cstdlib>
+#include <memory>
+
+#include "kestrel/loader.h"
+
+namespace nexa::host {
+
+struct DeleteTree {
+  void operator()(lyd_node* tree) const { lyd_free_all(tree); }
+};
+using TreePtr = std::unique_ptr<lyd_node, DeleteTree>;  // the first top-level sibling
+
+struct DeleteText {
+  void operator()(char* text) const { std::free(text); }
+};
+using TextPtr = std::unique_ptr<char, DeleteText>;
+
+struct DeleteSet {
+  void operator()(ly_set* set) const { ly_set_free(set, nullptr); }
+};
+using SetPtr = std::unique_ptr<ly_set, DeleteSet>;
+
+}  // namespace nexa::host
+
+#endif  // HOST_STORE_TREE_H_

@@ -1,0 +1,28 @@
+// The embedded engine: a libyang data tree in memory over a log of changes in SQLite.
+#ifndef HOST_STORE_TREE_STORE_H_
+#define HOST_STORE_TREE_STORE_H_
+
+#include <memory>
+#include <string>
+
+#include "store/config_store.h"
+
+namespace nexa::host {
+
+struct TreeStoreOptions {
+  std::string directory;                      // made when it is not there; one process at a time
+  std::uint32_t commits_per_snapshot = 1000;  // bounds what a start has to replay
+  std::uint64_t history_limit = 100000;       // commits kept beyond the newest snapshot; 0: all
+  bool sync = true;  // false takes the disk's sync out: for measurements, never for data
+};
+
+// Opens the data directory over the loaded schema (kestrel::load) and replays it. nullptr with
+// `error` set, one line that names the file and what to do, when the directory cannot be used: in
+// use by another process, damaged, foreign, from another schema that the data do not fit.
+// `notes` receives lines worth a log: what was replayed, that the schema changed.
+std::unique_ptr<ConfigStore> open_tree_store(const TreeStoreOptions& options, std::string& error,
+                                             std::vector<std::string>* notes = nullptr);
+
+}  // namespace nexa::host
+
+#endif  // HOST_STORE_TREE_STORE_H_
