@@ -1,0 +1,148 @@
+// Decides who a caller is. What is wrong with the credentials stays here: a stranger gets one text,
+// after the same work, whether the name exists or not.
+#include "access/access.h"
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <shared_mutex>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "access/password.h"
+#include "access/users_file.h"
+
+namespace nexa::host {
+namespace {
+
+constexpr char kRefused[] = "Authentication failed: user name, password or certificate is wrong";
+constexpr char kAnonymous[] = "anonymous";
+
+// Caller of a server that asks nobody for a password.
+class OpenAccess final : public AccessControl {
+ public:
+  grpc::Status authenticate(const Credentials& credentials, Caller& caller) override {
+    const bool named = credentials.certificate && !credentials.certificate_name.empty();
+    caller.name = named ? std::string(credentials.certificate_name) : kAnonymous;
+    caller.role = Role::kReadWrite;
+    return grpc::Status::OK;
+  }
+  bool reload(std::string&) override { return true; }
+};
+
+// The users as one reading of the file gave them, with the passwords that fitted since then. Going
+// with the users, what is remembered never outlives a change of the file.
+class UserTable {
+ public:
+  explicit UserTable(Users users) : users_(std::move(users)) {
+    for (const auto& [name, user] : users_) {
+      if (!user.hash.empty()) hashes_.push_back(&user.hash);
+    }
+  }
+
+  const User* find(std::string_view name) const {
+    const auto found = users_.find(std::string(name));
+    return found == users_.end() ? nullptr : &found->second;
+  }
+
+  // The hash that stands in for a user who is not there or has none: one of those in use, so that
+  // it costs what a real one costs, and always the same for a name. Null when there is none.
+  const std::string* stand_in(const Digest& of_name) const {
+    if (hashes_.empty()) return nullptr;
+    return hashes_[(of_name[0] * 256U + of_name[1]) % hashes_.size()];
+  }
+
+  bool remembers(const std::string& name, const Digest& digest) const {
+    const std::shared_lock lock(mutex_);
+    const auto found = fitted_.find(name);
+    return found != fitted_.end() && equal(found->second, digest);
+  }
+
+  void remember(const std::string& name, const Digest& digest) {
+    const std::lock_guard lock(mutex_);
+    fitted_[name] = digest;
+  }
+
+ private:
+  const Users users_;
+  std::vector<const std::string*> hashes_;
+  mutable std::shared_mutex mutex_;
+  std::unordered_map<std::string, Digest> fitted_;
+};
+
+class FileAccess final : public AccessControl {
+ public:
+  FileAccess(std::string file, Users users)
+      : file_(std::move(file)),
+        unused_hash_(hash_password("no user's password")),
+        table_(std::make_shared<UserTable>(std::move(users))) {}
+
+  grpc::Status authenticate(const Credentials& credentials, Caller& caller) override {
+    const std::shared_ptr<UserTable> table = current();
+    if (credentials.has_password) return with_password(*table, credentials, caller);
+    if (!credentials.certificate) return refused();
+    const User* user = table->find(credentials.certificate_name);
+    if (user == nullptr) return refused();
+    return accepted(credentials.certificate_name, *user, caller);
+  }
+
+  bool reload(std::string& error) override {
+    auto users = read_users(file_, error);
+    if (!users) return false;
+    auto table = std::make_shared<UserTable>(std::move(*users));
+    const std::lock_guard lock(mutex_);
+    table_ = std::move(table);
+    return true;
+  }
+
+ private:
+  static grpc::Status refused() { return {grpc::StatusCode::UNAUTHENTICATED, kRefused}; }
+
+  static grpc::Status accepted(std::string_view name, const User& user, Caller& caller) {
+    caller.name = name;
+    caller.role = user.role;
+    return grpc::Status::OK;
+  }
+
+  std::shared_ptr<UserTable> current() const {
+    const std::lock_guard lock(mutex_);
+    return table_;
+  }
+
+  grpc::Status with_password(UserTable& table, const Credentials& credentials,
+                             Caller& caller) const {
+    const auto digest = key_.of(credentials.user, credentials.password);
+    const auto of_name = key_.of(credentials.user, {});
+    if (!digest || !of_name) return refused();
+    const User* user = table.find(credentials.user);
+    if (user == nullptr || user->hash.empty()) {
+      const std::string* stand_in = table.stand_in(*of_name);
+      password_fits(credentials.password, stand_in != nullptr ? *stand_in : unused_hash_);
+      return refused();
+    }
+    const std::string name(credentials.user);
+    if (table.remembers(name, *digest)) return accepted(name, *user, caller);
+    if (!password_fits(credentials.password, user->hash)) return refused();
+    table.remember(name, *digest);
+    return accepted(name, *user, caller);
+  }
+
+  const std::string file_;
+  const std::string unused_hash_;
+  const KeyedDigest key_;
+  mutable std::mutex mutex_;
+  std::shared_ptr<UserTable> table_;
+};
+
+}  // namespace
+
+std::unique_ptr<AccessControl> make_access_control(const std::string& users_file,
+                                                   std::string& error) {
+  if (users_file.empty()) return std::make_unique<OpenAccess>();
+  auto users = read_users(users_file, error);
+  if (!users) return nullptr;
+  return std::make_unique<FileAccess>(users_file, std::move(*users));
+}
+
+}  // namespace nexa::host

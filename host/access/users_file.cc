@@ -1,0 +1,120 @@
+// Lines "name:role:hash". A line that is not understood is an error, never skipped: a mistyped role
+// must not leave a user with another one's rights.
+#include "access/users_file.h"
+
+#include <crypt.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <system_error>
+#include <utility>
+
+namespace nexa::host {
+namespace {
+
+constexpr std::size_t kLongestName = 255;
+
+std::string_view trimmed(std::string_view text) {
+  constexpr std::string_view kBlank = " \t\r";
+  const auto first = text.find_first_not_of(kBlank);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(kBlank) - first + 1);
+}
+
+bool is_name(std::string_view name) {
+  if (name.empty() || name.size() > kLongestName) return false;
+  for (const char c : name) {
+    if (static_cast<unsigned char>(c) <= 0x20 || c == 0x7f) return false;
+  }
+  return true;
+}
+
+// Why the field is no hash that a password can be checked against; null when it is one.
+const char* fault_of_hash(const std::string& hash) {
+  switch (crypt_checksalt(hash.c_str())) {
+    case CRYPT_SALT_OK:
+      return nullptr;
+    case CRYPT_SALT_METHOD_LEGACY:
+      return "the password's hash is of a method that is too weak; make one with nexad "
+             "hash-password";
+    default:
+      return "the password's hash is not one that crypt(5) describes; make one with nexad "
+             "hash-password";
+  }
+}
+
+// The line's three fields; false when there are fewer or more.
+bool split(std::string_view line, std::array<std::string_view, 3>& fields) {
+  for (std::size_t i = 0; i < fields.size(); ++i) {
+    const auto colon = line.find(':');
+    if ((colon == std::string_view::npos) != (i + 1 == fields.size())) return false;
+    fields[i] = trimmed(line.substr(0, colon));
+    line.remove_prefix(colon == std::string_view::npos ? line.size() : colon + 1);
+  }
+  return true;
+}
+
+// Adds the line's user; what is wrong with it otherwise.
+std::string add_user(std::string_view line, Users& users) {
+  std::array<std::string_view, 3> fields;
+  if (!split(line, fields)) return "a line is name:role:hash";
+  const auto [name, role, hash] = fields;
+  if (!is_name(name)) return "the name is empty, too long or has blanks in it";
+  User user;
+  if (role == "read-write") {
+    user.role = Role::kReadWrite;
+  } else if (role != "read-only") {
+    return "the role is neither read-only nor read-write";
+  }
+  if (hash != "*") {
+    user.hash = hash;
+    if (const char* fault = fault_of_hash(user.hash)) return fault;
+  }
+  if (!users.emplace(name, std::move(user)).second) {
+    return "the user " + std::string(name) + " stands in the file twice";
+  }
+  return {};
+}
+
+}  // namespace
+
+std::optional<Users> parse_users(std::string_view text, const std::string& file,
+                                 std::string& error) {
+  Users users;
+  for (std::size_t number = 1; !text.empty(); ++number) {
+    const auto end = text.find('\n');
+    const std::string_view line = trimmed(text.substr(0, end));
+    text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+    if (line.empty() || line.front() == '#') continue;
+    const std::string fault = add_user(line, users);
+    if (fault.empty()) continue;
+    error = file + ":" + std::to_string(number) + ": " + fault;
+    return std::nullopt;
+  }
+  return users;
+}
+
+std::optional<Users> read_users(const std::string& file, std::string& error) {
+  std::error_code fault;
+  const auto kind = std::filesystem::status(file, fault).type();
+  if (kind != std::filesystem::file_type::regular) {
+    error = file + ": cannot be read: " + (fault ? fault.message() : "it is not a file");
+    return std::nullopt;
+  }
+  errno = 0;
+  std::ifstream in(file, std::ios::binary);
+  std::ostringstream content;
+  if (in && in.peek() != std::ifstream::traits_type::eof()) content << in.rdbuf();
+  if (!in.is_open() || in.bad() || content.fail()) {
+    error = file + ": cannot be read: " + std::string(strerror(errno));
+    return std::nullopt;
+  }
+  const std::string text = content.str();
+  return parse_users(text, file, error);
+}
+
+}  // namespace nexa::host

@@ -1,0 +1,204 @@
+// Who gets in, with which rights, and how much a stranger learns from being refused.
+#include "access/access.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "access/password.h"
+
+namespace {
+
+using namespace nexa::host;
+
+constexpr char kRefused[] = "Authentication failed: user name, password or certificate is wrong";
+
+Credentials password(std::string_view user, std::string_view word) {
+  Credentials credentials;
+  credentials.has_password = true;
+  credentials.user = user;
+  credentials.password = word;
+  return credentials;
+}
+
+Credentials certificate(std::string_view name) {
+  Credentials credentials;
+  credentials.certificate = true;
+  credentials.certificate_name = name;
+  return credentials;
+}
+
+class UsersFile : public testing::Test {
+ protected:
+  UsersFile() {
+    write("alice:read-write:" + hash_password("wonder") +
+          "\nbob:read-only:" + hash_password("builder") + "\nrobot:read-write:*\n");
+    std::string error;
+    access_ = make_access_control(path_, error);
+    EXPECT_NE(access_, nullptr) << error;
+  }
+  ~UsersFile() override { std::filesystem::remove(path_); }
+
+  void write(const std::string& text) { std::ofstream(path_, std::ios::trunc) << text; }
+
+  void expect_refused(const Credentials& credentials) {
+    Caller caller;
+    const grpc::Status status = access_->authenticate(credentials, caller);
+    EXPECT_EQ(status.error_code(), grpc::StatusCode::UNAUTHENTICATED);
+    EXPECT_EQ(status.error_message(), kRefused);
+    EXPECT_EQ(caller.name, "");
+  }
+
+  void expect_accepted(const Credentials& credentials, const char* name, Role role) {
+    Caller caller;
+    const grpc::Status status = access_->authenticate(credentials, caller);
+    EXPECT_TRUE(status.ok()) << status.error_message();
+    EXPECT_EQ(caller.name, name);
+    EXPECT_EQ(caller.role, role);
+  }
+
+  std::chrono::nanoseconds time_of(const Credentials& credentials) {
+    Caller caller;
+    const auto start = std::chrono::steady_clock::now();
+    access_->authenticate(credentials, caller);
+    return std::chrono::steady_clock::now() - start;
+  }
+
+  const std::string path_ = testing::TempDir() + "nexa_users_" + std::to_string(getpid());
+  std::unique_ptr<AccessControl> access_;
+};
+
+TEST(HashPassword, IsYescryptWithAFreshSalt) {
+  const std::string first = hash_password("secret");
+  const std::string second = hash_password("secret");
+  EXPECT_EQ(first.substr(0, 3), "$y$");
+  EXPECT_NE(first, second);
+  EXPECT_TRUE(password_fits("secret", first));
+  EXPECT_TRUE(password_fits("secret", second));
+  EXPECT_FALSE(password_fits("Secret", first));
+  EXPECT_FALSE(password_fits("", first));
+}
+
+TEST(HashPassword, RefusesWhatItWouldCut) {
+  EXPECT_EQ(hash_password(std::string("se\0cret", 7)), "");
+  EXPECT_EQ(hash_password(std::string(512, 'x')), "");
+  EXPECT_NE(hash_password(std::string(511, 'x')), "");
+  EXPECT_FALSE(password_fits(std::string("secret\0x", 8), hash_password("secret")));
+}
+
+TEST(KeyedDigest, DependsOnBothTextsWhereTheyMeetAndTheKey) {
+  const KeyedDigest key;
+  const auto digest = key.of("ab", "c");
+  ASSERT_TRUE(digest);
+  EXPECT_TRUE(equal(*digest, *key.of("ab", "c")));
+  EXPECT_FALSE(equal(*digest, *key.of("a", "bc")));
+  EXPECT_FALSE(equal(*digest, *KeyedDigest().of("ab", "c")));
+}
+
+TEST(OpenAccess, LetsEverybodyReadAndWrite) {
+  std::string error;
+  const auto access = make_access_control("", error);
+  ASSERT_NE(access, nullptr);
+  Caller caller;
+  EXPECT_TRUE(access->authenticate({}, caller).ok());
+  EXPECT_EQ(caller.name, "anonymous");
+  EXPECT_EQ(caller.role, Role::kReadWrite);
+  EXPECT_TRUE(access->authenticate(certificate("device-7"), caller).ok());
+  EXPECT_EQ(caller.name, "device-7");
+}
+
+TEST_F(UsersFile, GivesTheRoleOfTheFile) {
+  expect_accepted(password("alice", "wonder"), "alice", Role::kReadWrite);
+  expect_accepted(password("bob", "builder"), "bob", Role::kReadOnly);
+  expect_accepted(certificate("robot"), "robot", Role::kReadWrite);
+  expect_accepted(certificate("bob"), "bob", Role::kReadOnly);
+}
+
+TEST_F(UsersFile, RefusesEveryOtherCallerWithOneText) {
+  expect_refused({});
+  expect_refused(password("alice", "builder"));
+  expect_refused(password("alice", ""));
+  expect_refused(password("", "wonder"));
+  expect_refused(password("carol", "wonder"));
+  expect_refused(password("robot", ""));
+  expect_refused(password("robot", "*"));
+  expect_refused(password("alice", std::string_view("wonder\0", 7)));
+  expect_refused(certificate("carol"));
+  expect_refused(certificate(""));
+}
+
+TEST_F(UsersFile, RefusesAWrongPasswordBesideAGoodCertificate) {
+  Credentials credentials = password("alice", "wrong");
+  credentials.certificate = true;
+  credentials.certificate_name = "robot";
+  expect_refused(credentials);
+}
+
+TEST_F(UsersFile, RemembersARightPasswordOnly) {
+  const auto first = time_of(password("alice", "wonder"));
+  auto again = time_of(password("alice", "wonder"));
+  for (int i = 0; i < 5; ++i) again = std::min(again, time_of(password("alice", "wonder")));
+  EXPECT_LT(again * 20, first);
+  expect_refused(password("alice", "wonde"));
+  expect_refused(password("bob", "wonder"));
+  expect_accepted(password("alice", "wonder"), "alice", Role::kReadWrite);
+}
+
+TEST_F(UsersFile, TakesAsLongForANameThatIsNotThere) {
+  auto known = time_of(password("alice", "wrong"));
+  auto unknown = time_of(password("carol", "wrong"));
+  for (int i = 0; i < 4; ++i) {
+    known = std::min(known, time_of(password("alice", "wrong")));
+    unknown = std::min(unknown, time_of(password("carol", "wrong")));
+  }
+  EXPECT_GT(unknown * 3, known);
+  EXPECT_GT(known * 3, unknown);
+}
+
+TEST_F(UsersFile, ReloadTakesOverChangesAndForgetsOldPasswords) {
+  expect_accepted(password("alice", "wonder"), "alice", Role::kReadWrite);
+  write("alice:read-only:" + hash_password("new word") + "\n");
+  std::string error;
+  ASSERT_TRUE(access_->reload(error)) << error;
+  expect_refused(password("alice", "wonder"));
+  expect_accepted(password("alice", "new word"), "alice", Role::kReadOnly);
+  expect_refused(password("bob", "builder"));
+}
+
+TEST_F(UsersFile, KeepsItsUsersWhenTheNewFileIsWrong) {
+  write("alice:boss:*\n");
+  std::string error;
+  EXPECT_FALSE(access_->reload(error));
+  EXPECT_EQ(error, path_ + ":1: the role is neither read-only nor read-write");
+  expect_accepted(password("alice", "wonder"), "alice", Role::kReadWrite);
+}
+
+TEST_F(UsersFile, ServesManyThreadsWhileItIsReloaded) {
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([this] {
+      for (int call = 0; call < 200; ++call) {
+        expect_accepted(password("alice", "wonder"), "alice", Role::kReadWrite);
+      }
+    });
+  }
+  for (int i = 0; i < 5; ++i) {
+    std::string error;
+    EXPECT_TRUE(access_->reload(error)) << error;
+  }
+  for (std::thread& thread : threads) thread.join();
+}
+
+TEST(MakeAccessControl, SaysWhyAFileCannotBeUsed) {
+  std::string error;
+  EXPECT_EQ(make_access_control("no/such/file", error), nullptr);
+  EXPECT_EQ(error, "no/such/file: cannot be read: No such file or directory");
+}
+
+}  // namespace
