@@ -1,0 +1,95 @@
+#include "server/audit.h"
+
+#include <algorithm>
+#include <cstddef>
+
+#include "server/set_request.h"
+#include "server/text_form.h"
+#include "translate/path_string.h"
+#include "translate/request_check.h"
+
+namespace nexa::host {
+namespace {
+
+constexpr std::size_t kMostPaths = 10;
+constexpr std::size_t kMostPathBytes = 120;
+constexpr std::size_t kMostNameBytes = 80;
+constexpr std::size_t kMostReasonBytes = 300;
+
+std::string shown_operations(const gnmi::SetRequest& request) {
+  const std::size_t count = operation_count(request);
+  const std::size_t shown = std::min(count, kMostPaths);
+  std::string text;
+  for (std::size_t index = 0; index < shown; ++index) {
+    if (!text.empty()) text.append(", ");
+    const gnmi::Path joined = join_paths(request.prefix(), operation_path(request, index));
+    const std::string path = format_path_string(joined);
+    const std::size_t length = prefix_length(path, kMostPathBytes);
+    text.append(operation_name(request, index)).append(" ").append(path, 0, length);
+    if (length < path.size()) text.append("...");
+  }
+  if (count > shown) text.append(", and ").append(std::to_string(count - shown)).append(" more");
+  return text;
+}
+
+}  // namespace
+
+const char* code_name(grpc::StatusCode code) {
+  switch (code) {
+    case grpc::StatusCode::OK:
+      return "OK";
+    case grpc::StatusCode::CANCELLED:
+      return "CANCELLED";
+    case grpc::StatusCode::INVALID_ARGUMENT:
+      return "INVALID_ARGUMENT";
+    case grpc::StatusCode::DEADLINE_EXCEEDED:
+      return "DEADLINE_EXCEEDED";
+    case grpc::StatusCode::NOT_FOUND:
+      return "NOT_FOUND";
+    case grpc::StatusCode::ALREADY_EXISTS:
+      return "ALREADY_EXISTS";
+    case grpc::StatusCode::PERMISSION_DENIED:
+      return "PERMISSION_DENIED";
+    case grpc::StatusCode::UNAUTHENTICATED:
+      return "UNAUTHENTICATED";
+    case grpc::StatusCode::RESOURCE_EXHAUSTED:
+      return "RESOURCE_EXHAUSTED";
+    case grpc::StatusCode::FAILED_PRECONDITION:
+      return "FAILED_PRECONDITION";
+    case grpc::StatusCode::ABORTED:
+      return "ABORTED";
+    case grpc::StatusCode::OUT_OF_RANGE:
+      return "OUT_OF_RANGE";
+    case grpc::StatusCode::UNIMPLEMENTED:
+      return "UNIMPLEMENTED";
+    case grpc::StatusCode::INTERNAL:
+      return "INTERNAL";
+    case grpc::StatusCode::UNAVAILABLE:
+      return "UNAVAILABLE";
+    case grpc::StatusCode::DATA_LOSS:
+      return "DATA_LOSS";
+    case grpc::StatusCode::UNKNOWN:
+    case grpc::StatusCode::DO_NOT_USE:
+      break;
+  }
+  return "UNKNOWN";
+}
+
+std::string audit_line(const SetAudit& audit, const gnmi::SetRequest& request) {
+  std::string line = "set user=" + quoted(audit.user, kMostNameBytes);
+  line.append(" peer=").append(quoted(audit.peer, kMostNameBytes));
+  line.append(" deletes=").append(std::to_string(request.delete__size()));
+  line.append(" replaces=").append(std::to_string(request.replace_size()));
+  line.append(" updates=").append(std::to_string(request.update_size()));
+  line.append(" operations=").append(quoted(shown_operations(request), std::string::npos));
+  line.append(" verdict=").append(code_name(audit.verdict.error_code()));
+  if (!audit.verdict.ok()) {
+    line.append(" reason=").append(quoted(audit.verdict.error_message(), kMostReasonBytes));
+  }
+  if (audit.commit != 0) line.append(" commit=").append(std::to_string(audit.commit));
+  const auto micros = std::chrono::duration_cast<std::chrono::microseconds>(audit.time);
+  line.append(" time_us=").append(std::to_string(micros.count()));
+  return line;
+}
+
+}  // namespace nexa::host

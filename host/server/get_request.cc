@@ -1,0 +1,126 @@
+// A Get without paths reads what its prefix names. Texts of the library's checks go to the client
+// as they are; all others name the path.
+#include "server/get_request.h"
+
+#include <string>
+#include <utility>
+
+#include "nexa/nexa_srv_rpc_msg_helpers.h"
+#include "server/answer_paths.h"
+#include "server/messages.h"
+#include "server/request_rules.h"
+#include "translate/request_check.h"
+
+namespace nexa::host {
+namespace {
+
+DataPart part_of(gnmi::GetRequest::DataType type) {
+  if (type == gnmi::GetRequest::CONFIG) return DataPart::kConfig;
+  return type == gnmi::GetRequest::STATE ? DataPart::kState : DataPart::kAll;
+}
+
+void set_value(gnmi::Encoding encoding, std::string& json, gnmi::Update& update) {
+  if (encoding == gnmi::JSON) {
+    update.mutable_val()->set_json_val(std::move(json));
+  } else {
+    update.mutable_val()->set_json_ietf_val(std::move(json));
+  }
+}
+
+std::string place_of(int index) { return "path[" + std::to_string(index) + "]"; }
+
+class Reader {
+ public:
+  Reader(const gnmi::GetRequest& request, const Snapshot& snapshot, const StateTree* state)
+      : request_(request),
+        prefix_(request.prefix(), request.has_prefix()),
+        snapshot_(snapshot),
+        state_(state) {}
+
+  grpc::Status read(int index, gnmi::GetResponse& response) const;
+
+ private:
+  const gnmi::GetRequest& request_;
+  const AnswerPrefix prefix_;
+  const Snapshot& snapshot_;
+  const StateTree* state_;
+};
+
+grpc::Status Reader::read(int index, gnmi::GetResponse& response) const {
+  const gnmi::Path& requested = request_.path(index);
+  Query query;
+  query.path = join_paths(request_.prefix(), requested);
+  query.path.clear_target();
+  query.part = part_of(request_.type());
+  query.encoding = request_.encoding();
+  gnmi::Notification* notification = ServiceRpcMsgHelpers::build_notification(&response, nullptr);
+  bool covered = true;
+  grpc::Status status = snapshot_.read(query, state_, [&](gnmi::Path& path, std::string& json) {
+    gnmi::Update* update = notification->add_update();
+    covered = covered && prefix_.covers(path);
+    set_value(request_.encoding(), json, *update);
+    AnswerPrefix::place_origin(requested, path);
+    *update->mutable_path() = std::move(path);
+  });
+  if (status.ok() && notification->update_size() == 0) {
+    status = grpc::Status(grpc::StatusCode::NOT_FOUND, kNoData);
+  }
+  if (!status.ok()) {
+    return {status.error_code(), at_place(place_of(index), query.path) + status.error_message()};
+  }
+  if (covered) {
+    for (gnmi::Update& update : *notification->mutable_update()) {
+      prefix_.make_relative(*update.mutable_path());
+    }
+  }
+  const gnmi::Path* shown = prefix_.shown(covered);
+  if (shown != nullptr) *notification->mutable_prefix() = *shown;
+  return grpc::Status::OK;
+}
+
+// The checks of the request as it came; `request` gains the path that a bare prefix stands for.
+grpc::Status check(const GetParts& parts, gnmi::GetRequest& request) {
+  if (static_cast<std::size_t>(request.path_size()) > parts.max_paths) {
+    return {grpc::StatusCode::INVALID_ARGUMENT, std::to_string(request.path_size()) +
+                                                    " paths in one request, at most " +
+                                                    std::to_string(parts.max_paths) + " are taken"};
+  }
+  if (request.path_size() == 0) request.add_path();
+  grpc::Status status = check_get(request).status;
+  if (!status.ok()) return status;
+  status = check_extensions(request.extension());
+  if (!status.ok()) return status;
+  for (int index = 0; index < request.path_size(); ++index) {
+    status = check_origin(request.prefix(), request.path(index));
+    if (status.ok()) continue;
+    const gnmi::Path joined = join_paths(request.prefix(), request.path(index));
+    return {status.error_code(), at_place(place_of(index), joined) + status.error_message()};
+  }
+  return grpc::Status::OK;
+}
+
+}  // namespace
+
+grpc::Status serve_get(const GetParts& parts, const gnmi::GetRequest& request,
+                       gnmi::GetResponse& response) {
+  gnmi::GetRequest checked = request;
+  grpc::Status status = check(parts, checked);
+  if (!status.ok()) return status;
+  std::shared_ptr<const StateTree> state;
+  if (checked.type() != gnmi::GetRequest::CONFIG) {
+    status = parts.state.read(state);
+    if (!status.ok()) return status;
+  }
+  const std::shared_ptr<const Snapshot> snapshot = parts.store.snapshot();
+  const Reader reader(checked, *snapshot, state.get());
+  for (int index = 0; index < checked.path_size(); ++index) {
+    if (parts.cancelled && parts.cancelled()) {
+      return {grpc::StatusCode::CANCELLED, kCallCancelled};
+    }
+    status = reader.read(index, response);
+    if (!status.ok()) return status;
+  }
+  return grpc::Status::OK;
+}
+
+}  // namespace nexa::host

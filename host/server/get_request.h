@@ -1,0 +1,30 @@
+// What does a Get answer? Checks, paths, one notification for each path, from one snapshot.
+#ifndef HOST_SERVER_GET_REQUEST_H_
+#define HOST_SERVER_GET_REQUEST_H_
+
+#include <grpcpp/support/status.h>
+
+#include <cstddef>
+#include <functional>
+
+#include "gnmi.pb.h"
+#include "server/state_cache.h"
+#include "store/config_store.h"
+
+namespace nexa::host {
+
+struct GetParts {
+  const ConfigStore& store;
+  StateCache& state;
+  std::size_t max_paths = 1000;
+  std::function<bool()> cancelled;  // asked between paths; may be empty
+};
+
+// Fills `response`, which is worth nothing after a failure (gNMI specification, section 3.3).
+// Any thread.
+grpc::Status serve_get(const GetParts& parts, const gnmi::GetRequest& request,
+                       gnmi::GetResponse& response);
+
+}  // namespace nexa::host
+
+#endif  // HOST_SERVER_GET_REQUEST_H_

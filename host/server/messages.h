@@ -1,0 +1,40 @@
+// The texts of the service's own that reach a client; those of the request checks are the
+// library's.
+#ifndef HOST_SERVER_MESSAGES_H_
+#define HOST_SERVER_MESSAGES_H_
+
+namespace nexa::host {
+
+inline constexpr char kShuttingDown[] = "The server is shutting down";
+inline constexpr char kTooManyRequests[] = "Too many requests are waiting";
+inline constexpr char kTooManySets[] = "Too many Set requests are waiting";
+inline constexpr char kCallCancelled[] = "The call was cancelled before it was served";
+inline constexpr char kServerFault[] = "The server failed to serve the call";
+inline constexpr char kStateNotAvailable[] = "The operational data are not available";
+inline constexpr char kReadOnlyRole[] = "Set needs a user of the role read-write";
+
+inline constexpr char kOriginNotServed[] =
+    " not supported, the served ones are \"openconfig\", \"rfc7951\" and none";
+inline constexpr char kTargetInPath[] = "a target is taken in the prefix only";
+inline constexpr char kNoData[] = "no data";
+inline constexpr char kEmptyEntry[] =
+    "{} or null is no value for a list entry, give its members or delete it";
+
+inline constexpr char kCommitExtension[] = "Extension commit not supported";
+inline constexpr char kHistoryExtension[] = "Extension history not supported";
+inline constexpr char kDepthExtension[] = "Extension depth not supported";
+inline constexpr char kConfigSubscriptionExtension[] =
+    "Extension config_subscription not supported";
+inline constexpr char kNoElectionId[] = "Extension master_arbitration without an election_id";
+inline constexpr char kTwoArbitrations[] = "Extension master_arbitration is given twice";
+inline constexpr char kNotMaster[] = "Another client is master, the highest election_id is ";
+inline constexpr char kTooManyRoles[] = "Too many roles of master_arbitration";
+
+inline constexpr char kTooManyStreams[] = "Too many streams are open";
+inline constexpr char kNoSubscription[] = "The stream was closed before a subscription";
+inline constexpr char kStreamOverflow[] =
+    "The client does not read fast enough, the stream's queue is full";
+
+}  // namespace nexa::host
+
+#endif  // HOST_SERVER_MESSAGES_H_

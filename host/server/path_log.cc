@@ -1,0 +1,126 @@
+#include "server/path_log.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+
+namespace nexa::host {
+namespace {
+
+void append_number(std::size_t value, std::string& out) {
+  while (value >= 0x80) {
+    out.push_back(static_cast<char>((value & 0x7F) | 0x80));
+    value >>= 7U;
+  }
+  out.push_back(static_cast<char>(value));
+}
+
+void append_text(const std::string& text, std::string& out) {
+  append_number(text.size(), out);
+  out.append(text);
+}
+
+std::string encode(const gnmi::Path& path) {
+  std::string out;
+  for (const gnmi::PathElem& element : path.elem()) {
+    append_text(element.name(), out);
+    append_number(static_cast<std::size_t>(element.key_size()), out);
+    if (element.key_size() == 0) continue;
+    std::vector<std::pair<const std::string*, const std::string*>> keys;
+    for (const auto& [name, value] : element.key()) keys.emplace_back(&name, &value);
+    // A protobuf map has an order of its own in each message.
+    std::sort(keys.begin(), keys.end(),
+              [](const auto& left, const auto& right) { return *left.first < *right.first; });
+    for (const auto& [name, value] : keys) {
+      append_text(*name, out);
+      append_text(*value, out);
+    }
+  }
+  return out;
+}
+
+// Reads what encode() wrote; the text is this file's own.
+class Decoder {
+ public:
+  explicit Decoder(std::string_view text) : text_(text) {}
+
+  bool done() const { return at_ == text_.size(); }
+
+  std::size_t number() {
+    std::size_t value = 0;
+    for (unsigned shift = 0;; shift += 7) {
+      const auto byte = static_cast<unsigned char>(text_[at_++]);
+      value |= static_cast<std::size_t>(byte & 0x7FU) << shift;
+      if (byte < 0x80) return value;
+    }
+  }
+
+  std::string_view bytes(std::size_t length) {
+    const std::string_view part = text_.substr(at_, length);
+    at_ += length;
+    return part;
+  }
+
+  std::string text() { return std::string(bytes(number())); }
+
+ private:
+  std::string_view text_;
+  std::size_t at_ = 0;
+};
+
+gnmi::Path decode(std::string_view text) {
+  gnmi::Path path;
+  Decoder decoder(text);
+  while (!decoder.done()) {
+    gnmi::PathElem* element = path.add_elem();
+    element->set_name(decoder.text());
+    for (std::size_t keys = decoder.number(); keys > 0; --keys) {
+      std::string name = decoder.text();
+      (*element->mutable_key())[name] = decoder.text();
+    }
+  }
+  return path;
+}
+
+std::uint64_t number_of_text(const std::string& text) {
+  return std::hash<std::string_view>()(text);
+}
+
+}  // namespace
+
+std::uint64_t PathLog::number_of(const gnmi::Path& path) { return number_of_text(encode(path)); }
+
+void PathLog::add(const gnmi::Path& path) {
+  std::string encoded = encode(path);
+  numbers_.push_back(number_of_text(encoded));
+  const auto [end, ignored] =
+      std::mismatch(encoded.begin(), encoded.end(), last_.begin(), last_.end());
+  const auto shared = static_cast<std::size_t>(end - encoded.begin());
+  append_number(shared, text_);
+  append_number(encoded.size() - shared, text_);
+  text_.append(encoded, shared);
+  last_ = std::move(encoded);
+}
+
+std::vector<std::uint64_t> PathLog::sorted_numbers() const {
+  std::vector<std::uint64_t> sorted = numbers_;
+  std::sort(sorted.begin(), sorted.end());
+  return sorted;
+}
+
+void PathLog::for_each_missing(const PathLog& later,
+                               const std::function<void(gnmi::Path& path)>& missing) const {
+  if (numbers_ == later.numbers_) return;
+  const std::vector<std::uint64_t> present = later.sorted_numbers();
+  Decoder decoder(text_);
+  std::string encoded;
+  for (const std::uint64_t number : numbers_) {
+    encoded.resize(decoder.number());
+    encoded.append(decoder.bytes(decoder.number()));
+    if (std::binary_search(present.begin(), present.end(), number)) continue;
+    gnmi::Path path = decode(encoded);
+    missing(path);
+  }
+}
+
+}  // namespace nexa::host

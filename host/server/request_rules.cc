@@ -1,0 +1,70 @@
+// An extension that asks for other behaviour than the request alone (a commit that rolls itself
+// back, data of the past, fewer levels) must not be passed over in silence: the client would get
+// something else than it asked for.
+#include "server/request_rules.h"
+
+#include <algorithm>
+
+#include "gnmi/gnmi_base_namespace_mapper.h"
+#include "server/messages.h"
+#include "server/text_form.h"
+#include "translate/path_string.h"
+
+namespace nexa::host {
+namespace {
+
+constexpr std::size_t kMostPathShown = 300;
+constexpr std::size_t kMostNameShown = 60;
+
+const char* refused_extension(const gnmi_ext::Extension& extension) {
+  switch (extension.ext_case()) {
+    case gnmi_ext::Extension::kCommit:
+      return kCommitExtension;
+    case gnmi_ext::Extension::kHistory:
+      return kHistoryExtension;
+    case gnmi_ext::Extension::kDepth:
+      return kDepthExtension;
+    case gnmi_ext::Extension::kConfigSubscription:
+      return kConfigSubscriptionExtension;
+    case gnmi_ext::Extension::kRegisteredExt:
+    case gnmi_ext::Extension::kMasterArbitration:
+    case gnmi_ext::Extension::EXT_NOT_SET:
+      return nullptr;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+grpc::Status check_origin(const gnmi::Path& prefix, const gnmi::Path& path) {
+  if (!path.target().empty()) return {grpc::StatusCode::INVALID_ARGUMENT, kTargetInPath};
+  if (!prefix.origin().empty() && !path.origin().empty() && prefix.origin() != path.origin()) {
+    return {grpc::StatusCode::INVALID_ARGUMENT,
+            "the prefix has origin " + quoted(prefix.origin(), kMostNameShown) + ", the path " +
+                quoted(path.origin(), kMostNameShown)};
+  }
+  const std::string& origin = path.origin().empty() ? prefix.origin() : path.origin();
+  const auto& served = gnmi::BaseNamespaceMapper::originName_;
+  if (std::find(served.begin(), served.end(), origin) != served.end()) return grpc::Status::OK;
+  return {grpc::StatusCode::UNIMPLEMENTED,
+          "origin " + quoted(origin, kMostNameShown) + kOriginNotServed};
+}
+
+grpc::Status check_extensions(
+    const google::protobuf::RepeatedPtrField<gnmi_ext::Extension>& extensions) {
+  for (const gnmi_ext::Extension& extension : extensions) {
+    const char* text = refused_extension(extension);
+    if (text != nullptr) return {grpc::StatusCode::UNIMPLEMENTED, text};
+  }
+  return grpc::Status::OK;
+}
+
+std::string shown_path(const gnmi::Path& path) {
+  return printable(format_path_string(path), kMostPathShown);
+}
+
+std::string at_place(const std::string& place, const gnmi::Path& path) {
+  return place + " " + shown_path(path) + ": ";
+}
+
+}  // namespace nexa::host

@@ -1,0 +1,31 @@
+// What the gNMI specification asks of a request beyond the library's checks: where origin and
+// target stand (section 2.2.2, mixed-schema origins), and which extensions may be passed over.
+#ifndef HOST_SERVER_REQUEST_RULES_H_
+#define HOST_SERVER_REQUEST_RULES_H_
+
+#include <grpcpp/support/status.h>
+
+#include <string>
+
+#include "gnmi.pb.h"
+
+namespace nexa::host {
+
+// INVALID_ARGUMENT for two different origins and for a target in the path, UNIMPLEMENTED for an
+// origin that the schema is not served under.
+grpc::Status check_origin(const gnmi::Path& prefix, const gnmi::Path& path);
+
+// UNIMPLEMENTED for a known extension that changes what the request means and that this server does
+// not serve. Unknown ones are passed over.
+grpc::Status check_extensions(
+    const google::protobuf::RepeatedPtrField<gnmi_ext::Extension>& extensions);
+
+// "field[index] /path: ", in front of what is wrong with it. `path` is the joined one.
+std::string at_place(const std::string& place, const gnmi::Path& path);
+
+// The path's string form, shortened to what a message takes.
+std::string shown_path(const gnmi::Path& path);
+
+}  // namespace nexa::host
+
+#endif  // HOST_SERVER_REQUEST_RULES_H_

@@ -1,0 +1,82 @@
+// What all calls of the service share: the rooms below, the threads, the end.
+#ifndef HOST_SERVER_SERVICE_CORE_H_
+#define HOST_SERVER_SERVICE_CORE_H_
+
+#include <grpcpp/server_context.h>
+#include <grpcpp/support/server_callback.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "server/arbitration.h"
+#include "server/call_identity.h"
+#include "server/gnmi_service.h"
+#include "server/sampler.h"
+#include "server/state_cache.h"
+#include "server/worker_pool.h"
+
+namespace nexa::host {
+
+class ServiceCore {
+ public:
+  ServiceCore(const GnmiServiceParts& used_parts, const GnmiServiceOptions& used_options);
+
+  // Judges the caller away from gRPC's threads and calls `then` with the verdict, on a thread that
+  // may do the call's work. False when there is no room for it; `then` is dropped then.
+  using Judged = std::function<void(const grpc::Status& verdict, const Caller& caller)>;
+  bool authenticate(std::shared_ptr<const CallIdentity> identity, Judged then);
+
+  // What a call is answered for which no thread could be found.
+  grpc::Status no_room() const;
+
+  const GnmiServiceParts parts;
+  const GnmiServiceOptions options;
+  std::atomic<bool> stopping{false};
+  StateCache state;
+  Arbitration arbitration;
+
+  // Hashing a password takes as long as a thousand reads. It has a thread of its own, so that
+  // strangers who guess passwords slow down other logins and nothing else.
+  WorkerPool logins;
+  WorkerPool workers;  // checks, conversions, serialisations
+  WorkerPool writer;   // commits: one thread, in order of arrival
+  Sampler sampler;
+
+ private:
+  void judge(const CallIdentity& identity, const Judged& then);
+};
+
+// One unary call: answered exactly once, if by nobody else then when it is dropped.
+class UnaryCall {
+ public:
+  UnaryCall(ServiceCore& core, grpc::CallbackServerContext& context, const char* method);
+  ~UnaryCall();
+  UnaryCall(const UnaryCall&) = delete;
+  UnaryCall& operator=(const UnaryCall&) = delete;
+
+  void finish(const grpc::Status& status);
+  bool cancelled() const { return context_.IsCancelled(); }
+  std::chrono::nanoseconds age() const;
+
+  // Runs `work`; an exception becomes INTERNAL, and the observer is told.
+  grpc::Status guarded(const std::function<grpc::Status()>& work) const;
+
+  const std::shared_ptr<const CallIdentity>& identity() const { return identity_; }
+  grpc::ServerUnaryReactor* reactor() const { return reactor_; }
+
+ private:
+  ServiceCore& core_;
+  grpc::CallbackServerContext& context_;
+  const char* method_;
+  grpc::ServerUnaryReactor* reactor_;
+  std::shared_ptr<const CallIdentity> identity_;
+  const std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
+  std::atomic<bool> finished_{false};
+};
+
+}  // namespace nexa::host
+
+#endif  // HOST_SERVER_SERVICE_CORE_H_

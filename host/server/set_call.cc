@@ -1,0 +1,87 @@
+// The call passes from thread to thread, never to two at a time; whoever drops it answers it.
+#include "server/set_call.h"
+
+#include <string>
+#include <utility>
+
+#include "server/messages.h"
+#include "server/set_request.h"
+
+namespace nexa::host {
+
+SetCall::SetCall(ServiceCore& core, grpc::CallbackServerContext& context,
+                 const gnmi::SetRequest& request, gnmi::SetResponse& response)
+    : core_(core), call_(core, context, "Set"), request_(request), response_(response) {
+  audit_.user = call_.identity()->claimed_name();
+  audit_.peer = call_.identity()->peer;
+}
+
+SetCall::~SetCall() { finish(core_.no_room()); }
+
+grpc::ServerUnaryReactor* SetCall::start() {
+  grpc::ServerUnaryReactor* reactor = call_.reactor();
+  core_.authenticate(call_.identity(), [self = shared_from_this()](const grpc::Status& verdict,
+                                                                   const Caller& caller) {
+    self->judged(verdict, caller);
+  });
+  return reactor;
+}
+
+void SetCall::judged(const grpc::Status& verdict, const Caller& caller) {
+  if (!verdict.ok()) {
+    finish(verdict);
+    return;
+  }
+  audit_.user = caller.name;
+  if (caller.role != Role::kReadWrite) {
+    finish({grpc::StatusCode::PERMISSION_DENIED, kReadOnlyRole});
+    return;
+  }
+  const SetParts parts{core_.parts.translator, core_.parts.store, core_.options.max_operations};
+  const grpc::Status status = call_.guarded([&] { return prepare_set(parts, request_, edits_); });
+  if (!status.ok()) {
+    finish(status);
+    return;
+  }
+  if (core_.writer.post([self = shared_from_this()] { self->commit(); })) return;
+  finish(core_.stopping ? core_.no_room()
+                        : grpc::Status(grpc::StatusCode::RESOURCE_EXHAUSTED, kTooManySets));
+}
+
+void SetCall::commit() {
+  if (core_.stopping) {
+    finish(core_.no_room());
+  } else if (call_.cancelled()) {
+    finish({grpc::StatusCode::CANCELLED, kCallCancelled});
+  } else {
+    finish(call_.guarded([this] { return apply(); }));
+  }
+}
+
+grpc::Status SetCall::apply() {
+  grpc::Status status = core_.arbitration.admit(request_);
+  if (!status.ok()) return status;
+  if (!edits_.empty()) {
+    CommitRequest commit;
+    commit.edits = std::move(edits_);
+    commit.author = audit_.user;
+    commit.comment = "Set of " + std::to_string(operation_count(request_)) + " operations";
+    commit.approve = core_.parts.approve;
+    const CommitResult result = core_.parts.store.commit(commit);
+    if (!result.status.ok()) return refusal_of(request_, result);
+    audit_.commit = result.number;
+  }
+  answer_set(request_, response_);
+  return grpc::Status::OK;
+}
+
+void SetCall::finish(const grpc::Status& verdict) {
+  if (finished_) return;
+  finished_ = true;
+  audit_.verdict = verdict;
+  audit_.time = call_.age();
+  core_.parts.observer.audit(audit_line(audit_, request_));
+  call_.finish(verdict);
+}
+
+}  // namespace nexa::host

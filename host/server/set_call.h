@@ -1,0 +1,42 @@
+// One Set from its arrival to its answer: login, checks and conversion on the workers, the commit
+// on the writer's thread, one audit line whatever comes of it.
+#ifndef HOST_SERVER_SET_CALL_H_
+#define HOST_SERVER_SET_CALL_H_
+
+#include <memory>
+#include <vector>
+
+#include "server/audit.h"
+#include "server/service_core.h"
+
+namespace nexa::host {
+
+class SetCall : public std::enable_shared_from_this<SetCall> {
+ public:
+  // `request` and `response` live until the call is answered.
+  SetCall(ServiceCore& core, grpc::CallbackServerContext& context, const gnmi::SetRequest& request,
+          gnmi::SetResponse& response);
+  ~SetCall();
+  SetCall(const SetCall&) = delete;
+  SetCall& operator=(const SetCall&) = delete;
+
+  grpc::ServerUnaryReactor* start();
+
+ private:
+  void judged(const grpc::Status& verdict, const Caller& caller);
+  void commit();
+  grpc::Status apply();
+  void finish(const grpc::Status& verdict);
+
+  ServiceCore& core_;
+  UnaryCall call_;
+  const gnmi::SetRequest& request_;
+  gnmi::SetResponse& response_;
+  std::vector<Edit> edits_;
+  SetAudit audit_;
+  bool finished_ = false;
+};
+
+}  // namespace nexa::host
+
+#endif  // HOST_SERVER_SET_CALL_H_

@@ -1,0 +1,222 @@
+// Edits stand in the order of application, so the number of an edit tells its operation.
+#include "server/set_request.h"
+
+#include <string_view>
+#include <utility>
+
+#include "nexa/nexa_srv_rpc_msg_helpers.h"
+#include "server/messages.h"
+#include "server/request_rules.h"
+#include "server/status_details.h"
+#include "server/text_form.h"
+#include "translate/request_check.h"
+
+namespace nexa::host {
+namespace {
+
+constexpr std::size_t kMostValueShown = 100;
+constexpr char kEmptyDocument[] = "<config/>";
+
+// One operation of the request.
+struct OperationView {
+  gnmi::UpdateResult::Operation kind = gnmi::UpdateResult::INVALID;
+  int index = 0;
+  const gnmi::Path* path = nullptr;
+  const gnmi::Update* update = nullptr;  // null for a delete
+};
+
+OperationView operation_at(const gnmi::SetRequest& request, std::size_t edit) {
+  int index = static_cast<int>(edit);
+  if (index < request.delete__size()) {
+    return {gnmi::UpdateResult::DELETE, index, &request.delete_(index), nullptr};
+  }
+  index -= request.delete__size();
+  if (index < request.replace_size()) {
+    const gnmi::Update& update = request.replace(index);
+    return {gnmi::UpdateResult::REPLACE, index, &update.path(), &update};
+  }
+  index -= request.replace_size();
+  const gnmi::Update& update = request.update(index);
+  return {gnmi::UpdateResult::UPDATE, index, &update.path(), &update};
+}
+
+const char* name_of(gnmi::UpdateResult::Operation kind) {
+  if (kind == gnmi::UpdateResult::DELETE) return "delete";
+  return kind == gnmi::UpdateResult::REPLACE ? "replace" : "update";
+}
+
+std::string name_of(const OperationView& operation) {
+  return std::string(name_of(operation.kind)) + "[" + std::to_string(operation.index) + "]";
+}
+
+// The value as a message shows it; empty for what is not text.
+std::string_view value_text(const gnmi::TypedValue& value) {
+  if (value.has_json_ietf_val()) return value.json_ietf_val();
+  if (value.has_json_val()) return value.json_val();
+  if (value.has_string_val()) return value.string_val();
+  return {};
+}
+
+std::string shown_value(const OperationView& operation) {
+  if (operation.update == nullptr) return {};
+  const std::string_view text = value_text(operation.update->val());
+  if (text.empty()) return {};
+  return "value " + printable(text, kMostValueShown) + ": ";
+}
+
+grpc::Status refuse(const OperationView& operation, grpc::StatusCode code,
+                    const std::string& text) {
+  gnmi::UpdateResult blamed;
+  *blamed.mutable_path() = *operation.path;
+  blamed.set_op(operation.kind);
+  return with_details(code, text, &blamed);
+}
+
+// `{}` or null with any white space.
+bool is_empty_object(std::string_view json) {
+  std::string text;
+  for (const char character : json) {
+    if (character == ' ' || character == '\t' || character == '\n' || character == '\r') continue;
+    text.push_back(character);
+    if (text.size() > 4) return false;
+  }
+  return text == "{}" || text == "null";
+}
+
+bool names_entry(const gnmi::Path& path) {
+  return path.elem_size() > 0 && path.elem(path.elem_size() - 1).key_size() > 0;
+}
+
+// The translation's text begins with the kind of the operation; the index belongs behind it.
+std::string with_index(const OperationView& operation, const std::string& text) {
+  const std::string_view kind = name_of(operation.kind);
+  if (text.compare(0, kind.size() + 4, std::string(kind) + " of ") == 0) {
+    return name_of(operation) + text.substr(kind.size());
+  }
+  return name_of(operation) + ": " + text;
+}
+
+class Preparation {
+ public:
+  Preparation(const SetParts& parts, const gnmi::SetRequest& request)
+      : parts_(parts), request_(request) {}
+
+  grpc::Status add(const OperationView& operation, Edit& edit) const;
+
+ private:
+  grpc::Status add_delete(Edit& edit) const;
+  grpc::Status add_value(const OperationView& operation, Edit& edit) const;
+
+  const SetParts& parts_;
+  const gnmi::SetRequest& request_;
+};
+
+grpc::Status Preparation::add(const OperationView& operation, Edit& edit) const {
+  edit.path = join_paths(request_.prefix(), *operation.path);
+  edit.path.clear_target();
+  grpc::Status status = check_origin(request_.prefix(), *operation.path);
+  if (status.ok() && edit.path.elem_size() > 0) status = parts_.store.check_path(edit.path);
+  if (!status.ok()) {
+    const std::string text = name_of(operation) + " of " + shown_path(edit.path) + ": ";
+    return refuse(operation, status.error_code(), text + status.error_message());
+  }
+  return operation.update == nullptr ? add_delete(edit) : add_value(operation, edit);
+}
+
+grpc::Status Preparation::add_delete(Edit& edit) const {
+  if (edit.path.elem_size() > 0) {
+    edit.kind = Edit::Kind::kDelete;
+    return grpc::Status::OK;
+  }
+  // The root itself stays: all of its children go.
+  edit.kind = Edit::Kind::kReplace;
+  edit.xml = kEmptyDocument;
+  return grpc::Status::OK;
+}
+
+grpc::Status Preparation::add_value(const OperationView& operation, Edit& edit) const {
+  const gnmi::TypedValue& value = operation.update->val();
+  const bool is_json = value.has_json_ietf_val() || value.has_json_val();
+  if (is_json && names_entry(edit.path) && is_empty_object(value_text(value))) {
+    const std::string text = name_of(operation) + " of " + shown_path(edit.path) + ": ";
+    return refuse(operation, grpc::StatusCode::INVALID_ARGUMENT,
+                  text + shown_value(operation) + kEmptyEntry);
+  }
+  const bool replaces = operation.kind == gnmi::UpdateResult::REPLACE;
+  edit.kind = replaces ? Edit::Kind::kReplace : Edit::Kind::kUpdate;
+  Translation translation = parts_.translator.translate(
+      request_.prefix(), *operation.update, replaces ? Operation::kReplace : Operation::kUpdate);
+  if (!translation.status.ok()) {
+    return refuse(
+        operation, translation.status.error_code(),
+        with_index(operation, printable(translation.status.error_message(), std::string::npos)));
+  }
+  edit.xml = std::move(translation.xml);
+  return grpc::Status::OK;
+}
+
+}  // namespace
+
+std::size_t operation_count(const gnmi::SetRequest& request) {
+  return static_cast<std::size_t>(request.delete__size()) +
+         static_cast<std::size_t>(request.replace_size()) +
+         static_cast<std::size_t>(request.update_size());
+}
+
+grpc::Status prepare_set(const SetParts& parts, const gnmi::SetRequest& request,
+                         std::vector<Edit>& edits) {
+  const std::size_t count = operation_count(request);
+  if (count > parts.max_operations) {
+    return {grpc::StatusCode::INVALID_ARGUMENT,
+            std::to_string(count) + " operations in one request, at most " +
+                std::to_string(parts.max_operations) + " are taken"};
+  }
+  const RequestVerdict verdict = check_set(request);
+  if (!verdict.ok()) {
+    return with_details(verdict.status.error_code(), verdict.status.error_message(), nullptr);
+  }
+  grpc::Status status = check_extensions(request.extension());
+  if (!status.ok()) return status;
+  edits.resize(count);
+  const Preparation preparation(parts, request);
+  for (std::size_t index = 0; index < count; ++index) {
+    status = preparation.add(operation_at(request, index), edits[index]);
+    if (!status.ok()) return status;
+  }
+  return grpc::Status::OK;
+}
+
+grpc::Status refusal_of(const gnmi::SetRequest& request, const CommitResult& result) {
+  const grpc::StatusCode code = result.status.error_code();
+  const std::string& rule = result.rule.empty() ? result.status.error_message() : result.rule;
+  const std::string place =
+      result.path.empty() ? std::string() : " at " + printable(result.path, kMostValueShown * 3);
+  if (result.edit < 0 || static_cast<std::size_t>(result.edit) >= operation_count(request)) {
+    return with_details(code, printable(rule, std::string::npos) + place, nullptr);
+  }
+  const OperationView operation = operation_at(request, static_cast<std::size_t>(result.edit));
+  const gnmi::Path joined = join_paths(request.prefix(), *operation.path);
+  return refuse(operation, code,
+                name_of(operation) + " of " + shown_path(joined) + ": " + shown_value(operation) +
+                    printable(rule, std::string::npos) + place);
+}
+
+void answer_set(const gnmi::SetRequest& request, gnmi::SetResponse& response) {
+  if (request.has_prefix()) *response.mutable_prefix() = request.prefix();
+  const std::size_t count = operation_count(request);
+  for (std::size_t index = 0; index < count; ++index) {
+    const OperationView operation = operation_at(request, index);
+    ServiceRpcMsgHelpers::build_UpdateResult(&response, *operation.path, operation.kind);
+  }
+  response.set_timestamp(ServiceRpcMsgHelpers::get_timestamp());
+}
+
+std::string operation_name(const gnmi::SetRequest& request, std::size_t edit) {
+  return name_of(operation_at(request, edit));
+}
+
+const gnmi::Path& operation_path(const gnmi::SetRequest& request, std::size_t edit) {
+  return *operation_at(request, edit).path;
+}
+
+}  // namespace nexa::host

@@ -1,0 +1,45 @@
+// What does a Set do? Checks and conversion of its operations into one transaction, and the answer
+// to what came of it (gNMI specification, section 3.4).
+#ifndef HOST_SERVER_SET_REQUEST_H_
+#define HOST_SERVER_SET_REQUEST_H_
+
+#include <grpcpp/support/status.h>
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "gnmi.pb.h"
+#include "store/config_store.h"
+#include "translate/translate.h"
+
+namespace nexa::host {
+
+struct SetParts {
+  Translator& translator;
+  const ConfigStore& store;
+  std::size_t max_operations = 100000;
+};
+
+std::size_t operation_count(const gnmi::SetRequest& request);
+
+// The request's operations in the order in which they apply: deletes, replaces, updates. On a
+// refusal `edits` is worth nothing. Any thread; the translation takes turns.
+grpc::Status prepare_set(const SetParts& parts, const gnmi::SetRequest& request,
+                         std::vector<Edit>& edits);
+
+// The status of a commit that was refused: the operation at fault, its path and value, the rule.
+grpc::Status refusal_of(const gnmi::SetRequest& request, const CommitResult& result);
+
+// The answer to a Set that was applied.
+void answer_set(const gnmi::SetRequest& request, gnmi::SetResponse& response);
+
+// "delete", "replace" or "update" with its index, of the edit that prepare_set made.
+std::string operation_name(const gnmi::SetRequest& request, std::size_t edit);
+
+// The path of that operation, as the request wrote it.
+const gnmi::Path& operation_path(const gnmi::SetRequest& request, std::size_t edit);
+
+}  // namespace nexa::host
+
+#endif  // HOST_SERVER_SET_REQUEST_H_

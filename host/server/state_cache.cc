@@ -1,0 +1,70 @@
+// Those who come while the tree is made wait for it: they would make the same one.
+#include "server/state_cache.h"
+
+#include <exception>
+#include <string_view>
+#include <utility>
+
+#include "kestrel/kestrel.h"
+#include "server/messages.h"
+
+namespace nexa::host {
+namespace {
+
+bool module_is_loaded(std::string_view module) {
+  KestrelNsEntry* entries = nullptr;
+  const int count = kestrel_get_nslist(&entries);
+  for (int index = 0; index < count; ++index) {
+    if (module == entries[index].module) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+StateCache::StateCache(const ConfigStore& store, const std::vector<StateProvider*>& providers,
+                       std::chrono::nanoseconds lifetime, FaultSink on_fault)
+    : store_(store), lifetime_(lifetime), on_fault_(std::move(on_fault)) {
+  for (StateProvider* provider : providers) {
+    if (module_is_loaded(provider->module())) providers_.push_back(provider);
+  }
+}
+
+grpc::Status StateCache::read(std::shared_ptr<const StateTree>& state) {
+  state.reset();
+  if (providers_.empty()) return grpc::Status::OK;
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (tree_ == nullptr || std::chrono::steady_clock::now() - taken_ > lifetime_) {
+    tree_.reset();
+    grpc::Status status = refresh();
+    if (!status.ok()) return status;
+  }
+  state = tree_;
+  return grpc::Status::OK;
+}
+
+grpc::Status StateCache::refresh() {
+  const auto now = std::chrono::steady_clock::now();
+  std::string xml = "<state>";
+  for (StateProvider* provider : providers_) {
+    const std::size_t before = xml.size();
+    try {
+      provider->append_xml(xml);
+    } catch (const std::exception& fault) {
+      xml.resize(before);
+      on_fault_("state provider " + std::string(provider->name()) + ": " + fault.what());
+      return {grpc::StatusCode::INTERNAL, kStateNotAvailable};
+    }
+  }
+  xml.append("</state>");
+  std::string error;
+  tree_ = store_.parse_state(xml, error);
+  if (tree_ == nullptr) {
+    on_fault_("operational data: " + error);
+    return {grpc::StatusCode::INTERNAL, kStateNotAvailable};
+  }
+  taken_ = now;
+  return grpc::Status::OK;
+}
+
+}  // namespace nexa::host

@@ -1,0 +1,47 @@
+// The device's operational data as one parsed tree, shared by all that read within a few
+// milliseconds: a thousand streams with the same interval ask the providers once.
+#ifndef HOST_SERVER_STATE_CACHE_H_
+#define HOST_SERVER_STATE_CACHE_H_
+
+#include <grpcpp/support/status.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "state/state_provider.h"
+#include "store/config_store.h"
+
+namespace nexa::host {
+
+class StateCache {
+ public:
+  using FaultSink = std::function<void(const std::string&)>;
+
+  // Asks those of `providers` whose module is in the loaded schema. A tree older than `lifetime` is
+  // not handed out.
+  StateCache(const ConfigStore& store, const std::vector<StateProvider*>& providers,
+             std::chrono::nanoseconds lifetime, FaultSink on_fault);
+
+  // Sets `state`, null when there is no provider. INTERNAL when the providers' data do not fit the
+  // schema; `on_fault` has been told what is wrong. Any thread.
+  grpc::Status read(std::shared_ptr<const StateTree>& state);
+
+ private:
+  grpc::Status refresh();
+
+  const ConfigStore& store_;
+  std::vector<StateProvider*> providers_;
+  const std::chrono::nanoseconds lifetime_;
+  const FaultSink on_fault_;
+  std::mutex mutex_;
+  std::chrono::steady_clock::time_point taken_;
+  std::shared_ptr<const StateTree> tree_;
+};
+
+}  // namespace nexa::host
+
+#endif  // HOST_SERVER_STATE_CACHE_H_

@@ -1,0 +1,80 @@
+#include "server/subscription_plan.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <string>
+#include <utility>
+
+#include "server/request_rules.h"
+#include "translate/request_check.h"
+
+namespace nexa::host {
+namespace {
+
+// Longer than any process lives, and far from the clock's range.
+constexpr std::uint64_t kLongestInterval = 1000000000ULL * 3600 * 24 * 366 * 10;
+
+grpc::Status plan_interval(const PlanLimits& limits, const gnmi::Subscription& request,
+                           std::chrono::nanoseconds& interval) {
+  if (request.sample_interval() == 0) {
+    interval = limits.min_interval;
+    return grpc::Status::OK;
+  }
+  const auto fastest = static_cast<std::uint64_t>(limits.min_interval.count());
+  if (request.sample_interval() < fastest) {
+    return {grpc::StatusCode::INVALID_ARGUMENT,
+            "sample_interval " + std::to_string(request.sample_interval()) +
+                " is below the server's fastest, " + std::to_string(fastest) + " nanoseconds"};
+  }
+  interval = std::chrono::nanoseconds(std::min(request.sample_interval(), kLongestInterval));
+  return grpc::Status::OK;
+}
+
+grpc::Status plan_one(const ConfigStore& store, const PlanLimits& limits,
+                      const gnmi::SubscriptionList& list, const gnmi::Subscription& request,
+                      Subscription& subscription) {
+  subscription.query.path = join_paths(list.prefix(), request.path());
+  subscription.query.path.clear_target();
+  subscription.query.form = Form::kLeaves;
+  subscription.query.encoding = list.encoding();
+  subscription.requested.set_origin(request.path().origin());
+  grpc::Status status = check_origin(list.prefix(), request.path());
+  if (!status.ok()) return status;
+  if (subscription.query.path.elem_size() > 0) {
+    status = store.check_path(subscription.query.path);
+    if (status.error_code() == grpc::StatusCode::NOT_FOUND) {
+      return {grpc::StatusCode::INVALID_ARGUMENT, status.error_message()};
+    }
+    if (!status.ok()) return status;
+  }
+  return plan_interval(limits, request, subscription.interval);
+}
+
+}  // namespace
+
+grpc::Status plan_subscriptions(const ConfigStore& store, const PlanLimits& limits,
+                                const gnmi::SubscribeRequest& request, SubscriptionPlan& plan) {
+  const gnmi::SubscriptionList& list = request.subscribe();
+  if (static_cast<std::size_t>(list.subscription_size()) > limits.max_paths) {
+    return {grpc::StatusCode::INVALID_ARGUMENT,
+            std::to_string(list.subscription_size()) + " subscriptions in one request, at most " +
+                std::to_string(limits.max_paths) + " are taken"};
+  }
+  grpc::Status status = check_subscribe(request).status;
+  if (!status.ok()) return status;
+  status = check_extensions(request.extension());
+  if (!status.ok()) return status;
+  plan.prefix = AnswerPrefix(list.prefix(), list.has_prefix());
+  plan.encoding = list.encoding();
+  plan.subscriptions.resize(static_cast<std::size_t>(list.subscription_size()));
+  for (int index = 0; index < list.subscription_size(); ++index) {
+    Subscription& subscription = plan.subscriptions[static_cast<std::size_t>(index)];
+    status = plan_one(store, limits, list, list.subscription(index), subscription);
+    if (status.ok()) continue;
+    const std::string place = "subscription[" + std::to_string(index) + "]";
+    return {status.error_code(), at_place(place, subscription.query.path) + status.error_message()};
+  }
+  return grpc::Status::OK;
+}
+
+}  // namespace nexa::host
