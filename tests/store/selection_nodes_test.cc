@@ -1,0 +1,210 @@
+// Which data nodes does a path name, and how is each one called?
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "shop_models.h"
+#include "store/selection.h"
+#include "translate/path_string.h"
+
+namespace nexa::host {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::UnorderedElementsAre;
+
+gnmi::Path path_of(std::string_view text) {
+  PathStringError error;
+  const auto path = parse_path_string(text, &error);
+  EXPECT_TRUE(path) << text << ": " << error.text();
+  return path.value_or(gnmi::Path());
+}
+
+constexpr char kConfig[] = R"(
+  <stock xmlns="urn:shop"><owner>Ann</owner>
+    <item><name>a</name><price>1.5</price><tag>x</tag><tag>y</tag><size><width>3</width></size>
+      <part><id>1</id><kind>red</kind><note>n1</note></part>
+      <part><id>1</id><kind xmlns:m="urn:shop-more">m:blue</kind><note>n2</note></part></item>
+    <item><name>b]</name></item>
+    <owner xmlns="urn:shop-more">More</owner>
+    <card><number>4</number></card><door>7</door><door>8</door></stock>
+  <shelf xmlns="urn:shop"><row>1</row><label>top</label></shelf>
+  <shelf xmlns="urn:shop"><row>2</row></shelf>)";
+
+constexpr char kState[] = R"(
+  <stock xmlns="urn:shop"><item><name>a</name><sold>5</sold></item>
+    <item><name>c</name><sold>6</sold></item>
+    <event><what>in</what></event><event><what>out</what></event>
+    <code>k</code><code>k</code></stock>
+  <shelf xmlns="urn:shop"><row>2</row><load>9</load></shelf>
+  <shelf xmlns="urn:shop"><row>3</row><load>1</load></shelf>)";
+
+class SelectNodes : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() { nexa_test::load_shop(); }
+  void SetUp() override {
+    config_ = nexa_test::shop_tree(kConfig);
+    state_ = nexa_test::shop_tree(kState);
+  }
+
+  // The paths that are found; "+c", "+s" or "+cs" says in which tree.
+  std::vector<std::string> find(std::string_view text, LeafLists mode = LeafLists::kEntries) {
+    std::vector<std::string> found;
+    status_ = select_nodes(
+        path_of(text), config_.get(), state_.get(),
+        [&](const NodePair& node, gnmi::Path& concrete) {
+          std::string line = format_path_string(concrete) + " +";
+          if (node.config != nullptr) line += "c";
+          if (node.state != nullptr) line += "s";
+          if (node.whole_leaf_list) line += " whole";
+          found.push_back(line);
+        },
+        mode);
+    EXPECT_TRUE(status_.ok()) << status_.error_message();
+    return found;
+  }
+
+  TreePtr config_;
+  TreePtr state_;
+  grpc::Status status_;
+};
+
+TEST_F(SelectNodes, QualifiedAndBareNamesStayAsTheyWereWritten) {
+  EXPECT_THAT(find("/shop:stock/shop:card/number"), ElementsAre("/shop:stock/shop:card/number +c"));
+  EXPECT_THAT(find("/stock/card"), ElementsAre("/stock/card +c"));
+}
+
+TEST_F(SelectNodes, EmptyPathIsThePlaceAboveBothTrees) {
+  EXPECT_THAT(find("/"), ElementsAre("/ +"));
+  EXPECT_THAT(find("/..."), ElementsAre("/ +"));
+}
+
+TEST_F(SelectNodes, BareNameMeansTheParentsModuleFirst) {
+  EXPECT_THAT(find("/stock/owner"), ElementsAre("/stock/owner +c"));
+  EXPECT_THAT(find("/shop:stock/shop-more:owner"), ElementsAre("/shop:stock/shop-more:owner +c"));
+  NodePair owner;
+  const auto keep = [&](const NodePair& node, gnmi::Path&) { owner = node; };
+  ASSERT_TRUE(select_nodes(path_of("/stock/owner"), config_.get(), nullptr, keep).ok());
+  EXPECT_STREQ(lyd_get_value(owner.config), "Ann");
+}
+
+TEST_F(SelectNodes, KeyedEntryIsFoundInBothTrees) {
+  EXPECT_THAT(find("/stock/item[name=a]"), ElementsAre("/stock/item[name=a] +cs"));
+  EXPECT_THAT(find("/stock/item[name=c]"), ElementsAre("/stock/item[name=c] +s"));
+  EXPECT_THAT(find("/stock/item[shop:name=b\\]]"), ElementsAre("/stock/item[shop:name=b\\]] +c"));
+  EXPECT_THAT(find("/stock/item[name=zz]"), IsEmpty());
+}
+
+TEST_F(SelectNodes, EntriesOfTopLevelLists) {
+  EXPECT_THAT(find("/shop:shelf[row=2]"), ElementsAre("/shop:shelf[row=2] +cs"));
+  EXPECT_THAT(find("/shop:shelf"), ElementsAre("/shop:shelf[row=1] +c", "/shop:shelf[row=2] +cs",
+                                               "/shop:shelf[row=3] +s"));
+}
+
+TEST_F(SelectNodes, KeysLeftOutOrStarNameEveryEntry) {
+  for (const char* path : {"/stock/item", "/stock/item[name=*]"}) {
+    EXPECT_THAT(find(path), ElementsAre("/stock/item[name=a] +cs", "/stock/item[name=b\\]] +c",
+                                        "/stock/item[name=c] +s"));
+  }
+  EXPECT_THAT(find("/stock/item[name=*]/sold"),
+              ElementsAre("/stock/item[name=a]/sold +s", "/stock/item[name=c]/sold +s"));
+}
+
+TEST_F(SelectNodes, KeyValuesAreComparedAsTheirTypeReadsThem) {
+  EXPECT_THAT(find("/stock/item[name=a]/part[id=01][kind=red]/note"),
+              ElementsAre("/stock/item[name=a]/part[id=1][kind=shop:red]/note +c"));
+  EXPECT_THAT(find("/stock/item[name=a]/part[id=1][kind=shop-more:blue]"),
+              ElementsAre("/stock/item[name=a]/part[id=1][kind=shop-more:blue] +c"));
+  // Without its module an identity is one of the leaf's module.
+  EXPECT_THAT(find("/stock/item[name=a]/part[id=1][kind=blue]"), IsEmpty());
+  EXPECT_THAT(find("/stock/item[name=a]/part[id=x][kind=red]"), IsEmpty());
+  EXPECT_THAT(find("/shop:shelf[row=+2]"), ElementsAre("/shop:shelf[row=2] +cs"));
+}
+
+TEST_F(SelectNodes, SomeOfTheKeys) {
+  EXPECT_THAT(find("/stock/item[name=a]/part[id=1]"),
+              ElementsAre("/stock/item[name=a]/part[id=1][kind=shop:red] +c",
+                          "/stock/item[name=a]/part[id=1][kind=shop-more:blue] +c"));
+  EXPECT_THAT(find("/stock/item/part[kind=shop:red]"),
+              ElementsAre("/stock/item[name=a]/part[id=1][kind=shop:red] +c"));
+}
+
+TEST_F(SelectNodes, LeafListEntries) {
+  EXPECT_THAT(find("/stock/item[name=a]/tag"),
+              ElementsAre("/stock/item[name=a]/tag[.=x] +c", "/stock/item[name=a]/tag[.=y] +c"));
+  EXPECT_THAT(find("/stock/item[name=a]/tag[.=y]"), ElementsAre("/stock/item[name=a]/tag[.=y] +c"));
+  EXPECT_THAT(find("/stock/door[.=07]"), ElementsAre("/stock/door[.=7] +c"));
+  EXPECT_THAT(find("/stock/door[.=9]"), IsEmpty());
+  EXPECT_THAT(find("/stock/code[.=k]"), ElementsAre("/stock/code[.=k] +s"));
+  EXPECT_THAT(find("/stock/code"), ElementsAre("/stock/code[.=k] +s", "/stock/code[.=k] +s"));
+}
+
+TEST_F(SelectNodes, WholeLeafListsOnRequest) {
+  EXPECT_THAT(find("/stock/item/tag", LeafLists::kWhole),
+              ElementsAre("/stock/item[name=a]/tag +c whole"));
+  EXPECT_THAT(find("/stock/door[.=7]", LeafLists::kWhole), ElementsAre("/stock/door[.=7] +c"));
+  EXPECT_THAT(find("/.../door", LeafLists::kWhole), ElementsAre("/stock/door +c whole"));
+}
+
+TEST_F(SelectNodes, ListsWithoutKeys) {
+  EXPECT_THAT(find("/stock/event/what"),
+              ElementsAre("/stock/event/what +s", "/stock/event/what +s"));
+}
+
+TEST_F(SelectNodes, StarIsAnyChild) {
+  EXPECT_THAT(
+      find("/stock/item[name=a]/*"),
+      ElementsAre("/stock/item[name=a]/name +cs", "/stock/item[name=a]/price +c",
+                  "/stock/item[name=a]/tag[.=x] +c", "/stock/item[name=a]/tag[.=y] +c",
+                  "/stock/item[name=a]/size +c", "/stock/item[name=a]/part[id=1][kind=shop:red] +c",
+                  "/stock/item[name=a]/part[id=1][kind=shop-more:blue] +c",
+                  "/stock/item[name=a]/sold +s"));
+  EXPECT_THAT(find("/shop:stock/shop-more:*"), ElementsAre("/shop:stock/shop-more:owner +c"));
+  EXPECT_THAT(find("/stock/*[name=c]"), ElementsAre("/stock/item[name=c] +s"));
+}
+
+TEST_F(SelectNodes, StarTakesModulesIntoNamesWhereThePathHasThem) {
+  EXPECT_THAT(find("/shop:stock/*/number"), ElementsAre("/shop:stock/card/number +c"));
+  EXPECT_THAT(find("/*/shop:card"), ElementsAre("/shop:stock/shop:card +c"));
+  EXPECT_THAT(find("/*/card"), ElementsAre("/stock/card +c"));
+}
+
+TEST_F(SelectNodes, DotsTakeAnyNumberOfLevels) {
+  EXPECT_THAT(find("/.../number"), ElementsAre("/stock/card/number +c"));
+  EXPECT_THAT(find("/stock/.../owner"), UnorderedElementsAre("/stock/owner +c"));
+  EXPECT_THAT(find("/.../item[name=a]/.../note"),
+              ElementsAre("/stock/item[name=a]/part[id=1][kind=shop:red]/note +c",
+                          "/stock/item[name=a]/part[id=1][kind=shop-more:blue]/note +c"));
+  EXPECT_THAT(find("/stock/card/..."), ElementsAre("/stock/card +c"));
+}
+
+TEST_F(SelectNodes, ManyDotsGiveANodeOnceAndInTime) {
+  std::string path;
+  for (int i = 0; i < 2000; ++i) path += "/...";
+  EXPECT_THAT(find(path + "/number"), ElementsAre("/stock/card/number +c"));
+  EXPECT_THAT(find("/.../*/.../*/.../number"), ElementsAre("/stock/card/number +c"));
+  EXPECT_THAT(find("/.../*/.../*/*/.../number"), IsEmpty());
+  EXPECT_THAT(find("/.../stock/.../*/.../width"), ElementsAre("/stock/item[name=a]/size/width +c"));
+}
+
+TEST_F(SelectNodes, OneTreeMayBeMissing) {
+  state_.reset();
+  EXPECT_THAT(find("/stock/item"),
+              ElementsAre("/stock/item[name=a] +c", "/stock/item[name=b\\]] +c"));
+  config_.reset();
+  EXPECT_THAT(find("/stock/item"), IsEmpty());
+}
+
+TEST_F(SelectNodes, OriginAndTargetAreKept) {
+  gnmi::Path path = path_of("/stock/card");
+  path.set_origin("openconfig");
+  path.set_target("box");
+  gnmi::Path seen;
+  const auto keep = [&](const NodePair&, gnmi::Path& concrete) { seen = concrete; };
+  ASSERT_TRUE(select_nodes(path, config_.get(), nullptr, keep).ok());
+  EXPECT_EQ(seen.origin(), "openconfig");
+  EXPECT_EQ(seen.target(), "box");
+}
+
+}  // namespace
+}  // namespace nexa::host
