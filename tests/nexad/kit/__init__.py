@@ -1,0 +1,1 @@
+"""What every test of nexad uses: a server in a temporary folder, certificates, a client, reports."""

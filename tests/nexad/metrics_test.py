@@ -1,0 +1,80 @@
+"""What Prometheus scrapes: counts that follow the calls, on a loopback address."""
+
+import re
+import urllib.error
+import urllib.request
+
+import grpc
+
+from kit import report
+from kit.case import RulesCase
+
+LEVEL = "/test-rules:rules/level"
+
+
+class Metrics(RulesCase):
+    flags = ["--insecure", "--metrics", "127.0.0.1:0"]
+
+    def scrape(self):
+        address = self.server.metrics_address()
+        self.assertIsNotNone(address, self.server.log())
+        opener = urllib.request.build_opener(urllib.request.ProxyHandler({}))
+        with opener.open(f"http://{address}/metrics", timeout=10) as answer:
+            self.assertEqual(answer.status, 200)
+            return answer.read().decode()
+
+    def samples(self, *words):
+        """The sum of the samples whose line has all of these words."""
+        total, found = 0.0, False
+        for line in self.scrape().splitlines():
+            if not line.startswith("#") and all(word in line for word in words):
+                total += float(line.split()[-1])
+                found = True
+        return total if found else None
+
+    def test_every_line_is_of_the_exposition_format(self):
+        self.client.capabilities()
+        sample = re.compile(r'^[a-zA-Z_:][\w:]*(\{([\w]+="[^"]*",?)*\})? -?[\d.e+-]+(\+Inf|NaN)?$')
+        text = self.scrape()
+        for line in text.splitlines():
+            if not line.startswith("# "):
+                self.assertRegex(line, sample)
+        self.assertIn("# HELP nexad_", text)
+        self.assertIn("# TYPE nexad_", text)
+
+    def test_calls_are_counted_by_method_and_code(self):
+        before = self.samples("nexad_", "_total", "Set", "OK") or 0
+        refused = self.samples("nexad_", "_total", "Set", "INVALID_ARGUMENT") or 0
+        for level in (1, 2, 3):
+            self.client.set(update=[(LEVEL, level)])
+        with self.refused("INVALID_ARGUMENT"):
+            self.client.set(update=[(LEVEL, 200)])
+        self.assertEqual(self.samples("nexad_", "_total", "Set", "OK"), before + 3)
+        self.assertEqual(self.samples("nexad_", "_total", "Set", "INVALID_ARGUMENT"), refused + 1)
+
+    def test_open_streams_are_shown(self):
+        before = self.samples("nexad_", "streams")
+        self.assertIsNotNone(before)
+        stream = self.client.subscribe(LEVEL, interval=10)
+        next(iter(stream))
+        self.assertEqual(self.samples("nexad_", "streams"), before + 1)
+        stream.cancel()
+        for _ in range(100):
+            if self.samples("nexad_", "streams") == before:
+                break
+        self.assertEqual(self.samples("nexad_", "streams"), before)
+
+    def test_other_pages_are_not_there(self):
+        opener = urllib.request.build_opener(urllib.request.ProxyHandler({}))
+        with self.assertRaises(urllib.error.HTTPError) as caught:
+            opener.open(f"http://{self.server.metrics_address()}/etc/passwd", timeout=10)
+        self.assertEqual(caught.exception.code, 404)
+
+    def test_no_names_of_clients_make_labels(self):
+        with self.assertRaises(grpc.RpcError):
+            self.client.get("/some-name-of-a-client:x")
+        self.assertNotIn("some-name-of-a-client", self.scrape())
+
+
+if __name__ == "__main__":
+    report.main()
