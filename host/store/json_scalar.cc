@@ -124,20 +124,4 @@ void append_json_scalar(const lyd_node* leaf, bool qualify, std::string& json) {
   append_value(LYD_CTX(leaf), reinterpret_cast<const lyd_node_term*>(leaf)->value, qualify, json);
 }
 
-// Its content need not have a schema, so libyang writes it: {"module:name":CONTENT}.
-void append_json_any(const lyd_node* node, std::string& json) {
-  char* text = nullptr;
-  const LY_ERR printed = lyd_print_mem(&text, node, LYD_JSON, LYD_PRINT_SHRINK);
-  const TextPtr owner(text);
-  const std::string_view whole = text == nullptr ? std::string_view() : text;
-  const std::size_t colon = whole.find("\":");
-  const std::size_t end = whole.rfind('}');
-  if (printed != LY_SUCCESS || colon == std::string_view::npos || end == std::string_view::npos ||
-      end <= colon + 2) {
-    json += "{}";
-    return;
-  }
-  json.append(whole.substr(colon + 2, end - colon - 2));
-}
-
 }  // namespace nexa::host

@@ -16,9 +16,6 @@ void append_json_string(std::string_view text, std::string& json);
 // their module.
 void append_json_scalar(const lyd_node* leaf, bool qualify, std::string& json);
 
-// Appends what an anydata or anyxml node holds.
-void append_json_any(const lyd_node* node, std::string& json);
-
 }  // namespace nexa::host
 
 #endif  // HOST_STORE_JSON_SCALAR_H_

@@ -3,6 +3,7 @@
 #include "store/json_value.h"
 
 #include "store/canonical_text.h"
+#include "store/json_any.h"
 #include "store/json_scalar.h"
 #include "store/node_pairs.h"
 
@@ -104,8 +105,19 @@ class Printer {
   bool any(const NodePair& node) {
     if (!is_wanted(node.any()->schema, form_.part)) return false;
     if (form_.part == DataPart::kConfig && node.config == nullptr) return false;
-    append_json_any(pick(node), json_);
+    append_json_any(
+        pick(node), form_.qualify, [this](const lyd_node* known) { inside(known); }, json_);
     return true;
+  }
+
+  // A node inside anydata; its part was decided with the anydata.
+  void inside(const lyd_node* node) {
+    const JsonForm all{DataPart::kAll, form_.qualify};
+    Printer printer(all, json_);
+    const NodePair alone{node, nullptr, false};
+    const bool has_value =
+        is_inner(node->schema) ? printer.object(alone, node->schema->module) : printer.value(alone);
+    if (!has_value) json_ += "{}";
   }
 
   // `module` is that of the surrounding object's names, null at the top of a value.

@@ -14,7 +14,7 @@ inline constexpr char kAmbiguous[] = "more than one module has it, name one of";
 inline constexpr char kNoKeys[] = "has no keys";
 inline constexpr char kOnlyOwnValue[] = "is a leaf-list, its only key is \".\"";
 inline constexpr char kNoSuchKey[] = "has no key";
-inline constexpr char kTwice[] = "is given twice";
+inline constexpr char kTwice[] = "given twice";
 inline constexpr char kBadValue[] = "is no value of its type";
 
 // Names in a message: long ones are cut, at the start of a character.
@@ -113,9 +113,9 @@ class SchemaWalk {
       } else {
         return refuse(kNoKeys);
       }
-      if (!seen.insert(leaf).second) return refuse_key(key, kTwice);
+      if (!seen.insert(leaf).second) return refuse_key(leaf->name, kTwice);
       if (check_values_ && key.value != nullptr && !takes_value(leaf, *key.value)) {
-        return refuse_key(key, quoted(*key.value) + " " + kBadValue);
+        return refuse_key(*key.written, quoted(*key.value) + " " + kBadValue);
       }
     }
     return grpc::Status::OK;
@@ -125,8 +125,8 @@ class SchemaWalk {
     return {grpc::StatusCode::INVALID_ARGUMENT, quoted_path(at_ + 1) + " " + rule};
   }
 
-  grpc::Status refuse_key(const SelectionKey& key, const std::string& rule) const {
-    return refuse("key " + quoted(*key.written) + ": " + rule);
+  grpc::Status refuse_key(std::string_view key, const std::string& rule) const {
+    return refuse("key " + quoted(key) + ": " + rule);
   }
 
   grpc::Status nothing_here() const {

@@ -146,8 +146,11 @@ const lysc_node* key_leaf(const SelectionKey& key, const lysc_node* list) {
 bool takes_value(const lysc_node* leaf, const std::string& text) {
   // libyang's setters read to the first NUL; no YANG string has one.
   if (text.find('\0') != std::string::npos) return false;
+  std::uint32_t no_messages = 0;
+  ly_temp_log_options(&no_messages);
   const LY_ERR verdict =
       lyd_value_validate(nullptr, leaf, text.c_str(), text.size(), nullptr, nullptr, nullptr);
+  ly_temp_log_options(nullptr);
   return verdict == LY_SUCCESS || verdict == LY_EINCOMPLETE;
 }
 
