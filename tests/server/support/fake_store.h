@@ -1,0 +1,73 @@
+// A store whose content and verdicts a test chooses: leaves by their path, JSON texts as values, no
+// schema but a set of names. The value of an inner node is an object of "relative/path": value.
+#ifndef TESTS_SERVER_SUPPORT_FAKE_STORE_H_
+#define TESTS_SERVER_SUPPORT_FAKE_STORE_H_
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "store/config_store.h"
+
+namespace nexa_test {
+
+using nexa::host::CommitRecord;
+using nexa::host::CommitRequest;
+using nexa::host::CommitResult;
+
+struct FakeLeaf {
+  gnmi::Path path;
+  std::string json;
+  bool state = false;
+};
+
+// By path string, names without modules.
+using FakeLeaves = std::map<std::string, FakeLeaf>;
+
+class FakeStore : public nexa::host::ConfigStore {
+ public:
+  FakeStore();
+
+  void put(const std::string& path, const std::string& json, bool state = false);
+  void remove(const std::string& path);
+
+  // Names a schema path: "/device/port/speed". Its ancestors are known too.
+  void know(const std::string& path);
+
+  // What commit() gives; OK with the next number when not set. Set before calls are made.
+  std::function<CommitResult(const CommitRequest&)> on_commit;
+  // Called by each read of a snapshot. Set before calls are made.
+  std::function<void()> on_read;
+
+  std::vector<CommitRequest> commits() const;
+  int parsed_states() const;
+  int snapshots_taken() const;
+
+  CommitResult commit(const CommitRequest& request) override;
+  std::shared_ptr<const nexa::host::Snapshot> snapshot() const override;
+  // Lines "path=json" in place of XML; an error when the text has the word "broken".
+  std::shared_ptr<const nexa::host::StateTree> parse_state(std::string_view xml,
+                                                           std::string& error) const override;
+  grpc::Status check_path(const gnmi::Path& path) const override;
+  grpc::Status history(std::size_t limit, std::vector<CommitRecord>& out) const override;
+  CommitResult rollback(
+      std::uint64_t number, const std::string& author,
+      const std::function<grpc::Status(const nexa::host::Change&)>& approve) override;
+
+ private:
+  mutable std::mutex mutex_;
+  std::shared_ptr<const FakeLeaves> leaves_;
+  std::set<std::string> known_;
+  std::vector<CommitRequest> commits_;
+  std::uint64_t number_ = 0;
+  mutable int parsed_states_ = 0;
+  mutable int snapshots_taken_ = 0;
+};
+
+}  // namespace nexa_test
+
+#endif  // TESTS_SERVER_SUPPORT_FAKE_STORE_H_

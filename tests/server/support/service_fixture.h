@@ -1,0 +1,124 @@
+// The service behind a real gRPC server on a loopback port, and short forms for calls on it.
+#ifndef TESTS_SERVER_SUPPORT_SERVICE_FIXTURE_H_
+#define TESTS_SERVER_SUPPORT_SERVICE_FIXTURE_H_
+
+#include <grpcpp/grpcpp.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "nexa/nexa_srv_kestrel_namespace_mapper_impl.h"
+#include "server/gnmi_service.h"
+#include "server/support/fake_store.h"
+#include "translate/translate.h"
+
+namespace nexa_test {
+
+// The example modules; loaded once for the test program.
+struct ExampleSchema {
+  nexa::ServiceKestrelNamespaceMapperImpl mapper;
+  std::unique_ptr<nexa::host::Translator> translator;
+};
+ExampleSchema& example_schema();
+
+gnmi::Path path_of(const std::string& text);
+
+// An update with a JSON_IETF value.
+gnmi::Update update_of(const std::string& path, const std::string& json);
+
+// Keeps what the service tells.
+class Recorder : public nexa::host::ServiceObserver {
+ public:
+  void call_ended(std::string_view method, grpc::StatusCode code,
+                  std::chrono::nanoseconds time) override;
+  void stream_opened() override;
+  void stream_closed() override;
+  void updates_sent(std::size_t leaves) override;
+  void stream_overflowed() override;
+  void audit(const std::string& line) override;
+  void fault(const std::string& line) override;
+
+  std::vector<std::string> audit_lines() const;
+  std::vector<std::string> faults() const;
+  // "Get 0", the method and the code's number.
+  std::vector<std::string> calls() const;
+  int open_streams() const;
+  int overflows() const;
+  std::size_t leaves() const;
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<std::string> audit_lines_;
+  std::vector<std::string> faults_;
+  std::vector<std::string> calls_;
+  int open_streams_ = 0;
+  int overflows_ = 0;
+  std::size_t leaves_ = 0;
+};
+
+// Users by name; nobody is asked for anything while there are none.
+class FakeAccess : public nexa::host::AccessControl {
+ public:
+  struct User {
+    std::string password;
+    nexa::host::Role role = nexa::host::Role::kReadOnly;
+  };
+
+  grpc::Status authenticate(const nexa::host::Credentials& credentials,
+                            nexa::host::Caller& caller) override;
+  bool reload(std::string& error) override;
+
+  std::map<std::string, User> users;          // set before calls are made
+  std::function<void()> before_authenticate;  // the same
+};
+
+class ServiceTest : public testing::Test {
+ protected:
+  ~ServiceTest() override;
+
+  // Starts the server with what the members below say; `store()` is the fake one unless
+  // `other_store` is set.
+  void start();
+  void stop();
+
+  std::shared_ptr<grpc::Channel> new_channel() const;
+  gnmi::gNMI::Stub& stub() { return *stub_; }
+
+  grpc::Status get(const gnmi::GetRequest& request, gnmi::GetResponse& response);
+  grpc::Status set(const gnmi::SetRequest& request, gnmi::SetResponse& response);
+
+  FakeStore store;
+  nexa::host::ConfigStore* other_store = nullptr;
+  FakeAccess access;
+  Recorder recorder;
+  nexa::host::GnmiServiceOptions options;
+  std::vector<nexa::host::StateProvider*> providers;
+  std::function<grpc::Status(const nexa::host::Change&)> approve;
+  std::multimap<std::string, std::string> metadata;  // of get() and set()
+  int max_receive_bytes = 64 << 20;
+
+  std::unique_ptr<nexa::host::GnmiService> service;
+
+ private:
+  std::unique_ptr<grpc::Server> server_;
+  int port_ = 0;
+  std::unique_ptr<gnmi::gNMI::Stub> stub_;
+};
+
+// A text and a code in one comparison: "3 text".
+std::string shown(const grpc::Status& status);
+
+// Waits until `condition` holds, for at most `limit`; whether it did.
+bool eventually(const std::function<bool()>& condition,
+                std::chrono::milliseconds limit = std::chrono::seconds(20));
+
+}  // namespace nexa_test
+
+#endif  // TESTS_SERVER_SUPPORT_SERVICE_FIXTURE_H_
