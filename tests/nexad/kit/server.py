@@ -15,7 +15,7 @@ IETF_MODULES = ["ietf-interfaces", "ietf-ip", "iana-if-type", "ietf-system"]
 RULES = ["--yang-dir", os.path.join(os.path.dirname(os.path.dirname(__file__)), "yang")]
 
 READY = re.compile(r"nexad: serving on (\S+)")
-METRICS = re.compile(r"nexad: metrics on (?:http://)?([\d.\[\]:]+\d)")
+METRICS = re.compile(r"metrics on port (\d+)")
 
 
 def program(name, variable):
@@ -102,7 +102,7 @@ class Server:
 
     def metrics_address(self):
         found = METRICS.search(self.log())
-        return found.group(1) if found else None
+        return f"127.0.0.1:{found.group(1)}" if found else None
 
     def running(self):
         return self.process is not None and self.process.poll() is None
