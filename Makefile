@@ -1,18 +1,19 @@
 # The front door. Programs land in build/release/bin, libraries in build/release/lib.
 #
-#   make demo      install what is missing, build, convert three updates on real models
+#   make demo      install what is missing, build, show the server to a client
+#   make demo-convert   the same for the tool: convert three updates on real models
 #   make test      install what is missing, build, run every test
 #   make build     only build
 #   make install   install the build (DESTDIR, PREFIX)
 #   make bench     build and run the benchmarks
-#   make nightly   as many generated updates against libyang as a night has time for
+#   make nightly   what a night has time for: generated updates against libyang, 2,000 crashes, an hour of load
 #   make clean     remove build/release
 
 PREFIX ?= /usr/local
 DESTDIR ?=
 BUILD := build/release
 
-.PHONY: all build setup configure demo test install bench nightly clean
+.PHONY: all build setup configure demo demo-convert test install bench nightly clean
 
 all: build
 
@@ -27,8 +28,13 @@ build: configure
 
 demo: setup
 	@$(MAKE) --no-print-directory configure
-	@cmake --build $(BUILD) --target nexa
+	@cmake --build $(BUILD) --target nexad nexa gnmi_python
 	@scripts/demo $(BUILD)
+
+demo-convert: setup
+	@$(MAKE) --no-print-directory configure
+	@cmake --build $(BUILD) --target nexa
+	@scripts/demo-convert $(BUILD)
 
 test: setup
 	@$(MAKE) --no-print-directory build
@@ -43,10 +49,14 @@ bench:
 	@scripts/bench $(BUILD)
 
 NIGHTLY_UPDATES ?= 200000
+NIGHTLY_CRASHES ?= 2000
+NEXA_SOAK_SECONDS ?= 3600
 
 nightly: setup
 	@$(MAKE) --no-print-directory build
 	@NEXA_ORACLE_UPDATES=$(NIGHTLY_UPDATES) $(BUILD)/bin/translate_tests --gtest_filter='*Generated*'
+	@NEXA_CRASH_POINTS=$(NIGHTLY_CRASHES) ctest --test-dir $(BUILD) -R '^nexad_crash$$' --output-on-failure
+	@NEXA_SOAK_SECONDS=$(NEXA_SOAK_SECONDS) scripts/soak $(BUILD)
 
 clean:
 	@rm -rf $(BUILD)

@@ -53,16 +53,16 @@ class Metrics(RulesCase):
         self.assertEqual(self.samples("nexad_", "_total", "Set", "INVALID_ARGUMENT"), refused + 1)
 
     def test_open_streams_are_shown(self):
-        before = self.samples("nexad_", "streams")
+        before = self.samples("nexad_subscriptions ")
         self.assertIsNotNone(before)
         stream = self.client.subscribe(LEVEL, interval=10)
         next(iter(stream))
-        self.assertEqual(self.samples("nexad_", "streams"), before + 1)
+        self.assertEqual(self.samples("nexad_subscriptions "), before + 1)
         stream.cancel()
         for _ in range(100):
-            if self.samples("nexad_", "streams") == before:
+            if self.samples("nexad_subscriptions ") == before:
                 break
-        self.assertEqual(self.samples("nexad_", "streams"), before)
+        self.assertEqual(self.samples("nexad_subscriptions "), before)
 
     def test_other_pages_are_not_there(self):
         opener = urllib.request.build_opener(urllib.request.ProxyHandler({}))

@@ -36,4 +36,4 @@ foreach(file IN LISTS files)
   set_tests_properties(${name} PROPERTIES ENVIRONMENT "${environment};NEXA_TEST_NAME=${name}" TIMEOUT 300)
 endforeach()
 # The long ones: started first, and alone where they use both cores themselves.
-set_tests_properties(nexad_crash PROPERTIES TIMEOUT 1200 COST 1000 PROCESSORS 2)
+set_tests_properties(nexad_crash PROPERTIES TIMEOUT 5400 COST 1000 PROCESSORS 2)
