@@ -11,29 +11,24 @@
 
 namespace nexa::host {
 
-// The first problem that libyang stored on this thread for the loaded schema, in words. `tree` is
-// the tree that was judged; a rule with a message of its own is looked up in it.
+// The problem that libyang stored last on this thread, in words. `tree` is the tree that was
+// judged: a `must` with a message of its own is looked up in it. Problems whose place libyang does
+// not tell (a missing node) have an empty path.
 Violation stored_violation(const ly_ctx* context, const lyd_node* tree);
 
-// Makes libyang keep its messages for this thread instead of printing them, from the first to the
-// last day of the object; what it kept earlier is dropped.
-class KeptMessages {
- public:
-  explicit KeptMessages(const ly_ctx* context);
-  ~KeptMessages();
-  KeptMessages(const KeptMessages&) = delete;
-  KeptMessages& operator=(const KeptMessages&) = delete;
-
- private:
-  const ly_ctx* context_;
-  std::uint32_t options_ = LY_LOSTORE;
-};
-
-// Instance identifier of a node, module names in front of names where they change.
+// Instance identifier of a node, module names in front of names where they change; empty for null.
 std::string instance_path(const lyd_node* node);
 
 Violation must_violation(const lyd_node* node, const lysc_must& must);
-Violation when_violation(const lyd_node* node, std::string_view condition);
+Violation when_violation(const lyd_node* node, const lysc_when& when);
+Violation leafref_violation(const lyd_node* node, std::string_view target);
+Violation instance_violation(const lyd_node* node);
+Violation missing_violation(std::string path, const lysc_node* node);
+Violation few_violation(std::string path, const lysc_node* node, std::uint32_t min);
+Violation many_violation(const lyd_node* node, std::uint32_t max);
+Violation unique_violation(const lyd_node* node, std::string_view leafs);
+Violation both_cases_violation(std::string path, std::string_view one, std::string_view other);
+Violation duplicate_violation(const lyd_node* node);
 
 }  // namespace nexa::host
 
