@@ -1,0 +1,46 @@
+"""docs/nexad: what the reference says of the flags is what the program says; texts in the matrix are real."""
+
+import os
+import re
+import subprocess
+import unittest
+
+from kit import report
+from kit.server import program
+
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+HELP_LINE = re.compile(r"^  (?:-\w,)?--([\w-]+)(?: ([A-Z:]+)(?:=(\S+))?)?(?:  .*)?$")
+ROW = re.compile(r"^\| `--([\w-]+)(?: ([A-Z:]+))?` \| (?:`([^`]+)`)? *\|")
+
+
+def document(name):
+    with open(os.path.join(ROOT, "docs", "nexad", name), encoding="utf-8") as file:
+        return file.read()
+
+
+class Reference(unittest.TestCase):
+    maxDiff = None
+
+    @staticmethod
+    def flags(pattern, text):
+        """{flag: (value's name, default)}"""
+        found = (pattern.match(line.rstrip()) for line in text.splitlines())
+        return {match.group(1): (match.group(2), match.group(3)) for match in found if match}
+
+    def test_flags_values_and_defaults_are_those_of_the_program(self):
+        shown = subprocess.run([program("nexad", "NEXAD"), "--help"], capture_output=True, text=True,
+                               timeout=60, check=True).stdout
+        told = self.flags(HELP_LINE, shown)
+        self.assertGreater(len(told), 30)
+        self.assertEqual(self.flags(ROW, document("reference.md")), told)
+
+    def test_flags_that_other_pages_name_exist(self):
+        known = set(self.flags(ROW, document("reference.md")))
+        for page in ("gnmi.md", "operations.md"):
+            for flag in re.findall(r"`--([\w-]+)", document(page)):
+                with self.subTest(page=page, flag=flag):
+                    self.assertIn(flag, known)
+
+
+if __name__ == "__main__":
+    report.main()
