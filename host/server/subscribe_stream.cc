@@ -17,7 +17,7 @@ namespace {
 // A round larger than the queue waits for its reader; one that takes nothing for so long is gone.
 constexpr std::chrono::seconds kStallLimit{5};
 // How long the status of an ended stream may wait behind what the client has not read.
-constexpr std::chrono::seconds kEndLimit{10};
+constexpr std::chrono::seconds kEndLimit{5};
 
 }  // namespace
 

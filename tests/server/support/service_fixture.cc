@@ -122,8 +122,6 @@ grpc::Status FakeAccess::authenticate(const Credentials& credentials, Caller& ca
 
 bool FakeAccess::reload(std::string& /*error*/) { return true; }
 
-ServiceTest::~ServiceTest() { stop(); }
-
 void ServiceTest::start() {
   ExampleSchema& schema = example_schema();
   nexa::host::ConfigStore& used = other_store != nullptr ? *other_store : store;

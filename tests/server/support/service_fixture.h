@@ -81,7 +81,8 @@ class FakeAccess : public nexa::host::AccessControl {
 
 class ServiceTest : public testing::Test {
  protected:
-  ~ServiceTest() override;
+  // Before the members that a test's own fixture adds are gone.
+  void TearDown() override { stop(); }
 
   // Starts the server with what the members below say; `store()` is the fake one unless
   // `other_store` is set.
