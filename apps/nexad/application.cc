@@ -1,0 +1,237 @@
+// The order in which things are opened: what costs little and fails often comes first.
+#include "application.h"
+
+#include <chrono>
+#include <filesystem>
+#include <system_error>
+
+#include "kestrel/loader.h"
+#include "log.h"
+#include "preflight.h"
+#include "state/linux_interfaces.h"
+#include "store/tree_store.h"
+
+namespace nexad {
+namespace {
+
+constexpr std::chrono::milliseconds kGrace{2000};
+
+std::int64_t now_ns() {
+  return std::chrono::duration_cast<std::chrono::nanoseconds>(
+             std::chrono::system_clock::now().time_since_epoch())
+      .count();
+}
+
+nexa::host::GnmiServiceOptions service_options(const ServerConfig& config) {
+  nexa::host::GnmiServiceOptions options;
+  options.max_operations = config.max_operations;
+  options.max_paths = config.max_paths;
+  options.max_streams = config.max_subscriptions;
+  options.stream_queue_bytes = config.stream_queue_bytes;
+  options.pending_sets = config.pending_sets;
+  options.min_sample_interval = std::chrono::milliseconds(config.min_sample_interval_ms);
+  options.workers = static_cast<unsigned>(config.workers);
+  return options;
+}
+
+// Bytes of the folder's files; what goes away meanwhile counts nothing.
+double folder_bytes(const std::string& folder) {
+  double bytes = 0;
+  std::error_code fault;
+  for (std::filesystem::directory_iterator entry(folder, fault), end; !fault && entry != end;
+       entry.increment(fault)) {
+    std::error_code gone;
+    const auto size = entry->file_size(gone);
+    if (!gone) bytes += static_cast<double>(size);
+  }
+  return bytes;
+}
+
+}  // namespace
+
+Application::Application(const ServerConfig& config) : config_(config) {
+  hook_.command = config.hook;
+  hook_.timeout = std::chrono::milliseconds(config.hook_timeout_ms);
+}
+
+Application::~Application() { metrics_.unexpose(); }
+
+bool Application::check(std::string& summary, std::string& error) {
+  if (!open_identities(error) || !check_folders_and_programs(config_, error)) return false;
+  if (!load_schema(error)) return false;
+  const auto& models = nexa::ServiceKestrelNamespaceMapperImpl::cached_capability_response_;
+  summary = "the configuration can be used: " + std::to_string(models.supported_models_size()) +
+            " modules, " + std::to_string(kestrel::node_count()) + " nodes, " +
+            (tls_ == nullptr ? std::string("no encryption")
+                             : "certificate valid until " + tls_->current().first->expires);
+  return true;
+}
+
+bool Application::start(std::string& error) {
+  return open_identities(error) && load_schema(error) && open_store(error) &&
+         run_hook_at_start(error) && serve(error) && open_metrics(error);
+}
+
+bool Application::load_schema(std::string& error) {
+  kestrel::LoadOptions options;
+  options.search_dirs = config_.yang_dirs;
+  options.modules = config_.modules;
+  options.features = config_.features;
+  if (const auto fault = kestrel::load(options)) {
+    error = fault->text();
+    return false;
+  }
+  mapper_ = std::make_unique<nexa::ServiceKestrelNamespaceMapperImpl>();
+  mapper_->populate();
+  const auto mode = config_.strict ? nexa::host::Mode::kStrict : nexa::host::Mode::kTolerant;
+  translator_ = std::make_unique<nexa::host::Translator>(*mapper_, mode);
+  return true;
+}
+
+TlsFiles Application::tls_files() const {
+  return {config_.tls_cert, config_.tls_key, config_.tls_ca};
+}
+
+bool Application::open_identities(std::string& error) {
+  if (!config_.insecure) {
+    tls_ = TlsStore::open(tls_files(), error);
+    if (tls_ == nullptr) return false;
+  }
+  access_ = nexa::host::make_access_control(config_.users, error);
+  return access_ != nullptr;
+}
+
+bool Application::open_store(std::string& error) {
+  nexa::host::TreeStoreOptions options;
+  options.directory = config_.data;
+  options.commits_per_snapshot = static_cast<std::uint32_t>(config_.commits_per_snapshot);
+  options.history_limit = config_.history_limit;
+  std::vector<std::string> notes;
+  store_ = nexa::host::open_tree_store(options, error, &notes);
+  for (const std::string& note : notes) log_info(note);
+  return store_ != nullptr;
+}
+
+bool Application::run_hook_at_start(std::string& error) {
+  if (!config_.hook_at_start) return true;
+  const auto snapshot = store_->snapshot();
+  nexa::host::Change change;
+  change.number = snapshot->number();
+  change.time_ns = now_ns();
+  change.author = "nexad";
+  change.before = "<config/>";
+  change.after = snapshot->xml();
+  const grpc::Status status = nexa::host::run_commit_hook(hook_, change, "start");
+  if (!status.ok()) error = config_.origin("hook") + ": " + status.error_message();
+  return status.ok();
+}
+
+// The page is a convenience while nobody asked for it: then its port may be taken.
+bool Application::open_metrics(std::string& error) {
+  if (config_.metrics == "off") return true;
+  const auto address = parse_address(config_.metrics);
+  if (!address) return false;
+  add_values();
+  if (metrics_.expose(*address, error)) {
+    if (!is_loopback(*address)) {
+      log_warning("metrics are open to everybody who can reach " + address->text());
+    }
+    log_info("metrics on port " + std::to_string(metrics_.port()));
+    return true;
+  }
+  error = config_.origin("metrics") + ": " + error;
+  if (config_.given("metrics")) return false;
+  log_warning("no metrics: " + error);
+  return true;
+}
+
+void Application::add_values() {
+  const auto* store = store_.get();
+  metrics_.add_value("nexad_commit_number", "Number of the newest commit", true,
+                     [store] { return static_cast<double>(store->snapshot()->number()); });
+  metrics_.add_value("nexad_store_bytes", "Size of the data folder's files", false,
+                     [folder = config_.data] { return folder_bytes(folder); });
+  auto* server = server_.get();
+  metrics_.add_value("nexad_connections", "Connections that are open", false,
+                     [server] { return static_cast<double>(server->connections().open); });
+  metrics_.add_value("nexad_connections_total", "Connections that were accepted", true,
+                     [server] { return static_cast<double>(server->connections().accepted); });
+  metrics_.add_value("nexad_connections_over_limit_total",
+                     "Connections closed at once because of the limit", true,
+                     [server] { return static_cast<double>(server->connections().over_limit); });
+  metrics_.add_value("nexad_connections_no_resource_total",
+                     "Connections not accepted for want of descriptors or memory", true,
+                     [server] { return static_cast<double>(server->connections().no_resource); });
+}
+
+bool Application::serve(std::string& error) {
+  const auto address = parse_address(config_.listen);
+  if (!address) return false;
+  ListeningSockets sockets = open_listening_sockets(*address, error);
+  if (sockets.sockets.empty()) {
+    error = config_.origin("listen") + ": " + error;
+    return false;
+  }
+  if (config_.insecure && !is_loopback(*address)) {
+    log_warning("connections to " + sockets.address.text() +
+                " are not encrypted, and other machines can reach it");
+  }
+  nexa::host::GnmiServiceParts parts{
+      *translator_,
+      *store_,
+      *access_,
+      nexa::ServiceKestrelNamespaceMapperImpl::cached_capability_response_,
+      {},
+      metrics_,
+      {}};
+  if (!config_.no_linux_state) providers_.push_back(nexa::host::make_linux_interfaces());
+  for (const auto& provider : providers_) parts.providers.push_back(provider.get());
+  if (!hook_.command.empty()) {
+    parts.approve = [this](const nexa::host::Change& change) {
+      grpc::Status status = nexa::host::run_commit_hook(hook_, change, "set");
+      if (!status.ok()) log_warning("commit hook: " + status.error_message());
+      return status;
+    };
+  }
+  service_ = nexa::host::make_gnmi_service(parts, service_options(config_));
+  server_ = Server::start(
+      config_, std::move(sockets),
+      tls_ == nullptr ? grpc::InsecureServerCredentials() : make_tls_credentials(tls_),
+      service_->service(), error);
+  return server_ != nullptr;
+}
+
+void Application::reload() {
+  std::string error;
+  if (access_->reload(error)) {
+    if (!config_.users.empty()) log_info("users read again from " + config_.users);
+  } else {
+    log_error("the users stay as they were: " + error);
+  }
+  renew_certificates(true);
+}
+
+void Application::look_at_certificates() { renew_certificates(false); }
+
+void Application::renew_certificates(bool again) {
+  if (tls_ == nullptr) return;
+  std::string error;
+  switch (tls_->reload(again, error)) {
+    case TlsStore::Outcome::kRenewed:
+      log_info("certificate renewed, valid until " + tls_->current().first->expires);
+      break;
+    case TlsStore::Outcome::kRefused:
+      log_error("the certificate in use stays: " + error);
+      break;
+    case TlsStore::Outcome::kUnchanged:
+      break;
+  }
+}
+
+void Application::stop() {
+  if (server_ == nullptr) return;
+  metrics_.unexpose();
+  server_->stop([this] { service_->shutdown(); }, kGrace);
+}
+
+}  // namespace nexad

@@ -1,0 +1,75 @@
+// nexad as a whole: what the configuration names becomes objects, in their order, and ends in the
+// reverse one.
+#ifndef APPS_NEXAD_APPLICATION_H_
+#define APPS_NEXAD_APPLICATION_H_
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "access/access.h"
+#include "hook/commit_hook.h"
+#include "metrics.h"
+#include "nexa/nexa_srv_kestrel_namespace_mapper_impl.h"
+#include "server.h"
+#include "server/gnmi_service.h"
+#include "server_config.h"
+#include "state/state_provider.h"
+#include "store/config_store.h"
+#include "tls.h"
+#include "translate/translate.h"
+
+namespace nexad {
+
+// Belongs to one thread.
+class Application {
+ public:
+  explicit Application(const ServerConfig& config);
+  ~Application();
+  Application(const Application&) = delete;
+  Application& operator=(const Application&) = delete;
+
+  // Everything that can be judged without touching the data: schema, certificates, users, data
+  // folder, hook program, addresses. `summary` is one line about what was found. Once.
+  bool check(std::string& summary, std::string& error);
+
+  // Serves when it returns true; `error` names what is at fault otherwise. Once.
+  bool start(std::string& error);
+
+  // Reads certificates and users again; what cannot be used is logged, and the old stays.
+  void reload();
+  // Reads the certificates again if they changed.
+  void look_at_certificates();
+
+  // Ends the streams and waits for the commit in hand.
+  void stop();
+
+  const Address& address() const { return server_->address(); }
+
+ private:
+  bool load_schema(std::string& error);
+  bool open_identities(std::string& error);
+  bool open_store(std::string& error);
+  bool run_hook_at_start(std::string& error);
+  bool open_metrics(std::string& error);
+  bool serve(std::string& error);
+  void add_values();
+  void renew_certificates(bool again);
+  TlsFiles tls_files() const;
+
+  const ServerConfig config_;
+  nexa::host::CommitHookOptions hook_;
+  std::unique_ptr<nexa::ServiceKestrelNamespaceMapperImpl> mapper_;
+  std::unique_ptr<nexa::host::Translator> translator_;
+  std::shared_ptr<TlsStore> tls_;
+  std::unique_ptr<nexa::host::AccessControl> access_;
+  std::unique_ptr<nexa::host::ConfigStore> store_;
+  std::vector<std::unique_ptr<nexa::host::StateProvider>> providers_;
+  Metrics metrics_;
+  std::unique_ptr<nexa::host::GnmiService> service_;
+  std::unique_ptr<Server> server_;
+};
+
+}  // namespace nexad
+
+#endif  // APPS_NEXAD_APPLICATION_H_

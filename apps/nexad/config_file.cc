@@ -1,0 +1,101 @@
+// Keys are the settings' names, flat. The kinds of TOML values are held against the settings', so
+// that a quoted number or an unquoted word is an error on its line and not a surprise.
+#include "config_file.h"
+
+#include <toml++/toml.h>
+#include <filesystem>
+#include <optional>
+#include <sstream>
+
+#include "settings.h"
+
+namespace nexad {
+namespace {
+
+const Setting* find_setting(std::string_view name) {
+  for (const Setting& setting : settings()) {
+    if (name == setting.name) return &setting;
+  }
+  return nullptr;
+}
+
+const char* kind_text(const Setting& setting) {
+  if (setting.is_switch()) return "true or false";
+  if (std::holds_alternative<Number>(setting.kind)) return "a whole number";
+  if (setting.takes_many()) return "a list of strings";
+  return "a string";
+}
+
+// The one value, as the command line would have it; nullopt when it is of another kind.
+std::optional<std::string> scalar(const Setting& setting, const toml::node& node) {
+  if (setting.is_switch()) {
+    const auto* value = node.as_boolean();
+    if (value == nullptr) return std::nullopt;
+    return value->get() ? "true" : "false";
+  }
+  if (std::holds_alternative<Number>(setting.kind)) {
+    const auto* value = node.as_integer();
+    if (value == nullptr) return std::nullopt;
+    return std::to_string(value->get());
+  }
+  const auto* value = node.as_string();
+  if (value == nullptr) return std::nullopt;
+  return value->get();
+}
+
+bool read_values(const Setting& setting, const toml::node& node, std::vector<std::string>& values) {
+  const toml::array* list = setting.takes_many() ? node.as_array() : nullptr;
+  if (list == nullptr) {
+    const auto value = scalar(setting, node);
+    if (value) values.push_back(*value);
+    return value.has_value();
+  }
+  for (const toml::node& item : *list) {
+    const auto value = scalar(setting, item);
+    if (!value) return false;
+    values.push_back(*value);
+  }
+  return true;
+}
+
+std::string place(const std::string& path, const toml::source_region& region) {
+  return path + ":" + std::to_string(region.begin.line) + ": ";
+}
+
+bool read_table(const std::string& path, const toml::table& table,
+                std::map<std::string, FileValue>& values, std::string& error) {
+  for (const auto& [key, node] : table) {
+    const std::string name(key.str());
+    const Setting* setting = find_setting(name);
+    if (setting == nullptr) {
+      error = place(path, key.source()) + "there is no setting \"" + name + "\"";
+      return false;
+    }
+    FileValue& value = values[name];
+    value.origin = place(path, node.source()) + name;
+    if (!read_values(*setting, node, value.values)) {
+      error = value.origin + ": the value has to be " + kind_text(*setting);
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+bool read_config_file(const std::string& path, std::map<std::string, FileValue>& values,
+                      std::string& error) {
+  std::error_code fault;
+  if (!std::filesystem::is_regular_file(path, fault)) {
+    error = path + ": cannot be read: " + (fault ? fault.message() : "it is not a file");
+    return false;
+  }
+  try {
+    return read_table(path, toml::parse_file(path), values, error);
+  } catch (const toml::parse_error& problem) {
+    error = place(path, problem.source()) + std::string(problem.description());
+    return false;
+  }
+}
+
+}  // namespace nexad

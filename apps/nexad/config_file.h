@@ -1,0 +1,23 @@
+// The TOML file of settings: which values it gives, and on which lines.
+#ifndef APPS_NEXAD_CONFIG_FILE_H_
+#define APPS_NEXAD_CONFIG_FILE_H_
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace nexad {
+
+struct FileValue {
+  std::vector<std::string> values;
+  std::string origin;  // "nexad.toml:3: listen"
+};
+
+// Values by setting. False with `error` set ("file:line: what") when the file cannot be read, is no
+// TOML, or has a key that is no setting or a value that the setting cannot have.
+bool read_config_file(const std::string& path, std::map<std::string, FileValue>& values,
+                      std::string& error);
+
+}  // namespace nexad
+
+#endif  // APPS_NEXAD_CONFIG_FILE_H_

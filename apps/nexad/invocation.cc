@@ -1,0 +1,162 @@
+// CLI11 splits the command line; which source of a value counts is decided here, once for all
+// settings.
+#include "invocation.h"
+
+#include <CLI/CLI.hpp>
+
+#include <sstream>
+
+#include "config_file.h"
+#include "settings.h"
+
+extern char** environ;
+
+namespace nexad {
+namespace {
+
+constexpr char kAbout[] =
+    "nexad serves the configuration of a device over gNMI, and keeps every committed byte.\n"
+    "Each option can also be given as a variable, NEXAD_ and its name in capitals (lists\n"
+    "separated by commas), or in the file that --config names; an option counts more than a\n"
+    "variable, and that more than the file.";
+
+struct Value {
+  std::vector<std::string> values;
+  std::string origin;
+};
+
+class Parser {
+ public:
+  Parser() : app_(kAbout, "nexad") {
+    app_.set_version_flag("-V,--version", "nexad " NEXA_VERSION);
+    app_.add_option("--config", config_file_, "File of settings (TOML)")->type_name("FILE");
+    app_.add_flag("--check-config", check_config_,
+                  "Check settings, schema, certificates, users and data folder; serve nothing");
+    app_.add_flag("--hash-password", hash_password_,
+                  "Read a password from standard input and print its hash for the users file");
+    hash_command_ = app_.add_subcommand("hash-password", "The same as --hash-password");
+    for (const Setting& setting : settings()) add(setting);
+  }
+
+  bool parse(const std::vector<std::string>& arguments, Invocation& invocation,
+             std::string& error) {
+    try {
+      app_.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    } catch (const CLI::ParseError& problem) {
+      std::ostringstream out;
+      std::ostringstream ignored;
+      if (app_.exit(problem, out, ignored) != 0) {
+        error = problem.what();
+        return false;
+      }
+      invocation.action = Action::kShow;
+      invocation.text = out.str();
+      return true;
+    }
+    if (hash_password_ || hash_command_->parsed()) {
+      invocation.action = Action::kHashPassword;
+    } else if (check_config_) {
+      invocation.action = Action::kCheckConfig;
+    }
+    return true;
+  }
+
+  const std::string& config_file() const { return config_file_; }
+
+  // Empty when the command line does not have it.
+  Value value(const Setting& setting) const {
+    const CLI::Option* option = options_.at(setting.name);
+    return {option->results(), "--" + std::string(setting.name)};
+  }
+
+ private:
+  void add(const Setting& setting) {
+    const std::string flag = "--" + std::string(setting.name);
+    CLI::Option*& option = options_[setting.name];
+    if (setting.is_switch()) {
+      option = app_.add_flag(flag)->description(setting.help);
+      return;
+    }
+    option = app_.add_option(flag)->description(setting.help);
+    option->type_name(setting.value_name)->expected(1)->allow_extra_args(false)->take_all();
+    if (std::string text = setting.default_text(); !text.empty()) option->default_str(text);
+  }
+
+  CLI::App app_;
+  std::string config_file_;
+  bool check_config_ = false;
+  bool hash_password_ = false;
+  CLI::App* hash_command_ = nullptr;
+  std::map<std::string, CLI::Option*> options_;
+};
+
+std::vector<std::string> split_at_commas(const std::string& text) {
+  std::vector<std::string> parts;
+  std::istringstream in(text);
+  for (std::string part; std::getline(in, part, ',');) parts.push_back(part);
+  return parts;
+}
+
+Value variable_value(const Setting& setting, const Environment& environment) {
+  const std::string variable = setting.variable();
+  const auto found = environment.find(variable);
+  if (found == environment.end() || found->second.empty()) return {};
+  if (setting.takes_many()) return {split_at_commas(found->second), variable};
+  return {{found->second}, variable};
+}
+
+bool apply(const Setting& setting, const Value& value, ServerConfig& config, std::string& error) {
+  if (value.values.size() > 1 && !setting.takes_many()) {
+    error = value.origin + " is given more than once";
+    return false;
+  }
+  for (const std::string& text : value.values) {
+    const std::string fault = setting.apply(text, config);
+    if (fault.empty()) continue;
+    error = value.origin + ": " + fault;
+    return false;
+  }
+  config.origins[setting.name] = value.origin;
+  return true;
+}
+
+}  // namespace
+
+bool parse_invocation(const std::vector<std::string>& arguments, const Environment& environment,
+                      Invocation& invocation, std::string& error) {
+  Parser parser;
+  if (!parser.parse(arguments, invocation, error)) return false;
+  if (invocation.action == Action::kShow || invocation.action == Action::kHashPassword) {
+    return true;
+  }
+  std::string file = parser.config_file();
+  const auto variable = environment.find("NEXAD_CONFIG");
+  if (file.empty() && variable != environment.end()) file = variable->second;
+  std::map<std::string, FileValue> file_values;
+  if (!file.empty() && !read_config_file(file, file_values, error)) return false;
+  for (const Setting& setting : settings()) {
+    Value value = parser.value(setting);
+    if (value.values.empty()) value = variable_value(setting, environment);
+    if (value.values.empty()) {
+      const auto found = file_values.find(setting.name);
+      if (found == file_values.end()) continue;
+      value = {found->second.values, found->second.origin};
+    }
+    if (!apply(setting, value, invocation.config, error)) return false;
+  }
+  error = fault_of(invocation.config);
+  return error.empty();
+}
+
+Environment process_environment() {
+  Environment environment;
+  for (char** entry = environ; *entry != nullptr; ++entry) {
+    const std::string_view text(*entry);
+    const auto equals = text.find('=');
+    if (!text.starts_with("NEXAD_") || equals == std::string_view::npos) continue;
+    environment.emplace(text.substr(0, equals), text.substr(equals + 1));
+  }
+  return environment;
+}
+
+}  // namespace nexad

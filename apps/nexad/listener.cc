@@ -1,0 +1,170 @@
+// One thread, poll(2), and accept4(2) until it has nothing more.
+#include "listener.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "log.h"
+
+namespace nexad {
+namespace {
+
+constexpr std::chrono::milliseconds kPause{100};
+constexpr std::chrono::seconds kBetweenNotes{10};
+
+Socket open_spare() { return Socket(open("/dev/null", O_RDONLY | O_CLOEXEC)); }
+
+// 0 when the descriptor is closed.
+std::uint64_t inode_of(int fd) {
+  struct statx status {};
+  if (statx(fd, "", AT_EMPTY_PATH, STATX_INO, &status) != 0) return 0;
+  return status.stx_ino;
+}
+
+bool lacks_resource(int error) {
+  return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+}
+
+}  // namespace
+
+Listener::Listener(ListeningSockets sockets, std::size_t max_connections, Handler handler)
+    : sockets_(std::move(sockets)),
+      max_connections_(max_connections),
+      handler_(std::move(handler)) {}
+
+Listener::~Listener() { stop(); }
+
+bool Listener::start() {
+  wake_ = Socket(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+  spare_ = open_spare();
+  if (wake_.get() < 0 || spare_.get() < 0) return false;
+  try {
+    thread_ = std::thread([this] { run(); });
+  } catch (const std::system_error&) {
+    return false;
+  }
+  return true;
+}
+
+void Listener::stop() {
+  if (!thread_.joinable()) return;
+  stopping_ = true;
+  const std::uint64_t one = 1;
+  while (write(wake_.get(), &one, sizeof one) < 0 && errno == EINTR) {
+  }
+  thread_.join();
+  sockets_.sockets.clear();
+}
+
+ListenerCounts Listener::counts() {
+  const std::lock_guard lock(mutex_);
+  forget_closed();
+  counts_.open = connections_.size();
+  return counts_;
+}
+
+void Listener::run() {
+  std::vector<pollfd> watched{{wake_.get(), POLLIN, 0}};
+  for (const Socket& socket : sockets_.sockets) watched.push_back({socket.get(), POLLIN, 0});
+  while (!stopping_) {
+    if (poll(watched.data(), watched.size(), -1) < 0 && errno != EINTR) {
+      std::this_thread::sleep_for(kPause);
+      continue;
+    }
+    for (std::size_t i = 1; i < watched.size(); ++i) {
+      if (watched[i].revents == 0) continue;
+      while (!stopping_ && accept_one(watched[i].fd)) {
+      }
+    }
+    note_refusals();
+  }
+}
+
+bool Listener::accept_one(int listening_socket) {
+  const int fd = accept4(listening_socket, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+  if (fd < 0) {
+    const int error = errno;
+    if (lacks_resource(error)) refuse_for_want_of_descriptors(listening_socket, error);
+    // What else accept(2) reports is of one connection, which is gone already.
+    return error != EAGAIN && !lacks_resource(error);
+  }
+  Socket connection(fd);
+  {
+    const std::lock_guard lock(mutex_);
+    if (!has_room()) {
+      ++counts_.over_limit;
+      return true;
+    }
+    connections_[fd] = inode_of(fd);
+    ++counts_.accepted;
+  }
+  handler_(listening_socket, connection.release());
+  return true;
+}
+
+// The client is told at once by a closed connection. Where even that cannot be had, a pause keeps
+// the loop from turning at full speed until descriptors come back.
+void Listener::refuse_for_want_of_descriptors(int listening_socket, int error) {
+  {
+    const std::lock_guard lock(mutex_);
+    ++counts_.no_resource;
+  }
+  if (error == EMFILE && spare_.get() >= 0) {
+    spare_ = Socket();
+    Socket refused(accept4(listening_socket, nullptr, nullptr, SOCK_CLOEXEC));
+    refused = Socket();
+    spare_ = open_spare();
+    if (spare_.get() >= 0) return;
+  }
+  pollfd woken{wake_.get(), POLLIN, 0};
+  poll(&woken, 1, static_cast<int>(kPause.count()));
+  if (spare_.get() < 0) spare_ = open_spare();
+}
+
+bool Listener::has_room() {
+  if (connections_.size() < max_connections_) return true;
+  if (Clock::now() < next_sweep_) return false;
+  forget_closed();
+  return connections_.size() < max_connections_;
+}
+
+// Costs a system call for each connection; the next one for want of room waits ten times as long as
+// this one took, so that a flood of connections costs a tenth of the thread at most.
+void Listener::forget_closed() {
+  const auto start = Clock::now();
+  std::erase_if(connections_, [](const auto& connection) {
+    return inode_of(connection.first) != connection.second;
+  });
+  const auto end = Clock::now();
+  next_sweep_ = end + 10 * (end - start);
+}
+
+void Listener::note_refusals() {
+  std::uint64_t over_limit = 0;
+  std::uint64_t no_resource = 0;
+  {
+    const std::lock_guard lock(mutex_);
+    over_limit = counts_.over_limit;
+    no_resource = counts_.no_resource;
+  }
+  const auto now = Clock::now();
+  if (over_limit + no_resource == noted_ || now < next_note_) return;
+  noted_ = over_limit + no_resource;
+  next_note_ = now + kBetweenNotes;
+  log_warning("connections refused so far: " + std::to_string(over_limit) +
+              " beyond the limit of " + std::to_string(max_connections_) + ", " +
+              std::to_string(no_resource) + " for want of descriptors or memory");
+}
+
+}  // namespace nexad

@@ -1,0 +1,151 @@
+// spdlog's part of the server.
+#include "log.h"
+
+#include <grpc/support/log.h>
+#include <spdlog/pattern_formatter.h>
+#include <spdlog/sinks/stdout_sinks.h>
+#include <spdlog/spdlog.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cinttypes>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <utility>
+
+namespace nexad {
+namespace {
+
+struct Level {
+  const char* name;
+  spdlog::level::level_enum ours;
+  gpr_log_severity library;
+};
+
+constexpr std::array<Level, 4> kLevels{{
+    {"debug", spdlog::level::debug, GPR_LOG_SEVERITY_DEBUG},
+    {"info", spdlog::level::info, GPR_LOG_SEVERITY_INFO},
+    {"warning", spdlog::level::warn, GPR_LOG_SEVERITY_ERROR},
+    {"error", spdlog::level::err, GPR_LOG_SEVERITY_ERROR},
+}};
+
+struct Loggers {
+  std::shared_ptr<spdlog::logger> server;
+  std::shared_ptr<spdlog::logger> library;
+  std::shared_ptr<spdlog::logger> audit;
+};
+
+// Lives as long as the process: gRPC's threads write to their last moment.
+Loggers& loggers() {
+  static auto& instance = *std::make_unique<Loggers>().release();
+  return instance;
+}
+
+// "<4>" and the like, as sd-daemon(3) has it.
+class JournalPriority final : public spdlog::custom_flag_formatter {
+ public:
+  void format(const spdlog::details::log_msg& message, const std::tm&,
+              spdlog::memory_buf_t& out) override {
+    constexpr std::string_view kPriorities[] = {"<7>", "<7>", "<6>", "<4>", "<3>", "<2>", "<6>"};
+    const std::string_view text = kPriorities[message.level];
+    out.append(text.data(), text.data() + text.size());
+  }
+  std::unique_ptr<spdlog::custom_flag_formatter> clone() const override {
+    return std::make_unique<JournalPriority>();
+  }
+};
+
+bool stderr_is_journal() {
+  const char* stream = std::getenv("JOURNAL_STREAM");
+  struct stat status {};
+  if (stream == nullptr || fstat(STDERR_FILENO, &status) != 0) return false;
+  const std::string own = std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
+  return own == stream;
+}
+
+std::unique_ptr<spdlog::formatter> make_formatter() {
+  auto formatter =
+      std::make_unique<spdlog::pattern_formatter>(spdlog::pattern_time_type::utc, "\n");
+  if (stderr_is_journal()) {
+    formatter->add_flag<JournalPriority>('*').set_pattern("%*%n: %v");
+  } else {
+    formatter->set_pattern("%Y-%m-%dT%H:%M:%S.%eZ %l %n: %v");
+  }
+  return formatter;
+}
+
+void write_library_line(gpr_log_func_args* line) {
+  constexpr std::array<spdlog::level::level_enum, 3> kSeverities{
+      spdlog::level::debug, spdlog::level::info, spdlog::level::err};
+  std::string text =
+      std::string(line->file) + ":" + std::to_string(line->line) + "] " + one_line(line->message);
+  loggers().library->log(kSeverities.at(static_cast<std::size_t>(line->severity)), text);
+}
+
+void write(spdlog::level::level_enum level, std::string_view line) {
+  const auto& logger = loggers().server;
+  if (logger != nullptr && logger->should_log(level)) logger->log(level, one_line(line));
+}
+
+}  // namespace
+
+bool is_log_level(std::string_view level) {
+  for (const Level& known : kLevels) {
+    if (level == known.name) return true;
+  }
+  return false;
+}
+
+void start_log(const std::string& level) {
+  Loggers& all = loggers();
+  if (all.server == nullptr) {
+    const auto sink = std::make_shared<spdlog::sinks::stderr_sink_mt>();
+    sink->set_formatter(make_formatter());
+    all.server = std::make_shared<spdlog::logger>("nexad", sink);
+    all.library = std::make_shared<spdlog::logger>("library", sink);
+    all.audit = std::make_shared<spdlog::logger>("audit", sink);
+    gpr_set_log_function(write_library_line);
+  }
+  for (const Level& known : kLevels) {
+    if (level != known.name) continue;
+    all.server->set_level(known.ours);
+    all.library->set_level(known.ours);
+    gpr_set_log_verbosity(known.library);
+  }
+  for (const auto& logger : {all.server, all.library, all.audit}) {
+    logger->flush_on(spdlog::level::trace);
+  }
+}
+
+void log_debug(std::string_view line) { write(spdlog::level::debug, line); }
+void log_info(std::string_view line) { write(spdlog::level::info, line); }
+void log_warning(std::string_view line) { write(spdlog::level::warn, line); }
+void log_error(std::string_view line) { write(spdlog::level::err, line); }
+
+void log_audit(std::string_view line) {
+  if (loggers().audit != nullptr) loggers().audit->info(one_line(line));
+}
+
+std::string one_line(std::string_view text) {
+  std::string line;
+  line.reserve(text.size());
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte == '\n') {
+      line += "\\n";
+    } else if (byte == '\t') {
+      line += "\\t";
+    } else if (byte < 0x20 || byte == 0x7f) {
+      std::array<char, 5> escape{};
+      std::snprintf(escape.data(), escape.size(), "\\x%02x", static_cast<unsigned>(byte));
+      line += escape.data();
+    } else {
+      line.push_back(c);
+    }
+  }
+  return line;
+}
+
+}  // namespace nexad

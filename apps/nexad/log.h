@@ -1,0 +1,34 @@
+// The server's log: lines on standard error, one for each event, in a form that journald and a
+// terminal both take.
+#ifndef APPS_NEXAD_LOG_H_
+#define APPS_NEXAD_LOG_H_
+
+#include <string>
+#include <string_view>
+
+namespace nexad {
+
+// "debug", "info", "warning" or "error".
+bool is_log_level(std::string_view level);
+
+// Opens the log and sends gpr_log, gRPC's and the library's, into it, with the whole file name of
+// each line. Where standard error is a stream to the journal, lines carry their priority and no
+// time: the journal has its own. Not thread-safe; later calls change the level.
+void start_log(const std::string& level);
+
+// Lines before start_log() are lost. Control characters in a line are shown, not written: nothing
+// that a client sends can forge a line. Any thread.
+void log_debug(std::string_view line);
+void log_info(std::string_view line);
+void log_warning(std::string_view line);
+void log_error(std::string_view line);
+
+// Written whatever the level is, under the name "audit".
+void log_audit(std::string_view line);
+
+// The text with every control character as \n, \t or \xNN.
+std::string one_line(std::string_view text);
+
+}  // namespace nexad
+
+#endif  // APPS_NEXAD_LOG_H_

@@ -1,0 +1,64 @@
+// What the server counts, and the page on which Prometheus reads it.
+#ifndef APPS_NEXAD_METRICS_H_
+#define APPS_NEXAD_METRICS_H_
+
+#include <prometheus/registry.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "address.h"
+#include "server/gnmi_service.h"
+
+namespace prometheus {
+class Exposer;
+}
+
+namespace nexad {
+
+// Counts what the service tells, and writes its audit and faults to the log. Any thread.
+class Metrics final : public nexa::host::ServiceObserver {
+ public:
+  Metrics();
+  ~Metrics() override;
+
+  void call_ended(std::string_view method, grpc::StatusCode code,
+                  std::chrono::nanoseconds time) override;
+  void stream_opened() override;
+  void stream_closed() override;
+  void updates_sent(std::size_t leaves) override;
+  void stream_overflowed() override;
+  void audit(const std::string& line) override;
+  void fault(const std::string& line) override;
+
+  // A value that is asked for when the page is read, on the page's thread; `counter` when it only
+  // grows. What it refers to outlives unexpose().
+  void add_value(const std::string& name, const std::string& help, bool counter,
+                 std::function<double()> value);
+
+  // Opens the page, /metrics at the address. False with `error` set when that cannot be had.
+  bool expose(const Address& address, std::string& error);
+  void unexpose();
+
+  // The port of the page; 0 when there is none.
+  int port() const;
+
+ private:
+  class Method;
+  class Values;
+
+  std::shared_ptr<prometheus::Registry> registry_;
+  std::shared_ptr<Values> values_;
+  std::vector<std::unique_ptr<Method>> methods_;
+  prometheus::Gauge& streams_;
+  prometheus::Counter& updates_;
+  prometheus::Counter& overflows_;
+  prometheus::Counter& faults_;
+  std::unique_ptr<prometheus::Exposer> exposer_;
+};
+
+}  // namespace nexad
+
+#endif  // APPS_NEXAD_METRICS_H_

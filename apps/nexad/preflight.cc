@@ -1,0 +1,90 @@
+// Looks only: a server that runs over the same data is not disturbed.
+#include "preflight.h"
+
+#include <netdb.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <sstream>
+#include <system_error>
+
+#include "address.h"
+
+namespace nexad {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string fault_of_data(const std::string& folder) {
+  std::error_code ignored;
+  fs::path path = fs::absolute(folder, ignored);
+  const auto kind = fs::status(path, ignored).type();
+  if (kind == fs::file_type::not_found) {
+    // It will be made: the nearest folder above has to let us.
+    while (path.has_parent_path() && path != path.root_path() && !fs::exists(path, ignored)) {
+      path = path.parent_path();
+    }
+  }
+  if (!fs::is_directory(path, ignored)) return path.string() + " is not a folder";
+  if (access(path.c_str(), W_OK | X_OK) != 0) {
+    return path.string() + " cannot be written to: " + std::string(strerror(errno));
+  }
+  return {};
+}
+
+bool can_run(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+         access(path.c_str(), X_OK) == 0;
+}
+
+bool program_found(const std::string& program) {
+  if (program.find('/') != std::string::npos) return can_run(program);
+  const char* path = std::getenv("PATH");
+  std::istringstream folders(path == nullptr ? "/bin:/usr/bin" : path);
+  for (std::string folder; std::getline(folders, folder, ':');) {
+    if (can_run((folder.empty() ? "." : folder) + "/" + program)) return true;
+  }
+  return false;
+}
+
+std::string fault_of_name(const Address& address) {
+  struct FreeAddresses {
+    void operator()(addrinfo* list) const { freeaddrinfo(list); }
+  };
+  if (address.host.empty()) return {};
+  addrinfo hints{};
+  hints.ai_socktype = SOCK_STREAM;
+  addrinfo* list = nullptr;
+  const int fault = getaddrinfo(address.host.c_str(), nullptr, &hints, &list);
+  const std::unique_ptr<addrinfo, FreeAddresses> owned(list);
+  return fault == 0 ? std::string() : gai_strerror(fault);
+}
+
+}  // namespace
+
+bool check_folders_and_programs(const ServerConfig& config, std::string& error) {
+  if (std::string fault = fault_of_data(config.data); !fault.empty()) {
+    error = config.origin("data") + ": " + fault;
+    return false;
+  }
+  if (!config.hook.empty() && !program_found(config.hook.front())) {
+    error = config.origin("hook") + ": there is no program " + config.hook.front();
+    return false;
+  }
+  const auto address = parse_address(config.listen);
+  const std::string fault = address ? fault_of_name(*address) : "it is no address";
+  if (!fault.empty()) {
+    error = config.origin("listen") + ": " + config.listen + ": " + fault;
+    return false;
+  }
+  return true;
+}
+
+}  // namespace nexad

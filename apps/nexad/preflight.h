@@ -1,0 +1,18 @@
+// Whether the folders, programs and names of the configuration are there, without using them.
+#ifndef APPS_NEXAD_PREFLIGHT_H_
+#define APPS_NEXAD_PREFLIGHT_H_
+
+#include <string>
+
+#include "server_config.h"
+
+namespace nexad {
+
+// False with `error` set, naming the setting: the data folder is none, or cannot be made or written
+// to; the hook's program cannot be found or run; the listen address is not of this machine's
+// families or its name is unknown.
+bool check_folders_and_programs(const ServerConfig& config, std::string& error);
+
+}  // namespace nexad
+
+#endif  // APPS_NEXAD_PREFLIGHT_H_

@@ -1,0 +1,108 @@
+// ServerBuilder, and in which order things end.
+#include "server.h"
+
+#include <grpc/grpc.h>
+#include <grpcpp/ext/proto_server_reflection_plugin.h>
+#include <grpcpp/health_check_service_interface.h>
+#include <grpcpp/impl/server_builder_option.h>
+#include <grpcpp/resource_quota.h>
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+#include <vector>
+
+namespace nexad {
+namespace {
+
+constexpr char kServiceName[] = "gnmi.gNMI";
+constexpr char kReflectionPlugin[] = "proto_server_reflection";
+// Clients may ask whether the server lives; more often than this is abuse.
+constexpr int kLeastPingIntervalMs = 10000;
+
+// The reflection library adds itself to every server of the process it is linked to.
+class WithoutReflection final : public grpc::ServerBuilderOption {
+ public:
+  void UpdateArguments(grpc::ChannelArguments*) override {}
+  void UpdatePlugins(std::vector<std::unique_ptr<grpc::ServerBuilderPlugin>>* plugins) override {
+    std::erase_if(*plugins, [](const auto& plugin) { return plugin->name() == kReflectionPlugin; });
+  }
+};
+
+int milliseconds(std::uint64_t value) {
+  return value == 0 ? std::numeric_limits<int>::max() : static_cast<int>(value);
+}
+
+int number(std::uint64_t value) {
+  return static_cast<int>(std::min<std::uint64_t>(value, std::numeric_limits<int>::max()));
+}
+
+void set_limits(const ServerConfig& config, grpc::ServerBuilder& builder) {
+  builder.SetMaxReceiveMessageSize(number(config.max_message_bytes));
+  builder.SetMaxSendMessageSize(-1);
+  builder.SetResourceQuota(
+      grpc::ResourceQuota("nexad").Resize(static_cast<std::size_t>(config.rpc_memory_bytes)));
+  const std::pair<const char*, int> arguments[] = {
+      {GRPC_ARG_MAX_CONCURRENT_STREAMS, number(config.max_streams_per_connection)},
+      {GRPC_ARG_SERVER_HANDSHAKE_TIMEOUT_MS, milliseconds(config.handshake_timeout_ms)},
+      {GRPC_ARG_KEEPALIVE_TIME_MS, milliseconds(config.keepalive_ms)},
+      {GRPC_ARG_KEEPALIVE_TIMEOUT_MS, milliseconds(config.keepalive_timeout_ms)},
+      {GRPC_ARG_KEEPALIVE_PERMIT_WITHOUT_CALLS, 1},
+      {GRPC_ARG_HTTP2_MIN_RECV_PING_INTERVAL_WITHOUT_DATA_MS, kLeastPingIntervalMs},
+      {GRPC_ARG_MAX_CONNECTION_IDLE_MS, milliseconds(config.connection_idle_ms)},
+      {GRPC_ARG_MAX_CONNECTION_AGE_MS, milliseconds(config.connection_age_ms)},
+  };
+  for (const auto& [name, value] : arguments) builder.AddChannelArgument(name, value);
+}
+
+}  // namespace
+
+std::unique_ptr<Server> Server::start(const ServerConfig& config, ListeningSockets sockets,
+                                      std::shared_ptr<grpc::ServerCredentials> credentials,
+                                      grpc::Service& service, std::string& error) {
+  grpc::EnableDefaultHealthCheckService(true);
+  if (config.reflection) grpc::reflection::InitProtoReflectionServerBuilderPlugin();
+  auto result = std::make_unique<Server>(Passkey{});
+  result->credentials_ = std::move(credentials);
+  grpc::ServerBuilder builder;
+  set_limits(config, builder);
+  if (!config.reflection) builder.SetOption(std::make_unique<WithoutReflection>());
+  builder.RegisterService(&service);
+  result->acceptor_ = builder.experimental().AddExternalConnectionAcceptor(
+      grpc::ServerBuilder::experimental_type::ExternalConnectionType::FROM_FD,
+      result->credentials_);
+  result->server_ = builder.BuildAndStart();
+  if (result->server_ == nullptr) {
+    error = "the gRPC server cannot be started; --log-level debug shows why";
+    return nullptr;
+  }
+  result->server_->GetHealthCheckService()->SetServingStatus(kServiceName, true);
+  auto* acceptor = result->acceptor_.get();
+  result->listener_ = std::make_unique<Listener>(
+      std::move(sockets), static_cast<std::size_t>(config.max_connections),
+      [acceptor](int listening_socket, int connection) {
+        grpc::experimental::ExternalConnectionAcceptor::NewConnectionParameters parameters;
+        parameters.listener_fd = listening_socket;
+        parameters.fd = connection;
+        acceptor->HandleNewConnection(&parameters);
+      });
+  if (!result->listener_->start()) {
+    error = "no thread or descriptor to be had for accepting connections";
+    result->stop({}, std::chrono::milliseconds(0));
+    return nullptr;
+  }
+  return result;
+}
+
+Server::~Server() {
+  if (listener_ != nullptr) listener_->stop();
+}
+
+void Server::stop(const EndStreams& end_streams, std::chrono::milliseconds grace) {
+  listener_->stop();
+  server_->GetHealthCheckService()->SetServingStatus(false);
+  if (end_streams) end_streams();
+  server_->Shutdown(std::chrono::system_clock::now() + grace);
+}
+
+}  // namespace nexad

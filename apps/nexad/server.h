@@ -1,0 +1,52 @@
+// The gRPC server around a service: its limits, its health, and connections from a Listener.
+#ifndef APPS_NEXAD_SERVER_H_
+#define APPS_NEXAD_SERVER_H_
+
+#include <grpcpp/grpcpp.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "listener.h"
+#include "server_config.h"
+
+namespace nexad {
+
+class Server {
+  struct Passkey {};
+
+ public:
+  // What the service needs to end its streams; called between the end of new connections and the
+  // end of the server.
+  using EndStreams = std::function<void()>;
+
+  // Serves on the sockets from now on. `service` outlives the server. nullptr with `error` set when
+  // gRPC or the machine cannot.
+  static std::unique_ptr<Server> start(const ServerConfig& config, ListeningSockets sockets,
+                                       std::shared_ptr<grpc::ServerCredentials> credentials,
+                                       grpc::Service& service, std::string& error);
+  explicit Server(Passkey) {}
+  ~Server();
+  Server(const Server&) = delete;
+  Server& operator=(const Server&) = delete;
+
+  // Takes no more connections, tells health watchers NOT_SERVING, ends the streams, and gives calls
+  // in hand `grace` to end. Afterwards nothing of the service runs. Once.
+  void stop(const EndStreams& end_streams, std::chrono::milliseconds grace);
+
+  const Address& address() const { return listener_->address(); }
+  ListenerCounts connections() { return listener_->counts(); }
+
+ private:
+  // gRPC asks the credentials for certificates at each handshake, so they go last.
+  std::shared_ptr<grpc::ServerCredentials> credentials_;
+  std::unique_ptr<grpc::experimental::ExternalConnectionAcceptor> acceptor_;
+  std::unique_ptr<grpc::Server> server_;
+  std::unique_ptr<Listener> listener_;
+};
+
+}  // namespace nexad
+
+#endif  // APPS_NEXAD_SERVER_H_

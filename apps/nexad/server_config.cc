@@ -1,0 +1,70 @@
+// What the settings have to do with each other.
+#include "server_config.h"
+
+#include "address.h"
+#include "log.h"
+
+namespace nexad {
+namespace {
+
+std::string missing(const char* flag, const char* what) {
+  return std::string(flag) + " is missing: " + what;
+}
+
+std::string fault_of_tls(const ServerConfig& config) {
+  const char* const tls_settings[] = {"tls-cert", "tls-key", "tls-ca"};
+  for (const char* setting : tls_settings) {
+    if (config.insecure && config.given(setting)) {
+      return config.origin("insecure") + " and " + config.origin(setting) +
+             " contradict each other: connections are encrypted or they are not";
+    }
+  }
+  if (config.insecure) return {};
+  if (config.tls_cert.empty() && config.tls_key.empty()) {
+    return "--tls-cert and --tls-key are missing: connections are encrypted unless --insecure is "
+           "given";
+  }
+  if (config.tls_cert.empty()) return missing("--tls-cert", "the private key has no certificate");
+  if (config.tls_key.empty()) return missing("--tls-key", "the certificate has no private key");
+  return {};
+}
+
+std::string fault_of_addresses(const ServerConfig& config) {
+  if (!parse_address(config.listen)) {
+    return config.origin("listen") + ": \"" + config.listen +
+           "\" is not HOST:PORT, [IPV6]:PORT or :PORT";
+  }
+  if (config.metrics == "off") return {};
+  const auto address = parse_address(config.metrics);
+  if (!address || address->host.empty()) {
+    return config.origin("metrics") + ": \"" + config.metrics +
+           "\" is neither HOST:PORT nor \"off\"";
+  }
+  return {};
+}
+
+}  // namespace
+
+std::string ServerConfig::origin(const std::string& setting) const {
+  const auto found = origins.find(setting);
+  return found == origins.end() ? "--" + setting : found->second;
+}
+
+std::string fault_of(const ServerConfig& config) {
+  if (config.yang_dirs.empty()) {
+    return missing("--yang-dir", "without YANG modules there is nothing to serve");
+  }
+  if (config.data.empty()) return missing("--data", "the configuration is kept in that folder");
+  if (std::string fault = fault_of_tls(config); !fault.empty()) return fault;
+  if (std::string fault = fault_of_addresses(config); !fault.empty()) return fault;
+  if (config.hook_at_start && config.hook.empty()) {
+    return config.origin("hook-at-start") + " needs a program: --hook is missing";
+  }
+  if (!is_log_level(config.log_level)) {
+    return config.origin("log-level") + ": \"" + config.log_level +
+           "\" is none of debug, info, warning, error";
+  }
+  return {};
+}
+
+}  // namespace nexad

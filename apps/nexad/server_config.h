@@ -1,0 +1,78 @@
+// Everything that the server can be told, with what holds when it is not told.
+#ifndef APPS_NEXAD_SERVER_CONFIG_H_
+#define APPS_NEXAD_SERVER_CONFIG_H_
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace nexad {
+
+inline constexpr char kDefaultMetrics[] = "127.0.0.1:9340";
+
+struct ServerConfig {
+  // Schema and data.
+  std::vector<std::string> yang_dirs;
+  std::vector<std::string> modules;                          // empty: all of the folders
+  std::map<std::string, std::vector<std::string>> features;  // by module
+  bool strict = false;
+  std::string data;
+  std::uint64_t commits_per_snapshot = 1000;
+  std::uint64_t history_limit = 100000;
+  bool no_linux_state = false;
+
+  // Who is served, and where.
+  std::string listen = "127.0.0.1:9339";
+  std::string tls_cert;
+  std::string tls_key;
+  std::string tls_ca;
+  bool insecure = false;
+  std::string users;
+
+  // The commit hook: program and arguments.
+  std::vector<std::string> hook;
+  std::uint64_t hook_timeout_ms = 10000;
+  bool hook_at_start = false;
+
+  // Operation.
+  std::string metrics = kDefaultMetrics;  // or "off"
+  bool reflection = false;
+  std::string log_level = "info";
+  std::string ready_file;
+
+  // Limits of connections. 0 is "none" where the option's help says so.
+  std::uint64_t max_connections = 1000;
+  std::uint64_t max_streams_per_connection = 100;
+  std::uint64_t max_message_bytes = 16U << 20U;
+  std::uint64_t rpc_memory_bytes = 256U << 20U;
+  std::uint64_t handshake_timeout_ms = 10000;
+  std::uint64_t keepalive_ms = 60000;
+  std::uint64_t keepalive_timeout_ms = 20000;
+  std::uint64_t connection_idle_ms = 900000;
+  std::uint64_t connection_age_ms = 0;
+
+  // Limits of requests.
+  std::uint64_t max_operations = 100000;
+  std::uint64_t max_paths = 1000;
+  std::uint64_t max_subscriptions = 10000;
+  std::uint64_t stream_queue_bytes = 8U << 20U;
+  std::uint64_t pending_sets = 1000;
+  std::uint64_t min_sample_interval_ms = 50;
+  std::uint64_t workers = 0;
+
+  // Where each setting was given, by name: "--listen", "NEXAD_LISTEN", "nexad.toml:3: listen".
+  std::map<std::string, std::string> origins;
+
+  // The setting's origin, or its flag when it was not given.
+  std::string origin(const std::string& setting) const;
+  bool given(const std::string& setting) const { return origins.count(setting) != 0; }
+};
+
+// What is wrong with the configuration as a whole, naming the settings; empty when nothing is.
+// Looks at no file.
+std::string fault_of(const ServerConfig& config);
+
+}  // namespace nexad
+
+#endif  // APPS_NEXAD_SERVER_CONFIG_H_

@@ -1,0 +1,197 @@
+// The table, and how a text becomes a value.
+#include "settings.h"
+
+#include <charconv>
+#include <limits>
+
+namespace nexad {
+namespace {
+
+using Config = ServerConfig;
+
+constexpr std::uint64_t kMany = 1'000'000'000;
+constexpr std::uint64_t kDayMs = 86'400'000;
+constexpr std::uint64_t kMostBytes = std::numeric_limits<std::int32_t>::max();
+
+const std::vector<Setting> kSettings = {
+    {"yang-dir", "DIR", "Folder of YANG modules; give it again for more, searched in order",
+     Texts{&Config::yang_dirs}},
+    {"module", "NAME",
+     "Load only this module and what it imports; give it again for more. Without it every module "
+     "of the folders is loaded",
+     Texts{&Config::modules}},
+    {"feature", "MODULE:FEATURE",
+     "Enable this feature of the module, and of its features only those named so. Modules that are "
+     "not named have all of theirs",
+     Features{&Config::features}},
+    {"strict", "", "Take RFC 7951 and nothing else: no unqualified names that it does not allow",
+     Switch{&Config::strict}},
+    {"data", "DIR", "Folder of the configuration database; made when it is not there",
+     Text{&Config::data}},
+    {"commits-per-snapshot", "N", "Commits after which a snapshot is written",
+     Number{&Config::commits_per_snapshot, 1, kMany}},
+    {"history-limit", "N", "Commits kept beyond the newest snapshot; 0: all",
+     Number{&Config::history_limit, 0, kMany}},
+    {"no-linux-state", "", "Do not show this machine's network interfaces as state data",
+     Switch{&Config::no_linux_state}},
+    {"listen", "ADDRESS", "Where clients are served; port 0: any free one", Text{&Config::listen}},
+    {"tls-cert", "FILE", "The server's certificate, and those that lead to its root (PEM)",
+     Text{&Config::tls_cert}},
+    {"tls-key", "FILE", "The certificate's private key (PEM)", Text{&Config::tls_key}},
+    {"tls-ca", "FILE", "Clients have to show a certificate of one of these authorities (PEM)",
+     Text{&Config::tls_ca}},
+    {"insecure", "", "Serve without encryption", Switch{&Config::insecure}},
+    {"users", "FILE",
+     "Users, one a line: name:role:hash. Without it everybody who can connect may read and write",
+     Text{&Config::users}},
+    {"hook", "COMMAND", "Program that applies each commit, and may veto it",
+     Command{&Config::hook}},
+    {"hook-timeout-ms", "N", "Time that the program has",
+     Number{&Config::hook_timeout_ms, 1, kDayMs}},
+    {"hook-at-start", "", "Run the program once at start, with the whole configuration",
+     Switch{&Config::hook_at_start}},
+    {"metrics", "ADDRESS", "Where Prometheus finds the metrics, or \"off\"",
+     Text{&Config::metrics}},
+    {"reflection", "", "Offer gRPC server reflection", Switch{&Config::reflection}},
+    {"log-level", "LEVEL", "debug, info, warning or error", Text{&Config::log_level}},
+    {"ready-file", "FILE", "Write the address here once clients are served",
+     Text{&Config::ready_file}},
+    {"max-connections", "N", "Connections at a time; more are closed at once",
+     Number{&Config::max_connections, 1, kMany}},
+    {"max-streams-per-connection", "N", "Calls at a time on one connection",
+     Number{&Config::max_streams_per_connection, 1, kMany}},
+    {"max-message-bytes", "N", "Largest request",
+     Number{&Config::max_message_bytes, 1024, kMostBytes}},
+    {"rpc-memory-bytes", "N", "Memory for requests that are being received",
+     Number{&Config::rpc_memory_bytes, 1U << 20U, std::numeric_limits<std::int64_t>::max()}},
+    {"handshake-timeout-ms", "N", "Time that a new connection has until it speaks gRPC",
+     Number{&Config::handshake_timeout_ms, 100, kDayMs}},
+    {"keepalive-ms", "N", "Silence after which a client is asked whether it is there",
+     Number{&Config::keepalive_ms, 1000, kDayMs}},
+    {"keepalive-timeout-ms", "N", "Time that its answer may take",
+     Number{&Config::keepalive_timeout_ms, 100, kDayMs}},
+    {"connection-idle-ms", "N", "Time after which a connection without calls is closed; 0: never",
+     Number{&Config::connection_idle_ms, 0, kDayMs}},
+    {"connection-age-ms", "N", "Time after which a connection takes no new calls; 0: never",
+     Number{&Config::connection_age_ms, 0, kDayMs}},
+    {"max-operations", "N", "Operations of one Set", Number{&Config::max_operations, 1, kMany}},
+    {"max-paths", "N", "Paths of one Get or Subscribe", Number{&Config::max_paths, 1, kMany}},
+    {"max-subscriptions", "N", "Subscribe calls at a time",
+     Number{&Config::max_subscriptions, 1, kMany}},
+    {"stream-queue-bytes", "N", "Unsent bytes of a Subscribe call; one beyond it is ended",
+     Number{&Config::stream_queue_bytes, 1024, kMostBytes}},
+    {"pending-sets", "N", "Sets that wait for the writer; more are refused",
+     Number{&Config::pending_sets, 1, kMany}},
+    {"min-sample-interval-ms", "N", "Shortest sample interval, and what 0 means",
+     Number{&Config::min_sample_interval_ms, 1, kDayMs}},
+    {"workers", "N", "Threads that write answers; 0: as many as the machine has cores",
+     Number{&Config::workers, 0, 1024}},
+};
+
+std::string apply_number(const Number& number, std::string_view value, ServerConfig& config) {
+  std::uint64_t result = 0;
+  const char* const end = value.data() + value.size();
+  const auto [last, fault] = std::from_chars(value.data(), end, result, 10);
+  if (value.empty() || fault != std::errc() || last != end || result < number.least ||
+      result > number.most) {
+    return "\"" + std::string(value) + "\" is not a whole number from " +
+           std::to_string(number.least) + " to " + std::to_string(number.most);
+  }
+  config.*number.member = result;
+  return {};
+}
+
+std::string apply_feature(const Features& features, std::string_view value, ServerConfig& config) {
+  const auto colon = value.find(':');
+  if (colon == std::string_view::npos || colon == 0 || colon + 1 == value.size()) {
+    return "\"" + std::string(value) + "\" is not MODULE:FEATURE";
+  }
+  (config.*features.member)[std::string(value.substr(0, colon))].emplace_back(
+      value.substr(colon + 1));
+  return {};
+}
+
+struct Apply {
+  std::string_view value;
+  ServerConfig& config;
+
+  std::string operator()(const Text& text) const {
+    if (value.empty()) return "the value is empty";
+    config.*text.member = value;
+    return {};
+  }
+  std::string operator()(const Switch& toggle) const {
+    if (value != "true" && value != "false") {
+      return "\"" + std::string(value) + "\" is neither true nor false";
+    }
+    config.*toggle.member = value == "true";
+    return {};
+  }
+  std::string operator()(const Number& number) const { return apply_number(number, value, config); }
+  std::string operator()(const Texts& texts) const {
+    if (value.empty()) return "the value is empty";
+    (config.*texts.member).emplace_back(value);
+    return {};
+  }
+  std::string operator()(const Features& features) const {
+    return apply_feature(features, value, config);
+  }
+  std::string operator()(const Command& command) const {
+    std::vector<std::string> words;
+    if (!split_words(value, words)) return "a quote is not closed";
+    if (words.empty() || words.front().empty()) return "the program has no name";
+    config.*command.member = std::move(words);
+    return {};
+  }
+};
+
+}  // namespace
+
+const std::vector<Setting>& settings() { return kSettings; }
+
+bool Setting::takes_many() const {
+  return std::holds_alternative<Texts>(kind) || std::holds_alternative<Features>(kind);
+}
+
+std::string Setting::variable() const {
+  std::string text = "NEXAD_";
+  for (const char* c = name; *c != '\0'; ++c) {
+    text.push_back(*c == '-' ? '_' : static_cast<char>(*c - 'a' + 'A'));
+  }
+  return text;
+}
+
+std::string Setting::default_text() const {
+  static const ServerConfig defaults;
+  if (const auto* text = std::get_if<Text>(&kind)) return defaults.*text->member;
+  if (const auto* number = std::get_if<Number>(&kind)) {
+    return std::to_string(defaults.*number->member);
+  }
+  return {};
+}
+
+std::string Setting::apply(std::string_view value, ServerConfig& config) const {
+  return std::visit(Apply{value, config}, kind);
+}
+
+bool split_words(std::string_view text, std::vector<std::string>& words) {
+  bool in_word = false;
+  char quote = '\0';
+  for (const char c : text) {
+    const bool blank = c == ' ' || c == '\t' || c == '\n';
+    if (quote != '\0' ? c == quote : c == '"' || c == '\'') {
+      quote = quote != '\0' ? '\0' : c;
+      if (!in_word) words.emplace_back();
+      in_word = true;
+    } else if (quote == '\0' && blank) {
+      in_word = false;
+    } else {
+      if (!in_word) words.emplace_back();
+      in_word = true;
+      words.back().push_back(c);
+    }
+  }
+  return quote == '\0';
+}
+
+}  // namespace nexad

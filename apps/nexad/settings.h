@@ -1,0 +1,64 @@
+// The settings by name, each with its kind, its bounds and its help: one table for the command
+// line, the environment and the file.
+#ifndef APPS_NEXAD_SETTINGS_H_
+#define APPS_NEXAD_SETTINGS_H_
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "server_config.h"
+
+namespace nexad {
+
+struct Text {
+  std::string ServerConfig::*member;
+};
+struct Switch {
+  bool ServerConfig::*member;
+};
+struct Number {
+  std::uint64_t ServerConfig::*member;
+  std::uint64_t least;
+  std::uint64_t most;
+};
+// May be given several times.
+struct Texts {
+  std::vector<std::string> ServerConfig::*member;
+};
+// "MODULE:FEATURE", may be given several times.
+struct Features {
+  std::map<std::string, std::vector<std::string>> ServerConfig::*member;
+};
+// A program with its arguments: split at blanks, quotes "" and '' keep a word together.
+struct Command {
+  std::vector<std::string> ServerConfig::*member;
+};
+
+struct Setting {
+  const char* name;        // the flag without dashes, the key of the file
+  const char* value_name;  // how the help calls the value
+  const char* help;
+  std::variant<Text, Switch, Number, Texts, Features, Command> kind;
+
+  bool takes_many() const;
+  bool is_switch() const { return std::holds_alternative<Switch>(kind); }
+  // NEXAD_ and the name in capitals, dashes as underscores.
+  std::string variable() const;
+  // The value that holds when none is given; empty where there is none.
+  std::string default_text() const;
+  // Puts one value into `config`. What is wrong with it otherwise.
+  std::string apply(std::string_view value, ServerConfig& config) const;
+};
+
+const std::vector<Setting>& settings();
+
+// The words of a command line; false when a quote is not closed.
+bool split_words(std::string_view text, std::vector<std::string>& words);
+
+}  // namespace nexad
+
+#endif  // APPS_NEXAD_SETTINGS_H_

@@ -1,0 +1,42 @@
+// Listening sockets for one address: IPv4, IPv6 or both.
+#ifndef APPS_NEXAD_SOCKETS_H_
+#define APPS_NEXAD_SOCKETS_H_
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "address.h"
+
+namespace nexad {
+
+// A file descriptor that is closed with its owner.
+class Socket {
+ public:
+  Socket() = default;
+  explicit Socket(int fd) : fd_(fd) {}
+  Socket(Socket&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+  Socket& operator=(Socket&& other) noexcept;
+  ~Socket();
+
+  int get() const { return fd_; }
+  int release() { return std::exchange(fd_, -1); }
+
+ private:
+  int fd_ = -1;
+};
+
+struct ListeningSockets {
+  std::vector<Socket> sockets;
+  Address address;  // with the real port
+};
+
+// Sockets that listen, non-blocking, for every address that the host's name stands for; without a
+// host one for both families, or for IPv4 where the machine has no IPv6. With port 0 they share a
+// free one. No sockets and `error` set when one cannot be had.
+ListeningSockets open_listening_sockets(const Address& address, std::string& error);
+
+}  // namespace nexad
+
+#endif  // APPS_NEXAD_SOCKETS_H_

@@ -1,0 +1,40 @@
+// Certificate, private key and client authorities as files give them, judged before anything is
+// served with them.
+#ifndef APPS_NEXAD_TLS_MATERIAL_H_
+#define APPS_NEXAD_TLS_MATERIAL_H_
+
+#include <optional>
+#include <string>
+
+namespace nexad {
+
+struct TlsFiles {
+  std::string certificate;  // the server's own first, then those that lead to its root
+  std::string key;
+  std::string authorities;  // empty: clients are not asked for certificates
+};
+
+// PEM.
+struct TlsMaterial {
+  std::string certificate;
+  std::string key;
+  std::string authorities;
+  std::string expires;  // the server's certificate, for the log
+
+  bool operator==(const TlsMaterial& other) const {
+    return certificate == other.certificate && key == other.key && authorities == other.authorities;
+  }
+};
+
+// Reads the files as they stand. nullopt with `error` set when one cannot be read, is empty or too
+// large.
+std::optional<TlsMaterial> read_tls_files(const TlsFiles& files, std::string& error);
+
+// Whether TLS can be served with it: every certificate can be read, the key is not encrypted and
+// belongs to the certificate, which is valid today. Fills `expires`. What is wrong otherwise,
+// naming the file; empty when nothing is.
+std::string fault_of_tls(const TlsFiles& files, TlsMaterial& material);
+
+}  // namespace nexad
+
+#endif  // APPS_NEXAD_TLS_MATERIAL_H_

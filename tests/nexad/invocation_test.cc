@@ -1,0 +1,276 @@
+// Which source of a setting counts, and that every error names the flag, variable or line at fault.
+#include "invocation.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "settings.h"
+
+namespace {
+
+using namespace nexad;
+using Words = std::vector<std::string>;
+
+const Words kEnough{"--yang-dir", "yang", "--data", "data", "--insecure"};
+
+Words with(Words more) {
+  Words all = kEnough;
+  all.insert(all.end(), more.begin(), more.end());
+  return all;
+}
+
+ServerConfig config_of(const Words& arguments, const Environment& environment = {}) {
+  Invocation invocation;
+  std::string error;
+  EXPECT_TRUE(parse_invocation(arguments, environment, invocation, error)) << error;
+  return invocation.config;
+}
+
+std::string error_of(const Words& arguments, const Environment& environment = {}) {
+  Invocation invocation;
+  std::string error;
+  EXPECT_FALSE(parse_invocation(arguments, environment, invocation, error));
+  return error;
+}
+
+class ConfigFile : public testing::Test {
+ protected:
+  ConfigFile() { std::filesystem::create_directory(folder_); }
+  ~ConfigFile() override { std::filesystem::remove_all(folder_); }
+
+  Words file(const std::string& text) const {
+    std::ofstream(path_) << text;
+    return {"--config", path_};
+  }
+
+  const std::string folder_ = testing::TempDir() + "nexad_config_" + std::to_string(getpid());
+  const std::string path_ = folder_ + "/nexad.toml";
+};
+
+TEST(Invocation, FlagsGiveEverySetting) {
+  const ServerConfig config = config_of({"--yang-dir",
+                                         "a",
+                                         "--yang-dir",
+                                         "b",
+                                         "--module",
+                                         "m",
+                                         "--module",
+                                         "n",
+                                         "--feature",
+                                         "m:f",
+                                         "--feature",
+                                         "m:g",
+                                         "--data",
+                                         "d",
+                                         "--listen",
+                                         "[::1]:0",
+                                         "--tls-cert",
+                                         "c.pem",
+                                         "--tls-key",
+                                         "k.pem",
+                                         "--tls-ca",
+                                         "ca.pem",
+                                         "--users",
+                                         "u",
+                                         "--hook",
+                                         "apply 'a b'",
+                                         "--hook-timeout-ms",
+                                         "5",
+                                         "--hook-at-start",
+                                         "--metrics",
+                                         "off",
+                                         "--reflection",
+                                         "--strict",
+                                         "--log-level",
+                                         "debug",
+                                         "--max-connections",
+                                         "7"});
+  EXPECT_EQ(config.yang_dirs, (Words{"a", "b"}));
+  EXPECT_EQ(config.modules, (Words{"m", "n"}));
+  EXPECT_EQ(config.features.at("m"), (Words{"f", "g"}));
+  EXPECT_EQ(config.data, "d");
+  EXPECT_EQ(config.listen, "[::1]:0");
+  EXPECT_EQ(config.tls_ca, "ca.pem");
+  EXPECT_EQ(config.hook, (Words{"apply", "a b"}));
+  EXPECT_EQ(config.hook_timeout_ms, 5U);
+  EXPECT_TRUE(config.hook_at_start);
+  EXPECT_EQ(config.metrics, "off");
+  EXPECT_TRUE(config.reflection);
+  EXPECT_TRUE(config.strict);
+  EXPECT_EQ(config.log_level, "debug");
+  EXPECT_EQ(config.max_connections, 7U);
+}
+
+TEST(Invocation, DefaultsAreSafe) {
+  const ServerConfig config = config_of(kEnough);
+  EXPECT_EQ(config.listen, "127.0.0.1:9339");
+  EXPECT_EQ(config.metrics, "127.0.0.1:9340");
+  EXPECT_EQ(config.max_message_bytes, 16777216U);
+  EXPECT_FALSE(config.reflection);
+  EXPECT_FALSE(config.given("metrics"));
+}
+
+TEST_F(ConfigFile, FlagsCountMoreThanVariablesAndThoseMoreThanTheFile) {
+  const Words arguments =
+      with(file("listen = '127.0.0.1:1'\nusers = 'f'\nlog-level = 'error'\n"
+                "module = ['x', 'y']\nmax-paths = 3\n"));
+  Words flags = arguments;
+  flags.insert(flags.end(), {"--listen", "127.0.0.1:3", "--module", "z"});
+  const Environment environment{{"NEXAD_LISTEN", "127.0.0.1:2"}, {"NEXAD_USERS", "e"}};
+  const ServerConfig config = config_of(flags, environment);
+  EXPECT_EQ(config.listen, "127.0.0.1:3");
+  EXPECT_EQ(config.users, "e");
+  EXPECT_EQ(config.log_level, "error");
+  EXPECT_EQ(config.modules, Words{"z"});
+  EXPECT_EQ(config.max_paths, 3U);
+  EXPECT_EQ(config.origin("listen"), "--listen");
+  EXPECT_EQ(config.origin("users"), "NEXAD_USERS");
+  EXPECT_EQ(config.origin("max-paths"), path_ + ":5: max-paths");
+}
+
+TEST_F(ConfigFile, ASwitchOfTheFileCanBeTakenBack) {
+  const Words arguments = file("yang-dir = 'y'\ndata = 'd'\ninsecure = true\nreflection = true\n");
+  EXPECT_TRUE(config_of(arguments).reflection);
+  EXPECT_FALSE(config_of(arguments, {{"NEXAD_REFLECTION", "false"}}).reflection);
+  Words flags = arguments;
+  flags.push_back("--reflection=false");
+  EXPECT_FALSE(config_of(flags).reflection);
+}
+
+TEST_F(ConfigFile, TheFileCanBeNamedByAVariable) {
+  file("yang-dir = ['y']\ndata = 'd'\ninsecure = true\n");
+  EXPECT_EQ(config_of({}, {{"NEXAD_CONFIG", path_}}).data, "d");
+}
+
+TEST(Invocation, ListsInVariablesAreSeparatedByCommas) {
+  const ServerConfig config = config_of(
+      kEnough,
+      {{"NEXAD_MODULE", "a,b"}, {"NEXAD_FEATURE", "a:f,b:g"}, {"NEXAD_SERVICE_HOST", "10.0.0.1"}});
+  EXPECT_EQ(config.modules, (Words{"a", "b"}));
+  EXPECT_EQ(config.features.at("b"), Words{"g"});
+}
+
+TEST(Invocation, NamesTheFlagAtFault) {
+  EXPECT_EQ(error_of(with({"--max-connections", "many"})),
+            "--max-connections: \"many\" is not a whole number from 1 to 1000000000");
+  EXPECT_EQ(error_of(with({"--max-connections", "0"})),
+            "--max-connections: \"0\" is not a whole number from 1 to 1000000000");
+  EXPECT_EQ(error_of(with({"--listen", "here"})),
+            "--listen: \"here\" is not HOST:PORT, [IPV6]:PORT or :PORT");
+  EXPECT_EQ(error_of(with({"--listen", "127.0.0.1:65536"})),
+            "--listen: \"127.0.0.1:65536\" is not HOST:PORT, [IPV6]:PORT or :PORT");
+  EXPECT_EQ(error_of(with({"--metrics", "on"})),
+            "--metrics: \"on\" is neither HOST:PORT nor \"off\"");
+  EXPECT_EQ(error_of(with({"--feature", "f"})), "--feature: \"f\" is not MODULE:FEATURE");
+  EXPECT_EQ(error_of(with({"--hook", "a 'b"})), "--hook: a quote is not closed");
+  EXPECT_EQ(error_of(with({"--log-level", "loud"})),
+            "--log-level: \"loud\" is none of debug, info, warning, error");
+  EXPECT_EQ(error_of(with({"--data", "other"})), "--data is given more than once");
+  EXPECT_EQ(error_of(with({"--hook-at-start"})),
+            "--hook-at-start needs a program: --hook is missing");
+  EXPECT_NE(error_of(with({"--lisen", "x"})).find("--lisen"), std::string::npos);
+}
+
+TEST(Invocation, NamesTheVariableAtFault) {
+  EXPECT_EQ(error_of(kEnough, {{"NEXAD_STRICT", "yes"}}),
+            "NEXAD_STRICT: \"yes\" is neither true nor false");
+  EXPECT_EQ(error_of(kEnough, {{"NEXAD_TLS_CERT", "c"}}),
+            "--insecure and NEXAD_TLS_CERT contradict each other: connections are encrypted or "
+            "they are not");
+}
+
+TEST_F(ConfigFile, NamesTheLineAtFault) {
+  EXPECT_EQ(error_of(with(file("\nlisen = 'x'\n"))), path_ + ":2: there is no setting \"lisen\"");
+  EXPECT_EQ(error_of(with(file("[limits]\nmax-paths = 1\n"))),
+            path_ + ":1: there is no setting \"limits\"");
+  EXPECT_EQ(error_of(with(file("max-paths = '1'\n"))),
+            path_ + ":1: max-paths: the value has to be a whole number");
+  EXPECT_EQ(error_of(with(file("# limits\nmax-paths = -1\n"))),
+            path_ + ":2: max-paths: \"-1\" is not a whole number from 1 to 1000000000");
+  EXPECT_EQ(error_of(with(file("module = [1]\n"))),
+            path_ + ":1: module: the value has to be a list of strings");
+  EXPECT_EQ(error_of(with(file("reflection = 'true'\n"))),
+            path_ + ":1: reflection: the value has to be true or false");
+  EXPECT_EQ(error_of(with(file("tls-ca = 'ca'\n"))),
+            "--insecure and " + path_ +
+                ":1: tls-ca contradict each other: connections are encrypted or they are not");
+  const std::string syntax = error_of(with(file("listen = 'a'\nusers = \n")));
+  EXPECT_EQ(syntax.substr(0, path_.size() + 3), path_ + ":2:");
+}
+
+TEST(Invocation, NamesAFileThatIsNotThere) {
+  EXPECT_EQ(error_of(with({"--config", "no/such.toml"})),
+            "no/such.toml: cannot be read: No such file or directory");
+}
+
+TEST(Invocation, SaysWhatIsMissing) {
+  EXPECT_EQ(error_of({"--data", "d", "--insecure"}),
+            "--yang-dir is missing: without YANG modules there is nothing to serve");
+  EXPECT_EQ(error_of({"--yang-dir", "y", "--insecure"}),
+            "--data is missing: the configuration is kept in that folder");
+  EXPECT_EQ(error_of({"--yang-dir", "y", "--data", "d"}),
+            "--tls-cert and --tls-key are missing: connections are encrypted unless --insecure is "
+            "given");
+  EXPECT_EQ(error_of({"--yang-dir", "y", "--data", "d", "--tls-cert", "c"}),
+            "--tls-key is missing: the certificate has no private key");
+  EXPECT_EQ(error_of({"--yang-dir", "y", "--data", "d", "--tls-key", "k"}),
+            "--tls-cert is missing: the private key has no certificate");
+}
+
+TEST(Invocation, KnowsItsActions) {
+  const auto action = [](const Words& arguments) {
+    Invocation invocation;
+    std::string error;
+    EXPECT_TRUE(parse_invocation(arguments, {}, invocation, error)) << error;
+    return invocation.action;
+  };
+  EXPECT_EQ(action(kEnough), Action::kServe);
+  EXPECT_EQ(action(with({"--check-config"})), Action::kCheckConfig);
+  EXPECT_EQ(action({"hash-password"}), Action::kHashPassword);
+  EXPECT_EQ(action({"--hash-password"}), Action::kHashPassword);
+  EXPECT_EQ(action({"--help"}), Action::kShow);
+  EXPECT_EQ(action({"--version"}), Action::kShow);
+}
+
+TEST(SplitWords, KeepsQuotedWordsTogether) {
+  const auto words = [](const char* text) {
+    Words result;
+    EXPECT_TRUE(split_words(text, result)) << text;
+    return result;
+  };
+  EXPECT_EQ(words("  a  b\t"), (Words{"a", "b"}));
+  EXPECT_EQ(words("a 'b c' \"d 'e\""), (Words{"a", "b c", "d 'e"}));
+  EXPECT_EQ(words("a''b ''"), (Words{"ab", ""}));
+  EXPECT_EQ(words(""), Words{});
+}
+
+// The example shows every setting, commented out, with the value that holds without it.
+TEST_F(ConfigFile, TheExampleListsEverySettingWithItsDefault) {
+  std::ifstream example(NEXA_SOURCE_DIR "/apps/nexad/nexad.toml.example");
+  ASSERT_TRUE(example);
+  std::string text;
+  for (std::string line; std::getline(example, line);) {
+    if (line.starts_with("#") && !line.starts_with("# ") && line.size() > 1) line.erase(0, 1);
+    text += line + "\n";
+  }
+  const ServerConfig config = config_of(file(text));
+  const ServerConfig defaults;
+  for (const Setting& setting : settings()) {
+    EXPECT_TRUE(config.given(setting.name)) << setting.name;
+    if (const auto* number = std::get_if<Number>(&setting.kind)) {
+      EXPECT_EQ(config.*number->member, defaults.*number->member) << setting.name;
+    }
+    const std::string usual = setting.default_text();
+    const auto* word = std::get_if<Text>(&setting.kind);
+    if (word != nullptr && !usual.empty()) {
+      EXPECT_EQ(config.*word->member, usual) << setting.name;
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,165 @@
+// The accept loop: every family, the limit on connections, and life after the descriptors ran out.
+#include "listener.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <vector>
+
+#include "raw_client.h"
+
+namespace {
+
+using namespace nexad;
+using namespace std::chrono_literals;
+using nexad_test::RawClient;
+
+bool becomes_true(const std::function<bool()>& condition) {
+  for (int i = 0; i < 500; ++i) {
+    if (condition()) return true;
+    std::this_thread::sleep_for(10ms);
+  }
+  return false;
+}
+
+// A listener whose connections are kept, as gRPC would.
+class Held {
+ public:
+  explicit Held(const char* address, std::size_t limit = 100) {
+    std::string error;
+    ListeningSockets sockets = open_listening_sockets(*parse_address(address), error);
+    EXPECT_FALSE(sockets.sockets.empty()) << error;
+    listener_.emplace(std::move(sockets), limit, [this](int, int connection) {
+      const std::lock_guard lock(mutex_);
+      connections_.emplace_back(connection);
+    });
+    EXPECT_TRUE(listener_->start());
+  }
+
+  Listener& operator*() { return *listener_; }
+  Listener* operator->() { return &*listener_; }
+  void close_all() {
+    const std::lock_guard lock(mutex_);
+    connections_.clear();
+  }
+
+ private:
+  std::mutex mutex_;
+  std::vector<Socket> connections_;
+  std::optional<Listener> listener_;
+};
+
+TEST(OpenListeningSockets, FindsAFreePortForPortZero) {
+  std::string error;
+  const auto sockets = open_listening_sockets(*parse_address("127.0.0.1:0"), error);
+  ASSERT_EQ(sockets.sockets.size(), 1U) << error;
+  EXPECT_NE(sockets.address.port, 0);
+  EXPECT_NE(fcntl(sockets.sockets[0].get(), F_GETFD) & FD_CLOEXEC, 0);
+}
+
+TEST(OpenListeningSockets, SaysWhyAnAddressCannotBeHad) {
+  std::string error;
+  const auto first = open_listening_sockets(*parse_address("127.0.0.1:0"), error);
+  EXPECT_TRUE(open_listening_sockets(first.address, error).sockets.empty());
+  EXPECT_EQ(error, first.address.text() + ": Address already in use");
+  EXPECT_TRUE(open_listening_sockets(*parse_address("192.0.2.1:0"), error).sockets.empty());
+  EXPECT_EQ(error, "192.0.2.1:0: Cannot assign requested address");
+}
+
+TEST(Listener, ServesBothFamiliesOnOnePort) {
+  Held held(":0");
+  const RawClient four({"127.0.0.1", held->address().port});
+  EXPECT_TRUE(becomes_true([&] { return held->counts().open == 1; }));
+  if (access("/proc/net/if_inet6", R_OK) != 0) GTEST_SKIP() << "the machine has no IPv6";
+  const RawClient six({"::1", held->address().port});
+  EXPECT_TRUE(becomes_true([&] { return held->counts().open == 2; }));
+}
+
+TEST(Listener, ServesEveryAddressOfAName) {
+  Held held("localhost:0");
+  const RawClient client({"127.0.0.1", held->address().port});
+  EXPECT_TRUE(becomes_true([&] { return held->counts().open == 1; }));
+}
+
+TEST(Listener, ClosesConnectionsBeyondTheLimitAtOnceAndTakesOthersLater) {
+  Held held("127.0.0.1:0", 2);
+  const RawClient first(held->address());
+  const RawClient second(held->address());
+  const RawClient third(held->address());
+  EXPECT_TRUE(third.is_closed_within(5s));
+  EXPECT_FALSE(first.is_closed_within(50ms));
+  EXPECT_EQ(held->counts().open, 2U);
+  EXPECT_EQ(held->counts().over_limit, 1U);
+  held.close_all();
+  EXPECT_EQ(held->counts().open, 0U);
+  const RawClient fourth(held->address());
+  EXPECT_TRUE(becomes_true([&] { return held->counts().accepted == 3; }));
+  EXPECT_FALSE(fourth.is_closed_within(50ms));
+}
+
+TEST(Listener, MakesRoomByItselfWhenConnectionsEnded) {
+  Held held("127.0.0.1:0", 1);
+  {
+    const RawClient first(held->address());
+    ASSERT_TRUE(becomes_true([&] { return held->counts().open == 1; }));
+  }
+  held.close_all();
+  std::vector<RawClient> clients;
+  EXPECT_TRUE(becomes_true([&] {
+    clients.emplace_back(held->address());
+    return !clients.back().is_closed_within(20ms);
+  }));
+}
+
+TEST(Listener, CountsConnectionsByWhatIsOpenNotByDescriptor) {
+  Held held("127.0.0.1:0");
+  const RawClient first(held->address());
+  ASSERT_TRUE(becomes_true([&] { return held->counts().open == 1; }));
+  held.close_all();
+  const Socket another(open("/dev/null", O_RDONLY | O_CLOEXEC));
+  const Socket more(open("/dev/null", O_RDONLY | O_CLOEXEC));
+  EXPECT_EQ(held->counts().open, 0U);
+}
+
+TEST(Listener, StopsAndRefusesAfterwards) {
+  Held held("127.0.0.1:0");
+  held->stop();
+  std::string error;
+  EXPECT_FALSE(open_listening_sockets(held->address(), error).sockets.empty()) << error;
+}
+
+// Runs in a process of its own, which has hardly any descriptors left. Its exit status is the step
+// that failed.
+int accept_with_exhausted_descriptors() {
+  Held held("127.0.0.1:0");
+  std::optional<RawClient> early(held->address());
+  if (!becomes_true([&] { return held->counts().open == 1; })) return 1;
+  std::vector<RawClient> waiting;
+  std::vector<Socket> hoard;
+  const rlimit few{64, 64};
+  if (setrlimit(RLIMIT_NOFILE, &few) != 0) return 2;
+  for (int fd = 0; (fd = open("/dev/null", O_RDONLY)) >= 0;) hoard.emplace_back(fd);
+  hoard.pop_back();
+  waiting.emplace_back(held->address());  // takes the last one
+  if (!waiting.back().is_closed_within(5s)) return 3;
+  if (held->counts().no_resource == 0) return 4;
+  hoard.clear();
+  const RawClient late(held->address());
+  if (!becomes_true([&] { return held->counts().accepted == 2; })) return 5;
+  return late.is_closed_within(50ms) ? 6 : 0;
+}
+
+TEST(Listener, AcceptsAgainAfterDescriptorsRanOut) {
+  EXPECT_EXIT(_exit(accept_with_exhausted_descriptors()), testing::ExitedWithCode(0), "");
+}
+
+}  // namespace

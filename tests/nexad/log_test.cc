@@ -1,0 +1,105 @@
+// What the log makes of lines, ours and the libraries'.
+#include "log.h"
+
+#include <fcntl.h>
+#include <grpc/support/log.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+namespace {
+
+using namespace nexad;
+
+// What the log writes, of a process that ends with the test: the log is opened once for each.
+std::string log_of(const char* level, bool journal) {
+  const std::string path = testing::TempDir() + "nexad_log_" + std::to_string(getpid());
+  const int file = open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  const int before = dup(STDERR_FILENO);
+  dup2(file, STDERR_FILENO);
+  if (journal) {
+    struct stat status {};
+    fstat(file, &status);
+    setenv("JOURNAL_STREAM",
+           (std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino)).c_str(), 1);
+  }
+  start_log(level);
+  log_debug("detail");
+  log_info("told\nforged: line\x1b[0m");
+  log_error("wrong");
+  log_audit("alice set");
+  gpr_log("rooms/of/the/library.cc", 7, GPR_LOG_SEVERITY_ERROR, "%s", "refused");
+  gpr_log("rooms/of/the/library.cc", 8, GPR_LOG_SEVERITY_DEBUG, "%s", "walked");
+  dup2(before, STDERR_FILENO);
+  std::ifstream in(path);
+  unlink(path.c_str());
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+void expect_log(const char* level, bool journal, const std::string& expected) {
+  std::string text = log_of(level, journal);
+  std::string without_times;
+  while (!text.empty()) {
+    std::string line = text.substr(0, text.find('\n') + 1);
+    text.erase(0, line.size());
+    if (!journal) line.erase(0, std::string("2026-01-01T00:00:00.000Z ").size());
+    without_times += line;
+  }
+  if (without_times != expected) {
+    std::fprintf(stderr, "the log was:\n%s", without_times.c_str());
+    _exit(1);
+  }
+  _exit(0);
+}
+
+TEST(Log, WritesOneLineForEachEvent) {
+  EXPECT_EXIT(expect_log("info", false,
+                         "info nexad: told\\nforged: line\\x1b[0m\n"
+                         "error nexad: wrong\n"
+                         "info audit: alice set\n"
+                         "error library: rooms/of/the/library.cc:7] refused\n"),
+              testing::ExitedWithCode(0), "");
+}
+
+TEST(Log, ShowsEverythingAtDebug) {
+  EXPECT_EXIT(expect_log("debug", false,
+                         "debug nexad: detail\n"
+                         "info nexad: told\\nforged: line\\x1b[0m\n"
+                         "error nexad: wrong\n"
+                         "info audit: alice set\n"
+                         "error library: rooms/of/the/library.cc:7] refused\n"
+                         "debug library: rooms/of/the/library.cc:8] walked\n"),
+              testing::ExitedWithCode(0), "");
+}
+
+TEST(Log, KeepsTheAuditWhateverTheLevel) {
+  EXPECT_EXIT(expect_log("error", false,
+                         "error nexad: wrong\n"
+                         "info audit: alice set\n"
+                         "error library: rooms/of/the/library.cc:7] refused\n"),
+              testing::ExitedWithCode(0), "");
+}
+
+TEST(Log, GivesPrioritiesAndNoTimesToTheJournal) {
+  EXPECT_EXIT(expect_log("info", true,
+                         "<6>nexad: told\\nforged: line\\x1b[0m\n"
+                         "<3>nexad: wrong\n"
+                         "<6>audit: alice set\n"
+                         "<3>library: rooms/of/the/library.cc:7] refused\n"),
+              testing::ExitedWithCode(0), "");
+}
+
+TEST(IsLogLevel, KnowsFour) {
+  EXPECT_TRUE(is_log_level("debug"));
+  EXPECT_TRUE(is_log_level("warning"));
+  EXPECT_FALSE(is_log_level("Info"));
+  EXPECT_FALSE(is_log_level(""));
+}
+
+}  // namespace
