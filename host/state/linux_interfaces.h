@@ -10,9 +10,11 @@
 
 namespace nexa::host {
 
-// `sysfs` is the folder that has class/net; another one serves tests. The type identity and the
-// features (if-mib for if-index and admin-status) come from the loaded schema: values whose node or
-// identity is not loaded are left out.
+// `sysfs` is the folder that has class/net; another one serves tests. "proc/stat" beside it tells
+// when the machine started (discontinuity-time). interface_counters.h has the table of statistics.
+// The identities of types and the features (if-mib for if-index and admin-status) come from the
+// loaded schema. Left out are values whose node or identity is not loaded, values that cannot be
+// read, and interfaces whose name a YANG string cannot hold.
 std::unique_ptr<StateProvider> make_linux_interfaces(std::string sysfs = "/sys");
 
 }  // namespace nexa::host
