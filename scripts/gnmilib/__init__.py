@@ -1,1 +1,1 @@
-"""A small gNMI client on Debian's python3-grpcio: what gnmi-client, the demo, the soak and the tests share."""
+"""A small gNMI client on Debian's python3-grpcio, for gnmi-client, the soak and the tests."""

@@ -1,4 +1,4 @@
-"""One gNMI server as a Python object: capabilities, get, set, subscribe. Errors are grpc.RpcError."""
+"""A gNMI server as a Python object: capabilities, get, set, subscribe. Errors: grpc.RpcError."""
 
 import json
 import queue
@@ -10,8 +10,13 @@ from gnmilib.stubs import load
 
 gnmi, gnmi_grpc = load()
 
-ENCODINGS = {"json": gnmi.JSON, "json_ietf": gnmi.JSON_IETF, "bytes": gnmi.BYTES,
-             "proto": gnmi.PROTO, "ascii": gnmi.ASCII}
+ENCODINGS = {
+    "json": gnmi.JSON,
+    "json_ietf": gnmi.JSON_IETF,
+    "bytes": gnmi.BYTES,
+    "proto": gnmi.PROTO,
+    "ascii": gnmi.ASCII,
+}
 TYPES = {name: number for name, number in gnmi.GetRequest.DataType.items()}
 
 
@@ -48,10 +53,27 @@ def _read(name):
 class Client:
     """Every Client has a connection of its own. `credentials` are names of PEM files."""
 
-    def __init__(self, address, *, insecure=False, ca=None, cert=None, key=None, server_name=None,
-                 user=None, password=None, timeout=20, options=()):
-        options = [("grpc.max_receive_message_length", -1), ("grpc.max_send_message_length", -1),
-                   ("grpc.use_local_subchannel_pool", 1), ("grpc.enable_http_proxy", 0), *options]
+    def __init__(
+        self,
+        address,
+        *,
+        insecure=False,
+        ca=None,
+        cert=None,
+        key=None,
+        server_name=None,
+        user=None,
+        password=None,
+        timeout=20,
+        options=(),
+    ):
+        options = [
+            ("grpc.max_receive_message_length", -1),
+            ("grpc.max_send_message_length", -1),
+            ("grpc.use_local_subchannel_pool", 1),
+            ("grpc.enable_http_proxy", 0),
+            *options,
+        ]
         if server_name:
             options.append(("grpc.ssl_target_name_override", server_name))
         if insecure:
@@ -84,16 +106,20 @@ class Client:
         return self._ask(self.stub.Get, request)
 
     def get(self, *wanted, type="ALL", encoding="json_ietf", prefix=None):
-        request = gnmi.GetRequest(path=[as_path(path) for path in wanted], type=TYPES[type],
-                                  encoding=ENCODINGS[encoding])
+        request = gnmi.GetRequest(
+            path=[as_path(path) for path in wanted], type=TYPES[type], encoding=ENCODINGS[encoding]
+        )
         if prefix is not None:
             request.prefix.CopyFrom(as_path(prefix))
         return self.get_request(request)
 
     def value(self, path, **how):
         """The one value at `path`, as Python has it."""
-        updates = [update for notification in self.get(path, **how).notification
-                   for update in notification.update]
+        updates = [
+            update
+            for notification in self.get(path, **how).notification
+            for update in notification.update
+        ]
         if len(updates) != 1:
             raise LookupError(f"{len(updates)} values at {path}")
         return python_value(updates[0].val)
@@ -103,9 +129,11 @@ class Client:
 
     def set(self, *, update=(), replace=(), delete=(), prefix=None):
         """`update` and `replace`: pairs of path and value; `delete`: paths."""
-        request = gnmi.SetRequest(delete=[as_path(path) for path in delete],
-                                  replace=[as_update(*pair) for pair in replace],
-                                  update=[as_update(*pair) for pair in update])
+        request = gnmi.SetRequest(
+            delete=[as_path(path) for path in delete],
+            replace=[as_update(*pair) for pair in replace],
+            update=[as_update(*pair) for pair in update],
+        )
         if prefix is not None:
             request.prefix.CopyFrom(as_path(prefix))
         return self.set_request(request)
@@ -113,15 +141,18 @@ class Client:
     def subscribe(self, *wanted, interval=1.0, encoding="json_ietf", prefix=None, timeout=None):
         """A SAMPLE stream: a call that yields SubscribeResponse messages and can be cancelled."""
         subscriptions = [
-            gnmi.Subscription(path=as_path(path), mode=gnmi.SAMPLE, sample_interval=int(interval * 1e9))
-            for path in wanted]
+            gnmi.Subscription(
+                path=as_path(path), mode=gnmi.SAMPLE, sample_interval=int(interval * 1e9)
+            )
+            for path in wanted
+        ]
         listed = gnmi.SubscriptionList(subscription=subscriptions, encoding=ENCODINGS[encoding])
         if prefix is not None:
             listed.prefix.CopyFrom(as_path(prefix))
         return self.subscribe_requests([gnmi.SubscribeRequest(subscribe=listed)], timeout)
 
     def subscribe_requests(self, requests, timeout=None):
-        """The requests, then an open stream: closing it would tell the server that the client is done."""
+        """The requests, then an open stream: a closed one says that the client is done."""
         waiting = queue.SimpleQueue()
         for request in requests:
             waiting.put(request)

@@ -10,7 +10,7 @@ class PathError(ValueError):
 
 
 def _element_texts(text):
-    """Splits at the slashes outside brackets; a backslash in a bracket makes the next character literal."""
+    """Splits at slashes outside brackets; in them a backslash makes the next character literal."""
     texts, current, depth, escaped = [], "", 0, False
     for character in text:
         if escaped:
@@ -39,7 +39,7 @@ def _keys(text, whole):
         equals = text.find("=", position)
         if text[position] != "[" or equals < 0:
             raise PathError(f"{whole}: expected [key=value] at {text[position:]}")
-        name, value = text[position + 1:equals], ""
+        name, value = text[position + 1 : equals], ""
         position = equals + 1
         while position < len(text) and text[position] != "]":
             if text[position] == "\\":
@@ -74,6 +74,7 @@ def text(path):
     for element in path.elem:
         keys = "".join(
             "[%s=%s]" % (name, value.replace("\\", "\\\\").replace("]", "\\]"))
-            for name, value in sorted(element.key.items()))
+            for name, value in sorted(element.key.items())
+        )
         elements.append(element.name + keys)
     return "/" + "/".join(elements)

@@ -14,7 +14,8 @@ class Screen:
 
     def __init__(self, when="auto"):
         self.coloured = when == "always" or (
-            when == "auto" and sys.stdout.isatty() and not os.environ.get("NO_COLOR"))
+            when == "auto" and sys.stdout.isatty() and not os.environ.get("NO_COLOR")
+        )
 
     def _paint(self, code, text):
         return f"\033[{code}m{text}\033[0m" if self.coloured else text

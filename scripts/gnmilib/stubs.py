@@ -1,7 +1,7 @@
 """The generated gNMI messages and service for Python.
 
-A build leaves them in BUILD_DIR/python; NEXA_STUBS names another folder. Without either they are generated
-once, with the protoc that is installed.
+A build leaves them in BUILD_DIR/python; NEXA_STUBS names another folder. Without either they are
+generated once, with the protoc that is installed.
 """
 
 import importlib.util
@@ -17,13 +17,24 @@ PROTO = os.path.join(ROOT, "proto")
 def _generate(folder):
     plugin = shutil.which("grpc_python_plugin")
     if not shutil.which("protoc") or not plugin:
-        sys.exit("gnmi-client: protoc and grpc_python_plugin are needed "
-                 "(Debian: protobuf-compiler, protobuf-compiler-grpc)")
+        sys.exit(
+            "gnmi-client: protoc and grpc_python_plugin are needed "
+            "(Debian: protobuf-compiler, protobuf-compiler-grpc)"
+        )
     os.makedirs(folder, exist_ok=True)
     subprocess.run(
-        ["protoc", f"-I{PROTO}", f"--python_out={folder}", f"--grpc_python_out={folder}",
-         f"--plugin=protoc-gen-grpc_python={plugin}", "gnmi_ext.proto", "gnmi.proto"],
-        check=True, cwd=PROTO)
+        [
+            "protoc",
+            f"-I{PROTO}",
+            f"--python_out={folder}",
+            f"--grpc_python_out={folder}",
+            f"--plugin=protoc-gen-grpc_python={plugin}",
+            "gnmi_ext.proto",
+            "gnmi.proto",
+        ],
+        check=True,
+        cwd=PROTO,
+    )
     return folder
 
 
@@ -50,4 +61,5 @@ def load():
         sys.exit(f"gnmi-client: no generated messages in {folder}")
     import gnmi_pb2
     import gnmi_pb2_grpc
+
     return gnmi_pb2, gnmi_pb2_grpc

@@ -11,9 +11,13 @@ class Capabilities(ServerCase):
 
     def test_lists_each_module_with_organization_and_revision(self):
         models = {model.name: model for model in self.client.capabilities().supported_models}
-        for name, version in (("ietf-interfaces", "2018-02-20"), ("ietf-ip", "2018-02-22"),
-                              ("iana-if-type", "2014-05-08"), ("ietf-system", "2014-08-06"),
-                              ("test-rules", "2026-11-21")):
+        for name, version in (
+            ("ietf-interfaces", "2018-02-20"),
+            ("ietf-ip", "2018-02-22"),
+            ("iana-if-type", "2014-05-08"),
+            ("ietf-system", "2014-08-06"),
+            ("test-rules", "2026-11-21"),
+        ):
             with self.subTest(module=name):
                 self.assertIn(name, models)
                 self.assertEqual(models[name].version, version)

@@ -10,10 +10,15 @@ from kit.server import RULES, program
 
 class Sources(StartCase):
     def run_nexad(self, *words, environment=None):
-        clean = {name: value for name, value in os.environ.items()
-                 if not name.startswith("NEXAD_")}
-        return subprocess.run([program("nexad", "NEXAD"), *words], capture_output=True, text=True, timeout=60,
-                              env={**clean, **(environment or {})}, cwd=self.folder)
+        clean = {name: value for name, value in os.environ.items() if not name.startswith("NEXAD_")}
+        return subprocess.run(
+            [program("nexad", "NEXAD"), *words],
+            capture_output=True,
+            text=True,
+            timeout=60,
+            env={**clean, **(environment or {})},
+            cwd=self.folder,
+        )
 
     def config(self, text):
         return self.write("nexad.toml", text)
@@ -37,7 +42,8 @@ class Sources(StartCase):
 
     def test_a_flag_counts_over_the_environment(self):
         self.assertEqual(
-            self.serving(["--max-paths", "13"], {"NEXAD_MAX_PATHS": "12"}, "max-paths = 11\n"), 13)
+            self.serving(["--max-paths", "13"], {"NEXAD_MAX_PATHS": "12"}, "max-paths = 11\n"), 13
+        )
 
     def test_a_whole_configuration_in_a_file(self):
         config = self.config(f"""
@@ -52,7 +58,9 @@ metrics = "off"
 
     def test_check_config_serves_nothing_and_writes_nothing(self):
         data = self.path("data")
-        ran = self.run_nexad(*RULES, "--data", data, "--insecure", "--listen", "127.0.0.1:0", "--check-config")
+        ran = self.run_nexad(
+            *RULES, "--data", data, "--insecure", "--listen", "127.0.0.1:0", "--check-config"
+        )
         self.assertEqual(ran.returncode, 0, ran.stdout + ran.stderr)
         self.assertFalse(os.path.exists(data))
 
@@ -70,8 +78,10 @@ metrics = "off"
 
     def test_errors_name_the_flag_the_variable_or_the_line(self):
         self.refuse(["--max-paths", "many"], *self.good("--max-paths", "many"))
-        self.refuse(["NEXAD_MAX_PATHS", "many"], *self.good(), environment={"NEXAD_MAX_PATHS": "many"})
-        self.refuse(["nexad.toml:2", "max-paths"], *self.good(), config="\nmax-paths = \"many\"\n")
+        self.refuse(
+            ["NEXAD_MAX_PATHS", "many"], *self.good(), environment={"NEXAD_MAX_PATHS": "many"}
+        )
+        self.refuse(["nexad.toml:2", "max-paths"], *self.good(), config='\nmax-paths = "many"\n')
         self.refuse(["nexad.toml:1", "colour"], *self.good(), config="colour = 1\n")
         self.refuse(["nexad.toml:1"], *self.good(), config="= 1\n")
         self.refuse(["--colour"], *self.good("--colour", "1"))
@@ -79,7 +89,14 @@ metrics = "off"
     def test_what_is_missing_is_named(self):
         self.refuse(["yang-dir"], "--data", self.path("data"), "--insecure")
         self.refuse(["data"], *RULES, "--insecure")
-        self.refuse(["no-such-folder"], "--yang-dir", "no-such-folder", "--data", self.path("data"), "--insecure")
+        self.refuse(
+            ["no-such-folder"],
+            "--yang-dir",
+            "no-such-folder",
+            "--data",
+            self.path("data"),
+            "--insecure",
+        )
         self.refuse(["no-such-module"], *self.good("--module", "no-such-module"))
 
     def test_metrics_on_an_address_for_everybody_are_refused(self):
@@ -94,8 +111,13 @@ metrics = "off"
         self.assertRegex(ran.stdout, r"^nexad \d+\.\d+\.\d+\n$")
 
     def test_a_password_becomes_a_hash(self):
-        ran = subprocess.run([program("nexad", "NEXAD"), "--hash-password"], input="secret\n",
-                             capture_output=True, text=True, timeout=60)
+        ran = subprocess.run(
+            [program("nexad", "NEXAD"), "--hash-password"],
+            input="secret\n",
+            capture_output=True,
+            text=True,
+            timeout=60,
+        )
         self.assertEqual(ran.returncode, 0, ran.stderr)
         self.assertRegex(ran.stdout, r"^\$y\$\S+\n$")
 

@@ -11,18 +11,26 @@ from kit.server import ietf_modules
 
 RULES = "/test-rules:rules"
 CONTENT = {
-    "level": 55, "low": 1,
+    "level": 55,
+    "low": 1,
     "group": [{"name": "a", "note": "first"}, {"name": "b"}],
-    "route": [{"prefix": "p", "metric": 1, "via": "x"}, {"prefix": "p", "metric": 2, "via": "y"},
-              {"prefix": "q", "metric": 1, "via": "z"}],
+    "route": [
+        {"prefix": "p", "metric": 1, "via": "x"},
+        {"prefix": "p", "metric": 2, "via": "y"},
+        {"prefix": "q", "metric": 1, "via": "z"},
+    ],
     "search": ["c", "a"],
 }
 
 
 def values(answer):
-    return {paths.text(gnmi.Path(elem=[*notification.prefix.elem, *update.path.elem])):
-            python_value(update.val)
-            for notification in answer.notification for update in notification.update}
+    return {
+        paths.text(gnmi.Path(elem=[*notification.prefix.elem, *update.path.elem])): python_value(
+            update.val
+        )
+        for notification in answer.notification
+        for update in notification.update
+    }
 
 
 class Values(RulesCase):
@@ -43,12 +51,16 @@ class Values(RulesCase):
         self.assertEqual(self.client.value(RULES + "/search"), ["c", "a"])
 
     def test_of_an_entry(self):
-        self.assertEqual(self.client.value(RULES + "/group[name=a]"), {"name": "a", "note": "first"})
+        self.assertEqual(
+            self.client.value(RULES + "/group[name=a]"), {"name": "a", "note": "first"}
+        )
 
     def test_one_notification_for_each_path_in_order(self):
         answer = self.client.get(RULES + "/low", RULES + "/group[name=b]", RULES + "/level")
-        self.assertEqual([python_value(notification.update[0].val)
-                          for notification in answer.notification], [1, {"name": "b"}, 55])
+        self.assertEqual(
+            [python_value(notification.update[0].val) for notification in answer.notification],
+            [1, {"name": "b"}, 55],
+        )
         for notification in answer.notification:
             self.assertGreater(notification.timestamp, 10**18)
 
@@ -62,15 +74,21 @@ class Values(RulesCase):
         self.assertEqual(values(self.client.get("/rules/level")), {"/rules/level": 55})
 
     def test_wildcard_keys(self):
-        self.assertEqual(values(self.client.get(RULES + "/group[name=*]/note")),
-                         {RULES + "/group[name=a]/note": "first"})
-        self.assertEqual(set(values(self.client.get(RULES + "/route[prefix=p]"))),
-                         {RULES + "/route[metric=1][prefix=p]", RULES + "/route[metric=2][prefix=p]"})
+        self.assertEqual(
+            values(self.client.get(RULES + "/group[name=*]/note")),
+            {RULES + "/group[name=a]/note": "first"},
+        )
+        self.assertEqual(
+            set(values(self.client.get(RULES + "/route[prefix=p]"))),
+            {RULES + "/route[metric=1][prefix=p]", RULES + "/route[metric=2][prefix=p]"},
+        )
         self.assertEqual(len(values(self.client.get(RULES + "/route"))), 3)
 
     def test_wildcard_elements(self):
         self.assertEqual(set(values(self.client.get(RULES + "/*/via")).values()), {"x", "y", "z"})
-        self.assertEqual(set(values(self.client.get("/test-rules:rules/.../note")).values()), {"first"})
+        self.assertEqual(
+            set(values(self.client.get("/test-rules:rules/.../note")).values()), {"first"}
+        )
 
     def test_prefix_is_joined_and_shown(self):
         answer = self.client.get("note", prefix=RULES + "/group[name=a]")
@@ -96,30 +114,52 @@ class Refusals(RulesCase):
             self.client.get_request(gnmi.GetRequest(**fields))
 
     def test_operational(self):
-        self.refuse_request("UNIMPLEMENTED", 'Requested data type "OPERATIONAL" not supported',
-                            path=[paths.parse(RULES)], type=gnmi.GetRequest.OPERATIONAL)
+        self.refuse_request(
+            "UNIMPLEMENTED",
+            'Requested data type "OPERATIONAL" not supported',
+            path=[paths.parse(RULES)],
+            type=gnmi.GetRequest.OPERATIONAL,
+        )
 
     def test_encodings(self):
         for name in ("BYTES", "PROTO", "ASCII"):
             with self.subTest(encoding=name):
-                self.refuse_request("UNIMPLEMENTED", f'Requested encoding "{name}" not supported',
-                                    path=[paths.parse(RULES)], encoding=gnmi.Encoding.Value(name))
-        self.refuse_request("INVALID_ARGUMENT", "Requested encoding is not valid",
-                            path=[paths.parse(RULES)], encoding=7)
+                self.refuse_request(
+                    "UNIMPLEMENTED",
+                    f'Requested encoding "{name}" not supported',
+                    path=[paths.parse(RULES)],
+                    encoding=gnmi.Encoding.Value(name),
+                )
+        self.refuse_request(
+            "INVALID_ARGUMENT",
+            "Requested encoding is not valid",
+            path=[paths.parse(RULES)],
+            encoding=7,
+        )
 
     def test_models(self):
-        self.refuse_request("UNIMPLEMENTED", "Use of ModelData not currently supported.",
-                            path=[paths.parse(RULES)], use_models=[gnmi.ModelData(name="test-rules")])
+        self.refuse_request(
+            "UNIMPLEMENTED",
+            "Use of ModelData not currently supported.",
+            path=[paths.parse(RULES)],
+            use_models=[gnmi.ModelData(name="test-rules")],
+        )
 
     def test_the_empty_path(self):
-        text = ('Invalid argument.  Path with 0 elements (xpath = "/") is not supported for SET and '
-                'GET requests')
+        text = (
+            'Invalid argument.  Path with 0 elements (xpath = "/") is not supported for SET and '
+            "GET requests"
+        )
         self.refuse_request("INVALID_ARGUMENT", text, path=[gnmi.Path()])
         self.refuse_request("INVALID_ARGUMENT", text)
 
     def test_any_depth_as_a_key_value(self):
-        path = gnmi.Path(elem=[gnmi.PathElem(name="test-rules:rules"),
-                               gnmi.PathElem(name="group", key={"name": "..."})])
+        path = gnmi.Path(
+            elem=[
+                gnmi.PathElem(name="test-rules:rules"),
+                gnmi.PathElem(name="group", key={"name": "..."}),
+            ]
+        )
         self.refuse_request("INVALID_ARGUMENT", "Invalid key value ...", path=[path])
 
     def test_unknown_nodes(self):
@@ -152,13 +192,29 @@ class DataTypes(ServerCase):
     @classmethod
     def setUpClass(cls):
         super().setUpClass()
-        cls.client.set(update=[(cls.LO, {"name": "lo", "type": "iana-if-type:softwareLoopback",
-                                         "description": "the loopback"})])
+        cls.client.set(
+            update=[
+                (
+                    cls.LO,
+                    {
+                        "name": "lo",
+                        "type": "iana-if-type:softwareLoopback",
+                        "description": "the loopback",
+                    },
+                )
+            ]
+        )
 
     def test_config_has_no_state(self):
-        self.assertEqual(self.client.value(self.LO, type="CONFIG"), {
-            "name": "lo", "type": "iana-if-type:softwareLoopback", "description": "the loopback",
-            "enabled": True})
+        self.assertEqual(
+            self.client.value(self.LO, type="CONFIG"),
+            {
+                "name": "lo",
+                "type": "iana-if-type:softwareLoopback",
+                "description": "the loopback",
+                "enabled": True,
+            },
+        )
 
     def test_state_has_no_configuration(self):
         state = self.client.value(self.LO, type="STATE")
@@ -185,15 +241,18 @@ class DataTypes(ServerCase):
 
     def test_members_carry_their_module_where_it_changes(self):
         entry = "/ietf-interfaces:interfaces/interface[name=eth9]"
-        self.client.set(update=[(entry, {"type": "iana-if-type:ethernetCsmacd",
-                                         "ietf-ip:ipv4": {"mtu": 1500}})])
+        self.client.set(
+            update=[(entry, {"type": "iana-if-type:ethernetCsmacd", "ietf-ip:ipv4": {"mtu": 1500}})]
+        )
         self.assertEqual(self.client.value(entry + "/ietf-ip:ipv4/mtu"), 1500)
         self.assertIn("ietf-ip:ipv4", self.client.value(entry))
         answer = self.client.get(entry, encoding="json")
         self.assertIn("ipv4", python_value(answer.notification[0].update[0].val))
 
     def test_interfaces_wildcard(self):
-        statuses = values(self.client.get("/ietf-interfaces:interfaces/interface[name=*]/oper-status"))
+        statuses = values(
+            self.client.get("/ietf-interfaces:interfaces/interface[name=*]/oper-status")
+        )
         self.assertIn(self.LO + "/oper-status", statuses)
 
 

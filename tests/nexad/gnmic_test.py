@@ -1,7 +1,7 @@
 """The server against gnmic, a client of another language and gRPC implementation (Go).
 
-gnmic is taken from PATH, or built from its Go module into the build directory when go and the module can
-be had; otherwise the tests are skipped and say why.
+gnmic is taken from PATH, or built from its Go module into the build directory when go and the
+module can be had; otherwise the tests are skipped and say why.
 """
 
 import json
@@ -30,12 +30,19 @@ def find_gnmic():
     program = os.path.join(folder, "gnmic")
     if not os.path.exists(program):
         try:
-            ran = subprocess.run([go, "install", MODULE], capture_output=True, text=True, timeout=150,
-                                 env={**os.environ, "GOBIN": folder, "GOFLAGS": "-modcacherw"})
+            ran = subprocess.run(
+                [go, "install", MODULE],
+                capture_output=True,
+                text=True,
+                timeout=150,
+                env={**os.environ, "GOBIN": folder, "GOFLAGS": "-modcacherw"},
+            )
         except subprocess.TimeoutExpired:
             raise unittest.SkipTest("gnmic could not be built: go install took too long") from None
         if ran.returncode != 0:
-            raise unittest.SkipTest("gnmic could not be built: " + " ".join(ran.stderr.split())[-300:])
+            raise unittest.SkipTest(
+                "gnmic could not be built: " + " ".join(ran.stderr.split())[-300:]
+            )
     return program
 
 
@@ -50,8 +57,22 @@ class Gnmic:
         super().setUpClass()
 
     def run_gnmic(self, *words, timeout=30, expect=0):
-        ran = subprocess.run([self.gnmic, "-a", self.server.address, *self.connection, "-e", "json_ietf",
-                              "--timeout", "10s", *words], capture_output=True, text=True, timeout=timeout)
+        ran = subprocess.run(
+            [
+                self.gnmic,
+                "-a",
+                self.server.address,
+                *self.connection,
+                "-e",
+                "json_ietf",
+                "--timeout",
+                "10s",
+                *words,
+            ],
+            capture_output=True,
+            text=True,
+            timeout=timeout,
+        )
         self.assertEqual(ran.returncode, expect, ran.stdout + ran.stderr)
         return ran.stdout + ran.stderr
 
@@ -66,15 +87,34 @@ class Gnmic:
         self.assertEqual(list(answer[0]["updates"][0]["values"].values()), [61])
 
     def test_a_refusal_is_an_error(self):
-        output = self.run_gnmic("set", "--update-path", PATH + "/level", "--update-value", "101", expect=1)
+        output = self.run_gnmic(
+            "set", "--update-path", PATH + "/level", "--update-value", "101", expect=1
+        )
         self.assertIn("InvalidArgument", output)
 
     def test_subscribe(self):
         self.run_gnmic("set", "--update-path", PATH + "/level", "--update-value", "62")
-        process = subprocess.Popen([self.gnmic, "-a", self.server.address, *self.connection, "-e", "json_ietf",
-                                    "subscribe", "--path", PATH + "/level", "--stream-mode", "sample",
-                                    "--sample-interval", "200ms", "--format", "event"],
-                                   stdout=subprocess.PIPE, text=True)
+        process = subprocess.Popen(
+            [
+                self.gnmic,
+                "-a",
+                self.server.address,
+                *self.connection,
+                "-e",
+                "json_ietf",
+                "subscribe",
+                "--path",
+                PATH + "/level",
+                "--stream-mode",
+                "sample",
+                "--sample-interval",
+                "200ms",
+                "--format",
+                "event",
+            ],
+            stdout=subprocess.PIPE,
+            text=True,
+        )
         try:
             lines = [process.stdout.readline() for _ in range(20)]
         finally:

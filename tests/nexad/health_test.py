@@ -34,7 +34,9 @@ class Watch(ServerCase):
         try:
             for answer in answers:
                 seen.append(answer)
-        except Exception:  # noqa: BLE001 - the stream may end with any status once the server is gone
+        except (
+            Exception
+        ):  # noqa: BLE001 - the stream may end with any status once the server is gone
             pass
         self.assertIn(raw.NOT_SERVING, seen)
         self.assertEqual(self.server.stop(), 0)

@@ -13,8 +13,12 @@ RULES = "/test-rules:rules"
 
 class History(RulesCase):
     def tool(self, command, *words, expect=0):
-        ran = subprocess.run([program("nexa", "NEXA"), command, *self.schema, "--data", self.server.data,
-                              *words], capture_output=True, text=True, timeout=60)
+        ran = subprocess.run(
+            [program("nexa", "NEXA"), command, *self.schema, "--data", self.server.data, *words],
+            capture_output=True,
+            text=True,
+            timeout=60,
+        )
         self.assertEqual(ran.returncode, expect, ran.stdout + ran.stderr)
         return ran.stdout if expect == 0 else ran.stderr
 
@@ -28,8 +32,11 @@ class History(RulesCase):
         type(self).client = self.server.client()
 
     def lines(self):
-        return [line.split() for line in self.tool("history").splitlines()
-                if line.split() and line.split()[0].isdigit()]
+        return [
+            line.split()
+            for line in self.tool("history").splitlines()
+            if line.split() and line.split()[0].isdigit()
+        ]
 
     def test_lists_the_commits_newest_first(self):
         for level in (1, 2, 3):
@@ -78,8 +85,12 @@ class History(RulesCase):
 
     def test_history_of_no_data_directory_is_refused_and_creates_none(self):
         missing = self.path("missing")
-        ran = subprocess.run([program("nexa", "NEXA"), "history", *self.schema, "--data", missing],
-                             capture_output=True, text=True, timeout=60)
+        ran = subprocess.run(
+            [program("nexa", "NEXA"), "history", *self.schema, "--data", missing],
+            capture_output=True,
+            text=True,
+            timeout=60,
+        )
         self.assertNotEqual(ran.returncode, 0)
         self.assertIn(missing, ran.stderr)
         self.assertFalse(os.path.exists(missing))

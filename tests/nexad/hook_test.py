@@ -1,4 +1,6 @@
-"""The commit hook: what it is given, and that its veto, its silence and its absence undo the commit."""
+"""The commit hook: what it is given, and that its veto, its silence and its absence undo the
+commit.
+"""
 
 import os
 import time
@@ -64,12 +66,18 @@ class Hook(RulesCase):
         self.assertTrue(commit.get("number").isdigit())
         self.assertIn("T", commit.get("time"))
         level = ".//{urn:test:rules}level"
-        self.assertEqual([node.text for node in commit.find(NAMESPACE + "before").findall(level)], ["20"])
-        self.assertEqual([node.text for node in commit.find(NAMESPACE + "after").findall(level)], ["21"])
+        self.assertEqual(
+            [node.text for node in commit.find(NAMESPACE + "before").findall(level)], ["20"]
+        )
+        self.assertEqual(
+            [node.text for node in commit.find(NAMESPACE + "after").findall(level)], ["21"]
+        )
         self.assertEqual(commit.findall(".//{urn:test:rules}tag"), [])
 
     def test_a_veto_undoes_the_commit_and_says_why(self):
-        self.refuse("FAILED_PRECONDITION", ["echo 'no such line card' >&2; exit 3", "no such line card"])
+        self.refuse(
+            "FAILED_PRECONDITION", ["echo 'no such line card' >&2; exit 3", "no such line card"]
+        )
 
     def test_a_hook_ended_by_a_signal_undoes_the_commit(self):
         self.refuse("FAILED_PRECONDITION", ["kill -9 $$"])
@@ -116,6 +124,7 @@ class Hook(RulesCase):
     @staticmethod
     def set_level(level):
         from gnmilib.client import as_update, gnmi
+
         return gnmi.SetRequest(update=[as_update(RULES + "/level", level)])
 
     def test_a_change_larger_than_a_pipe(self):

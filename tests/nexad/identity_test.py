@@ -16,8 +16,9 @@ LEVEL = "/test-rules:rules/level"
 
 def password_hash(password):
     """SHA-512 as crypt(5) writes it."""
-    return subprocess.run(["openssl", "passwd", "-6", password], check=True, capture_output=True,
-                          text=True).stdout.strip()
+    return subprocess.run(
+        ["openssl", "passwd", "-6", password], check=True, capture_output=True, text=True
+    ).stdout.strip()
 
 
 class TlsCase(ServerCase):
@@ -32,8 +33,10 @@ class TlsCase(ServerCase):
         if cls.client_authority:
             cls.flags += ["--tls-ca", cls.authority.file]
         if cls.users:
-            lines = [f"{name}:{role}:{password_hash(password) if password else '*'}"
-                     for name, role, password in cls.users]
+            lines = [
+                f"{name}:{role}:{password_hash(password) if password else '*'}"
+                for name, role, password in cls.users
+            ]
             cls.users_file = cls.write("users", "# test users\n" + "\n".join(lines) + "\n", 0o600)
             cls.flags += ["--users", cls.users_file]
 
@@ -68,8 +71,13 @@ class Tls(TlsCase):
 
     def test_old_protocol_versions_are_refused(self):
         for version in ("-tls1", "-tls1_1"):
-            ran = subprocess.run(["openssl", "s_client", version, "-connect", self.server.address],
-                                 input="", capture_output=True, text=True, timeout=20)
+            ran = subprocess.run(
+                ["openssl", "s_client", version, "-connect", self.server.address],
+                input="",
+                capture_output=True,
+                text=True,
+                timeout=20,
+            )
             self.assertNotEqual(ran.returncode, 0)
 
 
@@ -100,17 +108,23 @@ class MutualTls(TlsCase):
 
 
 class Users(TlsCase):
-    users = [("alice", "read-write", "correct horse"), ("bob", "read-only", "battery"),
-             ("carol", "read-only", None)]
+    users = [
+        ("alice", "read-write", "correct horse"),
+        ("bob", "read-only", "battery"),
+        ("carol", "read-only", None),
+    ]
 
     @classmethod
     def make_client(cls):
         return cls.as_client(user="alice", password="correct horse")
 
     def assert_refused_everywhere(self, client, code):
-        for call in (client.capabilities, lambda: client.get(LEVEL),
-                     lambda: client.set(update=[(LEVEL, 1)]),
-                     lambda: list(client.subscribe(LEVEL, timeout=5))):
+        for call in (
+            client.capabilities,
+            lambda: client.get(LEVEL),
+            lambda: client.set(update=[(LEVEL, 1)]),
+            lambda: list(client.subscribe(LEVEL, timeout=5)),
+        ):
             with self.refused(code):
                 call()
 
@@ -129,9 +143,14 @@ class Users(TlsCase):
 
     def test_wrong_missing_and_unknown_credentials_are_one_refusal(self):
         texts = set()
-        for how in ({"user": "alice", "password": "wrong"}, {"user": "nobody", "password": "x"},
-                    {"user": "alice", "password": ""}, {"user": "carol", "password": "*"},
-                    {"user": "carol", "password": ""}, {}):
+        for how in (
+            {"user": "alice", "password": "wrong"},
+            {"user": "nobody", "password": "x"},
+            {"user": "alice", "password": ""},
+            {"user": "carol", "password": "*"},
+            {"user": "carol", "password": ""},
+            {},
+        ):
             with self.subTest(how=how), self.as_client(**how) as client:
                 self.assert_refused_everywhere(client, "UNAUTHENTICATED")
                 with self.assertRaises(grpc.RpcError) as caught:
@@ -142,7 +161,10 @@ class Users(TlsCase):
     def test_each_set_leaves_an_audit_line(self):
         self.client.set(update=[(LEVEL, 9)])
         self.assertIsNotNone(self.server.wait_log(r"(?m)^.*audit.*alice.*$"))
-        with self.as_client(user="bob", password="battery") as bob, self.refused("PERMISSION_DENIED"):
+        with (
+            self.as_client(user="bob", password="battery") as bob,
+            self.refused("PERMISSION_DENIED"),
+        ):
             bob.set(update=[(LEVEL, 9)])
         self.assertIsNotNone(self.server.wait_log(r"(?m)^.*audit.*bob.*PERMISSION_DENIED.*$"))
 
@@ -157,8 +179,12 @@ class Users(TlsCase):
     def test_the_history_names_the_author(self):
         self.client.set(update=[(LEVEL, 41)])
         self.server.stop()
-        ran = subprocess.run([os.environ["NEXA"], "history", *self.schema, "--data", self.server.data],
-                             capture_output=True, text=True, timeout=60)
+        ran = subprocess.run(
+            [os.environ["NEXA"], "history", *self.schema, "--data", self.server.data],
+            capture_output=True,
+            text=True,
+            timeout=60,
+        )
         self.server.start()
         type(self).client = self.make_client()
         self.assertIn("alice", ran.stdout)

@@ -54,7 +54,10 @@ class Ready(StartCase):
         folder = self.path("yang")
         os.makedirs(folder)
         with open(os.path.join(folder, "broken.yang"), "w", encoding="ascii") as file:
-            file.write("module broken {\n  namespace \"urn:broken\";\n  prefix b;\n  leaf x { type nothing; }\n}\n")
+            file.write(
+                'module broken {\n  namespace "urn:broken";\n  prefix b;\n'
+                "  leaf x { type nothing; }\n}\n"
+            )
         with self.assertRaises(DidNotStart) as caught:
             self.begin(schema=["--yang-dir", folder])
         self.assertIn("broken.yang", str(caught.exception))
@@ -133,7 +136,9 @@ class Stop(StartCase):
         with server.client() as client:
             health = iter(raw.watch_health(client.channel))
             self.assertEqual(next(health), raw.SERVING)
-            future = client.stub.Set.future(gnmi.SetRequest(update=[as_update(LEVEL, 3)]), timeout=20)
+            future = client.stub.Set.future(
+                gnmi.SetRequest(update=[as_update(LEVEL, 3)]), timeout=20
+            )
             time.sleep(0.3)
             server.signal(signal.SIGTERM)
             began = time.monotonic()

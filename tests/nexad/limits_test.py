@@ -16,8 +16,21 @@ TAG = "/test-rules:rules/tag"
 
 
 class Limits(ServerCase):
-    flags = ["--insecure", "--max-operations", "10", "--max-paths", "5", "--max-message-bytes", "100000",
-             "--max-connections", "20", "--max-subscriptions", "8", "--handshake-timeout-ms", "1500"]
+    flags = [
+        "--insecure",
+        "--max-operations",
+        "10",
+        "--max-paths",
+        "5",
+        "--max-message-bytes",
+        "100000",
+        "--max-connections",
+        "20",
+        "--max-subscriptions",
+        "8",
+        "--handshake-timeout-ms",
+        "1500",
+    ]
 
     def setUp(self):
         self.client.set(update=[(LEVEL, 3)])
@@ -26,8 +39,11 @@ class Limits(ServerCase):
         self.assertEqual(self.client.value(LEVEL), 3)
 
     def test_operations_of_a_set(self):
-        for operations in ({"update": [(LEVEL, 4)] * 11}, {"delete": [LEVEL] * 11},
-                           {"delete": [LEVEL] * 5, "update": [(LEVEL, 4)] * 6}):
+        for operations in (
+            {"update": [(LEVEL, 4)] * 11},
+            {"delete": [LEVEL] * 11},
+            {"delete": [LEVEL] * 5, "update": [(LEVEL, 4)] * 6},
+        ):
             with self.refused("INVALID_ARGUMENT") as caught:
                 self.client.set(**operations)
             self.assertIn("11", caught.exception.details())
@@ -110,7 +126,10 @@ class Garbage(ServerCase):
     """Bytes that are no gRPC."""
 
     FRAMES = [
-        b"", b"\0" * 1000, b"GET / HTTP/1.1\r\nHost: x\r\n\r\n", b"\x16\x03\x01" + b"\xff" * 500,
+        b"",
+        b"\0" * 1000,
+        b"GET / HTTP/1.1\r\nHost: x\r\n\r\n",
+        b"\x16\x03\x01" + b"\xff" * 500,
         b"PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n" + b"\xff" * 300,
         b"PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n" + struct.pack(">I", 0)[:3] + b"\x04\0\0\0\0\0" * 50,
         b"PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n\x00\x00\x00\x04\x00\x00\x00\x00\x00"
@@ -143,19 +162,23 @@ class Garbage(ServerCase):
     def test_garbage_in_messages_is_refused(self):
         for method in ("Capabilities", "Get", "Set"):
             for data in (b"\xff" * 100, b"\x0a\x7f", b"\x08" * 1000):
-                call = self.client.channel.unary_unary(f"/gnmi.gNMI/{method}", request_serializer=None,
-                                                       response_deserializer=None)
+                call = self.client.channel.unary_unary(
+                    f"/gnmi.gNMI/{method}", request_serializer=None, response_deserializer=None
+                )
                 with self.assertRaises(grpc.RpcError) as caught:
                     call(data, timeout=10)
-                self.assertNotIn(caught.exception.code(), (grpc.StatusCode.DEADLINE_EXCEEDED,
-                                                           grpc.StatusCode.UNAVAILABLE))
+                self.assertNotIn(
+                    caught.exception.code(),
+                    (grpc.StatusCode.DEADLINE_EXCEEDED, grpc.StatusCode.UNAVAILABLE),
+                )
         self.client.capabilities()
 
     def test_text_that_is_no_utf8_is_refused(self):
         # A path element whose name is the byte 0xff: protobuf strings are UTF-8.
         request = gnmi.GetRequest(path=[paths.parse("/test-rules:rules/QQ")]).SerializeToString()
-        call = self.client.channel.unary_unary("/gnmi.gNMI/Get", request_serializer=None,
-                                               response_deserializer=None)
+        call = self.client.channel.unary_unary(
+            "/gnmi.gNMI/Get", request_serializer=None, response_deserializer=None
+        )
         with self.assertRaises(grpc.RpcError):
             call(request.replace(b"QQ", b"\xff\xfe"), timeout=10)
         self.client.capabilities()
@@ -163,8 +186,18 @@ class Garbage(ServerCase):
     def test_aborted_connections_in_the_middle_of_calls(self):
         for _ in range(20):
             client = self.server.client()
-            futures = [client.stub.Set.future(gnmi.SetRequest(update=[gnmi.Update(
-                path=paths.parse(TAG), val=gnmi.TypedValue(json_ietf_val=b'["t"]'))])) for _ in range(5)]
+            futures = [
+                client.stub.Set.future(
+                    gnmi.SetRequest(
+                        update=[
+                            gnmi.Update(
+                                path=paths.parse(TAG), val=gnmi.TypedValue(json_ietf_val=b'["t"]')
+                            )
+                        ]
+                    )
+                )
+                for _ in range(5)
+            ]
             stream = client.subscribe(LEVEL, interval=0)
             client.close()
             del futures, stream

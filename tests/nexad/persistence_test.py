@@ -1,5 +1,6 @@
-"""What was acknowledged is there after a restart, after a kill, and after a schema that changed; what is
-damaged or foreign is refused."""
+"""What was acknowledged is there after a restart, after a kill, and after a schema that changed;
+what is damaged or foreign is refused.
+"""
 
 import glob
 import json
@@ -26,8 +27,13 @@ class Restart(RulesCase):
         type(self).client = self.server.client()
 
     def test_keeps_the_configuration(self):
-        content = {"level": 77, "group": [{"name": "g", "note": "ü"}], "search": ["b", "a"],
-                   "large": "18446744073709551615", "script": "line\nline"}
+        content = {
+            "level": 77,
+            "group": [{"name": "g", "note": "ü"}],
+            "search": ["b", "a"],
+            "large": "18446744073709551615",
+            "script": "line\nline",
+        }
         self.rules(content)
         before = self.stored()
         self.restart()
@@ -37,8 +43,14 @@ class Restart(RulesCase):
     def test_keeps_what_was_acknowledged_before_a_kill(self):
         for round_number in range(3):
             for number in range(10):
-                self.client.set(update=[(RULES + f"/group[name=r{round_number}-{number}]",
-                                         {"name": f"r{round_number}-{number}"})])
+                self.client.set(
+                    update=[
+                        (
+                            RULES + f"/group[name=r{round_number}-{number}]",
+                            {"name": f"r{round_number}-{number}"},
+                        )
+                    ]
+                )
             self.restart(kill=True)
             self.assertEqual(len(json.loads(self.stored())["group"]), 10 * (round_number + 1))
 
@@ -80,9 +92,12 @@ class Refusals(RulesCase):
         type(self).client = self.server.client()
 
     def database(self):
-        files = [name for name in glob.glob(os.path.join(self.copy, "data", "*"))
-                 if not name.endswith(("-wal", "-shm", ".lock"))
-                 and open(name, "rb").read(6) == b"SQLite"]
+        files = [
+            name
+            for name in glob.glob(os.path.join(self.copy, "data", "*"))
+            if not name.endswith(("-wal", "-shm", ".lock"))
+            and open(name, "rb").read(6) == b"SQLite"
+        ]
         self.assertEqual(len(files), 1, files)
         return files[0]
 
@@ -134,7 +149,9 @@ class Refusals(RulesCase):
         os.makedirs(folder)
         with open(os.path.join(RULES_SCHEMA[1], "test-rules.yang"), encoding="utf-8") as file:
             text = file.read()
-        smaller = text.replace("leaf level {\n      type uint8 { range \"0..100\"; }\n      default 10;\n    }", "")
+        smaller = text.replace(
+            'leaf level {\n      type uint8 { range "0..100"; }\n      default 10;\n    }', ""
+        )
         self.assertNotEqual(smaller, text)
         with open(os.path.join(folder, "test-rules.yang"), "w", encoding="utf-8") as file:
             file.write(smaller)

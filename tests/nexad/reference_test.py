@@ -1,4 +1,6 @@
-"""docs/nexad: what the reference says of the flags is what the program says; texts in the matrix are real."""
+"""docs/nexad: what the reference says of the flags is what the program says; texts in the matrix
+are real.
+"""
 
 import os
 import re
@@ -28,8 +30,13 @@ class Reference(unittest.TestCase):
         return {match.group(1): (match.group(2), match.group(3)) for match in found if match}
 
     def test_flags_values_and_defaults_are_those_of_the_program(self):
-        shown = subprocess.run([program("nexad", "NEXAD"), "--help"], capture_output=True, text=True,
-                               timeout=60, check=True).stdout
+        shown = subprocess.run(
+            [program("nexad", "NEXAD"), "--help"],
+            capture_output=True,
+            text=True,
+            timeout=60,
+            check=True,
+        ).stdout
         told = self.flags(HELP_LINE, shown)
         self.assertGreater(len(told), 30)
         self.assertEqual(self.flags(ROW, document("reference.md")), told)

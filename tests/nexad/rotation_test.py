@@ -38,14 +38,25 @@ class Rotation(ServerCase):
 
     def served_serial(self):
         host, _, port = self.server.address.rpartition(":")
-        served = ssl.get_server_certificate((host, int(port)), ca_certs=self.authority.file, timeout=10)
-        return subprocess.run(["openssl", "x509", "-noout", "-serial"], input=served, check=True,
-                              capture_output=True, text=True).stdout.strip()
+        served = ssl.get_server_certificate(
+            (host, int(port)), ca_certs=self.authority.file, timeout=10
+        )
+        return subprocess.run(
+            ["openssl", "x509", "-noout", "-serial"],
+            input=served,
+            check=True,
+            capture_output=True,
+            text=True,
+        ).stdout.strip()
 
     @staticmethod
     def serial_of(cert):
-        return subprocess.run(["openssl", "x509", "-noout", "-serial", "-in", cert], check=True,
-                              capture_output=True, text=True).stdout.strip()
+        return subprocess.run(
+            ["openssl", "x509", "-noout", "-serial", "-in", cert],
+            check=True,
+            capture_output=True,
+            text=True,
+        ).stdout.strip()
 
     def wait_serial(self, wanted, timeout=20):
         ends = time.monotonic() + timeout
@@ -91,7 +102,9 @@ class Rotation(ServerCase):
                     failures.append(error)
                 answers.cancel()
 
-        workers = [threading.Thread(target=work) for work in (old_connection, new_connections, stream)]
+        workers = [
+            threading.Thread(target=work) for work in (old_connection, new_connections, stream)
+        ]
         for worker in workers:
             worker.start()
         try:
@@ -138,6 +151,7 @@ class Rotation(ServerCase):
         def install():
             with open(self.cert, "w", encoding="ascii") as file:
                 file.write("-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n")
+
         self.assert_keeps_serving(install)
 
 

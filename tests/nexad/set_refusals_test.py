@@ -6,8 +6,10 @@ from kit import report
 from kit.case import RulesCase
 
 RULES = "/test-rules:rules"
-EMPTY_PATH = ('Invalid argument.  Path with 0 elements (xpath = "/") is not supported for SET and GET '
-              'requests')
+EMPTY_PATH = (
+    'Invalid argument.  Path with 0 elements (xpath = "/") is not supported for SET and GET '
+    "requests"
+)
 WILD_ELEMENT = "Wildcard not implemented for UPDATE nor REPLACE"
 
 
@@ -16,7 +18,9 @@ def path_of(*elements):
 
 
 def route(prefix, metric="1"):
-    return path_of(("test-rules:rules", {}), ("route", {"prefix": prefix, "metric": metric}), ("via", {}))
+    return path_of(
+        ("test-rules:rules", {}), ("route", {"prefix": prefix, "metric": metric}), ("via", {})
+    )
 
 
 class FixedTexts(RulesCase):
@@ -52,36 +56,61 @@ class FixedTexts(RulesCase):
                     self.refuse("UNIMPLEMENTED", WILD_ELEMENT, **{kind: [(f"{RULES}/{name}", 1)]})
 
     def test_wildcard_key_values(self):
-        self.refuse("UNIMPLEMENTED", "Invalid key value * wild card is not supported for SET key value",
-                    update=[(route("*"), "x")])
+        self.refuse(
+            "UNIMPLEMENTED",
+            "Invalid key value * wild card is not supported for SET key value",
+            update=[(route("*"), "x")],
+        )
         self.refuse("INVALID_ARGUMENT", "Invalid key value  ...", update=[(route("..."), "x")])
-        self.refuse("INVALID_ARGUMENT",
-                    "Invalid key value %s regex style wildcard not supported inside of a string eth*",
-                    update=[(route("eth*"), "x")])
+        self.refuse(
+            "INVALID_ARGUMENT",
+            "Invalid key value %s regex style wildcard not supported inside of a string eth*",
+            update=[(route("eth*"), "x")],
+        )
 
     def test_key_names(self):
-        self.refuse("INVALID_ARGUMENT", "Invalid path element key/name: *",
-                    update=[(path_of(("test-rules:rules", {}), ("route", {"*": "a"})), {})])
+        self.refuse(
+            "INVALID_ARGUMENT",
+            "Invalid path element key/name: *",
+            update=[(path_of(("test-rules:rules", {}), ("route", {"*": "a"})), {})],
+        )
 
     def test_identifiers(self):
-        self.refuse("INVALID_ARGUMENT", "Invalid PathElement.name xmlns Cannot start with 'xml'",
-                    update=[(path_of(("test-rules:rules", {}), ("xmlns", {})), 1)])
-        self.refuse("INVALID_ARGUMENT", "Invalid PathElement.name 1abc char 1 is invalid",
-                    update=[(path_of(("test-rules:rules", {}), ("1abc", {})), 1)])
-        self.refuse("INVALID_ARGUMENT", "Invalid PathElement.name a/b char / is invalid",
-                    update=[(path_of(("test-rules:rules", {}), ("a/b", {})), 1)])
+        self.refuse(
+            "INVALID_ARGUMENT",
+            "Invalid PathElement.name xmlns Cannot start with 'xml'",
+            update=[(path_of(("test-rules:rules", {}), ("xmlns", {})), 1)],
+        )
+        self.refuse(
+            "INVALID_ARGUMENT",
+            "Invalid PathElement.name 1abc char 1 is invalid",
+            update=[(path_of(("test-rules:rules", {}), ("1abc", {})), 1)],
+        )
+        self.refuse(
+            "INVALID_ARGUMENT",
+            "Invalid PathElement.name a/b char / is invalid",
+            update=[(path_of(("test-rules:rules", {}), ("a/b", {})), 1)],
+        )
 
     def test_union_replace(self):
-        update = gnmi.Update(path=paths.parse(RULES + "/level"), val=gnmi.TypedValue(json_ietf_val=b"1"))
-        self.refuse_request("UNIMPLEMENTED", "Operation union_replace not supported",
-                            union_replace=[update])
+        update = gnmi.Update(
+            path=paths.parse(RULES + "/level"), val=gnmi.TypedValue(json_ietf_val=b"1")
+        )
+        self.refuse_request(
+            "UNIMPLEMENTED", "Operation union_replace not supported", union_replace=[update]
+        )
 
     def test_encodings_of_values(self):
-        for value, name in ((gnmi.TypedValue(ascii_val="1"), "ASCII"),
-                            (gnmi.TypedValue(proto_bytes=b"1"), "PROTO")):
+        for value, name in (
+            (gnmi.TypedValue(ascii_val="1"), "ASCII"),
+            (gnmi.TypedValue(proto_bytes=b"1"), "PROTO"),
+        ):
             with self.subTest(encoding=name):
-                self.refuse("UNIMPLEMENTED", f'Requested encoding "{name}" not supported',
-                            update=[(RULES + "/level", value)])
+                self.refuse(
+                    "UNIMPLEMENTED",
+                    f'Requested encoding "{name}" not supported',
+                    update=[(RULES + "/level", value)],
+                )
 
     def test_paths_in_the_old_form(self):
         old = gnmi.Path(element=["test-rules:rules"])
@@ -104,41 +133,58 @@ class Values(RulesCase):
         return caught.exception
 
     def test_out_of_range(self):
-        self.refuse("INVALID_ARGUMENT", ["update[1]", "level", "101"],
-                    update=[(RULES + "/low", 1), (RULES + "/level", 101)])
+        self.refuse(
+            "INVALID_ARGUMENT",
+            ["update[1]", "level", "101"],
+            update=[(RULES + "/low", 1), (RULES + "/level", 101)],
+        )
 
     def test_wrong_type(self):
         self.refuse("INVALID_ARGUMENT", ["update[0]", "level"], update=[(RULES + "/level", "high")])
 
     def test_an_enumeration_without_that_name(self):
-        self.refuse("INVALID_ARGUMENT", ["replace[0]", "mode", "sometimes"],
-                    replace=[(RULES + "/mode", "sometimes")])
+        self.refuse(
+            "INVALID_ARGUMENT",
+            ["replace[0]", "mode", "sometimes"],
+            replace=[(RULES + "/mode", "sometimes")],
+        )
 
     def test_broken_json(self):
         for text in (b"", b"{", b"1 2", b"01", b'"\xff"', b'{"level": 1} x'):
             with self.subTest(text=text):
-                self.refuse("INVALID_ARGUMENT", ["update[0]"],
-                            update=[(RULES + "/level", gnmi.TypedValue(json_ietf_val=text))])
+                self.refuse(
+                    "INVALID_ARGUMENT",
+                    ["update[0]"],
+                    update=[(RULES + "/level", gnmi.TypedValue(json_ietf_val=text))],
+                )
 
     def test_unknown_member(self):
         self.refuse("INVALID_ARGUMENT", ["colour"], update=[(RULES, {"low": 1, "colour": 1})])
 
     def test_key_that_contradicts_the_path(self):
-        self.refuse("INVALID_ARGUMENT", ["name"],
-                    update=[(RULES + "/group[name=a]", {"name": "b", "note": "x"})])
+        self.refuse(
+            "INVALID_ARGUMENT",
+            ["name"],
+            update=[(RULES + "/group[name=a]", {"name": "b", "note": "x"})],
+        )
 
     def test_missing_and_unknown_keys(self):
-        self.refuse("INVALID_ARGUMENT", ["metric"],
-                    update=[(RULES + "/route[prefix=a]/via", "x")])
-        self.refuse("INVALID_ARGUMENT", ["size"],
-                    update=[(RULES + "/group[name=a][size=1]/note", "x")])
+        self.refuse("INVALID_ARGUMENT", ["metric"], update=[(RULES + "/route[prefix=a]/via", "x")])
+        self.refuse(
+            "INVALID_ARGUMENT", ["size"], update=[(RULES + "/group[name=a][size=1]/note", "x")]
+        )
 
     def test_null_and_empty_object_at_a_keyed_entry(self):
         for value in (b"{}", b"null"):
             for kind in ("update", "replace"):
                 with self.subTest(value=value, kind=kind):
-                    self.refuse("INVALID_ARGUMENT", [f"{kind}[0]"], **{
-                        kind: [(RULES + "/group[name=a]", gnmi.TypedValue(json_ietf_val=value))]})
+                    self.refuse(
+                        "INVALID_ARGUMENT",
+                        [f"{kind}[0]"],
+                        **{
+                            kind: [(RULES + "/group[name=a]", gnmi.TypedValue(json_ietf_val=value))]
+                        },
+                    )
 
     def test_read_only_and_unknown_origin(self):
         path = paths.parse(RULES + "/level", origin="cli")
@@ -176,8 +222,10 @@ class Constraints(RulesCase):
         self.refuse(["when", "rate"], update=[(RULES + "/rate", 5)])
 
     def test_leafref_without_target(self):
-        self.refuse(["group", "nobody"], update=[
-            (RULES + "/user[name=u]", {"name": "u", "role": "r", "group": "nobody"})])
+        self.refuse(
+            ["group", "nobody"],
+            update=[(RULES + "/user[name=u]", {"name": "u", "role": "r", "group": "nobody"})],
+        )
 
     def test_target_of_a_leafref_taken_away(self):
         self.rules({"group": [{"name": "g"}], "user": [{"name": "u", "role": "r", "group": "g"}]})
@@ -192,7 +240,9 @@ class Constraints(RulesCase):
 
     def test_unique(self):
         self.rules({"user": [{"name": "u", "role": "r", "uid": 4}]})
-        self.refuse(["uid"], update=[(RULES + "/user[name=v]", {"name": "v", "role": "r", "uid": 4})])
+        self.refuse(
+            ["uid"], update=[(RULES + "/user[name=v]", {"name": "v", "role": "r", "uid": 4})]
+        )
 
 
 if __name__ == "__main__":

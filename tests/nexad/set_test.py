@@ -19,9 +19,15 @@ class Update(RulesCase):
     def test_merges_and_deletes_nothing(self):
         self.rules({"group": [{"name": "a", "note": "first"}], "tag": ["x"]})
         self.rules({"group": [{"name": "b"}], "tag": ["y"]})
-        self.assertEqual(json.loads(self.stored()), {
-            "group": [{"name": "a", "note": "first"}, {"name": "b"}], "tag": ["x", "y"],
-            "level": 10, "mode": "manual"})
+        self.assertEqual(
+            json.loads(self.stored()),
+            {
+                "group": [{"name": "a", "note": "first"}, {"name": "b"}],
+                "tag": ["x", "y"],
+                "level": 10,
+                "mode": "manual",
+            },
+        )
 
     def test_takes_names_without_their_module(self):
         self.client.set(update=[("/rules/level", 7)])
@@ -29,20 +35,36 @@ class Update(RulesCase):
 
     def test_creates_the_entry_that_the_path_names(self):
         self.client.set(update=[(RULES + "/route[prefix=10.0.0.0/8][metric=5]/via", "eth0")])
-        self.assertEqual(self.client.value(RULES + "/route[prefix=10.0.0.0/8][metric=5]"),
-                         {"prefix": "10.0.0.0/8", "metric": 5, "via": "eth0"})
+        self.assertEqual(
+            self.client.value(RULES + "/route[prefix=10.0.0.0/8][metric=5]"),
+            {"prefix": "10.0.0.0/8", "metric": 5, "via": "eth0"},
+        )
 
     def test_keeps_key_values_with_brackets_quotes_and_slashes(self):
         for key in ("a]b", "a[b", "a=b", "it's", '"', "a/b", "\\", "ü", "a b"):
             with self.subTest(key=key):
-                path = gnmi.Path(elem=[gnmi.PathElem(name="test-rules:rules"),
-                                       gnmi.PathElem(name="route", key={"prefix": key, "metric": "1"}),
-                                       gnmi.PathElem(name="via")])
+                path = gnmi.Path(
+                    elem=[
+                        gnmi.PathElem(name="test-rules:rules"),
+                        gnmi.PathElem(name="route", key={"prefix": key, "metric": "1"}),
+                        gnmi.PathElem(name="via"),
+                    ]
+                )
                 self.client.set(update=[(path, "here")])
                 self.assertEqual(self.client.value(path), "here")
 
     def test_keeps_every_byte_of_a_string(self):
-        for text in ("n", "*", " ", "", "ietf-interfaces:eth0", "a\nb\tc", "ü€😀", "<&>\"'", "x" * 200000):
+        for text in (
+            "n",
+            "*",
+            " ",
+            "",
+            "ietf-interfaces:eth0",
+            "a\nb\tc",
+            "ü€😀",
+            "<&>\"'",
+            "x" * 200000,
+        ):
             with self.subTest(text=text[:20]):
                 self.client.set(update=[(RULES + "/script", text)])
                 self.assertEqual(self.client.value(RULES + "/script"), text)
@@ -52,8 +74,12 @@ class Update(RulesCase):
         self.assertEqual(self.client.value(RULES + "/large"), "18446744073709551615")
 
     def test_takes_scalar_values_and_json(self):
-        for value in (gnmi.TypedValue(uint_val=33), gnmi.TypedValue(int_val=33),
-                      gnmi.TypedValue(json_val=b"33"), gnmi.TypedValue(json_ietf_val=b"33")):
+        for value in (
+            gnmi.TypedValue(uint_val=33),
+            gnmi.TypedValue(int_val=33),
+            gnmi.TypedValue(json_val=b"33"),
+            gnmi.TypedValue(json_ietf_val=b"33"),
+        ):
             with self.subTest(kind=value.WhichOneof("value")):
                 self.client.set(delete=[RULES + "/level"])
                 self.client.set(update=[(RULES + "/level", value)])
@@ -114,13 +140,24 @@ class Replace(RulesCase):
 class Delete(RulesCase):
     def setUp(self):
         super().setUp()
-        self.rules({"route": [{"prefix": prefix, "metric": metric, "via": "eth0"}
-                              for prefix in ("a", "b") for metric in (1, 2)],
-                    "level": 50, "low": 1, "search": ["x", "y"]})
+        self.rules(
+            {
+                "route": [
+                    {"prefix": prefix, "metric": metric, "via": "eth0"}
+                    for prefix in ("a", "b")
+                    for metric in (1, 2)
+                ],
+                "level": 50,
+                "low": 1,
+                "search": ["x", "y"],
+            }
+        )
 
     def routes(self):
-        return sorted((route["prefix"], route["metric"])
-                      for route in json.loads(self.stored()).get("route", []))
+        return sorted(
+            (route["prefix"], route["metric"])
+            for route in json.loads(self.stored()).get("route", [])
+        )
 
     def test_takes_one_entry(self):
         self.client.set(delete=[RULES + "/route[prefix=a][metric=1]"])
@@ -164,18 +201,29 @@ class Delete(RulesCase):
 
 class Answer(RulesCase):
     def test_has_one_result_for_each_operation_in_order(self):
-        answer = self.client.set(update=[(RULES + "/level", 3), (RULES + "/low", 1)],
-                                 replace=[(RULES + "/high", 9)], delete=[RULES + "/tag", RULES + "/script"])
+        answer = self.client.set(
+            update=[(RULES + "/level", 3), (RULES + "/low", 1)],
+            replace=[(RULES + "/high", 9)],
+            delete=[RULES + "/tag", RULES + "/script"],
+        )
         operations = gnmi.UpdateResult
-        self.assertEqual([(result.op, paths.text(result.path)) for result in answer.response], [
-            (operations.DELETE, RULES + "/tag"), (operations.DELETE, RULES + "/script"),
-            (operations.REPLACE, RULES + "/high"),
-            (operations.UPDATE, RULES + "/level"), (operations.UPDATE, RULES + "/low")])
+        self.assertEqual(
+            [(result.op, paths.text(result.path)) for result in answer.response],
+            [
+                (operations.DELETE, RULES + "/tag"),
+                (operations.DELETE, RULES + "/script"),
+                (operations.REPLACE, RULES + "/high"),
+                (operations.UPDATE, RULES + "/level"),
+                (operations.UPDATE, RULES + "/low"),
+            ],
+        )
 
     def test_has_the_time_in_nanoseconds(self):
         before = time.time_ns()
         answer = self.client.set(update=[(RULES + "/level", 4)])
-        self.assertTrue(before - 10**9 <= answer.timestamp <= time.time_ns() + 10**9, answer.timestamp)
+        self.assertTrue(
+            before - 10**9 <= answer.timestamp <= time.time_ns() + 10**9, answer.timestamp
+        )
 
     def test_empty_request_is_accepted(self):
         self.assertEqual(len(self.client.set().response), 0)

@@ -39,9 +39,15 @@ class Samples(StreamCase):
 
     def test_first_round_has_one_leaf_for_each_update_and_then_sync(self):
         stream = self.client.subscribe(LEAVES, interval=10)
-        self.assertEqual(self.first_round(stream), {
-            LEAVES + "/level": 5, LEAVES + "/mode": "manual", LEAVES + "/tag": ["a", "b"],
-            LEAVES + "/group[name=g]/name": "g"})
+        self.assertEqual(
+            self.first_round(stream),
+            {
+                LEAVES + "/level": 5,
+                LEAVES + "/mode": "manual",
+                LEAVES + "/tag": ["a", "b"],
+                LEAVES + "/group[name=g]/name": "g",
+            },
+        )
         stream.cancel()
 
     def test_sync_response_comes_once(self):
@@ -78,12 +84,24 @@ class Samples(StreamCase):
         self.assertTrue(8 <= rounds <= 40, rounds)
 
     def test_each_subscription_has_its_own_interval(self):
-        listed = gnmi.SubscriptionList(encoding=gnmi.JSON_IETF, subscription=[
-            gnmi.Subscription(path=paths.parse(LEAVES + "/level"), mode=gnmi.SAMPLE,
-                              sample_interval=100_000_000),
-            gnmi.Subscription(path=paths.parse(LEAVES + "/mode"), mode=gnmi.SAMPLE,
-                              sample_interval=500_000_000)])
-        stream = self.client.subscribe_requests([gnmi.SubscribeRequest(subscribe=listed)], timeout=2)
+        listed = gnmi.SubscriptionList(
+            encoding=gnmi.JSON_IETF,
+            subscription=[
+                gnmi.Subscription(
+                    path=paths.parse(LEAVES + "/level"),
+                    mode=gnmi.SAMPLE,
+                    sample_interval=100_000_000,
+                ),
+                gnmi.Subscription(
+                    path=paths.parse(LEAVES + "/mode"),
+                    mode=gnmi.SAMPLE,
+                    sample_interval=500_000_000,
+                ),
+            ],
+        )
+        stream = self.client.subscribe_requests(
+            [gnmi.SubscribeRequest(subscribe=listed)], timeout=2
+        )
         counts = {"level": 0, "mode": 0}
         with self.assertRaises(grpc.RpcError):
             for answer in stream:
@@ -133,8 +151,7 @@ class Samples(StreamCase):
 
     def test_json_values_on_request(self):
         stream = self.client.subscribe(LEAVES + "/level", interval=10, encoding="json")
-        kinds = [update.val.WhichOneof("value")
-                 for update in next(iter(stream)).update.update]
+        kinds = [update.val.WhichOneof("value") for update in next(iter(stream)).update.update]
         stream.cancel()
         self.assertEqual(kinds, ["json_val"])
 
@@ -149,56 +166,82 @@ class Refusals(StreamCase):
         if subscription is None:
             subscription = [gnmi.Subscription(path=paths.parse(LEAVES), mode=gnmi.SAMPLE)]
         fields.setdefault("encoding", gnmi.JSON_IETF)
-        self.refuse(code, text, gnmi.SubscribeRequest(
-            subscribe=gnmi.SubscriptionList(subscription=subscription, **fields)))
+        self.refuse(
+            code,
+            text,
+            gnmi.SubscribeRequest(
+                subscribe=gnmi.SubscriptionList(subscription=subscription, **fields)
+            ),
+        )
 
     def test_options_of_the_list(self):
         modes = gnmi.SubscriptionList
         for option, fields in (
-                ("mode selection [ ONCE ]", {"mode": modes.ONCE}),
-                ("mode selection [ POLL ]", {"mode": modes.POLL}),
-                ("use_aliases selection [ true ]", {"use_aliases": True}),
-                ("qos selection", {"qos": gnmi.QOSMarking(marking=1)}),
-                ("allow_aggregation selection [ true ]", {"allow_aggregation": True}),
-                ("use_models selection", {"use_models": [gnmi.ModelData(name="m")]}),
-                ("updates_only selection [ true ]", {"updates_only": True})):
+            ("mode selection [ ONCE ]", {"mode": modes.ONCE}),
+            ("mode selection [ POLL ]", {"mode": modes.POLL}),
+            ("use_aliases selection [ true ]", {"use_aliases": True}),
+            ("qos selection", {"qos": gnmi.QOSMarking(marking=1)}),
+            ("allow_aggregation selection [ true ]", {"allow_aggregation": True}),
+            ("use_models selection", {"use_models": [gnmi.ModelData(name="m")]}),
+            ("updates_only selection [ true ]", {"updates_only": True}),
+        ):
             with self.subTest(option=option):
                 self.refuse_list("Unsupported subscription list " + option, **fields)
 
     def test_options_of_a_subscription(self):
         good = gnmi.Subscription(path=paths.parse(LEAVES), mode=gnmi.SAMPLE)
         for option, fields in (
-                ("mode selection [ ON_CHANGE", {"mode": gnmi.ON_CHANGE}),
-                ("mode selection [ TARGET_DEFINED", {"mode": gnmi.TARGET_DEFINED}),
-                ("suppress_redundant selection [ true", {"mode": gnmi.SAMPLE, "suppress_redundant": True}),
-                ("heartbeat_interval selection [ 10", {"mode": gnmi.SAMPLE, "heartbeat_interval": 10})):
+            ("mode selection [ ON_CHANGE", {"mode": gnmi.ON_CHANGE}),
+            ("mode selection [ TARGET_DEFINED", {"mode": gnmi.TARGET_DEFINED}),
+            (
+                "suppress_redundant selection [ true",
+                {"mode": gnmi.SAMPLE, "suppress_redundant": True},
+            ),
+            ("heartbeat_interval selection [ 10", {"mode": gnmi.SAMPLE, "heartbeat_interval": 10}),
+        ):
             with self.subTest(option=option):
                 bad = gnmi.Subscription(path=paths.parse(LEAVES), **fields)
-                self.refuse_list(f"Unsupported subscription {option} on sub index [ 1 ]]",
-                                 subscription=[good, bad])
+                self.refuse_list(
+                    f"Unsupported subscription {option} on sub index [ 1 ]]",
+                    subscription=[good, bad],
+                )
 
     def test_an_empty_list(self):
         self.refuse_list("Empty subscription list", subscription=[])
 
     def test_encodings(self):
-        self.refuse_list('Requested encoding "PROTO" not supported', code="UNIMPLEMENTED",
-                         encoding=gnmi.PROTO)
+        self.refuse_list(
+            'Requested encoding "PROTO" not supported', code="UNIMPLEMENTED", encoding=gnmi.PROTO
+        )
 
     def test_a_first_message_that_is_no_subscription(self):
         text = "Unsupported method[ %s ] provided on initial subscribe request"
         self.refuse("INVALID_ARGUMENT", text % "Poll", gnmi.SubscribeRequest(poll=gnmi.Poll()))
-        self.refuse("INVALID_ARGUMENT", text % "Aliases", gnmi.SubscribeRequest(aliases=gnmi.AliasList()))
+        self.refuse(
+            "INVALID_ARGUMENT", text % "Aliases", gnmi.SubscribeRequest(aliases=gnmi.AliasList())
+        )
         self.refuse("INVALID_ARGUMENT", text % "Aliases", gnmi.SubscribeRequest())
 
     def test_any_second_message(self):
-        text = ("Unsupported subscribeRequest::method on active stream "
-                "[ poll/aliases/change of subscriptionList ]")
-        first = gnmi.SubscribeRequest(subscribe=gnmi.SubscriptionList(
-            encoding=gnmi.JSON_IETF,
-            subscription=[gnmi.Subscription(path=paths.parse(LEAVES), mode=gnmi.SAMPLE,
-                                            sample_interval=10**10)]))
-        for second in (gnmi.SubscribeRequest(poll=gnmi.Poll()), first,
-                       gnmi.SubscribeRequest(aliases=gnmi.AliasList())):
+        text = (
+            "Unsupported subscribeRequest::method on active stream "
+            "[ poll/aliases/change of subscriptionList ]"
+        )
+        first = gnmi.SubscribeRequest(
+            subscribe=gnmi.SubscriptionList(
+                encoding=gnmi.JSON_IETF,
+                subscription=[
+                    gnmi.Subscription(
+                        path=paths.parse(LEAVES), mode=gnmi.SAMPLE, sample_interval=10**10
+                    )
+                ],
+            )
+        )
+        for second in (
+            gnmi.SubscribeRequest(poll=gnmi.Poll()),
+            first,
+            gnmi.SubscribeRequest(aliases=gnmi.AliasList()),
+        ):
             with self.subTest(second=second.WhichOneof("request")):
                 self.refuse("INVALID_ARGUMENT", text, first, second)
 
@@ -236,8 +279,10 @@ class SlowReader(StreamCase):
             self.assertGreater(rounds, 40)
             self.assertLess(worst, 1.5)
             relay.stalled.clear()
-            with self.refused("RESOURCE_EXHAUSTED",
-                              "The client does not read fast enough, the stream's queue is full"):
+            with self.refused(
+                "RESOURCE_EXHAUSTED",
+                "The client does not read fast enough, the stream's queue is full",
+            ):
                 for _ in stalled:
                     pass
         self.assertEqual(self.client.value(LEAVES + "/level"), 10)

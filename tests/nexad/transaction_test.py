@@ -1,4 +1,6 @@
-"""One Set is one transaction: its order, all or nothing, visible at once and only when it is durable."""
+"""One Set is one transaction: its order, all or nothing, visible at once and only when it is
+durable.
+"""
 
 import json
 import threading
@@ -20,27 +22,37 @@ class Order(RulesCase):
 
     def test_replaces_go_before_updates(self):
         self.rules({"group": [{"name": "old"}]})
-        self.client.set(update=[(RULES + "/group[name=new]/note", "kept")],
-                        replace=[(RULES, {"low": 2})])
-        self.assertEqual(json.loads(self.stored()), {
-            "low": 2, "group": [{"name": "new", "note": "kept"}], "level": 10, "mode": "manual"})
+        self.client.set(
+            update=[(RULES + "/group[name=new]/note", "kept")], replace=[(RULES, {"low": 2})]
+        )
+        self.assertEqual(
+            json.loads(self.stored()),
+            {"low": 2, "group": [{"name": "new", "note": "kept"}], "level": 10, "mode": "manual"},
+        )
 
     def test_deletes_go_before_replaces(self):
         self.client.set(delete=[RULES], replace=[(RULES + "/low", 3)])
         self.assertEqual(self.client.value(RULES + "/low"), 3)
 
     def test_updates_apply_in_their_order(self):
-        self.client.set(update=[(RULES + "/level", 1), (RULES + "/level", 2), (RULES + "/level", 3)])
+        self.client.set(
+            update=[(RULES + "/level", 1), (RULES + "/level", 2), (RULES + "/level", 3)]
+        )
         self.assertEqual(self.client.value(RULES + "/level"), 3)
 
     def test_replaces_apply_in_their_order(self):
         self.client.set(replace=[(RULES, {"low": 1}), (RULES, {"low": 2, "high": 4})])
-        self.assertEqual(json.loads(self.stored()),
-                         {"low": 2, "high": 4, "level": 10, "mode": "manual"})
+        self.assertEqual(
+            json.loads(self.stored()), {"low": 2, "high": 4, "level": 10, "mode": "manual"}
+        )
 
     def test_constraints_are_judged_on_the_result(self):
-        self.client.set(update=[(RULES + "/user[name=u]", {"name": "u", "role": "r", "group": "g"}),
-                                (RULES + "/group[name=g]", {"name": "g"})])
+        self.client.set(
+            update=[
+                (RULES + "/user[name=u]", {"name": "u", "role": "r", "group": "g"}),
+                (RULES + "/group[name=g]", {"name": "g"}),
+            ]
+        )
         self.assertEqual(self.client.value(RULES + "/user[name=u]/group"), "g")
 
 
@@ -57,21 +69,31 @@ class AllOrNothing(RulesCase):
 
     def test_a_bad_value_at_the_end_undoes_everything(self):
         self.assert_unchanged_by(
-            "INVALID_ARGUMENT", delete=[RULES + "/tag"], replace=[(RULES + "/low", 1)],
-            update=[(RULES + "/group[name=new]", {"name": "new"}), (RULES + "/level", 101)])
+            "INVALID_ARGUMENT",
+            delete=[RULES + "/tag"],
+            replace=[(RULES + "/low", 1)],
+            update=[(RULES + "/group[name=new]", {"name": "new"}), (RULES + "/level", 101)],
+        )
 
     def test_an_unknown_node_undoes_everything(self):
-        self.assert_unchanged_by("NOT_FOUND", delete=[RULES + "/tag"],
-                                 update=[(RULES + "/level", 1), (RULES + "/colour", 1)])
+        self.assert_unchanged_by(
+            "NOT_FOUND",
+            delete=[RULES + "/tag"],
+            update=[(RULES + "/level", 1), (RULES + "/colour", 1)],
+        )
 
     def test_a_broken_must_undoes_everything(self):
-        error = self.assert_unchanged_by("FAILED_PRECONDITION", delete=[RULES + "/tag"],
-                                         update=[(RULES + "/low", 50)])
+        error = self.assert_unchanged_by(
+            "FAILED_PRECONDITION", delete=[RULES + "/tag"], update=[(RULES + "/low", 50)]
+        )
         self.assertIn("high is below low", error.details())
 
     def test_a_refused_operation_kind_undoes_everything(self):
-        self.assert_unchanged_by("UNIMPLEMENTED", delete=[RULES],
-                                 update=[(RULES + "/route[prefix=*][metric=1]/via", "x")])
+        self.assert_unchanged_by(
+            "UNIMPLEMENTED",
+            delete=[RULES],
+            update=[(RULES + "/route[prefix=*][metric=1]/via", "x")],
+        )
 
 
 class Visibility(RulesCase):
@@ -93,7 +115,9 @@ class Visibility(RulesCase):
             reader.start()
         try:
             for number in range(1, 201):
-                self.client.set(update=[(PAIR + "/left", str(number)), (PAIR + "/right", str(number))])
+                self.client.set(
+                    update=[(PAIR + "/left", str(number)), (PAIR + "/right", str(number))]
+                )
         finally:
             done.set()
             for reader in readers:

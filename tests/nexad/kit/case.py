@@ -1,4 +1,6 @@
-"""The base of the tests: one server for all tests of a class, and ways to say what a refusal must be."""
+"""The base of the tests: one server for all tests of a class, and ways to say what a refusal must
+be.
+"""
 
 import contextlib
 import os
@@ -57,8 +59,9 @@ class ServerCase(unittest.TestCase):
         with self.assertRaises(grpc.RpcError) as caught:
             yield caught
         error = caught.exception
-        self.assertEqual((error.code().name, error.details() if text else None), (code, text),
-                         error.details())
+        self.assertEqual(
+            (error.code().name, error.details() if text else None), (code, text), error.details()
+        )
 
     def absent(self, path, **how):
         """Nothing is at `path`."""
@@ -82,9 +85,11 @@ class RulesCase(ServerCase):
 
     def stored(self):
         """The configuration of /test-rules:rules, or None."""
-        updates = [update for notification in
-                   self.client.get("/test-rules:rules", type="CONFIG").notification
-                   for update in notification.update]
+        updates = [
+            update
+            for notification in self.client.get("/test-rules:rules", type="CONFIG").notification
+            for update in notification.update
+        ]
         self.assertLessEqual(len(updates), 1)
         return updates[0].val.json_ietf_val if updates else None
 
@@ -101,7 +106,8 @@ class StartCase(ServerCase):
         self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
 
     def begin(self, *flags, environment=None, schema=None):
-        server = Server(self.folder, schema or self.schema, ["--insecure", *flags],
-                        environment=environment)
+        server = Server(
+            self.folder, schema or self.schema, ["--insecure", *flags], environment=environment
+        )
         self.addCleanup(server.kill)
         return server.start()

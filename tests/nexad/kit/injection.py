@@ -1,4 +1,5 @@
-"""Faults at chosen system calls of nexad, by strace: which calls there are, and one fault at one of them.
+"""Faults at chosen system calls of nexad, by strace: which calls there are, and one fault at one
+of them.
 
 strace counts calls for each thread and each call name by itself, so a point is (name, number): the
 first thread that makes its number-th call of that name meets the fault.
@@ -9,10 +10,27 @@ import re
 import shutil
 import subprocess
 
-CALLS = ["write", "pwrite64", "writev", "pwritev", "pwritev2", "fsync", "fdatasync", "ftruncate",
-         "fallocate", "rename", "renameat", "renameat2", "unlink", "unlinkat", "mkdir", "openat"]
+CALLS = [
+    "write",
+    "pwrite64",
+    "writev",
+    "pwritev",
+    "pwritev2",
+    "fsync",
+    "fdatasync",
+    "ftruncate",
+    "fallocate",
+    "rename",
+    "renameat",
+    "renameat2",
+    "unlink",
+    "unlinkat",
+    "mkdir",
+    "openat",
+]
 
-Point = collections.namedtuple("Point", "call number fault")  # fault: "signal=KILL" or "error=EIO"
+# fault: "signal=KILL", "error=EIO" for one call, "error=EIO+" for that call and all after it.
+Point = collections.namedtuple("Point", "call number fault")
 
 LINE = re.compile(r"^(\d+)\s+(\w+)\((.*)$")
 
@@ -21,19 +39,58 @@ def unavailable():
     """Why no fault can be injected here; None when it can."""
     if not shutil.which("strace"):
         return "strace is not installed"
-    ran = subprocess.run(["strace", "-f", "-qq", "-o", "/dev/null", "-e", "trace=write", "-e",
-                          "inject=write:error=EIO", "true"], capture_output=True, text=True, timeout=60)
+    ran = subprocess.run(
+        [
+            "strace",
+            "-f",
+            "-qq",
+            "-o",
+            "/dev/null",
+            "-e",
+            "trace=write",
+            "-e",
+            "inject=write:error=EIO",
+            "true",
+        ],
+        capture_output=True,
+        text=True,
+        timeout=60,
+    )
     return None if ran.returncode == 0 else "strace cannot trace here: " + ran.stderr.strip()[:200]
 
 
 def counting(log):
     """The words before the program that write every call to `log`."""
-    return ["strace", "-f", "-qq", "-y", "-o", log, "-e", "trace=" + ",".join(CALLS), "-e", "signal=none"]
+    return [
+        "strace",
+        "-f",
+        "-qq",
+        "-y",
+        "-o",
+        log,
+        "-e",
+        "trace=" + ",".join(CALLS),
+        "-e",
+        "signal=none",
+    ]
 
 
 def injecting(point):
-    return ["strace", "-f", "-qq", "--seccomp-bpf", "-o", "/dev/null", "-e", "trace=" + point.call,
-            "-e", "signal=none", "-e", f"inject={point.call}:{point.fault}:when={point.number}"]
+    fault = point.fault.removesuffix("+")
+    when = f"{point.number}+" if point.fault.endswith("+") else str(point.number)
+    return [
+        "strace",
+        "-f",
+        "-qq",
+        "-o",
+        "/dev/null",
+        "-e",
+        "trace=" + point.call,
+        "-e",
+        "signal=none",
+        "-e",
+        f"inject={point.call}:{fault}:when={when}",
+    ]
 
 
 def _changes_something(call, arguments):
@@ -41,7 +98,11 @@ def _changes_something(call, arguments):
     if call == "openat":
         return "O_CREAT" in arguments
     if call in ("write", "writev"):
-        return "<anon_inode:" not in arguments and "<socket:" not in arguments and "<TCP" not in arguments
+        return (
+            "<anon_inode:" not in arguments
+            and "<socket:" not in arguments
+            and "<TCP" not in arguments
+        )
     return True
 
 

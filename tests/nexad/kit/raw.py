@@ -3,7 +3,8 @@
 
 def call(channel, method, request=b"", timeout=10):
     return channel.unary_unary(method, request_serializer=None, response_deserializer=None)(
-        request, timeout=timeout)
+        request, timeout=timeout
+    )
 
 
 def field(number, payload):
@@ -22,12 +23,16 @@ def health(channel, service=""):
 
 def watch_health(channel, timeout=30):
     """A stream of HealthCheckResponse bytes."""
-    return channel.unary_stream("/grpc.health.v1.Health/Watch", request_serializer=None,
-                                response_deserializer=None)(b"", timeout=timeout)
+    return channel.unary_stream(
+        "/grpc.health.v1.Health/Watch", request_serializer=None, response_deserializer=None
+    )(b"", timeout=timeout)
 
 
 def reflected_services(channel):
     """The answer, as bytes, to "which services are there"."""
-    method = channel.stream_stream("/grpc.reflection.v1alpha.ServerReflection/ServerReflectionInfo",
-                                   request_serializer=None, response_deserializer=None)
+    method = channel.stream_stream(
+        "/grpc.reflection.v1alpha.ServerReflection/ServerReflectionInfo",
+        request_serializer=None,
+        response_deserializer=None,
+    )
     return next(iter(method(iter([field(7, b"*")]), timeout=10)))

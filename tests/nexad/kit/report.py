@@ -1,7 +1,8 @@
 """Runs the tests of a file and reports them as GoogleTest programs do.
 
-`report.main()` at a file's end. GTEST_OUTPUT=xml:FOLDER/ asks for FOLDER/NAME.xml, NAME being the ctest
-entry (NEXA_TEST_NAME) or the file's name, so that each Python test counts once in scripts/count-tests.
+`report.main()` at a file's end. GTEST_OUTPUT=xml:FOLDER/ asks for FOLDER/NAME.xml, NAME being the
+ctest entry (NEXA_TEST_NAME) or the file's name, so that each Python test counts once in
+scripts/count-tests.
 """
 
 import os
@@ -24,7 +25,9 @@ class Result(unittest.TextTestResult):
 
     def _case(self, test, outcome, message):
         suite, _, name = test.id().rpartition(".")
-        self.cases.append((suite.rpartition(".")[2], name, time.monotonic() - self._began, outcome, message))
+        self.cases.append(
+            (suite.rpartition(".")[2], name, time.monotonic() - self._began, outcome, message)
+        )
 
     def stopTest(self, test):
         super().stopTest(test)
@@ -54,21 +57,28 @@ class Result(unittest.TextTestResult):
 
 def write_report(path, cases, seconds):
     failed = sum(1 for case in cases if case[3] == "failed")
-    lines = ['<?xml version="1.0" encoding="UTF-8"?>',
-             f'<testsuites tests="{len(cases)}" failures="{failed}" disabled="0" errors="0" '
-             f'time="{seconds:.3f}" name="AllTests">']
+    lines = [
+        '<?xml version="1.0" encoding="UTF-8"?>',
+        f'<testsuites tests="{len(cases)}" failures="{failed}" disabled="0" errors="0" '
+        f'time="{seconds:.3f}" name="AllTests">',
+    ]
     for suite in dict.fromkeys(case[0] for case in cases):
         lines.append(f"  <testsuite name={quoteattr(suite)}>")
         for _, name, took, outcome, message in (case for case in cases if case[0] == suite):
             result = "skipped" if outcome == "skipped" else "completed"
-            head = (f"    <testcase name={quoteattr(name)} status=\"run\" result=\"{result}\" "
-                    f"time=\"{took:.3f}\" classname={quoteattr(suite)}")
+            head = (
+                f'    <testcase name={quoteattr(name)} status="run" result="{result}" '
+                f'time="{took:.3f}" classname={quoteattr(suite)}'
+            )
             if outcome == "completed":
                 lines.append(head + " />")
             else:
                 element = "skipped" if outcome == "skipped" else "failure"
                 # One line: what reads the report goes by lines.
-                lines.append(head + f"><{element} message={quoteattr(message, {chr(10): '&#10;'})}/></testcase>")
+                lines.append(
+                    head
+                    + f"><{element} message={quoteattr(message, {chr(10): '&#10;'})}/></testcase>"
+                )
         lines.append("  </testsuite>")
     lines.append("</testsuites>")
     with open(path, "w", encoding="utf-8") as file:
@@ -86,7 +96,11 @@ def main():
     wanted = os.environ.get("GTEST_OUTPUT", "")
     if wanted.startswith("xml:") and wanted.endswith("/"):
         name = os.environ.get("NEXA_TEST_NAME", program.removesuffix(".py"))
-        write_report(os.path.join(wanted[len("xml:"):], name + ".xml"), result.cases, time.monotonic() - began)
+        write_report(
+            os.path.join(wanted[len("xml:") :], name + ".xml"),
+            result.cases,
+            time.monotonic() - began,
+        )
     if not result.cases:
         sys.exit(f"{program}: no test ran")
     sys.exit(0 if result.wasSuccessful() else 1)

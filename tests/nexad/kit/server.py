@@ -34,7 +34,7 @@ class DidNotStart(Exception):
 
 
 class Server:
-    """`schema`: flags that name modules; `flags`: further ones; `wrapper`: words before the program."""
+    """`schema`: flags that name modules; `flags`: others; `wrapper`: words before the program."""
 
     def __init__(self, folder, schema, flags=("--insecure",), *, environment=None, wrapper=()):
         self.folder = str(folder)
@@ -52,8 +52,16 @@ class Server:
         self._logs = []
 
     def command(self):
-        return [*self.wrapper, program("nexad", "NEXAD"), *self.schema, "--data", self.data,
-                "--listen", self.listen, *self.flags]
+        return [
+            *self.wrapper,
+            program("nexad", "NEXAD"),
+            *self.schema,
+            "--data",
+            self.data,
+            "--listen",
+            self.listen,
+            *self.flags,
+        ]
 
     def start(self, timeout=60):
         """Starts and waits until the server takes calls."""
@@ -66,8 +74,13 @@ class Server:
         self._logs.append(os.path.join(self.folder, f"nexad.{self._starts}.log"))
         with open(self._logs[-1], "wb") as log:
             self.process = subprocess.Popen(
-                self.command(), stdin=subprocess.DEVNULL, stdout=log, stderr=log,
-                env={**os.environ, **self.environment}, start_new_session=True)
+                self.command(),
+                stdin=subprocess.DEVNULL,
+                stdout=log,
+                stderr=log,
+                env={**os.environ, **self.environment},
+                start_new_session=True,
+            )
 
     def wait_ready(self, timeout=60):
         ends = time.monotonic() + timeout
@@ -111,7 +124,7 @@ class Server:
         self.process.send_signal(number)
 
     def stop(self, timeout=30):
-        """SIGTERM; the exit status. A server that does not end in time is killed and fails the test."""
+        """SIGTERM; the exit status. One that does not end in time is killed and fails the test."""
         if self.process is None:
             return None
         if self.running():

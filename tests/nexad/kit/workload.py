@@ -1,4 +1,4 @@
-"""A fixed sequence of Sets whose result is known at every step, for tests that break the server under it."""
+"""Sets whose result is known at every step, for tests that break the server under them."""
 
 import grpc
 
@@ -9,15 +9,19 @@ ENTRIES = 7
 
 
 def request(number):
-    """The SetRequest of step `number`: both leaves of a pair, an entry, and now and then a delete."""
+    """The SetRequest of step `number`: both leaves of a pair, an entry, at times a delete."""
     name = f"e{number % ENTRIES}"
     updates = [(PAIR + "/left", str(number)), (PAIR + "/right", str(number))]
     wanted = gnmi.SetRequest()
     if number % 5 == 0:
         wanted.delete.append(as_path(f"{PAIR}/entry[name={name}]"))
     elif number % 11 == 0:
-        wanted.replace.append(as_update(PAIR, {"entry": [
-            {"name": f"only-{number}", "left": str(number), "right": str(number)}]}))
+        wanted.replace.append(
+            as_update(
+                PAIR,
+                {"entry": [{"name": f"only-{number}", "left": str(number), "right": str(number)}]},
+            )
+        )
     else:
         entry = f"{PAIR}/entry[name={name}]"
         updates += [(entry + "/left", str(number)), (entry + "/right", str(number))]
@@ -48,14 +52,16 @@ def state_of(client):
             raise
         return {}
     tree = python_value(answer.notification[0].update[0].val)
-    state = {entry["name"]: (entry.get("left"), entry.get("right")) for entry in tree.get("entry", [])}
+    state = {
+        entry["name"]: (entry.get("left"), entry.get("right")) for entry in tree.get("entry", [])
+    }
     if "left" in tree or "right" in tree:
         state["pair"] = (tree.get("left"), tree.get("right"))
     return state
 
 
 class Outcome:
-    """What a client knows: the state after everything acknowledged, and the step in doubt, if any."""
+    """What a client knows: the state after all that was acknowledged, and the step in doubt."""
 
     def __init__(self, state):
         self.state = dict(state)
@@ -71,8 +77,12 @@ class Outcome:
         return states
 
 
-REFUSALS = (grpc.StatusCode.INTERNAL, grpc.StatusCode.RESOURCE_EXHAUSTED,
-            grpc.StatusCode.FAILED_PRECONDITION, grpc.StatusCode.ABORTED)
+REFUSALS = (
+    grpc.StatusCode.INTERNAL,
+    grpc.StatusCode.RESOURCE_EXHAUSTED,
+    grpc.StatusCode.FAILED_PRECONDITION,
+    grpc.StatusCode.ABORTED,
+)
 
 
 def run(client, steps, state):
