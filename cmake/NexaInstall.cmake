@@ -8,6 +8,16 @@ install(TARGETS nexa_schemaif gnmi_base gnmi_proto kitbase kestrel nexa_interfac
         EXPORT nexa_schemaif_targets
         LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
 install(TARGETS nexa RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+if(TARGET nexad)
+  install(TARGETS nexad RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+  configure_file("${PROJECT_SOURCE_DIR}/apps/nexad/nexad.service.in"
+                 "${PROJECT_BINARY_DIR}/nexad.service" @ONLY)
+  install(FILES "${PROJECT_BINARY_DIR}/nexad.service" DESTINATION lib/systemd/system)
+  install(FILES "${PROJECT_SOURCE_DIR}/apps/nexad/nexad.sysusers"
+          DESTINATION lib/sysusers.d RENAME nexad.conf)
+  install(FILES "${PROJECT_SOURCE_DIR}/apps/nexad/nexad.toml.example"
+          DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+endif()
 
 install(DIRECTORY
           "${PROJECT_SOURCE_DIR}/include/"

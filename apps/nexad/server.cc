@@ -99,8 +99,8 @@ Server::~Server() {
 }
 
 void Server::stop(const EndStreams& end_streams, std::chrono::milliseconds grace) {
-  listener_->stop();
   server_->GetHealthCheckService()->SetServingStatus(false);
+  if (listener_ != nullptr) listener_->stop();
   if (end_streams) end_streams();
   server_->Shutdown(std::chrono::system_clock::now() + grace);
 }

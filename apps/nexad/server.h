@@ -32,7 +32,7 @@ class Server {
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
 
-  // Takes no more connections, tells health watchers NOT_SERVING, ends the streams, and gives calls
+  // Tells health watchers NOT_SERVING, takes no more connections, ends the streams, and gives calls
   // in hand `grace` to end. Afterwards nothing of the service runs. Once.
   void stop(const EndStreams& end_streams, std::chrono::milliseconds grace);
 

@@ -40,6 +40,10 @@ std::string fault_of_addresses(const ServerConfig& config) {
     return config.origin("metrics") + ": \"" + config.metrics +
            "\" is neither HOST:PORT nor \"off\"";
   }
+  if (!config.metrics_public && !is_loopback(*address)) {
+    return config.origin("metrics") + ": other machines can reach " + config.metrics +
+           ": --metrics-public allows that";
+  }
   return {};
 }
 

@@ -37,6 +37,7 @@ struct ServerConfig {
 
   // Operation.
   std::string metrics = kDefaultMetrics;  // or "off"
+  bool metrics_public = false;
   bool reflection = false;
   std::string log_level = "info";
   std::string ready_file;

@@ -52,6 +52,8 @@ const std::vector<Setting> kSettings = {
      Switch{&Config::hook_at_start}},
     {"metrics", "ADDRESS", "Where Prometheus finds the metrics, or \"off\"",
      Text{&Config::metrics}},
+    {"metrics-public", "", "Let other machines reach the metrics, where --metrics says so",
+     Switch{&Config::metrics_public}},
     {"reflection", "", "Offer gRPC server reflection", Switch{&Config::reflection}},
     {"log-level", "LEVEL", "debug, info, warning or error", Text{&Config::log_level}},
     {"ready-file", "FILE", "Write the address here once clients are served",

@@ -166,6 +166,9 @@ TEST(Invocation, NamesTheFlagAtFault) {
             "--listen: \"127.0.0.1:65536\" is not HOST:PORT, [IPV6]:PORT or :PORT");
   EXPECT_EQ(error_of(with({"--metrics", "on"})),
             "--metrics: \"on\" is neither HOST:PORT nor \"off\"");
+  EXPECT_EQ(error_of(with({"--metrics", "0.0.0.0:9340"})),
+            "--metrics: other machines can reach 0.0.0.0:9340: --metrics-public allows that");
+  EXPECT_TRUE(config_of(with({"--metrics", "0.0.0.0:1", "--metrics-public"})).metrics_public);
   EXPECT_EQ(error_of(with({"--feature", "f"})), "--feature: \"f\" is not MODULE:FEATURE");
   EXPECT_EQ(error_of(with({"--hook", "a 'b"})), "--hook: a quote is not closed");
   EXPECT_EQ(error_of(with({"--log-level", "loud"})),
