@@ -34,7 +34,7 @@ def find_gnmic():
                 [go, "install", MODULE],
                 capture_output=True,
                 text=True,
-                timeout=150,
+                timeout=240,
                 env={**os.environ, "GOBIN": folder, "GOFLAGS": "-modcacherw"},
             )
         except subprocess.TimeoutExpired:

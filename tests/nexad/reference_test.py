@@ -1,6 +1,4 @@
-"""docs/nexad: what the reference says of the flags is what the program says; texts in the matrix
-are real.
-"""
+"""docs/nexad: what the reference says of the flags is what the program says."""
 
 import os
 import re

@@ -1,5 +1,5 @@
-# The server from outside: nexad as it is installed, driven by a gNMI client in Python over Debian's grpcio.
-# Each *_test.py is one ctest entry; its cases are counted one by one (kit/report.py).
+# The server from outside: nexad as users run it, driven by a gNMI client in Python over Debian's
+# grpcio. Each *_test.py is one ctest entry; its cases are counted one by one (kit/report.py).
 if(NOT TARGET nexad)
   return()
 endif()
@@ -16,11 +16,13 @@ add_custom_command(
   COMMAND "${NEXA_PROTOC}" "-I${proto_dir}" "--python_out=${stubs}" "--grpc_python_out=${stubs}"
           "--plugin=protoc-gen-grpc_python=${NEXA_GRPC_PYTHON_PLUGIN}" gnmi_ext.proto gnmi.proto
   COMMAND "${NEXA_PROTOC}" "-I${proto_dir}" "--python_out=${stubs}" google/rpc/status.proto
-  DEPENDS "${proto_dir}/gnmi.proto" "${proto_dir}/gnmi_ext.proto" "${proto_dir}/google/rpc/status.proto"
+  DEPENDS "${proto_dir}/gnmi.proto" "${proto_dir}/gnmi_ext.proto"
+          "${proto_dir}/google/rpc/status.proto"
   WORKING_DIRECTORY "${proto_dir}"
   COMMENT "Generating gNMI messages for Python"
   VERBATIM)
-add_custom_target(gnmi_python ALL DEPENDS "${stubs}/gnmi_pb2.py" "${stubs}/google/rpc/status_pb2.py")
+add_custom_target(gnmi_python ALL
+  DEPENDS "${stubs}/gnmi_pb2.py" "${stubs}/google/rpc/status_pb2.py")
 
 set(environment
   "NEXAD=$<TARGET_FILE:nexad>" "NEXA=$<TARGET_FILE:nexa>" "NEXA_STUBS=${stubs}"
@@ -33,7 +35,8 @@ foreach(file IN LISTS files)
   string(REGEX REPLACE "_test\\.py$" "" stem "${file}")
   set(name "nexad_${stem}")
   add_test(NAME ${name} COMMAND "${NEXA_PYTHON}" "${CMAKE_CURRENT_LIST_DIR}/${file}")
-  set_tests_properties(${name} PROPERTIES ENVIRONMENT "${environment};NEXA_TEST_NAME=${name}" TIMEOUT 300)
+  set_tests_properties(${name} PROPERTIES
+    ENVIRONMENT "${environment};NEXA_TEST_NAME=${name}" TIMEOUT 600)
 endforeach()
 # The long ones: started first, and alone where they use both cores themselves.
 set_tests_properties(nexad_crash PROPERTIES TIMEOUT 5400 COST 1000 PROCESSORS 2)

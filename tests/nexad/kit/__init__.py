@@ -1,1 +1,1 @@
-"""What every test of nexad uses: a server in a temporary folder, certificates, a client, reports."""
+"""What every test of nexad uses: a server in a folder, certificates, a client, reports."""

@@ -1,4 +1,4 @@
-"""Calls of services for which no messages are generated here: health and reflection, byte by byte."""
+"""Calls of services without generated messages: health and reflection, byte by byte."""
 
 
 def call(channel, method, request=b"", timeout=10):
