@@ -1,0 +1,151 @@
+// What a reader of the store pays: one leaf, a thousand leaves and the whole tree, at ten to ten
+// thousand interfaces, with libyang's printer over the same tree as the peer.
+#include <benchmark/benchmark.h>
+#include <libyang/libyang.h>
+
+#include <map>
+#include <string>
+
+#include "kestrel/loader.h"
+#include "store/json_value.h"
+
+namespace {
+
+using nexa::host::DataPart;
+using nexa::host::JsonForm;
+using nexa::host::LeafLists;
+using nexa::host::NodePair;
+using nexa::host::TextPtr;
+using nexa::host::TreePtr;
+
+constexpr JsonForm kIetf{DataPart::kAll, true};
+
+std::string interfaces_xml(std::int64_t count, bool is_state) {
+  std::string xml = "<device xmlns=\"urn:example:device\">";
+  for (std::int64_t i = 0; i < count; ++i) {
+    const std::string number = std::to_string(i);
+    xml += "<port><name>port" + number + "</name>";
+    xml += is_state ? "<speed>" + number + "</speed></port>"
+                    : "<medium xmlns:t=\"urn:example:types\">t:copper</medium><tag>a</tag><route>"
+                      "<prefix>192.0.2.0/24</prefix><metric>" +
+                          number +
+                          "</metric><next-hop>192.0.2.1</next-hop></route>"
+                          "<radio xmlns=\"urn:example:radio\"><channel>7</channel></radio></port>";
+  }
+  return xml + "</device>";
+}
+
+// One tree for each size, made once.
+const lyd_node* tree_of(std::int64_t count, bool is_state = false) {
+  static const bool loaded = [] {
+    kestrel::LoadOptions options;
+    options.search_dirs = {NEXA_MODELS_DIR};
+    return !kestrel::load(options);
+  }();
+  static std::map<std::pair<std::int64_t, bool>, TreePtr> trees;
+  TreePtr& tree = trees[{count, is_state}];
+  if (loaded && tree == nullptr) {
+    lyd_node* parsed = nullptr;
+    lyd_parse_data_mem(kestrel::context(), interfaces_xml(count, is_state).c_str(), LYD_XML,
+                       LYD_PARSE_STRICT | LYD_PARSE_ONLY, 0, &parsed);
+    tree.reset(parsed);
+  }
+  return tree.get();
+}
+
+gnmi::Path leaf_path(std::int64_t port) {
+  gnmi::Path path;
+  path.add_elem()->set_name("example-device:device");
+  gnmi::PathElem& entry = *path.add_elem();
+  entry.set_name("port");
+  (*entry.mutable_key())["name"] = "port" + std::to_string(port);
+  path.add_elem()->set_name("medium");
+  return path;
+}
+
+std::size_t read_values(const gnmi::Path& path, const lyd_node* tree) {
+  std::size_t bytes = 0;
+  const auto take = [&](const NodePair& node, gnmi::Path&) {
+    std::string json;
+    nexa::host::append_value(node, kIetf, json);
+    bytes += json.size();
+  };
+  nexa::host::select_nodes(path, tree, nullptr, take, LeafLists::kWhole);
+  return bytes;
+}
+
+void BM_OneLeaf(benchmark::State& state) {
+  const lyd_node* tree = tree_of(state.range(0));
+  const gnmi::Path path = leaf_path(state.range(0) / 2);
+  for (auto _ : state) {
+    if (read_values(path, tree) == 0) return state.SkipWithError("not found");
+  }
+}
+
+void BM_ThousandLeavesByPath(benchmark::State& state) {
+  const lyd_node* tree = tree_of(state.range(0));
+  std::vector<gnmi::Path> paths;
+  for (int i = 0; i < 1000; ++i) paths.push_back(leaf_path(i % state.range(0)));
+  for (auto _ : state) {
+    for (const gnmi::Path& path : paths) {
+      if (read_values(path, tree) == 0) return state.SkipWithError("not found");
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * 1000);
+}
+
+void BM_EveryLeafWithItsPath(benchmark::State& state) {
+  const lyd_node* tree = tree_of(state.range(0));
+  std::int64_t leaves = 0;
+  for (auto _ : state) {
+    nexa::host::for_each_leaf_of_tree(tree, nullptr, kIetf, true,
+                                      [&](gnmi::Path&, std::string&) { ++leaves; });
+  }
+  state.SetItemsProcessed(leaves);
+}
+
+void BM_WholeTree(benchmark::State& state) {
+  const lyd_node* tree = tree_of(state.range(0));
+  std::size_t bytes = 0;
+  for (auto _ : state) {
+    std::string json;
+    nexa::host::append_tree(tree, nullptr, kIetf, json);
+    bytes += json.size();
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(bytes));
+}
+
+void BM_WholeTreeWithState(benchmark::State& state) {
+  const lyd_node* config = tree_of(state.range(0));
+  const lyd_node* operational = tree_of(state.range(0), true);
+  std::size_t bytes = 0;
+  for (auto _ : state) {
+    std::string json;
+    nexa::host::append_tree(config, operational, kIetf, json);
+    bytes += json.size();
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(bytes));
+}
+
+void BM_WholeTreeByLibyang(benchmark::State& state) {
+  const lyd_node* tree = tree_of(state.range(0));
+  std::size_t bytes = 0;
+  for (auto _ : state) {
+    char* text = nullptr;
+    lyd_print_mem(&text, tree, LYD_JSON, LYD_PRINT_WITHSIBLINGS | LYD_PRINT_SHRINK);
+    const TextPtr owner(text);
+    bytes += std::char_traits<char>::length(text);
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(bytes));
+}
+
+BENCHMARK(BM_OneLeaf)->Arg(10)->Arg(1000)->Arg(10000);
+BENCHMARK(BM_ThousandLeavesByPath)->Arg(10)->Arg(1000)->Arg(10000);
+BENCHMARK(BM_EveryLeafWithItsPath)->Arg(10)->Arg(1000)->Arg(10000);
+BENCHMARK(BM_WholeTree)->Arg(10)->Arg(1000)->Arg(10000);
+BENCHMARK(BM_WholeTreeWithState)->Arg(10)->Arg(1000)->Arg(10000);
+BENCHMARK(BM_WholeTreeByLibyang)->Arg(10)->Arg(1000)->Arg(10000);
+
+}  // namespace
+
+BENCHMARK_MAIN();

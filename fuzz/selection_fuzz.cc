@@ -1,0 +1,130 @@
+// Paths as they come off the wire, on a configuration and on operational data: the schema's verdict
+// is the search's, no node is found twice, every node is found again under the path that it was
+// given, and its value is JSON.
+#include "store/selection.h"
+
+#include <cjson/cJSON.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "kestrel/loader.h"
+#include "store/json_value.h"
+
+namespace {
+
+using nexa::host::DataPart;
+using nexa::host::LeafLists;
+using nexa::host::NodePair;
+using nexa::host::TreePtr;
+
+constexpr char kConfig[] = R"(<device xmlns="urn:example:device"><name>d</name>
+<limits><tiny>-1</tiny><flags>loud fast</flags><choice-of-types>7</choice-of-types></limits>
+<port><name>a</name><medium xmlns:t="urn:example:types">t:copper</medium><tag>x</tag><tag>y</tag>
+<route><prefix>p</prefix><metric>1</metric></route><route><prefix>p</prefix><metric>2</metric></route>
+<radio xmlns="urn:example:radio"><power>1.5</power></radio></port><port><name>*</name></port>
+<search>s</search><debug/><ssh><port>22</port></ssh><vendor><x>1</x></vendor></device>
+<services xmlns="urn:example:device"><ntp>true</ntp></services>)";
+constexpr char kState[] = R"(<device xmlns="urn:example:device"><name>e</name>
+<port><name>a</name><speed>5</speed></port><port><name>b</name></port>
+<event><at>1</at></event><event><at>1</at></event></device>)";
+
+TreePtr parsed(const char* xml) {
+  lyd_node* tree = nullptr;
+  if (lyd_parse_data_mem(kestrel::context(), xml, LYD_XML, LYD_PARSE_STRICT | LYD_PARSE_ONLY, 0,
+                         &tree) != LY_SUCCESS) {
+    std::abort();
+  }
+  return TreePtr(tree);
+}
+
+struct Data {
+  Data() {
+    kestrel::LoadOptions options;
+    options.search_dirs = {NEXA_MODELS_DIR};
+    if (kestrel::load(options)) std::abort();
+    config = parsed(kConfig);
+    state = parsed(kState);
+  }
+  TreePtr config;
+  TreePtr state;
+};
+
+void check_verdict(const grpc::Status& status) {
+  const bool known = status.ok() || status.error_code() == grpc::NOT_FOUND ||
+                     status.error_code() == grpc::INVALID_ARGUMENT;
+  if (!known || status.ok() != status.error_message().empty()) std::abort();
+}
+
+void check_value(const NodePair& node) {
+  for (const DataPart part : {DataPart::kAll, DataPart::kConfig, DataPart::kState}) {
+    std::string json = "[";
+    if (!nexa::host::append_value(node, {part, true}, json)) {
+      if (json != "[") std::abort();
+      continue;
+    }
+    json += "]";
+    const char* end = nullptr;
+    cJSON* const value = cJSON_ParseWithLengthOpts(json.data(), json.size(), &end, 0);
+    if (value == nullptr || end != json.data() + json.size()) std::abort();
+    cJSON_Delete(value);
+  }
+}
+
+// A key value "*" would name every entry.
+bool names_one_node(const gnmi::Path& path) {
+  for (const gnmi::PathElem& element : path.elem()) {
+    for (const auto& [name, value] : element.key()) {
+      if (value == "*") return false;
+    }
+  }
+  return true;
+}
+
+void check_found_again(const Data& data, const NodePair& node, const gnmi::Path& path) {
+  if (node.any() == nullptr || !names_one_node(path)) return;
+  if (!nexa::host::select_schema(path).ok()) std::abort();
+  bool is_found = false;
+  const auto compare = [&](const NodePair& again, gnmi::Path&) {
+    // Entries without keys have the path of the first one.
+    if (again.config == node.config && again.state == node.state) is_found = true;
+    if (again.any()->schema == node.any()->schema && lysc_is_dup_inst_list(again.any()->schema)) {
+      is_found = true;
+    }
+  };
+  const grpc::Status status =
+      nexa::host::select_nodes(path, data.config.get(), data.state.get(), compare,
+                               node.whole_leaf_list ? LeafLists::kWhole : LeafLists::kEntries);
+  if (!status.ok() || !is_found) std::abort();
+}
+
+void check_search(const Data& data, const gnmi::Path& path, LeafLists mode, bool in_schema) {
+  std::set<std::pair<const lyd_node*, const lyd_node*>> seen;
+  const auto found = [&](const NodePair& node, gnmi::Path& concrete) {
+    if (!seen.insert({node.config, node.state}).second) std::abort();
+    check_found_again(data, node, concrete);
+    if (node.any() != nullptr) check_value(node);
+  };
+  const grpc::Status status =
+      nexa::host::select_nodes(path, data.config.get(), data.state.get(), found, mode);
+  check_verdict(status);
+  if (in_schema && !status.ok()) std::abort();
+  if (!status.ok() && !seen.empty()) std::abort();
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const Data trees;
+  gnmi::Path path;
+  if (!path.ParseFromArray(data, static_cast<int>(size))) return 0;
+  const grpc::Status in_schema = nexa::host::select_schema(path);
+  check_verdict(in_schema);
+  check_search(trees, path, LeafLists::kEntries, in_schema.ok());
+  check_search(trees, path, LeafLists::kWhole, in_schema.ok());
+  return 0;
+}
