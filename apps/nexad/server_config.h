@@ -16,29 +16,23 @@ struct ServerConfig {
   std::vector<std::string> yang_dirs;
   std::vector<std::string> modules;                          // empty: all of the folders
   std::map<std::string, std::vector<std::string>> features;  // by module
-  bool strict = false;
   std::string data;
   std::uint64_t commits_per_snapshot = 1000;
   std::uint64_t history_limit = 100000;
-  bool no_linux_state = false;
 
   // Who is served, and where.
   std::string listen = "127.0.0.1:9339";
   std::string tls_cert;
   std::string tls_key;
   std::string tls_ca;
-  bool insecure = false;
   std::string users;
 
   // The commit hook: program and arguments.
   std::vector<std::string> hook;
   std::uint64_t hook_timeout_ms = 10000;
-  bool hook_at_start = false;
 
   // Operation.
   std::string metrics = kDefaultMetrics;  // or "off"
-  bool metrics_public = false;
-  bool reflection = false;
   std::string log_level = "info";
   std::string ready_file;
 
@@ -61,6 +55,14 @@ struct ServerConfig {
   std::uint64_t pending_sets = 1000;
   std::uint64_t min_sample_interval_ms = 50;
   std::uint64_t workers = 0;
+
+  // Switches of all of the above.
+  bool strict = false;
+  bool no_linux_state = false;
+  bool insecure = false;
+  bool hook_at_start = false;
+  bool metrics_public = false;
+  bool reflection = false;
 
   // Where each setting was given, by name: "--listen", "NEXAD_LISTEN", "nexad.toml:3: listen".
   std::map<std::string, std::string> origins;

@@ -92,7 +92,8 @@ std::optional<Users> parse_users(std::string_view text, const std::string& file,
     if (line.empty() || line.front() == '#') continue;
     const std::string fault = add_user(line, users);
     if (fault.empty()) continue;
-    error = file + ":" + std::to_string(number) + ": " + fault;
+    error = file;
+    error.append(":").append(std::to_string(number)).append(": ").append(fault);
     return std::nullopt;
   }
   return users;

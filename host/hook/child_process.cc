@@ -118,6 +118,7 @@ int ChildProcess::start(const std::vector<std::string>& command) {
   if (error == 0) error = attributes.prepare();
   if (error != 0) return error;
   std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
   for (const std::string& argument : command) {
     arguments.push_back(const_cast<char*>(argument.c_str()));
   }
