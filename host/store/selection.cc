@@ -33,10 +33,10 @@ class DataWalk {
   }
 
  private:
-  // A node on the way, and the step whose name and keys it was met by; null for wildcards.
   struct Met {
     const lyd_node* node;
-    const SelectionStep* step;
+    const SelectionStep* step;  // whose name and keys it was met by; null for wildcards
+    bool by_keys;               // whether a step that it was met by has keys
   };
 
   // "..." may take no level at all.
@@ -83,7 +83,7 @@ class DataWalk {
     if (example == nullptr) example = some_instance(level.state, schema);
     if (example == nullptr) return;
     if (is_whole_leaf_list(schema, matching)) {
-      met_.push_back({example, step_of(matching)});
+      met_.push_back({example, step_of(matching), false});
       emit({first_instance(level.config, schema), first_instance(level.state, schema), true});
       met_.pop_back();
       return;
@@ -124,12 +124,14 @@ class DataWalk {
              const std::vector<EntryMatch>& matches) {
     Positions open;
     const SelectionStep* named = nullptr;
+    bool by_keys = false;
     for (std::size_t m = 0; m < matching.size(); ++m) {
       const std::size_t i = matching[m];
       if (steps_[i].kind == SelectionStep::Kind::kDeep) {
         open.push_back(i);
       } else if (matches[m].matches(node.any())) {
         open.push_back(i + 1);
+        by_keys = by_keys || !steps_[i].keys.empty();
         if (steps_[i].kind == SelectionStep::Kind::kName) named = &steps_[i];
       }
     }
@@ -138,7 +140,7 @@ class DataWalk {
     open.erase(std::unique(open.begin(), open.end()), open.end());
     const bool is_end = open.back() == steps_.size();
     if (is_end) open.pop_back();
-    met_.push_back({node.any(), named});
+    met_.push_back({node.any(), named, by_keys});
     if (is_end) emit(node);
     const lysc_node* schema = node.any()->schema;
     if (!open.empty() && (schema->nodetype & (LYS_CONTAINER | LYS_LIST)) != 0) {
@@ -158,8 +160,7 @@ class DataWalk {
       const lysc_node* schema = met.node->schema;
       write_name(met, schema->module != module, element);
       module = schema->module;
-      const bool is_whole = node.whole_leaf_list && &met == &met_.back();
-      if (!is_whole) write_keys(met, element);
+      write_keys(met, element);
     }
     found_(node, concrete);
   }
@@ -177,7 +178,7 @@ class DataWalk {
   static void write_keys(const Met& met, gnmi::PathElem& element) {
     const lysc_node* schema = met.node->schema;
     if (schema->nodetype == LYS_LEAFLIST) {
-      (*element.mutable_key())["."] = CanonicalText(met.node).view();
+      if (met.by_keys) (*element.mutable_key())["."] = CanonicalText(met.node).view();
       return;
     }
     if (schema->nodetype != LYS_LIST) return;

@@ -27,8 +27,8 @@ struct NodePair {
 
 // What a path means that names a leaf-list and no entry of it.
 enum class LeafLists : std::uint8_t {
-  kEntries,  // each entry, its value in the path as key "."
-  kWhole,    // the leaf-list, once; the path has no key: one value for a reader
+  kEntries,  // each entry, all with the path of the leaf-list
+  kWhole,    // the leaf-list, once: one value for a reader
 };
 
 // Calls `found` for every node that `path` (absolute; "*" and "..." as names, keys left out or "*")

@@ -131,12 +131,15 @@ TEST_F(SelectNodes, SomeOfTheKeys) {
 
 TEST_F(SelectNodes, LeafListEntries) {
   EXPECT_THAT(find("/stock/item[name=a]/tag"),
+              ElementsAre("/stock/item[name=a]/tag +c", "/stock/item[name=a]/tag +c"));
+  EXPECT_THAT(find("/stock/item[name=a]/tag[.=*]"),
               ElementsAre("/stock/item[name=a]/tag[.=x] +c", "/stock/item[name=a]/tag[.=y] +c"));
+  EXPECT_THAT(find("/stock/*[.=7]"), ElementsAre("/stock/door[.=7] +c"));
   EXPECT_THAT(find("/stock/item[name=a]/tag[.=y]"), ElementsAre("/stock/item[name=a]/tag[.=y] +c"));
   EXPECT_THAT(find("/stock/door[.=07]"), ElementsAre("/stock/door[.=7] +c"));
   EXPECT_THAT(find("/stock/door[.=9]"), IsEmpty());
   EXPECT_THAT(find("/stock/code[.=k]"), ElementsAre("/stock/code[.=k] +s"));
-  EXPECT_THAT(find("/stock/code"), ElementsAre("/stock/code[.=k] +s", "/stock/code[.=k] +s"));
+  EXPECT_THAT(find("/stock/code"), ElementsAre("/stock/code +s", "/stock/code +s"));
 }
 
 TEST_F(SelectNodes, WholeLeafListsOnRequest) {
@@ -155,7 +158,7 @@ TEST_F(SelectNodes, StarIsAnyChild) {
   EXPECT_THAT(
       find("/stock/item[name=a]/*"),
       ElementsAre("/stock/item[name=a]/name +cs", "/stock/item[name=a]/price +c",
-                  "/stock/item[name=a]/tag[.=x] +c", "/stock/item[name=a]/tag[.=y] +c",
+                  "/stock/item[name=a]/tag +c", "/stock/item[name=a]/tag +c",
                   "/stock/item[name=a]/size +c", "/stock/item[name=a]/part[id=1][kind=shop:red] +c",
                   "/stock/item[name=a]/part[id=1][kind=shop-more:blue] +c",
                   "/stock/item[name=a]/sold +s"));
