@@ -1,0 +1,88 @@
+// libyang reads without validating here, so what only validation would notice is looked for.
+#include "store/document_check.h"
+
+#include <map>
+#include <set>
+#include <string>
+
+#include "store/node_tools.h"
+#include "store/violation_text.h"
+
+namespace nexa::host {
+namespace {
+
+using Kind = Violation::Kind;
+
+Violation at(const lyd_node* node, Kind kind, std::string rule) {
+  Violation violation;
+  violation.kind = kind;
+  violation.path = instance_path(node);
+  violation.rule = std::move(rule);
+  return violation;
+}
+
+// Below a parent libyang has a hash table; top-level instances are told apart by their text.
+class Duplicates {
+ public:
+  bool seen(const lyd_node* first, const lyd_node* node) {
+    if (node->parent != nullptr) return find_match(first, node) != node;
+    return !top_level_.insert(instance_path(node)).second;
+  }
+
+ private:
+  std::set<std::string> top_level_;
+};
+
+std::optional<Violation> check_cases(const lyd_node* node,
+                                     std::map<const lysc_node*, const lysc_node*>& chosen) {
+  for (const lysc_node* schema = node->schema->parent;
+       schema != nullptr && (schema->nodetype & (LYS_CHOICE | LYS_CASE)) != 0;
+       schema = schema->parent) {
+    if (schema->nodetype != LYS_CASE) continue;
+    const lysc_node* const other = chosen.emplace(schema->parent, schema).first->second;
+    if (other == schema) continue;
+    return at(
+        node, Kind::kStructure,
+        "data of both cases \"" + std::string(other->name) + "\" and \"" + schema->name + "\"");
+  }
+  return std::nullopt;
+}
+
+std::optional<Violation> check_siblings(const lyd_node* first) {
+  Duplicates duplicates;
+  std::map<const lysc_node*, const lysc_node*> chosen;
+  for (const lyd_node* node = first; node != nullptr; node = node->next) {
+    if (node->schema == nullptr) continue;
+    if (duplicates.seen(first, node)) {
+      return at(node, Kind::kStructure, "duplicate \"" + std::string(node->schema->name) + "\"");
+    }
+    if (auto problem = check_cases(node, chosen)) return problem;
+    if (auto problem = check_siblings(first_child(node))) return problem;
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<Violation> read_nodes(std::string_view xml, TreePtr& tree) {
+  tree.reset();
+  if (xml.empty()) return std::nullopt;
+  ly_err_clean(const_cast<ly_ctx*>(kestrel::context()), nullptr);
+  lyd_node* parsed = nullptr;
+  const LY_ERR done =
+      lyd_parse_data_mem(kestrel::context(), std::string(xml).c_str(), LYD_XML,
+                         LYD_PARSE_ONLY | LYD_PARSE_STRICT | LYD_PARSE_NO_STATE, 0, &parsed);
+  tree.reset(parsed);
+  if (done == LY_SUCCESS) return std::nullopt;
+  tree.reset();
+  Violation problem = stored_violation(kestrel::context(), nullptr);
+  problem.kind = Kind::kValue;
+  return problem;
+}
+
+std::optional<Violation> read_document(std::string_view xml, TreePtr& tree) {
+  if (auto problem = read_nodes(xml, tree)) return problem;
+  return check_siblings(tree.get());
+}
+
+}  // namespace nexa::host

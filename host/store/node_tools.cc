@@ -1,0 +1,162 @@
+// Matching has two ways because libyang compares values of leaves where it has no hash table.
+#include "store/node_tools.h"
+
+#include <utility>
+#include <vector>
+
+namespace nexa::host {
+
+lyd_node* find_match(const lyd_node* siblings, const lyd_node* like) {
+  if (siblings == nullptr) return nullptr;
+  if ((like->schema->nodetype & (LYS_LIST | LYS_LEAFLIST)) == 0) {
+    return find_instance(siblings, like->schema);
+  }
+  lyd_node* match = nullptr;
+  return lyd_find_sibling_first(siblings, like, &match) == LY_SUCCESS ? match : nullptr;
+}
+
+lyd_node* find_instance(const lyd_node* siblings, const lysc_node* schema) {
+  if (siblings == nullptr) return nullptr;
+  lyd_node* match = nullptr;
+  return lyd_find_sibling_val(siblings, schema, nullptr, 0, &match) == LY_SUCCESS ? match : nullptr;
+}
+
+lyd_node* first_child(const lyd_node* node) { return lyd_child(node); }
+
+bool is_key(const lyd_node* node) { return lysc_is_key(node->schema); }
+
+bool is_plain_container(const lyd_node* node) { return lysc_is_np_cont(node->schema); }
+
+bool is_user_ordered(const lysc_node* schema) { return lysc_is_userordered(schema); }
+
+bool insert_node(lyd_node*& top, lyd_node* parent, lyd_node* node) {
+  const LY_ERR done =
+      parent != nullptr ? lyd_insert_child(parent, node) : lyd_insert_sibling(top, node, &top);
+  if (done == LY_SUCCESS) return true;
+  lyd_free_tree(node);
+  return false;
+}
+
+void remove_node(lyd_node*& top, lyd_node* node) {
+  if (node == top) top = node->next;
+  lyd_free_tree(node);
+}
+
+void move_last(lyd_node*& top, lyd_node* node) {
+  lyd_node* const parent = lyd_parent(node);
+  if (node == top) top = node->next;
+  lyd_unlink_tree(node);
+  insert_node(top, parent, node);
+}
+
+lyd_node* copy_subtree(const lyd_node* node) {
+  lyd_node* copy = nullptr;
+  lyd_dup_single(node, nullptr, LYD_DUP_RECURSIVE | LYD_DUP_NO_META | LYD_DUP_WITH_FLAGS, &copy);
+  return copy;
+}
+
+TreePtr copy_tree(const lyd_node* top, bool& ok) {
+  lyd_node* copy = nullptr;
+  ok = top == nullptr ||
+       lyd_dup_siblings(top, nullptr, LYD_DUP_RECURSIVE | LYD_DUP_NO_META | LYD_DUP_WITH_FLAGS,
+                        &copy) == LY_SUCCESS;
+  return TreePtr(copy);
+}
+
+namespace {
+
+void strip_siblings(lyd_node*& top, lyd_node* first) {
+  for (lyd_node* node = first; node != nullptr;) {
+    lyd_node* const next = node->next;
+    if ((node->flags & LYD_DEFAULT) != 0) {
+      remove_node(top, node);
+    } else {
+      strip_siblings(top, first_child(node));
+      const bool is_empty = is_plain_container(node) && first_child(node) == nullptr;
+      if (is_empty && node->priv == nullptr) remove_node(top, node);
+    }
+    node = next;
+  }
+}
+
+bool same_node(const lyd_node* left, const lyd_node* right, bool defaults) {
+  if (defaults && (left->flags & LYD_DEFAULT) != (right->flags & LYD_DEFAULT)) return false;
+  if ((left->schema->nodetype & LYD_NODE_INNER) != 0) {
+    return same_content(first_child(left), first_child(right), defaults);
+  }
+  return lyd_compare_single(left, right, 0) == LY_SUCCESS;
+}
+
+const lyd_node* next_instance(const lyd_node* node) {
+  const lyd_node* const next = node->next;
+  return next != nullptr && next->schema == node->schema ? next : nullptr;
+}
+
+std::size_t count(const lyd_node* first) {
+  std::size_t number = 0;
+  for (; first != nullptr; first = first->next) ++number;
+  return number;
+}
+
+}  // namespace
+
+void strip_defaults(TreePtr& tree) {
+  lyd_node* top = tree.release();
+  strip_siblings(top, top);
+  tree.reset(top);
+}
+
+bool same_content(const lyd_node* left, const lyd_node* right, bool defaults) {
+  if (count(left) != count(right)) return false;
+  for (const lyd_node* node = left; node != nullptr; node = node->next) {
+    const lyd_node* const match = find_match(right, node);
+    if (match == nullptr || !same_node(node, match, defaults)) return false;
+    if (!is_user_ordered(node->schema)) continue;
+    const lyd_node* const next = next_instance(node);
+    const lyd_node* const next_match = next_instance(match);
+    if ((next == nullptr) != (next_match == nullptr)) return false;
+    if (next != nullptr && lyd_compare_single(next, next_match, 0) != LY_SUCCESS) return false;
+  }
+  return true;
+}
+
+bool has_explicit_content(const lyd_node* node) {
+  for (const lyd_node* child = first_child(node); child != nullptr; child = child->next) {
+    if (is_plain_container(child) ? has_explicit_content(child)
+                                  : (child->flags & LYD_DEFAULT) == 0) {
+      return true;
+    }
+  }
+  return false;
+}
+
+void settle_values(const lyd_node* node) {
+  if ((node->schema->nodetype & LYD_NODE_TERM) != 0) {
+    lyd_get_value(node);
+    return;
+  }
+  for (const lyd_node* child = first_child(node); child != nullptr; child = child->next) {
+    settle_values(child);
+  }
+}
+
+void settle_container_flags(lyd_node* node) {
+  for (; node != nullptr && is_plain_container(node); node = lyd_parent(node)) {
+    for (const lyd_node* child = first_child(node); child != nullptr; child = child->next) {
+      if ((child->flags & LYD_DEFAULT) == 0) return;
+    }
+    node->flags |= LYD_DEFAULT;
+  }
+}
+
+bool print_siblings(const lyd_node* top, std::string& xml) {
+  if (top == nullptr) return true;
+  char* text = nullptr;
+  const LY_ERR done = lyd_print_mem(&text, top, LYD_XML, LYD_PRINT_WITHSIBLINGS | LYD_PRINT_SHRINK);
+  const TextPtr owner(text);
+  if (done != LY_SUCCESS) return false;
+  if (text != nullptr) xml.append(text);
+  return true;
+}
+
+}  // namespace nexa::host

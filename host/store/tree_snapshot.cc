@@ -1,0 +1,116 @@
+// Joins which nodes a path names with how their values are written.
+#include "store/tree_snapshot.h"
+
+#include "store/change.h"
+#include "store/json_value.h"
+#include "store/node_tools.h"
+#include "store/selection.h"
+#include "store/violation_text.h"
+
+namespace nexa::host {
+namespace {
+
+constexpr char kNoElement[] = "the document has no top element";
+
+class ParsedState : public StateTree {
+ public:
+  explicit ParsedState(TreePtr tree) : tree_(std::move(tree)) {}
+  const lyd_node* top() const { return tree_.get(); }
+
+ private:
+  TreePtr tree_;
+};
+
+bool has_modules(const gnmi::Path& path) {
+  for (const gnmi::PathElem& element : path.elem()) {
+    if (element.name().find(':') != std::string::npos) return true;
+  }
+  return false;
+}
+
+// Writes values as nodes are found.
+class Writer {
+ public:
+  Writer(const Query& query, const ValueSink& sink)
+      : query_(query),
+        sink_(sink),
+        form_{query.part, query.encoding != gnmi::JSON},
+        qualify_names_(query.path.elem().empty() ? form_.qualify : has_modules(query.path)) {}
+
+  void whole_tree(const lyd_node* config, const lyd_node* state, gnmi::Path& path) {
+    if (query_.form == Form::kLeaves) {
+      for_each_leaf_of_tree(config, state, form_, qualify_names_, sink_);
+      return;
+    }
+    std::string json;
+    if (append_tree(config, state, form_, json)) sink_(path, json);
+  }
+
+  void found(const NodePair& node, gnmi::Path& path) {
+    if (query_.form == Form::kLeaves) {
+      for_each_leaf(node, path, form_, qualify_names_, sink_);
+      return;
+    }
+    std::string json;
+    if (append_value(node, form_, json)) sink_(path, json);
+  }
+
+ private:
+  const Query& query_;
+  const ValueSink& sink_;
+  const JsonForm form_;
+  const bool qualify_names_;
+};
+
+}  // namespace
+
+TreeSnapshot::TreeSnapshot(std::shared_ptr<Replica> replica, std::uint64_t number)
+    : replica_(std::move(replica)), number_(number) {
+  replica_->enter();
+}
+
+TreeSnapshot::~TreeSnapshot() { replica_->leave(); }
+
+grpc::Status TreeSnapshot::read(const Query& query, const StateTree* state,
+                                const ValueSink& sink) const {
+  const lyd_node* const data = state != nullptr && query.part != DataPart::kConfig
+                                   ? static_cast<const ParsedState*>(state)->top()
+                                   : nullptr;
+  Writer writer(query, sink);
+  const auto found = [&](const NodePair& node, gnmi::Path& path) {
+    if (node.any() == nullptr) {
+      writer.whole_tree(replica_->top(), data, path);
+    } else {
+      writer.found(node, path);
+    }
+  };
+  const grpc::Status status =
+      select_nodes(query.path, replica_->top(), data, found, LeafLists::kWhole);
+  if (status.error_code() != grpc::StatusCode::NOT_FOUND) return status;
+  return {grpc::StatusCode::INVALID_ARGUMENT, status.error_message()};
+}
+
+std::string TreeSnapshot::xml() const { return configuration_xml(replica_->top()); }
+
+std::shared_ptr<const StateTree> parse_state_tree(std::string_view xml, std::string& error) {
+  const std::string_view inner = inner_xml(xml);
+  if (inner.data() == nullptr) {
+    error = kNoElement;
+    return nullptr;
+  }
+  if (inner.empty()) return std::make_shared<ParsedState>(nullptr);
+  ly_err_clean(const_cast<ly_ctx*>(kestrel::context()), nullptr);
+  lyd_node* parsed = nullptr;
+  const LY_ERR done = lyd_parse_data_mem(kestrel::context(), std::string(inner).c_str(), LYD_XML,
+                                         LYD_PARSE_ONLY | LYD_PARSE_STRICT, 0, &parsed);
+  TreePtr tree(parsed);
+  if (done != LY_SUCCESS) {
+    const Violation problem = stored_violation(kestrel::context(), nullptr);
+    error = problem.path.empty() ? problem.rule : problem.path + ": " + problem.rule;
+    return nullptr;
+  }
+  for (const lyd_node* node = tree.get(); node != nullptr; node = node->next) settle_values(node);
+  return std::make_shared<ParsedState>(std::move(tree));
+}
+
+}  // namespace nexa::host

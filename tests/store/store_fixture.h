@@ -1,0 +1,158 @@
+// A store over a small module, in folders of its own; edits written as XML and path strings.
+#ifndef TESTS_STORE_STORE_FIXTURE_H_
+#define TESTS_STORE_STORE_FIXTURE_H_
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "real/temp_folder.h"
+#include "store/change.h"
+#include "store/config_store.h"
+#include "store/node_tools.h"
+#include "store/tree_store.h"
+#include "translate/path_string.h"
+
+namespace nexa_test {
+
+using nexa::host::CommitRequest;
+using nexa::host::CommitResult;
+using nexa::host::ConfigStore;
+using nexa::host::Edit;
+
+inline constexpr char kStoreModule[] = R"yang(module s {
+  yang-version 1.1;
+  namespace "urn:s";
+  prefix s;
+  revision 2026-01-01;
+  container top {
+    leaf name { type string; }
+    leaf speed { type uint32; default 100; }
+    leaf address { type binary; }
+    container limits {
+      leaf low { type int32; }
+      leaf high { type int32; default 9; must ". >= ../low or not(../low)"; }
+    }
+    list port {
+      key "id";
+      leaf id { type string; }
+      leaf mode { type enumeration { enum a; enum b; } default a; }
+      leaf peer { type leafref { path "../../port/id"; } }
+      leaf note { type string; when "../mode = 'a'"; }
+      container inner { leaf deep { type string; } }
+    }
+    list rule {
+      key "id";
+      ordered-by user;
+      leaf id { type uint8; }
+      leaf text { type string; }
+    }
+    leaf-list tag { type string; }
+    leaf-list order { type uint8; ordered-by user; }
+    leaf-list def { type uint8; default 1; default 2; }
+    choice kind {
+      default plain;
+      case plain { leaf colour { type string; default "red"; } }
+      case fancy { leaf shine { type uint8; } container box { leaf lid { type string; } } }
+    }
+    container on {
+      presence "On.";
+      leaf level { type uint8; default 3; }
+      leaf must-be { type string; mandatory true; }
+    }
+    anydata vendor;
+    leaf counter { config false; type uint64; }
+  }
+})yang";
+
+inline gnmi::Path path_of(const std::string& text) {
+  nexa::host::PathStringError error;
+  const auto path = nexa::host::parse_path_string(text, &error);
+  EXPECT_TRUE(path.has_value()) << text << ": " << error.text();
+  return path.value_or(gnmi::Path());
+}
+
+// `inner` stands in the container of the test module.
+inline std::string in_top(const std::string& inner) {
+  return "<?xml version=\"1.0\"?>\n<config><top xmlns=\"urn:s\">" + inner + "</top></config>";
+}
+inline Edit update(const std::string& inner) { return {Edit::Kind::kUpdate, {}, in_top(inner)}; }
+inline Edit put(const std::string& path, const std::string& inner) {
+  return {Edit::Kind::kReplace, path_of(path), in_top(inner)};
+}
+inline Edit drop(const std::string& path) { return {Edit::Kind::kDelete, path_of(path), ""}; }
+
+inline std::string config_xml(const std::string& inner) {
+  return inner.empty() ? "<config/>" : "<config><top xmlns=\"urn:s\">" + inner + "</top></config>";
+}
+
+// One value for each node that `path` names, "PATH=JSON" in a line.
+inline std::string read_text(const ConfigStore& store, const std::string& path,
+                             nexa::host::Form form = nexa::host::Form::kSubtrees) {
+  nexa::host::Query query;
+  query.path = path_of(path);
+  query.form = form;
+  std::string text;
+  const grpc::Status status =
+      store.snapshot()->read(query, nullptr, [&](gnmi::Path& at, std::string& json) {
+        text += nexa::host::format_path_string(at) + "=" + json + "\n";
+      });
+  return status.ok() ? text : status.error_message();
+}
+
+// Same nodes, values and user-given order; `with_defaults` of both trees as they stand.
+inline bool same_xml(const std::string& left, const std::string& right) {
+  nexa::host::TreePtr one;
+  nexa::host::TreePtr two;
+  std::string error;
+  EXPECT_TRUE(nexa::host::parse_nodes(nexa::host::inner_xml(left), one, error)) << error;
+  EXPECT_TRUE(nexa::host::parse_nodes(nexa::host::inner_xml(right), two, error)) << error;
+  return nexa::host::same_content(one.get(), two.get());
+}
+
+class StoreTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(load_module("s", kStoreModule), "");
+    open();
+  }
+
+  void open() {
+    store_.reset();
+    notes_.clear();
+    error_.clear();
+    nexa::host::TreeStoreOptions options;
+    options.directory = directory();
+    options.commits_per_snapshot = commits_per_snapshot_;
+    options.history_limit = history_limit_;
+    options.sync = false;
+    store_ = nexa::host::open_tree_store(options, error_, &notes_);
+  }
+  std::string directory() const { return folder_.file("data"); }
+
+  CommitResult commit(std::vector<Edit> edits) {
+    CommitRequest request;
+    request.edits = std::move(edits);
+    request.author = "tester";
+    return store_->commit(request);
+  }
+  // The status in one line; empty for OK.
+  std::string commit_text(std::vector<Edit> edits) {
+    const CommitResult result = commit(std::move(edits));
+    return result.status.ok() ? "" : result.status.error_message();
+  }
+  std::string xml() const { return store_->snapshot()->xml(); }
+
+  TempFolder folder_;
+  std::uint32_t commits_per_snapshot_ = 1000;
+  std::uint64_t history_limit_ = 0;
+  std::unique_ptr<ConfigStore> store_;
+  std::string error_;
+  std::vector<std::string> notes_;
+};
+
+}  // namespace nexa_test
+
+#endif  // TESTS_STORE_STORE_FIXTURE_H_
