@@ -24,9 +24,11 @@ struct Level {
   gpr_log_severity library;
 };
 
+// The libraries' information is about each module and each call: it is for those who look for a
+// fault.
 constexpr std::array<Level, 4> kLevels{{
     {"debug", spdlog::level::debug, GPR_LOG_SEVERITY_DEBUG},
-    {"info", spdlog::level::info, GPR_LOG_SEVERITY_INFO},
+    {"info", spdlog::level::info, GPR_LOG_SEVERITY_ERROR},
     {"warning", spdlog::level::warn, GPR_LOG_SEVERITY_ERROR},
     {"error", spdlog::level::err, GPR_LOG_SEVERITY_ERROR},
 }};
