@@ -207,7 +207,7 @@ class DataWalk {
 grpc::Status select_nodes(const gnmi::Path& path, const lyd_node* config, const lyd_node* state,
                           const NodeSink& found, LeafLists leaf_lists) {
   std::vector<SelectionStep> steps;
-  const grpc::Status split = split_path(path, steps);
+  grpc::Status split = split_path(path, steps);
   if (!split.ok()) return split;
   if (steps.empty()) {
     gnmi::Path concrete;
@@ -217,7 +217,7 @@ grpc::Status select_nodes(const gnmi::Path& path, const lyd_node* config, const 
     return grpc::Status::OK;
   }
   std::vector<const lysc_node*> last;
-  const grpc::Status status = walk_schema(steps, false, last);
+  grpc::Status status = walk_schema(steps, false, last);
   if (!status.ok()) return status;
   DataWalk(path, steps, leaf_lists, found).run({config, state});
   return grpc::Status::OK;

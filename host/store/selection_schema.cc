@@ -41,7 +41,7 @@ class SchemaWalk {
     Nodes at = {nullptr};
     for (at_ = 0; at_ < steps_.size(); ++at_) {
       Nodes next;
-      const grpc::Status status = advance(at, next);
+      grpc::Status status = advance(at, next);
       if (!status.ok()) return status;
       at = std::move(next);
     }
@@ -88,7 +88,7 @@ class SchemaWalk {
     grpc::Status first_refusal = grpc::Status::OK;
     Nodes kept;
     for (const lysc_node* node : nodes) {
-      const grpc::Status status = check_keys(node);
+      grpc::Status status = check_keys(node);
       if (status.ok()) {
         kept.push_back(node);
       } else if (first_refusal.ok()) {
@@ -169,10 +169,10 @@ grpc::Status walk_schema(const std::vector<SelectionStep>& steps, bool check_val
 
 grpc::Status select_schema(const gnmi::Path& path, std::vector<const lysc_node*>* schema) {
   std::vector<SelectionStep> steps;
-  const grpc::Status split = split_path(path, steps);
+  grpc::Status split = split_path(path, steps);
   if (!split.ok()) return split;
   Nodes last;
-  const grpc::Status status = walk_schema(steps, true, last);
+  grpc::Status status = walk_schema(steps, true, last);
   if (!status.ok()) return status;
   if (schema != nullptr) {
     last.erase(std::remove(last.begin(), last.end(), nullptr), last.end());

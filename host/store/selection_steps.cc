@@ -56,21 +56,25 @@ void each_child(const lysc_node* parent, const lysc_module* module, Take&& take)
 
 // libyang has modules of its own inside; only what the schema shows counts.
 bool is_shown(const lys_module& module) {
-  return module.implemented != 0 && module.compiled != nullptr &&
-         kestrel_find_cs_root(kestrel_str2hash(module.ns)) != nullptr;
+  return kestrel_find_cs_root(kestrel_str2hash(module.ns)) != nullptr;
+}
+
+// Calls `take` for each data node at the top of each module, shown or not.
+template <typename Take>
+void each_top_node(Take&& take) {
+  std::uint32_t i = 0;
+  if (kestrel::context() == nullptr) return;
+  while (const lys_module* module = ly_ctx_get_module_iter(kestrel::context(), &i)) {
+    if (module->implemented != 0 && module->compiled != nullptr) {
+      each_child(nullptr, module->compiled, take);
+    }
+  }
 }
 
 template <typename Take>
 void each_child(const lysc_node* parent, Take&& take) {
-  if (parent != nullptr) {
-    if ((parent->nodetype & (LYS_CONTAINER | LYS_LIST)) != 0) each_child(parent, nullptr, take);
-    return;
-  }
-  std::uint32_t i = 0;
-  if (kestrel::context() == nullptr) return;
-  while (const lys_module* module = ly_ctx_get_module_iter(kestrel::context(), &i)) {
-    if (is_shown(*module)) each_child(nullptr, module->compiled, take);
-  }
+  if (parent == nullptr) return each_top_node(take);
+  if ((parent->nodetype & (LYS_CONTAINER | LYS_LIST)) != 0) each_child(parent, nullptr, take);
 }
 
 }  // namespace
@@ -87,7 +91,7 @@ grpc::Status split_path(const gnmi::Path& path, std::vector<SelectionStep>& step
     } else if (step.name.name == kAnyName) {
       step.kind = SelectionStep::Kind::kAny;
     }
-    const grpc::Status keys = split_keys(element, i + 1, step);
+    grpc::Status keys = split_keys(element, i + 1, step);
     if (!keys.ok()) return keys;
     const bool adds_nothing = step.kind == SelectionStep::Kind::kDeep && !steps.empty() &&
                               steps.back().kind == SelectionStep::Kind::kDeep;
@@ -106,7 +110,9 @@ bool names_modules(const std::vector<SelectionStep>& steps) {
 
 std::vector<const lysc_node*> schema_children(const lysc_node* parent) {
   std::vector<const lysc_node*> children;
-  each_child(parent, [&](const lysc_node* child) { children.push_back(child); });
+  each_child(parent, [&](const lysc_node* child) {
+    if (parent != nullptr || is_shown(*child->module)) children.push_back(child);
+  });
   return children;
 }
 
@@ -116,11 +122,12 @@ std::vector<const lysc_node*> step_targets(const SelectionStep& step, const lysc
   const lys_module* module = nullptr;
   if (!step.name.module.empty()) {
     module = module_named(step.name.module);
-    if (module == nullptr || !is_shown(*module)) return targets;
+    if (module == nullptr || module->compiled == nullptr) return targets;
   }
   const auto take = [&](const lysc_node* child) {
     if (module != nullptr && child->module != module) return;
-    if (any || step.name.name == child->name) targets.push_back(child);
+    if (!any && step.name.name != child->name) return;
+    if (parent != nullptr || is_shown(*child->module)) targets.push_back(child);
   };
   if (parent == nullptr && module != nullptr) {
     each_child(nullptr, module->compiled, take);
