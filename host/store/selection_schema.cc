@@ -10,6 +10,8 @@ namespace nexa::host {
 namespace {
 
 inline constexpr char kNoNode[] = "no node";
+inline constexpr char kAtTop[] = "at the top level";
+inline constexpr char kBelow[] = "below";
 inline constexpr char kAmbiguous[] = "more than one module has it, name one of";
 inline constexpr char kNoKeys[] = "has no keys";
 inline constexpr char kOnlyOwnValue[] = "is a leaf-list, its only key is \".\"";
@@ -131,7 +133,7 @@ class SchemaWalk {
 
   grpc::Status nothing_here() const {
     std::string text = std::string(kNoNode) + " " + quoted(step().element->name());
-    text += at_ == 0 ? " at the top level" : " below " + quoted_path(at_);
+    text += " " + (at_ == 0 ? std::string(kAtTop) : std::string(kBelow) + " " + quoted_path(at_));
     return {grpc::StatusCode::NOT_FOUND, text};
   }
 

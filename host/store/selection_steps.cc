@@ -6,6 +6,10 @@
 namespace nexa::host {
 namespace {
 
+inline constexpr char kNameForm[] = "a name is \"name\" or \"module:name\"";
+inline constexpr char kKeyForm[] = "malformed key name";
+inline constexpr char kDeepHasNoKeys[] = "\"...\" takes no keys";
+
 constexpr std::string_view kAnyName = "*";
 constexpr std::string_view kDeepName = "...";
 
@@ -26,10 +30,10 @@ bool split_name(std::string_view text, SelectionName& out) {
 
 grpc::Status split_keys(const gnmi::PathElem& element, int position, SelectionStep& step) {
   if (element.key().empty()) return grpc::Status::OK;
-  if (step.kind == SelectionStep::Kind::kDeep) return malformed(position, "\"...\" takes no keys");
+  if (step.kind == SelectionStep::Kind::kDeep) return malformed(position, kDeepHasNoKeys);
   for (const auto& [name, value] : element.key()) {
     SelectionKey key;
-    if (!split_name(name, key.name)) return malformed(position, "malformed key name");
+    if (!split_name(name, key.name)) return malformed(position, kKeyForm);
     key.written = &name;
     key.value = value == kAnyName ? nullptr : &value;
     step.keys.push_back(key);
@@ -87,7 +91,7 @@ grpc::Status split_path(const gnmi::Path& path, std::vector<SelectionStep>& step
     if (element.name() == kDeepName) {
       step.kind = SelectionStep::Kind::kDeep;
     } else if (!split_name(element.name(), step.name)) {
-      return malformed(i + 1, "a name is \"name\" or \"module:name\"");
+      return malformed(i + 1, kNameForm);
     } else if (step.name.name == kAnyName) {
       step.kind = SelectionStep::Kind::kAny;
     }
