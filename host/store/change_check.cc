@@ -37,6 +37,7 @@ ChangeCheck::Verdict ChangeCheck::conclude() {
   if (violation_.has_value() && !unknown_) return Verdict::kInvalid;
   if (unknown_) return Verdict::kUnknown;
   for (const lyd_node* const node : created_) mark(const_cast<lyd_node*>(node), false);
+  for (const lyd_node* const node : changed_) mark(const_cast<lyd_node*>(node), false);
   return Verdict::kValid;
 }
 
@@ -47,6 +48,12 @@ bool ChangeCheck::has_data(const lys_module* module) const {
     node = node->next;
   }
   return node != nullptr;
+}
+
+// Whether the change itself asked for the node or its value, so that it may not go silently.
+bool ChangeCheck::is_from_change(const lyd_node* node) const {
+  if (changed_.count(node) != 0) return true;
+  return created_.count(node) != 0 && implicit_.count(node) == 0;
 }
 
 void ChangeCheck::mark(lyd_node* node, bool is_new) {
@@ -60,8 +67,8 @@ void ChangeCheck::mark(lyd_node* node, bool is_new) {
 void ChangeCheck::mark_nodes() {
   for (lyd_node* top = tree_; top != nullptr; top = top->next) {
     each_node(top, [this](lyd_node* node) {
-      const bool is_new = created_.count(node) != 0 && (node->flags & LYD_DEFAULT) == 0;
-      mark(node, is_new);
+      mark(node, created_.count(node) != 0 && implicit_.count(node) == 0);
+      if (changed_.count(node) != 0) node->flags &= ~static_cast<std::uint32_t>(LYD_WHEN_TRUE);
     });
   }
 }

@@ -32,6 +32,13 @@ struct Level {
   std::vector<const lysc_node*> retry;    // absent ones whose `when` may have become true
 };
 
+// What stands in the data of one case of a choice.
+struct CaseData {
+  bool any = false;
+  bool any_new = false;
+  bool any_explicit = false;
+};
+
 class ChangeCheck {
  public:
   enum class Verdict : std::uint8_t { kValid, kInvalid, kUnknown };
@@ -67,6 +74,7 @@ class ChangeCheck {
   void read_one(const lyd_node* diff, std::string_view operation, lyd_node* parent);
   void note_created(lyd_node* root);
   void note_deleted(const lyd_node* root, lyd_node* parent);
+  void note_emptied(lyd_node* node);
   void note_changed(lyd_node* node, const char* old_value);
   Level& level_of(lyd_node* parent, const lysc_node* child);
   void touch(lyd_node* parent, const lysc_node* child);
@@ -81,6 +89,7 @@ class ChangeCheck {
   bool settle_dirty();
   void settle(Level& level);
   void settle_choices(Level& level);
+  CaseData data_of(const Level& level, const lysc_node* branch) const;
   void settle_choice(Level& level, const lysc_node_choice* choice);
   void drop_case(Level& level, const lysc_node* branch);
   void check_duplicates(Level& level);
@@ -96,7 +105,8 @@ class ChangeCheck {
   void judge_when(const Constraint& constraint, lyd_node* node);
   void judge_references();
   void judge_reference(const Constraint& constraint, lyd_node* node);
-  bool target_exists(const Constraint& constraint, const lyd_node* node) const;
+  bool target_exists(const PlainPath& path, const lyd_node* node) const;
+  void judge_union(const Constraint& constraint, const lyd_node* node);
   void judge_musts();
   bool holds(const lyd_node* context, const lys_module* module, const lyxp_expr* expression,
              lysc_prefix* prefixes);
@@ -120,6 +130,7 @@ class ChangeCheck {
   Verdict conclude();
   bool has_data(const lys_module* module) const;
   void mark(lyd_node* node, bool is_new);
+  bool is_from_change(const lyd_node* node) const;
   void fail(Violation violation);
   bool stopped() const { return unknown_ || violation_.has_value(); }
   lyd_node* first_of(const Level& level) const {
@@ -138,6 +149,7 @@ class ChangeCheck {
   std::deque<Level> levels_;
   std::unordered_map<const void*, Level*> level_index_;
   std::unordered_set<const lyd_node*> created_;   // came with the change or with its defaults
+  std::unordered_set<const lyd_node*> changed_;   // leafs that the change gave another value
   std::unordered_set<const lyd_node*> implicit_;  // those that came as defaults
   std::vector<lyd_node*> made_;                   // the same in their order
   std::set<std::pair<const Constraint*, const lyd_node*>> fired_;

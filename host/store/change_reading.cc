@@ -106,19 +106,19 @@ void ChangeCheck::note_created(lyd_node* root) {
     unknown_ |= node->schema == nullptr;
   });
   if (unknown_) return;
+  touch(lyd_parent(root), root->schema);
+  Level& level = level_of(lyd_parent(root), root->schema);
+  level.dirty = true;
+  level.arrivals.push_back(root);
   each_node(root, [this](lyd_node* node) {
     const NodeRules& rules = index_.rules(node->schema);
     unknown_ |= rules.foreign || (node->schema->flags & LYS_CONFIG_R) != 0;
     for (const Constraint* const constraint : rules.own) demand(*constraint, node);
     fire(node->schema, node, Event::kCreated, nullptr);
     if ((node->schema->nodetype & LYD_NODE_INNER) == 0) return;
-    Level& level = level_of(node, nullptr);
-    level.fresh = level.dirty = true;
+    Level& below = level_of(node, nullptr);
+    below.fresh = below.dirty = true;
   });
-  touch(lyd_parent(root), root->schema);
-  Level& level = level_of(lyd_parent(root), root->schema);
-  level.dirty = true;
-  level.arrivals.push_back(root);
 }
 
 void ChangeCheck::note_deleted(const lyd_node* root, lyd_node* parent) {
@@ -130,12 +130,23 @@ void ChangeCheck::note_deleted(const lyd_node* root, lyd_node* parent) {
   });
   touch(parent, root->schema);
   level_of(parent, root->schema).dirty = true;
+  note_emptied(parent);
+}
+
+// A container without presence that holds nothing explicit any more may not keep its case alive.
+void ChangeCheck::note_emptied(lyd_node* node) {
+  for (; node != nullptr && (node->flags & LYD_DEFAULT) != 0; node = lyd_parent(node)) {
+    if (node->schema->nodetype != LYS_CONTAINER) return;
+    touch(lyd_parent(node), node->schema);
+    level_of(lyd_parent(node), node->schema).dirty = true;
+  }
 }
 
 void ChangeCheck::note_changed(lyd_node* node, const char* old_value) {
   any_gone_ = true;
   const NodeRules& rules = index_.rules(node->schema);
   unknown_ |= rules.foreign;
+  if (old_value != nullptr) changed_.insert(node);
   for (const Constraint* const constraint : rules.own) demand(*constraint, node);
   fire(node->schema, node, Event::kChanged, old_value);
   if ((node->flags & LYD_DEFAULT) != 0) touch(lyd_parent(node), node->schema);
@@ -237,6 +248,7 @@ void ChangeCheck::drop(lyd_node* node) {
   const TreePtr owned(node);
   any_gone_ = true;
   touch(parent, node->schema);
+  note_emptied(parent);
   each_node(node, [this, parent](const lyd_node* gone) {
     const bool is_term = (gone->schema->nodetype & LYD_NODE_TERM) != 0;
     fire(gone->schema, parent, Event::kDeleted, is_term ? lyd_get_value(gone) : nullptr);
@@ -249,6 +261,7 @@ void ChangeCheck::forget(const lyd_node* root) {
   const auto gone = [&going](const lyd_node* node) { return going.count(node) != 0; };
   for (const lyd_node* const node : going) {
     created_.erase(node);
+    changed_.erase(node);
     implicit_.erase(node);
     const auto level = level_index_.find(node);
     if (level == level_index_.end()) continue;

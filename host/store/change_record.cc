@@ -15,6 +15,14 @@ bool is_user_ordered_leaf_list(const lyd_node* node) {
   return node->schema->nodetype == LYS_LEAFLIST && (node->schema->flags & LYS_ORDBY_USER) != 0;
 }
 
+bool has_user_order(const lyd_node* node) {
+  if (lysc_is_userordered(node->schema)) return true;
+  for (const lyd_node* child = lyd_child(node); child != nullptr; child = child->next) {
+    if (has_user_order(child)) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 bool ChangeRecord::add_created(const lyd_node* node) {
@@ -28,7 +36,7 @@ bool ChangeRecord::add_created(const lyd_node* node) {
 }
 
 bool ChangeRecord::add_deleted(const lyd_node* node) {
-  if (copies_.count(node) != 0) return false;
+  if (copies_.count(node) != 0 || has_user_order(node)) return false;
   if (add_copy(node, LYD_DUP_RECURSIVE, kDelete) == nullptr) return false;
   copies_.erase(node);
   return true;

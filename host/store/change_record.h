@@ -14,7 +14,8 @@ class ChangeRecord {
   bool add_created(const lyd_node* node);
 
   // Notes a node with all below it that is about to leave the tree. False for a node that earlier
-  // changes went below: a diff cannot say both.
+  // changes went below, since a diff cannot say both, and where user-ordered nodes go: libyang
+  // cannot reverse the diff then.
   bool add_deleted(const lyd_node* node);
 
   // The diff; the record is empty afterwards.

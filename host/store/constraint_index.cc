@@ -191,19 +191,32 @@ void ConstraintIndex::add_reference(const lysc_node* node, const lysc_type* type
     return;
   }
   const auto* const leafref = reinterpret_cast<const lysc_type_leafref*>(type);
+  atoms_[&constraint].clear();
   watch(constraint, node, leafref->path, leafref->prefixes);
-  const ExpressionReach reach = reach_of(lyxp_get_expr(leafref->path));
-  const std::vector<const lysc_node*>& atoms = atoms_[&constraint];
-  if (reach.opaque || reach.filtered || is_union(type_of(node))) return;
-  if (!goes_up_first(lyxp_get_expr(leafref->path))) return;
-  if (!reach.absolute && constraint.reach != ancestor_at(node, reach.levels_up)) return;
+  const PlainPath plain = plain_path(constraint, leafref);
+  if (is_union(type_of(node))) {
+    constraint.members.push_back(plain);
+  } else {
+    constraint.target = plain.target;
+  }
+}
+
+PlainPath ConstraintIndex::plain_path(const Constraint& constraint,
+                                      const lysc_type_leafref* type) const {
+  const std::string_view path = lyxp_get_expr(type->path);
+  const ExpressionReach reach = reach_of(path);
+  const auto atoms = atoms_.find(&constraint);
+  if (reach.opaque || reach.filtered || !goes_up_first(path) || atoms == atoms_.end()) return {};
+  if (!reach.absolute && constraint.reach != ancestor_at(constraint.node, reach.levels_up)) {
+    return {};
+  }
   const lysc_node* target = nullptr;
-  for (const lysc_node* const atom : atoms) {
-    if ((atom->nodetype & LYD_NODE_TERM) == 0 || atom == node) continue;
-    if (target != nullptr) return;
+  for (const lysc_node* const atom : atoms->second) {
+    if ((atom->nodetype & LYD_NODE_TERM) == 0 || atom == constraint.node) continue;
+    if (target != nullptr) return {};
     target = atom;
   }
-  constraint.target = target;
+  return {constraint.reach, target};
 }
 
 void ConstraintIndex::watch(Constraint& constraint, const lysc_node* context,

@@ -14,6 +14,12 @@
 
 namespace nexa::host {
 
+// Where a plain path without predicates leads: down from the nearest `top` (null: the root).
+struct PlainPath {
+  const lysc_node* top = nullptr;
+  const lysc_node* target = nullptr;  // null: the path is not plain
+};
+
 struct Constraint {
   enum class Kind : std::uint8_t {
     kWhen,
@@ -25,10 +31,10 @@ struct Constraint {
   const lysc_node* owner = nullptr;  // states it: the node, or for `when` a choice or case above
   const lysc_must* must = nullptr;
   const lysc_when* when = nullptr;
-  const lysc_node* reach = nullptr;  // it looks at nothing outside this node; null: the whole tree
-  int rank = 0;                      // when: after all those that its expression depends on
-  // kReference: the leaf that a plain path without predicates leads to, else null.
-  const lysc_node* target = nullptr;
+  const lysc_node* reach = nullptr;   // it looks at nothing outside this node; null: the whole tree
+  int rank = 0;                       // when: after all those that its expression depends on
+  const lysc_node* target = nullptr;  // kReference: where a leafref's plain path leads, else null
+  std::vector<PlainPath> members;     // kReference: the leafrefs among a union's members
 };
 
 struct NodeRules {
@@ -63,6 +69,7 @@ class ConstraintIndex {
   void add_node(const lysc_node* node);
   void add_whens(const lysc_node* node);
   void add_reference(const lysc_node* node, const lysc_type* type);
+  PlainPath plain_path(const Constraint& constraint, const lysc_type_leafref* type) const;
   Constraint& add(Constraint::Kind kind, const lysc_node* node);
   void watch(Constraint& constraint, const lysc_node* context, const lyxp_expr* expression,
              const lysc_prefix* prefixes);

@@ -16,11 +16,32 @@ constexpr int kMostRounds = 16;
 constexpr char kOperation[] = "operation";
 constexpr char kDelete[] = "delete";
 
-void merge(TreePtr& changes, const lyd_node* more) {
-  if (more == nullptr) return;
-  lyd_node* merged = changes.release();
-  lyd_diff_merge_all(&merged, more, LYD_DIFF_MERGE_DEFAULTS);
-  changes.reset(merged);
+TreePtr copy_of(const lyd_node* tree) {
+  lyd_node* copy = nullptr;
+  if (tree != nullptr) {
+    lyd_dup_siblings(tree, nullptr, LYD_DUP_RECURSIVE | LYD_DUP_WITH_FLAGS, &copy);
+  }
+  return TreePtr(copy);
+}
+
+// The tree before `changes` were made to it.
+TreePtr before(const lyd_node* tree, const lyd_node* changes) {
+  TreePtr copy = copy_of(tree);
+  if (changes == nullptr) return copy;
+  lyd_node* reversed = nullptr;
+  lyd_diff_reverse_all(changes, &reversed);
+  const TreePtr back(reversed);
+  lyd_node* first = copy.release();
+  lyd_diff_apply_all(&first, back.get());
+  return TreePtr(first);
+}
+
+// libyang's own record of its changes does not hold when it deletes a node that it has completed
+// before, so the trees are compared.
+TreePtr difference(const lyd_node* old_tree, const lyd_node* new_tree) {
+  lyd_node* diff = nullptr;
+  lyd_diff_siblings(old_tree, new_tree, LYD_DIFF_DEFAULTS, &diff);
+  return TreePtr(diff);
 }
 
 bool has_deletion(const lyd_node* diff) {
@@ -41,33 +62,31 @@ bool has_deletion(const lyd_node* diff) {
 struct Validator::State {
   explicit State(const ly_ctx* loaded) : context(loaded), index(loaded) {}
 
-  // Judges all of `tree` and adds what libyang completes to `changes`. What a deletion leaves to be
+  // Judges all of `tree`, which `made` has been changed in already. What a deletion leaves to be
   // completed takes libyang another round.
-  Outcome judge_all(lyd_node*& tree, TreePtr changes) const {
+  Outcome judge_all(lyd_node*& tree, const lyd_node* made) const {
     Outcome outcome;
     outcome.whole_tree = true;
-    outcome.changes = std::move(changes);
-    ly_err_clean(const_cast<ly_ctx*>(context), nullptr);
+    const TreePtr entered = before(tree, made);
     for (int round = 0; round < kMostRounds; ++round) {
-      lyd_node* found = nullptr;
-      const LY_ERR verdict = lyd_validate_all(&tree, context, kOptions, &found);
-      const TreePtr more(found);
-      merge(outcome.changes, more.get());
-      if (verdict != LY_SUCCESS) {
+      const TreePtr old_tree = copy_of(round > 0 ? tree : nullptr);
+      ly_err_clean(const_cast<ly_ctx*>(context), nullptr);
+      if (lyd_validate_all(&tree, context, kOptions, nullptr) != LY_SUCCESS) {
         outcome.violation = explain(tree);
         return outcome;
       }
-      if (!has_deletion(more.get())) break;
+      outcome.changes = difference(round > 0 ? old_tree.get() : entered.get(), tree);
+      if (!has_deletion(outcome.changes.get())) break;
     }
-    if (index.has_when_chains()) follow_chains(tree, outcome);
+    if (index.has_when_chains()) outcome.violation = follow_chains(tree);
+    if (!outcome.violation) outcome.changes = difference(entered.get(), tree);
     return outcome;
   }
 
-  void follow_chains(lyd_node*& tree, Outcome& outcome) const {
+  std::optional<Violation> follow_chains(lyd_node*& tree) const {
     ChangeCheck check(index, context, tree);
-    const ChangeCheck::Verdict verdict = check.judge_all_whens();
-    merge(outcome.changes, check.take_changes().get());
-    if (verdict == ChangeCheck::Verdict::kInvalid) outcome.violation = check.take_violation();
+    if (check.judge_all_whens() != ChangeCheck::Verdict::kInvalid) return std::nullopt;
+    return check.take_violation();
   }
 
   Violation explain(lyd_node*& tree) const {
@@ -96,7 +115,7 @@ Validator::Outcome Validator::validate_change(lyd_node*& tree, const lyd_node* d
   const ChangeCheck::Verdict verdict = check.judge(diff);
   if (verdict == ChangeCheck::Verdict::kUnknown) {
     check.mark_nodes();
-    return state_->judge_all(tree, check.take_changes());
+    return state_->judge_all(tree, check.take_changes().get());
   }
   Outcome outcome;
   outcome.changes = check.take_changes();

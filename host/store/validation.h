@@ -34,7 +34,10 @@ class Validator {
   struct Outcome {
     std::optional<Violation> violation;
     // What validation itself changed: nodes whose when is false now and that were deleted, cases
-    // that gave way, defaults that came or went. A libyang diff to merge into the commit's.
+    // that gave way, defaults that came or went. A libyang diff that applies to the tree as
+    // validation found it. Apply it after the commit's own: libyang cannot merge two diffs when the
+    // later one deletes what the earlier one went below, nor reverse one that deletes user-ordered
+    // nodes.
     TreePtr changes;
     bool whole_tree = false;  // every constraint was asked, not only those that the change touches
   };

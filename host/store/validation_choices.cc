@@ -6,16 +6,21 @@
 namespace nexa::host {
 namespace {
 
-struct CaseData {
-  bool any = false;
-  bool any_new = false;
-  bool any_explicit = false;
-};
-
 bool has_choice(const lysc_node* branch) {
   const lysc_node* child = lysc_node_child(branch);
   for (; child != nullptr; child = child->next) {
     if (child->nodetype == LYS_CHOICE) return true;
+  }
+  return false;
+}
+
+// Whether default entries of a leaf-list stand among explicit ones.
+bool has_defaults_beside(const lyd_node* node) {
+  const auto* const list = reinterpret_cast<const lysc_node_leaflist*>(node->schema);
+  if (list->dflts == nullptr) return false;
+  const lyd_node* entry = find_among(node, node->schema);
+  for (; entry != nullptr && entry->schema == node->schema; entry = entry->next) {
+    if ((entry->flags & LYD_DEFAULT) != (node->flags & LYD_DEFAULT)) return true;
   }
   return false;
 }
@@ -34,39 +39,43 @@ void ChangeCheck::settle_choices(Level& level) {
   }
 }
 
+CaseData ChangeCheck::data_of(const Level& level, const lysc_node* branch) const {
+  CaseData data;
+  const lysc_node* node = nullptr;
+  while ((node = lys_getnext(node, branch, nullptr, 0)) != nullptr) {
+    const lyd_node* instance = find_among(first_of(level), node);
+    for (; instance != nullptr && instance->schema == node; instance = instance->next) {
+      data.any = true;
+      data.any_new |= created_.count(instance) != 0;
+      data.any_explicit |= (instance->flags & LYD_DEFAULT) == 0;
+    }
+  }
+  return data;
+}
+
 void ChangeCheck::settle_choice(Level& level, const lysc_node_choice* choice) {
   const lysc_node* old_case = nullptr;
   const lysc_node* new_case = nullptr;
   for (const lysc_node_case* branch = choice->cases; branch != nullptr;
        branch = reinterpret_cast<const lysc_node_case*>(branch->next)) {
-    const auto* const scase = reinterpret_cast<const lysc_node*>(branch);
-    CaseData data;
-    const lysc_node* node = nullptr;
-    while ((node = lys_getnext(node, scase, nullptr, 0)) != nullptr) {
-      const lyd_node* instance = find_among(first_of(level), node);
-      for (; instance != nullptr && instance->schema == node; instance = instance->next) {
-        data.any = true;
-        data.any_new |= created_.count(instance) != 0;
-        data.any_explicit |= (instance->flags & LYD_DEFAULT) == 0;
-      }
-    }
+    const auto* const node = reinterpret_cast<const lysc_node*>(branch);
+    const CaseData data = data_of(level, node);
     if (!data.any) continue;
     // Choices inside of cases: libyang settles them.
-    if (has_choice(scase)) {
+    if (has_choice(node)) {
       unknown_ = true;
       return;
     }
     const lysc_node*& slot = data.any_new ? new_case : old_case;
     if (slot != nullptr) {
-      return fail(both_cases_violation(instance_path(level.parent), slot->name, scase->name));
+      return fail(both_cases_violation(instance_path(level.parent), slot->name, node->name));
     }
-    slot = scase;
-    if (!data.any_explicit && choice->dflt != branch && !data.any_new) {
-      drop_case(level, scase);
-      slot = nullptr;
-    }
+    slot = node;
   }
   if (old_case != nullptr && new_case != nullptr) drop_case(level, old_case);
+  const lysc_node* const present = new_case != nullptr ? new_case : old_case;
+  if (present == nullptr || reinterpret_cast<const lysc_node*>(choice->dflt) == present) return;
+  if (!data_of(level, present).any_explicit) drop_case(level, present);
 }
 
 void ChangeCheck::drop_case(Level& level, const lysc_node* branch) {
@@ -106,9 +115,8 @@ bool ChangeCheck::is_single(const lyd_node* node) {
     unknown_ = true;
     return false;
   }
-  if (schema->nodetype == LYS_LEAFLIST &&
-      reinterpret_cast<const lysc_node_leaflist*>(schema)->dflts != nullptr) {
-    unknown_ = true;  // defaults may have to give way
+  if (schema->nodetype == LYS_LEAFLIST && has_defaults_beside(node)) {
+    unknown_ = true;
     return false;
   }
   ly_set* found = nullptr;

@@ -79,6 +79,12 @@ void ChangeCheck::add_default(Level& level, const lysc_node* node) {
 }
 
 lyd_node* ChangeCheck::make(lyd_node* parent, const lysc_node* schema, const lyd_value* value) {
+  // libyang takes what it links for explicit, and its parents with it.
+  std::vector<lyd_node*> defaults;
+  for (lyd_node* above = parent; above != nullptr && (above->flags & LYD_DEFAULT) != 0;
+       above = lyd_parent(above)) {
+    defaults.push_back(above);
+  }
   lyd_node* node = nullptr;
   const LY_ERR status =
       value == nullptr ? lyd_new_inner(parent, schema->module, schema->name, 0, &node)
@@ -89,6 +95,7 @@ lyd_node* ChangeCheck::make(lyd_node* parent, const lysc_node* schema, const lyd
     unknown_ = true;
     return nullptr;
   }
+  for (lyd_node* const above : defaults) above->flags |= LYD_DEFAULT;
   const NodeRules& rules = index_.rules(schema);
   node->flags = LYD_DEFAULT;
   if (rules.conditional) node->flags |= LYD_WHEN_TRUE;

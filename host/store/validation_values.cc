@@ -71,8 +71,8 @@ void ChangeCheck::judge_when(const Constraint& constraint, lyd_node* node) {
     return;
   }
   if (holds(context, constraint.owner->module, when.cond, when.prefixes) || stopped()) return;
-  const bool is_new = is_all_new_ || (created_.count(node) != 0 && implicit_.count(node) == 0);
-  if (is_new && (node->flags & LYD_DEFAULT) == 0) return fail(when_violation(node, when));
+  const bool is_asked = is_all_new_ ? (node->flags & LYD_DEFAULT) == 0 : is_from_change(node);
+  if (is_asked) return fail(when_violation(node, when));
   // What a choice falls back to is settled before conditions are: libyang's own order decides.
   const bool in_case =
       node->schema->parent != nullptr && node->schema->parent->nodetype == LYS_CASE;
@@ -111,35 +111,43 @@ void ChangeCheck::judge_references() {
 }
 
 void ChangeCheck::judge_reference(const Constraint& constraint, lyd_node* node) {
-  if (constraint.target != nullptr && target_exists(constraint, node)) return;
+  const lysc_type* const type = type_of(node);
+  if (type->basetype == LY_TYPE_UNION) return judge_union(constraint, node);
+  if (target_exists({constraint.reach, constraint.target}, node)) return;
   const char* const value = lyd_get_value(node);
-  const char* canonical = nullptr;
-  const lysc_type* type = nullptr;
-  const LY_ERR status = lyd_value_validate(context_, node->schema, value, std::strlen(value), node,
-                                           &type, &canonical);
-  if (status == LY_SUCCESS) {
-    // Another member of a union may read the value in another way.
-    unknown_ |= canonical == nullptr || std::strcmp(canonical, value) != 0;
-    lydict_remove(context_, canonical);
-    return;
+  const LY_ERR status =
+      lyd_value_validate(context_, node->schema, value, std::strlen(value), node, nullptr, nullptr);
+  if (status == LY_SUCCESS) return;
+  if (type->basetype == LY_TYPE_INST) return fail(instance_violation(node));
+  const auto* const leafref = reinterpret_cast<const lysc_type_leafref*>(type);
+  fail(leafref_violation(node, lyxp_get_expr(leafref->path)));
+}
+
+// libyang leaks when it judges the value of a union by itself, so that is left to its walk over the
+// tree unless the value needs no instance, or finds one by a plain path.
+void ChangeCheck::judge_union(const Constraint& constraint, const lyd_node* node) {
+  const lyd_value& value = reinterpret_cast<const lyd_node_term*>(node)->value;
+  const auto* const type = reinterpret_cast<const lysc_type_union*>(type_of(node));
+  LY_ARRAY_COUNT_TYPE i = 0;
+  LY_ARRAY_FOR(type->types, i) {
+    if (needs_instance(type->types[i]) || value.subvalue == nullptr) continue;
+    if (value.subvalue->value.realtype == type->types[i]) return;
   }
-  const lysc_type* const stated = type_of(node);
-  if (stated->basetype == LY_TYPE_LEAFREF) {
-    const auto* const leafref = reinterpret_cast<const lysc_type_leafref*>(stated);
-    return fail(leafref_violation(node, lyxp_get_expr(leafref->path)));
+  for (const PlainPath& member : constraint.members) {
+    if (target_exists(member, node)) return;
   }
-  if (stated->basetype == LY_TYPE_INST) return fail(instance_violation(node));
   unknown_ = true;
 }
 
-bool ChangeCheck::target_exists(const Constraint& constraint, const lyd_node* node) const {
+bool ChangeCheck::target_exists(const PlainPath& path, const lyd_node* node) const {
+  if (path.target == nullptr) return false;
   const lyd_node* siblings = tree_;
-  if (constraint.reach != nullptr) {
-    const lyd_node* const top = climb(const_cast<lyd_node*>(node), constraint.reach);
+  if (path.top != nullptr) {
+    const lyd_node* const top = climb(const_cast<lyd_node*>(node), path.top);
     if (top == nullptr) return false;
     siblings = lyd_child(top);
   }
-  const std::vector<const lysc_node*> way = way_down(constraint.reach, constraint.target);
+  const std::vector<const lysc_node*> way = way_down(path.top, path.target);
   return !way.empty() && leads_to(siblings, way, 0, lyd_get_value(node));
 }
 

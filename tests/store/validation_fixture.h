@@ -41,15 +41,39 @@ inline TreePtr copy(const lyd_node* tree) {
   return TreePtr(made);
 }
 
+// Takes out what only stands below a moved entry: libyang does not apply a diff that holds an empty
+// container without an operation. True when the node says anything itself.
+inline bool prune(lyd_node* node) {
+  bool is_needed = lyd_find_meta(node->meta, nullptr, "yang:operation") != nullptr;
+  lyd_node* next = nullptr;
+  for (lyd_node* child = lyd_child_no_keys(node); child != nullptr; child = next) {
+    next = child->next;
+    const lyd_meta* const operation = lyd_find_meta(node->meta, nullptr, "yang:operation");
+    const bool is_move =
+        operation != nullptr && std::string(lyd_get_meta_value(operation)) == "replace";
+    const bool is_inherited = is_needed && !is_move && operation != nullptr &&
+                              std::string(lyd_get_meta_value(operation)) != "none";
+    if (is_inherited || prune(child)) {
+      is_needed = true;
+    } else {
+      lyd_unlink_tree(child);
+      lyd_free_tree(child);
+    }
+  }
+  return is_needed;
+}
+
 inline TreePtr difference(const lyd_node* before, const lyd_node* after) {
   lyd_node* diff = nullptr;
   EXPECT_EQ(lyd_diff_siblings(before, after, LYD_DIFF_DEFAULTS, &diff), LY_SUCCESS);
+  for (lyd_node* node = diff; node != nullptr; node = node->next) prune(node);
   return TreePtr(diff);
 }
 
 inline void apply_diff(TreePtr& tree, const lyd_node* diff) {
   lyd_node* first = tree.release();
-  EXPECT_EQ(lyd_diff_apply_all(&first, diff), LY_SUCCESS);
+  EXPECT_EQ(lyd_diff_apply_all(&first, diff), LY_SUCCESS)
+      << ly_errmsg(kestrel::context()) << print(diff) << print(first);
   tree.reset(first);
 }
 
@@ -62,7 +86,6 @@ inline bool are_equal(const lyd_node* one, const lyd_node* other) {
 struct Judgement {
   Validator::Outcome outcome;    // of the change
   Validator::Outcome reference;  // of the whole tree
-  std::string tree;              // printed, as the check of the change left it
   std::string rule() const { return outcome.violation ? outcome.violation->rule : "valid"; }
   std::string path() const { return outcome.violation ? outcome.violation->path : ""; }
 };
@@ -98,7 +121,6 @@ class Configuration {
     Judgement judgement;
     judgement.outcome = judge(quick, diff.get());
     judgement.reference = judge(whole, nullptr);
-    judgement.tree = print(quick.get());
     EXPECT_EQ(judgement.outcome.violation.has_value(), judgement.reference.violation.has_value())
         << text(judgement, diff.get());
     if (judgement.outcome.violation || judgement.reference.violation) return judgement;

@@ -74,14 +74,14 @@ TEST_F(ValidationRules, WhensThatDependOnEachOther) {
 }
 })y",
         "<a>x</a>");
-EXPECT_TRUE(has("/m:c/d"));
-EXPECT_FALSE(has("/m:c/e"));
-EXPECT_EQ(remove("/m:c/a"), "valid");
-EXPECT_FALSE(has("/m:c/b"));
-EXPECT_FALSE(has("/m:c/d"));
-EXPECT_TRUE(has("/m:c/e"));
-EXPECT_EQ(merge("<a>x</a>"), "valid");
-EXPECT_TRUE(has("/m:c/d"));
+  EXPECT_TRUE(has("/m:c/d"));
+  EXPECT_FALSE(has("/m:c/e"));
+  EXPECT_EQ(remove("/m:c/a"), "valid");
+  EXPECT_FALSE(has("/m:c/b"));
+  EXPECT_FALSE(has("/m:c/d"));
+  EXPECT_TRUE(has("/m:c/e"));
+  EXPECT_EQ(merge("<a>x</a>"), "valid");
+  EXPECT_TRUE(has("/m:c/d"));
 }
 
 TEST_F(ValidationRules, LeafrefsByKeyByPredicateAndByNeighbour) {
