@@ -19,8 +19,8 @@ bool is_leaf(const lysc_node* schema) {
 }
 
 // Which trees are asked for a part: only the configuration has configuration to give.
-Level wanted(const Level& level, DataPart part) {
-  return part == DataPart::kConfig ? Level{level.config, nullptr} : level;
+PairLevel wanted(const PairLevel& level, DataPart part) {
+  return part == DataPart::kConfig ? PairLevel{level.config, nullptr} : level;
 }
 
 // Whether a node without children of its own belongs to the part.
@@ -48,7 +48,7 @@ class Printer {
   }
 
   // The members of a level below nodes of `module` (null: at the top of a value).
-  bool members(const Level& level, const lys_module* module) {
+  bool members(const PairLevel& level, const lys_module* module) {
     json_ += '{';
     is_first_ = true;
     bool has_any = false;
@@ -59,7 +59,7 @@ class Printer {
     return has_any;
   }
 
-  bool array(const Level& level, const lysc_node* schema) {
+  bool array(const PairLevel& level, const lysc_node* schema) {
     if (!is_inner(schema) && !is_wanted(schema, form_.part)) return false;
     const std::size_t begin = json_.size();
     json_ += '[';
@@ -128,8 +128,8 @@ class Printer {
     }
     const std::size_t begin = json_.size();
     const bool has_any = schema->nodetype == LYS_LIST
-                             ? entry(wanted(Level::below(node), form_.part), schema, module)
-                             : members(wanted(Level::below(node), form_.part), module);
+                             ? entry(wanted(PairLevel::below(node), form_.part), schema, module)
+                             : members(wanted(PairLevel::below(node), form_.part), module);
     if (has_any || stands_alone(schema)) return true;
     json_.resize(begin);
     return false;
@@ -142,7 +142,7 @@ class Printer {
   }
 
   // Keys stand in every entry that is there, whatever the part.
-  bool entry(const Level& level, const lysc_node* list, const lys_module* module) {
+  bool entry(const PairLevel& level, const lysc_node* list, const lys_module* module) {
     json_ += '{';
     is_first_ = true;
     bool has_more = false;
@@ -161,12 +161,12 @@ class Printer {
     return has_more || (has_keys && !keys_are_extra);
   }
 
-  static const lyd_node* first_of(const Level& level, const lysc_node* schema) {
+  static const lyd_node* first_of(const PairLevel& level, const lysc_node* schema) {
     const lyd_node* const node = first_instance(level.config, schema);
     return node != nullptr ? node : first_instance(level.state, schema);
   }
 
-  bool member(const Level& level, const lysc_node* schema, const lys_module* module) {
+  bool member(const PairLevel& level, const lysc_node* schema, const lys_module* module) {
     if (!is_inner(schema) && !is_wanted(schema, form_.part)) return false;
     if (form_.part == DataPart::kConfig && !is_config(schema)) return false;
     const std::size_t before = json_.size();
@@ -210,10 +210,10 @@ class LeafWalk {
 
   void below(const NodePair& node) {
     const lysc_node* parent = node.any()->schema;
-    level(wanted(Level::below(node), form_.part), parent->module);
+    level(wanted(PairLevel::below(node), form_.part), parent->module);
   }
 
-  void level(const Level& at, const lys_module* module) {
+  void level(const PairLevel& at, const lys_module* module) {
     each_schema(at, [&](const lysc_node* schema) { visit(at, schema, module); });
   }
 
@@ -224,7 +224,7 @@ class LeafWalk {
     sink_(path, json);
   }
 
-  void give_array(const Level& at, const lysc_node* schema) {
+  void give_array(const PairLevel& at, const lysc_node* schema) {
     std::string json;
     if (!Printer(form_, json).array(wanted(at, form_.part), schema)) return;
     gnmi::Path path = path_;
@@ -232,7 +232,7 @@ class LeafWalk {
   }
 
  private:
-  void visit(const Level& at, const lysc_node* schema, const lys_module* module) {
+  void visit(const PairLevel& at, const lysc_node* schema, const lys_module* module) {
     if (!is_inner(schema) && !is_wanted(schema, form_.part)) return;
     gnmi::PathElem& element = *path_.add_elem();
     if (qualify_names_ && schema->module != module) {
@@ -271,7 +271,7 @@ class LeafWalk {
 };
 
 // The entries of the leaf-list that the two nodes are the first of.
-Level entries_of(const NodePair& node) { return {node.config, node.state}; }
+PairLevel entries_of(const NodePair& node) { return {node.config, node.state}; }
 
 }  // namespace
 

@@ -10,11 +10,11 @@
 namespace nexa::host {
 
 // The first siblings of one level in each tree, null where the tree has nothing there.
-struct Level {
+struct PairLevel {
   const lyd_node* config = nullptr;
   const lyd_node* state = nullptr;
 
-  static Level below(const NodePair& node) {
+  static PairLevel below(const NodePair& node) {
     return {first_child(node.config), first_child(node.state)};
   }
 };
@@ -22,7 +22,7 @@ struct Level {
 // The schema nodes that have an instance on the level: those of `config` in its order, then those
 // that only `state` has. Opaque nodes have none.
 template <typename Take>
-void each_schema(const Level& level, Take&& take) {
+void each_schema(const PairLevel& level, Take&& take) {
   for (const lyd_node* node = skip_opaque(level.config); node != nullptr;) {
     const lysc_node* schema = node->schema;
     take(schema);
@@ -41,7 +41,7 @@ void each_schema(const Level& level, Take&& take) {
 // that only `state` has. Instances that may repeat are never alike. `take` returns whether to go
 // on.
 template <typename Take>
-void each_instance(const Level& level, const lysc_node* schema, Take&& take) {
+void each_instance(const PairLevel& level, const lysc_node* schema, Take&& take) {
   const bool has_entries = (schema->nodetype & (LYS_LIST | LYS_LEAFLIST)) != 0;
   const lyd_node* const config = first_instance(level.config, schema);
   const lyd_node* const state = first_instance(level.state, schema);

@@ -26,7 +26,7 @@ class DataWalk {
         found_(found),
         qualify_(names_modules(steps)) {}
 
-  void run(const Level& top) {
+  void run(const PairLevel& top) {
     Positions open = {0};
     close(open);
     below(nullptr, top, open);
@@ -49,7 +49,7 @@ class DataWalk {
     std::sort(open.begin(), open.end());
   }
 
-  void below(const lysc_node* parent, const Level& level, const Positions& open) {
+  void below(const lysc_node* parent, const PairLevel& level, const Positions& open) {
     if (open.size() == 1 && steps_[open.front()].kind == SelectionStep::Kind::kName) {
       for (const lysc_node* schema : targets(open.front(), parent)) {
         instances(level, schema, open);
@@ -78,7 +78,7 @@ class DataWalk {
     return entry->second;
   }
 
-  void instances(const Level& level, const lysc_node* schema, const Positions& matching) {
+  void instances(const PairLevel& level, const lysc_node* schema, const Positions& matching) {
     const lyd_node* example = some_instance(level.config, schema);
     if (example == nullptr) example = some_instance(level.state, schema);
     if (example == nullptr) return;
@@ -145,7 +145,7 @@ class DataWalk {
     const lysc_node* schema = node.any()->schema;
     if (!open.empty() && (schema->nodetype & (LYS_CONTAINER | LYS_LIST)) != 0) {
       close(open);
-      below(schema, Level::below(node), open);
+      below(schema, PairLevel::below(node), open);
     }
     met_.pop_back();
   }
