@@ -172,10 +172,7 @@ bool Application::serve(std::string& error) {
     error = config_.origin("listen") + ": " + error;
     return false;
   }
-  if (config_.insecure && !is_loopback(*address)) {
-    log_warning("connections to " + sockets.address.text() +
-                " are not encrypted, and other machines can reach it");
-  }
+  for (const std::string& warning : warnings_of(config_)) log_warning(warning);
   nexa::host::GnmiServiceParts parts{
       *translator_,
       *store_,

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -22,6 +23,8 @@ namespace {
 
 constexpr std::chrono::milliseconds kPause{100};
 constexpr std::chrono::seconds kBetweenNotes{10};
+// Then the other sockets have their turn.
+constexpr int kAcceptsPerTurn = 64;
 
 Socket open_spare() { return Socket(open("/dev/null", O_RDONLY | O_CLOEXEC)); }
 
@@ -32,8 +35,11 @@ std::uint64_t inode_of(int fd) {
   return status.stx_ino;
 }
 
-bool lacks_resource(int error) {
-  return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+// accept(2) also reports what happened to one connection on the network before it was accepted.
+bool is_of_one_connection(int error) {
+  constexpr int kErrors[] = {EINTR,  ECONNABORTED, EPROTO,     ENETDOWN,    ENOPROTOOPT, EHOSTDOWN,
+                             ENONET, EHOSTUNREACH, EOPNOTSUPP, ENETUNREACH, ETIMEDOUT,   EPERM};
+  return std::find(std::begin(kErrors), std::end(kErrors), error) != std::end(kErrors);
 }
 
 }  // namespace
@@ -84,7 +90,7 @@ void Listener::run() {
     }
     for (std::size_t i = 1; i < watched.size(); ++i) {
       if (watched[i].revents == 0) continue;
-      while (!stopping_ && accept_one(watched[i].fd)) {
+      for (int n = 0; n < kAcceptsPerTurn && !stopping_ && accept_one(watched[i].fd); ++n) {
       }
     }
     note_refusals();
@@ -95,9 +101,9 @@ bool Listener::accept_one(int listening_socket) {
   const int fd = accept4(listening_socket, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
   if (fd < 0) {
     const int error = errno;
-    if (lacks_resource(error)) refuse_for_want_of_descriptors(listening_socket, error);
-    // What else accept(2) reports is of one connection, which is gone already.
-    return error != EAGAIN && !lacks_resource(error);
+    if (is_of_one_connection(error)) return true;
+    if (error != EAGAIN) refuse_for_want_of_resources(listening_socket, error);
+    return false;
   }
   Socket connection(fd);
   {
@@ -115,7 +121,7 @@ bool Listener::accept_one(int listening_socket) {
 
 // The client is told at once by a closed connection. Where even that cannot be had, a pause keeps
 // the loop from turning at full speed until descriptors come back.
-void Listener::refuse_for_want_of_descriptors(int listening_socket, int error) {
+void Listener::refuse_for_want_of_resources(int listening_socket, int error) {
   {
     const std::lock_guard lock(mutex_);
     ++counts_.no_resource;

@@ -49,7 +49,7 @@ class Listener {
   void run();
   // False when nothing more can be accepted now.
   bool accept_one(int listening_socket);
-  void refuse_for_want_of_descriptors(int listening_socket, int error);
+  void refuse_for_want_of_resources(int listening_socket, int error);
   bool has_room();
   void forget_closed();
   void note_refusals();

@@ -67,6 +67,12 @@ std::string fault_of_name(const Address& address) {
   return fault == 0 ? std::string() : gai_strerror(fault);
 }
 
+void warn_of_readers(const std::string& file, std::vector<std::string>& warnings) {
+  struct stat status {};
+  if (file.empty() || stat(file.c_str(), &status) != 0 || (status.st_mode & S_IROTH) == 0) return;
+  warnings.push_back(file + " can be read by every user of this machine");
+}
+
 }  // namespace
 
 bool check_folders_and_programs(const ServerConfig& config, std::string& error) {
@@ -85,6 +91,20 @@ bool check_folders_and_programs(const ServerConfig& config, std::string& error) 
     return false;
   }
   return true;
+}
+
+std::vector<std::string> warnings_of(const ServerConfig& config) {
+  std::vector<std::string> warnings;
+  warn_of_readers(config.tls_key, warnings);
+  warn_of_readers(config.users, warnings);
+  const auto address = parse_address(config.listen);
+  if (!address || is_loopback(*address)) return warnings;
+  const std::string where = config.listen + " can be reached from other machines, and ";
+  if (config.insecure) warnings.push_back(where + "connections to it are not encrypted");
+  if (config.users.empty() && config.tls_ca.empty()) {
+    warnings.push_back(where + "everybody who connects may read and write");
+  }
+  return warnings;
 }
 
 }  // namespace nexad

@@ -3,6 +3,7 @@
 #define APPS_NEXAD_PREFLIGHT_H_
 
 #include <string>
+#include <vector>
 
 #include "server_config.h"
 
@@ -12,6 +13,10 @@ namespace nexad {
 // to; the hook's program cannot be found or run; the listen address is not of this machine's
 // families or its name is unknown.
 bool check_folders_and_programs(const ServerConfig& config, std::string& error);
+
+// What can be used but should give pause, one line each: secrets that every user of the machine can
+// read, writing without being asked who one is, no encryption where other machines can listen.
+std::vector<std::string> warnings_of(const ServerConfig& config);
 
 }  // namespace nexad
 
