@@ -74,6 +74,20 @@ const lyd_node* EditApplier::children(const lyd_node* parent) const {
 
 void EditApplier::replace_tree(const lyd_node* source) { replace_content(nullptr, source); }
 
+void EditApplier::finish() {
+  if (!dropped_) return;
+  std::unordered_set<const lys_module*> configured;
+  for (const lyd_node* node = top_; node != nullptr; node = node->next) {
+    if (!is_default(node)) configured.insert(node->schema->module);
+  }
+  for (lyd_node* node = top_; node != nullptr;) {
+    lyd_node* const next = node->next;
+    const lys_module* const module = node->schema->module;
+    if (configured.count(module) == 0 && !standing_.has(module)) drop(node);
+    node = next;
+  }
+}
+
 std::optional<EditRefusal> EditApplier::replace(const gnmi::Path& path, const lyd_node* document) {
   if (path.elem().empty()) {
     replace_tree(document);
@@ -244,6 +258,7 @@ void EditApplier::insert(lyd_node* parent, const lyd_node* source) {
 }
 
 void EditApplier::drop(lyd_node* node) {
+  dropped_ = true;
   touched_.mark(node);
   if (is_user_ordered(node->schema)) touched_.mark_order(node);
   lyd_node* const parent = lyd_parent(node);

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "store/config_store.h"
+#include "store/standing_defaults.h"
 #include "store/touched.h"
 #include "store/tree.h"
 
@@ -24,15 +25,20 @@ struct EditRefusal {
 
 class EditApplier {
  public:
-  // Changes `top` (the first top-level node, may be null) and tells `touched`; both outlive this
+  // Changes `top` (the first top-level node, may be null) and tells `touched`; all outlive this
   // object.
-  EditApplier(lyd_node*& top, Touched& touched) : top_(top), touched_(touched) {}
+  EditApplier(lyd_node*& top, Touched& touched, const StandingDefaults& standing)
+      : top_(top), touched_(touched), standing_(standing) {}
 
   // Applies one operation. After a refusal the tree may hold a part of it: undo by what is touched.
   std::optional<EditRefusal> apply(const Edit& edit);
 
   // The whole tree becomes `source`, nodes without defaults.
   void replace_tree(const lyd_node* source);
+
+  // To be called when all is applied: of a module without configured data only standing defaults
+  // stay.
+  void finish();
 
  private:
   std::optional<EditRefusal> replace(const gnmi::Path& path, const lyd_node* document);
@@ -52,6 +58,8 @@ class EditApplier {
 
   lyd_node*& top_;
   Touched& touched_;
+  const StandingDefaults& standing_;
+  bool dropped_ = false;  // whether anything was deleted
 };
 
 }  // namespace nexa::host

@@ -46,8 +46,8 @@ bool stored_state(const CommitLog& log, std::uint64_t number, StoredState& state
   return true;
 }
 
-bool load_state(CommitLog& log, const std::string& file, Validator& validator, StoredState& state,
-                std::vector<std::string>& notes, std::string& error) {
+bool load_state(CommitLog& log, const std::string& file, const SchemaRules& rules,
+                StoredState& state, std::vector<std::string>& notes, std::string& error) {
   const std::string stamp = schema_stamp();
   const std::string before = log.schema();
   const bool is_new = before.empty();
@@ -60,8 +60,12 @@ bool load_state(CommitLog& log, const std::string& file, Validator& validator, S
   }
   std::string config;
   if (!difference.empty()) config = configuration_xml(state.tree.get());
+  if (!rules.standing.add_to(state.tree)) {
+    error = file + ": the defaults of the schema could not be made";
+    return false;
+  }
   lyd_node* top = state.tree.release();
-  const Validator::Outcome outcome = validator.validate_all(top);
+  const Validator::Outcome outcome = rules.validator.validate_all(top);
   state.tree.reset(top);
   if (outcome.violation) {
     error = misfit(file, outcome.violation->path + ": " + outcome.violation->rule, difference);

@@ -5,10 +5,17 @@
 #include <string>
 
 #include "store/commit_log.h"
+#include "store/standing_defaults.h"
 #include "store/tree.h"
 #include "store/validation.h"
 
 namespace nexa::host {
+
+// What the loaded schema asks of a configuration.
+struct SchemaRules {
+  Validator& validator;
+  const StandingDefaults& standing;
+};
 
 struct StoredState {
   TreePtr tree;                // without defaults, not validated
@@ -23,8 +30,8 @@ bool stored_state(const CommitLog& log, std::uint64_t number, StoredState& state
 // The configuration after the newest commit, valid under the loaded schema, defaults completed.
 // When the schema is another one than at the last start, `notes` says so and the log is brought up
 // to it. False with `error`: one line that names the file.
-bool load_state(CommitLog& log, const std::string& file, Validator& validator, StoredState& state,
-                std::vector<std::string>& notes, std::string& error);
+bool load_state(CommitLog& log, const std::string& file, const SchemaRules& rules,
+                StoredState& state, std::vector<std::string>& notes, std::string& error);
 
 }  // namespace nexa::host
 

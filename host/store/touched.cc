@@ -30,16 +30,9 @@ const lyd_node* children_of(const lyd_node* top, const lyd_node* parent) {
   return parent != nullptr ? first_child(parent) : top;
 }
 
-std::string_view operation_of(const lyd_node* node, std::string_view inherited) {
-  for (const lyd_meta* meta = node->meta; meta != nullptr; meta = meta->next) {
-    if (std::string_view(meta->name) == "operation") return lyd_get_meta_value(meta);
-  }
-  return inherited;
-}
-
 void mark_operations(Touched& touched, const lyd_node* first, std::string_view inherited) {
   for (const lyd_node* node = first; node != nullptr; node = node->next) {
-    const std::string_view operation = operation_of(node, inherited);
+    const std::string_view operation = diff_operation(node, inherited);
     const bool inner = (node->schema->nodetype & LYD_NODE_INNER) != 0;
     if (operation == "none" && inner) {
       mark_operations(touched, first_child(node), operation);
@@ -51,6 +44,13 @@ void mark_operations(Touched& touched, const lyd_node* first, std::string_view i
 }
 
 }  // namespace
+
+std::string_view diff_operation(const lyd_node* node, std::string_view inherited) {
+  for (const lyd_meta* meta = node->meta; meta != nullptr; meta = meta->next) {
+    if (std::string_view(meta->name) == "operation") return lyd_get_meta_value(meta);
+  }
+  return inherited;
+}
 
 lyd_node* Touched::place(const lyd_node* node) {
   std::vector<const lyd_node*> chain;

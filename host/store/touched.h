@@ -12,6 +12,10 @@
 
 namespace nexa::host {
 
+// What a node of a libyang diff stands for: "create", "delete", "replace" or "none"; `inherited`
+// from the node above when it does not say.
+std::string_view diff_operation(const lyd_node* node, std::string_view inherited);
+
 class Touched {
  public:
   // Who touches from now on: the index of an edit.

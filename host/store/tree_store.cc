@@ -9,6 +9,7 @@
 #include "store/change.h"
 #include "store/data_directory.h"
 #include "store/edits.h"
+#include "store/given_nodes.h"
 #include "store/log_database.h"
 #include "store/node_tools.h"
 #include "store/selection.h"
@@ -28,6 +29,16 @@ constexpr char kUnknownOutcome[] =
 constexpr std::chrono::milliseconds kReaderPatience{2000};
 
 using Approve = std::function<grpc::Status(const Change&)>;
+
+void report(const Violation& violation, int edit, CommitResult& result) {
+  const bool is_constraint = violation.kind == Violation::Kind::kConstraint;
+  result.path = violation.path;
+  result.rule = violation.rule;
+  result.edit = edit;
+  result.status = {
+      is_constraint ? grpc::StatusCode::FAILED_PRECONDITION : grpc::StatusCode::INVALID_ARGUMENT,
+      violation.path.empty() ? violation.rule : violation.path + ": " + violation.rule};
+}
 
 class TreeStore : public ConfigStore {
  public:
@@ -52,7 +63,7 @@ class TreeStore : public ConfigStore {
   // A transaction on its way.
   struct Transaction {
     Touched touched;
-    std::size_t edits = 0;
+    const std::vector<Edit>* edits = nullptr;  // null for a rollback
     std::string author;
     std::string comment;
     const Approve* approve = nullptr;
@@ -75,6 +86,7 @@ class TreeStore : public ConfigStore {
   std::unique_ptr<DataDirectory> directory_;
   std::unique_ptr<CommitLog> log_;
   Validator validator_;
+  const StandingDefaults standing_{validator_};
 
   std::mutex writer_;  // holds for everything down to `last_time_ns_`
   std::shared_ptr<Replica> running_;
@@ -91,7 +103,7 @@ class TreeStore : public ConfigStore {
 
 bool TreeStore::load(const std::string& file, std::vector<std::string>& notes, std::string& error) {
   StoredState state;
-  if (!load_state(*log_, file, validator_, state, notes, error)) return false;
+  if (!load_state(*log_, file, {validator_, standing_}, state, notes, error)) return false;
   notes.push_back("configuration " + std::to_string(log_->head()) + " from " + file + ", " +
                   std::to_string(state.replayed) + " commits replayed");
   for (const lyd_node* node = state.tree.get(); node != nullptr; node = node->next) {
@@ -175,12 +187,12 @@ CommitResult TreeStore::commit(const CommitRequest& request) {
   Transaction transaction;
   CommitResult& result = transaction.result;
   if (!make_ready(result)) return result;
-  transaction.edits = request.edits.size();
+  transaction.edits = &request.edits;
   transaction.author = request.author;
   transaction.comment = request.comment;
   transaction.approve = &request.approve;
   try {
-    EditApplier applier(candidate_->mutable_top(), transaction.touched);
+    EditApplier applier(candidate_->mutable_top(), transaction.touched, standing_);
     for (std::size_t i = 0; i < request.edits.size(); ++i) {
       transaction.touched.set_edit(static_cast<int>(i));
       if (auto refusal = applier.apply(request.edits[i])) {
@@ -192,6 +204,7 @@ CommitResult TreeStore::commit(const CommitRequest& request) {
         return result;
       }
     }
+    applier.finish();
     return finish(transaction);
   } catch (const std::bad_alloc&) {
     rebuild();
@@ -221,7 +234,9 @@ CommitResult TreeStore::rollback(std::uint64_t number, const std::string& author
   transaction.comment = "rollback to " + std::to_string(number);
   transaction.approve = &approve;
   try {
-    EditApplier(candidate_->mutable_top(), transaction.touched).replace_tree(state.tree.get());
+    EditApplier applier(candidate_->mutable_top(), transaction.touched, standing_);
+    applier.replace_tree(state.tree.get());
+    applier.finish();
     return finish(transaction);
   } catch (const std::bad_alloc&) {
     rebuild();
@@ -241,20 +256,21 @@ bool TreeStore::validate(Transaction& transaction) {
   if (diff == nullptr) return true;
   const Validator::Outcome outcome =
       validator_.validate_change(candidate_->mutable_top(), diff.get());
-  CommitResult& result = transaction.result;
-  if (outcome.violation) {
-    const Violation& violation = *outcome.violation;
-    result.path = violation.path;
-    result.rule = violation.rule;
-    result.edit = transaction.edits == 1 ? 0 : transaction.touched.edit_at(violation.path);
-    result.status = {
-        violation.kind == Violation::Kind::kConstraint ? grpc::StatusCode::FAILED_PRECONDITION
-                                                       : grpc::StatusCode::INVALID_ARGUMENT,
-        violation.path.empty() ? violation.rule : violation.path + ": " + violation.rule};
+  std::optional<Violation> violation = outcome.violation;
+  int edit = -1;
+  if (violation) {
+    const bool is_only = transaction.edits != nullptr && transaction.edits->size() == 1;
+    edit = is_only ? 0 : transaction.touched.edit_at(violation->path);
+  } else if (transaction.edits != nullptr) {
+    if (auto lost = lost_node(*transaction.edits, outcome.changes.get())) {
+      violation = std::move(lost->violation);
+      edit = lost->edit;
+    }
   }
   transaction.touched.set_edit(-1);
   transaction.touched.mark_diff(outcome.changes.get());
-  if (!outcome.violation) return true;
+  if (!violation) return true;
+  report(*violation, edit, transaction.result);
   if (outcome.whole_tree) {
     rebuild();
   } else {
@@ -306,6 +322,7 @@ CommitResult TreeStore::store(Transaction& transaction, ChangeText& text) {
     case LogResult::Code::kUnknown: {
       CommitResult result = transaction.result;
       result.status = {grpc::StatusCode::INTERNAL, kUnknownOutcome + logged.text};
+      transaction.edits = nullptr;
       transaction.approve = nullptr;
       unknown_.emplace(std::move(transaction));
       return result;

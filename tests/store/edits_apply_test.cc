@@ -176,4 +176,24 @@ TEST_F(EditsApply, AWhenThatTurnsFalseTakesItsNodeAlong) {
   EXPECT_EQ(xml(), config_xml("<port><id>1</id><mode>b</mode></port>"));
 }
 
+TEST_F(EditsApply, AWhenTakesNothingThatTheSameTransactionGives) {
+  EXPECT_EQ(commit_text({update("<port><id>1</id><note>x</note></port>")}), "");
+  const CommitResult result = commit(
+      {update("<name>n</name>"), update("<port><id>1</id><mode>b</mode><note>x</note></port>")});
+  EXPECT_EQ(result.status.error_code(), grpc::StatusCode::FAILED_PRECONDITION);
+  EXPECT_EQ(result.edit, 1);
+  EXPECT_EQ(result.path, "/s:top/port[id='1']/note");
+  EXPECT_EQ(result.rule, "when \"../mode = 'a'\"");
+  EXPECT_EQ(xml(), config_xml("<port><id>1</id><note>x</note></port>"));
+}
+
+TEST_F(EditsApply, DefaultsAreInUseWithoutAnyData) {
+  EXPECT_EQ(read_text(*store_, "/top/speed"), "/top/speed=100\n");
+  EXPECT_EQ(commit_text({update("<name>n</name>")}), "");
+  EXPECT_EQ(commit_text({drop("/top/name")}), "");
+  EXPECT_EQ(read_text(*store_, "/top/speed"), "/top/speed=100\n");
+  EXPECT_EQ(commit_text({drop("/")}), "");
+  EXPECT_EQ(read_text(*store_, "/top/speed"), "/top/speed=100\n");
+}
+
 }  // namespace

@@ -1,0 +1,26 @@
+// Does validation take away what the same transaction gives? A `when` that turns false deletes its
+// node without a word (RFC 7950, section 8.3.2); a client that sent the node is to hear of it.
+#ifndef HOST_STORE_GIVEN_NODES_H_
+#define HOST_STORE_GIVEN_NODES_H_
+
+#include <optional>
+#include <vector>
+
+#include "store/config_store.h"
+#include "store/tree.h"
+#include "store/validation.h"
+
+namespace nexa::host {
+
+struct LostNode {
+  Violation violation;
+  int edit = -1;  // the last one that gives the node
+};
+
+// The first configured node that `changes`, a libyang diff of what validation did, deletes although
+// an update or replace of `edits` names it.
+std::optional<LostNode> lost_node(const std::vector<Edit>& edits, const lyd_node* changes);
+
+}  // namespace nexa::host
+
+#endif  // HOST_STORE_GIVEN_NODES_H_
