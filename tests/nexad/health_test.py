@@ -39,7 +39,7 @@ class Watch(ServerCase):
         ):  # noqa: BLE001 - the stream may end with any status once the server is gone
             pass
         self.assertIn(raw.NOT_SERVING, seen)
-        self.assertEqual(self.server.stop(), 0)
+        self.assertEqual(self.server.process.wait(20), 0)
 
 
 class Reflection(ServerCase):

@@ -1,6 +1,5 @@
 """nexa history and nexa rollback over the data directory."""
 
-import json
 import os
 import subprocess
 
@@ -24,8 +23,8 @@ class History(RulesCase):
 
     def stopped(self):
         """The server gives the data directory free."""
-        self.assertEqual(self.server.stop(), 0)
         self.client.close()
+        self.assertEqual(self.server.stop(), 0)
 
     def started(self):
         self.server.start()
@@ -52,14 +51,14 @@ class History(RulesCase):
         contents = []
         for level, tag in ((11, ["a"]), (12, ["a", "b"]), (13, ["c"])):
             self.client.set(replace=[(RULES, {"level": level, "tag": tag})])
-            contents.append(json.loads(self.stored()))
+            contents.append(self.stored())
         self.stopped()
         newest = int(self.lines()[0][0])
         for back, content in ((2, contents[0]), (1, contents[1]), (0, contents[2])):
             with self.subTest(back=back):
                 self.tool("rollback", str(newest - back))
                 self.started()
-                self.assertEqual(json.loads(self.stored()), content)
+                self.assertEqual(self.stored(), content)
                 self.stopped()
         self.assertEqual(len([line for line in self.lines() if int(line[0]) > newest]), 3)
         self.started()
@@ -69,7 +68,7 @@ class History(RulesCase):
         self.stopped()
         self.tool("rollback", "0")
         self.started()
-        self.assertEqual(json.loads(self.stored()), {"level": 10, "mode": "manual"})
+        self.assertEqual(self.stored(), {"level": 10, "mode": "manual"})
 
     def test_rollback_to_a_commit_that_is_not_there_is_refused(self):
         self.stopped()

@@ -161,7 +161,7 @@ class Garbage(ServerCase):
 
     def test_garbage_in_messages_is_refused(self):
         for method in ("Capabilities", "Get", "Set"):
-            for data in (b"\xff" * 100, b"\x0a\x7f", b"\x08" * 1000):
+            for data in (b"\xff" * 100, b"\x0a\x7f", b"\x0a\x05ab"):
                 call = self.client.channel.unary_unary(
                     f"/gnmi.gNMI/{method}", request_serializer=None, response_deserializer=None
                 )

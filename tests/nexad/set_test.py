@@ -1,6 +1,5 @@
 """Set: what update, replace and delete do to the configuration, and what is answered."""
 
-import json
 import time
 
 from gnmilib import paths
@@ -20,7 +19,7 @@ class Update(RulesCase):
         self.rules({"group": [{"name": "a", "note": "first"}], "tag": ["x"]})
         self.rules({"group": [{"name": "b"}], "tag": ["y"]})
         self.assertEqual(
-            json.loads(self.stored()),
+            self.stored(),
             {
                 "group": [{"name": "a", "note": "first"}, {"name": "b"}],
                 "tag": ["x", "y"],
@@ -36,7 +35,7 @@ class Update(RulesCase):
     def test_creates_the_entry_that_the_path_names(self):
         self.client.set(update=[(RULES + "/route[prefix=10.0.0.0/8][metric=5]/via", "eth0")])
         self.assertEqual(
-            self.client.value(RULES + "/route[prefix=10.0.0.0/8][metric=5]"),
+            self.tree(RULES + "/route[prefix=10.0.0.0/8][metric=5]"),
             {"prefix": "10.0.0.0/8", "metric": 5, "via": "eth0"},
         )
 
@@ -107,10 +106,10 @@ class Replace(RulesCase):
     def test_prunes_what_the_value_does_not_name(self):
         self.rules({"group": [{"name": "a", "note": "x"}, {"name": "b"}], "tag": ["t"]})
         self.client.set(replace=[(RULES + "/group[name=a]", {"name": "a"})])
-        self.assertEqual(self.client.value(RULES + "/group[name=a]"), {"name": "a"})
-        self.assertEqual(self.client.value(RULES + "/group[name=b]"), {"name": "b"})
+        self.assertEqual(self.tree(RULES + "/group[name=a]"), {"name": "a"})
+        self.assertEqual(self.tree(RULES + "/group[name=b]"), {"name": "b"})
         self.client.set(replace=[(RULES, {"tag": ["u"]})])
-        self.assertEqual(json.loads(self.stored()), {"tag": ["u"], "level": 10, "mode": "manual"})
+        self.assertEqual(self.stored(), {"tag": ["u"], "level": 10, "mode": "manual"})
 
     def test_restores_defaults(self):
         self.rules({"level": 55, "mode": "automatic"})
@@ -155,8 +154,7 @@ class Delete(RulesCase):
 
     def routes(self):
         return sorted(
-            (route["prefix"], route["metric"])
-            for route in json.loads(self.stored()).get("route", [])
+            (route["prefix"], route["metric"]) for route in self.stored().get("route", [])
         )
 
     def test_takes_one_entry(self):

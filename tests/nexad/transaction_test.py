@@ -2,7 +2,6 @@
 durable.
 """
 
-import json
 import threading
 
 import grpc
@@ -26,7 +25,7 @@ class Order(RulesCase):
             update=[(RULES + "/group[name=new]/note", "kept")], replace=[(RULES, {"low": 2})]
         )
         self.assertEqual(
-            json.loads(self.stored()),
+            self.stored(),
             {"low": 2, "group": [{"name": "new", "note": "kept"}], "level": 10, "mode": "manual"},
         )
 
@@ -42,9 +41,7 @@ class Order(RulesCase):
 
     def test_replaces_apply_in_their_order(self):
         self.client.set(replace=[(RULES, {"low": 1}), (RULES, {"low": 2, "high": 4})])
-        self.assertEqual(
-            json.loads(self.stored()), {"low": 2, "high": 4, "level": 10, "mode": "manual"}
-        )
+        self.assertEqual(self.stored(), {"low": 2, "high": 4, "level": 10, "mode": "manual"})
 
     def test_constraints_are_judged_on_the_result(self):
         self.client.set(
@@ -107,7 +104,7 @@ class Visibility(RulesCase):
                 while not done.is_set():
                     pair = client.value(PAIR)
                     reads[0] += 1
-                    if pair["left"] != pair["right"]:
+                    if pair["test-rules:left"] != pair["test-rules:right"]:
                         torn.append(pair)
 
         readers = [threading.Thread(target=read) for _ in range(3)]
@@ -149,7 +146,7 @@ class Visibility(RulesCase):
         for writer in writers:
             writer.join()
         self.assertEqual(failures, [])
-        self.assertEqual(len(self.client.value(PAIR)["entry"]), 200)
+        self.assertEqual(len(self.tree(PAIR)["entry"]), 200)
 
 
 if __name__ == "__main__":

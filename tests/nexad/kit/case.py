@@ -63,6 +63,11 @@ class ServerCase(unittest.TestCase):
             (error.code().name, error.details() if text else None), (code, text), error.details()
         )
 
+    def tree(self, path, module="test-rules", **how):
+        """The one value at `path`; the outermost members without their module."""
+        value = self.client.value(path, **how)
+        return {name.removeprefix(module + ":"): member for name, member in value.items()}
+
     def absent(self, path, **how):
         """Nothing is at `path`."""
         with self.refused("NOT_FOUND") as caught:
@@ -84,14 +89,8 @@ class RulesCase(ServerCase):
         return self.client.set(update=[("/test-rules:rules", value)])
 
     def stored(self):
-        """The configuration of /test-rules:rules, or None."""
-        updates = [
-            update
-            for notification in self.client.get("/test-rules:rules", type="CONFIG").notification
-            for update in notification.update
-        ]
-        self.assertLessEqual(len(updates), 1)
-        return updates[0].val.json_ietf_val if updates else None
+        """The configuration of /test-rules:rules, with the defaults in use."""
+        return self.tree("/test-rules:rules", type="CONFIG")
 
 
 class StartCase(ServerCase):

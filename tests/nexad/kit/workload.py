@@ -51,7 +51,8 @@ def state_of(client):
         if error.code() != grpc.StatusCode.NOT_FOUND:
             raise
         return {}
-    tree = python_value(answer.notification[0].update[0].val)
+    value = python_value(answer.notification[0].update[0].val)
+    tree = {name.removeprefix("test-rules:"): member for name, member in value.items()}
     state = {
         entry["name"]: (entry.get("left"), entry.get("right")) for entry in tree.get("entry", [])
     }
