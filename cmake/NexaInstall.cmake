@@ -10,8 +10,12 @@ install(TARGETS nexa_schemaif gnmi_base gnmi_proto kitbase kestrel nexa_interfac
 install(TARGETS nexa RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 if(TARGET nexad)
   install(TARGETS nexad RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
-  configure_file("${PROJECT_SOURCE_DIR}/apps/nexad/nexad.service.in"
-                 "${PROJECT_BINARY_DIR}/nexad.service" @ONLY)
+  # The unit names the program by its place, which is known when it is installed.
+  install(CODE "
+    set(nexad_bindir \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}\")
+    set(nexad_docdir \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_DOCDIR}\")
+    configure_file(\"${PROJECT_SOURCE_DIR}/apps/nexad/nexad.service.in\"
+                   \"${PROJECT_BINARY_DIR}/nexad.service\" @ONLY)")
   install(FILES "${PROJECT_BINARY_DIR}/nexad.service" DESTINATION lib/systemd/system)
   install(FILES "${PROJECT_SOURCE_DIR}/apps/nexad/nexad.sysusers"
           DESTINATION lib/sysusers.d RENAME nexad.conf)
