@@ -56,8 +56,10 @@ grpc::ServerUnaryReactor* Service::answer(grpc::CallbackServerContext& context, 
                                           std::function<grpc::Status(const UnaryCall&)> serve) {
   const auto call = std::make_shared<UnaryCall>(core_, context, method);
   grpc::ServerUnaryReactor* reactor = call->reactor();
-  core_.authenticate(call->identity(), [call, serve = std::move(serve)](const grpc::Status& verdict,
-                                                                        const Caller& /*caller*/) {
+  ServiceCore::Login login{
+      call->identity(), core_.workers, [call] { return call->cancelled(); }, {}};
+  login.then = [call, serve = std::move(serve)](const grpc::Status& verdict,
+                                                const Caller& /*caller*/) {
     if (!verdict.ok()) {
       call->finish(verdict);
     } else if (call->cancelled()) {
@@ -65,7 +67,8 @@ grpc::ServerUnaryReactor* Service::answer(grpc::CallbackServerContext& context, 
     } else {
       call->finish(call->guarded([&] { return serve(*call); }));
     }
-  });
+  };
+  core_.authenticate(std::move(login));
   return reactor;
 }
 
@@ -107,6 +110,7 @@ void Service::stop() {
   streams_.close_all();
   core_.logins.stop();
   core_.workers.stop();
+  core_.rounds.stop();
   core_.writer.stop();
 }
 

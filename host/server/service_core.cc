@@ -1,5 +1,6 @@
 #include "server/service_core.h"
 
+#include <algorithm>
 #include <exception>
 #include <thread>
 #include <utility>
@@ -10,13 +11,15 @@
 namespace nexa::host {
 namespace {
 
+constexpr std::size_t kWaitingLogins = 1000;
 constexpr std::size_t kWaitingRequests = 10000;
+constexpr unsigned kFewestWorkers = 2;
 constexpr std::chrono::milliseconds kStateLifetime{10};
 
 unsigned worker_count(const GnmiServiceOptions& options) {
   if (options.workers != 0) return options.workers;
   const unsigned cores = std::thread::hardware_concurrency();
-  return cores == 0 ? 1 : cores;
+  return std::max(cores, kFewestWorkers);
 }
 
 WorkerPool::FaultSink fault_sink(ServiceObserver& observer) {
@@ -29,8 +32,9 @@ ServiceCore::ServiceCore(const GnmiServiceParts& used_parts, const GnmiServiceOp
     : parts(used_parts),
       options(used_options),
       state(parts.store, parts.providers, kStateLifetime, fault_sink(parts.observer)),
-      logins(1, kWaitingRequests, fault_sink(parts.observer)),
+      logins(1, kWaitingLogins, fault_sink(parts.observer)),
       workers(worker_count(options), kWaitingRequests, fault_sink(parts.observer)),
+      rounds(worker_count(options), kWaitingRequests, fault_sink(parts.observer)),
       writer(1, options.pending_sets, fault_sink(parts.observer)) {}
 
 grpc::Status ServiceCore::no_room() const {
@@ -38,28 +42,31 @@ grpc::Status ServiceCore::no_room() const {
   return {grpc::StatusCode::RESOURCE_EXHAUSTED, kTooManyRequests};
 }
 
-bool ServiceCore::authenticate(std::shared_ptr<const CallIdentity> identity, Judged then) {
-  WorkerPool& pool = identity->has_password ? logins : workers;
-  return pool.post(
-      [this, identity = std::move(identity), then = std::move(then)] { judge(*identity, then); });
+bool ServiceCore::authenticate(Login login) {
+  WorkerPool& pool = login.identity->has_password ? logins : login.pool;
+  return pool.post([this, login = std::move(login)] { judge(login); });
 }
 
-void ServiceCore::judge(const CallIdentity& identity, const Judged& then) {
+void ServiceCore::judge(const Login& login) {
   Caller caller;
   grpc::Status verdict(grpc::StatusCode::INTERNAL, kServerFault);
-  try {
-    verdict = stopping ? grpc::Status(grpc::StatusCode::UNAVAILABLE, kShuttingDown)
-                       : parts.access.authenticate(identity.credentials(), caller);
-  } catch (const std::exception& fault) {
-    parts.observer.fault(std::string("access control failed: ") + fault.what());
-  }
-  if (!identity.has_password) {
-    then(verdict, caller);
-    return;
+  if (stopping) {
+    verdict = no_room();
+  } else if (login.is_abandoned()) {
+    verdict = grpc::Status(grpc::StatusCode::CANCELLED, kCallCancelled);
+  } else {
+    try {
+      verdict = parts.access.authenticate(login.identity->credentials(), caller);
+    } catch (const std::exception& fault) {
+      parts.observer.fault(std::string("access control failed: ") + fault.what());
+    }
   }
   // The login thread goes back to logins.
-  const bool posted = workers.post([then, verdict, caller] { then(verdict, caller); });
-  if (!posted) then(no_room(), caller);
+  if (!login.identity->has_password || !verdict.ok()) {
+    login.then(verdict, caller);
+  } else if (!login.pool.post([then = login.then, verdict, caller] { then(verdict, caller); })) {
+    login.then(no_room(), caller);
+  }
 }
 
 UnaryCall::UnaryCall(ServiceCore& core, grpc::CallbackServerContext& context, const char* method)

@@ -24,10 +24,17 @@ class ServiceCore {
  public:
   ServiceCore(const GnmiServiceParts& used_parts, const GnmiServiceOptions& used_options);
 
-  // Judges the caller away from gRPC's threads and calls `then` with the verdict, on a thread that
-  // may do the call's work. False when there is no room for it; `then` is dropped then.
-  using Judged = std::function<void(const grpc::Status& verdict, const Caller& caller)>;
-  bool authenticate(std::shared_ptr<const CallIdentity> identity, Judged then);
+  // What a call needs of its login. Both are called on threads of the core, one at a time.
+  struct Login {
+    std::shared_ptr<const CallIdentity> identity;
+    WorkerPool& pool;                    // where the call's work goes
+    std::function<bool()> is_abandoned;  // whether nobody waits for the verdict any more
+    std::function<void(const grpc::Status& verdict, const Caller& caller)> then;
+  };
+
+  // Judges the caller away from gRPC's threads and calls `then` with the verdict, on a thread of
+  // the pool when it is OK. False when there is no room for it; `login` is dropped then.
+  bool authenticate(Login login);
 
   // What a call is answered for which no thread could be found.
   grpc::Status no_room() const;
@@ -41,12 +48,13 @@ class ServiceCore {
   // Hashing a password takes as long as a thousand reads. It has a thread of its own, so that
   // strangers who guess passwords slow down other logins and nothing else.
   WorkerPool logins;
-  WorkerPool workers;  // checks, conversions, serialisations
+  WorkerPool workers;  // unary calls: checks, conversions, serialisations
+  WorkerPool rounds;   // the same for streams: neither waits for the other's serialisations
   WorkerPool writer;   // commits: one thread, in order of arrival
   Sampler sampler;
 
  private:
-  void judge(const CallIdentity& identity, const Judged& then);
+  void judge(const Login& login);
 };
 
 // One unary call: answered exactly once, if by nobody else then when it is dropped.

@@ -20,10 +20,13 @@ SetCall::~SetCall() { finish(core_.no_room()); }
 
 grpc::ServerUnaryReactor* SetCall::start() {
   grpc::ServerUnaryReactor* reactor = call_.reactor();
-  core_.authenticate(call_.identity(), [self = shared_from_this()](const grpc::Status& verdict,
-                                                                   const Caller& caller) {
+  const auto self = shared_from_this();
+  ServiceCore::Login login{
+      call_.identity(), core_.workers, [self] { return self->call_.cancelled(); }, {}};
+  login.then = [self](const grpc::Status& verdict, const Caller& caller) {
     self->judged(verdict, caller);
-  });
+  };
+  core_.authenticate(std::move(login));
   return reactor;
 }
 

@@ -47,24 +47,25 @@ grpc::Status StateCache::refresh() {
   const auto now = std::chrono::steady_clock::now();
   std::string xml = "<state>";
   for (StateProvider* provider : providers_) {
-    const std::size_t before = xml.size();
     try {
       provider->append_xml(xml);
     } catch (const std::exception& fault) {
-      xml.resize(before);
-      on_fault_("state provider " + std::string(provider->name()) + ": " + fault.what());
-      return {grpc::StatusCode::INTERNAL, kStateNotAvailable};
+      return refuse("state provider " + std::string(provider->name()) + ": " + fault.what());
     }
   }
   xml.append("</state>");
   std::string error;
   tree_ = store_.parse_state(xml, error);
-  if (tree_ == nullptr) {
-    on_fault_("operational data: " + error);
-    return {grpc::StatusCode::INTERNAL, kStateNotAvailable};
-  }
+  if (tree_ == nullptr) return refuse("operational data: " + error);
   taken_ = now;
+  last_fault_.clear();
   return grpc::Status::OK;
+}
+
+grpc::Status StateCache::refuse(const std::string& fault) {
+  if (fault != last_fault_) on_fault_(fault);
+  last_fault_ = fault;
+  return {grpc::StatusCode::INTERNAL, kStateNotAvailable};
 }
 
 }  // namespace nexa::host

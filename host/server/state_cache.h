@@ -32,6 +32,8 @@ class StateCache {
 
  private:
   grpc::Status refresh();
+  // A fault that lasts is told once.
+  grpc::Status refuse(const std::string& fault);
 
   const ConfigStore& store_;
   std::vector<StateProvider*> providers_;
@@ -40,6 +42,7 @@ class StateCache {
   std::mutex mutex_;
   std::chrono::steady_clock::time_point taken_;
   std::shared_ptr<const StateTree> tree_;
+  std::string last_fault_;
 };
 
 }  // namespace nexa::host

@@ -16,6 +16,8 @@ namespace {
 
 // A round larger than the queue waits for its reader; one that takes nothing for so long is gone.
 constexpr std::chrono::seconds kStallLimit{5};
+// Whatever the options say: an interval of nought has no next time.
+constexpr std::chrono::nanoseconds kShortestInterval = std::chrono::milliseconds(1);
 // How long the status of an ended stream may wait behind what the client has not read.
 constexpr std::chrono::seconds kEndLimit{5};
 
@@ -29,11 +31,17 @@ void SubscribeStream::start() {
   self_ = shared_from_this();
   core_.parts.observer.stream_opened();
   auto identity = std::make_shared<const CallIdentity>(identify(context_));
-  const bool posted = core_.authenticate(
-      std::move(identity), [self = self_](const grpc::Status& verdict, const Caller& /*caller*/) {
-        self->judged(verdict);
-      });
-  if (!posted) end(core_.no_room());
+  ServiceCore::Login login{
+      std::move(identity), core_.rounds, [self = self_] { return self->is_over(); }, {}};
+  login.then = [self = self_](const grpc::Status& verdict, const Caller& /*caller*/) {
+    self->judged(verdict);
+  };
+  if (!core_.authenticate(std::move(login))) end(core_.no_room());
+}
+
+bool SubscribeStream::is_over() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return ended_;
 }
 
 void SubscribeStream::judged(const grpc::Status& verdict) {
@@ -71,7 +79,7 @@ void SubscribeStream::OnReadDone(bool ok) {
     end(refusal);
     return;
   }
-  const bool posted = core_.workers.post([self = shared_from_this()] {
+  const bool posted = core_.rounds.post([self = shared_from_this()] {
     self->guarded([&self] {
       gnmi::SubscribeRequest request;
       request.Swap(&self->request_);
@@ -82,7 +90,8 @@ void SubscribeStream::OnReadDone(bool ok) {
 }
 
 void SubscribeStream::begin(const gnmi::SubscribeRequest& request) {
-  const PlanLimits limits{core_.options.max_paths, core_.options.min_sample_interval};
+  const std::chrono::nanoseconds fastest = core_.options.min_sample_interval;
+  const PlanLimits limits{core_.options.max_paths, std::max(fastest, kShortestInterval)};
   const grpc::Status status = plan_subscriptions(core_.parts.store, limits, request, plan_);
   if (!status.ok()) {
     end(status);
@@ -134,7 +143,7 @@ void SubscribeStream::due() {
 void SubscribeStream::request_round() {
   if (task_posted_ || ended_) return;
   // Each stream has one task at most, so the number of streams bounds them.
-  task_posted_ = core_.workers.post_unbounded(
+  task_posted_ = core_.rounds.post_unbounded(
       [self = shared_from_this()] { self->guarded([&self] { self->run_round(); }); });
 }
 

@@ -40,6 +40,7 @@ class SubscribeStream final : public SubscribeReactor,
   void OnDone() override;
 
  private:
+  bool is_over();
   void judged(const grpc::Status& verdict);
   void begin(const gnmi::SubscribeRequest& request);
   void read_next();

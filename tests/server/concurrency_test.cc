@@ -165,6 +165,50 @@ TEST_F(Concurrency, LoginsThatTakeTheirTimeHoldUpNoOthers) {
   login.join();
 }
 
+TEST_F(Concurrency, NobodyIsJudgedWhoHasGone) {
+  std::atomic<int> calls{0};
+  access.before_authenticate = [this, &calls] {
+    if (++calls == 1) door.pass();
+  };
+  start();
+  const auto login = [this](std::chrono::milliseconds limit) {
+    grpc::ClientContext context;
+    context.AddMetadata("username", "alice");
+    context.AddMetadata("password", "guess");
+    context.set_deadline(std::chrono::system_clock::now() + limit);
+    gnmi::CapabilityResponse response;
+    return stub().Capabilities(&context, gnmi::CapabilityRequest(), &response).error_code();
+  };
+  threads.emplace_back([=] { EXPECT_EQ(login(std::chrono::seconds(20)), grpc::StatusCode::OK); });
+  door.await_arrival();
+  for (int turn = 0; turn < 5; ++turn) {
+    EXPECT_EQ(login(std::chrono::milliseconds(30)), grpc::StatusCode::DEADLINE_EXCEEDED);
+  }
+  // The server hears of a deadline a little later than the client.
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  door.open();
+  ASSERT_TRUE(eventually([&] { return recorder.calls().size() == 6; }));
+  EXPECT_EQ(calls, 1);
+}
+
+TEST_F(Concurrency, StreamsDoNotWaitForTheSerialisationOfAGet) {
+  options.workers = 1;
+  std::atomic<int> reads{0};
+  store.on_read = [this, &reads] {
+    if (++reads == 1) door.pass();
+  };
+  start();
+  threads.emplace_back([this] {
+    gnmi::GetRequest request;
+    *request.add_path() = path_of("/device/name");
+    gnmi::GetResponse response;
+    EXPECT_EQ(shown(get(request, response)), "0 ");
+  });
+  door.await_arrival();
+  StreamClient client(stub(), watch({"/device/name"}, 50));
+  EXPECT_EQ(client.read_to_sync().size(), 2U);
+}
+
 TEST_F(Concurrency, ManyCallsAtATimeAllGetTheirAnswer) {
   door.open();
   start();
