@@ -15,7 +15,7 @@ struct PairLevel {
   const lyd_node* state = nullptr;
 
   static PairLevel below(const NodePair& node) {
-    return {first_child(node.config), first_child(node.state)};
+    return {first_below(node.config), first_below(node.state)};
   }
 };
 
@@ -51,11 +51,11 @@ void each_instance(const PairLevel& level, const lysc_node* schema, Take&& take)
   }
   const bool alike = !may_repeat(schema) && config != nullptr && state != nullptr;
   EntryFinder in_state(alike ? state : nullptr, schema);
-  for (const lyd_node* node = config; node != nullptr; node = next_instance(node)) {
+  for (const lyd_node* node = config; node != nullptr; node = instance_after(node)) {
     if (!take(NodePair{node, alike ? in_state.find(node) : nullptr, false})) return;
   }
   EntryFinder in_config(alike ? config : nullptr, schema);
-  for (const lyd_node* node = state; node != nullptr; node = next_instance(node)) {
+  for (const lyd_node* node = state; node != nullptr; node = instance_after(node)) {
     if (alike && in_config.find(node) != nullptr) continue;
     if (!take(NodePair{nullptr, node, false})) return;
   }

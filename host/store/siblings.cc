@@ -41,7 +41,7 @@ const lyd_node* EntryFinder::find(const lyd_node* like) {
   if (may_repeat(like->schema)) {
     const lyd_node* node = first_instance(first_, like->schema);
     while (node != nullptr && lyd_compare_single(node, like, 0) != LY_SUCCESS) {
-      node = next_instance(node);
+      node = instance_after(node);
     }
     return node;
   }
@@ -54,12 +54,12 @@ const lyd_node* EntryFinder::find(const lyd_node* like) {
 const lyd_node* EntryFinder::find_at_top(const lyd_node* like) {
   if (++searches_ <= kSearchesWithoutIndex) {
     const lyd_node* node = first_instance(first_, like->schema);
-    while (node != nullptr && !is_same(node, like)) node = next_instance(node);
+    while (node != nullptr && !is_same(node, like)) node = instance_after(node);
     return node;
   }
   if (top_.empty()) {
     for (const lyd_node* node = first_instance(first_, like->schema); node != nullptr;
-         node = next_instance(node)) {
+         node = instance_after(node)) {
       top_.emplace(node->hash, node);
     }
   }

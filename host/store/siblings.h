@@ -21,12 +21,12 @@ const lyd_node* some_instance(const lyd_node* first, const lysc_node* schema);
 const lyd_node* first_instance(const lyd_node* first, const lysc_node* schema);
 
 // The instance after `node` of the same schema node, or null.
-inline const lyd_node* next_instance(const lyd_node* node) {
+inline const lyd_node* instance_after(const lyd_node* node) {
   return node->next != nullptr && node->next->schema == node->schema ? node->next : nullptr;
 }
 
 // The first child of a container or an entry; null for other nodes and for null.
-inline const lyd_node* first_child(const lyd_node* node) {
+inline const lyd_node* first_below(const lyd_node* node) {
   return node == nullptr ? nullptr : lyd_child(node);
 }
 
