@@ -1,0 +1,95 @@
+// A start under another schema: goes on when the data fit, says why not when they do not.
+#include "store_fixture.h"
+
+namespace {
+
+using namespace nexa_test;
+
+std::string replaced(std::string text, const std::string& what, const std::string& by) {
+  const std::size_t at = text.find(what);
+  EXPECT_NE(at, std::string::npos) << what;
+  return text.replace(at, what.size(), by);
+}
+
+class SchemaChange : public StoreTest {
+ protected:
+  void reopen_under(const std::string& module) {
+    store_.reset();
+    ASSERT_EQ(load_module("s", module), "");
+    open();
+  }
+  std::string newer() const {
+    return replaced(kStoreModule, "revision 2026-01-01;", "revision 2026-02-02;");
+  }
+};
+
+TEST_F(SchemaChange, DataThatFitGoOn) {
+  ASSERT_EQ(commit({update("<name>n</name>")}).number, 1U);
+  reopen_under(
+      replaced(newer(), "leaf name {", "leaf added { type string; default x; } leaf name {"));
+  ASSERT_NE(store_, nullptr) << error_;
+  EXPECT_EQ(xml(), config_xml("<name>n</name>"));
+  EXPECT_EQ(read_text(*store_, "/top/added"), "/top/added=\"x\"\n");
+  ASSERT_EQ(notes_.size(), 2U);
+  EXPECT_EQ(notes_[0],
+            "the schema changed: s 2026-01-01 became 2026-02-02; the stored configuration fits it");
+  open();
+  EXPECT_EQ(notes_.size(), 1U);
+}
+
+TEST_F(SchemaChange, AGoneNodeIsNamed) {
+  ASSERT_EQ(commit({update("<name>n</name><shine>1</shine>")}).number, 1U);
+  reopen_under(replaced(newer(), "leaf shine { type uint8; } ", ""));
+  EXPECT_EQ(store_, nullptr);
+  EXPECT_EQ(error_.find(directory() + "/nexa.db: the stored configuration does not fit the schema: "
+                                      "snapshot 1: "),
+            0U)
+      << error_;
+  EXPECT_NE(error_.find("shine"), std::string::npos) << error_;
+  EXPECT_NE(error_.find("(s 2026-01-01 became 2026-02-02)"), std::string::npos) << error_;
+  EXPECT_EQ(error_.find('\n'), std::string::npos);
+  reopen_under(kStoreModule);
+  ASSERT_NE(store_, nullptr) << error_;
+  EXPECT_EQ(xml(), config_xml("<name>n</name><shine>1</shine>"));
+}
+
+TEST_F(SchemaChange, ANewConstraintIsAskedFor) {
+  ASSERT_EQ(commit({update("<name>n</name>")}).number, 1U);
+  reopen_under(replaced(newer(), "leaf name { type string; }",
+                        "leaf name { type string; must \"../speed > 100\"; }"));
+  EXPECT_EQ(store_, nullptr);
+  EXPECT_EQ(error_, directory() +
+                        "/nexa.db: the stored configuration does not fit the schema: /s:top/name: "
+                        "must \"../speed > 100\" (s 2026-01-01 became 2026-02-02); load the "
+                        "modules that it was written with");
+}
+
+TEST_F(SchemaChange, ACommitFromBeforeMayNotFit) {
+  ASSERT_EQ(commit({update("<shine>1</shine>")}).number, 1U);
+  ASSERT_EQ(commit({drop("/top/shine"), update("<name>n</name>")}).number, 2U);
+  reopen_under(replaced(newer(), "leaf shine { type uint8; } ", ""));
+  ASSERT_NE(store_, nullptr) << error_;
+  const CommitResult result = store_->rollback(1, "a", nullptr);
+  EXPECT_EQ(result.status.error_code(), grpc::StatusCode::FAILED_PRECONDITION);
+  EXPECT_EQ(result.status.error_message().find("commit 1 cannot be restored: commit 1: "), 0U)
+      << result.status.error_message();
+  EXPECT_EQ(xml(), config_xml("<name>n</name>"));
+}
+
+TEST_F(SchemaChange, AModuleThatDemandsDataWaitsForIt) {
+  reopen_under(replaced(newer(), "container top {",
+                        "leaf needed { type string; mandatory true; } container top {"));
+  ASSERT_NE(store_, nullptr) << error_;
+  EXPECT_EQ(read_text(*store_, "/top/speed"), "");
+  EXPECT_EQ(commit({update("<name>n</name>")}).status.error_code(),
+            grpc::StatusCode::FAILED_PRECONDITION);
+  Edit both = update("<name>n</name>");
+  both.xml = replaced(both.xml, "<top ", "<needed xmlns=\"urn:s\">x</needed><top ");
+  EXPECT_EQ(commit_text({both}), "");
+  EXPECT_EQ(read_text(*store_, "/top/speed"), "/top/speed=100\n");
+  EXPECT_EQ(commit_text({drop("/")}), "");
+  EXPECT_EQ(xml(), "<config/>");
+  EXPECT_EQ(read_text(*store_, "/top/speed"), "");
+}
+
+}  // namespace
