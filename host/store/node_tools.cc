@@ -1,5 +1,6 @@
 // Matching has two ways because libyang compares values of leaves where it has no hash table.
 #include "store/node_tools.h"
+#include "store/siblings.h"
 
 #include <utility>
 #include <vector>
@@ -17,8 +18,9 @@ lyd_node* find_match(const lyd_node* siblings, const lyd_node* like) {
 
 lyd_node* find_instance(const lyd_node* siblings, const lysc_node* schema) {
   if (siblings == nullptr) return nullptr;
-  lyd_node* match = nullptr;
-  return lyd_find_sibling_val(siblings, schema, nullptr, 0, &match) == LY_SUCCESS ? match : nullptr;
+  // Not lyd_find_sibling_val: without a value it changes the parent's hash table while it looks,
+  // and the trees of readers come here too.
+  return const_cast<lyd_node*>(first_instance(lyd_first_sibling(siblings), schema));
 }
 
 lyd_node* first_child(const lyd_node* node) { return lyd_child(node); }
