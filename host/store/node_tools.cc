@@ -1,9 +1,10 @@
 // Matching has two ways because libyang compares values of leaves where it has no hash table.
 #include "store/node_tools.h"
-#include "store/siblings.h"
 
 #include <utility>
 #include <vector>
+
+#include "store/siblings.h"
 
 namespace nexa::host {
 
