@@ -19,7 +19,7 @@ constexpr std::chrono::seconds kStallLimit{5};
 // Whatever the options say: an interval of nought has no next time.
 constexpr std::chrono::nanoseconds kShortestInterval = std::chrono::milliseconds(1);
 // How long the status of an ended stream may wait behind what the client has not read.
-constexpr std::chrono::seconds kEndLimit{5};
+constexpr std::chrono::seconds kEndLimit{10};
 
 }  // namespace
 

@@ -1,4 +1,6 @@
 // What clients see of the service and the real store together.
+#include <atomic>
+
 #include "google/rpc/status.pb.h"
 #include "server/support/garbage.h"
 #include "server/support/store_fixture.h"
@@ -137,6 +139,50 @@ TEST_F(Stored, StreamsOfTheWholeTreeGiveLeaves) {
   EXPECT_EQ(client.read_to_sync().size(), 2U);
   StreamClient leaf_list(stub(), watch({"/device/search"}, 60000));
   EXPECT_EQ(leaf_list.next(), "|/device/search=[\"x\",\"y\"]");
+}
+
+// Events of the example device, as XML.
+class Events : public nexa::host::StateProvider {
+ public:
+  std::string_view name() const override { return "events"; }
+  std::string_view module() const override { return "example-device"; }
+  void append_xml(std::string& xml) override {
+    xml += "<device xmlns=\"urn:example:device\"><event><at>" + std::to_string(at) +
+           "</at></event></device>";
+  }
+  std::atomic<int> at{1};
+};
+
+class StoredState : public StoredServiceTest {
+ protected:
+  void SetUp() override {
+    providers = {&events};
+    StoredServiceTest::SetUp();
+  }
+  Events events;
+};
+
+TEST_F(StoredState, StandsBesideTheConfiguration) {
+  ASSERT_EQ(update("/example-device:device/name", "\"box\""), "0 ");
+  const std::string both = read("/example-device:device");
+  EXPECT_NE(both.find("\"example-device:event\":[{\"at\":\"1\"}]"), std::string::npos) << both;
+  EXPECT_NE(both.find("\"example-device:name\":\"box\""), std::string::npos) << both;
+  request.set_type(gnmi::GetRequest::STATE);
+  EXPECT_EQ(read("/example-device:device"),
+            "/example-device:device={\"example-device:event\":[{\"at\":\"1\"}]}");
+  request.set_type(gnmi::GetRequest::CONFIG);
+  EXPECT_EQ(read("/example-device:device").find("event"), std::string::npos);
+  EXPECT_EQ(read("/example-device:device/event").substr(0, 2), "5 ");
+}
+
+TEST_F(StoredState, ShowsLiveOnStreams) {
+  StreamClient client(stub(), watch({"/device/event/at"}, 50));
+  const std::string first = client.next();
+  EXPECT_NE(first.find("=\"1\""), std::string::npos) << first;
+  events.at = 2;
+  std::string line = first;
+  while (line == first || line == "sync") line = client.next();
+  EXPECT_NE(line.find("=\"2\""), std::string::npos) << line;
 }
 
 TEST_F(Stored, ARestartKeepsWhatWasAnswered) {

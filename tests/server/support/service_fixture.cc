@@ -107,6 +107,13 @@ std::size_t Recorder::leaves() const {
 
 grpc::Status FakeAccess::authenticate(const Credentials& credentials, Caller& caller) {
   if (before_authenticate) before_authenticate();
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    last_shown_ = credentials.has_password
+                      ? std::string(credentials.user) + "/" + std::string(credentials.password)
+                      : "-/-";
+    last_shown_ += credentials.certificate ? "/" + std::string(credentials.certificate_name) : "/-";
+  }
   if (users.empty()) {
     caller = {"anonymous", Role::kReadWrite};
     return grpc::Status::OK;
@@ -120,6 +127,11 @@ grpc::Status FakeAccess::authenticate(const Credentials& credentials, Caller& ca
   return grpc::Status::OK;
 }
 
+std::string FakeAccess::last_shown() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return last_shown_;
+}
+
 bool FakeAccess::reload(std::string& /*error*/) { return true; }
 
 void ServiceTest::start() {
@@ -130,7 +142,7 @@ void ServiceTest::start() {
       providers,          recorder, approve};
   service = nexa::host::make_gnmi_service(parts, options);
   grpc::ServerBuilder builder;
-  builder.AddListeningPort("127.0.0.1:0", grpc::InsecureServerCredentials(), &port_);
+  builder.AddListeningPort("127.0.0.1:0", credentials, &port_);
   builder.SetMaxReceiveMessageSize(max_receive_bytes);
   builder.RegisterService(&service->service());
   server_ = builder.BuildAndStart();
@@ -152,8 +164,7 @@ std::shared_ptr<grpc::Channel> ServiceTest::new_channel() const {
   grpc::ChannelArguments arguments;
   arguments.SetInt(GRPC_ARG_USE_LOCAL_SUBCHANNEL_POOL, 1);
   arguments.SetMaxReceiveMessageSize(-1);
-  return grpc::CreateCustomChannel("127.0.0.1:" + std::to_string(port_),
-                                   grpc::InsecureChannelCredentials(), arguments);
+  return grpc::CreateCustomChannel(address(), grpc::InsecureChannelCredentials(), arguments);
 }
 
 grpc::Status ServiceTest::get(const gnmi::GetRequest& request, gnmi::GetResponse& response) {

@@ -75,8 +75,15 @@ class FakeAccess : public nexa::host::AccessControl {
                             nexa::host::Caller& caller) override;
   bool reload(std::string& error) override;
 
+  // What the last caller showed: "user/password/certificate", "-" for what was not there.
+  std::string last_shown() const;
+
   std::map<std::string, User> users;          // set before calls are made
   std::function<void()> before_authenticate;  // the same
+
+ private:
+  mutable std::mutex mutex_;
+  std::string last_shown_;
 };
 
 class ServiceTest : public testing::Test {
@@ -91,6 +98,7 @@ class ServiceTest : public testing::Test {
 
   std::shared_ptr<grpc::Channel> new_channel() const;
   gnmi::gNMI::Stub& stub() { return *stub_; }
+  std::string address() const { return "127.0.0.1:" + std::to_string(port_); }
 
   grpc::Status get(const gnmi::GetRequest& request, gnmi::GetResponse& response);
   grpc::Status set(const gnmi::SetRequest& request, gnmi::SetResponse& response);
@@ -104,6 +112,7 @@ class ServiceTest : public testing::Test {
   std::function<grpc::Status(const nexa::host::Change&)> approve;
   std::multimap<std::string, std::string> metadata;  // of get() and set()
   int max_receive_bytes = 64 << 20;
+  std::shared_ptr<grpc::ServerCredentials> credentials = grpc::InsecureServerCredentials();
 
   std::unique_ptr<nexa::host::GnmiService> service;
 

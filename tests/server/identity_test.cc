@@ -1,0 +1,102 @@
+// What of a call reaches access control? Metadata, and the certificate that TLS has verified.
+#include "nexad/test_certificates.h"
+#include "server/support/service_fixture.h"
+#include "server/support/stream_client.h"
+
+namespace nexa_test {
+namespace {
+
+class Identity : public ServiceTest {
+ protected:
+  void SetUp() override {
+    store.put("/device/name", "\"box\"");
+    store.know("/device/name");
+  }
+
+  // The verdict of a call on this channel, and what access control saw of it.
+  std::string seen(const std::shared_ptr<grpc::Channel>& channel) {
+    grpc::ClientContext context;
+    for (const auto& [key, value] : metadata) context.AddMetadata(key, value);
+    gnmi::CapabilityResponse response;
+    const grpc::Status status =
+        gnmi::gNMI::NewStub(channel)->Capabilities(&context, gnmi::CapabilityRequest(), &response);
+    return std::to_string(status.error_code()) + " " + access.last_shown();
+  }
+};
+
+TEST_F(Identity, OfAPlainCallIsItsMetadata) {
+  start();
+  EXPECT_EQ(seen(new_channel()), "0 -/-/-");
+  metadata = {{"username", "alice"}, {"password", "secret"}};
+  EXPECT_EQ(seen(new_channel()), "0 alice/secret/-");
+  metadata = {{"username", "alice"}};
+  EXPECT_EQ(seen(new_channel()), "0 alice//-");
+  metadata = {{"password", "secret"}};
+  EXPECT_EQ(seen(new_channel()), "0 /secret/-");
+  metadata = {{"username", "alice"}, {"username", "bob"}, {"password", "secret"}};
+  EXPECT_EQ(seen(new_channel()), "0 /secret/-");
+}
+
+TEST_F(Identity, OfAStreamIsTheSame) {
+  start();
+  StreamClient client(stub(), std::chrono::seconds(20),
+                      {{"username", "carol"}, {"password", "pass"}});
+  client.write(watch({"/device/name"}, 1000));
+  ASSERT_EQ(client.read_to_sync().size(), 2U);
+  EXPECT_EQ(access.last_shown(), "carol/pass/-");
+}
+
+class TlsIdentity : public Identity {
+ protected:
+  void SetUp() override {
+    Identity::SetUp();
+    certificates.make_authority("ca");
+    certificates.make("server", "ca");
+    certificates.make("dave", "ca");
+  }
+
+  void serve(grpc_ssl_client_certificate_request_type clients) {
+    grpc::SslServerCredentialsOptions with(clients);
+    with.pem_root_certs = certificates.read("ca.crt");
+    with.pem_key_cert_pairs = {{certificates.read("server.key"), certificates.read("server.crt")}};
+    credentials = grpc::SslServerCredentials(with);
+    start();
+  }
+
+  std::shared_ptr<grpc::Channel> channel(const std::string& certificate) {
+    grpc::SslCredentialsOptions with;
+    with.pem_root_certs = certificates.read("ca.crt");
+    if (!certificate.empty()) {
+      with.pem_private_key = certificates.read(certificate + ".key");
+      with.pem_cert_chain = certificates.read(certificate + ".crt");
+    }
+    return grpc::CreateChannel(address(), grpc::SslCredentials(with));
+  }
+
+  nexad_test::TestCertificates certificates;
+};
+
+TEST_F(TlsIdentity, WithoutACertificateIsItsMetadata) {
+  serve(GRPC_SSL_DONT_REQUEST_CLIENT_CERTIFICATE);
+  EXPECT_EQ(seen(channel("")), "0 -/-/-");
+  metadata = {{"username", "alice"}, {"password", "secret"}};
+  EXPECT_EQ(seen(channel("dave")), "0 alice/secret/-");
+}
+
+TEST_F(TlsIdentity, HasTheCommonNameOfTheCertificate) {
+  serve(GRPC_SSL_REQUEST_AND_REQUIRE_CLIENT_CERTIFICATE_AND_VERIFY);
+  EXPECT_EQ(seen(channel("dave")), "0 -/-/dave");
+  metadata = {{"username", "alice"}, {"password", "secret"}};
+  EXPECT_EQ(seen(channel("dave")), "0 alice/secret/dave");
+}
+
+TEST_F(TlsIdentity, ACertificateOfAnotherAuthorityDoesNotReachAccessControl) {
+  certificates.make_authority("other");
+  certificates.make("eve", "other");
+  serve(GRPC_SSL_REQUEST_AND_REQUIRE_CLIENT_CERTIFICATE_AND_VERIFY);
+  EXPECT_EQ(seen(channel("eve")), "14 ");
+  EXPECT_EQ(seen(channel("")), "14 ");
+}
+
+}  // namespace
+}  // namespace nexa_test
