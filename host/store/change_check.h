@@ -74,6 +74,7 @@ class ChangeCheck {
   void read_one(const lyd_node* diff, std::string_view operation, lyd_node* parent);
   void note_created(lyd_node* root);
   void note_deleted(const lyd_node* root, lyd_node* parent);
+  void fire_deleted(const lyd_node* root, lyd_node* parent);
   void note_emptied(lyd_node* node);
   void note_changed(lyd_node* node, const char* old_value);
   Level& level_of(lyd_node* parent, const lysc_node* child);

@@ -112,6 +112,7 @@ void ChangeCheck::note_created(lyd_node* root) {
   level.arrivals.push_back(root);
   each_node(root, [this](lyd_node* node) {
     const NodeRules& rules = index_.rules(node->schema);
+    rules.seen = true;
     unknown_ |= rules.foreign || (node->schema->flags & LYS_CONFIG_R) != 0;
     for (const Constraint* const constraint : rules.own) demand(*constraint, node);
     fire(node->schema, node, Event::kCreated, nullptr);
@@ -122,12 +123,7 @@ void ChangeCheck::note_created(lyd_node* root) {
 }
 
 void ChangeCheck::note_deleted(const lyd_node* root, lyd_node* parent) {
-  any_gone_ = true;
-  each_node(const_cast<lyd_node*>(root), [this, parent](const lyd_node* node) {
-    if (node->schema == nullptr) return;
-    const bool is_term = (node->schema->nodetype & LYD_NODE_TERM) != 0;
-    fire(node->schema, parent, Event::kDeleted, is_term ? lyd_get_value(node) : nullptr);
-  });
+  fire_deleted(root, parent);
   touch(parent, root->schema);
   level_of(parent, root->schema).dirty = true;
   note_emptied(parent);
@@ -194,8 +190,10 @@ void ChangeCheck::fire(const lysc_node* schema, lyd_node* start, Event event,
 }
 
 void ChangeCheck::demand_all(const Constraint& constraint, lyd_node* reach) {
-  each_instance(tree_, reach, constraint.node,
-                [this, &constraint](lyd_node* node) { demand(constraint, node); });
+  if (index_.may_exist(constraint.node)) {
+    each_instance(tree_, reach, constraint.node,
+                  [this, &constraint](lyd_node* node) { demand(constraint, node); });
+  }
   if (constraint.kind != Constraint::Kind::kWhen || !matters_absent(constraint.node)) return;
   const lysc_node* const parent = lysc_data_parent(constraint.node);
   const auto retry = [this, &constraint](lyd_node* above) {
@@ -237,8 +235,10 @@ void ChangeCheck::touch_uniques(const lysc_node* schema, lyd_node* start) {
 
 // Takes a node out of the tree that validation does not leave there.
 void ChangeCheck::drop(lyd_node* node) {
+  if (stopped()) return;
   lyd_node* const parent = lyd_parent(node);
-  if (implicit_.count(node) == 0 && !record_.add_deleted(node)) {
+  const bool is_own = implicit_.count(node) != 0;
+  if (!is_own && !record_.add_deleted(node)) {
     unknown_ = true;
     return;
   }
@@ -246,12 +246,18 @@ void ChangeCheck::drop(lyd_node* node) {
   if (node == tree_) tree_ = node->next;
   lyd_unlink_tree(node);
   const TreePtr owned(node);
-  any_gone_ = true;
   touch(parent, node->schema);
   note_emptied(parent);
-  each_node(node, [this, parent](const lyd_node* gone) {
-    const bool is_term = (gone->schema->nodetype & LYD_NODE_TERM) != 0;
-    fire(gone->schema, parent, Event::kDeleted, is_term ? lyd_get_value(gone) : nullptr);
+  // What came with this very validation was watched when it came.
+  if (!is_own) fire_deleted(node, parent);
+}
+
+void ChangeCheck::fire_deleted(const lyd_node* root, lyd_node* parent) {
+  any_gone_ = true;
+  each_node(const_cast<lyd_node*>(root), [this, parent](const lyd_node* node) {
+    if (node->schema == nullptr) return;
+    const bool is_term = (node->schema->nodetype & LYD_NODE_TERM) != 0;
+    fire(node->schema, parent, Event::kDeleted, is_term ? lyd_get_value(node) : nullptr);
   });
 }
 

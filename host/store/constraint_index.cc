@@ -101,6 +101,16 @@ const NodeRules& ConstraintIndex::rules(const lysc_node* node) const {
   return found != rules_.end() ? found->second : none_;
 }
 
+void ConstraintIndex::see(const lyd_node* tree) {
+  knows_tree_ = true;
+  for (; tree != nullptr; tree = tree->next) {
+    if (tree->schema == nullptr) continue;
+    rules(tree->schema).seen = true;
+    const lyd_node* const child = lyd_child(tree);
+    if (child != nullptr) see(child);
+  }
+}
+
 void ConstraintIndex::add_children(const lysc_node* parent, const lysc_module* module) {
   const lysc_node* child = nullptr;
   while ((child = lys_getnext(child, parent, module, LYS_GETNEXT_WITHCHOICE)) != nullptr) {

@@ -44,6 +44,7 @@ struct NodeRules {
   bool structured = false;                  // children with counts, uniques, mandatory or choices
   bool foreign = false;                     // judged by an extension: only libyang can
   bool in_unique = false;                   // leaf of some list's `unique`
+  mutable bool seen = false;                // an instance was in the tree at some time
 };
 
 class ConstraintIndex {
@@ -51,6 +52,11 @@ class ConstraintIndex {
   explicit ConstraintIndex(const ly_ctx* context);
   ConstraintIndex(const ConstraintIndex&) = delete;
   ConstraintIndex& operator=(const ConstraintIndex&) = delete;
+
+  // Notes the schema nodes of a whole tree as seen. Without an instance ever seen there is nothing
+  // to search for; before the first call everything counts as seen.
+  void see(const lyd_node* tree);
+  bool may_exist(const lysc_node* node) const { return !knows_tree_ || rules(node).seen; }
 
   const NodeRules& rules(const lysc_node* node) const;
 
@@ -86,6 +92,7 @@ class ConstraintIndex {
   NodeRules none_;
   std::vector<const Constraint*> whens_;
   bool has_when_chains_ = false;
+  bool knows_tree_ = false;
 };
 
 // Whether `ancestor` is `node` or stands above it among the data nodes; null is above everything.

@@ -64,7 +64,7 @@ struct Validator::State {
 
   // Judges all of `tree`, which `made` has been changed in already. What a deletion leaves to be
   // completed takes libyang another round.
-  Outcome judge_all(lyd_node*& tree, const lyd_node* made) const {
+  Outcome judge_all(lyd_node*& tree, const lyd_node* made) {
     Outcome outcome;
     outcome.whole_tree = true;
     const TreePtr entered = before(tree, made);
@@ -80,6 +80,7 @@ struct Validator::State {
     }
     if (index.has_when_chains()) outcome.violation = follow_chains(tree);
     if (!outcome.violation) outcome.changes = difference(entered.get(), tree);
+    index.see(tree);
     return outcome;
   }
 

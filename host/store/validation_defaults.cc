@@ -97,6 +97,7 @@ lyd_node* ChangeCheck::make(lyd_node* parent, const lysc_node* schema, const lyd
   }
   for (lyd_node* const above : defaults) above->flags |= LYD_DEFAULT;
   const NodeRules& rules = index_.rules(schema);
+  rules.seen = true;
   node->flags = LYD_DEFAULT;
   if (rules.conditional) node->flags |= LYD_WHEN_TRUE;
   unknown_ |= rules.foreign;

@@ -95,12 +95,14 @@ bool ChangeCheck::holds(const lyd_node* context, const lys_module* module,
 void ChangeCheck::judge_references() {
   for (const auto& [bound, values] : lost_) {
     const Constraint& constraint = *bound.first;
+    if (!index_.may_exist(constraint.node)) continue;
     each_instance(tree_, bound.second, constraint.node, [&, &lost = values](lyd_node* node) {
       if (lost.count(lyd_get_value(node)) != 0) demand(constraint, node);
     });
   }
   if (any_gone_) {
     for (const Constraint* const constraint : index_.by_value()) {
+      if (!index_.may_exist(constraint->node)) continue;
       each_instance(tree_, nullptr, constraint->node,
                     [&](lyd_node* node) { demand(*constraint, node); });
     }

@@ -2,13 +2,14 @@
 // verdict, tree and reported changes have to be the same.
 #include <iostream>
 
+#include "store/random_edit.h"
 #include "store/random_module.h"
 #include "store/validation_fixture.h"
 
 namespace nexa::host {
 namespace {
 
-constexpr int kModules = 400;
+constexpr int kModules = 100;
 constexpr int kChanges = 100;
 
 struct Tally {
@@ -61,7 +62,7 @@ TEST(ValidationOracle, JudgesRandomChangesAsLibyangJudgesTheWholeTree) {
   EXPECT_EQ(tally.modules, kModules);
   EXPECT_GT(tally.valid, kModules * kChanges / 5);
   EXPECT_GT(tally.refused, kModules * kChanges / 20);
-  EXPECT_LT(tally.whole_tree, kModules * kChanges / 5);
+  EXPECT_LT(tally.whole_tree, kModules * kChanges / 3);
   EXPECT_GT(tally.same_rule, tally.refused * 8 / 10);
 }
 

@@ -1,23 +1,29 @@
-// Edits that a store makes: a value set, with the nodes around it; a subtree deleted; an entry
-// moved.
+// Edits that a store makes, at random: a value set, with the nodes around it; a subtree deleted; an
+// entry moved.
+#ifndef TESTS_STORE_RANDOM_EDIT_H_
+#define TESTS_STORE_RANDOM_EDIT_H_
+
+#include <string>
+#include <vector>
+
 #include "store/random_module.h"
+#include "store/tree.h"
 
 namespace nexa::host {
-namespace {
 
-const std::vector<const char*> kValues = {"a",    "b",          "1",          "2",
-                                          "true", "/m:n0/m:n1", "/m:n0/m:n2", "false"};
+inline const std::vector<const char*> kValues = {"a",    "b",          "1",          "2",
+                                                 "true", "/m:n0/m:n1", "/m:n0/m:n2", "false"};
 
-void collect(const lysc_node* parent, const lysc_module* module,
-             std::vector<const lysc_node*>& nodes) {
+inline void collect_nodes(const lysc_node* parent, const lysc_module* module,
+                          std::vector<const lysc_node*>& nodes) {
   const lysc_node* node = nullptr;
   while ((node = lys_getnext(node, parent, module, 0)) != nullptr) {
     if (!lysc_is_key(node)) nodes.push_back(node);
-    if ((node->nodetype & (LYS_CONTAINER | LYS_LIST)) != 0) collect(node, nullptr, nodes);
+    if ((node->nodetype & (LYS_CONTAINER | LYS_LIST)) != 0) collect_nodes(node, nullptr, nodes);
   }
 }
 
-std::string path_to(RandomSource& random, const lysc_node* node) {
+inline std::string path_to(RandomSource& random, const lysc_node* node) {
   const lysc_node* const parent = lysc_data_parent(node);
   std::string path = parent != nullptr ? path_to(random, parent) : "";
   path += "/" + std::string(parent == nullptr ? "m:" : "") + node->name;
@@ -26,7 +32,7 @@ std::string path_to(RandomSource& random, const lysc_node* node) {
 }
 
 // Explicit entries take the place of default ones.
-void drop_defaults(TreePtr& tree, const lysc_node* schema, lyd_node* made) {
+inline void drop_defaults(TreePtr& tree, const lysc_node* schema, lyd_node* made) {
   if (made == nullptr || schema->nodetype != LYS_LEAFLIST) return;
   while (made->schema != schema) made = lyd_child(made)->prev;
   lyd_node* node = lyd_first_sibling(made);
@@ -44,9 +50,9 @@ void drop_defaults(TreePtr& tree, const lysc_node* schema, lyd_node* made) {
   }
 }
 
-void set_value(RandomSource& random, TreePtr& tree) {
+inline void set_value(RandomSource& random, TreePtr& tree) {
   std::vector<const lysc_node*> nodes;
-  collect(nullptr, ly_ctx_get_module_implemented(kestrel::context(), "m")->compiled, nodes);
+  collect_nodes(nullptr, ly_ctx_get_module_implemented(kestrel::context(), "m")->compiled, nodes);
   const lysc_node* const node = random.pick(nodes);
   const std::string path = path_to(random, node);
   for (int attempt = 0; attempt < 8; ++attempt) {
@@ -64,16 +70,16 @@ void set_value(RandomSource& random, TreePtr& tree) {
   }
 }
 
-void each(lyd_node* siblings, std::vector<lyd_node*>& nodes) {
+inline void each_explicit(lyd_node* siblings, std::vector<lyd_node*>& nodes) {
   for (lyd_node* node = siblings; node != nullptr; node = node->next) {
     if ((node->flags & LYD_DEFAULT) == 0 && !lysc_is_key(node->schema)) nodes.push_back(node);
-    each(lyd_child(node), nodes);
+    each_explicit(lyd_child(node), nodes);
   }
 }
 
-void remove(RandomSource& random, TreePtr& tree) {
+inline void remove_node(RandomSource& random, TreePtr& tree) {
   std::vector<lyd_node*> nodes;
-  each(tree.get(), nodes);
+  each_explicit(tree.get(), nodes);
   if (nodes.empty()) return;
   lyd_node* const node = random.pick(nodes);
   if (node == tree.get()) {
@@ -85,10 +91,10 @@ void remove(RandomSource& random, TreePtr& tree) {
   lyd_free_tree(node);
 }
 
-void move(RandomSource& random, const TreePtr& tree) {
+inline void move_entry(RandomSource& random, const TreePtr& tree) {
   std::vector<lyd_node*> nodes;
   std::vector<lyd_node*> movable;
-  each(tree.get(), nodes);
+  each_explicit(tree.get(), nodes);
   for (lyd_node* const node : nodes) {
     const bool is_many = (node->schema->nodetype & (LYS_LIST | LYS_LEAFLIST)) != 0;
     const bool by_user = (node->schema->flags & LYS_ORDBY_USER) != 0;
@@ -101,20 +107,21 @@ void move(RandomSource& random, const TreePtr& tree) {
   lyd_insert_after(node->next, node);
 }
 
-}  // namespace
-
-void edit_at_random(RandomSource& random, TreePtr& tree) {
+// One to three random edits of the data of `module m`.
+inline void edit_at_random(RandomSource& random, TreePtr& tree) {
   const std::size_t count = 1 + random.below(3);
   for (std::size_t i = 0; i < count; ++i) {
     const std::size_t kind = random.below(10);
     if (kind < 6) {
       set_value(random, tree);
     } else if (kind < 9) {
-      remove(random, tree);
+      remove_node(random, tree);
     } else if (tree != nullptr && tree->parent == nullptr) {
-      move(random, tree);
+      move_entry(random, tree);
     }
   }
 }
 
 }  // namespace nexa::host
+
+#endif  // TESTS_STORE_RANDOM_EDIT_H_
