@@ -159,6 +159,7 @@ int accept_with_exhausted_descriptors() {
 }
 
 TEST(Listener, AcceptsAgainAfterDescriptorsRanOut) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(_exit(accept_with_exhausted_descriptors()), testing::ExitedWithCode(0), "");
 }
 

@@ -59,6 +59,7 @@ void expect_log(const char* level, bool journal, const std::string& expected) {
 }
 
 TEST(Log, WritesOneLineForEachEvent) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(expect_log("info", false,
                          "info nexad: told\\nforged: line\\x1b[0m\n"
                          "error nexad: wrong\n"
@@ -68,6 +69,7 @@ TEST(Log, WritesOneLineForEachEvent) {
 }
 
 TEST(Log, ShowsEverythingAtDebug) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(expect_log("debug", false,
                          "debug nexad: detail\n"
                          "info nexad: told\\nforged: line\\x1b[0m\n"
@@ -79,6 +81,7 @@ TEST(Log, ShowsEverythingAtDebug) {
 }
 
 TEST(Log, KeepsTheAuditWhateverTheLevel) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(expect_log("error", false,
                          "error nexad: wrong\n"
                          "info audit: alice set\n"
@@ -87,6 +90,7 @@ TEST(Log, KeepsTheAuditWhateverTheLevel) {
 }
 
 TEST(Log, GivesPrioritiesAndNoTimesToTheJournal) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(expect_log("info", true,
                          "<6>nexad: told\\nforged: line\\x1b[0m\n"
                          "<3>nexad: wrong\n"

@@ -186,6 +186,43 @@ class Output(StartCase):
         self.assertFalse(os.path.exists(self.path("ready")))
 
 
+class Descriptors(StartCase):
+    def test_the_server_survives_the_want_of_descriptors(self):
+        server = Server(
+            self.folder, self.schema, ["--insecure"], wrapper=["prlimit", "--nofile=64:64"]
+        )
+        self.addCleanup(server.kill)
+        server.start()
+        host, _, port = server.address.rpartition(":")
+        with server.client() as early:
+            early.capabilities()
+            crowd = [socket.create_connection((host, int(port)), timeout=5) for _ in range(100)]
+            closed = 0
+            for connection in crowd:
+                connection.settimeout(0.05)
+                try:
+                    while connection.recv(4096):
+                        pass
+                    closed += 1
+                except TimeoutError:
+                    pass
+            self.assertGreater(closed, 30)
+            early.capabilities()
+            for connection in crowd:
+                connection.close()
+            ends = time.monotonic() + 20
+            served = False
+            while not served and time.monotonic() < ends:
+                with server.client(timeout=2) as late:
+                    try:
+                        late.capabilities()
+                        served = True
+                    except Exception:  # noqa: BLE001 - until descriptors came back
+                        time.sleep(0.1)
+            self.assertTrue(served, server.log())
+        self.assertEqual(server.stop(), 0)
+
+
 class Signals(StartCase):
     def test_a_second_signal_ends_it_at_once(self):
         hook = self.write("hook", "#!/bin/sh\ncat >/dev/null\nsleep 20\n", 0o755)
