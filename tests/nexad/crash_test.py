@@ -83,7 +83,7 @@ class Crash(unittest.TestCase):
 
     def check_history(self, server, outcome):
         ran = subprocess.run(
-            [program("nexa", "NEXA"), "history", *SCHEMA, "--data", server.data],
+            [program("nexa", "NEXA"), "history", "--data", server.data],
             capture_output=True,
             text=True,
             timeout=60,

@@ -180,7 +180,7 @@ class Users(TlsCase):
         self.client.set(update=[(LEVEL, 41)])
         self.server.stop()
         ran = subprocess.run(
-            [os.environ["NEXA"], "history", *self.schema, "--data", self.server.data],
+            [os.environ["NEXA"], "history", "--data", self.server.data],
             capture_output=True,
             text=True,
             timeout=60,
