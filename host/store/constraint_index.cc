@@ -278,8 +278,15 @@ void ConstraintIndex::rank_whens() {
   for (Constraint& constraint : constraints_) {
     if (constraint.kind != Constraint::Kind::kWhen) continue;
     whens_.push_back(&constraint);
-    has_when_chains_ |= rank_of(constraint, 0) > 1;
+    has_when_chains_ |= rank_of(constraint, 0) > 1 || has_condition_above(constraint.node);
   }
+}
+
+// Judging a node also takes what its expression climbs through, which are its parents.
+bool ConstraintIndex::has_condition_above(const lysc_node* node) const {
+  const lysc_node* parent = lysc_data_parent(node);
+  while (parent != nullptr && !rules(parent).conditional) parent = lysc_data_parent(parent);
+  return parent != nullptr;
 }
 
 // One more than the highest rank among the whens of the nodes that it looks at.

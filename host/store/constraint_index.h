@@ -66,7 +66,7 @@ class ConstraintIndex {
   // References that any deletion can break: to instances that the value itself names.
   const std::vector<const Constraint*>& by_value() const { return by_value_; }
 
-  // Whether some `when` depends on a node that has one itself.
+  // Whether some `when` depends on a node that has one itself, or stands below one.
   bool has_when_chains() const { return has_when_chains_; }
   const std::vector<const Constraint*>& whens() const { return whens_; }
 
@@ -81,6 +81,7 @@ class ConstraintIndex {
              const lysc_prefix* prefixes);
   void watch_below(const lysc_node* node);
   void rank_whens();
+  bool has_condition_above(const lysc_node* node) const;
   int rank_of(Constraint& constraint, int depth);
 
   std::unordered_map<const lysc_node*, NodeRules> rules_;

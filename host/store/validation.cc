@@ -1,8 +1,7 @@
 // The two ways to a verdict: libyang's walk over the whole tree, and the check of a change.
 #include "store/validation.h"
 
-#include <cstring>
-
+#include "store/assumed_conditions.h"
 #include "store/change_check.h"
 #include "store/constraint_index.h"
 #include "store/violation_text.h"
@@ -13,8 +12,6 @@ namespace {
 constexpr std::uint32_t kOptions = LYD_VALIDATE_PRESENT | LYD_VALIDATE_NO_STATE;
 
 constexpr int kMostRounds = 16;
-constexpr char kOperation[] = "operation";
-constexpr char kDelete[] = "delete";
 
 TreePtr copy_of(const lyd_node* tree) {
   lyd_node* copy = nullptr;
@@ -44,17 +41,12 @@ TreePtr difference(const lyd_node* old_tree, const lyd_node* new_tree) {
   return TreePtr(diff);
 }
 
-bool has_deletion(const lyd_node* diff) {
-  for (; diff != nullptr; diff = diff->next) {
-    for (const lyd_meta* meta = diff->meta; meta != nullptr; meta = meta->next) {
-      if (std::strcmp(meta->name, kOperation) == 0 &&
-          std::strcmp(lyd_get_meta_value(meta), kDelete) == 0) {
-        return true;
-      }
-    }
-    if (has_deletion(lyd_child(diff))) return true;
+std::size_t count_explicit(const lyd_node* tree) {
+  std::size_t count = 0;
+  for (; tree != nullptr; tree = tree->next) {
+    if ((tree->flags & LYD_DEFAULT) == 0) count += 1 + count_explicit(lyd_child(tree));
   }
-  return false;
+  return count;
 }
 
 }  // namespace
@@ -62,26 +54,27 @@ bool has_deletion(const lyd_node* diff) {
 struct Validator::State {
   explicit State(const ly_ctx* loaded) : context(loaded), index(loaded) {}
 
-  // Judges all of `tree`, which `made` has been changed in already. What a deletion leaves to be
-  // completed takes libyang another round.
-  Outcome judge_all(lyd_node*& tree, const lyd_node* made) {
-    Outcome outcome;
-    outcome.whole_tree = true;
-    const TreePtr entered = before(tree, made);
-    for (int round = 0; round < kMostRounds; ++round) {
-      const TreePtr old_tree = copy_of(round > 0 ? tree : nullptr);
+  // Judges all of `tree`. What the deletion of explicit nodes leaves to be completed takes libyang
+  // another round.
+  std::optional<Violation> judge_all(lyd_node*& tree) {
+    std::optional<AssumedConditions> assumed;
+    if (index.has_when_chains()) assumed.emplace(index, tree);
+    std::size_t before = 0;
+    std::size_t after = count_explicit(tree);
+    int rounds = 0;
+    do {
+      before = after;
       ly_err_clean(const_cast<ly_ctx*>(context), nullptr);
-      if (lyd_validate_all(&tree, context, kOptions, nullptr) != LY_SUCCESS) {
-        outcome.violation = explain(tree);
-        return outcome;
-      }
-      outcome.changes = difference(round > 0 ? old_tree.get() : entered.get(), tree);
-      if (!has_deletion(outcome.changes.get())) break;
+      if (lyd_validate_all(&tree, context, kOptions, nullptr) != LY_SUCCESS) return explain(tree);
+      after = count_explicit(tree);
+    } while (after < before && ++rounds < kMostRounds);
+    if (assumed) {
+      std::optional<Violation> violation = assumed->first_lost(tree);
+      if (!violation) violation = follow_chains(tree);
+      if (violation) return violation;
     }
-    if (index.has_when_chains()) outcome.violation = follow_chains(tree);
-    if (!outcome.violation) outcome.changes = difference(entered.get(), tree);
     index.see(tree);
-    return outcome;
+    return std::nullopt;
   }
 
   std::optional<Violation> follow_chains(lyd_node*& tree) const {
@@ -115,8 +108,13 @@ Validator::Outcome Validator::validate_change(lyd_node*& tree, const lyd_node* d
   ChangeCheck check(state_->index, state_->context, tree);
   const ChangeCheck::Verdict verdict = check.judge(diff);
   if (verdict == ChangeCheck::Verdict::kUnknown) {
+    const TreePtr entered = before(tree, check.take_changes().get());
     check.mark_nodes();
-    return state_->judge_all(tree, check.take_changes().get());
+    Outcome outcome;
+    outcome.whole_tree = true;
+    outcome.violation = state_->judge_all(tree);
+    if (!outcome.violation) outcome.changes = difference(entered.get(), tree);
+    return outcome;
   }
   Outcome outcome;
   outcome.changes = check.take_changes();
@@ -128,7 +126,10 @@ Validator::Outcome Validator::validate_change(lyd_node*& tree, const lyd_node* d
 }
 
 Validator::Outcome Validator::validate_all(lyd_node*& tree) {
-  return state_->judge_all(tree, nullptr);
+  Outcome outcome;
+  outcome.whole_tree = true;
+  outcome.violation = state_->judge_all(tree);
+  return outcome;
 }
 
 }  // namespace nexa::host

@@ -37,7 +37,7 @@ class Validator {
     // that gave way, defaults that came or went. A libyang diff that applies to the tree as
     // validation found it. Apply it after the commit's own: libyang cannot merge two diffs when the
     // later one deletes what the earlier one went below, nor reverse one that deletes user-ordered
-    // nodes.
+    // nodes. Null after a violation that the whole tree showed.
     TreePtr changes;
     bool whole_tree = false;  // every constraint was asked, not only those that the change touches
   };
@@ -46,7 +46,8 @@ class Validator {
   // Completes defaults. After a violation the tree may hold part of the changes.
   Outcome validate_change(lyd_node*& tree, const lyd_node* diff);
 
-  // Judges all of `tree`: mandatory and defaults of modules that have data in it.
+  // Judges all of `tree`: mandatory and defaults of modules that have data in it. Does not report
+  // changes: to compare two trees costs more than to judge one.
   Outcome validate_all(lyd_node*& tree);
 
  private:

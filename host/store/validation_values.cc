@@ -71,11 +71,13 @@ void ChangeCheck::judge_when(const Constraint& constraint, lyd_node* node) {
     return;
   }
   if (holds(context, constraint.owner->module, when.cond, when.prefixes) || stopped()) return;
-  const bool is_asked = is_all_new_ ? (node->flags & LYD_DEFAULT) == 0 : is_from_change(node);
-  if (is_asked) return fail(when_violation(node, when));
-  // What a choice falls back to is settled before conditions are: libyang's own order decides.
   const bool in_case =
       node->schema->parent != nullptr && node->schema->parent->nodetype == LYS_CASE;
+  const bool is_default = (node->flags & LYD_DEFAULT) != 0;
+  const bool is_asked =
+      is_all_new_ ? !is_default : is_from_change(node) && !(in_case && is_default);
+  if (is_asked) return fail(when_violation(node, when));
+  // What a choice falls back to is settled before conditions are: libyang's own order decides.
   if (in_case && implicit_.count(node) == 0) {
     unknown_ = true;
     return;

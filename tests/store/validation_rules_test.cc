@@ -84,6 +84,23 @@ TEST_F(ValidationRules, WhensThatDependOnEachOther) {
   EXPECT_TRUE(has("/m:c/d"));
 }
 
+// libyang by itself reads a default leaf here that it freed together with the container around it.
+TEST_F(ValidationRules, WhensInsideOfEachOther) {
+  start(R"y(container c { leaf a { type string; }
+             container o { presence p; when "../a = 'x'"; leaf v { type string; }
+               container i { when "../v = 'x'";
+                 leaf b { when "../../../a"; type string; default "b"; } } } })y",
+        "<a>x</a>");
+  EXPECT_EQ(merge("<o/>"), "valid");
+  EXPECT_TRUE(has("/m:c/o"));
+  EXPECT_FALSE(has("/m:c/o/i"));
+  EXPECT_EQ(merge("<o><v>x</v></o>"), "valid");
+  EXPECT_TRUE(has("/m:c/o/i/b"));
+  EXPECT_EQ(remove("/m:c/o"), "valid");
+  EXPECT_EQ(merge("<a>y</a>"), "valid");
+  EXPECT_EQ(merge("<o/>"), "/m:c/o: when \"../a = 'x'\"");
+}
+
 TEST_F(ValidationRules, LeafrefsByKeyByPredicateAndByNeighbour) {
   start(R"y(container c {
              list l { key "k"; leaf k { type string; } leaf-list n { type string; }
