@@ -24,6 +24,8 @@ void add_convert_command(CLI::App& app, Session& session);
 void add_capabilities_command(CLI::App& app, Session& session);
 void add_check_command(CLI::App& app, Session& session);
 void add_path_command(CLI::App& app, Session& session);
+void add_history_command(CLI::App& app, Session& session);
+void add_rollback_command(CLI::App& app, Session& session);
 
 }  // namespace nexa_tool
 

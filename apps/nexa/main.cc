@@ -61,6 +61,8 @@ int run(int argc, char** argv, ResultOutput& output) {
   add_capabilities_command(app, session);
   add_check_command(app, session);
   add_path_command(app, session);
+  add_history_command(app, session);
+  add_rollback_command(app, session);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

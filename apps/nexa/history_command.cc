@@ -1,0 +1,160 @@
+// nexa history: what was committed to a data directory, also while a server works on it.
+#include <cjson/cJSON.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <ctime>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "commands.h"
+#include "json_writer.h"
+#include "option_checks.h"
+#include "pretty_xml.h"
+#include "store/commit_log.h"
+
+namespace nexa_tool {
+namespace {
+
+using nexa::host::CommitLog;
+using nexa::host::CommitRecord;
+
+constexpr char kExamples[] = R"(EXAMPLES
+  nexa history --data /var/lib/nexad --limit 10
+  nexa history --data /var/lib/nexad --show 7
+
+  The list names the newest commit first: number, time, author, bytes of the change, comment.
+  --show prints what a commit changed, as a YANG difference: each node carries an operation.
+
+EXIT STATUS
+  0 done    1 the log cannot be read, or has no such commit    2 wrong usage)";
+
+struct Options {
+  std::string directory;
+  std::size_t limit = 0;
+  std::uint64_t show = 0;
+  bool json = false;
+};
+
+// RFC 3339, UTC, nanoseconds.
+std::string time_text(std::int64_t time_ns) {
+  constexpr std::int64_t kSecond = 1000000000;
+  std::int64_t nanoseconds = time_ns % kSecond;
+  std::time_t seconds = static_cast<std::time_t>(time_ns / kSecond);
+  if (nanoseconds < 0) {
+    nanoseconds += kSecond;
+    --seconds;
+  }
+  std::tm parts{};
+  if (gmtime_r(&seconds, &parts) == nullptr) return "?";
+  std::array<char, 40> text{};
+  const std::size_t size = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &parts);
+  std::array<char, 16> fraction{};
+  std::snprintf(fraction.data(), fraction.size(), ".%09dZ", static_cast<int>(nanoseconds));
+  return std::string(text.data(), size) + fraction.data();
+}
+
+// Names and comments come from clients: nothing in them reaches a terminal as a command.
+std::string printable(std::string text) {
+  for (char& character : text) {
+    const auto code = static_cast<unsigned char>(character);
+    if (code < 0x20 || code == 0x7F) character = '?';
+  }
+  return text;
+}
+
+std::string as_text(const std::vector<CommitRecord>& records) {
+  std::vector<std::array<std::string, 4>> rows{{"NUMBER", "TIME", "AUTHOR", "BYTES"}};
+  for (const CommitRecord& record : records) {
+    rows.push_back({std::to_string(record.number), time_text(record.time_ns),
+                    record.author.empty() ? "-" : printable(record.author),
+                    std::to_string(record.change_bytes)});
+  }
+  std::array<std::size_t, 4> widths{};
+  for (const auto& row : rows) {
+    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
+  }
+  std::string text;
+  for (std::size_t line = 0; line < rows.size(); ++line) {
+    for (std::size_t i = 0; i < widths.size(); ++i) {
+      text.append(rows[line][i]).append(widths[i] - rows[line][i].size() + 2, ' ');
+    }
+    text.append(line == 0 ? "COMMENT" : printable(records[line - 1].comment));
+    text.erase(text.find_last_not_of(' ') + 1);
+    text.push_back('\n');
+  }
+  return text;
+}
+
+std::string as_json(const std::vector<CommitRecord>& records) {
+  const JsonPtr list(cJSON_CreateArray());
+  for (const CommitRecord& record : records) {
+    JsonPtr item(cJSON_CreateObject());
+    add_item(item.get(), "number", JsonPtr(cJSON_CreateNumber(static_cast<double>(record.number))));
+    add_text(item.get(), "time", time_text(record.time_ns));
+    add_text(item.get(), "author", record.author);
+    add_text(item.get(), "comment", record.comment);
+    add_item(item.get(), "bytes",
+             JsonPtr(cJSON_CreateNumber(static_cast<double>(record.change_bytes))));
+    add_item(list.get(), "", std::move(item));
+  }
+  return to_text(list.get());
+}
+
+int fail(const std::string& error) {
+  std::fprintf(stderr, "nexa: %s\n", error.c_str());
+  return kRefused;
+}
+
+int show(const CommitLog& log, const Options& options, Session& session) {
+  nexa::host::LogEntry entry;
+  std::string error;
+  if (!log.entry(options.show, entry, error)) return fail(error);
+  const bool colour = session.output.is_terminal();
+  return session.output.write(pretty_xml(entry.change, colour)) ? kDone : kRefused;
+}
+
+int run(const Options& options, Session& session) {
+  nexa::host::LogOptions place;
+  place.directory = options.directory;
+  place.read_only = true;
+  std::string error;
+  const std::unique_ptr<CommitLog> log = CommitLog::open(place, error);
+  if (log == nullptr) return fail(error);
+  if (options.show != 0) return show(*log, options, session);
+  std::vector<CommitRecord> records;
+  const nexa::host::LogResult result = log->history(options.limit, records);
+  if (!result.ok()) return fail(result.text);
+  const std::string text = options.json ? as_json(records) : as_text(records);
+  return session.output.write(text) ? kDone : kRefused;
+}
+
+}  // namespace
+
+void add_history_command(CLI::App& app, Session& session) {
+  const auto options = std::make_shared<Options>();
+  CLI::App* command = app.add_subcommand("history");
+  command->description(
+      "List what was committed to a server's data directory\n\n"
+      "Reads the log beside the server, which may go on working.");
+  command->add_option("--data", options->directory, "Data directory of the server")
+      ->required()
+      ->check(existing_folder())
+      ->type_name("DIR");
+  CLI::Option* const limit =
+      command->add_option("--limit", options->limit, "List only the newest; 0 is all of them")
+          ->type_name("N")
+          ->capture_default_str();
+  CLI::Option* const shown =
+      command->add_option("--show", options->show, "Print the change of one commit")
+          ->check(CLI::PositiveNumber)
+          ->type_name("N");
+  CLI::Option* const json = command->add_flag("--json", options->json, "List as JSON");
+  shown->excludes(limit)->excludes(json);
+  command->footer(kExamples);
+  command->callback([options, &session] { session.exit_status = run(*options, session); });
+}
+
+}  // namespace nexa_tool

@@ -1,0 +1,86 @@
+// nexa rollback: returns a data directory to an earlier commit while no server works on it.
+#include <pwd.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "commands.h"
+#include "option_checks.h"
+#include "schema_options.h"
+#include "status_output.h"
+#include "store/tree_store.h"
+
+namespace nexa_tool {
+namespace {
+
+constexpr char kExamples[] = R"(EXAMPLE
+  nexa rollback -p /usr/share/yang --data /var/lib/nexad --to 7
+
+  The configuration becomes what commit 7 left, as a new commit; 0 is the empty configuration.
+  Give the modules that the server runs with. Stop the server first.
+
+EXIT STATUS
+  0 done    1 refused: what is wrong is on standard error    2 wrong usage)";
+
+struct Options {
+  SchemaOptions schema;
+  std::string directory;
+  std::uint64_t number = 0;
+};
+
+// Who calls the tool, for the history.
+std::string user_name() {
+  const passwd* const entry = getpwuid(getuid());
+  return entry != nullptr ? std::string(entry->pw_name) : std::to_string(getuid());
+}
+
+int run(const Options& options, Session& session) {
+  if (options.schema.load() == nullptr) return kRefused;
+  nexa::host::TreeStoreOptions place;
+  place.directory = options.directory;
+  // The tool drops no history; the server does that by its own limit.
+  place.history_limit = 0;
+  std::string error;
+  const auto store = nexa::host::open_tree_store(place, error);
+  if (store == nullptr) {
+    std::fprintf(stderr, "nexa: %s\n", error.c_str());
+    return kRefused;
+  }
+  const std::uint64_t before = store->snapshot()->number();
+  const nexa::host::CommitResult result = store->rollback(options.number, user_name(), nullptr);
+  if (!result.status.ok()) {
+    report_refusal(result.status);
+    return kRefused;
+  }
+  const std::string text = result.number == before
+                               ? "nothing changed: the configuration is that of commit " +
+                                     std::to_string(options.number) + "\n"
+                               : "commit " + std::to_string(result.number) + " restores commit " +
+                                     std::to_string(options.number) + "\n";
+  return session.output.write(text) ? kDone : kRefused;
+}
+
+}  // namespace
+
+void add_rollback_command(CLI::App& app, Session& session) {
+  const auto options = std::make_shared<Options>();
+  CLI::App* command = app.add_subcommand("rollback");
+  command->description(
+      "Return a server's configuration to an earlier commit\n\n"
+      "Writes a new commit into the data directory of a server that is not running.");
+  command->add_option("--data", options->directory, "Data directory of the server")
+      ->required()
+      ->check(existing_folder())
+      ->type_name("DIR");
+  command->add_option("--to", options->number, "Number of the commit to restore; 0 is empty")
+      ->required()
+      ->type_name("N");
+  options->schema.add_to(*command);
+  command->footer(kExamples);
+  command->callback([options, &session] { session.exit_status = run(*options, session); });
+}
+
+}  // namespace nexa_tool

@@ -1,0 +1,119 @@
+// nexa history and nexa rollback, over a data directory that the test fills.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "kestrel/loader.h"
+#include "real/temp_folder.h"
+#include "run_program.h"
+#include "store/tree_store.h"
+
+namespace {
+
+using nexa::host::CommitRequest;
+using nexa::host::Edit;
+using nexa_test::Outcome;
+using nexa_test::run_nexa;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+
+class HistoryCommand : public testing::Test {
+ protected:
+  void SetUp() override {
+    kestrel::LoadOptions options;
+    options.search_dirs = {NEXA_MODELS_DIR};
+    ASSERT_EQ(kestrel::load(options), std::nullopt);
+    open();
+    ASSERT_EQ(name("one", "alice", "first"), 1U);
+    ASSERT_EQ(name("two", "b\x1b[31m", ""), 2U);
+  }
+  void open() {
+    nexa::host::TreeStoreOptions options;
+    options.directory = data();
+    options.sync = false;
+    std::string error;
+    store_ = nexa::host::open_tree_store(options, error);
+    ASSERT_NE(store_, nullptr) << error;
+  }
+  std::uint64_t name(const std::string& value, const std::string& author,
+                     const std::string& comment) {
+    CommitRequest request;
+    request.edits = {{Edit::Kind::kUpdate,
+                      {},
+                      "<config><device xmlns=\"urn:example:device\"><name>" + value +
+                          "</name></device></config>"}};
+    request.author = author;
+    request.comment = comment;
+    return store_->commit(request).number;
+  }
+  std::string data() const { return folder_.file("data"); }
+  Outcome rollback(const std::string& number) {
+    return run_nexa({"rollback", "-p", NEXA_MODELS_DIR, "--data", data(), "--to", number});
+  }
+
+  nexa_test::TempFolder folder_;
+  std::unique_ptr<nexa::host::ConfigStore> store_;
+};
+
+TEST_F(HistoryCommand, ListsCommitsWhileTheStoreIsOpen) {
+  const Outcome run = run_nexa({"history", "--data", data()});
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.err, "");
+  EXPECT_THAT(run.out, MatchesRegex("NUMBER  TIME +AUTHOR  BYTES  COMMENT\n"
+                                    "2       20..-..-..T..:..:..\\..........Z  b\\?\\[31m  [0-9]+\n"
+                                    "1       20..-..-..T..:..:..\\..........Z  alice   [0-9]+ +"
+                                    "first\n"));
+}
+
+TEST_F(HistoryCommand, LimitsTheList) {
+  const Outcome run = run_nexa({"history", "--data", data(), "--limit", "1", "--json"});
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_THAT(run.out, HasSubstr("\"number\":\t2,"));
+  EXPECT_THAT(run.out, HasSubstr("\"author\":\t\"b\\u001b[31m\""));
+  EXPECT_THAT(run.out, Not(HasSubstr("alice")));
+}
+
+TEST_F(HistoryCommand, ShowsAChange) {
+  const Outcome run = run_nexa({"history", "--data", data(), "--show", "2"});
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_THAT(run.out, HasSubstr("yang:operation=\"replace\""));
+  EXPECT_THAT(run.out, HasSubstr("yang:orig-value=\"one\""));
+  EXPECT_THAT(run.out, HasSubstr(">two</name>"));
+}
+
+TEST_F(HistoryCommand, NamesWhatIsNotThere) {
+  const Outcome commit = run_nexa({"history", "--data", data(), "--show", "9"});
+  EXPECT_EQ(commit.status, 1);
+  EXPECT_EQ(commit.err, "nexa: commit 9 is not kept\n");
+  const Outcome folder = run_nexa({"history", "--data", folder_.path()});
+  EXPECT_EQ(folder.status, 1);
+  EXPECT_EQ(folder.err,
+            "nexa: " + folder_.path() + "/nexa.db: cannot open: No such file or directory\n");
+  EXPECT_EQ(run_nexa({"history", "--data", "/nowhere/at/all"}).status, 2);
+  EXPECT_EQ(run_nexa({"history"}).status, 2);
+}
+
+TEST_F(HistoryCommand, RollbackWaitsForTheServerToStop) {
+  const Outcome run = rollback("1");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.out, "");
+  EXPECT_EQ(run.err, "nexa: " + data() + ": in use by process " + std::to_string(getpid()) + "\n");
+}
+
+TEST_F(HistoryCommand, RollbackRestoresACommit) {
+  store_.reset();
+  const Outcome run = rollback("1");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out, "commit 3 restores commit 1\n");
+  const Outcome again = rollback("1");
+  EXPECT_EQ(again.out, "nothing changed: the configuration is that of commit 1\n");
+  const Outcome unknown = rollback("8");
+  EXPECT_EQ(unknown.status, 1);
+  EXPECT_EQ(unknown.err, "NOT_FOUND: there is no commit 8\n");
+  open();
+  EXPECT_EQ(store_->snapshot()->xml(),
+            "<config><device xmlns=\"urn:example:device\"><name>one</name></device></config>");
+  const Outcome list = run_nexa({"history", "--data", data(), "--limit", "1"});
+  EXPECT_THAT(list.out, HasSubstr("rollback to 1\n"));
+}
+
+}  // namespace
