@@ -27,20 +27,22 @@ class Reference(unittest.TestCase):
         found = (pattern.match(line.rstrip()) for line in text.splitlines())
         return {match.group(1): (match.group(2), match.group(3)) for match in found if match}
 
+    @staticmethod
+    def help_of(*command):
+        ran = subprocess.run(
+            [*command, "--help"], capture_output=True, text=True, timeout=60, check=True
+        )
+        return ran.stdout
+
     def test_flags_values_and_defaults_are_those_of_the_program(self):
-        shown = subprocess.run(
-            [program("nexad", "NEXAD"), "--help"],
-            capture_output=True,
-            text=True,
-            timeout=60,
-            check=True,
-        ).stdout
-        told = self.flags(HELP_LINE, shown)
+        told = self.flags(HELP_LINE, self.help_of(program("nexad", "NEXAD")))
         self.assertGreater(len(told), 30)
         self.assertEqual(self.flags(ROW, document("reference.md")), told)
 
     def test_flags_that_other_pages_name_exist(self):
         known = set(self.flags(ROW, document("reference.md")))
+        for command in ("history", "rollback"):
+            known |= set(self.flags(HELP_LINE, self.help_of(program("nexa", "NEXA"), command)))
         for page in ("gnmi.md", "operations.md"):
             for flag in re.findall(r"`--([\w-]+)", document(page)):
                 with self.subTest(page=page, flag=flag):
