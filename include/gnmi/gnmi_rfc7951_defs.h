@@ -20,7 +20,7 @@ namespace gnmi::rfc7951 {
 // One schema node with the names it was found by. Always owned by shared pointers; `weakThis` hands
 // out further ones. Does not own `node`.
 template <typename CsNode>
-class SchemaNode {
+class SchemaNode : public std::enable_shared_from_this<SchemaNode<CsNode>> {
  public:
   SchemaNode(const std::string& ns_uri, const std::string& element_name, const CsNode* schema_node)
       : ns(ns_uri), name(element_name), node(schema_node) {}
@@ -35,6 +35,13 @@ class SchemaNode {
     } catch (const std::bad_alloc&) {
       return nullptr;
     }
+  }
+
+  // A further shared reference. Throws std::bad_weak_ptr when no shared pointer owns the node.
+  std::shared_ptr<SchemaNode> share() {
+    // Empty in a node that was made without create().
+    if (weakThis.expired()) weakThis = this->weak_from_this();
+    return std::shared_ptr<SchemaNode>(weakThis);
   }
 
   std::weak_ptr<SchemaNode> weakThis;

@@ -81,10 +81,11 @@ class GenericSchemaInterfaceImpl {
   std::string formCacheKey(const std::string& ns, int depth, const std::string& name);
 
   // The cached node, as a new shared reference; none when absent. Throws std::bad_weak_ptr for a
-  // node whose `weakThis` was never filled.
-  boost::optional<SnodePtr> getSnodeFroCache(const std::string& key);
+  // node that no shared pointer owns.
+  boost::optional<SnodePtr> getSnodeFroCache(std::string key);
 
-  // formCacheKey into a text whose storage is reused.
+  // The same two, on texts whose storage is reused.
+  boost::optional<SnodePtr> cached_(const std::string& key);
   static void formCacheKey_(const std::string& ns, int depth, const std::string& name,
                             std::string& key);
 
@@ -200,7 +201,7 @@ grpc::Status GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode, PathPoi
           ns.c_str(), name.c_str());
   const auto found = rootSnodes_.find(std::tie(ns, name));
   if (found == rootSnodes_.end()) return noSchemaNode_(ns, "Root Schema Node Lookup Failed");
-  out = SnodePtr(found->second->weakThis);
+  out = found->second->share();
   return grpc::Status::OK;
 }
 
@@ -243,10 +244,18 @@ template <unsigned Capacity, typename Unused, typename CsNode, typename Snode, t
 boost::optional<
     typename GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode, PathPointer>::SnodePtr>
 GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode, PathPointer>::getSnodeFroCache(
+    std::string key) {
+  return cached_(key);
+}
+
+template <unsigned Capacity, typename Unused, typename CsNode, typename Snode, typename PathPointer>
+boost::optional<
+    typename GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode, PathPointer>::SnodePtr>
+GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode, PathPointer>::cached_(
     const std::string& key) {
   const SnodePtr* cached = snodeCache_.touch(key);
   if (cached == nullptr) return boost::none;
-  return SnodePtr((*cached)->weakThis);
+  return (*cached)->share();
 }
 
 template <typename CsNode, typename Snode, typename PathPointer, typename Concrete>
@@ -288,14 +297,13 @@ grpc::Status GenericSchemaInterface<CsNode, Snode, PathPointer, Concrete>::diges
     GenericSchemaInterface* schemaif, Token* token, const gnmi::PathElem& in, gnmi::PathElem& out,
     int index, PathPointer& pointer) {
   Concrete& concrete = static_cast<Concrete&>(*schemaif);
+  std::string external;
   std::string ns;
   std::string bare;
-  grpc::Status status = (token->*ExplodeName)(in.name(), *out.mutable_name(), ns, bare);
-  if (!status.ok()) {
-    out.clear_name();
-    return status;
-  }
+  grpc::Status status = (token->*ExplodeName)(in.name(), external, ns, bare);
+  if (!status.ok()) return status;
   gpr_log(GPR_DEBUG, "digestPathElem[ name: %s ] ---> enter", bare.c_str());
+  out.set_name(std::move(external));
   pointer.name = std::move(bare);
 
   const bool has_keys = in.key_size() > 0;

@@ -64,7 +64,7 @@ grpc::Status GenericServiceKestrelSchemaifImpl<Capacity>::findSnode(
   thread_local std::string key;
   this->formCacheKey_(keyNs, depth, name, key);
   if (parent == nullptr) return not_found_(key, name, ns);
-  if (boost::optional<std::shared_ptr<Snode>> cached = this->getSnodeFroCache(key)) {
+  if (boost::optional<std::shared_ptr<Snode>> cached = this->cached_(key)) {
     if (belongs_to_(**cached, *parent)) {
       out = std::move(*cached);
       gpr_log(GPR_DEBUG,

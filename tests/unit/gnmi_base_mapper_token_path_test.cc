@@ -95,6 +95,14 @@ TEST_F(Paths, TransformClearsTheElementsAtTheFirstFailure) {
   EXPECT_EQ(out_.origin(), "openconfig");
 }
 
+TEST_F(Paths, TransformAppendsAndAFailureClearsWhatStoodThereToo) {
+  out_ = path({"before"});
+  EXPECT_TRUE(transform(path({"oc-if:interfaces"})).ok());
+  EXPECT_EQ(text_of(out_), "/before/openconfig-interfaces:interfaces");
+  EXPECT_FALSE(transform(path({"zz:x"})).ok());
+  EXPECT_EQ(out_.elem_size(), 0);
+}
+
 TEST_F(Paths, TransformClearsTheElementsWhenAKeyFails) {
   gnmi::Path in = path({"oc-if:interfaces", "interface"});
   (*in.mutable_elem(1)->mutable_key())["zz:name"] = "a";

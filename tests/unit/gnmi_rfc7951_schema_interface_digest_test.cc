@@ -201,6 +201,17 @@ TEST_F(DigestElement, ReturnsAFailureToSplitTheNameAndNamesNothing) {
   EXPECT_EQ(log.take(GPR_LOG_SEVERITY_ERROR), Lines{});
 }
 
+TEST_F(DigestElement, AFailureToSplitTheNameLeavesTheResultAsItWas) {
+  gnmi::PathElem in;
+  in.set_name("zz:interface");
+  (*in.mutable_key())["name"] = "eth0";
+  out_.set_name("earlier");
+  EXPECT_FALSE(
+      token_->digestPathElement(mapper_.schemaifPtr_, in, out_, next_index_, pointer_).ok());
+  EXPECT_EQ(out_.name(), "earlier");
+  EXPECT_EQ(out_.key_size(), 0);
+}
+
 TEST_F(DigestElement, ExternalizesKeyNamesAndCopiesValues) {
   EXPECT_TRUE(digest("if:interfaces").ok());
   EXPECT_TRUE(digest("interface", {{"if:name", "if:eth0"}, {"name2", "x"}}).ok());
@@ -226,6 +237,16 @@ TEST_F(DigestElement, RefusesKeysThatBecomeFewer) {
   const grpc::Status status =
       digest("interface", {{"if:name", "a"}, {"ietf-interfaces:name", "b"}});
   EXPECT_EQ(status.error_message(), "InternalError [ transform keys failed [ interface ] ]");
+}
+
+TEST_F(DigestElement, RefusesKeysBesideOthersThatTheResultHolds) {
+  gnmi::PathElem in;
+  in.set_name("if:interfaces");
+  (*in.mutable_key())["if:name"] = "a";
+  (*out_.mutable_key())["other"] = "b";
+  const grpc::Status status =
+      token_->digestPathElement(mapper_.schemaifPtr_, in, out_, next_index_, pointer_);
+  EXPECT_EQ(status.error_message(), "InternalError [ transform keys failed [ interfaces ] ]");
 }
 
 TEST_F(DigestElement, RefusesKeysOnAContainer) {

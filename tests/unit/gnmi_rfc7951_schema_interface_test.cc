@@ -27,13 +27,15 @@ using Schemaif = gnmi::rfc7951::GenericServiceKestrelSchemaifImpl<256>;
 using Snode = gnmi::rfc7951::SchemaNode<kestrel_cs_node>;
 using SnodePtr = std::shared_ptr<Snode>;
 
+using SchemaifBase = GenericSchemaInterfaceImpl<256, void, kestrel_cs_node, Snode,
+                                                gnmi::rfc7951::GenericPathPointer<kestrel_cs_node>>;
+
 constexpr char kFile[] = "gnmi/gnmi_rfc7951_schema_interface.h";
 
 static_assert(!std::is_polymorphic_v<Schemaif>);
-static_assert(std::is_base_of_v<
-              GenericSchemaInterfaceImpl<256, void, kestrel_cs_node, Snode,
-                                         gnmi::rfc7951::GenericPathPointer<kestrel_cs_node>>,
-              Schemaif>);
+static_assert(std::is_same_v<decltype(&Schemaif::getSnodeFroCache),
+                             boost::optional<SnodePtr> (SchemaifBase::*)(std::string)>);
+static_assert(std::is_base_of_v<SchemaifBase, Schemaif>);
 static_assert(std::is_base_of_v<gnmi::rfc7951::GenericSchemaInterface<
                                     kestrel_cs_node, Snode,
                                     gnmi::rfc7951::GenericPathPointer<kestrel_cs_node>, Schemaif>,
@@ -196,6 +198,15 @@ TEST(Ns2RootSnode, FindsARegisteredRoot) {
                 "GenericSchemaInterfaceImpl::ns2RootSnode ---> enter ns [ urn:m ] name [ c ]")}));
 }
 
+TEST(Ns2RootSnode, SharesARootThatTheCallerMade) {
+  const auto node = std::make_shared<Snode>("urn:m", "c", nullptr);
+  Schemaif schemaif;
+  schemaif.rootSnodes_[{"urn:m", "c"}] = node;
+  SnodePtr out;
+  EXPECT_TRUE(schemaif.ns2RootSnode("urn:m", "c", out).ok());
+  EXPECT_EQ(out, node);
+}
+
 TEST(Ns2RootSnode, RefusesAnUnregisteredPair) {
   FakeSchema schema;
   const FakeNode c = schema.module("m", "p", "urn:m").container("c");
@@ -292,10 +303,19 @@ TEST(GetSnodeFroCache, CountsAsAUse) {
   EXPECT_FALSE(schemaif.getSnodeFroCache("1"));
 }
 
-TEST(GetSnodeFroCache, ThrowsForANodeThatCannotShareItself) {
+TEST(GetSnodeFroCache, ThrowsForANodeThatNoSharedPointerOwns) {
+  Snode node("urn:m", "c", nullptr);
   Schemaif schemaif;
-  schemaif.snodeCache_.insert("key", std::make_shared<Snode>("urn:m", "c", nullptr));
+  schemaif.snodeCache_.insert("key", SnodePtr(SnodePtr(), &node));
   EXPECT_THROW(schemaif.getSnodeFroCache("key"), std::bad_weak_ptr);
+}
+
+TEST(GetSnodeFroCache, SharesANodeThatTheCallerMade) {
+  const auto node = std::make_shared<Snode>("urn:m", "c", nullptr);
+  Schemaif schemaif;
+  schemaif.snodeCache_.insert("key", node);
+  EXPECT_EQ(schemaif.getSnodeFroCache("key").get(), node);
+  EXPECT_EQ(node->weakThis.lock(), node);
 }
 
 }  // namespace

@@ -101,6 +101,16 @@ TEST(PopulateOpenconfig, NeverOverwritesAnEntry) {
                    found("openconfig-second", "openconfig-thing")}));
 }
 
+// Here the entry decides, whatever its prefix.
+TEST(PopulateOpenconfig, NeverOverwritesAnEntryWhosePrefixIsEmpty) {
+  FakeSchema schema;
+  schema.module("openconfig-first", "", "urn:1").container("thing").leaf("x");
+  schema.module("openconfig-second", "two", "urn:2").container("thing").leaf("x");
+  ServiceKestrelNamespaceMapperImpl mapper;
+  EXPECT_TRUE(mapper.populate().ok());
+  EXPECT_EQ(mapper.ympPrefixByModuleName_.at("openconfig-thing"), "");
+}
+
 TEST(PopulateOpenconfig, ALaterModuleOfThePseudoNameTakesItsEntry) {
   FakeSchema schema;
   schema.module("openconfig-first", "one", "urn:1").container("second").leaf("x");

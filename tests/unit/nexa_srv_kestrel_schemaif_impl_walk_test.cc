@@ -113,6 +113,13 @@ TEST_F(WalkContext, ComparesTheOriginWithTheModuleNameAsItIsSpelled) {
   EXPECT_EQ(mapper_.ympPrefixByModuleName_, Names{});
 }
 
+TEST_F(WalkContext, FindsTheOriginAnywhereInTheModuleName) {
+  context_.rootYmpPrefix = "oc-if";
+  mapper_.moduleNameByNs_["urn:eth"] = "acme-openconfig-ethernet";
+  EXPECT_TRUE(generate(1, root_.in(ethernet_).container("ethernet")).ok());
+  EXPECT_EQ(mapper_.ympPrefixByModuleName_, (Names{{pseudo("ethernet", 1), "oc-eth"}}));
+}
+
 TEST_F(WalkContext, PassesEveryNodeWithoutAnOrigin) {
   context_.origin.clear();
   EXPECT_TRUE(generate(1, root_.in(ethernet_).container("ethernet")).ok());
@@ -126,6 +133,16 @@ TEST_F(WalkContext, LeavesAnExistingEntryAloneWithoutALogLine) {
   EXPECT_TRUE(generate(1, root_.in(ethernet_).container("ethernet")).ok());
   EXPECT_EQ(mapper_.ympPrefixByModuleName_, (Names{{pseudo("ethernet", 1), "first"}}));
   EXPECT_EQ(log.take(), Lines{});
+}
+
+// Here the look-up decides, which does not tell an empty prefix from no entry.
+TEST_F(WalkContext, FillsAnEntryWhosePrefixIsEmpty) {
+  context_.rootYmpPrefix = "oc-if";
+  mapper_.ympPrefixByModuleName_[pseudo("ethernet", 1)] = "";
+  LogCapture log;
+  EXPECT_TRUE(generate(1, root_.in(ethernet_).container("ethernet")).ok());
+  EXPECT_EQ(mapper_.ympPrefixByModuleName_, (Names{{pseudo("ethernet", 1), "oc-eth"}}));
+  EXPECT_EQ(log.take().size(), 1U);
 }
 
 TEST_F(WalkContext, WritesNoMapButTheOneFromModuleNameToPrefix) {

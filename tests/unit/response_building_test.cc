@@ -222,6 +222,15 @@ TEST(BuildStatus, CopiesCodeAndMessageOfARefusal) {
   EXPECT_EQ(status.error_message(), "Requested encoding \"PROTO\" not supported");
 }
 
+TEST(BuildStatus, AVerdictWithoutCodeIsAVerdict) {
+  nexa::Notification notification;
+  notification.mutable_status();
+  grpc::Status status(grpc::StatusCode::NOT_FOUND, "before");
+  EXPECT_TRUE(Helpers::build_status(notification, status));
+  EXPECT_TRUE(status.ok());
+  EXPECT_EQ(status.error_message(), "");
+}
+
 TEST(BuildStatus, IsFalseAfterChecksThatPassed) {
   nexa::Notification notification;
   gnmi::SubscriptionList list;
