@@ -17,7 +17,9 @@ bool make_diff(const lyd_node* before, const lyd_node* after, std::uint16_t opti
   lyd_node* made = nullptr;
   const LY_ERR done = lyd_diff_siblings(before, after, options, &made);
   diff.reset(made);
-  return done == LY_SUCCESS;
+  if (done == LY_SUCCESS) return true;
+  diff.reset();
+  return false;
 }
 
 std::string wrapped(std::string_view inner) {
@@ -48,7 +50,7 @@ bool describe_change(const Touched& touched, const lyd_node* before, const lyd_n
   strip_defaults(old_nodes);
   strip_defaults(new_nodes);
   TreePtr diff;
-  if (!make_diff(old_nodes.get(), new_nodes.get(), 0, diff)) return false;
+  const bool has_diff = make_diff(old_nodes.get(), new_nodes.get(), 0, diff);
   record.changes = diff != nullptr || !same_content(old_nodes.get(), new_nodes.get());
   if (!record.changes) return true;
   std::string inner;
@@ -57,7 +59,7 @@ bool describe_change(const Touched& touched, const lyd_node* before, const lyd_n
   inner.clear();
   if (!print_siblings(new_nodes.get(), inner)) return false;
   record.after = wrapped(inner);
-  if (print_siblings(diff.get(), record.text) &&
+  if (has_diff && print_siblings(diff.get(), record.text) &&
       gives_back(record.text, std::move(old_nodes), new_nodes.get())) {
     return true;
   }

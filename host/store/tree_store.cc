@@ -248,12 +248,8 @@ CommitResult TreeStore::rollback(std::uint64_t number, const std::string& author
 // False when the candidate breaks a rule, or cannot be judged; it is undone then.
 bool TreeStore::validate(Transaction& transaction) {
   TreePtr diff;
-  if (!difference(transaction.touched, running_->top(), candidate_->top(), diff)) {
-    rebuild();
-    transaction.result.status = {grpc::StatusCode::INTERNAL, kTreeFailed};
-    return false;
-  }
-  if (diff == nullptr) return true;
+  const bool known = difference(transaction.touched, running_->top(), candidate_->top(), diff);
+  if (known && diff == nullptr) return true;
   const Validator::Outcome outcome =
       validator_.validate_change(candidate_->mutable_top(), diff.get());
   std::optional<Violation> violation = outcome.violation;

@@ -106,7 +106,8 @@ Validator::~Validator() = default;
 
 Validator::Outcome Validator::validate_change(lyd_node*& tree, const lyd_node* diff) {
   ChangeCheck check(state_->index, state_->context, tree);
-  const ChangeCheck::Verdict verdict = check.judge(diff);
+  const ChangeCheck::Verdict verdict =
+      diff != nullptr ? check.judge(diff) : ChangeCheck::Verdict::kUnknown;
   if (verdict == ChangeCheck::Verdict::kUnknown) {
     const TreePtr entered = before(tree, check.take_changes().get());
     check.mark_nodes();

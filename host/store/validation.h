@@ -43,6 +43,7 @@ class Validator {
   };
 
   // Judges `tree`, which was valid before `diff` (a libyang diff with defaults) was applied to it.
+  // Null: what was changed is not known, and every constraint is asked.
   // Completes defaults. After a violation the tree may hold part of the changes.
   Outcome validate_change(lyd_node*& tree, const lyd_node* diff);
 
