@@ -150,6 +150,18 @@ class DataWalk {
     met_.pop_back();
   }
 
+  // Whether the node's bare name would not be taken for it: another module has the same name there.
+  bool needs_module(const lysc_node* schema) {
+    const auto [entry, is_new] = needs_module_.try_emplace(schema);
+    if (is_new) {
+      SelectionStep bare;
+      bare.name.name = schema->name;
+      const auto meant = step_targets(bare, lysc_data_parent(schema));
+      entry->second = meant.size() != 1 || meant.front() != schema;
+    }
+    return entry->second;
+  }
+
   void emit(const NodePair& node) {
     gnmi::Path concrete;
     concrete.set_origin(path_.origin());
@@ -165,10 +177,10 @@ class DataWalk {
     found_(node, concrete);
   }
 
-  void write_name(const Met& met, bool module_changes, gnmi::PathElem& element) const {
+  void write_name(const Met& met, bool module_changes, gnmi::PathElem& element) {
     if (met.step != nullptr) {
       element.set_name(met.step->element->name());
-    } else if (qualify_ && module_changes) {
+    } else if (module_changes && (qualify_ || needs_module(met.node->schema))) {
       element.set_name(std::string(met.node->schema->module->name) + ":" + met.node->schema->name);
     } else {
       element.set_name(met.node->schema->name);
@@ -199,6 +211,7 @@ class DataWalk {
   const NodeSink& found_;
   const bool qualify_;
   std::vector<Met> met_;
+  std::map<const lysc_node*, bool> needs_module_;
   std::map<std::pair<std::size_t, const lysc_node*>, std::vector<const lysc_node*>> targets_;
 };
 

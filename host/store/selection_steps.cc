@@ -1,6 +1,9 @@
 // Names are compared with libyang's nodes one by one: no text of a client's becomes an expression.
 #include "store/selection_steps.h"
 
+#include <utility>
+
+#include "gnmi/gnmi_base_namespace_mapper.h"
 #include "kestrel/kestrel.h"
 
 namespace nexa::host {
@@ -81,6 +84,18 @@ void each_child(const lysc_node* parent, Take&& take) {
   if ((parent->nodetype & (LYS_CONTAINER | LYS_LIST)) != 0) each_child(parent, nullptr, take);
 }
 
+// Clients that leave the module out mean OpenConfig, whatever else has a node of that name: an
+// origin that is not given is "openconfig" (gNMI specification, section 2.7).
+std::vector<const lysc_node*> preferred_at_top(std::vector<const lysc_node*> targets) {
+  const std::string& wanted = gnmi::BaseNamespaceMapper::ORIGIN_OPENCONFIG_STR;
+  std::vector<const lysc_node*> preferred;
+  for (const lysc_node* target : targets) {
+    const std::string_view module = target->module->name;
+    if (module.find(wanted) != std::string_view::npos) preferred.push_back(target);
+  }
+  return preferred.empty() ? targets : preferred;
+}
+
 }  // namespace
 
 grpc::Status split_path(const gnmi::Path& path, std::vector<SelectionStep>& steps) {
@@ -138,7 +153,8 @@ std::vector<const lysc_node*> step_targets(const SelectionStep& step, const lysc
   } else {
     each_child(parent, take);
   }
-  if (any || parent == nullptr || targets.size() < 2) return targets;
+  if (any || targets.size() < 2) return targets;
+  if (parent == nullptr) return preferred_at_top(std::move(targets));
   for (const lysc_node* target : targets) {
     if (target->module == parent->module) return {target};
   }

@@ -58,7 +58,7 @@ bool names_modules(const std::vector<SelectionStep>& steps);
 std::vector<const lysc_node*> schema_children(const lysc_node* parent);
 
 // The children of `parent` that a step of kind kName or kAny can mean: of a bare name the one of
-// the parent's module, or else those of all modules.
+// the parent's module, at the top those of OpenConfig's modules, or else those of all modules.
 std::vector<const lysc_node*> step_targets(const SelectionStep& step, const lysc_node* parent);
 
 // The key leaf of a list that a key of the path names, or null.

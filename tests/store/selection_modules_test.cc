@@ -1,0 +1,94 @@
+// Nodes of the same name in several modules: what a bare name means, and how an answer tells them
+// apart.
+#include <gmock/gmock.h>
+
+#include "shop_models.h"
+#include "store/selection.h"
+#include "translate/path_string.h"
+
+namespace {
+
+using namespace nexa_test;
+using nexa::host::NodePair;
+using nexa::host::TreePtr;
+using testing::ElementsAre;
+
+constexpr char kOpenConfig[] = R"(module openconfig-box {
+  yang-version 1.1; namespace "urn:oc-box"; prefix oc;
+  container box { leaf lid { type string; } }
+})";
+
+constexpr char kVendor[] = R"(module vendor-box {
+  yang-version 1.1; namespace "urn:vendor-box"; prefix vb;
+  import openconfig-box { prefix oc; }
+  container box { leaf lid { type string; } }
+  augment "/oc:box" { leaf lid { type string; } leaf label { type string; } }
+  container crate { leaf lid { type string; } }
+})";
+
+constexpr char kOther[] = R"(module other-box {
+  yang-version 1.1; namespace "urn:other-box"; prefix ob;
+  container crate { leaf lid { type string; } }
+})";
+
+constexpr char kData[] =
+    "<box xmlns=\"urn:oc-box\"><lid>a</lid><lid xmlns=\"urn:vendor-box\">b</lid>"
+    "<label xmlns=\"urn:vendor-box\">c</label></box>"
+    "<box xmlns=\"urn:vendor-box\"><lid>d</lid></box>"
+    "<crate xmlns=\"urn:vendor-box\"><lid>e</lid></crate>"
+    "<crate xmlns=\"urn:other-box\"><lid>f</lid></crate>";
+
+class SelectModules : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    const TempFolder folder;
+    folder.write("openconfig-box.yang", kOpenConfig);
+    folder.write("vendor-box.yang", kVendor);
+    folder.write("other-box.yang", kOther);
+    ASSERT_EQ(load_text(folder), "");
+  }
+
+  static gnmi::Path path_of(const std::string& text) {
+    return nexa::host::parse_path_string(text, nullptr).value();
+  }
+
+  // The module of each schema node that the path means, or the refusal.
+  static std::vector<std::string> modules(const std::string& path) {
+    std::vector<const lysc_node*> nodes;
+    const grpc::Status status = nexa::host::select_schema(path_of(path), &nodes);
+    if (!status.ok()) return {status.error_message()};
+    std::vector<std::string> names;
+    for (const lysc_node* node : nodes) names.emplace_back(node->module->name);
+    return names;
+  }
+
+  static std::vector<std::string> find(const std::string& path) {
+    const TreePtr tree = shop_tree(kData);
+    std::vector<std::string> found;
+    const auto keep = [&](const NodePair&, gnmi::Path& concrete) {
+      found.push_back(nexa::host::format_path_string(concrete));
+    };
+    EXPECT_TRUE(nexa::host::select_nodes(path_of(path), tree.get(), nullptr, keep).ok());
+    return found;
+  }
+};
+
+TEST_F(SelectModules, ABareNameAtTheTopMeansOpenConfig) {
+  EXPECT_THAT(modules("/box"), ElementsAre("openconfig-box"));
+  EXPECT_THAT(modules("/box/label"), ElementsAre("vendor-box"));
+  EXPECT_THAT(modules("/vendor-box:box"), ElementsAre("vendor-box"));
+  EXPECT_THAT(find("/box/lid"), ElementsAre("/box/lid"));
+}
+
+TEST_F(SelectModules, WithoutOpenConfigTheNameHasToBeOnesOwn) {
+  EXPECT_THAT(modules("/crate"), ElementsAre("\"/crate\": more than one module has it, name one of "
+                                             "\"other-box:crate\", \"vendor-box:crate\""));
+}
+
+TEST_F(SelectModules, WildcardsNameTheModuleWhereABareNameMeansAnother) {
+  EXPECT_THAT(find("/*"), testing::UnorderedElementsAre("/box", "/vendor-box:box",
+                                                        "/vendor-box:crate", "/other-box:crate"));
+  EXPECT_THAT(find("/box/*"), ElementsAre("/box/lid", "/box/vendor-box:lid", "/box/label"));
+}
+
+}  // namespace
