@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cinttypes>
 #include <cstdio>
@@ -78,12 +79,32 @@ std::unique_ptr<spdlog::formatter> make_formatter() {
   return formatter;
 }
 
-void write_library_line(gpr_log_func_args* line) {
+// The library tells the progress of its start as errors, so that servers which log errors alone
+// show it. Nothing is wrong then, and nobody should be woken: here it counts as a trace.
+constexpr char kProgressFile[] = "nexa_srv_kestrel_namespace_mapper_impl.cc";
+constexpr std::array<std::string_view, 2> kProgress{
+    "toBeWalked: empty vector",
+    "ServiceKestrelNamespaceMapperImpl::populate ",
+};
+
+bool is_progress(const gpr_log_func_args& line) {
+  const std::string_view message(line.message);
+  return std::string_view(line.file).ends_with(kProgressFile) &&
+         std::any_of(kProgress.begin(), kProgress.end(),
+                     [message](std::string_view text) { return message.starts_with(text); });
+}
+
+spdlog::level::level_enum level_of(const gpr_log_func_args& line) {
   constexpr std::array<spdlog::level::level_enum, 3> kSeverities{
       spdlog::level::debug, spdlog::level::info, spdlog::level::err};
+  if (is_progress(line)) return spdlog::level::debug;
+  return kSeverities.at(static_cast<std::size_t>(line.severity));
+}
+
+void write_library_line(gpr_log_func_args* line) {
   std::string text =
       std::string(line->file) + ":" + std::to_string(line->line) + "] " + one_line(line->message);
-  loggers().library->log(kSeverities.at(static_cast<std::size_t>(line->severity)), text);
+  loggers().library->log(level_of(*line), text);
 }
 
 void write(spdlog::level::level_enum level, std::string_view line) {

@@ -17,6 +17,8 @@ namespace {
 
 using namespace nexad;
 
+constexpr char kMapper[] = "src/nexa_srv_kestrel_namespace_mapper_impl.cc";
+
 // What the log writes, of a process that ends with the test: the log is opened once for each.
 std::string log_of(const char* level, bool journal) {
   const std::string path = testing::TempDir() + "nexad_log_" + std::to_string(getpid());
@@ -36,6 +38,11 @@ std::string log_of(const char* level, bool journal) {
   log_audit("alice set");
   gpr_log("rooms/of/the/library.cc", 7, GPR_LOG_SEVERITY_ERROR, "%s", "refused");
   gpr_log("rooms/of/the/library.cc", 8, GPR_LOG_SEVERITY_DEBUG, "%s", "walked");
+  gpr_log(kMapper, 9, GPR_LOG_SEVERITY_ERROR, "%s", "toBeWalked: empty vector");
+  gpr_log(kMapper, 10, GPR_LOG_SEVERITY_ERROR, "%s",
+          "ServiceKestrelNamespaceMapperImpl::populate moduleName [ m ]");
+  gpr_log(kMapper, 11, GPR_LOG_SEVERITY_ERROR, "%s", "root node registration failed");
+  gpr_log("rooms/of/another.cc", 12, GPR_LOG_SEVERITY_ERROR, "%s", "toBeWalked: empty vector");
   dup2(before, STDERR_FILENO);
   std::ifstream in(path);
   unlink(path.c_str());
@@ -64,7 +71,10 @@ TEST(Log, WritesOneLineForEachEvent) {
                          "info nexad: told\\nforged: line\\x1b[0m\n"
                          "error nexad: wrong\n"
                          "info audit: alice set\n"
-                         "error library: rooms/of/the/library.cc:7] refused\n"),
+                         "error library: rooms/of/the/library.cc:7] refused\n"
+                         "error library: src/nexa_srv_kestrel_namespace_mapper_impl.cc:11] root "
+                         "node registration failed\n"
+                         "error library: rooms/of/another.cc:12] toBeWalked: empty vector\n"),
               testing::ExitedWithCode(0), "");
 }
 
@@ -76,7 +86,14 @@ TEST(Log, ShowsEverythingAtDebug) {
                          "error nexad: wrong\n"
                          "info audit: alice set\n"
                          "error library: rooms/of/the/library.cc:7] refused\n"
-                         "debug library: rooms/of/the/library.cc:8] walked\n"),
+                         "debug library: rooms/of/the/library.cc:8] walked\n"
+                         "debug library: src/nexa_srv_kestrel_namespace_mapper_impl.cc:9] "
+                         "toBeWalked: empty vector\n"
+                         "debug library: src/nexa_srv_kestrel_namespace_mapper_impl.cc:10] "
+                         "ServiceKestrelNamespaceMapperImpl::populate moduleName [ m ]\n"
+                         "error library: src/nexa_srv_kestrel_namespace_mapper_impl.cc:11] root "
+                         "node registration failed\n"
+                         "error library: rooms/of/another.cc:12] toBeWalked: empty vector\n"),
               testing::ExitedWithCode(0), "");
 }
 
@@ -85,7 +102,10 @@ TEST(Log, KeepsTheAuditWhateverTheLevel) {
   EXPECT_EXIT(expect_log("error", false,
                          "error nexad: wrong\n"
                          "info audit: alice set\n"
-                         "error library: rooms/of/the/library.cc:7] refused\n"),
+                         "error library: rooms/of/the/library.cc:7] refused\n"
+                         "error library: src/nexa_srv_kestrel_namespace_mapper_impl.cc:11] root "
+                         "node registration failed\n"
+                         "error library: rooms/of/another.cc:12] toBeWalked: empty vector\n"),
               testing::ExitedWithCode(0), "");
 }
 
@@ -95,7 +115,10 @@ TEST(Log, GivesPrioritiesAndNoTimesToTheJournal) {
                          "<6>nexad: told\\nforged: line\\x1b[0m\n"
                          "<3>nexad: wrong\n"
                          "<6>audit: alice set\n"
-                         "<3>library: rooms/of/the/library.cc:7] refused\n"),
+                         "<3>library: rooms/of/the/library.cc:7] refused\n"
+                         "<3>library: src/nexa_srv_kestrel_namespace_mapper_impl.cc:11] root "
+                         "node registration failed\n"
+                         "<3>library: rooms/of/another.cc:12] toBeWalked: empty vector\n"),
               testing::ExitedWithCode(0), "");
 }
 
