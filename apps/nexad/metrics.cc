@@ -11,9 +11,12 @@
 #include <atomic>
 #include <exception>
 #include <mutex>
+#include <system_error>
+#include <thread>
 #include <utility>
 
 #include "log.h"
+#include "sockets.h"
 
 namespace nexad {
 namespace {
@@ -38,6 +41,8 @@ constexpr std::array<const char*, 17> kCodes{
     "DATA_LOSS",
     "UNAUTHENTICATED",
 };
+
+constexpr std::chrono::milliseconds kBetweenKnocks{10};
 
 prometheus::Histogram::BucketBoundaries seconds() {
   return {0.0005, 0.001, 0.0025, 0.005, 0.01, 0.025, 0.05, 0.1, 0.25, 0.5, 1, 2.5, 5, 10};
@@ -178,12 +183,29 @@ bool Metrics::expose(const Address& address, std::string& error) {
     error = address.text() + ": " + problem.what();
     return false;
   }
+  host_ = address.host;
   exposer_->RegisterCollectable(registry_);
   exposer_->RegisterCollectable(values_);
   return true;
 }
 
-void Metrics::unexpose() { exposer_.reset(); }
+// The page's server sees that it should end when a connection comes, or else within two seconds.
+void Metrics::unexpose() {
+  if (exposer_ == nullptr) return;
+  const Address address{host_, static_cast<std::uint16_t>(port())};
+  std::atomic<bool> ended = false;
+  std::thread knocker;
+  try {
+    knocker = std::thread([&] {
+      for (; !ended; std::this_thread::sleep_for(kBetweenKnocks)) knock(address);
+    });
+  } catch (const std::system_error&) {
+    // It ends a little later then.
+  }
+  exposer_.reset();
+  ended = true;
+  if (knocker.joinable()) knocker.join();
+}
 
 int Metrics::port() const {
   if (exposer_ == nullptr) return 0;

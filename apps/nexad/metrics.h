@@ -56,6 +56,7 @@ class Metrics final : public nexa::host::ServiceObserver {
   prometheus::Counter& updates_;
   prometheus::Counter& overflows_;
   prometheus::Counter& faults_;
+  std::string host_;
   std::unique_ptr<prometheus::Exposer> exposer_;
 };
 

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <string>
 
 namespace {
@@ -60,6 +61,20 @@ TEST(Metrics, ShowsWhatWasCounted) {
     EXPECT_NE(text.find(std::string(line) + "\n"), std::string::npos) << line << "\n" << text;
   }
   EXPECT_EQ(text.find("Unknown"), std::string::npos);
+}
+
+TEST(Metrics, EndsAtOnce) {
+  using Clock = std::chrono::steady_clock;
+  for (int i = 0; i < 3; ++i) {
+    Metrics metrics;
+    std::string error;
+    ASSERT_TRUE(metrics.expose({"127.0.0.1", 0}, error)) << error;
+    EXPECT_NE(page(metrics.port()), "");
+    const auto began = Clock::now();
+    metrics.unexpose();
+    EXPECT_LT(Clock::now() - began, std::chrono::milliseconds(400));
+    EXPECT_EQ(metrics.port(), 0);
+  }
 }
 
 TEST(Metrics, SaysWhenThePageCannotBeHad) {
