@@ -1,12 +1,12 @@
 // A small in-memory schema behind the five kestrel functions, for tests that must not depend on
 // YANG.
 //
-//   FakeSchema schema;                                     // is the schema of the process while it
-//   lives FakeModule& m = schema.module("ietf-interfaces", "if", "urn:if"); FakeNode interfaces =
-//   m.container("interfaces"); FakeNode entry = interfaces.list("interface", {"name"});
-//   entry.leaf("name");
+//   FakeSchema schema;  // the schema of the process while it lives
+//   FakeModule& m = schema.module("ietf-interfaces", "if", "urn:if");
+//   FakeNode interfaces = m.container("interfaces");
+//   FakeNode entry = interfaces.list("interface", {"name"});
 //   entry.leaf("type", kIdentityRefType);
-//   entry.in(other_module).container("ipv4");              // an augment
+//   entry.in(other_module).container("ipv4");  // an augment
 //
 // Strings and nodes live as long as the FakeSchema.
 #ifndef TESTS_SUPPORT_FAKE_SCHEMA_H_

@@ -94,6 +94,16 @@ TEST_F(DigestElement, LeavesARootThatIsCachedInItsPlace) {
   EXPECT_EQ(pointer_.snode->name, "interfaces");
 }
 
+TEST_F(DigestElement, ARootThatIsCachedCountsAsUsed) {
+  const auto other = gnmi::rfc7951::SchemaNode<kestrel_cs_node>::create("x", "y", interfaces_);
+  mapper_.schemaif_.snodeCache_.insert("urn:if__0__interfaces", other);
+  for (int i = 1; i < 256; ++i) mapper_.schemaif_.snodeCache_.insert(std::to_string(i), other);
+  EXPECT_TRUE(digest("if:interfaces").ok());
+  mapper_.schemaif_.snodeCache_.insert("one more", other);
+  EXPECT_TRUE(mapper_.schemaif_.getSnodeFroCache("urn:if__0__interfaces"));
+  EXPECT_FALSE(mapper_.schemaif_.getSnodeFroCache("1"));
+}
+
 TEST_F(DigestElement, TakesAModuleNameOnTheFirstElement) {
   EXPECT_TRUE(digest("ietf-interfaces:interfaces").ok());
   EXPECT_EQ(out_.name(), "ietf-interfaces:interfaces");

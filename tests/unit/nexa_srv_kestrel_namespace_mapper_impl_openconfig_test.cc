@@ -140,6 +140,30 @@ TEST(PopulateOpenconfig, NamesAndWalksARootThatIsNotRegistered) {
   EXPECT_EQ(lines, (Lines{{GPR_LOG_SEVERITY_DEBUG, kFile, "schemaWalk [ openconfig-x ]"}}));
 }
 
+grpc::Status no_kind(const kestrel_cs_node* /*node*/,
+                     std::shared_ptr<gnmi::rfc7951::NodeVariant_t>& /*out*/) {
+  return {grpc::StatusCode::UNKNOWN, "no kind"};
+}
+
+TEST(PopulateOpenconfig, NamesAndWalksARootWhoseRegistrationFailed) {
+  FakeSchema schema;
+  schema.module("openconfig-x", "x", "urn:x").container("c").leaf("l");
+  LogCapture log;
+  ServiceKestrelNamespaceMapperImpl mapper;
+  mapper.schemaif_.transform_ = &no_kind;
+  EXPECT_TRUE(mapper.populate().ok());
+  EXPECT_EQ(mapper.ympPrefixByModuleName_.at("openconfig-c"), "x");
+  const Lines lines = log.take();
+  ASSERT_GE(lines.size(), 4U);
+  EXPECT_EQ(Lines(lines.end() - 4, lines.end()),
+            (Lines{{GPR_LOG_SEVERITY_ERROR, kFile,
+                    "root node [ moduleName: openconfig-x, nodeName: c , ns: urn:x ] root node "
+                    "registration failed"},
+                   found("openconfig-x", "openconfig-c"),
+                   added("openconfig-c"),
+                   {GPR_LOG_SEVERITY_DEBUG, kFile, "schemaWalk [ openconfig-x ]"}}));
+}
+
 TEST(PopulateOpenconfig, LeavesOtherModulesUnwalked) {
   FakeSchema schema;
   schema.module("ietf-system", "sys", "urn:s").container("system").leaf("x");
