@@ -3,6 +3,7 @@
 #include "store/commit_log.h"
 
 #include <cerrno>
+#include <filesystem>
 
 #include "store/log_database.h"
 
@@ -10,6 +11,10 @@ namespace nexa::host {
 namespace {
 
 constexpr char kDiskFull[] = "the disk is full";
+constexpr char kClosed[] = "the log is closed after a failure";
+constexpr char kGoOn[] =
+    "; restore a copy of the directory, or go on with what is there by removing ";
+constexpr char kBeginAnew[] = "; restore a copy of the directory, or begin anew by removing ";
 constexpr char kInsertCommit[] = "INSERT INTO commits VALUES(?, ?, ?, ?, ?, ?, ?)";
 constexpr char kUpdateHead[] = "UPDATE head SET number = ?, commit_hash = ?, hash = ?";
 constexpr char kSelectEntries[] =
@@ -36,19 +41,31 @@ int done(Statement& statement) {
 }  // namespace
 
 CommitLog::CommitLog(LogOptions options, DatabasePtr database)
-    : options_(std::move(options)), database_(std::move(database)) {}
+    : options_(std::move(options)),
+      witness_(options_.directory, options_.read_only),
+      database_(std::move(database)) {}
 
 CommitLog::~CommitLog() = default;
 
 std::unique_ptr<CommitLog> CommitLog::open(const LogOptions& options, std::string& error) {
-  DatabasePtr database = open_log_database(options, error);
-  if (database == nullptr) return nullptr;
   const std::string file = log_file(options.directory);
-  if (!verify_log(database.get(), file, error)) return nullptr;
+  // Read before the log: another process may be adding to both.
+  const auto witnessed = CommitWitness(options.directory, true).read();
+  if (witnessed && witnessed->number > 0 && !std::filesystem::exists(file)) {
+    error = file + ": missing, commit " + std::to_string(witnessed->number) + " was in it" +
+            kBeginAnew + witness_file(options.directory);
+    return nullptr;
+  }
+  DatabasePtr database = open_log_database(options, error);
+  if (database == nullptr || !verify_log(database.get(), file, error)) return nullptr;
   std::unique_ptr<CommitLog> log(new CommitLog(options, std::move(database)));
-  if (log->read_head()) return log;
-  error = database_error(log->database_.get(), file);
-  return nullptr;
+  if (!log->read_head()) {
+    error = database_error(log->database_.get(), file);
+    return nullptr;
+  }
+  if (witnessed && !log->check_witness(*witnessed, error)) return nullptr;
+  log->bear_witness();
+  return log;
 }
 
 bool CommitLog::read_head() {
@@ -59,20 +76,54 @@ bool CommitLog::read_head() {
   return true;
 }
 
+// Empty when the commit is not kept.
+std::string CommitLog::hash_of(std::uint64_t number) const {
+  if (number == head_) return head_hash_;
+  Statement row(database_.get(),
+                "SELECT hash FROM commits WHERE number = ?1 UNION ALL "
+                "SELECT commit_hash FROM snapshots WHERE number = ?1");
+  return row.bind(1, signed_number(number)).step() == SQLITE_ROW ? row.text(0) : std::string();
+}
+
+void CommitLog::bear_witness() const {
+  if (!options_.read_only) witness_.write({head_, head_hash_});
+}
+
+// Whether the commit that was the newest once is in the log.
+bool CommitLog::check_witness(const WitnessedCommit& witnessed, std::string& error) const {
+  const std::string number = std::to_string(witnessed.number);
+  const std::string file = log_file(options_.directory);
+  if (head_ < witnessed.number) {
+    error = file + ": damaged: it ends with commit " + std::to_string(head_) + ", commit " +
+            number + " was in it";
+  } else if (const std::string hash = hash_of(witnessed.number);
+             !hash.empty() && hash != witnessed.hash) {
+    error = file + ": damaged: commit " + number + " is not the one that was in it";
+  } else {
+    return true;
+  }
+  error.append(kGoOn).append(witness_file(options_.directory));
+  return false;
+}
+
 std::uint64_t CommitLog::head() const {
   const std::lock_guard<std::mutex> lock(mutex_);
   return head_;
 }
 
 LogResult CommitLog::failure() const {
+  // SQLite does not keep the cause of every failed write; errno is of this transaction then.
+  const int last_error = errno;
+  const int kept_error = sqlite3_system_errno(database_.get());
   const int result = sqlite3_extended_errcode(database_.get());
-  if (is_full(result, sqlite3_system_errno(database_.get()))) return {Code::kFull, kDiskFull};
+  if (is_full(result, kept_error != 0 ? kept_error : last_error)) return {Code::kFull, kDiskFull};
   return {Code::kFailed, database_error(database_.get(), log_file(options_.directory))};
 }
 
 // kUnknown when the failure came from the commit itself.
 LogResult CommitLog::transaction(const std::function<int()>& work) {
-  if (database_ == nullptr) return {Code::kFailed, "the log is closed after a failure"};
+  if (database_ == nullptr) return {Code::kFailed, kClosed};
+  errno = 0;
   if (execute(database_.get(), "BEGIN IMMEDIATE") != SQLITE_OK) return failure();
   if (work() != SQLITE_OK) {
     const LogResult result = failure();
@@ -90,9 +141,17 @@ LogResult CommitLog::reopen() {
   DatabasePtr database = open_log_database(options_, error);
   if (database == nullptr) return {Code::kUnknown, error};
   database_ = std::move(database);
-  if (read_head()) return {};
+  const WitnessedCommit before{head_, head_hash_};
+  if (!read_head()) {
+    error = log_file(options_.directory) + ": cannot be read";
+  } else if (check_witness(before, error)) {
+    bear_witness();
+    return {};
+  }
   database_.reset();
-  return {Code::kUnknown, log_file(options_.directory) + ": cannot be read"};
+  head_ = before.number;
+  head_hash_ = before.hash;
+  return {Code::kUnknown, error};
 }
 
 LogResult CommitLog::settle() {
@@ -113,6 +172,9 @@ int CommitLog::run_append(const LogEntry& entry, const std::string& hash) {
 
 LogResult CommitLog::append(const LogEntry& entry) {
   const std::lock_guard<std::mutex> lock(mutex_);
+  if (database_ == nullptr) {
+    if (const LogResult opened = reopen(); !opened.ok()) return {Code::kFailed, opened.text};
+  }
   if (entry.number != head_ + 1) return {Code::kFailed, "commits are numbered without gaps"};
   const std::string hash = commit_digest(head_hash_, entry);
   if (hash.empty()) return {Code::kFailed, "no checksum could be made"};
@@ -128,13 +190,14 @@ LogResult CommitLog::append(const LogEntry& entry) {
   if (!result.ok()) return result;
   head_ = entry.number;
   head_hash_ = hash;
+  bear_witness();
   return result;
 }
 
 LogResult CommitLog::write_snapshot(std::uint64_t number, const std::string& config,
                                     const LogLimits& limits) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  if (database_ == nullptr) return {Code::kFailed, "the log is closed after a failure"};
+  if (database_ == nullptr) return {Code::kFailed, kClosed};
   LogSnapshot snapshot;
   snapshot.number = number;
   snapshot.config = config;
@@ -213,6 +276,10 @@ bool CommitLog::replay(std::uint64_t number, LogSnapshot& base,
                        const std::function<bool(const LogEntry&)>& each, std::string& error) const {
   const std::lock_guard<std::mutex> lock(mutex_);
   const std::string file = log_file(options_.directory);
+  if (database_ == nullptr) {
+    error = kClosed;
+    return false;
+  }
   Statement row(database_.get(),
                 "SELECT number, commit_hash, config FROM snapshots WHERE number <= ? "
                 "ORDER BY number DESC LIMIT 1");
@@ -237,7 +304,7 @@ bool CommitLog::replay(std::uint64_t number, LogSnapshot& base,
 LogResult CommitLog::history(std::size_t limit, std::vector<CommitRecord>& out) const {
   out.clear();
   const std::lock_guard<std::mutex> lock(mutex_);
-  if (database_ == nullptr) return {Code::kFailed, "the log is closed after a failure"};
+  if (database_ == nullptr) return {Code::kFailed, kClosed};
   Statement rows(database_.get(),
                  "SELECT number, time_ns, author, comment, length(CAST(change AS BLOB)) "
                  "FROM commits ORDER BY number DESC LIMIT ?");
@@ -259,6 +326,10 @@ LogResult CommitLog::history(std::size_t limit, std::vector<CommitRecord>& out) 
 
 bool CommitLog::entry(std::uint64_t number, LogEntry& entry, std::string& error) const {
   const std::lock_guard<std::mutex> lock(mutex_);
+  if (database_ == nullptr) {
+    error = kClosed;
+    return false;
+  }
   Statement row(database_.get(), kSelectEntries);
   if (number != 0 &&
       row.bind(1, signed_number(number - 1)).bind(2, signed_number(number)).step() == SQLITE_ROW) {

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "store/commit_witness.h"
 #include "store/config_store.h"
 #include "store/sqlite.h"
 
@@ -57,8 +58,9 @@ struct LogResult {
 
 class CommitLog {
  public:
-  // Opens the log of an existing directory and verifies every row. nullptr with `error`: one line
-  // that names the file and what is wrong with it.
+  // Opens the log of an existing directory and verifies every row, and that the commit that was the
+  // newest once is among them. nullptr with `error`: one line that names the file and what is wrong
+  // with it.
   static std::unique_ptr<CommitLog> open(const LogOptions& options, std::string& error);
   ~CommitLog();
   CommitLog(const CommitLog&) = delete;
@@ -101,6 +103,9 @@ class CommitLog {
   CommitLog(LogOptions options, DatabasePtr database);
 
   bool read_head();
+  std::string hash_of(std::uint64_t number) const;
+  void bear_witness() const;
+  bool check_witness(const WitnessedCommit& witnessed, std::string& error) const;
   LogResult transaction(const std::function<int()>& work);
   LogResult failure() const;
   int run_append(const LogEntry& entry, const std::string& hash);
@@ -110,6 +115,7 @@ class CommitLog {
   LogResult reopen();
 
   LogOptions options_;
+  CommitWitness witness_;
   mutable std::mutex mutex_;
   DatabasePtr database_;
   std::uint64_t head_ = 0;

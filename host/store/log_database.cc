@@ -31,6 +31,8 @@ constexpr char kTables[] =
     "CREATE TABLE schema(id INTEGER PRIMARY KEY CHECK (id = 0), modules TEXT NOT NULL,"
     " hash BLOB NOT NULL);";
 constexpr char kRestore[] = "; restore a copy of the directory";
+constexpr char kCopy[] =
+    "; its journal can be read only where it can be written: copy the directory";
 
 std::string error_number(const std::string& file, const char* what) {
   return file + ": " + what + ": " + std::strerror(errno);
@@ -89,10 +91,37 @@ bool create(const LogOptions& options, const std::string& file, std::string& err
   return true;
 }
 
+// The folder may not be written here, and SQLite makes files beside a log that it only reads. A log
+// that was closed in order has no journal: then the file alone is all of it.
+bool needs_no_journal(sqlite3* database, const std::string& file) {
+  if (pragma(database, "PRAGMA application_id") >= 0) return false;
+  const int code = sqlite3_errcode(database) & 0xFF;
+  if (code != SQLITE_CANTOPEN && code != SQLITE_READONLY) return false;
+  struct stat journal {};
+  return stat((file + "-wal").c_str(), &journal) != 0 ? errno == ENOENT : journal.st_size == 0;
+}
+
+std::string immutable_uri(const std::string& file) {
+  std::string uri = file.compare(0, 1, "/") == 0 ? "file://" : "file:";
+  for (const char character : file) {
+    const auto code = static_cast<unsigned char>(character);
+    constexpr char kDigits[] = "0123456789ABCDEF";
+    if (character == '?' || character == '#' || character == '%') {
+      uri.append(1, '%').append(1, kDigits[code / 16]).append(1, kDigits[code % 16]);
+    } else {
+      uri.push_back(character);
+    }
+  }
+  return uri + "?immutable=1";
+}
+
 bool is_ours(sqlite3* database, const std::string& file, std::string& error) {
   const std::int64_t id = pragma(database, "PRAGMA application_id");
   if (id < 0) {
-    error = database_error(database, file) + kRestore;
+    const int code = sqlite3_errcode(database) & 0xFF;
+    error = database_error(database, file);
+    if (code == SQLITE_NOTADB || code == SQLITE_CORRUPT) error += kRestore;
+    if (code == SQLITE_READONLY) error += kCopy;
     return false;
   }
   const std::int64_t format = pragma(database, "PRAGMA user_version");
@@ -112,10 +141,14 @@ bool is_ours(sqlite3* database, const std::string& file, std::string& error) {
 std::string log_file(const std::string& directory) { return directory + "/nexa.db"; }
 
 std::string database_error(sqlite3* database, const std::string& file) {
-  const int code = database != nullptr ? sqlite3_errcode(database) : SQLITE_CANTOPEN;
+  const int code = database != nullptr ? sqlite3_errcode(database) & 0xFF : SQLITE_CANTOPEN;
   if (code == SQLITE_NOTADB) return file + ": not a database";
   if (code == SQLITE_CORRUPT) return file + ": damaged";
-  return file + ": " + (database != nullptr ? sqlite3_errmsg(database) : "cannot be opened");
+  if (database == nullptr) return file + ": cannot be opened";
+  const int system_error = sqlite3_system_errno(database);
+  const bool has_cause = code == SQLITE_IOERR || code == SQLITE_CANTOPEN;
+  return file + ": " + sqlite3_errmsg(database) +
+         (has_cause && system_error != 0 ? std::string(": ") + std::strerror(system_error) : "");
 }
 
 DatabasePtr open_log_database(const LogOptions& options, std::string& error) {
@@ -141,6 +174,13 @@ DatabasePtr open_log_database(const LogOptions& options, std::string& error) {
   if (database == nullptr) {
     error = file + ": cannot be opened";
     return nullptr;
+  }
+  if (options.read_only && needs_no_journal(database.get(), file)) {
+    database = connect(immutable_uri(file), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
+    if (database == nullptr) {
+      error = file + ": cannot be opened";
+      return nullptr;
+    }
   }
   if (!is_ours(database.get(), file, error)) return nullptr;
   if (options.read_only) return database;

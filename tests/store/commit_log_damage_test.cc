@@ -161,6 +161,7 @@ TEST_F(LogDamage, EveryLengthOfACutFileIsRefused) {
 TEST_F(LogDamage, AJournalWithoutItsLogIsRefused) {
   std::ofstream(file() + "-wal") << "x";
   std::filesystem::remove(file());
+  std::filesystem::remove(file() + "-newest");
   EXPECT_EQ(open(), nullptr);
   EXPECT_EQ(error_, file() +
                         ": missing, although its journal is there; restore a copy of the "
