@@ -79,6 +79,8 @@ int run(int argc, char** argv, ResultOutput& output) {
 int main(int argc, char** argv) {
   // A reader that goes away shows as a failed write.
   std::signal(SIGPIPE, SIG_IGN);
+  // A limit on the size of files shows as a full disk.
+  std::signal(SIGXFSZ, SIG_IGN);
   ResultOutput output;
   try {
     return run(argc, argv, output);

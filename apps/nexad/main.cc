@@ -157,6 +157,8 @@ int run_invocation(int argc, char** argv, int output) {
 
 int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
+  // A limit on the size of files shows as a full disk.
+  std::signal(SIGXFSZ, SIG_IGN);
   // Conversions of large payloads again and again slow down by a multiple with the fast bins.
   mallopt(M_MXFAST, 0);
   const int output = take_standard_output();
