@@ -13,6 +13,7 @@
 #include "json_writer.h"
 #include "option_checks.h"
 #include "pretty_xml.h"
+#include "printable.h"
 #include "store/commit_log.h"
 
 namespace nexa_tool {
@@ -56,20 +57,11 @@ std::string time_text(std::int64_t time_ns) {
   return std::string(text.data(), size) + fraction.data();
 }
 
-// Names and comments come from clients: nothing in them reaches a terminal as a command.
-std::string printable(std::string text) {
-  for (char& character : text) {
-    const auto code = static_cast<unsigned char>(character);
-    if (code < 0x20 || code == 0x7F) character = '?';
-  }
-  return text;
-}
-
 std::string as_text(const std::vector<CommitRecord>& records) {
   std::vector<std::array<std::string, 4>> rows{{"NUMBER", "TIME", "AUTHOR", "BYTES"}};
   for (const CommitRecord& record : records) {
     rows.push_back({std::to_string(record.number), time_text(record.time_ns),
-                    record.author.empty() ? "-" : printable(record.author),
+                    record.author.empty() ? "-" : printable(record.author, Lines::kOne),
                     std::to_string(record.change_bytes)});
   }
   std::array<std::size_t, 4> widths{};
@@ -81,7 +73,7 @@ std::string as_text(const std::vector<CommitRecord>& records) {
     for (std::size_t i = 0; i < widths.size(); ++i) {
       text.append(rows[line][i]).append(widths[i] - rows[line][i].size() + 2, ' ');
     }
-    text.append(line == 0 ? "COMMENT" : printable(records[line - 1].comment));
+    text.append(line == 0 ? "COMMENT" : printable(records[line - 1].comment, Lines::kOne));
     text.erase(text.find_last_not_of(' ') + 1);
     text.push_back('\n');
   }
@@ -112,8 +104,11 @@ int show(const CommitLog& log, const Options& options, Session& session) {
   nexa::host::LogEntry entry;
   std::string error;
   if (!log.entry(options.show, entry, error)) return fail(error);
-  const bool colour = session.output.is_terminal();
-  return session.output.write(pretty_xml(entry.change, colour)) ? kDone : kRefused;
+  const bool is_terminal = session.output.is_terminal();
+  // A program gets every byte; a terminal nothing that it might take as a command.
+  const std::string change =
+      is_terminal ? printable(entry.change, Lines::kMany) : std::move(entry.change);
+  return session.output.write(pretty_xml(change, is_terminal)) ? kDone : kRefused;
 }
 
 int run(const Options& options, Session& session) {
@@ -145,11 +140,12 @@ void add_history_command(CLI::App& app, Session& session) {
       ->type_name("DIR");
   CLI::Option* const limit =
       command->add_option("--limit", options->limit, "List only the newest; 0 is all of them")
+          ->check(whole_number(0))
           ->type_name("N")
           ->capture_default_str();
   CLI::Option* const shown =
       command->add_option("--show", options->show, "Print the change of one commit")
-          ->check(CLI::PositiveNumber)
+          ->check(whole_number(1))
           ->type_name("N");
   CLI::Option* const json = command->add_flag("--json", options->json, "List as JSON");
   shown->excludes(limit)->excludes(json);

@@ -4,6 +4,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include <charconv>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -17,6 +19,20 @@ inline CLI::Validator one_of(const std::vector<std::string>& values) {
 inline CLI::Validator existing_folder() {
   CLI::Validator check = CLI::ExistingDirectory;
   return check.description("");
+}
+
+// From `least` on; a sign, a fraction or no digit at all is none.
+inline CLI::Validator whole_number(std::uint64_t least) {
+  return CLI::Validator(
+      [least](const std::string& text) {
+        std::uint64_t value = 0;
+        const char* const end = text.data() + text.size();
+        const auto read = std::from_chars(text.data(), end, value);
+        const bool fits = read.ec == std::errc() && read.ptr == end && value >= least;
+        return fits ? std::string()
+                    : "\"" + text + "\" is no whole number from " + std::to_string(least) + " on";
+      },
+      "");
 }
 
 }  // namespace nexa_tool

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cstdint>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "option_checks.h"
 #include "schema_options.h"
 #include "status_output.h"
+#include "store/log_database.h"
 #include "store/tree_store.h"
 
 namespace nexa_tool {
@@ -38,6 +40,12 @@ std::string user_name() {
 }
 
 int run(const Options& options, Session& session) {
+  const std::string file = nexa::host::log_file(options.directory);
+  if (!std::filesystem::exists(file)) {
+    std::fprintf(stderr, "nexa: %s: no such file; name the data directory of a server\n",
+                 file.c_str());
+    return kRefused;
+  }
   if (options.schema.load() == nullptr) return kRefused;
   nexa::host::TreeStoreOptions place;
   place.directory = options.directory;
@@ -77,6 +85,7 @@ void add_rollback_command(CLI::App& app, Session& session) {
       ->type_name("DIR");
   command->add_option("--to", options->number, "Number of the commit to restore; 0 is empty")
       ->required()
+      ->check(whole_number(0))
       ->type_name("N");
   options->schema.add_to(*command);
   command->footer(kExamples);

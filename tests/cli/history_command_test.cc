@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "kestrel/loader.h"
 #include "real/temp_folder.h"
 #include "run_program.h"
@@ -78,6 +80,50 @@ TEST_F(HistoryCommand, ShowsAChange) {
   EXPECT_THAT(run.out, HasSubstr("yang:operation=\"replace\""));
   EXPECT_THAT(run.out, HasSubstr("yang:orig-value=\"one\""));
   EXPECT_THAT(run.out, HasSubstr(">two</name>"));
+}
+
+TEST_F(HistoryCommand, NothingThatATerminalObeysIsInTheList) {
+  ASSERT_EQ(name("three",
+                 "\xC2\x9B"
+                 "31m",
+                 "a\xE2\x80\xAE"
+                 "b\xE2\x81\xA6\xFF\xC3\x28\nc\xC3\xA4"),
+            3U);
+  const Outcome run = run_nexa({"history", "--data", data(), "--limit", "1"});
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_THAT(run.out, HasSubstr("Z  ?31m    "));
+  EXPECT_THAT(run.out, HasSubstr("  a?b???(?c\xC3\xA4\n"));
+}
+
+TEST_F(HistoryCommand, NumbersAreWholeNumbers) {
+  store_.reset();
+  for (const char* const number :
+       {"", "-1", "+1", " 1", "1.0", "1e0", "0x1", "one", "18446744073709551616"}) {
+    const std::string text = "\"" + std::string(number) + "\" is no whole number from ";
+    const Outcome restored = rollback(number);
+    EXPECT_EQ(restored.status, 2) << number;
+    EXPECT_THAT(restored.err, HasSubstr("--to: " + text + "0 on\n"));
+    const Outcome listed = run_nexa({"history", "--data", data(), "--limit", number});
+    EXPECT_EQ(listed.status, 2) << number;
+    EXPECT_THAT(listed.err, HasSubstr("--limit: " + text + "0 on\n"));
+    const Outcome shown = run_nexa({"history", "--data", data(), "--show", number});
+    EXPECT_EQ(shown.status, 2) << number;
+    EXPECT_THAT(shown.err, HasSubstr("--show: " + text + "1 on\n"));
+  }
+  EXPECT_EQ(run_nexa({"history", "--data", data(), "--show", "0"}).status, 2);
+  open();
+  EXPECT_EQ(store_->snapshot()->number(), 2U);
+}
+
+TEST_F(HistoryCommand, RollbackMakesNoDataDirectory) {
+  const std::string folder = folder_.file("empty");
+  std::filesystem::create_directory(folder);
+  const Outcome run = run_nexa({"rollback", "-p", NEXA_MODELS_DIR, "--data", folder, "--to", "0"});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.out, "");
+  EXPECT_EQ(run.err,
+            "nexa: " + folder + "/nexa.db: no such file; name the data directory of a server\n");
+  EXPECT_TRUE(std::filesystem::is_empty(folder));
 }
 
 TEST_F(HistoryCommand, NamesWhatIsNotThere) {
