@@ -53,14 +53,15 @@ std::unique_ptr<DataDirectory> DataDirectory::hold(const std::string& path, std:
     error = failure(name, "cannot open");
     return nullptr;
   }
-  std::unique_ptr<DataDirectory> held(new DataDirectory(lock));
   if (flock(lock, LOCK_EX | LOCK_NB) != 0) {
     const std::string holder = errno == EWOULDBLOCK ? holder_of(lock) : std::string();
     error = errno == EWOULDBLOCK
                 ? path + ": in use by process " + (holder.empty() ? "unknown" : holder)
                 : failure(name, "cannot lock");
+    close(lock);
     return nullptr;
   }
+  std::unique_ptr<DataDirectory> held(new DataDirectory(lock));
   // The number only serves the message above.
   static_cast<void>(write_holder(lock));
   return held;

@@ -185,6 +185,9 @@ TEST_F(StoreHistory, ASecondProcessIsTurnedAway) {
   options.directory = directory();
   EXPECT_EQ(nexa::host::open_tree_store(options, error), nullptr);
   EXPECT_EQ(error, directory() + ": in use by process " + std::to_string(getpid()));
+  // The one that was turned away left the holder's name as it was.
+  EXPECT_EQ(nexa::host::open_tree_store(options, error), nullptr);
+  EXPECT_EQ(error, directory() + ": in use by process " + std::to_string(getpid()));
 }
 
 TEST_F(StoreHistory, FilesArePrivate) {
