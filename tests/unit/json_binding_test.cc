@@ -28,10 +28,15 @@ class JsonBindingTest : public testing::Test {
   kestrel_cs_node* match(const char* name, kestrel_cs_node* parent) {
     return cJsonCsnode::find_matching_cs_node(item_of(name), parent);
   }
-  static Names texts(LogCapture& log) {
-    Names all = log.take_texts();
-    for (std::string& text : all) text = mask_numbers(text);
-    return all;
+  // The texts of all lines so far, every one of them a trace of this unit.
+  static Names traced(LogCapture& log) {
+    Names texts;
+    for (const Line& line : log.take()) {
+      EXPECT_EQ(line.severity, GPR_LOG_SEVERITY_DEBUG) << line;
+      EXPECT_EQ(line.file, kFile);
+      texts.push_back(mask_numbers(line.text));
+    }
+    return texts;
   }
   static Names keys_of(const cJsonCsnode& binding) {
     return {binding.keys.begin(), binding.keys.end()};
@@ -168,7 +173,7 @@ TEST_F(JsonBindingTest, ArrayElementUnderAListIsTraced) {
   list.leaf("k");
   LogCapture log;
   match(nullptr, list);
-  EXPECT_EQ(texts(log),
+  EXPECT_EQ(traced(log),
             (Names{"IN find_matching_cs_node at # cjson->string (null) parent_cs_node tag list",
                    "in find_matching_cs_node at #, Parent kestrel_cs_node is a list",
                    "in find_matching_cs_node at #, cJSON array element string: (null)"}));
@@ -178,9 +183,13 @@ TEST_F(JsonBindingTest, ItemWithoutNameUnderAContainerHasNoMatch) {
   top_.leaf("leaf");
   LogCapture log;
   EXPECT_EQ(match(nullptr, top_), nullptr);
-  EXPECT_EQ(texts(log),
-            (Names{"IN find_matching_cs_node at # cjson->string (null) parent_cs_node tag top",
-                   "in find_matching_cs_node at #, cJSON element has no name. type: 8"}));
+  Lines lines = log.take();
+  for (Line& line : lines) line.text = mask_numbers(line.text);
+  EXPECT_EQ(lines,
+            (Lines{{GPR_LOG_SEVERITY_DEBUG, kFile,
+                    "IN find_matching_cs_node at # cjson->string (null) parent_cs_node tag top"},
+                   {GPR_LOG_SEVERITY_ERROR, kFile,
+                    "in find_matching_cs_node at #, cJSON element has no name. type: 8"}}));
 }
 
 TEST_F(JsonBindingTest, NothingMatchesWithoutParentOrChildren) {
@@ -189,7 +198,7 @@ TEST_F(JsonBindingTest, NothingMatchesWithoutParentOrChildren) {
   EXPECT_EQ(match(nullptr, nullptr), nullptr);
   EXPECT_EQ(match("leaf", top_), nullptr);
   EXPECT_EQ(match(nullptr, top_), nullptr);
-  EXPECT_EQ(texts(log),
+  EXPECT_EQ(traced(log),
             (Names{"IN find_matching_cs_node at # cjson->string leaf parent_cs_node is NULL",
                    "IN find_matching_cs_node at # cjson->string (null) parent_cs_node is NULL",
                    "IN find_matching_cs_node at # cjson->string leaf parent_cs_node tag top",
@@ -220,14 +229,7 @@ TEST_F(JsonBindingTest, LinesOfASearch) {
     return "IN find_matching_cs_node at # found cs_node with tag hash " +
            std::to_string(node->tag) + " and tag " + name;
   };
-  Lines lines = log.take();
-  for (const Line& line : lines) {
-    EXPECT_EQ(line.severity, GPR_LOG_SEVERITY_DEBUG);
-    EXPECT_EQ(line.file, kFile);
-  }
-  Names all;
-  for (const Line& line : lines) all.push_back(mask_numbers(line.text));
-  EXPECT_EQ(all,
+  EXPECT_EQ(traced(log),
             (Names{"IN find_matching_cs_node at # cjson->string mod:two parent_cs_node tag top",
                    "IN find_matching_cs_node at # CJSON->string: mod:two",
                    "IN find_matching_cs_node at # cjson_string_without_prefix two",
@@ -239,6 +241,20 @@ TEST_F(JsonBindingTest, LinesOfASearch) {
                    "IN find_matching_cs_node at # comparintg cs_node tag two with "
                    "cjson_string_without_prefix two",
                    "IN find_matching_cs_node at # FOUND CS_NODE MATCHING TAG two"}));
+}
+
+TEST_F(JsonBindingTest, FirstChildTagWithoutStringIsNotShownAmongTheChildren) {
+  const FakeNode gone = top_.leaf("gone");
+  schema_.forget("gone");
+  LogCapture log;
+  EXPECT_EQ(match("gone", top_), nullptr);
+  Names texts;
+  for (const Line& line : log.take(GPR_LOG_SEVERITY_DEBUG)) texts.push_back(line.text);
+  ASSERT_EQ(texts.size(), 5u);
+  EXPECT_EQ(mask_numbers(texts[3]),
+            "IN find_matching_cs_node at #: there are 1 cs_node Children of top:  ");
+  EXPECT_EQ(mask_numbers(texts[4]), "IN find_matching_cs_node at # found cs_node with tag hash " +
+                                        std::to_string(gone->tag) + " and tag (null)");
 }
 
 TEST_F(JsonBindingTest, SearchIsSilentWhenOnlyErrorsAreLogged) {

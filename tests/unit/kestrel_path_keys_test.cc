@@ -31,6 +31,17 @@ class KestrelPathKeysTest : public testing::Test {
     return nexa::KestrelPath(path, "");
   }
 
+  // The texts of all lines so far, every one of them a trace of this unit.
+  static std::vector<std::string> traced(LogCapture& log) {
+    std::vector<std::string> texts;
+    for (const Line& line : log.take()) {
+      EXPECT_EQ(line.severity, GPR_LOG_SEVERITY_DEBUG) << line;
+      EXPECT_EQ(line.file, "nexa_srv_rpc_msg_helpers/kestrel_path.cc");
+      texts.push_back(mask_numbers(line.text));
+    }
+    return texts;
+  }
+
   static std::vector<std::string> names_of(const nexa::KestrelPath& path) {
     return {path.key_names_.begin(), path.key_names_.end()};
   }
@@ -141,10 +152,8 @@ TEST_F(KestrelPathKeysTest, LinesOfAListAtTheEnd) {
   FakeNode list = top_.list("list", {"a", "b"});
   LogCapture log;
   nexa::KestrelPath path = resolve("list", {{"b", "one"}});
-  std::vector<std::string> texts = log.take_texts();
-  for (std::string& text : texts) text = mask_numbers(text);
   EXPECT_EQ(
-      texts,
+      traced(log),
       (std::vector<std::string>{
           "Path Elem m:top", "Scanning child_name list with tag " + std::to_string(list->tag),
           "in path2cs_nodes at # last cs_node in xpath is list flags 1",
@@ -162,10 +171,8 @@ TEST_F(KestrelPathKeysTest, LinesOfALeafListAtTheEnd) {
   FakeNode values = top_.leaf_list("values");
   LogCapture log;
   nexa::KestrelPath path = resolve("values");
-  std::vector<std::string> texts = log.take_texts();
-  for (std::string& text : texts) text = mask_numbers(text);
   EXPECT_EQ(
-      texts,
+      traced(log),
       (std::vector<std::string>{
           "Path Elem m:top", "Scanning child_name values with tag " + std::to_string(values->tag),
           "in path2cs_nodes at # last cs_node in xpath is values flags 8193",
