@@ -173,7 +173,7 @@ TEST_F(Family, TracesAnObjectWithAnArray) {
 }
 
 TEST_F(Family, TracesAStringMemberAndTheTree) {
-  cJSON* item = c.bound_tree("{\"name\":\"e\"}", c.entry);
+  cJSON* item = c.bound_tree("{\"name\":\"e\",\"mtu\":1,\"enabled\":true,\"ipv4\":{}}", c.entry);
   LogCapture log;
   const XmlTree element = c.start(item);
   const Texts traces = traces_of(log);
@@ -184,9 +184,16 @@ TEST_F(Family, TracesAStringMemberAndTheTree) {
       1);
   EXPECT_EQ(std::count_if(traces.begin(), traces.end(),
                           [](const std::string& line) {
+                            return line.find("xml parent xml array elem") != std::string::npos;
+                          }),
+            1)
+      << "for strings alone";
+  EXPECT_EQ(std::count_if(traces.begin(), traces.end(),
+                          [](const std::string& line) {
                             return line.find(
                                        "<?xml version=\"1.0\"?>\n<interface><name>e</name>"
-                                       "</interface>") != std::string::npos;
+                                       "<mtu>1</mtu><enabled>true</enabled><ipv4/></interface>") !=
+                                   std::string::npos;
                           }),
             1);
 }

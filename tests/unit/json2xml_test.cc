@@ -94,6 +94,18 @@ TEST_F(Json2Xml, APlainStringKeepsItsPrefixAndDeclaresAKnownModule) {
             "<placeholder xmlns:ietf-ip=\"urn:ip\">ietf-ip:y</placeholder>");
 }
 
+TEST_F(Json2Xml, ABoundStringThatIsNoIdentityIsAPlainString) {
+  EXPECT_EQ(member("{\"name\":\"ietf-ip:y\"}"), "<name xmlns:ietf-ip=\"urn:ip\">ietf-ip:y</name>");
+  EXPECT_EQ(member("{\"name\":\"n\"}"), "<name></name>");
+}
+
+TEST_F(Json2Xml, WithoutAPrefixNothingIsLookedUp) {
+  c.mapper.nsByModuleName_[""] = "urn:nothing";
+  c.mapper.nsByYmpPrefix_[""] = "urn:nothing";
+  EXPECT_EQ(member("{\"name\":\"eth0\"}"), "<name>eth0</name>");
+  EXPECT_EQ(member("{\"type\":\"tunnel\"}"), "<type>tunnel</type>");
+}
+
 TEST_F(Json2Xml, APlainStringWithAnUnknownPrefixIsReportedAndKept) {
   LogCapture log;
   EXPECT_EQ(unbound("\"fe80::1\""), "<placeholder>fe80::1</placeholder>");

@@ -166,6 +166,9 @@ TEST_F(StringValues, TracesTheStepsOfAnIdentity) {
   EXPECT_EQ(traces[4],
             "nexa_srv_rpc_msg_helpers/leaf_values.cc: in json_string2xml at # calling "
             "json_name2xml");
+  EXPECT_EQ(traces[5],
+            "nexa_srv_rpc_msg_helpers/json2xml_name.cc: in json_name2xml at #, cjson_root->string "
+            "(null) cjson_root->type 16 xml_root->name string value placeholder parent tag type");
   EXPECT_EQ(traces[8],
             "nexa_srv_rpc_msg_helpers/leaf_values.cc: in json_string2xml at # returned from "
             "json_name2xml");

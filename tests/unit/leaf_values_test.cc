@@ -145,6 +145,9 @@ TEST_F(LeafValues, TracesTheStepsOfABoolean) {
             std::string(kUnit) + "in handle_json2xml_leaf_value at # csjon type 2 shallow type 23");
   EXPECT_EQ(traces[2], std::string(kUnit) + "in json_bool2xml at # ValueHandler 3");
   EXPECT_EQ(traces[3], std::string(kUnit) + "in json_bool2xml at # calling json_name2xml");
+  EXPECT_EQ(traces[4],
+            "nexa_srv_rpc_msg_helpers/json2xml_name.cc: in json_name2xml at #, cjson_root->string "
+            "(null) cjson_root->type 2 xml_root->name number value placeholder parent tag enabled");
   EXPECT_EQ(traces[7], std::string(kUnit) + "in json_bool2xml at # returned from json_name2xml");
 }
 
@@ -160,6 +163,9 @@ TEST_F(LeafValues, TracesTheStepsOfANumber) {
             std::string(kUnit) + "in handle_json2xml_leaf_value at # csjon type 8 shallow type 14");
   EXPECT_EQ(traces[2], std::string(kUnit) + "in json_number2xml at # ValueHandler 2");
   EXPECT_EQ(traces[3], std::string(kUnit) + "in json_number2xml at # calling json_name2xml");
+  EXPECT_EQ(traces[4],
+            "nexa_srv_rpc_msg_helpers/json2xml_name.cc: in json_name2xml at #, cjson_root->string "
+            "(null) cjson_root->type 8 xml_root->name number value placeholder parent tag mtu");
   EXPECT_EQ(traces[7], std::string(kUnit) + "in json_number2xml at # returned from json_name2xml");
 }
 

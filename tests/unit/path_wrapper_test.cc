@@ -207,6 +207,33 @@ TEST_F(PathWrapper, TracesEachStep) {
           "build_xml_parent_wrapper --> exit"}));
 }
 
+TEST_F(PathWrapper, TracesTheTreeFromItsTop) {
+  add("if:interfaces");
+  (*add("interface").mutable_key())["name"] = "eth0";
+  LogCapture log;
+  const XmlTree top = build();
+  const Texts traces = traces_of(log);
+  const auto at = [&](const std::string& part) {
+    return std::find_if(
+               traces.begin(), traces.end(),
+               [&part](const std::string& line) { return line.find(part) != std::string::npos; }) -
+           traces.begin();
+  };
+  const auto tree =
+      at("<?xml version=\"1.0\"?>\n<interfaces xmlns=\"urn:if\"><interface><name>eth0</name>"
+         "</interface></interfaces>\n");
+  EXPECT_EQ(tree, at("XML WRAPPER") + 1);
+  EXPECT_EQ(tree, at("xml attach node interface") - 1);
+}
+
+TEST_F(PathWrapper, WithoutAPrefixNothingIsLookedUp) {
+  c.mapper.nsByYmpPrefix_[""] = "urn:nothing";
+  add("interfaces");
+  (*add("interface").mutable_key())["name"] = "eth0";
+  EXPECT_EQ(text_of(build()), "<interfaces><interface><name>eth0</name></interface></interfaces>");
+  EXPECT_EQ(namespaces, Texts{});
+}
+
 TEST_F(PathWrapper, TracesAnUnknownPrefixAndASavedNamespace) {
   add("nowhere:a");
   add("ip:b");
