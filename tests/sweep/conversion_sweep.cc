@@ -130,6 +130,25 @@ TEST(ConversionSweep, AContainersElement) {
   }
 }
 
+TEST(ConversionSweep, AContainerWithAStringValueNamesIt) {
+  Conversion c;
+  std::string text = "text";
+  for (cJSON* item : {c.bound("{}", c.ipv4), c.bound("[]", c.alias)}) {
+    item->valuestring = text.data();
+    for (int n = 1; n <= 2; ++n) {
+      const Outcome outcome = run_failing(AllocationKind::kXml, n, [&] {
+        c.status = grpc::Status::OK;
+        const XmlTree element = c.start(item);
+        nexa_test::FailingAllocator::disarm();
+        return element == nullptr ? c.verdict() : show(element);
+      });
+      EXPECT_EQ(outcome.result, "8: Out of memory while processing text");
+      EXPECT_EQ(outcome.errors[0], kUnable);
+    }
+    item->valuestring = nullptr;
+  }
+}
+
 class PathSweep : public testing::Test {
  protected:
   PathSweep() {

@@ -57,7 +57,7 @@ inline Outcome run_failing(AllocationKind kind, int n, const std::function<std::
       }
       outcome.fired = armed.fired();
     }
-    for (const Line& line : log ? log->take() : Lines())
+    for (const Line& line : log ? log->take(GPR_LOG_SEVERITY_ERROR) : Lines())
       outcome.errors.push_back(mask_numbers(line.text));
   }
   xmlResetLastError();  // libxml2 keeps a copy of the last one
