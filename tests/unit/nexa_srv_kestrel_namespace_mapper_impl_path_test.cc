@@ -21,16 +21,21 @@ gnmi::Path path(const std::vector<std::string>& names) {
 }
 
 // /oc-if:interfaces/interface[name]{ oc-vlan:routed{ oc-ip:ipv4 }, tunnel{ ipv4 }, acme:box{ x },
-//                                    acme:twin, other:twin }
+//                                    acme:twin, other:twin, oc-vlan:pair{ acme:deep }, acme:pair }
+// and box holds other:ipv4 too
 class UnprefixedPath : public testing::Test {
  protected:
   UnprefixedPath() {
     FakeNode entry = interfaces_.container("interfaces").list("interface", {"name"});
     entry.in(vlan_).container("routed").in(ip_).container("ipv4").leaf("mtu");
     entry.container("tunnel").container("ipv4").leaf("mtu");
-    entry.in(acme_).container("box").leaf("x");
+    FakeNode box = entry.in(acme_).container("box");
+    box.leaf("x");
+    box.in(other_).container("ipv4");
     entry.in(acme_).container("twin");
     entry.in(other_).container("twin");
+    entry.in(vlan_).container("pair").in(acme_).leaf("deep");
+    entry.in(acme_).container("pair");
     static_cast<void>(mapper_.populate());
     token_ = mapper_.newToken();
   }
@@ -60,6 +65,16 @@ TEST_F(UnprefixedPath, IsCompletedByPseudoModules) {
 TEST_F(UnprefixedPath, PrefersTheChildOfTheParentsModuleToAPseudoModule) {
   EXPECT_EQ(internalized(path({"interfaces", "interface", "tunnel", "ipv4", "mtu"})),
             "/oc-if:interfaces/interface/tunnel/ipv4/mtu");
+}
+
+TEST_F(UnprefixedPath, PrefersAPseudoModuleToOtherModules) {
+  EXPECT_EQ(internalized(path({"interfaces", "interface", "pair", "deep"})),
+            "/oc-if:interfaces/interface/oc-vlan:pair/acme:deep");
+}
+
+TEST_F(UnprefixedPath, LeavesAPseudoModuleThatHasNoChildOfTheNameThere) {
+  EXPECT_EQ(internalized(path({"interfaces", "interface", "box", "ipv4"})),
+            "/oc-if:interfaces/interface/acme:box/other:ipv4");
 }
 
 TEST_F(UnprefixedPath, TakesTheOnlyChildOfTheName) {

@@ -29,6 +29,11 @@ static_assert(std::has_virtual_destructor_v<ServiceKestrelNamespaceMapperImpl>);
 static_assert(std::has_virtual_destructor_v<gnmi::BaseNamespaceMapper>);
 static_assert(std::is_base_of_v<gnmi::BaseNamespaceMapper, ServiceKestrelNamespaceMapperImpl>);
 
+// Read before any mapper of this program exists: each one's end sets the flag back.
+const bool kCachedAtStart = ServiceKestrelNamespaceMapperImpl::schema_data_cached_;
+
+TEST(Mapper, NothingIsCachedAtStart) { EXPECT_FALSE(kCachedAtStart); }
+
 TEST(Mapper, IsConstructedEmptyWithoutReadingTheSchema) {
   FakeSchema schema;
   schema.module("m", "p", "urn:m").container("c").leaf("l");

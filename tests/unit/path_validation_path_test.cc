@@ -246,7 +246,7 @@ TEST(NumWildcardsInPath, CountsNamesAndKeyValuesButNotKeyNames) {
   gnmi::Path path;
   add(path, "*", {{"a", "*"}, {"b", "*"}, {"c", "x*"}});
   add(path, "b*", {{"*", "1"}});
-  add(path, "c", {{"k", "*"}, {"l", "..."}});
+  add(path, "c", {{"k", "*"}, {"l", "..."}, {"m", ""}});
   EXPECT_EQ(Helpers::num_wildcards_in_path(path), 4);
 }
 
