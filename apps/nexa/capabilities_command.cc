@@ -86,7 +86,7 @@ void add_capabilities_command(CLI::App& app, Session& session) {
   command->description(
       "List the models of a set of YANG modules\n\n"
       "Lists the model data that a server with these modules announces in its Capabilities "
-      "answer:\n"
+      "answer: "
       "module name, version (openconfig-version or the latest revision) and organization.");
   options->schema.add_to(*command);
   command->add_option("--format", options->format, "Form of the answer")

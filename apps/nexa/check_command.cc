@@ -16,14 +16,17 @@ namespace {
 constexpr char kExamples[] = R"(REQUEST
   One message, as protobuf text or as JSON:
     path { elem { name: "interfaces" } } type: CONFIG encoding: JSON_IETF
-    {"subscribe": {"subscription": [{"mode": "SAMPLE", "path": {"elem": [{"name": "a"}]}}]}}
+    {"subscribe": {"subscription": [
+      {"mode": "SAMPLE", "path": {"elem": [{"name": "a"}]}}]}}
 
 EXAMPLES
   nexa check --request get.txtpb
-  echo 'delete { elem { name: "interfaces" } }' | nexa check --request - --format json
+  echo 'delete { elem { name: "interfaces" } }' |
+    nexa check --request - --format json
 
 EXIT STATUS
-  0 accepted    1 refused: "CODE_NAME: message" is on standard error, and the field below it
+  0 accepted
+  1 refused: "CODE_NAME: message" is on standard error, and the field below it
   2 wrong usage, or no request)";
 
 struct Options {
@@ -83,7 +86,7 @@ void add_check_command(CLI::App& app, Session& session) {
   CLI::App* command = app.add_subcommand("check");
   command->description(
       "Check a Get, Set or Subscribe request\n\n"
-      "Runs the checks of a whole request that a server runs before it looks at its schema:\n"
+      "Runs the checks of a whole request that a server runs before it looks at its schema: "
       "options, encodings, names, keys and wildcards. Prints the verdict that a client would get.");
   command->add_option("--request", options->file, "File with the request; - is standard input")
       ->required()

@@ -15,16 +15,18 @@ namespace nexa_tool {
 namespace {
 
 constexpr char kExamples[] = R"(PATH
-  A gNMI path string: /module:name/list[key=value]/leaf. An element may leave its module out where
-  one meaning is left, and may have the YANG prefix instead; with --raw the first element carries its
-  module's name, and so does a later one of another module. In a key value "\" makes the next
-  character literal: write "\]" and "\\". "/" is the whole tree; it takes --mode replace.
+  A gNMI path string: /module:name/list[key=value]/leaf. An element may leave
+  its module out where one meaning is left, and may have the YANG prefix
+  instead; with --raw the first element carries its module's name, and so does
+  a later one of another module. In a key value "\" makes the next character
+  literal: write "\]" and "\\". "/" is the whole tree; it takes --mode replace.
 
 EXAMPLES
   An interface, its value on standard input:
     echo '{"type": "iana-if-type:ethernetCsmacd", "enabled": true}' |
-      nexa convert -p /usr/share/yuma/nmda-modules/ietf -p /usr/share/yuma/modules/ietf \
-        -m ietf-interfaces -m iana-if-type --path '/ietf-interfaces:interfaces/interface[name=eth0]'
+      nexa convert -p /usr/share/yuma/nmda-modules/ietf \
+        -p /usr/share/yuma/modules/ietf -m ietf-interfaces -m iana-if-type \
+        --path '/ietf-interfaces:interfaces/interface[name=eth0]'
 
   One leaf, readable:
     echo '"core-1.example.net"' |
@@ -35,7 +37,9 @@ EXAMPLES
     nexa convert -p yang --path / --mode replace config.json
 
 EXIT STATUS
-  0 converted    1 refused: "CODE_NAME: message" is on standard error    2 wrong usage)";
+  0 converted
+  1 refused: "CODE_NAME: message" is on standard error
+  2 wrong usage)";
 
 struct Options {
   SchemaOptions schema;
@@ -113,7 +117,7 @@ void add_convert_command(CLI::App& app, Session& session) {
   CLI::App* command = app.add_subcommand("convert");
   command->description(
       "Convert one Set update to configuration XML\n\n"
-      "Converts the JSON_IETF value of one gNMI Set update to the configuration XML that a server\n"
+      "Converts the JSON_IETF value of one gNMI Set update to the configuration XML that a server "
       "would store. The XML document goes to standard output, and nothing else does.");
   command->add_option("--path", options->path, "Path of the update")->required()->type_name("PATH");
   options->schema.add_to(*command);

@@ -26,8 +26,9 @@ constexpr char kExamples[] = R"(EXAMPLES
   nexa history --data /var/lib/nexad --limit 10
   nexa history --data /var/lib/nexad --show 7
 
-  The list names the newest commit first: number, time, author, bytes of the change, comment.
-  --show prints what a commit changed, as a YANG difference: each node carries an operation.
+  The list names the newest commit first: number, time, author, bytes of the
+  change, comment. --show prints what a commit changed, as a YANG difference:
+  each node carries an operation.
 
 EXIT STATUS
   0 done    1 the log cannot be read, or has no such commit    2 wrong usage)";
@@ -132,7 +133,7 @@ void add_history_command(CLI::App& app, Session& session) {
   const auto options = std::make_shared<Options>();
   CLI::App* command = app.add_subcommand("history");
   command->description(
-      "List what was committed to a server's data directory\n\n"
+      "List what was committed to a data directory\n\n"
       "Reads the log beside the server, which may go on working.");
   command->add_option("--data", options->directory, "Data directory of the server")
       ->required()

@@ -9,14 +9,16 @@
 #include <string>
 
 #include "commands.h"
+#include "help_text.h"
 
 namespace {
 
 using namespace nexa_tool;
 
 constexpr char kAbout[] =
-    "nexa works offline on what a gNMI server receives: paths, JSON_IETF values, and the\n"
-    "configuration XML that they become over a set of YANG modules.";
+    "nexa works offline on what a gNMI server receives: paths, JSON_IETF values, and the "
+    "configuration XML that they become over a set of YANG modules; and on the data directory of a "
+    "server, for its history.";
 constexpr char kFooter[] =
     R"(Each command explains itself: nexa convert --help
 
@@ -27,7 +29,7 @@ EXAMPLE
 
 // In the list of commands each shows the first line of its description; the rest is for its own
 // help.
-class HelpFormatter : public CLI::Formatter {
+class HelpFormatter : public help_text::Formatter {
  public:
   std::string make_subcommand(const CLI::App* command) const override {
     const std::string description = command->get_description();

@@ -23,18 +23,22 @@ using nexa::host::ResolvedPath;
 using nexa::host::Snode;
 
 constexpr char kExamples[] = R"(TEXT
-  What the database writes: an xpath /oc-if:interfaces/interface[name='eth0'] or a keypath
-  /oc-if:interfaces/interface{eth0}, key values in schema order, "\ " for a blank in a value. Names
-  carry YANG prefixes; module names are understood too.
+  What the database writes: an xpath /oc-if:interfaces/interface[name='eth0'] or
+  a keypath /oc-if:interfaces/interface{eth0}, key values in schema order, "\ "
+  for a blank in a value. Names carry YANG prefixes; module names are understood
+  too.
 
 EXAMPLES
   nexa path -p yang "/oc-if:interfaces/interface[name='eth0']/config/mtu"
   nexa path -p yang '/oc-if:interfaces/interface{eth0}' --format json
   nexa path --to-xpath '/interfaces/interface[name=eth0]'
-  nexa path -p yang --to-keypath '/openconfig-interfaces:interfaces/interface[name=eth0]'
+  nexa path -p yang \
+    --to-keypath '/openconfig-interfaces:interfaces/interface[name=eth0]'
 
 EXIT STATUS
-  0 done    1 refused: "CODE_NAME: message" is on standard error    2 wrong usage)";
+  0 done
+  1 refused: "CODE_NAME: message" is on standard error
+  2 wrong usage)";
 
 struct Options {
   SchemaOptions schema;
@@ -212,9 +216,9 @@ void add_path_command(CLI::App& app, Session& session) {
   CLI::App* command = app.add_subcommand("path");
   command->description(
       "Convert a path between its forms\n\n"
-      "Resolves a path that the configuration database wrote to the gNMI path in RFC 7951 names\n"
-      "and its schema nodes; or writes a gNMI path as the database does. With --yang-dir the\n"
-      "written path has YANG prefixes and its keys stand in schema order; without, names stay and\n"
+      "Resolves a path that the configuration database wrote to the gNMI path in RFC 7951 names "
+      "and its schema nodes; or writes a gNMI path as the database does. With --yang-dir the "
+      "written path has YANG prefixes and its keys stand in schema order; without, names stay and "
       "keys are sorted.");
   command->add_option("TEXT", options->text, "Path as the database writes it")->type_name("");
   command->add_option("--to-keypath", options->to_keypath, "Write this gNMI path as a keypath")

@@ -21,8 +21,9 @@ namespace {
 constexpr char kExamples[] = R"(EXAMPLE
   nexa rollback -p /usr/share/yang --data /var/lib/nexad --to 7
 
-  The configuration becomes what commit 7 left, as a new commit; 0 is the empty configuration.
-  Give the modules that the server runs with. Stop the server first.
+  The configuration becomes what commit 7 left, as a new commit; 0 is the empty
+  configuration. Give the modules that the server runs with. Stop the server
+  first.
 
 EXIT STATUS
   0 done    1 refused: what is wrong is on standard error    2 wrong usage)";
@@ -77,7 +78,7 @@ void add_rollback_command(CLI::App& app, Session& session) {
   const auto options = std::make_shared<Options>();
   CLI::App* command = app.add_subcommand("rollback");
   command->description(
-      "Return a server's configuration to an earlier commit\n\n"
+      "Return a configuration to an earlier commit\n\n"
       "Writes a new commit into the data directory of a server that is not running.");
   command->add_option("--data", options->directory, "Data directory of the server")
       ->required()

@@ -49,7 +49,7 @@ void SchemaOptions::add_to(CLI::App& command, bool required) {
       ->take_all();
   command
       .add_option("-m,--module", modules,
-                  "Load only this module and what it imports; give it again for more.\n"
+                  "Load only this module and what it imports; give it again for more. "
                   "Without it every module of the folders is loaded")
       ->type_name("NAME")
       ->expected(1)

@@ -4,9 +4,11 @@
 
 #include <CLI/CLI.hpp>
 
+#include <memory>
 #include <sstream>
 
 #include "config_file.h"
+#include "help_text.h"
 #include "settings.h"
 
 extern char** environ;
@@ -15,10 +17,10 @@ namespace nexad {
 namespace {
 
 constexpr char kAbout[] =
-    "nexad serves the configuration of a device over gNMI, and keeps every committed byte.\n"
-    "Each option can also be given as a variable, NEXAD_ and its name in capitals (lists\n"
-    "separated by commas), or in the file that --config names; an option counts more than a\n"
-    "variable, and that more than the file.";
+    "nexad serves the configuration of a device over gNMI, and keeps every committed byte. Each "
+    "option can also be given as a variable, NEXAD_ and its name in capitals (lists separated by "
+    "commas), or in the file that --config names; an option counts more than a variable, and that "
+    "more than the file.";
 
 struct Value {
   std::vector<std::string> values;
@@ -28,6 +30,7 @@ struct Value {
 class Parser {
  public:
   Parser() : app_(kAbout, "nexad") {
+    app_.formatter(std::make_shared<help_text::Formatter>());
     app_.set_version_flag("-V,--version", "nexad " NEXA_VERSION);
     app_.add_option("--config", config_file_, "File of settings (TOML)")->type_name("FILE");
     app_.add_flag("--check-config", check_config_,
@@ -46,7 +49,7 @@ class Parser {
       std::ostringstream out;
       std::ostringstream ignored;
       if (app_.exit(problem, out, ignored) != 0) {
-        error = problem.what();
+        error = problem.what() + std::string("; nexad --help shows what there is");
         return false;
       }
       invocation.action = Action::kShow;

@@ -1,22 +1,18 @@
 // prometheus-cpp's part of the server.
 #include "metrics.h"
 
-#include <prometheus/collectable.h>
 #include <prometheus/counter.h>
-#include <prometheus/exposer.h>
 #include <prometheus/gauge.h>
 #include <prometheus/histogram.h>
+#include <prometheus/text_serializer.h>
 
 #include <array>
 #include <atomic>
-#include <exception>
 #include <mutex>
-#include <system_error>
-#include <thread>
 #include <utility>
 
 #include "log.h"
-#include "sockets.h"
+#include "metrics_page.h"
 
 namespace nexad {
 namespace {
@@ -41,8 +37,6 @@ constexpr std::array<const char*, 17> kCodes{
     "DATA_LOSS",
     "UNAUTHENTICATED",
 };
-
-constexpr std::chrono::milliseconds kBetweenKnocks{10};
 
 prometheus::Histogram::BucketBoundaries seconds() {
   return {0.0005, 0.001, 0.0025, 0.005, 0.01, 0.025, 0.05, 0.1, 0.25, 0.5, 1, 2.5, 5, 10};
@@ -97,7 +91,7 @@ class Metrics::Method {
   std::array<std::atomic<prometheus::Counter*>, kCodes.size()> counters_{};
 };
 
-class Metrics::Values final : public prometheus::Collectable {
+class Metrics::Values {
  public:
   void add(const std::string& name, const std::string& help, bool counter,
            std::function<double()> value) {
@@ -105,7 +99,7 @@ class Metrics::Values final : public prometheus::Collectable {
     values_.push_back({name, help, counter, std::move(value)});
   }
 
-  std::vector<prometheus::MetricFamily> Collect() const override {
+  std::vector<prometheus::MetricFamily> Collect() const {
     const std::lock_guard lock(mutex_);
     std::vector<prometheus::MetricFamily> families;
     for (const Value& value : values_) families.push_back(family(value));
@@ -177,40 +171,20 @@ void Metrics::add_value(const std::string& name, const std::string& help, bool c
 }
 
 bool Metrics::expose(const Address& address, std::string& error) {
-  try {
-    exposer_ = std::make_unique<prometheus::Exposer>(address.text(), 2);
-  } catch (const std::exception& problem) {
-    error = address.text() + ": " + problem.what();
-    return false;
-  }
-  host_ = address.host;
-  exposer_->RegisterCollectable(registry_);
-  exposer_->RegisterCollectable(values_);
-  return true;
+  page_ = std::make_unique<MetricsPage>([this] { return page_text(); });
+  if (page_->start(address, error)) return true;
+  page_.reset();
+  return false;
 }
 
-// The page's server sees that it should end when a connection comes, or else within two seconds.
-void Metrics::unexpose() {
-  if (exposer_ == nullptr) return;
-  const Address address{host_, static_cast<std::uint16_t>(port())};
-  std::atomic<bool> ended = false;
-  std::thread knocker;
-  try {
-    knocker = std::thread([&] {
-      for (; !ended; std::this_thread::sleep_for(kBetweenKnocks)) knock(address);
-    });
-  } catch (const std::system_error&) {
-    // It ends a little later then.
-  }
-  exposer_.reset();
-  ended = true;
-  if (knocker.joinable()) knocker.join();
-}
+void Metrics::unexpose() { page_.reset(); }
 
-int Metrics::port() const {
-  if (exposer_ == nullptr) return 0;
-  const std::vector<int> ports = exposer_->GetListeningPorts();
-  return ports.empty() ? 0 : ports.front();
+int Metrics::port() const { return page_ == nullptr ? 0 : page_->port(); }
+
+std::string Metrics::page_text() const {
+  std::vector<prometheus::MetricFamily> families = registry_->Collect();
+  for (auto& family : values_->Collect()) families.push_back(std::move(family));
+  return prometheus::TextSerializer().Serialize(families);
 }
 
 }  // namespace nexad

@@ -10,11 +10,8 @@
 #include <vector>
 
 #include "address.h"
+#include "metrics_page.h"
 #include "server/gnmi_service.h"
-
-namespace prometheus {
-class Exposer;
-}
 
 namespace nexad {
 
@@ -49,6 +46,8 @@ class Metrics final : public nexa::host::ServiceObserver {
   class Method;
   class Values;
 
+  std::string page_text() const;
+
   std::shared_ptr<prometheus::Registry> registry_;
   std::shared_ptr<Values> values_;
   std::vector<std::unique_ptr<Method>> methods_;
@@ -56,8 +55,7 @@ class Metrics final : public nexa::host::ServiceObserver {
   prometheus::Counter& updates_;
   prometheus::Counter& overflows_;
   prometheus::Counter& faults_;
-  std::string host_;
-  std::unique_ptr<prometheus::Exposer> exposer_;
+  std::unique_ptr<MetricsPage> page_;
 };
 
 }  // namespace nexad

@@ -36,9 +36,9 @@ std::string fault_of_addresses(const ServerConfig& config) {
   }
   if (config.metrics == "off") return {};
   const auto address = parse_address(config.metrics);
-  if (!address || address->host.empty()) {
+  if (!address) {
     return config.origin("metrics") + ": \"" + config.metrics +
-           "\" is neither HOST:PORT nor \"off\"";
+           "\" is not HOST:PORT, [IPV6]:PORT, :PORT or \"off\"";
   }
   if (!config.metrics_public && !is_loopback(*address)) {
     return config.origin("metrics") + ": other machines can reach " + config.metrics +

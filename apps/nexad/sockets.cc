@@ -113,13 +113,4 @@ ListeningSockets open_listening_sockets(const Address& address, std::string& err
   return result;
 }
 
-void knock(const Address& address) {
-  std::string ignored;
-  const AddressList list = resolve(address, AF_UNSPEC, ignored);
-  for (addrinfo* info = list.get(); info != nullptr; info = info->ai_next) {
-    const Socket socket(::socket(info->ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    if (socket.get() >= 0) connect(socket.get(), info->ai_addr, info->ai_addrlen);
-  }
-}
-
 }  // namespace nexad

@@ -37,10 +37,6 @@ struct ListeningSockets {
 // free one. No sockets and `error` set when one cannot be had.
 ListeningSockets open_listening_sockets(const Address& address, std::string& error);
 
-// Connects to the address and goes away at once, so that whoever waits there wakes up. Waits for
-// nothing; nobody there is no fault.
-void knock(const Address& address);
-
 }  // namespace nexad
 
 #endif  // APPS_NEXAD_SOCKETS_H_

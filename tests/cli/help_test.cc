@@ -2,6 +2,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sstream>
+#include <string>
+#include <vector>
+
 #include "run_program.h"
 
 namespace nexa_test {
@@ -16,6 +20,20 @@ TEST(NexaHelp, NamesEveryCommand) {
   EXPECT_EQ(outcome.err, "");
   for (const char* text : {"convert", "capabilities", "--version", "EXAMPLE"}) {
     EXPECT_THAT(outcome.out, HasSubstr(text));
+  }
+}
+
+TEST(NexaHelp, FitsATerminalOf80Columns) {
+  for (const char* command :
+       {"", "capabilities", "check", "convert", "history", "path", "rollback"}) {
+    std::vector<std::string> words{command, "--help"};
+    if (words.front().empty()) words.erase(words.begin());
+    const Outcome outcome = run_nexa(words);
+    EXPECT_EQ(outcome.status, 0);
+    std::istringstream lines(outcome.out);
+    int many = 0;
+    for (std::string line; std::getline(lines, line); ++many) EXPECT_LE(line.size(), 80U) << line;
+    EXPECT_GT(many, 10) << command;
   }
 }
 

@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -165,7 +166,7 @@ TEST(Invocation, NamesTheFlagAtFault) {
   EXPECT_EQ(error_of(with({"--listen", "127.0.0.1:65536"})),
             "--listen: \"127.0.0.1:65536\" is not HOST:PORT, [IPV6]:PORT or :PORT");
   EXPECT_EQ(error_of(with({"--metrics", "on"})),
-            "--metrics: \"on\" is neither HOST:PORT nor \"off\"");
+            "--metrics: \"on\" is not HOST:PORT, [IPV6]:PORT, :PORT or \"off\"");
   EXPECT_EQ(error_of(with({"--metrics", "0.0.0.0:9340"})),
             "--metrics: other machines can reach 0.0.0.0:9340: --metrics-public allows that");
   EXPECT_TRUE(config_of(with({"--metrics", "0.0.0.0:1", "--metrics-public"})).metrics_public);
@@ -238,6 +239,25 @@ TEST(Invocation, KnowsItsActions) {
   EXPECT_EQ(action({"--hash-password"}), Action::kHashPassword);
   EXPECT_EQ(action({"--help"}), Action::kShow);
   EXPECT_EQ(action({"--version"}), Action::kShow);
+}
+
+TEST(Invocation, HelpFitsATerminalOf80Columns) {
+  Invocation invocation;
+  std::string error;
+  ASSERT_TRUE(parse_invocation({"--help"}, {}, invocation, error)) << error;
+  std::istringstream help(invocation.text);
+  int lines = 0;
+  for (std::string line; std::getline(help, line); ++lines) EXPECT_LE(line.size(), 80U) << line;
+  EXPECT_GT(lines, 60);
+  const std::string broken =
+      "  --users FILE                Users, one a line: name:role:hash. Without it\n"
+      "                              everybody who can connect may read and write\n";
+  EXPECT_NE(invocation.text.find(broken), std::string::npos) << invocation.text;
+}
+
+TEST(Invocation, AWordThatIsNotKnownIsNamed) {
+  EXPECT_EQ(error_of(with({"--colour"})),
+            "The following argument was not expected: --colour; nexad --help shows what there is");
 }
 
 TEST(SplitWords, KeepsQuotedWordsTogether) {
