@@ -24,12 +24,11 @@ namespace fs = std::filesystem;
 std::string fault_of_data(const std::string& folder) {
   std::error_code ignored;
   fs::path path = fs::absolute(folder, ignored);
-  const auto kind = fs::status(path, ignored).type();
-  if (kind == fs::file_type::not_found) {
-    // It will be made: the nearest folder above has to let us.
-    while (path.has_parent_path() && path != path.root_path() && !fs::exists(path, ignored)) {
-      path = path.parent_path();
-    }
+  if (!path.has_filename()) path = path.parent_path();
+  if (fs::status(path, ignored).type() == fs::file_type::not_found) {
+    // It will be made: the folder above has to let us.
+    path = path.parent_path();
+    if (!fs::exists(path, ignored)) return "there is no folder " + path.string() + " to make it in";
   }
   if (!fs::is_directory(path, ignored)) return path.string() + " is not a folder";
   if (access(path.c_str(), W_OK | X_OK) != 0) {

@@ -1,6 +1,7 @@
 // Written beside its place and renamed into it.
 #include "ready_file.h"
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <system_error>
@@ -21,13 +22,15 @@ ReadyFile::~ReadyFile() {
 bool ReadyFile::write(const std::string& line, std::string& error) const {
   if (path_.empty()) return true;
   const std::string unfinished = path_ + ".new";
+  errno = 0;
   std::ofstream out(unfinished, std::ios::trunc);
   out << line << "\n";
   out.close();
   std::error_code fault;
   if (out) std::filesystem::rename(unfinished, path_, fault);
   if (out && !fault) return true;
-  error = path_ + ": cannot be written" + (fault ? ": " + fault.message() : "");
+  if (!fault) fault = std::error_code(errno, std::generic_category());
+  error = path_ + ": cannot be written: " + fault.message();
   return false;
 }
 

@@ -11,7 +11,7 @@ import grpc
 from gnmilib.client import Client, as_update, gnmi
 from kit import raw, report
 from kit.case import StartCase
-from kit.server import DidNotStart, Server
+from kit.server import DidNotStart, Server, ietf_modules
 
 LEVEL = "/test-rules:rules/level"
 
@@ -24,6 +24,18 @@ class Ready(StartCase):
             self.assertEqual(file.read().strip(), server.address)
         with server.client() as client:
             client.capabilities()
+
+    def test_the_log_of_a_start_is_a_few_lines_and_no_error(self):
+        lines = self.begin(schema=ietf_modules()).log().splitlines()
+        self.assertLess(len(lines), 5)
+        for line in lines:
+            self.assertRegex(line, r"^[-\d]+T[:.\d]+Z info nexad: ")
+
+    def test_a_ready_file_that_cannot_be_written_is_named(self):
+        name = self.path("nowhere/ready")
+        with self.assertRaises(DidNotStart) as caught:
+            self.begin("--ready-file", name)
+        self.assertIn(f"nexad: {name}: cannot be written: No such file", str(caught.exception))
 
     def test_systemd_is_told_when_it_serves_and_when_it_stops(self):
         name = self.path("notify")

@@ -53,8 +53,13 @@ TEST_F(Preflight, TakesADataFolderThatIsThereOrCanBeMade) {
   EXPECT_FALSE(std::filesystem::exists(config_.data));
   std::filesystem::create_directory(config_.data);
   EXPECT_TRUE(passes());
-  config_.data += "/deeper/still";
+  config_.data += "/deeper/";
   EXPECT_TRUE(passes());
+}
+
+TEST_F(Preflight, RefusesADataFolderThatWouldNotBeMade) {
+  config_.data += "/deeper";
+  EXPECT_EQ(fault(), "--data: there is no folder " + folder_ + "/data to make it in");
 }
 
 TEST_F(Preflight, RefusesADataFolderThatIsAFile) {
