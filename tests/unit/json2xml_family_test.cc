@@ -130,6 +130,30 @@ TEST_F(Family, AFlaggedTypeIsConvertedBelowTheTop) {
   item->child->type &= ~cJSON_StringIsConst;
 }
 
+TEST_F(Family, AFlaggedArrayIsSpreadOverItsParentAndNamesItsEntries) {
+  cJSON* item = c.bound_tree("{\"ietf-interfaces:alias\":[\"a\",1]}", c.entry);
+  item->child->type |= cJSON_StringIsConst;
+  EXPECT_EQ(text_of(c.start(item)), "<interface><alias>a</alias><alias>1</alias></interface>");
+  item->child->type &= ~cJSON_StringIsConst;
+}
+
+TEST_F(Family, UnsupportedTypesAreShownWhole) {
+  constexpr int kFlaggedNull = cJSON_NULL | cJSON_StringIsConst;
+  cJSON* object = c.bound_tree("{\"mtu\":null}", c.entry);
+  object->child->type = kFlaggedNull;
+  cJSON* array = c.bound_tree("[null]", c.alias);
+  array->child->type = kFlaggedNull;
+  LogCapture log;
+  EXPECT_EQ(text_of(c.convert(&ServiceRpcMsgHelpers::json_object2xml, object)), "<interface/>");
+  EXPECT_EQ(text_of(c.convert(&ServiceRpcMsgHelpers::json_array2xml, array)), "(null)");
+  EXPECT_EQ(c.verdict(), "13: UNSUPPORTED cjson_ele->type 516 at #");
+  EXPECT_EQ(errors_of(log),
+            (Texts{std::string(kUnit) + "in json_object2xml at # USUPPORTED cjson_ele->type 516",
+                   std::string(kUnit) + "in json_array2xml at # UNSUPPORTED cjson_ele->type 516"}));
+  object->child->type = cJSON_NULL;
+  array->child->type = cJSON_NULL;
+}
+
 TEST_F(Family, ConvertsAThousandLevels) {
   // cJSON takes no more.
   const std::string json = std::string(999, '[') + "1" + std::string(999, ']');

@@ -186,6 +186,28 @@ TEST_F(Json2Xml, LookingANameUpLeavesANullEntry) {
   EXPECT_EQ(c.hash.find(item->child), nullptr);
 }
 
+TEST_F(Json2Xml, NamesAndStringsLeaveANullEntryEachOnItsOwn) {
+  cJSON* number = c.parse("{\"a\":1}")->child;
+  EXPECT_NE(c.json2xml(number), nullptr);
+  EXPECT_TRUE(c.hash.contains(number));
+  cJSON* text = c.parse("\"x\"");
+  EXPECT_NE(c.json2xml(text), nullptr);
+  EXPECT_TRUE(c.hash.contains(text));
+  cJSON* neither = c.parse("1");
+  EXPECT_NE(c.json2xml(neither), nullptr);
+  EXPECT_FALSE(c.hash.contains(neither));
+}
+
+TEST_F(Json2Xml, FlagsOfATypePlayNoPart) {
+  for (const char* json : {"{\"a\":1}", "{\"a\":true}", "{\"a\":\"x\"}", "{\"a\":[2,3]}"}) {
+    cJSON* item = c.parse(json)->child;
+    const std::string plain = text_of(c.json2xml(item));
+    item->type |= cJSON_StringIsConst;
+    EXPECT_EQ(text_of(c.json2xml(item)), plain) << json;
+    item->type &= ~cJSON_StringIsConst;
+  }
+}
+
 TEST_F(Json2Xml, ConvertsAThousandLevels) {
   std::string json;
   for (int i = 0; i < 999; ++i) json += "{\"a\":";

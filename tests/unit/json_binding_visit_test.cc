@@ -240,6 +240,16 @@ TEST_F(JsonBindingVisitTest, ValueGoesByTheLowByteOfTheType) {
   EXPECT_EQ(node_of(tree->child), leaf_.get());
 }
 
+TEST_F(JsonBindingVisitTest, ArrayElementsGoByTheLowByteOfTheirType) {
+  const Tree tree = parse(R"([{"leaf":"x"},"s",[1],null,2])");
+  for (cJSON* child = tree->child; child != nullptr; child = child->next) {
+    child->type |= cJSON_StringIsConst;
+  }
+  visit_array(tree.get(), top_, &hash_);
+  EXPECT_EQ(node_of(tree->child->child), leaf_.get());
+  EXPECT_EQ(hash_.size(), 8u);
+}
+
 TEST_F(JsonBindingVisitTest, DeepestPayloadThatCJsonAcceptsIsBound) {
   constexpr int kDepth = 999;
   const Tree tree = parse(std::string(kDepth, '[') + "1" + std::string(kDepth, ']'));
