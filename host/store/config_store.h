@@ -47,6 +47,9 @@ struct CommitRequest {
   // Asked once the result is valid and before it is made durable; a status that is not OK ends the
   // commit with that status. Readers go on meanwhile. Not asked when nothing changes.
   std::function<grpc::Status(const Change&)> approve;
+  // Asked between edits, which may be many and costly: whether nobody waits for the outcome any
+  // more. May be empty. Not asked once the edits are applied.
+  std::function<bool()> abandoned;
 };
 
 // Outcome of a commit. After a refusal nothing of the request remains, in memory or on disk.
@@ -54,7 +57,8 @@ struct CommitResult {
   // OK: durable and visible. INVALID_ARGUMENT: a value or the result is against the schema;
   // NOT_FOUND: a path names nothing in the schema; FAILED_PRECONDITION: the result breaks a
   // constraint together with data that was there before (must, when, leafref, unique, mandatory,
-  // min- and max-elements); RESOURCE_EXHAUSTED: the disk is full; INTERNAL: the engine failed.
+  // min- and max-elements); RESOURCE_EXHAUSTED: the disk is full; CANCELLED: nobody waits for it;
+  // INTERNAL: the engine failed.
   grpc::Status status;
   std::uint64_t number = 0;  // of the commit; the current one when nothing changed
   std::int64_t time_ns = 0;

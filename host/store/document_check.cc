@@ -6,6 +6,7 @@
 #include <string>
 
 #include "store/node_tools.h"
+#include "store/repeated_entries.h"
 #include "store/violation_text.h"
 
 namespace nexa::host {
@@ -81,6 +82,11 @@ std::optional<Violation> read_nodes(std::string_view xml, TreePtr& tree) {
 }
 
 std::optional<Violation> read_document(std::string_view xml, TreePtr& tree) {
+  const std::string repetition = cut_at_repetition(xml);
+  if (!repetition.empty()) {
+    if (auto problem = read_nodes(repetition, tree)) return problem;
+    if (auto problem = check_siblings(tree.get())) return problem;
+  }
   if (auto problem = read_nodes(xml, tree)) return problem;
   return check_siblings(tree.get());
 }

@@ -20,6 +20,7 @@
 namespace nexa::host {
 namespace {
 
+constexpr char kAbandoned[] = "nobody waits for the commit any more";
 constexpr char kNoMemory[] = "out of memory";
 constexpr char kTreeFailed[] = "the change could not be computed";
 constexpr char kUnknownOutcome[] =
@@ -194,6 +195,9 @@ CommitResult TreeStore::commit(const CommitRequest& request) {
   try {
     EditApplier applier(candidate_->mutable_top(), transaction.touched, standing_);
     for (std::size_t i = 0; i < request.edits.size(); ++i) {
+      if (request.abandoned && request.abandoned()) {
+        return refuse(transaction, grpc::StatusCode::CANCELLED, kAbandoned);
+      }
       transaction.touched.set_edit(static_cast<int>(i));
       if (auto refusal = applier.apply(request.edits[i])) {
         undo(transaction.touched);
