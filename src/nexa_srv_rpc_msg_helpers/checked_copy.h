@@ -27,6 +27,10 @@ class CheckedCopy {
       : buffer_(static_cast<char*>(std::calloc(length + 1, 1))),
         refused_(buffer_ != nullptr && strcpy_s(buffer_.get(), length + 1, text) != 0) {}
 
+  // Whether a text of this length is not refused, so that a copy which changes nothing may be
+  // spared.
+  static constexpr bool takes(std::size_t length) { return length < RSIZE_MAX_STR; }
+
   bool ok() const { return buffer_ != nullptr && !refused_; }
   bool no_memory() const { return buffer_ == nullptr; }
   bool refused() const { return refused_; }

@@ -30,8 +30,11 @@ MemberName split(std::string_view name) {
 }
 
 Naming name_by_local_part(std::string_view local, xmlNodePtr xml) {
-  // Most elements were created under their schema node's name, which is the member's local part.
-  if (local == reinterpret_cast<const char*>(xml->name)) return Naming::kDone;
+  // Most elements were created under their schema node's name, which is the member's local part. A
+  // name too long to copy is refused all the same.
+  if (CheckedCopy::takes(local.size()) && local == reinterpret_cast<const char*>(xml->name)) {
+    return Naming::kDone;
+  }
   CheckedCopy copy(local.data(), local.size());
   if (copy.refused()) {
     gpr_log(GPR_ERROR, "Error occurred while copying string during conversion of JSON to XML");

@@ -145,6 +145,25 @@ TEST_F(JsonName2Xml, ANameThatCannotBeCopiedFails) {
                    "Error occurred while copying string during conversion of JSON to XML"}));
 }
 
+TEST_F(JsonName2Xml, ANameThatCannotBeCopiedFailsAlsoWhereTheSchemaHasIt) {
+  const std::string longest(32767, 'a');
+  const std::string too_long(32768, 'a');
+  for (const gpr_log_severity level : {GPR_LOG_SEVERITY_DEBUG, GPR_LOG_SEVERITY_ERROR}) {
+    LogCapture log(level);
+    cJSON* fits = member("{\"" + longest + "\":1}", c.entry.leaf(longest));
+    EXPECT_NE(c.convert(&ServiceRpcMsgHelpers::json_number2xml, fits), nullptr);
+    cJSON* item = member("{\"" + too_long + "\":1}", c.entry.leaf(too_long));
+    EXPECT_EQ(c.convert(&ServiceRpcMsgHelpers::json_number2xml, item), nullptr);
+    EXPECT_EQ(c.verdict(), "13: Failed copy at #");
+    EXPECT_EQ(errors_of(log),
+              (Texts{std::string(kUnit) +
+                     "Error occurred while copying string during conversion of JSON to XML"}));
+    item = member("{\"" + too_long + "\":{}}", c.entry.container(too_long));
+    EXPECT_EQ(c.convert(&ServiceRpcMsgHelpers::json_object2xml, item), nullptr);
+    EXPECT_EQ(c.verdict(), "13: Failed copy at #");
+  }
+}
+
 TEST_F(JsonName2Xml, AnIdentityrefsNameThatCannotBeCopiedFails) {
   const std::string too_long(32768, 'a');
   EXPECT_EQ(name(member("{\"" + too_long + "\":1}", c.type)), nullptr);
