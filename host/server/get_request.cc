@@ -14,6 +14,9 @@
 namespace nexa::host {
 namespace {
 
+// Tags and lengths of an update, its value and its notification.
+constexpr std::size_t kBytesAroundUpdate = 32;
+
 DataPart part_of(gnmi::GetRequest::DataType type) {
   if (type == gnmi::GetRequest::CONFIG) return DataPart::kConfig;
   return type == gnmi::GetRequest::STATE ? DataPart::kState : DataPart::kAll;
@@ -37,7 +40,8 @@ class Reader {
         snapshot_(snapshot),
         state_(state) {}
 
-  grpc::Status read(int index, gnmi::GetResponse& response) const;
+  // Adds what a path names; no more is kept than `room` bytes, of which it takes what it needs.
+  grpc::Status read(int index, std::size_t& room, gnmi::GetResponse& response) const;
 
  private:
   const gnmi::GetRequest& request_;
@@ -46,7 +50,7 @@ class Reader {
   const StateTree* state_;
 };
 
-grpc::Status Reader::read(int index, gnmi::GetResponse& response) const {
+grpc::Status Reader::read(int index, std::size_t& room, gnmi::GetResponse& response) const {
   const gnmi::Path& requested = request_.path(index);
   Query query;
   query.path = join_paths(request_.prefix(), requested);
@@ -55,14 +59,24 @@ grpc::Status Reader::read(int index, gnmi::GetResponse& response) const {
   query.encoding = request_.encoding();
   gnmi::Notification* notification = ServiceRpcMsgHelpers::build_notification(&response, nullptr);
   bool covered = true;
+  // Each notification repeats the prefix, which may hold a long target.
+  const std::size_t frame = request_.prefix().ByteSizeLong() + kBytesAroundUpdate;
+  bool fits = frame <= room;
+  if (fits) room -= frame;
   grpc::Status status = snapshot_.read(query, state_, [&](gnmi::Path& path, std::string& json) {
+    const std::size_t bytes = json.size() + path.ByteSizeLong() + kBytesAroundUpdate;
+    fits = fits && bytes <= room;
+    if (!fits) return;
+    room -= bytes;
     gnmi::Update* update = notification->add_update();
     covered = covered && prefix_.covers(path);
     set_value(request_.encoding(), json, *update);
     AnswerPrefix::place_origin(requested, path);
     *update->mutable_path() = std::move(path);
   });
-  if (status.ok() && notification->update_size() == 0) {
+  if (status.ok() && !fits) {
+    status = grpc::Status(grpc::StatusCode::RESOURCE_EXHAUSTED, kAnswerTooLarge);
+  } else if (status.ok() && notification->update_size() == 0) {
     status = grpc::Status(grpc::StatusCode::NOT_FOUND, kNoData);
   }
   if (!status.ok()) {
@@ -113,11 +127,12 @@ grpc::Status serve_get(const GetParts& parts, const gnmi::GetRequest& request,
   }
   const std::shared_ptr<const Snapshot> snapshot = parts.store.snapshot();
   const Reader reader(checked, *snapshot, state.get());
+  std::size_t room = parts.max_bytes;
   for (int index = 0; index < checked.path_size(); ++index) {
     if (parts.cancelled && parts.cancelled()) {
       return {grpc::StatusCode::CANCELLED, kCallCancelled};
     }
-    status = reader.read(index, response);
+    status = reader.read(index, room, response);
     if (!status.ok()) return status;
   }
   return grpc::Status::OK;

@@ -17,7 +17,8 @@ struct GetParts {
   const ConfigStore& store;
   StateCache& state;
   std::size_t max_paths = 1000;
-  std::function<bool()> cancelled;  // asked between paths; may be empty
+  std::size_t max_bytes = 256 << 20;  // of the answer
+  std::function<bool()> cancelled;    // asked between paths; may be empty
 };
 
 // Fills `response`, which is worth nothing after a failure (gNMI specification, section 3.3).

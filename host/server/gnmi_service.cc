@@ -43,8 +43,9 @@ class Service final : public GnmiService, public gnmi::gNMI::CallbackService {
       grpc::CallbackServerContext* context) override;
 
  private:
-  // Judges the caller and answers with what `serve` gives.
+  // Judges the caller and answers with what `serve` gives and puts into `response`.
   grpc::ServerUnaryReactor* answer(grpc::CallbackServerContext& context, const char* method,
+                                   google::protobuf::Message& response,
                                    std::function<grpc::Status(const UnaryCall&)> serve);
   void stop();
 
@@ -53,19 +54,22 @@ class Service final : public GnmiService, public gnmi::gNMI::CallbackService {
 };
 
 grpc::ServerUnaryReactor* Service::answer(grpc::CallbackServerContext& context, const char* method,
+                                          google::protobuf::Message& response,
                                           std::function<grpc::Status(const UnaryCall&)> serve) {
   const auto call = std::make_shared<UnaryCall>(core_, context, method);
   grpc::ServerUnaryReactor* reactor = call->reactor();
   ServiceCore::Login login{
       call->identity(), core_.workers, [call] { return call->cancelled(); }, {}};
-  login.then = [call, serve = std::move(serve)](const grpc::Status& verdict,
-                                                const Caller& /*caller*/) {
+  login.then = [this, call, &response, serve = std::move(serve)](const grpc::Status& verdict,
+                                                                 const Caller& /*caller*/) {
     if (!verdict.ok()) {
       call->finish(verdict);
     } else if (call->cancelled()) {
       call->finish({grpc::StatusCode::CANCELLED, kCallCancelled});
     } else {
-      call->finish(call->guarded([&] { return serve(*call); }));
+      const grpc::Status status = call->guarded([&] { return serve(*call); });
+      const bool given_up = status.error_code() == grpc::StatusCode::CANCELLED && core_.stopping;
+      call->finish(given_up ? core_.no_room() : status, response);
     }
   };
   core_.authenticate(std::move(login));
@@ -75,7 +79,7 @@ grpc::ServerUnaryReactor* Service::answer(grpc::CallbackServerContext& context, 
 grpc::ServerUnaryReactor* Service::Capabilities(grpc::CallbackServerContext* context,
                                                 const gnmi::CapabilityRequest* /*request*/,
                                                 gnmi::CapabilityResponse* response) {
-  return answer(*context, "Capabilities", [this, response](const UnaryCall& /*call*/) {
+  return answer(*context, "Capabilities", *response, [this, response](const UnaryCall& /*call*/) {
     fill_capabilities(core_.parts.models, *response);
     return grpc::Status::OK;
   });
@@ -84,9 +88,10 @@ grpc::ServerUnaryReactor* Service::Capabilities(grpc::CallbackServerContext* con
 grpc::ServerUnaryReactor* Service::Get(grpc::CallbackServerContext* context,
                                        const gnmi::GetRequest* request,
                                        gnmi::GetResponse* response) {
-  return answer(*context, "Get", [this, request, response](const UnaryCall& call) {
+  return answer(*context, "Get", *response, [this, request, response](const UnaryCall& call) {
     const GetParts parts{core_.parts.store, core_.state, core_.options.max_paths,
-                         [&call] { return call.cancelled(); }};
+                         core_.options.max_answer_bytes,
+                         [this, &call] { return core_.stopping || call.cancelled(); }};
     return serve_get(parts, *request, *response);
   });
 }

@@ -7,6 +7,7 @@ namespace nexa::host {
 
 inline constexpr char kShuttingDown[] = "The server is shutting down";
 inline constexpr char kTooManyRequests[] = "Too many requests are waiting";
+inline constexpr char kTooManyUnread[] = "Too many answers wait to be read by their clients";
 inline constexpr char kTooManySets[] = "Too many Set requests are waiting";
 inline constexpr char kCallCancelled[] = "The call was cancelled before it was served";
 inline constexpr char kServerFault[] = "The server failed to serve the call";
@@ -16,6 +17,8 @@ inline constexpr char kReadOnlyRole[] = "Set needs a user of the role read-write
 inline constexpr char kOriginNotServed[] =
     " not supported, the served ones are \"openconfig\", \"rfc7951\" and none";
 inline constexpr char kTargetInPath[] = "a target is taken in the prefix only";
+inline constexpr char kAnswerTooLarge[] =
+    "the answer is larger than the server sends, ask for less at a time";
 inline constexpr char kNoData[] = "no data";
 inline constexpr char kEmptyEntry[] =
     "{} or null is no value for a list entry, give its members or delete it";

@@ -11,6 +11,8 @@
 namespace nexa::host {
 namespace {
 
+// The message and what is sent of it.
+constexpr std::size_t kCopiesOfAnswer = 2;
 constexpr std::size_t kWaitingLogins = 1000;
 constexpr std::size_t kWaitingRequests = 10000;
 constexpr unsigned kFewestWorkers = 2;
@@ -32,6 +34,7 @@ ServiceCore::ServiceCore(const GnmiServiceParts& used_parts, const GnmiServiceOp
     : parts(used_parts),
       options(used_options),
       state(parts.store, parts.providers, kStateLifetime, fault_sink(parts.observer)),
+      unread(std::make_shared<UnreadAnswers>(options.unread_answer_bytes)),
       logins(1, kWaitingLogins, fault_sink(parts.observer)),
       workers(worker_count(options), kWaitingRequests, fault_sink(parts.observer)),
       rounds(worker_count(options), kWaitingRequests, fault_sink(parts.observer)),
@@ -73,7 +76,7 @@ UnaryCall::UnaryCall(ServiceCore& core, grpc::CallbackServerContext& context, co
     : core_(core),
       context_(context),
       method_(method),
-      reactor_(context.DefaultReactor()),
+      reactor_(AnswerReactor::make(core.unread)),
       identity_(std::make_shared<const CallIdentity>(identify(context))) {}
 
 UnaryCall::~UnaryCall() { finish(core_.no_room()); }
@@ -82,6 +85,18 @@ void UnaryCall::finish(const grpc::Status& status) {
   if (finished_.exchange(true)) return;
   core_.parts.observer.call_ended(method_, status.error_code(), age());
   reactor_->Finish(bounded(status));
+}
+
+void UnaryCall::finish(const grpc::Status& status, google::protobuf::Message& answer) {
+  if (!status.ok()) {
+    answer.Clear();  // nothing of it is sent, and it would stay until the client has the status
+    finish(status);
+  } else if (finished_ || reactor_->count(kCopiesOfAnswer * answer.ByteSizeLong())) {
+    finish(status);
+  } else {
+    answer.Clear();
+    finish({grpc::StatusCode::RESOURCE_EXHAUSTED, kTooManyUnread});
+  }
 }
 
 std::chrono::nanoseconds UnaryCall::age() const {

@@ -10,12 +10,14 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "server/arbitration.h"
 #include "server/call_identity.h"
 #include "server/gnmi_service.h"
 #include "server/sampler.h"
 #include "server/state_cache.h"
+#include "server/unread_answers.h"
 #include "server/worker_pool.h"
 
 namespace nexa::host {
@@ -44,6 +46,7 @@ class ServiceCore {
   std::atomic<bool> stopping{false};
   StateCache state;
   Arbitration arbitration;
+  const std::shared_ptr<UnreadAnswers> unread;
 
   // Hashing a password takes as long as a thousand reads. It has a thread of its own, so that
   // strangers who guess passwords slow down other logins and nothing else.
@@ -66,6 +69,11 @@ class UnaryCall {
   UnaryCall& operator=(const UnaryCall&) = delete;
 
   void finish(const grpc::Status& status);
+
+  // The same, with an answer that waits in memory until its client has read it; refused when too
+  // many do.
+  void finish(const grpc::Status& status, google::protobuf::Message& answer);
+
   bool cancelled() const { return context_.IsCancelled(); }
   std::chrono::nanoseconds age() const;
 
@@ -79,7 +87,7 @@ class UnaryCall {
   ServiceCore& core_;
   grpc::CallbackServerContext& context_;
   const char* method_;
-  grpc::ServerUnaryReactor* reactor_;
+  AnswerReactor* reactor_;
   std::shared_ptr<const CallIdentity> identity_;
   const std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
   std::atomic<bool> finished_{false};

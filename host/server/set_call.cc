@@ -40,10 +40,11 @@ void SetCall::judged(const grpc::Status& verdict, const Caller& caller) {
     finish({grpc::StatusCode::PERMISSION_DENIED, kReadOnlyRole});
     return;
   }
-  const SetParts parts{core_.parts.translator, core_.parts.store, core_.options.max_operations};
+  const SetParts parts{core_.parts.translator, core_.parts.store, core_.options.max_operations,
+                       [this] { return is_abandoned(); }};
   const grpc::Status status = call_.guarded([&] { return prepare_set(parts, request_, edits_); });
   if (!status.ok()) {
-    finish(status);
+    finish(status.error_code() == grpc::StatusCode::CANCELLED ? abandoned() : status);
     return;
   }
   if (core_.writer.post([self = shared_from_this()] { self->commit(); })) return;
@@ -52,13 +53,14 @@ void SetCall::judged(const grpc::Status& verdict, const Caller& caller) {
 }
 
 void SetCall::commit() {
-  if (core_.stopping) {
-    finish(core_.no_room());
-  } else if (call_.cancelled()) {
-    finish({grpc::StatusCode::CANCELLED, kCallCancelled});
-  } else {
-    finish(call_.guarded([this] { return apply(); }));
-  }
+  finish(is_abandoned() ? abandoned() : call_.guarded([this] { return apply(); }));
+}
+
+bool SetCall::is_abandoned() const { return core_.stopping || call_.cancelled(); }
+
+grpc::Status SetCall::abandoned() const {
+  return core_.stopping ? core_.no_room()
+                        : grpc::Status(grpc::StatusCode::CANCELLED, kCallCancelled);
 }
 
 grpc::Status SetCall::apply() {
@@ -70,7 +72,9 @@ grpc::Status SetCall::apply() {
     commit.author = audit_.user;
     commit.comment = "Set of " + std::to_string(operation_count(request_)) + " operations";
     commit.approve = core_.parts.approve;
+    commit.abandoned = [this] { return is_abandoned(); };
     const CommitResult result = core_.parts.store.commit(commit);
+    if (is_abandoned() && !result.status.ok()) return abandoned();
     if (!result.status.ok()) return refusal_of(request_, result);
     audit_.commit = result.number;
   }

@@ -26,6 +26,10 @@ class SetCall : public std::enable_shared_from_this<SetCall> {
   void judged(const grpc::Status& verdict, const Caller& caller);
   void commit();
   grpc::Status apply();
+  // Whether nobody waits for the answer any more: a Set may be long, and others wait behind it.
+  bool is_abandoned() const;
+  grpc::Status abandoned() const;
+
   void finish(const grpc::Status& verdict);
 
   ServiceCore& core_;

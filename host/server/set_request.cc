@@ -180,6 +180,9 @@ grpc::Status prepare_set(const SetParts& parts, const gnmi::SetRequest& request,
   edits.resize(count);
   const Preparation preparation(parts, request);
   for (std::size_t index = 0; index < count; ++index) {
+    if (parts.abandoned && parts.abandoned()) {
+      return {grpc::StatusCode::CANCELLED, kCallCancelled};
+    }
     status = preparation.add(operation_at(request, index), edits[index]);
     if (!status.ok()) return status;
   }

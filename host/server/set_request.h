@@ -6,6 +6,7 @@
 #include <grpcpp/support/status.h>
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,7 @@ struct SetParts {
   Translator& translator;
   const ConfigStore& store;
   std::size_t max_operations = 100000;
+  std::function<bool()> abandoned;  // asked between operations; may be empty
 };
 
 std::size_t operation_count(const gnmi::SetRequest& request);
