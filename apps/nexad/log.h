@@ -27,7 +27,8 @@ void log_error(std::string_view line);
 // Written whatever the level is, under the name "audit".
 void log_audit(std::string_view line);
 
-// The text with every control character as \n, \t or \xNN.
+// The text with every control character as \n, \t or \xNN; of more than 8 KiB the beginning and
+// how much follows.
 std::string one_line(std::string_view text);
 
 }  // namespace nexad

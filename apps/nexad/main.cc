@@ -125,7 +125,8 @@ int serve(const ServerConfig& config) {
   run(application, manager, signals);
   log_info("stopping");
   manager.stopping();
-  // A second signal ends the process at once.
+  // A second signal ends the process at once; a reload that comes too late does not.
+  sigdelset(&signals, SIGHUP);
   pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
   application.stop();
   log_info("stopped");

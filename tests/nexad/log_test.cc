@@ -122,6 +122,20 @@ TEST(Log, GivesPrioritiesAndNoTimesToTheJournal) {
               testing::ExitedWithCode(0), "");
 }
 
+TEST(OneLine, ShowsControlsOfBothRanges) {
+  EXPECT_EQ(one_line("a\tb\x7f"), "a\\tb\\x7f");
+  EXPECT_EQ(one_line("\xc2\x85 \xc2\x9b \xc2\xa0 \xc3\x85"),
+            "\\xc2\\x85 \\xc2\\x9b \xc2\xa0 \xc3\x85");
+  EXPECT_EQ(one_line("\xc2"), "\xc2");
+}
+
+TEST(OneLine, HasABound) {
+  EXPECT_EQ(one_line(std::string(8192, 'n')), std::string(8192, 'n'));
+  EXPECT_EQ(one_line(std::string(2000000, 'n')), std::string(8192, 'n') + "... and 1991808 bytes");
+  EXPECT_EQ(one_line(std::string(8191, 'n') + "\xc3\xa4"),
+            std::string(8191, 'n') + "... and 2 bytes");
+}
+
 TEST(IsLogLevel, KnowsFour) {
   EXPECT_TRUE(is_log_level("debug"));
   EXPECT_TRUE(is_log_level("warning"));

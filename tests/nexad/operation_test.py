@@ -242,6 +242,21 @@ class Signals(StartCase):
             self.assertLess(time.monotonic() - began, 2)
             call.cancel()
 
+    def test_a_reload_while_it_ends_changes_nothing(self):
+        hook = self.write("hook", "#!/bin/sh\ncat >/dev/null\nsleep 2\n", 0o755)
+        server = self.begin("--hook", hook)
+        with server.client() as client:
+            from gnmilib.client import as_update, gnmi
+
+            call = client.stub.Set.future(gnmi.SetRequest(update=[as_update(LEVEL, 6)]), timeout=60)
+            time.sleep(0.5)
+            server.signal(signal.SIGTERM)
+            self.assertIsNotNone(server.wait_log("stopping"))
+            time.sleep(0.3)
+            server.signal(signal.SIGHUP)
+            self.assertEqual(len(call.result().response), 1)
+            self.assertEqual(server.process.wait(10), 0)
+
 
 if __name__ == "__main__":
     report.main()
