@@ -233,7 +233,11 @@ class Model {
     for (const lyd_node* node = document; node != nullptr; node = node->next) {
       lyd_node* const match = nexa::host::find_match(top, node);
       if (match == nullptr || nexa::host::is_key(node)) continue;
-      if (node->schema->nodetype == LYS_LEAF) lyd_free_tree(match);
+      if (node->schema->nodetype == LYS_LEAF) {
+        if (match == top) top = top->next;
+        lyd_free_tree(match);
+        continue;
+      }
       if ((node->schema->nodetype & (LYS_CONTAINER | LYS_LIST)) != 0) {
         forget_given(lyd_child(node), lyd_child(match));
       }
