@@ -2,6 +2,8 @@
 // at twice.
 #include "store/json_value.h"
 
+#include <string_view>
+
 #include "store/canonical_text.h"
 #include "store/json_any.h"
 #include "store/json_scalar.h"
@@ -34,6 +36,18 @@ bool is_wanted(const lysc_node* schema, DataPart part) {
       return !is_config(schema);
   }
   return true;
+}
+
+// Whether another module put the node below its parent, where something else has the same name: the
+// module is needed then, whatever the form.
+bool is_name_of_two(const lysc_node* schema) {
+  const lysc_node* const parent = lysc_data_parent(schema);
+  if (parent == nullptr || parent->module == schema->module) return false;
+  const lysc_node* other = nullptr;
+  while ((other = lys_getnext(other, parent, nullptr, 0)) != nullptr) {
+    if (other != schema && std::string_view(other->name) == schema->name) return true;
+  }
+  return false;
 }
 
 class Printer {
@@ -190,7 +204,7 @@ class Printer {
     if (!is_first_) json_ += ',';
     is_first_ = false;
     json_ += '"';
-    if (form_.qualify && schema->module != module) {
+    if ((form_.qualify && schema->module != module) || is_name_of_two(schema)) {
       json_ += schema->module->name;
       json_ += ':';
     }
@@ -235,7 +249,7 @@ class LeafWalk {
   void visit(const PairLevel& at, const lysc_node* schema, const lys_module* module) {
     if (!is_inner(schema) && !is_wanted(schema, form_.part)) return;
     gnmi::PathElem& element = *path_.add_elem();
-    if (qualify_names_ && schema->module != module) {
+    if ((qualify_names_ && schema->module != module) || is_name_of_two(schema)) {
       element.set_name(std::string(schema->module->name) + ":" + schema->name);
     } else {
       element.set_name(schema->name);

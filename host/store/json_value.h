@@ -13,7 +13,9 @@ namespace nexa::host {
 
 struct JsonForm {
   DataPart part = DataPart::kAll;
-  bool qualify = true;  // member names and identities carry their module (JSON_IETF)
+  // Member names and identities carry their module (JSON_IETF). Without, only names that would
+  // stand twice in an object do.
+  bool qualify = true;
 };
 
 // Appends the value of `node` to `json`: an object for a container or a list entry, a scalar for a

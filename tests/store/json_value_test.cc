@@ -146,7 +146,7 @@ TEST_F(JsonValue, NamesCarryTheirModuleAtTheTopAndWhereItChanges) {
                                                  R"("shop-more:season":"s"})"));
   form_.qualify = false;
   EXPECT_THAT(values("/shop:stock"),
-              ElementsAre(R"({"owner":"A","card":{"number":"1"},"season":"s"})"));
+              ElementsAre(R"({"owner":"A","card":{"number":"1"},"shop-more:season":"s"})"));
 }
 
 TEST_F(JsonValue, EntriesAndLeafLists) {
