@@ -65,6 +65,11 @@ int run(int argc, char** argv, ResultOutput& output) {
   add_path_command(app, session);
   add_history_command(app, session);
   add_rollback_command(app, session);
+  const auto is_named = [&](CLI::App* command) { return command->check_name(argv[1]); };
+  if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(is_named).empty()) {
+    std::fprintf(stderr, "nexa: there is no command \"%s\"; nexa --help lists them\n", argv[1]);
+    return kUsage;
+  }
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -37,6 +37,13 @@ TEST(NexaHelp, FitsATerminalOf80Columns) {
   }
 }
 
+TEST(NexaHelp, ACommandThatIsNotThereIsNamed) {
+  const Outcome outcome = run_nexa({"covert", "--path", "/"});
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_EQ(outcome.err, "nexa: there is no command \"covert\"; nexa --help lists them\n");
+}
+
 TEST(NexaHelp, PrintsTheVersion) {
   const Outcome outcome = run_nexa({"--version"});
   EXPECT_EQ(outcome.status, 0);
