@@ -6,6 +6,7 @@
 
 #include "server/messages.h"
 #include "server/set_request.h"
+#include "server/status_details.h"
 
 namespace nexa::host {
 
@@ -88,7 +89,9 @@ void SetCall::finish(const grpc::Status& verdict) {
   audit_.verdict = verdict;
   audit_.time = call_.age();
   core_.parts.observer.audit(audit_line(audit_, request_));
-  call_.finish(verdict);
+  const bool is_plain = !verdict.ok() && verdict.error_details().empty();
+  call_.finish(is_plain ? with_details(verdict.error_code(), verdict.error_message(), nullptr)
+                        : verdict);
 }
 
 }  // namespace nexa::host

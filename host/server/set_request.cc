@@ -1,6 +1,7 @@
 // Edits stand in the order of application, so the number of an edit tells its operation.
 #include "server/set_request.h"
 
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -70,6 +71,25 @@ grpc::Status refuse(const OperationView& operation, grpc::StatusCode code,
   *blamed.mutable_path() = *operation.path;
   blamed.set_op(operation.kind);
   return with_details(code, text, &blamed);
+}
+
+// The number of the edit that a place of the checks lies in, such as "update[1].path"; none when it
+// is no operation's.
+std::optional<std::size_t> edit_of(const gnmi::SetRequest& request, std::string_view place) {
+  const std::size_t count = operation_count(request);
+  for (std::size_t edit = 0; edit < count; ++edit) {
+    const std::string name = name_of(operation_at(request, edit));
+    if (place.substr(0, name.size()) == name) return edit;
+  }
+  return std::nullopt;
+}
+
+// The texts of the checks are fixed and name no operation; the details do.
+grpc::Status refuse_checked(const gnmi::SetRequest& request, const RequestVerdict& verdict) {
+  const grpc::StatusCode code = verdict.status.error_code();
+  const std::optional<std::size_t> edit = edit_of(request, verdict.place);
+  if (!edit) return with_details(code, verdict.status.error_message(), nullptr);
+  return refuse(operation_at(request, *edit), code, verdict.status.error_message());
 }
 
 // `{}` or null with any white space.
@@ -172,9 +192,7 @@ grpc::Status prepare_set(const SetParts& parts, const gnmi::SetRequest& request,
                 std::to_string(parts.max_operations) + " are taken"};
   }
   const RequestVerdict verdict = check_set(request);
-  if (!verdict.ok()) {
-    return with_details(verdict.status.error_code(), verdict.status.error_message(), nullptr);
-  }
+  if (!verdict.ok()) return refuse_checked(request, verdict);
   grpc::Status status = check_extensions(request.extension());
   if (!status.ok()) return status;
   edits.resize(count);

@@ -228,6 +228,22 @@ TEST_F(Set, RefusalsOfTheChecksComeAsTheyAre) {
   EXPECT_EQ(answer(), "12 Requested encoding \"PROTO\" not supported");
 }
 
+TEST_F(Set, RefusalsOfTheChecksNameTheirOperationInTheDetails) {
+  *request.add_update() = update_of("/device/name", "\"a\"");
+  *request.add_update() = update_of("/device/*", "1");
+  *request.add_delete_() = path_of("/device/location");
+  EXPECT_EQ(answer(), "12 Wildcard not implemented for UPDATE nor REPLACE");
+  ASSERT_EQ(details().details_size(), 1);
+  gnmi::UpdateResult blamed;
+  ASSERT_TRUE(details().details(0).UnpackTo(&blamed));
+  EXPECT_EQ(blamed.op(), gnmi::UpdateResult::UPDATE);
+  EXPECT_EQ(nexa::host::format_path_string(blamed.path()), "/device/*");
+  request.add_union_replace();
+  answer();
+  EXPECT_EQ(details().code(), 12);
+  EXPECT_EQ(details().details_size(), 0);
+}
+
 TEST_F(Set, OriginsAreServedOrRefusedInWords) {
   *request.add_update() = update_of("/example-device:device/name", "\"a\"");
   request.mutable_update(0)->mutable_path()->set_origin("cli");
@@ -248,6 +264,8 @@ TEST_F(Set, TooManyOperationsAreRefused) {
     *request.add_delete_() = path_of("/example-device:device/name");
   }
   EXPECT_EQ(answer(), "3 3 operations in one request, at most 2 are taken");
+  EXPECT_EQ(details().code(), 3);
+  EXPECT_EQ(details().message(), "3 operations in one request, at most 2 are taken");
 }
 
 TEST_F(Set, AVetoOfTheHookComesAsItIs) {
