@@ -27,6 +27,7 @@ nexa::host::GnmiServiceOptions service_options(const ServerConfig& config) {
   options.max_operations = config.max_operations;
   options.max_paths = config.max_paths;
   options.max_streams = config.max_subscriptions;
+  options.max_updates = config.max_updates;
   options.stream_queue_bytes = config.stream_queue_bytes;
   options.pending_sets = config.pending_sets;
   options.min_sample_interval = std::chrono::milliseconds(config.min_sample_interval_ms);

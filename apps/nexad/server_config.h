@@ -51,6 +51,7 @@ struct ServerConfig {
   std::uint64_t max_operations = 100000;
   std::uint64_t max_paths = 1000;
   std::uint64_t max_subscriptions = 10000;
+  std::uint64_t max_updates = 200;
   std::uint64_t stream_queue_bytes = 8U << 20U;
   std::uint64_t pending_sets = 1000;
   std::uint64_t min_sample_interval_ms = 50;

@@ -80,6 +80,8 @@ const std::vector<Setting> kSettings = {
     {"max-paths", "N", "Paths of one Get or Subscribe", Number{&Config::max_paths, 1, kMany}},
     {"max-subscriptions", "N", "Subscribe calls at a time",
      Number{&Config::max_subscriptions, 1, kMany}},
+    {"max-updates", "N", "Leaves of one message of a Subscribe call; 1: each has its own",
+     Number{&Config::max_updates, 1, kMany}},
     {"stream-queue-bytes", "N", "Unsent bytes of a Subscribe call; one beyond it is ended",
      Number{&Config::stream_queue_bytes, 1024, kMostBytes}},
     {"pending-sets", "N", "Sets that wait for the writer; more are refused",

@@ -20,6 +20,8 @@ inline constexpr char kTargetInPath[] = "a target is taken in the prefix only";
 inline constexpr char kAnswerTooLarge[] =
     "the answer is larger than the server sends, ask for less at a time";
 inline constexpr char kNoData[] = "no data";
+inline constexpr char kUnknownDataType[] = "Requested data type is not valid";
+inline constexpr char kUnknownSubscriptionMode[] = "the subscription's mode is not valid";
 inline constexpr char kEmptyEntry[] =
     "{} or null is no value for a list entry, give its members or delete it";
 

@@ -10,7 +10,6 @@
 namespace nexa::host {
 namespace {
 
-constexpr std::size_t kMostEntries = 200;
 constexpr std::size_t kMostMessageBytes = 32 << 10;
 
 }  // namespace
@@ -21,7 +20,10 @@ SamplePage::SamplePage(const SubscriptionPlan& plan, std::size_t budget)
 gnmi::Notification& SamplePage::notification_for(const Subscription& subscription,
                                                  gnmi::Path& path) {
   const bool relative = plan_.prefix.covers(path);
-  if (open_ && relative != relative_) close();
+  const bool may_repeat = plan_.subscriptions.size() > 1;
+  const std::uint64_t number = may_repeat ? PathLog::number_of(path) : 0;
+  if (open_ && (relative != relative_ || paths_.count(number) != 0)) close();
+  if (may_repeat) paths_.insert(number);
   if (relative) plan_.prefix.make_relative(path);
   AnswerPrefix::place_origin(subscription.requested, path);
   if (open_) return *messages_.back().response.mutable_update();
@@ -39,12 +41,13 @@ void SamplePage::count(std::size_t bytes) {
   bytes_ += bytes;
   QueuedMessage& message = messages_.back();
   message.bytes += bytes;
-  if (++entries_ >= kMostEntries || message.bytes >= kMostMessageBytes) close();
+  if (++entries_ >= plan_.most_updates || message.bytes >= kMostMessageBytes) close();
 }
 
 void SamplePage::close() {
   open_ = false;
   entries_ = 0;
+  paths_.clear();
 }
 
 void SamplePage::add_leaf(const Subscription& subscription, gnmi::Path& path, std::string& json) {

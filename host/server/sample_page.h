@@ -6,8 +6,10 @@
 #include <grpcpp/support/status.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <string>
+#include <unordered_set>
 
 #include "gnmi.pb.h"
 #include "server/subscription_plan.h"
@@ -22,7 +24,9 @@ struct QueuedMessage {
   std::size_t leaves = 0;
 };
 
-// Gathers leaves into messages: one leaf in an update, a bounded number of updates in a message.
+// Gathers leaves into messages: one leaf in an update, a bounded number of updates in a message,
+// and no path twice in a message, though several subscriptions have it (gNMI specification,
+// section 2.1).
 class SamplePage {
  public:
   // `budget`: the bytes after which the page is full.
@@ -48,6 +52,8 @@ class SamplePage {
   bool relative_ = true;  // paths of the open message are relative to the prefix
   bool open_ = false;
   std::size_t entries_ = 0;
+  std::unordered_set<std::uint64_t>
+      paths_;  // of the open message; empty for one subscription alone
   std::deque<QueuedMessage> messages_;
 };
 

@@ -91,7 +91,9 @@ void SubscribeStream::OnReadDone(bool ok) {
 
 void SubscribeStream::begin(const gnmi::SubscribeRequest& request) {
   const std::chrono::nanoseconds fastest = core_.options.min_sample_interval;
-  const PlanLimits limits{core_.options.max_paths, std::max(fastest, kShortestInterval)};
+  const PlanLimits limits{core_.options.max_paths,
+                          std::max<std::size_t>(core_.options.max_updates, 1),
+                          std::max(fastest, kShortestInterval)};
   const grpc::Status status = plan_subscriptions(core_.parts.store, limits, request, plan_);
   if (!status.ok()) {
     end(status);

@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "server/messages.h"
 #include "server/request_rules.h"
 #include "translate/request_check.h"
 
@@ -40,6 +41,9 @@ grpc::Status plan_one(const ConfigStore& store, const PlanLimits& limits,
   subscription.requested.set_origin(request.path().origin());
   grpc::Status status = check_origin(list.prefix(), request.path());
   if (!status.ok()) return status;
+  if (!gnmi::SubscriptionMode_IsValid(request.mode())) {
+    return {grpc::StatusCode::INVALID_ARGUMENT, kUnknownSubscriptionMode};
+  }
   if (subscription.query.path.elem_size() > 0) {
     status = store.check_path(subscription.query.path);
     if (status.error_code() == grpc::StatusCode::NOT_FOUND) {
@@ -66,6 +70,7 @@ grpc::Status plan_subscriptions(const ConfigStore& store, const PlanLimits& limi
   if (!status.ok()) return status;
   plan.prefix = AnswerPrefix(list.prefix(), list.has_prefix());
   plan.encoding = list.encoding();
+  plan.most_updates = limits.most_updates;
   plan.subscriptions.resize(static_cast<std::size_t>(list.subscription_size()));
   for (int index = 0; index < list.subscription_size(); ++index) {
     Subscription& subscription = plan.subscriptions[static_cast<std::size_t>(index)];

@@ -33,11 +33,13 @@ struct SubscriptionPlan {
 
   AnswerPrefix prefix;
   gnmi::Encoding encoding = gnmi::JSON;
+  std::size_t most_updates = 200;  // in one message
   std::vector<Subscription> subscriptions;
 };
 
 struct PlanLimits {
   std::size_t max_paths = 1000;
+  std::size_t most_updates = 200;  // in one message, at least 1
   std::chrono::nanoseconds min_interval{0};
 };
 

@@ -114,7 +114,10 @@ class Nodes(ValuesCase):
     def test_an_entry_is_an_object_and_a_list_one_for_each(self):
         self.put({"pet": [{"animal": "dog", "number": "1"}, {"animal": "dog", "number": "2"}]})
         one, two = (f"{VALUES}/pet[animal=test-values:dog][number={n}]" for n in (1, 2))
-        entry = '{"test-values:animal":"test-values:dog","test-values:number":"%d","test-values:name":"none"}'
+        entry = (
+            '{"test-values:animal":"test-values:dog","test-values:number":"%d",'
+            '"test-values:name":"none"}'
+        )
         self.assertEqual(self.raw(f"{VALUES}/pet[animal=dog][number=01]"), {one: entry % 1})
         self.assertEqual(self.raw(f"{VALUES}/pet"), {one: entry % 1, two: entry % 2})
         inner = json.loads(self.text(VALUES))["test-values:pet"]

@@ -123,6 +123,8 @@ TEST_F(Get, TypesChooseTheirPart) {
   EXPECT_EQ(answer(), "|/device/port[name=b]={\"oper\":\"up\",\"speed\":\"20\"}\n");
   request.set_type(gnmi::GetRequest::OPERATIONAL);
   EXPECT_EQ(answer(), "12 Requested data type \"OPERATIONAL\" not supported");
+  request.set_type(static_cast<gnmi::GetRequest::DataType>(4));
+  EXPECT_EQ(answer(), "3 Requested data type is not valid");
 }
 
 TEST_F(Get, NothingThereIsNotFound) {

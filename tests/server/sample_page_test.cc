@@ -134,6 +134,39 @@ TEST_F(Pages, ReportALeafOnceAlsoWhenOthersComeAndGo) {
   EXPECT_EQ(page(100000), "0bcef-a.");
 }
 
+TEST_F(Pages, HaveNoPathTwiceInAMessage) {
+  plan.subscriptions.resize(3);
+  for (Subscription& each : plan.subscriptions) {
+    each.query.path = path_of("/device");
+    each.query.form = nexa::host::Form::kLeaves;
+  }
+  plan.subscriptions[1].query.path = path_of("/device/c");
+  SamplePage page(plan, 100000);
+  for (Subscription& each : plan.subscriptions) {
+    bool complete = false;
+    EXPECT_TRUE(read_page(*store.snapshot(), nullptr, each, page, complete).ok());
+  }
+  Lines messages;
+  for (const QueuedMessage& message : page.take()) {
+    std::string& names = messages.emplace_back();
+    for (const gnmi::Update& update : message.response.update().update()) {
+      names += update.path().elem(1).name();
+    }
+  }
+  EXPECT_EQ(messages, (Lines{"abcdef", "cab", "cdef"}));
+}
+
+TEST_F(Pages, HaveNoMoreLeavesInAMessageThanAreAllowed) {
+  plan.most_updates = 4;
+  SamplePage page(plan, 100000);
+  bool complete = false;
+  EXPECT_TRUE(read_page(*store.snapshot(), nullptr, subscription(), page, complete).ok());
+  const auto messages = page.take();
+  ASSERT_EQ(messages.size(), 2U);
+  EXPECT_EQ(messages[0].response.update().update_size(), 4);
+  EXPECT_EQ(messages[1].response.update().update_size(), 2);
+}
+
 TEST_F(Pages, ReportWhatIsGoneOnce) {
   EXPECT_EQ(page(100000), "abcdef.");
   store.remove("/device/c");

@@ -62,6 +62,10 @@ TEST_F(SubscribeRefusal, OptionsOfASubscription) {
   list.mutable_subscription(1)->set_heartbeat_interval(10);
   EXPECT_EQ(verdict(request),
             "3 Unsupported subscription heartbeat_interval selection [ 10 on sub index [ 1 ]]");
+  list.mutable_subscription(1)->set_heartbeat_interval(0);
+  list.mutable_subscription(1)->set_mode(static_cast<gnmi::SubscriptionMode>(9));
+  EXPECT_EQ(verdict(request),
+            "3 subscription[1] /device/name: the subscription's mode is not valid");
 }
 
 TEST_F(SubscribeRefusal, AnUnknownPath) {

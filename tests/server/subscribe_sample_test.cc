@@ -91,6 +91,15 @@ TEST_F(SubscribeSample, HasOneLeafInAnUpdateAndABoundOnAMessage) {
   EXPECT_GE(messages, 6);
 }
 
+TEST_F(SubscribeSample, GivesEachLeafItsOwnMessageWhereThatIsAskedFor) {
+  options.max_updates = 1;
+  start();
+  StreamClient client(stub(), watch({"/device"}, 60000));
+  EXPECT_EQ(client.read_to_sync(),
+            (Lines{"|/device/name=\"box\"", "|/device/port[name=a]/speed=\"10\"",
+                   "|/device/port[name=b]/speed=\"20\"", "sync"}));
+}
+
 TEST_F(SubscribeSample, ReportsChangedNewAndVanishedLeaves) {
   start();
   StreamClient client(stub(), watch({"/device/port"}, 20));
