@@ -153,6 +153,17 @@ TEST(KestrelErrors, UnknownFeature) {
             folder.file("m.yang") + ":1: Feature \"nope\" not found in module \"m\".");
 }
 
+TEST(KestrelErrors, UnknownFeatureOfAModuleWithImports) {
+  const TempFolder folder;
+  folder.write("other.yang", "module other { namespace \"urn:other\"; prefix o; }");
+  folder.write("m.yang", module_m("  import other { prefix o; }"));
+  kestrel::LoadOptions options = options_for(folder);
+  options.modules = {"m"};
+  options.features["m"] = {"nope"};
+  EXPECT_EQ(load_text(options),
+            folder.file("m.yang") + ": Feature \"nope\" not found in module \"m\".");
+}
+
 TEST(KestrelErrors, FeaturesOfAModuleThatIsNotLoaded) {
   const TempFolder folder;
   folder.write("m.yang", module_m(""));

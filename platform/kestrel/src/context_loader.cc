@@ -87,7 +87,16 @@ std::optional<LoadError> ContextLoader::load_module(const std::string& name) {
   FeatureNames features = features_of(name);
   const lys_module* const module =
       ly_ctx_load_module(context_.get(), name.c_str(), nullptr, features.data());
-  if (module == nullptr) return failure(file != nullptr ? file->path : name);
+  if (module == nullptr) {
+    LoadError error = failure(file != nullptr ? file->path : name);
+    // Noticed after the imports were read: libyang had the last of them in hand.
+    const bool is_feature = error.message.ends_with("not found in module \"" + name + "\".");
+    if (is_feature && file != nullptr && error.file != file->path) {
+      error.file = file->path;
+      error.line = 0;
+    }
+    return error;
+  }
   used_.insert(module);
   if (options_.features.count(name) != 0) configured_.insert(module);
   return std::nullopt;
