@@ -1,5 +1,6 @@
 """One nexad with a data directory: start, wait until it serves, stop, kill, start again."""
 
+import fcntl
 import os
 import re
 import signal
@@ -143,6 +144,22 @@ class Server:
             except ProcessLookupError:
                 pass
             self.process.wait()
+            if self.wrapper:
+                self._wait_unlocked()
+
+    def _wait_unlocked(self, timeout=10):
+        """A wrapper may be gone before the server that it started gives its data folder free."""
+        ends = time.monotonic() + timeout
+        try:
+            with open(os.path.join(self.data, "lock"), "rb") as lock:
+                while time.monotonic() < ends:
+                    try:
+                        fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+                        return
+                    except BlockingIOError:
+                        time.sleep(0.01)
+        except FileNotFoundError:
+            pass
 
     def restart(self):
         self.stop()
