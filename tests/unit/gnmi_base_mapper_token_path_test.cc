@@ -103,6 +103,13 @@ TEST_F(Paths, TransformAppendsAndAFailureClearsWhatStoodThereToo) {
   EXPECT_EQ(out_.elem_size(), 0);
 }
 
+TEST_F(Paths, TransformReportsABadNameWhoseKeysAreGood) {
+  gnmi::Path in = path({"zz:x"});
+  (*in.mutable_elem(0)->mutable_key())["oc-if:name"] = "a";
+  EXPECT_EQ(transform(in).error_message(), "Unknown prefix in name [ zz:x ]");
+  EXPECT_EQ(out_.elem_size(), 0);
+}
+
 TEST_F(Paths, TransformClearsTheElementsWhenAKeyFails) {
   gnmi::Path in = path({"oc-if:interfaces", "interface"});
   (*in.mutable_elem(1)->mutable_key())["zz:name"] = "a";
