@@ -35,6 +35,17 @@ inline CLI::Validator whole_number(std::uint64_t least) {
       "");
 }
 
+// Two words with a colon between them.
+inline CLI::Validator module_and_feature() {
+  return CLI::Validator(
+      [](const std::string& text) {
+        const std::size_t colon = text.find(':');
+        const bool fits = colon != std::string::npos && colon > 0 && colon + 1 < text.size();
+        return fits ? std::string() : "\"" + text + "\" is not MODULE:FEATURE";
+      },
+      "");
+}
+
 }  // namespace nexa_tool
 
 #endif  // APPS_NEXA_OPTION_CHECKS_H_

@@ -22,8 +22,8 @@ constexpr char kExamples[] = R"(EXAMPLE
   nexa rollback -p /usr/share/yang --data /var/lib/nexad --to 7
 
   The configuration becomes what commit 7 left, as a new commit; 0 is the empty
-  configuration. Give the modules that the server runs with. Stop the server
-  first.
+  configuration. Give the modules and features that the server runs with. Stop
+  the server first.
 
 EXIT STATUS
   0 done    1 refused: what is wrong is on standard error    2 wrong usage)";

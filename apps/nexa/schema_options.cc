@@ -55,12 +55,25 @@ void SchemaOptions::add_to(CLI::App& command, bool required) {
       ->expected(1)
       ->allow_extra_args(false)
       ->take_all();
+  command
+      .add_option("--feature", features,
+                  "Enable this feature of the module, and of its features only those named so. "
+                  "Modules that are not named have all of theirs")
+      ->check(module_and_feature())
+      ->type_name("MODULE:FEATURE")
+      ->expected(1)
+      ->allow_extra_args(false)
+      ->take_all();
 }
 
 std::unique_ptr<nexa::ServiceKestrelNamespaceMapperImpl> SchemaOptions::load() const {
   kestrel::LoadOptions options;
   options.search_dirs = search_dirs;
   options.modules = modules;
+  for (const std::string& text : features) {
+    const std::size_t colon = text.find(':');
+    options.features[text.substr(0, colon)].push_back(text.substr(colon + 1));
+  }
   Progress progress;
   if (isatty(STDERR_FILENO) == 1) {
     options.progress = [&progress](std::size_t done, std::size_t total, std::string_view module) {

@@ -15,9 +15,10 @@ namespace nexa_tool {
 struct SchemaOptions {
   std::vector<std::string> search_dirs;
   std::vector<std::string> modules;
+  std::vector<std::string> features;  // MODULE:FEATURE
 
-  // Adds --yang-dir (-p, --searchpath) and --module to a command. This object must outlive the
-  // parsing.
+  // Adds --yang-dir (-p, --searchpath), --module and --feature to a command. This object must
+  // outlive the parsing.
   void add_to(CLI::App& command, bool required = true);
 
   // Loads the schema of the process, with progress on a terminal, and the mapper over it. Null

@@ -5,6 +5,7 @@
 
 #include <fstream>
 
+#include "real/temp_folder.h"
 #include "run_program.h"
 
 namespace nexa_test {
@@ -216,6 +217,23 @@ TEST(NexaConvert, ReportsASchemaThatDoesNotLoad) {
   EXPECT_THAT(outcome.err, HasSubstr("broken.yang:4"));
   unlink(file.c_str());
   rmdir(folder);
+}
+
+TEST(NexaConvert, TakesTheFeaturesThatAreNamed) {
+  const TempFolder folder;
+  folder.write("m.yang",
+               "module m { namespace \"urn:m\"; prefix m; feature f; feature g;\n"
+               "  container c { leaf x { if-feature f; type string; } } }");
+  std::vector<std::string> words = {"convert", "-p", folder.path(), "--path", "/m:c/x"};
+  EXPECT_EQ(run_nexa(words, "\"a\"").status, 0);
+  words.insert(words.end(), {"--feature", "m:g"});
+  const Outcome without = run_nexa(words, "\"a\"");
+  EXPECT_EQ(without.status, 1);
+  EXPECT_THAT(without.err, HasSubstr("no node \"x\""));
+  words.insert(words.end(), {"--feature", "m:f"});
+  EXPECT_EQ(run_nexa(words, "\"a\"").status, 0);
+  words.insert(words.end(), {"--feature", "f"});
+  EXPECT_THAT(run_nexa(words, "\"a\"").err, HasSubstr("\"f\" is not MODULE:FEATURE"));
 }
 
 TEST(NexaConvert, FailsWhenItsOutputCannotBeWritten) {
