@@ -160,6 +160,11 @@ TEST_F(Paths, InternalizeCompletesAnAugmentBelowAPrefixedRoot) {
             "/oc-if:interfaces/interface/oc-eth:ethernet");
 }
 
+TEST_F(Paths, InternalizeTakesTheRootsPrefixWhateverModulesFollow) {
+  EXPECT_EQ(internalized(path({"ports", "ietf-system:interface", "ethernet"})),
+            "/oc-if:ports/sys:interface/oc-eth:ethernet");
+}
+
 TEST_F(Paths, InternalizeCompletesByDepthAndRoot) {
   EXPECT_EQ(internalized(path({"ports", "ethernet"})), "/oc-if:ports/ethernet");
   EXPECT_EQ(internalized(path({"ietf-system:system", "a", "ethernet"})), "/sys:system/a/ethernet");

@@ -201,7 +201,19 @@ TEST_F(Names, AValueOfAModuleWithoutNamespaceFails) {
   EXPECT_EQ(value.ns, "");
   EXPECT_EQ(value.bare, "Acme-Box:KIND");
   EXPECT_EQ(value.prefixed, "Acme-Box:KIND");
-  EXPECT_EQ(log.take(GPR_LOG_SEVERITY_ERROR), Lines{});
+  EXPECT_EQ(log.take(),
+            (Lines{{GPR_LOG_SEVERITY_DEBUG, "platform/gnmi_base/src/gnmi_base_mapper_token.cc",
+                    "Module without namespace [ Acme-Box ]"}}));
+}
+
+TEST_F(Names, ATopLevelMemberOfAModuleWithoutNamespaceIsRefusedAndLeavesNothing) {
+  mapper_.nsByYmpPrefix_.erase("acme");
+  std::string prefix;
+  std::string bare;
+  std::string ns;
+  EXPECT_EQ(token_.internalizeVName("Acme-Box:box", prefix, bare, ns).error_code(),
+            grpc::StatusCode::INVALID_ARGUMENT);
+  EXPECT_EQ(prefix + bare + ns, "");
 }
 
 TEST_F(Names, ATopLevelMemberIsSplitByItsModule) {

@@ -49,7 +49,9 @@ TEST(XmlLog, LogsTheDocumentAtDebugInOneLine) {
 TEST(XmlLog, LogsNoMoreThanTheLength) {
   LogCapture log;
   Utilities::xmlLog(bytes("<a/><b/>"), 4);
-  EXPECT_EQ(log.take(), (Lines{{GPR_LOG_SEVERITY_DEBUG, kFile, "<a/>"}}));
+  Utilities::xmlLog(bytes("<a/><b/>"), 1);
+  EXPECT_EQ(log.take(),
+            (Lines{{GPR_LOG_SEVERITY_DEBUG, kFile, "<a/>"}, {GPR_LOG_SEVERITY_DEBUG, kFile, "<"}}));
 }
 
 TEST(XmlLog, TakesPercentSignsAsText) {
