@@ -3,9 +3,12 @@
 #include "config_file.h"
 
 #include <toml++/toml.h>
+
+#include <cerrno>
 #include <filesystem>
+#include <fstream>
 #include <optional>
-#include <sstream>
+#include <system_error>
 
 #include "settings.h"
 
@@ -90,8 +93,13 @@ bool read_config_file(const std::string& path, std::map<std::string, FileValue>&
     error = path + ": cannot be read: " + (fault ? fault.message() : "it is not a file");
     return false;
   }
+  std::ifstream file(path);
+  if (!file) {
+    error = path + ": cannot be read: " + std::generic_category().message(errno);
+    return false;
+  }
   try {
-    return read_table(path, toml::parse_file(path), values, error);
+    return read_table(path, toml::parse(file, path), values, error);
   } catch (const toml::parse_error& problem) {
     error = place(path, problem.source()) + std::string(problem.description());
     return false;

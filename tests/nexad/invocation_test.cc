@@ -2,6 +2,7 @@
 #include "invocation.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -205,6 +206,17 @@ TEST_F(ConfigFile, NamesTheLineAtFault) {
                 ":1: tls-ca contradict each other: connections are encrypted or they are not");
   const std::string syntax = error_of(with(file("listen = 'a'\nusers = \n")));
   EXPECT_EQ(syntax.substr(0, path_.size() + 3), path_ + ":2:");
+}
+
+TEST_F(ConfigFile, SaysWhyItCannotBeRead) {
+  const Words words = file("listen = 'a'\n");
+  rlimit before{};
+  getrlimit(RLIMIT_NOFILE, &before);
+  const rlimit none{0, before.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &none);
+  const std::string error = error_of(words);
+  setrlimit(RLIMIT_NOFILE, &before);
+  EXPECT_EQ(error, path_ + ": cannot be read: Too many open files");
 }
 
 TEST(Invocation, NamesAFileThatIsNotThere) {
