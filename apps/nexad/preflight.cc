@@ -53,6 +53,11 @@ bool program_found(const std::string& program) {
   return false;
 }
 
+std::string fault_of_hook(const ServerConfig& config) {
+  if (config.hook.empty() || program_found(config.hook.front())) return {};
+  return config.origin("hook") + ": there is no program " + config.hook.front();
+}
+
 std::string fault_of_name(const Address& address) {
   struct FreeAddresses {
     void operator()(addrinfo* list) const { freeaddrinfo(list); }
@@ -79,10 +84,7 @@ bool check_folders_and_programs(const ServerConfig& config, std::string& error) 
     error = config.origin("data") + ": " + fault;
     return false;
   }
-  if (!config.hook.empty() && !program_found(config.hook.front())) {
-    error = config.origin("hook") + ": there is no program " + config.hook.front();
-    return false;
-  }
+  if (error = fault_of_hook(config); !error.empty()) return false;
   const auto address = parse_address(config.listen);
   const std::string fault = address ? fault_of_name(*address) : "it is no address";
   if (!fault.empty()) {
@@ -96,6 +98,10 @@ std::vector<std::string> warnings_of(const ServerConfig& config) {
   std::vector<std::string> warnings;
   warn_of_readers(config.tls_key, warnings);
   warn_of_readers(config.users, warnings);
+  // It may come later, with the file system that it is on.
+  if (const std::string fault = fault_of_hook(config); !fault.empty()) {
+    warnings.push_back(fault + "; until there is, every Set is refused");
+  }
   const auto address = parse_address(config.listen);
   if (!address || is_loopback(*address)) return warnings;
   const std::string where = config.listen + " can be reached from other machines, and ";

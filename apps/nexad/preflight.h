@@ -15,7 +15,8 @@ namespace nexad {
 bool check_folders_and_programs(const ServerConfig& config, std::string& error);
 
 // What can be used but should give pause, one line each: secrets that every user of the machine can
-// read, writing without being asked who one is, no encryption where other machines can listen.
+// read, writing without being asked who one is, no encryption where other machines can listen, a
+// hook that is not there.
 std::vector<std::string> warnings_of(const ServerConfig& config);
 
 }  // namespace nexad

@@ -81,6 +81,16 @@ TEST_F(Preflight, LooksForTheHookAsItWillBeStarted) {
   EXPECT_EQ(fault(), "NEXAD_HOOK: there is no program no-such-program");
 }
 
+TEST_F(Preflight, WarnsOfAHookThatIsNotThere) {
+  config_.listen = "127.0.0.1:0";
+  config_.hook = {"/no/such/program"};
+  EXPECT_EQ(warnings_of(config_),
+            std::vector<std::string>{"--hook: there is no program /no/such/program; until there "
+                                     "is, every Set is refused"});
+  config_.hook = {"/bin/sh"};
+  EXPECT_EQ(warnings_of(config_), std::vector<std::string>{});
+}
+
 TEST_F(Preflight, LooksForTheListenName) {
   config_.listen = "no-such-host.invalid:9339";
   EXPECT_EQ(fault().substr(0, 37), "--listen: no-such-host.invalid:9339: ");
