@@ -27,6 +27,8 @@ constexpr int kDone = 0;
 constexpr int kUnusable = 1;
 constexpr int kWrong = 2;
 constexpr int kTicksPerLookAtCertificates = 6;
+constexpr int kLargeBlock = 1 << 20;
+constexpr int kSpareHeap = 16 << 20;
 constexpr timespec kTick{0, 500'000'000};
 
 // The library below writes to standard output where nobody wants it, so that becomes nothing;
@@ -162,6 +164,10 @@ int main(int argc, char** argv) {
   std::signal(SIGXFSZ, SIG_IGN);
   // Conversions of large payloads again and again slow down by a multiple with the fast bins.
   mallopt(M_MXFAST, 0);
+  // What large answers took goes back to the system: without a fixed threshold the C library gives
+  // them room of the heap from the second one on, and keeps it.
+  mallopt(M_MMAP_THRESHOLD, kLargeBlock);
+  mallopt(M_TRIM_THRESHOLD, kSpareHeap);
   const int output = take_standard_output();
   try {
     return run_invocation(argc, argv, output);

@@ -1,5 +1,6 @@
 """More than the server takes: it says so, to that client alone, and goes on serving the others."""
 
+import os
 import socket
 import struct
 import time
@@ -120,6 +121,45 @@ class Limits(ServerCase):
         with self.refused("INVALID_ARGUMENT") as caught:
             self.client.get(gnmi.Path(elem=[gnmi.PathElem(name="n" * 50000)]))
         self.assertLess(len(caught.exception.details()), 8192)
+
+
+class Answers(ServerCase):
+    """Large ones, and those that nobody reads."""
+
+    RULES = "/test-rules:rules"
+
+    def resident(self):
+        """Bytes of the server's memory."""
+        with open(f"/proc/{self.server.process.pid}/statm", encoding="ascii") as file:
+            return int(file.read().split()[1]) * 4096
+
+    def unread_get(self, client, count):
+        """A Get of everything, `count` times, whose answer stays where it is."""
+        return client.channel.unary_stream(
+            "/gnmi.gNMI/Get",
+            request_serializer=gnmi.GetRequest.SerializeToString,
+            response_deserializer=None,
+        )(gnmi.GetRequest(path=[paths.parse(self.RULES)] * count))
+
+    def test_too_large_ones_are_refused_and_memory_comes_back(self):
+        groups = [{"name": f"g{number}", "note": "n" * 800} for number in range(5000)]
+        self.client.set(update=[(self.RULES, {"group": groups})])
+        before = self.resident()
+        with self.refused("RESOURCE_EXHAUSTED") as caught:
+            self.client.get(*[self.RULES] * 1000)
+        self.assertIn("is larger than the server sends", caught.exception.details())
+        with self.server.client() as silent:
+            calls = [self.unread_get(silent, 10) for _ in range(5)]
+            time.sleep(3)
+            for call in calls:
+                call.cancel()
+        self.client.get(LEVEL)
+        if os.environ.get("NEXA_SANITIZED"):
+            return  # it keeps what was freed
+        ends = time.monotonic() + 20
+        while self.resident() > before + (120 << 20) and time.monotonic() < ends:
+            time.sleep(0.1)
+        self.assertLess(self.resident() - before, 120 << 20)
 
 
 class Garbage(ServerCase):
