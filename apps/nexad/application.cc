@@ -28,6 +28,8 @@ nexa::host::GnmiServiceOptions service_options(const ServerConfig& config) {
   options.max_paths = config.max_paths;
   options.max_streams = config.max_subscriptions;
   options.max_updates = config.max_updates;
+  options.max_answer_bytes = static_cast<std::size_t>(config.max_answer_bytes);
+  options.unread_answer_bytes = static_cast<std::size_t>(config.unread_answer_bytes);
   options.stream_queue_bytes = config.stream_queue_bytes;
   options.pending_sets = config.pending_sets;
   options.min_sample_interval = std::chrono::milliseconds(config.min_sample_interval_ms);

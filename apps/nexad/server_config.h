@@ -52,6 +52,8 @@ struct ServerConfig {
   std::uint64_t max_paths = 1000;
   std::uint64_t max_subscriptions = 10000;
   std::uint64_t max_updates = 200;
+  std::uint64_t max_answer_bytes = 256U << 20U;
+  std::uint64_t unread_answer_bytes = 1U << 30U;
   std::uint64_t stream_queue_bytes = 8U << 20U;
   std::uint64_t pending_sets = 1000;
   std::uint64_t min_sample_interval_ms = 50;

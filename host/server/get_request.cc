@@ -14,8 +14,8 @@
 namespace nexa::host {
 namespace {
 
-// Tags and lengths of an update, its value and its notification.
-constexpr std::size_t kBytesAroundUpdate = 32;
+// Tags and lengths of an update, its value and its notification, and the origin of its path.
+constexpr std::size_t kBytesAroundUpdate = 64;
 
 DataPart part_of(gnmi::GetRequest::DataType type) {
   if (type == gnmi::GetRequest::CONFIG) return DataPart::kConfig;

@@ -25,6 +25,8 @@ class Limits(ServerCase):
         "5",
         "--max-message-bytes",
         "100000",
+        "--max-answer-bytes",
+        "100000",
         "--max-connections",
         "20",
         "--max-subscriptions",
@@ -63,6 +65,17 @@ class Limits(ServerCase):
     def test_size_of_a_message(self):
         with self.refused("RESOURCE_EXHAUSTED"):
             self.client.set(update=[("/test-rules:rules/script", "x" * 100000)])
+
+    def test_size_of_an_answer(self):
+        script = "/test-rules:rules/script"
+        self.client.set(update=[(script, "x" * 30000)])
+        self.assertEqual(len(self.client.get(*[script] * 3).notification), 3)
+        with self.refused(
+            "RESOURCE_EXHAUSTED",
+            "path[3] /test-rules:rules/script: the answer is larger than the server sends, ask for "
+            "less at a time",
+        ):
+            self.client.get(*[script] * 4)
 
     def test_streams(self):
         streams = []
