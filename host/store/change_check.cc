@@ -75,6 +75,7 @@ void ChangeCheck::mark_nodes() {
 
 TreePtr ChangeCheck::take_changes() {
   for (const lyd_node* const node : made_) {
+    if (is_gone(node)) continue;
     if (!record_.add_created(node)) unknown_ = true;
   }
   made_.clear();

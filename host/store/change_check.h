@@ -26,7 +26,7 @@ struct Level {
   const lys_module* module = nullptr;     // top level only
   bool gone = false;                      // the parent was deleted meanwhile
   bool fresh = false;                     // the parent is new: nothing about it was judged before
-  bool dirty = false;                     // choices and defaults are to be settled
+  std::size_t number = 0;                 // in the order of arrival
   std::vector<const lysc_node*> touched;  // children that came, went or changed
   std::vector<const lyd_node*> arrivals;  // children that the change brought
   std::vector<const lysc_node*> retry;    // absent ones whose `when` may have become true
@@ -84,7 +84,8 @@ class ChangeCheck {
   void demand(const Constraint& constraint, lyd_node* node);
   void touch_uniques(const lysc_node* schema, lyd_node* start);
   void drop(lyd_node* node);
-  void forget(const lyd_node* root);
+  void forget(lyd_node* root);
+  bool is_gone(const lyd_node* node) const { return gone_.count(node) != 0; }
 
   // Choices and defaults (validation_choices.cc, validation_defaults.cc).
   bool settle_dirty();
@@ -148,11 +149,14 @@ class ChangeCheck {
   bool any_gone_ = false;    // some node went or took another value
 
   std::deque<Level> levels_;
+  std::set<std::size_t> dirty_;  // numbers of levels whose choices and defaults are to be settled
   std::unordered_map<const void*, Level*> level_index_;
   std::unordered_set<const lyd_node*> created_;   // came with the change or with its defaults
   std::unordered_set<const lyd_node*> changed_;   // leafs that the change gave another value
   std::unordered_set<const lyd_node*> implicit_;  // those that came as defaults
   std::vector<lyd_node*> made_;                   // the same in their order
+  std::unordered_set<const lyd_node*> gone_;      // those that validation took out
+  std::vector<TreePtr> dropped_;                  // their tops
   std::set<std::pair<const Constraint*, const lyd_node*>> fired_;
   std::set<Demand> demanded_;
   std::map<int, std::vector<Demand>> whens_;

@@ -22,13 +22,6 @@ const char* meta_of(const lyd_node* node, const char* name) {
   return nullptr;
 }
 
-template <typename Items, typename Gone>
-void erase_if_gone(Items& items, const Gone& gone) {
-  for (auto item = items.begin(); item != items.end();) {
-    item = gone(item->second) ? items.erase(item) : std::next(item);
-  }
-}
-
 // Whether it makes a difference to its parent that no instance is there.
 bool matters_absent(const lysc_node* node) {
   if ((node->flags & LYS_MAND_TRUE) != 0) return true;
@@ -95,7 +88,7 @@ void ChangeCheck::read_one(const lyd_node* diff, std::string_view operation, lyd
   } else if (meta_of(diff, kOldDefault) != nullptr &&
              (node->schema->nodetype & LYD_NODE_TERM) != 0) {
     touch(parent, node->schema);
-    level_of(parent, node->schema).dirty = true;
+    dirty_.insert(level_of(parent, node->schema).number);
   }
   read(lyd_child(diff), operation == kReplace ? kNone : operation, node);
 }
@@ -108,7 +101,7 @@ void ChangeCheck::note_created(lyd_node* root) {
   if (unknown_) return;
   touch(lyd_parent(root), root->schema);
   Level& level = level_of(lyd_parent(root), root->schema);
-  level.dirty = true;
+  dirty_.insert(level.number);
   level.arrivals.push_back(root);
   each_node(root, [this](lyd_node* node) {
     const NodeRules& rules = index_.rules(node->schema);
@@ -118,14 +111,15 @@ void ChangeCheck::note_created(lyd_node* root) {
     fire(node->schema, node, Event::kCreated, nullptr);
     if ((node->schema->nodetype & LYD_NODE_INNER) == 0) return;
     Level& below = level_of(node, nullptr);
-    below.fresh = below.dirty = true;
+    below.fresh = true;
+    dirty_.insert(below.number);
   });
 }
 
 void ChangeCheck::note_deleted(const lyd_node* root, lyd_node* parent) {
   fire_deleted(root, parent);
   touch(parent, root->schema);
-  level_of(parent, root->schema).dirty = true;
+  dirty_.insert(level_of(parent, root->schema).number);
   note_emptied(parent);
 }
 
@@ -134,7 +128,7 @@ void ChangeCheck::note_emptied(lyd_node* node) {
   for (; node != nullptr && (node->flags & LYD_DEFAULT) != 0; node = lyd_parent(node)) {
     if (node->schema->nodetype != LYS_CONTAINER) return;
     touch(lyd_parent(node), node->schema);
-    level_of(lyd_parent(node), node->schema).dirty = true;
+    dirty_.insert(level_of(lyd_parent(node), node->schema).number);
   }
 }
 
@@ -153,6 +147,7 @@ Level& ChangeCheck::level_of(lyd_node* parent, const lysc_node* child) {
   Level*& level = level_index_[key];
   if (level == nullptr) {
     level = &levels_.emplace_back();
+    level->number = levels_.size() - 1;
     level->parent = parent;
     if (parent == nullptr) {
       level->module = child->module;
@@ -199,7 +194,7 @@ void ChangeCheck::demand_all(const Constraint& constraint, lyd_node* reach) {
   const auto retry = [this, &constraint](lyd_node* above) {
     Level& level = level_of(above, constraint.node);
     if (!contains(level.retry, constraint.node)) level.retry.push_back(constraint.node);
-    level.dirty = true;
+    dirty_.insert(level.number);
   };
   if (parent == nullptr) {
     retry(nullptr);
@@ -245,7 +240,7 @@ void ChangeCheck::drop(lyd_node* node) {
   forget(node);
   if (node == tree_) tree_ = node->next;
   lyd_unlink_tree(node);
-  const TreePtr owned(node);
+  dropped_.emplace_back(node);
   touch(parent, node->schema);
   note_emptied(parent);
   // What came with this very validation was watched when it came.
@@ -261,40 +256,20 @@ void ChangeCheck::fire_deleted(const lyd_node* root, lyd_node* parent) {
   });
 }
 
-void ChangeCheck::forget(const lyd_node* root) {
-  std::unordered_set<const lyd_node*> going;
-  each_node(const_cast<lyd_node*>(root), [&going](const lyd_node* node) { going.insert(node); });
-  const auto gone = [&going](const lyd_node* node) { return going.count(node) != 0; };
-  for (const lyd_node* const node : going) {
+// What was noted about the nodes stays in the lists, and is passed over there: looking for it would
+// cost all lists for each node. The nodes live on in `dropped_`, so that no other takes their
+// place.
+void ChangeCheck::forget(lyd_node* root) {
+  each_node(root, [this](const lyd_node* node) {
+    gone_.insert(node);
     created_.erase(node);
     changed_.erase(node);
     implicit_.erase(node);
     const auto level = level_index_.find(node);
-    if (level == level_index_.end()) continue;
+    if (level == level_index_.end()) return;
     level->second->gone = true;
     level_index_.erase(level);
-  }
-  for (Level& level : levels_) {
-    level.arrivals.erase(std::remove_if(level.arrivals.begin(), level.arrivals.end(), gone),
-                         level.arrivals.end());
-  }
-  made_.erase(std::remove_if(made_.begin(), made_.end(), gone), made_.end());
-  const auto is_gone = [&gone](const Demand& demand) { return gone(demand.second); };
-  for (auto& [rank, demands] : whens_) {
-    (void)rank;
-    demands.erase(std::remove_if(demands.begin(), demands.end(), is_gone), demands.end());
-  }
-  references_.erase(std::remove_if(references_.begin(), references_.end(), is_gone),
-                    references_.end());
-  musts_.erase(std::remove_if(musts_.begin(), musts_.end(), is_gone), musts_.end());
-  erase_if_gone(fired_, gone);
-  erase_if_gone(demanded_, gone);
-  for (auto item = lost_.begin(); item != lost_.end();) {
-    item = gone(item->first.second) ? lost_.erase(item) : std::next(item);
-  }
-  for (auto item = uniques_.begin(); item != uniques_.end();) {
-    item = gone(item->first) ? uniques_.erase(item) : std::next(item);
-  }
+  });
 }
 
 }  // namespace nexa::host

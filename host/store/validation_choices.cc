@@ -100,7 +100,7 @@ void ChangeCheck::check_duplicates(Level& level) {
     return;
   }
   for (const lyd_node* const node : level.arrivals) {
-    if (!is_single(node)) return;
+    if (!is_gone(node) && !is_single(node)) return;
   }
 }
 

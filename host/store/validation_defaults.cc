@@ -1,22 +1,20 @@
 // Which implicit nodes come with a change? Completes the levels that it touched the way libyang
 // completes every level: first choices, then defaults; conditions are judged afterwards.
-#include <algorithm>
-
 #include "store/change_check.h"
 
 namespace nexa::host {
 
-// False when validation has to stop.
+// The first levels first: what settles there may matter to later ones. A level that makes itself
+// dirty waits for another's turn. False when validation has to stop.
 bool ChangeCheck::settle_dirty() {
-  for (std::size_t i = 0; i < levels_.size() && !stopped(); ++i) {
-    Level& level = levels_[i];
-    if (!level.dirty || level.gone) continue;
-    level.dirty = false;
-    settle(level);
-    if (std::any_of(levels_.begin(), levels_.begin() + static_cast<std::ptrdiff_t>(i),
-                    [](const Level& earlier) { return earlier.dirty && !earlier.gone; })) {
-      i = static_cast<std::size_t>(-1);
-    }
+  std::optional<std::size_t> last;
+  while (!stopped()) {
+    auto next = dirty_.begin();
+    if (next != dirty_.end() && last == *next) ++next;
+    if (next == dirty_.end()) break;
+    last = *next;
+    dirty_.erase(next);
+    if (Level& level = levels_[*last]; !level.gone) settle(level);
   }
   return !stopped();
 }

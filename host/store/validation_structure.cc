@@ -155,6 +155,7 @@ std::string ChangeCheck::path_below(const Level& level, const lysc_node* node) c
 void ChangeCheck::judge_uniques() {
   for (const auto& [parent, list] : uniques_) {
     if (stopped()) return;
+    if (is_gone(parent)) continue;
     const auto* const schema = reinterpret_cast<const lysc_node*>(list);
     const lyd_node* const siblings = parent != nullptr ? lyd_child(parent) : tree_;
     judge_unique(find_among(siblings, schema), list);

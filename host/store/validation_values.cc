@@ -59,7 +59,7 @@ void ChangeCheck::judge_whens() {
     const Demand demand = lowest.back();
     lowest.pop_back();
     demanded_.erase(demand);
-    judge_when(*demand.first, demand.second);
+    if (!is_gone(demand.second)) judge_when(*demand.first, demand.second);
   }
 }
 
@@ -97,7 +97,7 @@ bool ChangeCheck::holds(const lyd_node* context, const lys_module* module,
 void ChangeCheck::judge_references() {
   for (const auto& [bound, values] : lost_) {
     const Constraint& constraint = *bound.first;
-    if (!index_.may_exist(constraint.node)) continue;
+    if (!index_.may_exist(constraint.node) || is_gone(bound.second)) continue;
     each_instance(tree_, bound.second, constraint.node, [&, &lost = values](lyd_node* node) {
       if (lost.count(lyd_get_value(node)) != 0) demand(constraint, node);
     });
@@ -110,6 +110,7 @@ void ChangeCheck::judge_references() {
     }
   }
   for (std::size_t i = references_.size(); i-- > 0 && !stopped();) {
+    if (is_gone(references_[i].second)) continue;
     judge_reference(*references_[i].first, references_[i].second);
   }
 }
@@ -158,6 +159,7 @@ bool ChangeCheck::target_exists(const PlainPath& path, const lyd_node* node) con
 void ChangeCheck::judge_musts() {
   for (const auto& [constraint, node] : musts_) {
     if (stopped()) return;
+    if (is_gone(node)) continue;
     const lysc_must& must = *constraint->must;
     if (!holds(node, node->schema->module, must.cond, must.prefixes) && !stopped()) {
       return fail(must_violation(node, must));

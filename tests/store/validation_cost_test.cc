@@ -161,5 +161,22 @@ TEST(ValidationCost, OpenconfigInterfaces) {
   EXPECT_LT(entry.back(), 5 * entry.front() + 100);
 }
 
+// Each interface brings containers whose conditions do not hold and that are taken out again.
+TEST(ValidationCost, ManyNewEntriesCostLittleMoreThanEachOfThem) {
+  NEXA_NEED_FOLDER(nexa_test::openconfig_folder());
+  load({nexa_test::openconfig_folder()},
+       {"openconfig-interfaces", "openconfig-if-ip", "openconfig-if-ethernet",
+        "openconfig-if-aggregate", "openconfig-vlan", "iana-if-type"});
+  const auto time_of = [](int count) {
+    Measured measured(openconfig(openconfig_entry(0)));
+    return measured.change(with_operations(openconfig(
+        many(count, [](int i) { return in_operation("create", openconfig_entry(1 + i)); }))));
+  };
+  const double few = time_of(50);
+  const double many_more = time_of(1000);
+  std::cout << "50 entries " << few << " us, 1000 entries " << many_more << " us\n";
+  EXPECT_LT(many_more, 20 * 4 * few);
+}
+
 }  // namespace
 }  // namespace nexa::host
