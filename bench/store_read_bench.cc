@@ -7,7 +7,7 @@
 #include <string>
 
 #include "kestrel/loader.h"
-#include "store/json_value.h"
+#include "store/reading/json_value.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // Paths as they come off the wire, on a configuration and on operational data: the schema's verdict
 // is the search's, no node is found twice, every node is found again under the path that it was
 // given, and its value is JSON.
-#include "store/selection.h"
+#include "store/reading/selection.h"
 
 #include <cjson/cJSON.h>
 
@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "kestrel/loader.h"
-#include "store/json_value.h"
+#include "store/reading/json_value.h"
 
 namespace {
 

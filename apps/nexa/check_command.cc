@@ -8,6 +8,7 @@
 #include "option_checks.h"
 #include "request_file.h"
 #include "status_output.h"
+#include "translate/code_name.h"
 #include "translate/request_check.h"
 
 namespace nexa_tool {
@@ -52,7 +53,7 @@ std::string as_json(const char* type, const nexa::host::RequestVerdict& verdict)
   add_text(object.get(), "request", type);
   const grpc::StatusCode code = verdict.status.error_code();
   add_item(object.get(), "code", JsonPtr(cJSON_CreateNumber(static_cast<int>(code))));
-  add_text(object.get(), "name", code_name(code));
+  add_text(object.get(), "name", nexa::host::code_name(code));
   add_text(object.get(), "message", verdict.status.error_message());
   if (!verdict.place.empty()) add_text(object.get(), "place", verdict.place);
   return to_text(object.get());

@@ -14,7 +14,7 @@
 #include "option_checks.h"
 #include "pretty_xml.h"
 #include "printable.h"
-#include "store/commit_log.h"
+#include "store/log/commit_log.h"
 
 namespace nexa_tool {
 namespace {

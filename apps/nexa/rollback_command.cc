@@ -12,7 +12,7 @@
 #include "option_checks.h"
 #include "schema_options.h"
 #include "status_output.h"
-#include "store/log_database.h"
+#include "store/log/log_database.h"
 #include "store/tree_store.h"
 
 namespace nexa_tool {

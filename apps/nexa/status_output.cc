@@ -6,6 +6,8 @@
 #include <cstring>
 #include <memory>
 
+#include "translate/code_name.h"
+
 namespace nexa_tool {
 namespace {
 
@@ -17,50 +19,9 @@ struct FileCloser {
 
 }  // namespace
 
-const char* code_name(grpc::StatusCode code) {
-  switch (code) {
-    case grpc::StatusCode::OK:
-      return "OK";
-    case grpc::StatusCode::CANCELLED:
-      return "CANCELLED";
-    case grpc::StatusCode::UNKNOWN:
-      return "UNKNOWN";
-    case grpc::StatusCode::INVALID_ARGUMENT:
-      return "INVALID_ARGUMENT";
-    case grpc::StatusCode::DEADLINE_EXCEEDED:
-      return "DEADLINE_EXCEEDED";
-    case grpc::StatusCode::NOT_FOUND:
-      return "NOT_FOUND";
-    case grpc::StatusCode::ALREADY_EXISTS:
-      return "ALREADY_EXISTS";
-    case grpc::StatusCode::PERMISSION_DENIED:
-      return "PERMISSION_DENIED";
-    case grpc::StatusCode::UNAUTHENTICATED:
-      return "UNAUTHENTICATED";
-    case grpc::StatusCode::RESOURCE_EXHAUSTED:
-      return "RESOURCE_EXHAUSTED";
-    case grpc::StatusCode::FAILED_PRECONDITION:
-      return "FAILED_PRECONDITION";
-    case grpc::StatusCode::ABORTED:
-      return "ABORTED";
-    case grpc::StatusCode::OUT_OF_RANGE:
-      return "OUT_OF_RANGE";
-    case grpc::StatusCode::UNIMPLEMENTED:
-      return "UNIMPLEMENTED";
-    case grpc::StatusCode::INTERNAL:
-      return "INTERNAL";
-    case grpc::StatusCode::UNAVAILABLE:
-      return "UNAVAILABLE";
-    case grpc::StatusCode::DATA_LOSS:
-      return "DATA_LOSS";
-    case grpc::StatusCode::DO_NOT_USE:
-      break;
-  }
-  return "UNKNOWN";
-}
-
 void report_refusal(const grpc::Status& status) {
-  std::fprintf(stderr, "%s: %s\n", code_name(status.error_code()), status.error_message().c_str());
+  std::fprintf(stderr, "%s: %s\n", nexa::host::code_name(status.error_code()),
+               status.error_message().c_str());
 }
 
 bool read_input(const std::string& name, std::string& content) {

@@ -8,9 +8,6 @@
 
 namespace nexa_tool {
 
-// The name of a status code as gRPC documents it, "INVALID_ARGUMENT" for 3.
-const char* code_name(grpc::StatusCode code);
-
 // Prints the refusal.
 void report_refusal(const grpc::Status& status);
 

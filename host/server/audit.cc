@@ -5,6 +5,7 @@
 
 #include "server/set_request.h"
 #include "server/text_form.h"
+#include "translate/code_name.h"
 #include "translate/path_string.h"
 #include "translate/request_check.h"
 
@@ -33,47 +34,6 @@ std::string shown_operations(const gnmi::SetRequest& request) {
 }
 
 }  // namespace
-
-const char* code_name(grpc::StatusCode code) {
-  switch (code) {
-    case grpc::StatusCode::OK:
-      return "OK";
-    case grpc::StatusCode::CANCELLED:
-      return "CANCELLED";
-    case grpc::StatusCode::INVALID_ARGUMENT:
-      return "INVALID_ARGUMENT";
-    case grpc::StatusCode::DEADLINE_EXCEEDED:
-      return "DEADLINE_EXCEEDED";
-    case grpc::StatusCode::NOT_FOUND:
-      return "NOT_FOUND";
-    case grpc::StatusCode::ALREADY_EXISTS:
-      return "ALREADY_EXISTS";
-    case grpc::StatusCode::PERMISSION_DENIED:
-      return "PERMISSION_DENIED";
-    case grpc::StatusCode::UNAUTHENTICATED:
-      return "UNAUTHENTICATED";
-    case grpc::StatusCode::RESOURCE_EXHAUSTED:
-      return "RESOURCE_EXHAUSTED";
-    case grpc::StatusCode::FAILED_PRECONDITION:
-      return "FAILED_PRECONDITION";
-    case grpc::StatusCode::ABORTED:
-      return "ABORTED";
-    case grpc::StatusCode::OUT_OF_RANGE:
-      return "OUT_OF_RANGE";
-    case grpc::StatusCode::UNIMPLEMENTED:
-      return "UNIMPLEMENTED";
-    case grpc::StatusCode::INTERNAL:
-      return "INTERNAL";
-    case grpc::StatusCode::UNAVAILABLE:
-      return "UNAVAILABLE";
-    case grpc::StatusCode::DATA_LOSS:
-      return "DATA_LOSS";
-    case grpc::StatusCode::UNKNOWN:
-    case grpc::StatusCode::DO_NOT_USE:
-      break;
-  }
-  return "UNKNOWN";
-}
 
 std::string audit_line(const SetAudit& audit, const gnmi::SetRequest& request) {
   std::string line = "set user=" + quoted(audit.user, kMostNameBytes);

@@ -24,9 +24,6 @@ struct SetAudit {
 // first few are counted only.
 std::string audit_line(const SetAudit& audit, const gnmi::SetRequest& request);
 
-// The name of a status code as gRPC writes it: "INVALID_ARGUMENT".
-const char* code_name(grpc::StatusCode code);
-
 }  // namespace nexa::host
 
 #endif  // HOST_SERVER_AUDIT_H_

@@ -7,7 +7,7 @@
 
 #include "store/node_tools.h"
 #include "store/repeated_entries.h"
-#include "store/violation_text.h"
+#include "store/validation/violation_text.h"
 
 namespace nexa::host {
 namespace {

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "store/tree.h"
-#include "store/validation.h"
+#include "store/validation/validation.h"
 
 namespace nexa::host {
 

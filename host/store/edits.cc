@@ -8,8 +8,8 @@
 #include "store/change.h"
 #include "store/document_check.h"
 #include "store/node_tools.h"
-#include "store/selection.h"
-#include "store/violation_text.h"
+#include "store/reading/selection.h"
+#include "store/validation/violation_text.h"
 
 namespace nexa::host {
 namespace {

@@ -8,7 +8,7 @@
 
 #include "store/config_store.h"
 #include "store/tree.h"
-#include "store/validation.h"
+#include "store/validation/validation.h"
 
 namespace nexa::host {
 

@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "store/selection.h"
+#include "store/reading/selection.h"
 #include "store/siblings.h"
 
 namespace nexa::host {

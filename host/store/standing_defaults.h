@@ -6,7 +6,7 @@
 #include <set>
 
 #include "store/tree.h"
-#include "store/validation.h"
+#include "store/validation/validation.h"
 
 namespace nexa::host {
 

@@ -2,8 +2,8 @@
 #include "store/stored_state.h"
 
 #include "store/change.h"
+#include "store/log/schema_stamp.h"
 #include "store/node_tools.h"
-#include "store/schema_stamp.h"
 
 namespace nexa::host {
 namespace {

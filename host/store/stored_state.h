@@ -4,10 +4,10 @@
 
 #include <string>
 
-#include "store/commit_log.h"
+#include "store/log/commit_log.h"
 #include "store/standing_defaults.h"
 #include "store/tree.h"
-#include "store/validation.h"
+#include "store/validation/validation.h"
 
 namespace nexa::host {
 

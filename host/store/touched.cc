@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "store/node_tools.h"
-#include "store/violation_text.h"
+#include "store/validation/violation_text.h"
 
 namespace nexa::host {
 namespace {

@@ -2,10 +2,10 @@
 #include "store/tree_snapshot.h"
 
 #include "store/change.h"
-#include "store/json_value.h"
 #include "store/node_tools.h"
-#include "store/selection.h"
-#include "store/violation_text.h"
+#include "store/reading/json_value.h"
+#include "store/reading/selection.h"
+#include "store/validation/violation_text.h"
 
 namespace nexa::host {
 namespace {

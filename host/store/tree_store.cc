@@ -7,13 +7,13 @@
 #include <optional>
 
 #include "store/change.h"
-#include "store/data_directory.h"
 #include "store/edits.h"
 #include "store/given_nodes.h"
-#include "store/log_database.h"
+#include "store/log/data_directory.h"
+#include "store/log/log_database.h"
+#include "store/log/snapshot_writer.h"
 #include "store/node_tools.h"
-#include "store/selection.h"
-#include "store/snapshot_writer.h"
+#include "store/reading/selection.h"
 #include "store/stored_state.h"
 #include "store/tree_snapshot.h"
 

@@ -92,7 +92,8 @@ TEST_F(HistoryCommand, NothingThatATerminalObeysIsInTheList) {
   const Outcome run = run_nexa({"history", "--data", data(), "--limit", "1"});
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_THAT(run.out, HasSubstr("Z  ?31m    "));
-  EXPECT_THAT(run.out, HasSubstr("  a?b??" "?(?c\xC3\xA4\n"));
+  EXPECT_THAT(run.out, HasSubstr("  a?b??"
+                                 "?(?c\xC3\xA4\n"));
 }
 
 TEST_F(HistoryCommand, NumbersAreWholeNumbers) {

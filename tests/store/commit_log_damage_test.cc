@@ -7,7 +7,7 @@
 #include <fstream>
 
 #include "real/temp_folder.h"
-#include "store/commit_log.h"
+#include "store/log/commit_log.h"
 
 namespace {
 

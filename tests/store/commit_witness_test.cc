@@ -1,5 +1,5 @@
 // A log that lost its last commits is told from one that never had them.
-#include "store/commit_witness.h"
+#include "store/log/commit_witness.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -10,7 +10,7 @@
 #include <fstream>
 
 #include "real/temp_folder.h"
-#include "store/commit_log.h"
+#include "store/log/commit_log.h"
 
 namespace {
 

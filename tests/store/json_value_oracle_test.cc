@@ -9,7 +9,7 @@
 #include <set>
 
 #include "real/yang_folders.h"
-#include "store/json_value.h"
+#include "store/reading/json_value.h"
 #include "support/instance_generator.h"
 #include "translate/path_string.h"
 

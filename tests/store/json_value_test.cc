@@ -1,5 +1,5 @@
 // The JSON of values, parts and overlaid trees, typed out by hand.
-#include "store/json_value.h"
+#include "store/reading/json_value.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

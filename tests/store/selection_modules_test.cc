@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "shop_models.h"
-#include "store/selection.h"
+#include "store/reading/selection.h"
 #include "translate/path_string.h"
 
 namespace {

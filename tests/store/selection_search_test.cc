@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "shop_models.h"
-#include "store/json_value.h"
+#include "store/reading/json_value.h"
 #include "store/siblings.h"
 #include "translate/path_string.h"
 

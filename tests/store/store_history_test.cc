@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <future>
 
-#include "store/sqlite.h"
+#include "store/log/sqlite.h"
 #include "store_fixture.h"
 
 namespace {

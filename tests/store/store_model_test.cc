@@ -6,8 +6,8 @@
 #include <random>
 #include <set>
 
-#include "store/json_value.h"
-#include "store/validation.h"
+#include "store/reading/json_value.h"
+#include "store/validation/validation.h"
 #include "store_fixture.h"
 
 namespace {

@@ -11,7 +11,7 @@
 #include <utility>
 
 #include "real/temp_folder.h"
-#include "store/validation.h"
+#include "store/validation/validation.h"
 
 namespace nexa::host {
 

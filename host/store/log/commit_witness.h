@@ -1,0 +1,38 @@
+// Which commit was the newest, kept beside the log: SQLite reads a journal that was cut short or
+// taken away as if its last commits had never been made.
+#ifndef HOST_STORE_LOG_COMMIT_WITNESS_H_
+#define HOST_STORE_LOG_COMMIT_WITNESS_H_
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace nexa::host {
+
+struct WitnessedCommit {
+  std::uint64_t number = 0;
+  std::string hash;  // its checksum
+};
+
+// The file is written after a commit is durable and never waited for, so it may lag behind the log
+// but is never ahead of it. One that cannot be read or written bears no witness; that is no
+// failure.
+class CommitWitness {
+ public:
+  CommitWitness(const std::string& directory, bool read_only);
+  ~CommitWitness();
+  CommitWitness(const CommitWitness&) = delete;
+  CommitWitness& operator=(const CommitWitness&) = delete;
+
+  std::optional<WitnessedCommit> read() const;
+  void write(const WitnessedCommit& commit) const;
+
+ private:
+  int file_;
+};
+
+std::string witness_file(const std::string& directory);
+
+}  // namespace nexa::host
+
+#endif  // HOST_STORE_LOG_COMMIT_WITNESS_H_

@@ -1,0 +1,30 @@
+// The folder that a store lives in: made with the right modes, held by one process at a time.
+#ifndef HOST_STORE_LOG_DATA_DIRECTORY_H_
+#define HOST_STORE_LOG_DATA_DIRECTORY_H_
+
+#include <memory>
+#include <string>
+
+namespace nexa::host {
+
+class DataDirectory {
+ public:
+  // Makes the directory (mode 0700) if it is not there and locks it. nullptr with `error`: one line
+  // that names it, "in use by process N" when another process holds it.
+  static std::unique_ptr<DataDirectory> hold(const std::string& path, std::string& error);
+  ~DataDirectory();
+  DataDirectory(const DataDirectory&) = delete;
+  DataDirectory& operator=(const DataDirectory&) = delete;
+
+ private:
+  explicit DataDirectory(int lock) : lock_(lock) {}
+
+  int lock_;
+};
+
+// Makes names that were created or renamed in the directory survive a power cut.
+bool sync_directory(const std::string& path);
+
+}  // namespace nexa::host
+
+#endif  // HOST_STORE_LOG_DATA_DIRECTORY_H_

@@ -1,0 +1,34 @@
+// SHA-256 over a row's fields, each with its length in front, so that no two rows share an input.
+#ifndef HOST_STORE_LOG_DIGEST_H_
+#define HOST_STORE_LOG_DIGEST_H_
+
+#include <openssl/evp.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace nexa::host {
+
+inline constexpr std::size_t kDigestSize = 32;
+
+class Digest {
+ public:
+  Digest();
+  Digest& add(std::string_view field);
+  Digest& add(std::uint64_t field);
+  // The checksum, kDigestSize bytes; empty when OpenSSL failed.
+  std::string finish();
+
+ private:
+  struct FreeContext {
+    void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
+  };
+  std::unique_ptr<EVP_MD_CTX, FreeContext> context_;
+  bool ok_ = true;
+};
+
+}  // namespace nexa::host
+
+#endif  // HOST_STORE_LOG_DIGEST_H_

@@ -1,0 +1,50 @@
+// SQLite's handles and calls as the log uses them; knows nothing of commits.
+#ifndef HOST_STORE_LOG_SQLITE_H_
+#define HOST_STORE_LOG_SQLITE_H_
+
+#include <sqlite3.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace nexa::host {
+
+struct CloseDatabase {
+  void operator()(sqlite3* database) const { sqlite3_close_v2(database); }
+};
+using DatabasePtr = std::unique_ptr<sqlite3, CloseDatabase>;
+
+// A prepared statement. Binds by position from 1, reads columns from 0.
+class Statement {
+ public:
+  // `sql` is one statement; ok() is false when SQLite does not take it.
+  Statement(sqlite3* database, const char* sql);
+
+  bool ok() const { return statement_ != nullptr; }
+  Statement& bind(int position, std::int64_t value);
+  Statement& bind(int position, std::string_view text);  // valid until the statement has run
+  Statement& bind_blob(int position, std::string_view bytes);
+
+  // SQLITE_ROW, SQLITE_DONE, or what went wrong. After a failure to prepare: that failure.
+  int step();
+  void reset();
+
+  std::int64_t integer(int column) const;
+  std::string text(int column) const;  // text or blob, byte for byte
+
+ private:
+  struct Finalize {
+    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+  };
+  std::unique_ptr<sqlite3_stmt, Finalize> statement_;
+  int failure_ = SQLITE_OK;
+};
+
+// Runs statements without results.
+int execute(sqlite3* database, const char* sql);
+
+}  // namespace nexa::host
+
+#endif  // HOST_STORE_LOG_SQLITE_H_
