@@ -10,11 +10,15 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <mutex>
 #include <utility>
+
+#include "line_limit.h"
 
 namespace nexad {
 namespace {
@@ -101,10 +105,36 @@ spdlog::level::level_enum level_of(const gpr_log_func_args& line) {
   return kSeverities.at(static_cast<std::size_t>(line.severity));
 }
 
+struct LibraryLimit {
+  std::mutex mutex;
+  LineLimit lines;
+};
+
+LibraryLimit& library_limit() {
+  static auto& instance = *std::make_unique<LibraryLimit>().release();
+  return instance;
+}
+
+// False for a line too many. `left_out`: how many were before one that may be written.
+bool may_write(std::uint64_t& left_out) {
+  LibraryLimit& limit = library_limit();
+  const std::lock_guard<std::mutex> lock(limit.mutex);
+  if (!limit.lines.take(std::chrono::steady_clock::now())) return false;
+  left_out = limit.lines.take_left_out();
+  return true;
+}
+
 void write_library_line(gpr_log_func_args* line) {
+  const spdlog::level::level_enum level = level_of(*line);
+  spdlog::logger& library = *loggers().library;
+  if (!library.should_log(level)) return;
+  std::uint64_t left_out = 0;
+  // Who asks for traces wants all of them.
+  if (!library.should_log(spdlog::level::debug) && !may_write(left_out)) return;
+  if (left_out > 0) library.warn("{} lines of the libraries were left out", left_out);
   std::string text =
       std::string(line->file) + ":" + std::to_string(line->line) + "] " + one_line(line->message);
-  loggers().library->log(level_of(*line), text);
+  library.log(level, text);
 }
 
 // What a client sends is in the lines, and it may send megabytes.

@@ -7,11 +7,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <thread>
 
 namespace {
 
@@ -19,18 +22,35 @@ using namespace nexad;
 
 constexpr char kMapper[] = "src/nexa_srv_kestrel_namespace_mapper_impl.cc";
 
-// What the log writes, of a process that ends with the test: the log is opened once for each.
-std::string log_of(const char* level, bool journal) {
-  const std::string path = testing::TempDir() + "nexad_log_" + std::to_string(getpid());
-  const int file = open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-  const int before = dup(STDERR_FILENO);
-  dup2(file, STDERR_FILENO);
-  if (journal) {
+// Standard error goes into a file; what came is read back at the end.
+class CapturedError {
+ public:
+  explicit CapturedError(bool journal)
+      : path_(testing::TempDir() + "nexad_log_" + std::to_string(getpid())) {
+    const int file = open(path_.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    before_ = dup(STDERR_FILENO);
+    dup2(file, STDERR_FILENO);
+    if (!journal) return;
     struct stat status {};
     fstat(file, &status);
     setenv("JOURNAL_STREAM",
            (std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino)).c_str(), 1);
   }
+  std::string take() {
+    dup2(before_, STDERR_FILENO);
+    std::ifstream in(path_);
+    unlink(path_.c_str());
+    return {std::istreambuf_iterator<char>(in), {}};
+  }
+
+ private:
+  std::string path_;
+  int before_ = -1;
+};
+
+// What the log writes, of a process that ends with the test: the log is opened once for each.
+std::string log_of(const char* level, bool journal) {
+  CapturedError captured(journal);
   start_log(level);
   log_debug("detail");
   log_info("told\nforged: line\x1b[0m");
@@ -43,10 +63,7 @@ std::string log_of(const char* level, bool journal) {
           "ServiceKestrelNamespaceMapperImpl::populate moduleName [ m ]");
   gpr_log(kMapper, 11, GPR_LOG_SEVERITY_ERROR, "%s", "root node registration failed");
   gpr_log("rooms/of/another.cc", 12, GPR_LOG_SEVERITY_ERROR, "%s", "toBeWalked: empty vector");
-  dup2(before, STDERR_FILENO);
-  std::ifstream in(path);
-  unlink(path.c_str());
-  return {std::istreambuf_iterator<char>(in), {}};
+  return captured.take();
 }
 
 void expect_log(const char* level, bool journal, const std::string& expected) {
@@ -120,6 +137,43 @@ TEST(Log, GivesPrioritiesAndNoTimesToTheJournal) {
                          "node registration failed\n"
                          "<3>library: rooms/of/another.cc:12] toBeWalked: empty vector\n"),
               testing::ExitedWithCode(0), "");
+}
+
+std::size_t lines_of_a_flood(const char* level, std::string& last) {
+  CapturedError captured(false);
+  start_log(level);
+  for (int i = 0; i < 1000; ++i) {
+    gpr_log("rooms/of/the/library.cc", 7, GPR_LOG_SEVERITY_ERROR, "%s", "refused");
+  }
+  std::this_thread::sleep_for(std::chrono::milliseconds(250));
+  gpr_log("rooms/of/the/library.cc", 8, GPR_LOG_SEVERITY_ERROR, "%s", "again");
+  const std::string text = captured.take();
+  const std::size_t end = text.rfind('\n', text.rfind('\n') - 1);
+  last = text.substr(text.rfind('\n', end - 1) + 1);
+  return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+}
+
+void expect_limit() {
+  std::string last;
+  const std::size_t lines = lines_of_a_flood("info", last);
+  const bool is_limited = lines >= 202 && lines <= 300;
+  const bool is_told = last.find(" lines of the libraries were left out\n") != std::string::npos &&
+                       last.find("library.cc:8] again\n") != std::string::npos;
+  if (!is_limited || !is_told) {
+    std::fprintf(stderr, "%zu lines, the last:\n%s", lines, last.c_str());
+  }
+  _exit(is_limited && is_told ? 0 : 1);
+}
+
+void expect_everything() {
+  std::string last;
+  _exit(lines_of_a_flood("debug", last) == 1001 ? 0 : 1);
+}
+
+TEST(Log, LimitsTheLinesThatTheLibrariesWriteForStrangers) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(expect_limit(), testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(expect_everything(), testing::ExitedWithCode(0), "");
 }
 
 TEST(OneLine, ShowsControlsOfBothRanges) {
