@@ -31,16 +31,17 @@ class SchemaNode : public std::enable_shared_from_this<SchemaNode<CsNode>> {
     try {
       auto created = std::make_shared<SchemaNode>(ns, name, node);
       created->weakThis = created;
+      created->is_filled_ = true;
       return created;
     } catch (const std::bad_alloc&) {
       return nullptr;
     }
   }
 
-  // A further shared reference. Throws std::bad_weak_ptr when no shared pointer owns the node.
+  // A further shared reference through `weakThis`. Throws std::bad_weak_ptr when that names a node
+  // no longer alive, or nothing.
   std::shared_ptr<SchemaNode> share() {
-    // Empty in a node that was made without create().
-    if (weakThis.expired()) weakThis = this->weak_from_this();
+    if (!std::exchange(is_filled_, true) && names_nothing()) weakThis = this->weak_from_this();
     return std::shared_ptr<SchemaNode>(weakThis);
   }
 
@@ -49,6 +50,16 @@ class SchemaNode : public std::enable_shared_from_this<SchemaNode<CsNode>> {
   std::string name;
   const CsNode* node;
   std::shared_ptr<NodeVariant_t> nodeVariant;
+
+ private:
+  // Never filled, or emptied: an expired reference still has its owner.
+  bool names_nothing() const {
+    const std::weak_ptr<SchemaNode> nothing;
+    return !weakThis.owner_before(nothing) && !nothing.owner_before(weakThis);
+  }
+
+  // A node that was made without create() is filled when it is first shared.
+  bool is_filled_ = false;
 };
 
 // How an element stands in a path.

@@ -310,6 +310,18 @@ TEST(GetSnodeFroCache, ThrowsForANodeThatNoSharedPointerOwns) {
   EXPECT_THROW(schemaif.getSnodeFroCache("key"), std::bad_weak_ptr);
 }
 
+TEST(GetSnodeFroCache, ThrowsForAReferenceToANodeNoLongerAlive) {
+  const auto node = std::make_shared<Snode>("urn:m", "c", nullptr);
+  node->weakThis = std::make_shared<Snode>("urn:m", "other", nullptr);
+  const SnodePtr emptied = Snode::create("urn:m", "c", nullptr);
+  emptied->weakThis.reset();
+  Schemaif schemaif;
+  schemaif.snodeCache_.insert("key", node);
+  schemaif.snodeCache_.insert("emptied", emptied);
+  EXPECT_THROW(schemaif.getSnodeFroCache("key"), std::bad_weak_ptr);
+  EXPECT_THROW(schemaif.getSnodeFroCache("emptied"), std::bad_weak_ptr);
+}
+
 TEST(GetSnodeFroCache, SharesANodeThatTheCallerMade) {
   const auto node = std::make_shared<Snode>("urn:m", "c", nullptr);
   Schemaif schemaif;
