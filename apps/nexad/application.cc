@@ -109,6 +109,7 @@ bool Application::open_store(std::string& error) {
   options.directory = config_.data;
   options.commits_per_snapshot = static_cast<std::uint32_t>(config_.commits_per_snapshot);
   options.history_limit = config_.history_limit;
+  options.warn = [](const std::string& line) { log_warning(line); };
   std::vector<std::string> notes;
   store_ = nexa::host::open_tree_store(options, error, &notes);
   for (const std::string& note : notes) log_info(note);

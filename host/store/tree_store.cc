@@ -117,7 +117,7 @@ bool TreeStore::load(const std::string& file, std::vector<std::string>& notes, s
   rebuild();
   snapshots_ = std::make_unique<SnapshotWriter>(
       *log_, LogLimits{options_.history_limit, options_.commits_per_snapshot},
-      [this] { return snapshot(); });
+      [this] { return snapshot(); }, options_.warn);
   return true;
 }
 

@@ -2,6 +2,7 @@
 #ifndef HOST_STORE_TREE_STORE_H_
 #define HOST_STORE_TREE_STORE_H_
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -14,6 +15,8 @@ struct TreeStoreOptions {
   std::uint32_t commits_per_snapshot = 1000;  // bounds what a start has to replay
   std::uint64_t history_limit = 100000;       // commits kept beyond the newest snapshot; 0: all
   bool sync = true;  // false takes the disk's sync out: for measurements, never for data
+  // Hears, in one line, of what went wrong beside the commits. Any thread; null: nobody.
+  std::function<void(const std::string& line)> warn;
 };
 
 // Opens the data directory over the loaded schema (kestrel::load) and replays it. nullptr with

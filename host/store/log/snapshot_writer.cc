@@ -5,11 +5,20 @@
 #include <algorithm>
 
 namespace nexa::host {
+namespace {
 
-SnapshotWriter::SnapshotWriter(CommitLog& log, LogLimits limits, Source source)
+std::string snapshot_failed(std::uint64_t number, const std::string& reason) {
+  return "no snapshot of commit " + std::to_string(number) + ": " + reason +
+         "; no commit is lost, but a start has more of them to replay";
+}
+
+}  // namespace
+
+SnapshotWriter::SnapshotWriter(CommitLog& log, LogLimits limits, Source source, Warn warn)
     : log_(log),
       limits_{limits.history, std::max<std::uint64_t>(limits.interval, 1)},
       source_(std::move(source)),
+      warn_(std::move(warn)),
       newest_(log.head()),
       written_(log.newest_snapshot()),
       thread_([this] { run(); }) {}
@@ -50,7 +59,10 @@ void SnapshotWriter::write() {
   const std::string config = snapshot != nullptr ? snapshot->xml() : std::string();
   // The tree is free for the next transaction before the disk is waited for.
   snapshot.reset();
-  if (!config.empty()) static_cast<void>(log_.write_snapshot(number, config, limits_));
+  if (!config.empty()) {
+    const LogResult result = log_.write_snapshot(number, config, limits_);
+    if (!result.ok() && warn_) warn_(snapshot_failed(number, result.text));
+  }
   const std::lock_guard<std::mutex> lock(mutex_);
   written_ = std::max(written_, number);
 }

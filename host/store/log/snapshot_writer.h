@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <thread>
 
 #include "store/config_store.h"
@@ -17,10 +18,12 @@ namespace nexa::host {
 class SnapshotWriter {
  public:
   using Source = std::function<std::shared_ptr<const Snapshot>()>;
+  using Warn = std::function<void(const std::string& line)>;
 
-  // `log` and what `source` needs outlive this object. `limits.interval` commits lie between
-  // snapshots.
-  SnapshotWriter(CommitLog& log, LogLimits limits, Source source);
+  // `log` and what `source` and `warn` need outlive this object. `limits.interval` commits lie
+  // between snapshots. `warn`, if any, hears of each that could not be written, on the writer's
+  // thread.
+  SnapshotWriter(CommitLog& log, LogLimits limits, Source source, Warn warn);
   // Writes one of the newest commit, if it has none: the next start replays nothing.
   ~SnapshotWriter();
   SnapshotWriter(const SnapshotWriter&) = delete;
@@ -36,6 +39,7 @@ class SnapshotWriter {
   CommitLog& log_;
   const LogLimits limits_;
   const Source source_;
+  const Warn warn_;
 
   std::mutex mutex_;
   std::condition_variable wake_;

@@ -1,0 +1,73 @@
+// Snapshots beside the commits: when they are written, and who hears of one that cannot be.
+#include "store/log/snapshot_writer.h"
+
+#include <gtest/gtest.h>
+
+#include "real/temp_folder.h"
+
+namespace nexa::host {
+namespace {
+
+class FixedSnapshot final : public Snapshot {
+ public:
+  explicit FixedSnapshot(std::uint64_t number) : number_(number) {}
+  grpc::Status read(const Query& /*query*/, const StateTree* /*state*/,
+                    const ValueSink& /*sink*/) const override {
+    return {};
+  }
+  std::string xml() const override { return "<config/>"; }
+  std::uint64_t number() const override { return number_; }
+
+ private:
+  std::uint64_t number_;
+};
+
+class SnapshotWriting : public testing::Test {
+ protected:
+  void SetUp() override {
+    LogOptions options;
+    options.directory = folder_.path();
+    options.sync = false;
+    std::string error;
+    log_ = CommitLog::open(options, error);
+    ASSERT_NE(log_, nullptr) << error;
+    for (std::uint64_t number = 1; number <= 3; ++number) {
+      ASSERT_TRUE(log_->append({number, 1000, "author", "", false, "change"}).ok());
+    }
+  }
+
+  // Writes what is due for commit 3 and returns what was told.
+  std::vector<std::string> write(std::uint64_t number) {
+    std::vector<std::string> told;
+    SnapshotWriter(
+        *log_, LogLimits{0, 1000}, [number] { return std::make_shared<FixedSnapshot>(number); },
+        [&told](const std::string& line) { told.push_back(line); });
+    return told;
+  }
+
+  nexa_test::TempFolder folder_;
+  std::unique_ptr<CommitLog> log_;
+};
+
+TEST_F(SnapshotWriting, LeavesASnapshotOfTheNewestCommitAtTheEnd) {
+  EXPECT_EQ(write(3), std::vector<std::string>{});
+  EXPECT_EQ(log_->newest_snapshot(), 3U);
+}
+
+TEST_F(SnapshotWriting, TellsOfOneThatCouldNotBeWritten) {
+  EXPECT_EQ(write(9),
+            (std::vector<std::string>{"no snapshot of commit 9: commit 9 is not kept; no commit is "
+                                      "lost, but a start has more of them to replay"}));
+  EXPECT_EQ(log_->newest_snapshot(), 0U);
+}
+
+TEST_F(SnapshotWriting, TellsNobodyWhenNobodyListens) {
+  {
+    SnapshotWriter writer(
+        *log_, LogLimits{0, 1000}, [] { return std::make_shared<FixedSnapshot>(9); }, nullptr);
+  }
+  EXPECT_EQ(log_->newest_snapshot(), 0U);
+}
+
+}  // namespace
+}  // namespace nexa::host
