@@ -172,13 +172,12 @@ void EditApplier::merge(lyd_node* parent, const lyd_node* sources) {
 
 void EditApplier::merge_one(lyd_node* parent, const lyd_node* source) {
   lyd_node* const match = find_match(children(parent), source);
-  if (match == nullptr) {
-    insert(parent, source);
-  } else if ((source->schema->nodetype & LYD_NODE_INNER) != 0) {
-    merge(match, first_child(source));
-  } else if (is_default(match) || lyd_compare_single(match, source, 0) != LY_SUCCESS) {
-    insert(parent, source);
+  if (match != nullptr && (source->schema->nodetype & LYD_NODE_INNER) != 0) {
+    return merge(match, first_child(source));
   }
+  const bool is_there =
+      match != nullptr && !is_default(match) && lyd_compare_single(match, source, 0) == LY_SUCCESS;
+  if (!is_there) insert(parent, source);
 }
 
 void EditApplier::replace_one(lyd_node* parent, const lyd_node* source) {

@@ -126,7 +126,7 @@ LogResult CommitLog::transaction(const std::function<int()>& work) {
   errno = 0;
   if (execute(database_.get(), "BEGIN IMMEDIATE") != SQLITE_OK) return failure();
   if (work() != SQLITE_OK) {
-    const LogResult result = failure();
+    LogResult result = failure();
     if (sqlite3_get_autocommit(database_.get()) == 0) execute(database_.get(), "ROLLBACK");
     return result;
   }

@@ -38,6 +38,11 @@ bool is_wanted(const lysc_node* schema, DataPart part) {
   return true;
 }
 
+// Whether the node is of another module than the names around it; null: there are none.
+bool changes_module(const lysc_node* schema, const lys_module* module) {
+  return module == nullptr || schema->module != module;
+}
+
 // Whether another module put the node below its parent, where something else has the same name: the
 // module is needed then, whatever the form.
 bool is_name_of_two(const lysc_node* schema) {
@@ -204,7 +209,7 @@ class Printer {
     if (!is_first_) json_ += ',';
     is_first_ = false;
     json_ += '"';
-    if ((form_.qualify && schema->module != module) || is_name_of_two(schema)) {
+    if ((form_.qualify && changes_module(schema, module)) || is_name_of_two(schema)) {
       json_ += schema->module->name;
       json_ += ':';
     }
@@ -249,7 +254,7 @@ class LeafWalk {
   void visit(const PairLevel& at, const lysc_node* schema, const lys_module* module) {
     if (!is_inner(schema) && !is_wanted(schema, form_.part)) return;
     gnmi::PathElem& element = *path_.add_elem();
-    if ((qualify_names_ && schema->module != module) || is_name_of_two(schema)) {
+    if ((qualify_names_ && changes_module(schema, module)) || is_name_of_two(schema)) {
       element.set_name(std::string(schema->module->name) + ":" + schema->name);
     } else {
       element.set_name(schema->name);
