@@ -84,8 +84,7 @@ grpc::Status TreeSnapshot::read(const Query& query, const StateTree* state,
       writer.found(node, path);
     }
   };
-  grpc::Status status =
-      select_nodes(query.path, replica_->top(), data, found, LeafLists::kWhole);
+  grpc::Status status = select_nodes(query.path, replica_->top(), data, found, LeafLists::kWhole);
   if (status.error_code() != grpc::StatusCode::NOT_FOUND) return status;
   return {grpc::StatusCode::INVALID_ARGUMENT, status.error_message()};
 }
