@@ -3,7 +3,6 @@
 #include <thread>
 
 #include "kestrel/loader.h"
-#include "translate/path_string.h"
 
 namespace nexa_test {
 
@@ -23,20 +22,6 @@ ExampleSchema& example_schema() {
     return &loaded;
   }();
   return schema;
-}
-
-gnmi::Path path_of(const std::string& text) {
-  nexa::host::PathStringError error;
-  const auto path = nexa::host::parse_path_string(text, &error);
-  EXPECT_TRUE(path.has_value()) << text << ": " << error.text();
-  return path.value_or(gnmi::Path());
-}
-
-gnmi::Update update_of(const std::string& path, const std::string& json) {
-  gnmi::Update update;
-  *update.mutable_path() = path_of(path);
-  update.mutable_val()->set_json_ietf_val(json);
-  return update;
 }
 
 void Recorder::call_ended(std::string_view method, grpc::StatusCode code,

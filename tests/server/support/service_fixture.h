@@ -17,6 +17,7 @@
 #include "nexa/nexa_srv_kestrel_namespace_mapper_impl.h"
 #include "server/gnmi_service.h"
 #include "server/support/fake_store.h"
+#include "support/translate_oracle.h"
 #include "translate/translate.h"
 
 namespace nexa_test {
@@ -27,11 +28,6 @@ struct ExampleSchema {
   std::unique_ptr<nexa::host::Translator> translator;
 };
 ExampleSchema& example_schema();
-
-gnmi::Path path_of(const std::string& text);
-
-// An update with a JSON_IETF value.
-gnmi::Update update_of(const std::string& path, const std::string& json);
 
 // Keeps what the service tells.
 class Recorder : public nexa::host::ServiceObserver {
