@@ -194,6 +194,9 @@ class ImageInner final : public ImageNode {
   ImageSlot* slots() { return reinterpret_cast<ImageSlot*>(this + 1); }
 };
 
+// How a value of libyang's is written.
+ScalarForm scalar_form(const lyd_value& value);
+
 // The tree without any node.
 ImagePtr empty_image();
 

@@ -21,7 +21,7 @@ struct ImageDraft {
   // The entry's slot, null when there is none.
   static ImageSlot* entry(ImageSlot& group, std::string_view key);
   // Puts an entry in at the place `order` (0: behind all others, or where one of this key stands).
-  static ImageSlot* put_entry(ImageSlot& group, ImageSlot node, std::uint64_t order = 0);
+  static void put_entry(ImageSlot& group, ImageSlot node, std::uint64_t order = 0);
   static bool remove_entry(ImageSlot& group, std::string_view key);
 
  private:

@@ -1,0 +1,185 @@
+// libyang keeps the instances of one schema node together, and siblings in the order of the schema;
+// modules at the top level stand in the order in which they came.
+#include "store/image/image_import.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <new>
+
+#include "store/image/image_draft.h"
+
+namespace nexa::host {
+namespace {
+
+constexpr std::size_t kMostKeys = 8;  // that are passed as arguments
+
+bool is_key_leaf(const ImageSlot& child) {
+  return child->kind() == ImageKind::kLeaf && lysc_is_key(child->schema());
+}
+
+bool is_many(const lysc_node* schema) {
+  return (schema->nodetype & (LYS_LIST | LYS_LEAFLIST)) != 0;
+}
+
+ImageSlot group_of(const lyd_node*& node) {
+  const lysc_node* const schema = node->schema;
+  ImageSlot group = ImageGroup::make(schema);
+  for (; node != nullptr && node->schema == schema; node = node->next) {
+    ImageDraft::put_entry(group, image_of_node(node), group->group().next_order());
+  }
+  return group;
+}
+
+std::vector<ImageSlot> children_of(const lyd_node* first) {
+  std::vector<ImageSlot> children;
+  for (const lyd_node* node = first; node != nullptr;) {
+    if (node->schema == nullptr) {
+      node = node->next;
+    } else if (is_many(node->schema)) {
+      children.push_back(group_of(node));
+    } else {
+      children.push_back(image_of_node(node));
+      node = node->next;
+    }
+  }
+  return children;
+}
+
+[[noreturn]] void out_of_memory() { throw std::bad_alloc(); }
+
+std::string predicates_of(const ImageInner& entry) {
+  std::string text;
+  for (const ImageSlot& child : entry.children()) {
+    if (!is_key_leaf(child)) break;
+    const std::string_view value = child->leaf().text();
+    const char quote = value.find('\'') == std::string_view::npos ? '\'' : '"';
+    text.append("[").append(child->schema()->name).append("=");
+    text.append(1, quote).append(value).append(1, quote).append("]");
+  }
+  return text;
+}
+
+lyd_node* new_entry(lyd_node* parent, const ImageInner& entry) {
+  const lysc_node* const schema = entry.schema();
+  std::array<const char*, kMostKeys> keys{};
+  std::size_t count = 0;
+  for (const ImageSlot& child : entry.children()) {
+    if (!is_key_leaf(child)) break;
+    if (count < kMostKeys) keys[count] = child->leaf().text().data();
+    ++count;
+  }
+  lyd_node* made = nullptr;
+  const LY_ERR done = count <= kMostKeys ? lyd_new_list(parent, schema->module, schema->name, 0,
+                                                        &made, keys[0], keys[1], keys[2], keys[3],
+                                                        keys[4], keys[5], keys[6], keys[7])
+                                         : lyd_new_list2(parent, schema->module, schema->name,
+                                                         predicates_of(entry).c_str(), 0, &made);
+  if (done != LY_SUCCESS) out_of_memory();
+  return made;
+}
+
+lyd_node* new_node(lyd_node* parent, const ImageNode& node) {
+  const lysc_node* const schema = node.schema();
+  lyd_node* made = nullptr;
+  if (node.kind() == ImageKind::kLeaf) {
+    if (lyd_new_term_canon(parent, schema->module, schema->name, node.leaf().text().data(), 0,
+                           &made) != LY_SUCCESS) {
+      out_of_memory();
+    }
+  } else if (schema->nodetype == LYS_LIST) {
+    return new_entry(parent, node.inner());
+  } else if (lyd_new_inner(parent, schema->module, schema->name, 0, &made) != LY_SUCCESS) {
+    out_of_memory();
+  }
+  return made;
+}
+
+lyd_node* new_any(lyd_node* parent, const ImageAny& any) {
+  lyd_node* copy = nullptr;
+  if (lyd_dup_single(any.node(), nullptr, LYD_DUP_NO_META, &copy) != LY_SUCCESS) out_of_memory();
+  if (parent != nullptr && lyd_insert_child(parent, copy) != LY_SUCCESS) {
+    lyd_free_tree(copy);
+    out_of_memory();
+  }
+  return copy;
+}
+
+}  // namespace
+
+ImageSlot image_of_node(const lyd_node* node) {
+  const lysc_node* const schema = node->schema;
+  if ((schema->nodetype & LYD_NODE_TERM) != 0) return ImageLeaf::make(node);
+  if ((schema->nodetype & LYD_NODE_ANY) != 0) return ImageAny::make(node);
+  const bool is_default = schema->nodetype == LYS_CONTAINER && (node->flags & LYD_DEFAULT) != 0;
+  return ImageInner::make(schema, is_default, children_of(lyd_child(node)));
+}
+
+ImagePtr image_of_tree(const lyd_node* first) {
+  std::vector<ImageSlot> children = children_of(first);
+  std::stable_sort(children.begin(), children.end(), [](const auto& left, const auto& right) {
+    return schema_number(left->schema()) < schema_number(right->schema());
+  });
+  return ImageInner::make(nullptr, false, std::move(children));
+}
+
+lyd_node* link_image(lyd_node*& top, lyd_node* parent, const ImageNode& node, bool explicit_only) {
+  if (node.kind() == ImageKind::kGroup) {
+    for (const GroupEntry* const entry : node.group().in_order()) {
+      link_image(top, parent, *entry->node, explicit_only);
+    }
+    return nullptr;
+  }
+  if (explicit_only && node.is_default()) return nullptr;
+  lyd_node* const made =
+      node.kind() == ImageKind::kAny ? new_any(parent, node.any()) : new_node(parent, node);
+  if (parent == nullptr && lyd_insert_sibling(top, made, &top) != LY_SUCCESS) {
+    lyd_free_tree(made);
+    out_of_memory();
+  }
+  if (node.kind() == ImageKind::kInner) {
+    for (const ImageSlot& child : node.inner().children()) {
+      if (!is_key_leaf(child)) link_image(top, made, *child, explicit_only);
+    }
+  }
+  made->flags &= ~static_cast<std::uint32_t>(LYD_DEFAULT);
+  if (node.is_default()) made->flags |= LYD_DEFAULT;
+  return made;
+}
+
+TreePtr tree_of_image(const ImageInner& root, bool explicit_only) {
+  lyd_node* top = nullptr;
+  try {
+    for (const ImageSlot& child : root.children()) link_image(top, nullptr, *child, explicit_only);
+  } catch (...) {
+    lyd_free_all(top);
+    throw;
+  }
+  return TreePtr(top);
+}
+
+lyd_node* find_in_tree(lyd_node* top, lyd_node* parent, const ImageNode& node) {
+  lyd_node* const siblings = parent != nullptr ? lyd_child(parent) : top;
+  const lysc_node* const schema = node.schema();
+  lyd_node* found = nullptr;
+  if (siblings == nullptr) return nullptr;
+  if (schema->nodetype == LYS_LIST) {
+    // A list entry can only be made below its parent; a copy of it without children will do.
+    lyd_node* copy = nullptr;
+    if (parent != nullptr &&
+        lyd_dup_single(parent, nullptr, LYD_DUP_NO_META, &copy) != LY_SUCCESS) {
+      out_of_memory();
+    }
+    const TreePtr above(copy);
+    lyd_node* const probe = new_entry(copy, node.inner());
+    const TreePtr alone(copy == nullptr ? probe : nullptr);
+    lyd_find_sibling_first(siblings, probe, &found);
+    return found;
+  }
+  const bool is_value = schema->nodetype == LYS_LEAFLIST;
+  const std::string_view value = is_value ? node.leaf().text() : std::string_view();
+  lyd_find_sibling_val(siblings, schema, is_value ? value.data() : nullptr, value.size(), &found);
+  return found;
+}
+
+}  // namespace nexa::host
