@@ -231,9 +231,26 @@ bool Payload::scalar_form(std::uint32_t item, std::string_view& text, Written& w
   return false;
 }
 
+// Whether the value is what the leaf took last; then it is read as that one was. With notes wanted
+// every value is judged, because a judgement may leave one.
+bool Payload::is_as_before(std::uint32_t item, kestrel_cs_node* node) {
+  if (notes_ != nullptr) return false;
+  const auto last = last_taken_.find(node);
+  if (last == last_taken_.end()) return false;
+  const JsonItem& value = document.items[item];
+  const JsonItem& before = document.items[last->second];
+  if (value.kind == JsonKind::kArray || value.kind != before.kind || value.text != before.text ||
+      value.surrogates != before.surrogates) {
+    return false;
+  }
+  readings[item].stored = readings[last->second].stored;
+  return true;
+}
+
 grpc::Status Payload::read_leaf(std::uint32_t item, kestrel_cs_node* node) {
   readings[item].node = node;
   readings[item].role = Role::kLeaf;
+  if (is_as_before(item, node)) return grpc::Status::OK;
   std::string_view text;
   Written written = Written::kString;
   std::string rule;
@@ -251,6 +268,7 @@ grpc::Status Payload::read_leaf(std::uint32_t item, kestrel_cs_node* node) {
     scratch_.as_given = false;
     scratch_.text = std::string(text);
   }
+  if (notes_ == nullptr) last_taken_[node] = item;
   if (scratch_.as_given && scratch_.namespaces.empty()) return grpc::Status::OK;
   readings[item].stored = static_cast<std::uint32_t>(stored.size());
   stored.push_back(std::move(scratch_));

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "json_scanner.h"
@@ -77,6 +78,7 @@ class Payload {
   grpc::Status read_array(std::uint32_t item, kestrel_cs_node* node);
   grpc::Status read_entry(std::uint32_t item, kestrel_cs_node* node, std::uint32_t like);
   grpc::Status read_leaf(std::uint32_t item, kestrel_cs_node* node);
+  bool is_as_before(std::uint32_t item, kestrel_cs_node* node);
   grpc::Status read_any(std::uint32_t item, kestrel_cs_node* node);
   grpc::Status read_any_member(std::uint32_t item);
   grpc::Status read_opaque(std::uint32_t item);
@@ -93,6 +95,9 @@ class Payload {
   const bool strict_;
   std::vector<std::string>* notes_;
   kestrel::StoredText scratch_;
+  // The last value that each leaf took: entries of a list repeat values, and judging one again, by
+  // its patterns or as an identity, costs more than comparing it.
+  std::unordered_map<const kestrel_cs_node*, std::uint32_t> last_taken_;
 };
 
 }  // namespace nexa::host
