@@ -6,7 +6,8 @@
 #   make build     only build
 #   make install   install the build (DESTDIR, PREFIX)
 #   make bench     build and run the benchmarks
-#   make nightly   what a night has time for: generated updates against libyang, 2,000 crashes, an hour of load
+#   make nightly   what a night has time for: generated updates and a million generated Sets against libyang,
+#                  2,000 crashes, an hour of load
 #   make clean     remove build/release
 
 PREFIX ?= /usr/local
@@ -49,12 +50,14 @@ bench:
 	@scripts/bench $(BUILD)
 
 NIGHTLY_UPDATES ?= 200000
+NIGHTLY_SETS ?= 1000000
 NIGHTLY_CRASHES ?= 2000
 NEXA_SOAK_SECONDS ?= 3600
 
 nightly: setup
 	@$(MAKE) --no-print-directory build
 	@NEXA_ORACLE_UPDATES=$(NIGHTLY_UPDATES) $(BUILD)/bin/translate_tests --gtest_filter='*Generated*'
+	@NEXA_RANDOM_SETS=$(NIGHTLY_SETS) $(BUILD)/bin/store_tests --gtest_filter='StoreRandom.*'
 	@NEXA_CRASH_POINTS=$(NIGHTLY_CRASHES) ctest --test-dir $(BUILD) -R '^nexad_crash$$' --output-on-failure
 	@NEXA_SOAK_SECONDS=$(NEXA_SOAK_SECONDS) scripts/soak $(BUILD)
 

@@ -13,11 +13,15 @@
 #include <vector>
 
 #include "kestrel/loader.h"
+#include "store/image/image_import.h"
 #include "store/reading/json_value.h"
 
 namespace {
 
 using nexa::host::DataPart;
+using nexa::host::ImageKind;
+using nexa::host::ImageNode;
+using nexa::host::ImagePtr;
 using nexa::host::LeafLists;
 using nexa::host::NodePair;
 using nexa::host::TreePtr;
@@ -33,13 +37,14 @@ constexpr char kState[] = R"(<device xmlns="urn:example:device"><name>e</name>
 <port><name>a</name><speed>5</speed></port><port><name>b</name></port>
 <event><at>1</at></event><event><at>1</at></event></device>)";
 
-TreePtr parsed(const char* xml) {
+ImagePtr parsed(const char* xml) {
   lyd_node* tree = nullptr;
   if (lyd_parse_data_mem(kestrel::context(), xml, LYD_XML, LYD_PARSE_STRICT | LYD_PARSE_ONLY, 0,
                          &tree) != LY_SUCCESS) {
     std::abort();
   }
-  return TreePtr(tree);
+  const TreePtr owner(tree);
+  return nexa::host::image_of_tree(tree);
 }
 
 struct Data {
@@ -47,11 +52,12 @@ struct Data {
     kestrel::LoadOptions options;
     options.search_dirs = {NEXA_MODELS_DIR};
     if (kestrel::load(options)) std::abort();
+    nexa::host::number_schema();
     config = parsed(kConfig);
     state = parsed(kState);
   }
-  TreePtr config;
-  TreePtr state;
+  ImagePtr config;
+  ImagePtr state;
 };
 
 void check_verdict(const grpc::Status& status) {
@@ -92,18 +98,17 @@ void check_found_again(const Data& data, const NodePair& node, const gnmi::Path&
   const auto compare = [&](const NodePair& again, gnmi::Path&) {
     // Entries without keys have the path of the first one.
     if (again.config == node.config && again.state == node.state) is_found = true;
-    if (again.any()->schema == node.any()->schema && lysc_is_dup_inst_list(again.any()->schema)) {
-      is_found = true;
-    }
+    const lysc_node* const schema = node.any()->schema();
+    if (again.any()->schema() == schema && lysc_is_dup_inst_list(schema)) is_found = true;
   };
-  const grpc::Status status =
-      nexa::host::select_nodes(path, data.config.get(), data.state.get(), compare,
-                               node.whole_leaf_list ? LeafLists::kWhole : LeafLists::kEntries);
+  const grpc::Status status = nexa::host::select_nodes(
+      path, data.config.get(), data.state.get(), compare,
+      node.any()->kind() == ImageKind::kGroup ? LeafLists::kWhole : LeafLists::kEntries);
   if (!status.ok() || !is_found) std::abort();
 }
 
 void check_search(const Data& data, const gnmi::Path& path, LeafLists mode, bool in_schema) {
-  std::set<std::pair<const lyd_node*, const lyd_node*>> seen;
+  std::set<std::pair<const ImageNode*, const ImageNode*>> seen;
   const auto found = [&](const NodePair& node, gnmi::Path& concrete) {
     if (!seen.insert({node.config, node.state}).second) std::abort();
     check_found_again(data, node, concrete);

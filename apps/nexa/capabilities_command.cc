@@ -6,6 +6,7 @@
 #include <string>
 
 #include "commands.h"
+#include "constraint_listing.h"
 #include "option_checks.h"
 #include "schema_options.h"
 
@@ -14,11 +15,13 @@ namespace {
 
 constexpr char kExamples[] = R"(EXAMPLES
   nexa capabilities -p /usr/share/yuma/modules/ietf -m ietf-system
-  nexa capabilities -p yang --format json)";
+  nexa capabilities -p yang --format json
+  nexa capabilities -p yang --constraints)";
 
 struct Options {
   SchemaOptions schema;
   std::string format = "text";
+  bool constraints = false;
 };
 
 gnmi::CapabilityResponse announced() {
@@ -63,6 +66,11 @@ std::string as_text(const gnmi::CapabilityResponse& response) {
 int run(const Options& options, Session& session) {
   const auto mapper = options.schema.load();
   if (mapper == nullptr) return kRefused;
+  if (options.constraints) {
+    const bool is_text = options.format == "text";
+    const std::string listing = is_text ? constraints_as_text() : constraints_as_json();
+    return session.output.write(listing) ? kDone : kRefused;
+  }
   const gnmi::CapabilityResponse response = announced();
   if (options.format == "text") return session.output.write(as_text(response)) ? kDone : kRefused;
   google::protobuf::util::JsonPrintOptions print;
@@ -93,6 +101,9 @@ void add_capabilities_command(CLI::App& app, Session& session) {
       ->check(one_of({"text", "json"}))
       ->type_name("text|json")
       ->capture_default_str();
+  command->add_flag("--constraints", options->constraints,
+                    "List instead the constraints that cost a validation of the whole tree: those "
+                    "whose must, when or path can look at more nodes than its text names");
   command->footer(kExamples);
   command->callback([options, &session] { session.exit_status = run(*options, session); });
 }

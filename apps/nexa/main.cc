@@ -18,7 +18,7 @@ using namespace nexa_tool;
 constexpr char kAbout[] =
     "nexa works offline on what a gNMI server receives: paths, JSON_IETF values, and the "
     "configuration XML that they become over a set of YANG modules; and on the data directory of a "
-    "server, for its history.";
+    "server, for its history and its health.";
 constexpr char kFooter[] =
     R"(Each command explains itself: nexa convert --help
 
@@ -65,6 +65,7 @@ int run(int argc, char** argv, ResultOutput& output) {
   add_path_command(app, session);
   add_history_command(app, session);
   add_rollback_command(app, session);
+  add_verify_command(app, session);
   const auto is_named = [&](CLI::App* command) { return command->check_name(argv[1]); };
   if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(is_named).empty()) {
     std::fprintf(stderr, "nexa: there is no command \"%s\"; nexa --help lists them\n", argv[1]);

@@ -71,8 +71,13 @@ bool Application::check(std::string& summary, std::string& error) {
 }
 
 bool Application::start(std::string& error) {
-  return open_identities(error) && load_schema(error) && open_store(error) &&
-         run_hook_at_start(error) && serve(error) && open_metrics(error);
+  if (!open_identities(error) || !load_schema(error) || !open_store(error) ||
+      !run_hook_at_start(error) || !serve(error)) {
+    return false;
+  }
+  start_verifier();
+  look_at_store();
+  return open_metrics(error);
 }
 
 bool Application::load_schema(std::string& error) {
@@ -109,6 +114,8 @@ bool Application::open_store(std::string& error) {
   options.directory = config_.data;
   options.commits_per_snapshot = static_cast<std::uint32_t>(config_.commits_per_snapshot);
   options.history_limit = config_.history_limit;
+  options.max_nodes = static_cast<std::size_t>(config_.max_set_nodes);
+  options.max_bytes = static_cast<std::size_t>(config_.max_set_bytes);
   options.warn = [](const std::string& line) { log_warning(line); };
   std::vector<std::string> notes;
   store_ = nexa::host::open_tree_store(options, error, &notes);
@@ -149,7 +156,50 @@ bool Application::open_metrics(std::string& error) {
   return true;
 }
 
+void Application::start_verifier() {
+  if (config_.verify == kVerifyOff) return;
+  VerifierOptions options;
+  options.command = verify_command(config_);
+  options.interval = std::chrono::seconds(config_.verify_interval);
+  if (options.command.empty()) {
+    log_warning("no verification: there is no program nexa beside this one or in PATH");
+    return;
+  }
+  verifier_ = std::make_unique<Verifier>(*store_, std::move(options));
+}
+
+void Application::look_at_store() {
+  const bool is_damaged = verifier_ != nullptr && verifier_->counts().is_damaged;
+  server_->set_store_health(watch_.look(store_->health()) && !is_damaged);
+}
+
+void Application::add_store_values() {
+  const auto* store = store_.get();
+  metrics_.add_value("nexad_store_writable", "Whether a commit can be expected to reach the disk",
+                     false, [store] { return store->health().writable ? 1.0 : 0.0; });
+  metrics_.add_value("nexad_store_violation",
+                     "Whether the configuration is known to break a rule of the schema", false,
+                     [store] { return store->health().violation.empty() ? 0.0 : 1.0; });
+  metrics_.add_value("nexad_whole_judgements_total",
+                     "Commits that were judged over the whole configuration", true,
+                     [store] { return static_cast<double>(store->health().whole); });
+  metrics_.add_value("nexad_judgement_deaths_total", "Judgements that ended a process of their own",
+                     true, [store] { return static_cast<double>(store->health().deaths); });
+  metrics_.add_value("nexad_verified_commit", "Number of the newest commit found valid as a whole",
+                     true, [store] { return static_cast<double>(store->health().verified); });
+  const auto* verifier = verifier_.get();
+  if (verifier == nullptr) return;
+  metrics_.add_value("nexad_verify_runs_total", "Verifications that were started", true,
+                     [verifier] { return static_cast<double>(verifier->counts().runs); });
+  metrics_.add_value("nexad_verify_violations_total", "Verifications that found a broken rule",
+                     true,
+                     [verifier] { return static_cast<double>(verifier->counts().violations); });
+  metrics_.add_values("nexad_verify_failures_total", "Verifications without a verdict, by reason",
+                      "reason", [verifier] { return verifier->counts().failures; });
+}
+
 void Application::add_values() {
+  add_store_values();
   const auto* store = store_.get();
   metrics_.add_value("nexad_commit_number", "Number of the newest commit", true,
                      [store] { return static_cast<double>(store->snapshot()->number()); });
@@ -232,6 +282,7 @@ void Application::renew_certificates(bool again) {
 void Application::stop() {
   if (server_ == nullptr) return;
   metrics_.unexpose();
+  verifier_.reset();
   server_->stop([this] { service_->shutdown(); }, kGrace);
 }
 

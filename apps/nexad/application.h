@@ -16,8 +16,10 @@
 #include "server_config.h"
 #include "state/state_provider.h"
 #include "store/config_store.h"
+#include "store_watch.h"
 #include "tls.h"
 #include "translate/translate.h"
+#include "verifier.h"
 
 namespace nexad {
 
@@ -41,6 +43,9 @@ class Application {
   // Reads the certificates again if they changed.
   void look_at_certificates();
 
+  // Tells the log and the health service what became of the store.
+  void look_at_store();
+
   // Ends the streams and waits for the commit in hand.
   void stop();
 
@@ -53,7 +58,9 @@ class Application {
   bool run_hook_at_start(std::string& error);
   bool open_metrics(std::string& error);
   bool serve(std::string& error);
+  void start_verifier();
   void add_values();
+  void add_store_values();
   void renew_certificates(bool again);
   TlsFiles tls_files() const;
 
@@ -68,6 +75,8 @@ class Application {
   Metrics metrics_;
   std::unique_ptr<nexa::host::GnmiService> service_;
   std::unique_ptr<Server> server_;
+  StoreWatch watch_;
+  std::unique_ptr<Verifier> verifier_;
 };
 
 }  // namespace nexad

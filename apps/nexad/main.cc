@@ -104,6 +104,7 @@ void run(Application& application, const ServiceManager& manager, const sigset_t
     } else if (tick % kTicksPerLookAtCertificates == 0) {
       application.look_at_certificates();
     }
+    application.look_at_store();
   }
 }
 

@@ -93,10 +93,20 @@ class Metrics::Method {
 
 class Metrics::Values {
  public:
-  void add(const std::string& name, const std::string& help, bool counter,
-           std::function<double()> value) {
+  // What is read: by value of the label, or one value without a label.
+  using Read = std::function<std::map<std::string, double>()>;
+
+  struct Value {
+    std::string name;
+    std::string help;
+    bool counter;
+    std::string label;
+    Read read;
+  };
+
+  void add(Value value) {
     const std::lock_guard lock(mutex_);
-    values_.push_back({name, help, counter, std::move(value)});
+    values_.push_back(std::move(value));
   }
 
   std::vector<prometheus::MetricFamily> Collect() const {
@@ -107,21 +117,17 @@ class Metrics::Values {
   }
 
  private:
-  struct Value {
-    std::string name;
-    std::string help;
-    bool counter;
-    std::function<double()> read;
-  };
-
   static prometheus::MetricFamily family(const Value& value) {
-    prometheus::ClientMetric metric;
-    (value.counter ? metric.counter.value : metric.gauge.value) = value.read();
     prometheus::MetricFamily result;
     result.name = value.name;
     result.help = value.help;
     result.type = value.counter ? prometheus::MetricType::Counter : prometheus::MetricType::Gauge;
-    result.metric.push_back(std::move(metric));
+    for (const auto& [label, number] : value.read()) {
+      prometheus::ClientMetric metric;
+      (value.counter ? metric.counter.value : metric.gauge.value) = number;
+      if (!value.label.empty()) metric.label.push_back({value.label, label});
+      result.metric.push_back(std::move(metric));
+    }
     return result;
   }
 
@@ -167,7 +173,15 @@ void Metrics::fault(const std::string& line) {
 
 void Metrics::add_value(const std::string& name, const std::string& help, bool counter,
                         std::function<double()> value) {
-  values_->add(name, help, counter, std::move(value));
+  const auto read = [value = std::move(value)] {
+    return std::map<std::string, double>{{std::string(), value()}};
+  };
+  values_->add({name, help, counter, std::string(), read});
+}
+
+void Metrics::add_values(const std::string& name, const std::string& help, const std::string& label,
+                         std::function<std::map<std::string, double>()> values) {
+  values_->add({name, help, true, label, std::move(values)});
 }
 
 bool Metrics::expose(const Address& address, std::string& error) {

@@ -5,6 +5,7 @@
 #include <prometheus/registry.h>
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -34,6 +35,10 @@ class Metrics final : public nexa::host::ServiceObserver {
   // grows. What it refers to outlives unexpose().
   void add_value(const std::string& name, const std::string& help, bool counter,
                  std::function<double()> value);
+
+  // The same, with a value for each value of the label that `values` names.
+  void add_values(const std::string& name, const std::string& help, const std::string& label,
+                  std::function<std::map<std::string, double>()> values);
 
   // Opens the page, /metrics at the address. False with `error` set when that cannot be had.
   bool expose(const Address& address, std::string& error);

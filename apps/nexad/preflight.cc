@@ -21,6 +21,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr char kTool[] = "nexa";
+
 std::string fault_of_data(const std::string& folder) {
   std::error_code ignored;
   fs::path path = fs::absolute(folder, ignored);
@@ -43,18 +45,8 @@ bool can_run(const std::string& path) {
          access(path.c_str(), X_OK) == 0;
 }
 
-bool program_found(const std::string& program) {
-  if (program.find('/') != std::string::npos) return can_run(program);
-  const char* path = std::getenv("PATH");
-  std::istringstream folders(path == nullptr ? "/bin:/usr/bin" : path);
-  for (std::string folder; std::getline(folders, folder, ':');) {
-    if (can_run((folder.empty() ? "." : folder) + "/" + program)) return true;
-  }
-  return false;
-}
-
 std::string fault_of_hook(const ServerConfig& config) {
-  if (config.hook.empty() || program_found(config.hook.front())) return {};
+  if (config.hook.empty() || !find_program(config.hook.front()).empty()) return {};
   return config.origin("hook") + ": there is no program " + config.hook.front();
 }
 
@@ -78,6 +70,27 @@ void warn_of_readers(const std::string& file, std::vector<std::string>& warnings
 }
 
 }  // namespace
+
+std::string find_program(const std::string& program) {
+  if (program.find('/') != std::string::npos) return can_run(program) ? program : std::string();
+  const char* path = std::getenv("PATH");
+  std::istringstream folders(path == nullptr ? "/bin:/usr/bin" : path);
+  for (std::string folder; std::getline(folders, folder, ':');) {
+    const std::string file = (folder.empty() ? "." : folder) + "/" + program;
+    if (can_run(file)) return file;
+  }
+  return {};
+}
+
+std::string find_nexa() {
+  std::error_code fault;
+  const fs::path self = fs::read_symlink("/proc/self/exe", fault);
+  if (!fault) {
+    const std::string beside = (self.parent_path() / kTool).string();
+    if (can_run(beside)) return beside;
+  }
+  return find_program(kTool);
+}
 
 bool check_folders_and_programs(const ServerConfig& config, std::string& error) {
   if (std::string fault = fault_of_data(config.data); !fault.empty()) {

@@ -14,6 +14,13 @@ namespace nexad {
 // families or its name is unknown.
 bool check_folders_and_programs(const ServerConfig& config, std::string& error);
 
+// The file of a program that can be run: the name itself where it has a slash, else the first of
+// that name in PATH. Empty when there is none.
+std::string find_program(const std::string& program);
+
+// The tool: beside this program, else in PATH. Empty when there is none.
+std::string find_nexa();
+
 // What can be used but should give pause, one line each: secrets that every user of the machine can
 // read, writing without being asked who one is, no encryption where other machines can listen, a
 // hook that is not there.

@@ -16,6 +16,7 @@ namespace nexad {
 namespace {
 
 constexpr char kServiceName[] = "gnmi.gNMI";
+constexpr char kStoreName[] = "nexa.store";
 constexpr char kReflectionPlugin[] = "proto_server_reflection";
 // Clients may ask whether the server lives; more often than this is abuse.
 constexpr int kLeastPingIntervalMs = 10000;
@@ -92,6 +93,10 @@ std::unique_ptr<Server> Server::start(const ServerConfig& config, ListeningSocke
     return nullptr;
   }
   return result;
+}
+
+void Server::set_store_health(bool is_well) {
+  server_->GetHealthCheckService()->SetServingStatus(kStoreName, is_well);
 }
 
 Server::~Server() {

@@ -36,6 +36,9 @@ class Server {
   // in hand `grace` to end. Afterwards nothing of the service runs. Once.
   void stop(const EndStreams& end_streams, std::chrono::milliseconds grace);
 
+  // What the health service says of "nexa.store".
+  void set_store_health(bool is_well);
+
   const Address& address() const { return listener_->address(); }
   ListenerCounts connections() { return listener_->counts(); }
 

@@ -64,6 +64,9 @@ std::string fault_of(const ServerConfig& config) {
   if (config.hook_at_start && config.hook.empty()) {
     return config.origin("hook-at-start") + " needs a program: --hook is missing";
   }
+  if (config.verify != kVerifyOn && config.verify != kVerifyOff) {
+    return config.origin("verify") + ": \"" + config.verify + "\" is neither on nor off";
+  }
   if (!is_log_level(config.log_level)) {
     return config.origin("log-level") + ": \"" + config.log_level +
            "\" is none of debug, info, warning, error";

@@ -10,6 +10,8 @@
 namespace nexad {
 
 inline constexpr char kDefaultMetrics[] = "127.0.0.1:9340";
+inline constexpr char kVerifyOn[] = "on";
+inline constexpr char kVerifyOff[] = "off";
 
 struct ServerConfig {
   // Schema and data.
@@ -19,6 +21,8 @@ struct ServerConfig {
   std::string data;
   std::uint64_t commits_per_snapshot = 1000;
   std::uint64_t history_limit = 100000;
+  std::string verify = kVerifyOn;  // or kVerifyOff
+  std::uint64_t verify_interval = 60;
 
   // Who is served, and where.
   std::string listen = "127.0.0.1:9339";
@@ -49,6 +53,8 @@ struct ServerConfig {
 
   // Limits of requests.
   std::uint64_t max_operations = 100000;
+  std::uint64_t max_set_nodes = 2'000'000;
+  std::uint64_t max_set_bytes = 256U << 20U;
   std::uint64_t max_paths = 1000;
   std::uint64_t max_subscriptions = 10000;
   std::uint64_t max_updates = 200;

@@ -12,6 +12,7 @@ using Config = ServerConfig;
 constexpr std::uint64_t kMany = 1'000'000'000;
 constexpr std::uint64_t kDayMs = 86'400'000;
 constexpr std::uint64_t kMostBytes = std::numeric_limits<std::int32_t>::max();
+constexpr std::uint64_t kMostValue = std::numeric_limits<std::int64_t>::max();
 
 const std::vector<Setting> kSettings = {
     {"yang-dir", "DIR", "Folder of YANG modules; give it again for more, searched in order",
@@ -32,6 +33,11 @@ const std::vector<Setting> kSettings = {
      Number{&Config::commits_per_snapshot, 1, kMany}},
     {"history-limit", "N", "Commits kept beyond the newest snapshot; 0: all",
      Number{&Config::history_limit, 0, kMany}},
+    {"verify", "STATE",
+     "on or off: whether a process of its own judges new configurations once more, as a whole",
+     Text{&Config::verify}},
+    {"verify-interval", "N", "Seconds from one such judgement to the next, at least; 0: no pause",
+     Number{&Config::verify_interval, 0, kMany}},
     {"no-linux-state", "", "Do not show this machine's network interfaces as state data",
      Switch{&Config::no_linux_state}},
     {"listen", "ADDRESS", "Where clients are served; port 0: any free one", Text{&Config::listen}},
@@ -65,7 +71,7 @@ const std::vector<Setting> kSettings = {
     {"max-message-bytes", "N", "Largest request",
      Number{&Config::max_message_bytes, 1024, kMostBytes}},
     {"rpc-memory-bytes", "N", "Memory for requests that are being received",
-     Number{&Config::rpc_memory_bytes, 1U << 20U, std::numeric_limits<std::int64_t>::max()}},
+     Number{&Config::rpc_memory_bytes, 1U << 20U, kMostValue}},
     {"handshake-timeout-ms", "N", "Time that a new connection has until it speaks gRPC",
      Number{&Config::handshake_timeout_ms, 100, kDayMs}},
     {"keepalive-ms", "N", "Silence after which a client is asked whether it is there",
@@ -77,6 +83,10 @@ const std::vector<Setting> kSettings = {
     {"connection-age-ms", "N", "Time after which a connection takes no new calls; 0: never",
      Number{&Config::connection_age_ms, 0, kDayMs}},
     {"max-operations", "N", "Operations of one Set", Number{&Config::max_operations, 1, kMany}},
+    {"max-set-nodes", "N", "Nodes that the values of one Set may hold",
+     Number{&Config::max_set_nodes, 1, kMostValue}},
+    {"max-set-bytes", "N", "Size of the values of one Set, as XML",
+     Number{&Config::max_set_bytes, 1024, kMostValue}},
     {"max-paths", "N", "Paths of one Get or Subscribe", Number{&Config::max_paths, 1, kMany}},
     {"max-subscriptions", "N", "Subscribe calls at a time",
      Number{&Config::max_subscriptions, 1, kMany}},
@@ -85,7 +95,7 @@ const std::vector<Setting> kSettings = {
     {"max-answer-bytes", "N", "Answer to one Get",
      Number{&Config::max_answer_bytes, 1024, kMostBytes}},
     {"unread-answer-bytes", "N", "Memory for answers that their clients have not read",
-     Number{&Config::unread_answer_bytes, 1U << 20U, std::numeric_limits<std::int64_t>::max()}},
+     Number{&Config::unread_answer_bytes, 1U << 20U, kMostValue}},
     {"stream-queue-bytes", "N", "Unsent bytes of a Subscribe call; one beyond it is ended",
      Number{&Config::stream_queue_bytes, 1024, kMostBytes}},
     {"pending-sets", "N", "Sets that wait for the writer; more are refused",

@@ -4,22 +4,17 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 
 #include "kestrel/loader.h"
+#include "support/openconfig_payload.h"
 
 namespace nexa_bench {
 namespace {
 
-std::string openconfig_folder() {
-  const char* named = std::getenv("NEXA_YANG_OPENCONFIG");
-  return named != nullptr ? named : NEXA_DEFAULT_OPENCONFIG;
-}
-
 std::unique_ptr<nexa::ServiceKestrelNamespaceMapperImpl> load_mapper() {
-  const std::string folder = openconfig_folder();
-  if (!std::filesystem::is_directory(folder)) {
-    std::fprintf(stderr, "no OpenConfig modules in %s; set NEXA_YANG_OPENCONFIG\n", folder.c_str());
+  const std::string folder = openconfig_folder(NEXA_DEFAULT_OPENCONFIG);
+  if (folder.empty()) {
+    std::fprintf(stderr, "no OpenConfig modules; NEXA_YANG_OPENCONFIG names their folder\n");
     return nullptr;
   }
   kestrel::LoadOptions options;

@@ -42,10 +42,12 @@ class SpawnActions {
   SpawnActions(const SpawnActions&) = delete;
   SpawnActions& operator=(const SpawnActions&) = delete;
 
-  int prepare(int input, int errors) {
+  int prepare(int input, int errors, ChildProcess::Output output) {
     int error = posix_spawn_file_actions_adddup2(&actions_, input, STDIN_FILENO);
     if (error == 0) error = posix_spawn_file_actions_adddup2(&actions_, errors, STDERR_FILENO);
-    if (error == 0) {
+    if (error == 0 && output == ChildProcess::Output::kWithErrors) {
+      error = posix_spawn_file_actions_adddup2(&actions_, errors, STDOUT_FILENO);
+    } else if (error == 0) {
       error = posix_spawn_file_actions_addopen(&actions_, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
     }
     if (error == 0) error = posix_spawn_file_actions_addclosefrom_np(&actions_, 3);
@@ -107,14 +109,14 @@ ChildProcess::~ChildProcess() {
   reap();
 }
 
-int ChildProcess::start(const std::vector<std::string>& command) {
+int ChildProcess::start(const std::vector<std::string>& command, Output output) {
   Pipe input;
   Pipe errors;
   if (!input.open() || !errors.open()) return errno;
   if (!set_nonblocking(input.write.get()) || !set_nonblocking(errors.read.get())) return errno;
   SpawnActions actions;
   SpawnAttributes attributes;
-  int error = actions.prepare(input.read.get(), errors.write.get());
+  int error = actions.prepare(input.read.get(), errors.write.get(), output);
   if (error == 0) error = attributes.prepare();
   if (error != 0) return error;
   std::vector<char*> arguments;

@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -34,9 +35,14 @@ class ChildProcess {
   ChildProcess& operator=(ChildProcess&&) = delete;
   ~ChildProcess();
 
+  // What becomes of the program's standard output.
+  enum class Output : std::uint8_t { kDiscarded, kWithErrors };
+
   // Starts the program, found in PATH when its name has no slash, with default signals, none
   // blocked, and no descriptor of ours but the two pipes. 0, or the errno value of the failure.
-  int start(const std::vector<std::string>& command);
+  int start(const std::vector<std::string>& command, Output output = Output::kDiscarded);
+
+  pid_t pid() const { return pid_; }
 
   // Descriptors to poll; -1 when closed. The pipes do not block; the process is readable at its
   // end.

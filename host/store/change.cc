@@ -1,83 +1,307 @@
-// Diffs come from sparse trees, so their cost is the change's. Each one is tried before it is used.
+// The walk goes only where the images differ. A node with an operation of its own is written whole;
+// those above it say that nothing happened to them.
 #include "store/change.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "store/document_check.h"
-#include "store/node_tools.h"
-#include "store/validation/violation_text.h"
+#include "store/image/image_difference.h"
+#include "store/image/image_xml.h"
 
 namespace nexa::host {
 namespace {
 
-constexpr char kNotApplicable[] = "the change does not fit the configuration before it";
+constexpr char kDeclaration[] = " xmlns:yang=\"urn:ietf:params:xml:ns:yang:1\"";
+// Anchors of one list that are searched one by one before its entries are sorted.
+constexpr std::size_t kFewAnchors = 8;
 
-bool make_diff(const lyd_node* before, const lyd_node* after, std::uint16_t options,
-               TreePtr& diff) {
-  lyd_node* made = nullptr;
-  const LY_ERR done = lyd_diff_siblings(before, after, options, &made);
-  diff.reset(made);
-  if (done == LY_SUCCESS) return true;
-  diff.reset();
-  return false;
+bool is_many(const lysc_node* schema) {
+  return (schema->nodetype & (LYS_LIST | LYS_LEAFLIST)) != 0;
 }
 
-std::string wrapped(std::string_view inner) {
-  std::string xml;
-  xml.reserve(inner.size() + 20);
-  if (inner.empty()) return "<config/>";
-  return xml.append("<config>").append(inner).append("</config>");
+// Whether somebody configured the node, or something in it.
+bool counts(const ImageNode* node) { return node != nullptr && !node->is_default(); }
+
+bool differs(const NodeDifference& node);
+
+bool children_differ(const ImageInner& before, const ImageInner& after) {
+  bool found = false;
+  each_child_difference(&before, &after,
+                        [&found](const NodeDifference& node) { found = found || differs(node); });
+  return found;
 }
 
-bool gives_back(const std::string& text, TreePtr before, const lyd_node* after) {
-  std::string error;
-  return apply_record(text, before, error) && same_content(before.get(), after);
+bool is_moved(const NodeDifference& node) {
+  return node.before != nullptr && node.after != nullptr && node.order_before != node.order_after &&
+         lysc_is_userordered(node.after->schema());
 }
+
+// Whether configured nodes differ.
+bool differs(const NodeDifference& node) {
+  if (counts(node.before) != counts(node.after)) return true;
+  if (!counts(node.before)) return false;
+  if (is_moved(node)) return true;
+  if (node.before->kind() != ImageKind::kInner) return !same_image(*node.before, *node.after);
+  return children_differ(node.before->inner(), node.after->inner());
+}
+
+std::string escaped(std::string_view text) {
+  std::string out;
+  for (const char character : text) {
+    switch (character) {
+      case '&':
+        out += "&amp;";
+        break;
+      case '<':
+        out += "&lt;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      case '\n':
+        out += "&#xA;";
+        break;
+      case '\t':
+        out += "&#x9;";
+        break;
+      case '\r':
+        out += "&#xD;";
+        break;
+      default:
+        out += character;
+    }
+  }
+  return out;
+}
+
+std::string predicates_of(const ImageNode& entry) {
+  if (entry.kind() == ImageKind::kLeaf) return std::string(entry.leaf().text());
+  std::string text;
+  for (const ImageSlot& child : entry.inner().children()) {
+    if (child->kind() != ImageKind::kLeaf || !lysc_is_key(child->schema())) break;
+    const std::string_view value = child->leaf().text();
+    const char quote = value.find('\'') == std::string_view::npos ? '\'' : '"';
+    text.append("[").append(child->schema()->name).append("=");
+    text.append(1, quote).append(value).append(1, quote).append("]");
+  }
+  return text;
+}
+
+// Whether a difference can name the entry: XPath 1.0 has no way to write both kinds of quotes in a
+// predicate, and no value stands for the place before all others.
+bool can_be_named(const ImageNode& entry) {
+  if (entry.kind() == ImageKind::kLeaf) return !entry.leaf().text().empty();
+  for (const ImageSlot& child : entry.inner().children()) {
+    if (child->kind() != ImageKind::kLeaf || !lysc_is_key(child->schema())) break;
+    const std::string_view value = child->leaf().text();
+    if (value.find('\'') != std::string_view::npos && value.find('"') != std::string_view::npos) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// Finds the entry before one that the user ordered.
+class Anchors {
+ public:
+  explicit Anchors(const ImageGroup& group) : group_(group) {}
+
+  const ImageNode* before(std::uint64_t order) {
+    if (++searches_ <= kFewAnchors) {
+      const GroupEntry* nearest = nullptr;
+      group_.each([&nearest, order](const GroupEntry& entry) {
+        if (entry.order >= order) return;
+        if (nearest == nullptr || nearest->order < entry.order) nearest = &entry;
+      });
+      return nearest != nullptr ? nearest->node.get() : nullptr;
+    }
+    if (sorted_.empty()) sorted_ = group_.in_order();
+    const auto place = std::lower_bound(
+        sorted_.begin(), sorted_.end(), order,
+        [](const GroupEntry* entry, std::uint64_t wanted) { return entry->order < wanted; });
+    return place == sorted_.begin() ? nullptr : (*(place - 1))->node.get();
+  }
+
+ private:
+  const ImageGroup& group_;
+  std::vector<const GroupEntry*> sorted_;
+  std::size_t searches_ = 0;
+};
+
+class DifferenceWriter {
+ public:
+  std::string text;
+  bool is_complete = true;  // everything that differs can be said
+
+  void children(const ImageInner& before, const ImageInner& after, bool is_top) {
+    // Entries that the user orders and that came or moved. Each stands behind one that is told
+    // before it, or did not move.
+    std::vector<NodeDifference> placed;
+    each_child_difference(&before, &after, [&](const NodeDifference& node) {
+      if (!differs(node)) return;
+      const bool is_placed = counts(node.after) && lysc_is_userordered(node.after->schema()) &&
+                             (!counts(node.before) || is_moved(node));
+      if (is_placed) {
+        placed.push_back(node);
+      } else {
+        one(node, {}, is_top);
+      }
+    });
+    std::stable_sort(placed.begin(), placed.end(), [](const auto& left, const auto& right) {
+      const std::uint32_t one_list = schema_number(left.after->schema());
+      const std::uint32_t other = schema_number(right.after->schema());
+      return one_list != other ? one_list < other : left.order_after < right.order_after;
+    });
+    std::optional<Anchors> anchors;
+    const lysc_node* list = nullptr;
+    for (const NodeDifference& node : placed) {
+      if (list != node.after->schema()) {
+        list = node.after->schema();
+        anchors.emplace(after.find(list)->group());
+      }
+      one(node, position_of(*node.after, anchors->before(node.order_after)), is_top);
+    }
+  }
+
+ private:
+  std::string position_of(const ImageNode& node, const ImageNode* anchor) {
+    is_complete = is_complete && (anchor == nullptr || can_be_named(*anchor));
+    const bool is_list = node.schema()->nodetype == LYS_LIST;
+    return std::string(is_list ? " yang:key=\"" : " yang:value=\"") +
+           (anchor != nullptr ? escaped(predicates_of(*anchor)) : std::string()) + "\"";
+  }
+
+  // A node that came, with everything configured below it. Entries that the user orders say where
+  // they stand, also below a node that is new.
+  void created(const ImageNode& node, const std::string& attributes) {
+    if (node.kind() == ImageKind::kLeaf) return writer_.leaf(node.leaf(), attributes);
+    if (node.kind() == ImageKind::kAny) return writer_.any(node.any(), attributes);
+    writer_.begin(node.inner(), attributes);
+    for (const ImageSlot& child : node.inner().children()) {
+      if (child->kind() != ImageKind::kGroup) {
+        if (counts(child.get())) created(*child, {});
+        continue;
+      }
+      const bool is_ordered = lysc_is_userordered(child->schema());
+      const ImageNode* anchor = nullptr;
+      for (const GroupEntry* const entry : child->group().in_order()) {
+        if (!counts(entry->node.get())) continue;
+        created(*entry->node, is_ordered ? position_of(*entry->node, anchor) : std::string());
+        anchor = entry->node.get();
+      }
+    }
+    writer_.end();
+  }
+
+  static std::string operation(const char* name, bool is_top) {
+    return std::string(is_top ? kDeclaration : "") + " yang:operation=\"" + name + "\"";
+  }
+
+  void one(const NodeDifference& node, const std::string& position, bool is_top) {
+    if (!counts(node.after)) return writer_.node(*node.before, operation("delete", is_top));
+    if (!counts(node.before)) {
+      return created(*node.after, operation("create", is_top) + position);
+    }
+    if (node.after->kind() == ImageKind::kLeaf) {
+      std::string attributes = operation("replace", is_top) + position;
+      if (!is_many(node.after->schema())) {
+        attributes += " yang:orig-default=\"false\" yang:orig-value=\"" +
+                      escaped(node.before->leaf().text()) + "\"";
+      }
+      return writer_.leaf(node.after->leaf(), attributes);
+    }
+    if (node.after->kind() == ImageKind::kAny) {
+      return writer_.any(node.after->any(), operation("replace", is_top));
+    }
+    const bool moved = is_moved(node);
+    // Below a parent that moved nothing happened to the others.
+    const bool says_none = is_top || below_moved_;
+    writer_.begin(node.after->inner(), moved       ? operation("replace", is_top) + position
+                                       : says_none ? operation("none", is_top)
+                                                   : std::string());
+    writer_.keys(node.after->inner());
+    const bool outer = std::exchange(below_moved_, moved);
+    children(node.before->inner(), node.after->inner(), false);
+    below_moved_ = outer;
+    writer_.end();
+  }
+
+  XmlWriter writer_{text};
+  bool below_moved_ = false;
+};
+
+class SideWriter {
+ public:
+  explicit SideWriter(bool is_before) : is_before_(is_before) {}
+
+  std::string text;
+
+  void children(const ImageInner& before, const ImageInner& after) {
+    const lysc_node* written = nullptr;  // the list whose entries are all written
+    each_child_difference(&before, &after, [&](const NodeDifference& node) {
+      if (!differs(node)) return;
+      const lysc_node* const schema = (node.after != nullptr ? node.after : node.before)->schema();
+      if (schema == written) return;
+      const bool is_order = is_many(schema) && lysc_is_userordered(schema) &&
+                            (!counts(node.before) || !counts(node.after) || is_moved(node));
+      if (is_order) {
+        written = schema;
+        all_entries(before.find(schema), after.find(schema));
+      } else {
+        one(node.before, node.after);
+      }
+    });
+  }
+
+ private:
+  const ImageNode* mine(const ImageNode* before, const ImageNode* after) const {
+    return is_before_ ? before : after;
+  }
+
+  void one(const ImageNode* before, const ImageNode* after) {
+    const ImageNode* const node = mine(before, after);
+    if (!counts(node)) return;
+    if (!counts(before) || !counts(after) || node->kind() != ImageKind::kInner) {
+      return writer_.node(*node);
+    }
+    writer_.begin(node->inner());
+    writer_.keys(node->inner());
+    children(before->inner(), after->inner());
+    writer_.end();
+  }
+
+  void all_entries(const ImageNode* before, const ImageNode* after) {
+    const ImageNode* const group = mine(before, after);
+    const ImageNode* const other = is_before_ ? after : before;
+    if (group == nullptr) return;
+    for (const GroupEntry* const entry : group->group().in_order()) {
+      const GroupEntry* const match =
+          other != nullptr ? other->group().find(image_key(*entry->node)) : nullptr;
+      const ImageNode* const like = match != nullptr ? match->node.get() : nullptr;
+      one(is_before_ ? entry->node.get() : like, is_before_ ? like : entry->node.get());
+    }
+  }
+
+  const bool is_before_;
+  XmlWriter writer_{text};
+};
 
 }  // namespace
 
-bool difference(const Touched& touched, const lyd_node* before, const lyd_node* after,
-                TreePtr& diff) {
-  const TreePtr old_nodes = touched.copy_from(before);
-  const TreePtr new_nodes = touched.copy_from(after);
-  return make_diff(old_nodes.get(), new_nodes.get(), LYD_DIFF_DEFAULTS, diff);
+bool change_xml(const ImageInner& before, const ImageInner& after, std::string& xml) {
+  DifferenceWriter writer;
+  writer.children(before, after, true);
+  xml = std::move(writer.text);
+  return writer.is_complete;
 }
 
-bool describe_change(const Touched& touched, const lyd_node* before, const lyd_node* after,
-                     ChangeText& record) {
-  TreePtr old_nodes = touched.copy_from(before);
-  TreePtr new_nodes = touched.copy_from(after);
-  strip_defaults(old_nodes);
-  strip_defaults(new_nodes);
-  TreePtr diff;
-  const bool has_diff = make_diff(old_nodes.get(), new_nodes.get(), 0, diff);
-  record.changes = diff != nullptr || !same_content(old_nodes.get(), new_nodes.get());
-  if (!record.changes) return true;
-  std::string inner;
-  if (!print_siblings(old_nodes.get(), inner)) return false;
-  record.before = wrapped(inner);
-  inner.clear();
-  if (!print_siblings(new_nodes.get(), inner)) return false;
-  record.after = wrapped(inner);
-  if (has_diff && print_siblings(diff.get(), record.text) &&
-      gives_back(record.text, std::move(old_nodes), new_nodes.get())) {
-    return true;
-  }
-  record.whole = true;
-  record.text = configuration_xml(after);
-  return !record.text.empty();
-}
-
-bool apply_record(std::string_view text, TreePtr& tree, std::string& error) {
-  TreePtr diff;
-  if (!parse_nodes(text, diff, error)) return false;
-  ly_err_clean(const_cast<ly_ctx*>(kestrel::context()), nullptr);
-  lyd_node* top = tree.release();
-  const LY_ERR done = lyd_diff_apply_all(&top, diff.get());
-  tree.reset(top);
-  if (done == LY_SUCCESS) return true;
-  error = kNotApplicable;
-  return false;
+std::string changed_nodes_xml(const ImageInner& before, const ImageInner& after,
+                              const ImageInner& side) {
+  SideWriter writer(&side == &before);
+  writer.children(before, after);
+  if (writer.text.empty()) return "<config/>";
+  return "<config>" + writer.text + "</config>";
 }
 
 bool parse_nodes(std::string_view xml, TreePtr& tree, std::string& error) {
@@ -85,11 +309,6 @@ bool parse_nodes(std::string_view xml, TreePtr& tree, std::string& error) {
   if (!problem) return true;
   error = problem->path.empty() ? problem->rule : problem->path + ": " + problem->rule;
   return false;
-}
-
-std::string configuration_xml(const lyd_node* tree) {
-  std::string inner;
-  return print_siblings(tree, inner) ? wrapped(inner) : std::string();
 }
 
 std::string_view inner_xml(std::string_view document) {

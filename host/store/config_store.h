@@ -57,7 +57,8 @@ struct CommitResult {
   // OK: durable and visible. INVALID_ARGUMENT: a value or the result is against the schema;
   // NOT_FOUND: a path names nothing in the schema; FAILED_PRECONDITION: the result breaks a
   // constraint together with data that was there before (must, when, leafref, unique, mandatory,
-  // min- and max-elements); RESOURCE_EXHAUSTED: the disk is full; CANCELLED: nobody waits for it;
+  // min- and max-elements); RESOURCE_EXHAUSTED: the disk is full, or the edits are above a limit;
+  // UNAVAILABLE: the disk does not confirm writes, reading goes on; CANCELLED: nobody waits for it;
   // INTERNAL: the engine failed.
   grpc::Status status;
   std::uint64_t number = 0;  // of the commit; the current one when nothing changed
@@ -104,9 +105,8 @@ struct Query {
 // value alone (RFC 7951), without the node's name. The path is the callee's to move from.
 using ValueSink = std::function<void(gnmi::Path& path, std::string& json)>;
 
-// The configuration as one commit left it; unchanged while it is held. Hold it for the time of a
-// serialisation, not of a client: a writer waits for snapshots of the last but one commit. Any
-// thread, several at a time.
+// The configuration as one commit left it; unchanged while it is held, by any number of threads and
+// for any time. Nobody waits for it: what later commits changed is kept for it beside them.
 class Snapshot {
  public:
   virtual ~Snapshot() = default;
@@ -123,9 +123,28 @@ class Snapshot {
   virtual std::uint64_t number() const = 0;
 };
 
+// What an operator should know of.
+struct StoreHealth {
+  bool writable = true;        // the next commit can be expected to reach the disk
+  std::string obstacle;        // why not, one line
+  std::string violation;       // the rule that the stored configuration breaks, one line
+  std::uint64_t deaths = 0;    // judgements that libyang did not survive, in processes of their own
+  std::uint64_t whole = 0;     // commits judged over the whole configuration
+  std::uint64_t verified = 0;  // number of the newest commit that was found valid as a whole
+};
+
 class ConfigStore {
  public:
   virtual ~ConfigStore() = default;
+
+  virtual StoreHealth health() const { return {}; }
+
+  // What somebody else found out about the configuration after commit `number` as a whole: the
+  // rule that it breaks, empty when it is valid. Any thread.
+  virtual void verified(std::uint64_t number, const std::string& violation) {
+    static_cast<void>(number);
+    static_cast<void>(violation);
+  }
 
   // Applies the edits in their order as one transaction. One commit at a time: others wait. Any
   // thread.

@@ -1,19 +1,18 @@
-// How does a tree become what the operations of a transaction say? Applies documents and paths,
-// touching no more than they name. Judges only what belongs to one operation; constraints are
-// asked for when all are applied.
+// How does a configuration become what the operations of a transaction say? Applies documents and
+// paths to an image, touching no more than they name. Judges only what belongs to one operation;
+// constraints are asked for when all are applied.
 #ifndef HOST_STORE_EDITS_H_
 #define HOST_STORE_EDITS_H_
 
 #include <grpcpp/support/status.h>
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "store/config_store.h"
-#include "store/standing_defaults.h"
-#include "store/touched.h"
-#include "store/tree.h"
+#include "store/image/image.h"
 
 namespace nexa::host {
 
@@ -25,41 +24,32 @@ struct EditRefusal {
 
 class EditApplier {
  public:
-  // Changes `top` (the first top-level node, may be null) and tells `touched`; all outlive this
-  // object.
-  EditApplier(lyd_node*& top, Touched& touched, const StandingDefaults& standing)
-      : top_(top), touched_(touched), standing_(standing) {}
+  explicit EditApplier(const ImagePtr& before);
 
-  // Applies one operation. After a refusal the tree may hold a part of it: undo by what is touched.
+  // Applies one operation. After a refusal the image may hold a part of it.
   std::optional<EditRefusal> apply(const Edit& edit);
 
-  // The whole tree becomes `source`, nodes without defaults.
-  void replace_tree(const lyd_node* source);
+  // The image as the operations so far leave it. Defaults are those that stood before, where
+  // nothing explicit took their place: a judgement completes them.
+  ImagePtr result() const;
 
-  // To be called when all is applied: of a module without configured data only standing defaults
-  // stay.
-  void finish();
+  // A tree of the result's explicit nodes, ready to be judged, when the operations' documents are
+  // all that it holds: nothing was configured before, and no two of them have a top-level node in
+  // common. Null otherwise, and the second time.
+  TreePtr take_document();
+
+  // Nodes that the documents of the operations so far hold.
+  std::size_t nodes() const { return nodes_; }
 
  private:
+  void add_document(TreePtr document);
   std::optional<EditRefusal> replace(const gnmi::Path& path, const lyd_node* document);
   std::optional<EditRefusal> remove(const gnmi::Path& path);
 
-  const lyd_node* children(const lyd_node* parent) const;
-  void merge(lyd_node* parent, const lyd_node* sources);
-  void merge_one(lyd_node* parent, const lyd_node* source);
-  void replace_content(lyd_node* parent, const lyd_node* sources);
-  void replace_one(lyd_node* parent, const lyd_node* source);
-  void replace_instances(lyd_node* parent, const lysc_node* schema, const lyd_node* sources);
-  void make_order(lyd_node* parent, const lysc_node* schema, const lyd_node* sources);
-  void insert(lyd_node* parent, const lyd_node* source);
-  void drop(lyd_node* node);
-  void drop_other_cases(const lyd_node* parent, const lysc_node* schema);
-  void drop_default_instances(const lyd_node* parent, const lysc_node* schema);
-
-  lyd_node*& top_;
-  Touched& touched_;
-  const StandingDefaults& standing_;
-  bool dropped_ = false;  // whether anything was deleted
+  ImageSlot root_;
+  TreePtr document_;
+  bool is_all_ = false;  // document_ is all that is configured; true of an empty one
+  std::size_t nodes_ = 0;
 };
 
 }  // namespace nexa::host

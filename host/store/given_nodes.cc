@@ -2,68 +2,85 @@
 #include "store/given_nodes.h"
 
 #include <string>
-#include <string_view>
 
 #include "store/change.h"
 #include "store/document_check.h"
-#include "store/node_tools.h"
-#include "store/touched.h"
+#include "store/image/image_difference.h"
+#include "store/image/image_import.h"
+#include "store/image/image_path.h"
+#include "store/image_merge.h"
 #include "store/validation/violation_text.h"
 
 namespace nexa::host {
 namespace {
 
-void collect(const lyd_node* first, std::string_view inherited,
-             std::vector<const lyd_node*>& deleted) {
-  for (const lyd_node* node = first; node != nullptr; node = node->next) {
-    const std::string_view operation = diff_operation(node, inherited);
-    if (operation == "delete") {
-      if ((node->flags & LYD_DEFAULT) == 0) deleted.push_back(node);
-    } else if (operation == "none") {
-      collect(first_child(node), operation, deleted);
+constexpr char kGivesWay[] = "gives way to other nodes of the same transaction";
+
+// Collects the chains of the configured nodes that went; what went with its parent is told by it.
+void collect(const ImageInner* edited, const ImageInner* judged, ImageChain& chain,
+             std::vector<ImageChain>& lost) {
+  each_child_difference(edited, judged, [&](const NodeDifference& node) {
+    if (node.before == nullptr) return;
+    chain.push_back(node.before);
+    if (node.after == nullptr) {
+      if (!node.before->is_default()) lost.push_back(chain);
+    } else if (node.before->kind() == ImageKind::kInner) {
+      collect(&node.before->inner(), &node.after->inner(), chain, lost);
     }
-  }
+    chain.pop_back();
+  });
 }
 
-bool holds(const lyd_node* document, const lyd_node* node) {
-  std::vector<const lyd_node*> chain;
-  for (; node != nullptr; node = lyd_parent(node)) chain.push_back(node);
-  for (auto link = chain.rbegin(); link != chain.rend(); ++link) {
-    const lyd_node* const match = find_match(document, *link);
-    if (match == nullptr) return false;
-    document = first_child(match);
+bool stands_for(const lyd_node* node, const ImageNode& image) {
+  if (node->schema != image.schema()) return false;
+  if ((node->schema->nodetype & (LYS_LIST | LYS_LEAFLIST)) == 0) return true;
+  return tree_key(node) == image_key(image);
+}
+
+bool holds(const lyd_node* document, const ImageChain& chain) {
+  for (const ImageNode* const step : chain) {
+    while (document != nullptr && !stands_for(document, *step)) document = document->next;
+    if (document == nullptr) return false;
+    document = lyd_child(document);
   }
   return true;
 }
 
-Violation violation_of(const lyd_node* node) {
-  for (const lysc_node* schema = node->schema; schema != nullptr; schema = schema->parent) {
-    const lysc_when* const* const whens = lysc_node_when(schema);
-    if (whens != nullptr) return when_violation(node, *whens[0]);
-    if ((schema->parent == nullptr) || (schema->parent->nodetype & (LYS_CHOICE | LYS_CASE)) == 0) {
-      break;
-    }
-  }
+Violation violation_of(const ImageChain& chain) {
   Violation violation;
-  violation.path = instance_path(node);
-  violation.rule = "gives way to other nodes of the same transaction";
+  const lysc_node* parent = nullptr;
+  for (const ImageNode* const step : chain) {
+    append_path_step(*step, parent, violation.path);
+    parent = step->schema();
+  }
+  violation.rule = kGivesWay;
+  const lysc_node* schema = chain.back()->schema();
+  do {
+    const lysc_when* const* const whens = lysc_node_when(schema);
+    if (whens != nullptr) {
+      violation.rule = "when \"" + std::string(lyxp_get_expr(whens[0]->cond)) + "\"";
+    }
+    schema = whens != nullptr ? nullptr : schema->parent;
+  } while (schema != nullptr && (schema->nodetype & (LYS_CHOICE | LYS_CASE)) != 0);
   return violation;
 }
 
 }  // namespace
 
-std::optional<LostNode> lost_node(const std::vector<Edit>& edits, const lyd_node* changes) {
-  std::vector<const lyd_node*> deleted;
-  collect(changes, "none", deleted);
-  if (deleted.empty()) return std::nullopt;
+std::optional<LostNode> lost_node(const std::vector<Edit>& edits, const ImageInner& edited,
+                                  const ImageInner& judged) {
+  std::vector<ImageChain> lost;
+  ImageChain chain;
+  collect(&edited, &judged, chain, lost);
+  if (lost.empty()) return std::nullopt;
   for (std::size_t i = edits.size(); i-- > 0;) {
     TreePtr document;
     if (edits[i].kind == Edit::Kind::kDelete ||
         read_nodes(inner_xml(edits[i].xml), document).has_value()) {
       continue;
     }
-    for (const lyd_node* const node : deleted) {
-      if (holds(document.get(), node)) return LostNode{violation_of(node), static_cast<int>(i)};
+    for (const ImageChain& gone : lost) {
+      if (holds(document.get(), gone)) return LostNode{violation_of(gone), static_cast<int>(i)};
     }
   }
   return std::nullopt;

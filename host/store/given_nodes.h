@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "store/config_store.h"
-#include "store/tree.h"
+#include "store/image/image.h"
 #include "store/validation/validation.h"
 
 namespace nexa::host {
@@ -17,9 +17,10 @@ struct LostNode {
   int edit = -1;  // the last one that gives the node
 };
 
-// The first configured node that `changes`, a libyang diff of what validation did, deletes although
-// an update or replace of `edits` names it.
-std::optional<LostNode> lost_node(const std::vector<Edit>& edits, const lyd_node* changes);
+// The first configured node of `edited` that `judged`, what a judgement made of it, does not have
+// although an update or replace of `edits` names it.
+std::optional<LostNode> lost_node(const std::vector<Edit>& edits, const ImageInner& edited,
+                                  const ImageInner& judged);
 
 }  // namespace nexa::host
 

@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "store/image/schema_texts.h"
 #include "store/siblings.h"
 
 namespace nexa::host {
@@ -150,6 +151,19 @@ void settle_container_flags(lyd_node* node) {
     }
     node->flags |= LYD_DEFAULT;
   }
+}
+
+LY_ERR new_canonical_term(lyd_node* parent, const lysc_node* schema, const char* text,
+                          lyd_node** made) {
+  // Canonical texts have the prefixes of JSON, which the other function reads.
+  const bool holds_path = SchemaTexts::current().of(schema).may_have_prefixes;
+  return (holds_path ? lyd_new_term : lyd_new_term_canon)(parent, schema->module, schema->name,
+                                                          text, 0, made);
+}
+
+LY_ERR change_canonical_term(lyd_node* leaf, const char* text) {
+  const bool holds_path = SchemaTexts::current().of(leaf->schema).may_have_prefixes;
+  return (holds_path ? lyd_change_term : lyd_change_term_canon)(leaf, text);
 }
 
 bool print_siblings(const lyd_node* top, std::string& xml) {

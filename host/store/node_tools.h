@@ -58,6 +58,12 @@ void settle_values(const lyd_node* node);
 // Marks `node` and containers above it as default content where nothing explicit is left in them.
 void settle_container_flags(lyd_node* node);
 
+// lyd_new_term_canon() and lyd_change_term_canon() for every type: libyang 2.1 does not read an
+// instance identifier that is said to be canonical.
+LY_ERR new_canonical_term(lyd_node* parent, const lysc_node* schema, const char* text,
+                          lyd_node** made);
+LY_ERR change_canonical_term(lyd_node* leaf, const char* text);
+
 // XML of all siblings without defaults, in one line, below no element. False on failure.
 bool print_siblings(const lyd_node* top, std::string& xml);
 

@@ -1,37 +1,33 @@
-// From the log's texts to a tree: the configuration as a commit left it.
+// From the log's texts to images: the configuration as a commit left it.
 #ifndef HOST_STORE_STORED_STATE_H_
 #define HOST_STORE_STORED_STATE_H_
 
 #include <string>
 
+#include "store/image/image.h"
 #include "store/log/commit_log.h"
-#include "store/standing_defaults.h"
-#include "store/tree.h"
-#include "store/validation/validation.h"
 
 namespace nexa::host {
 
-// What the loaded schema asks of a configuration.
-struct SchemaRules {
-  Validator& validator;
-  const StandingDefaults& standing;
-};
+// What the schema digest of an image has to be for the loaded schema.
+std::string loaded_schema_hash();
 
 struct StoredState {
-  TreePtr tree;                // without defaults, not validated
+  ImagePtr image;
   std::uint64_t replayed = 0;  // commits applied to the snapshot
+  bool complete = false;       // defaults are in the image; else only what was configured
+  bool judged = false;         // libyang found just this image valid as a whole
 };
 
-// The configuration after commit `number`. False with `error`: what does not fit the loaded schema,
-// or that the commit is not kept.
-bool stored_state(const CommitLog& log, std::uint64_t number, StoredState& state,
-                  std::string& error);
+// The newest configuration, read without libyang from the newest image under the loaded schema and
+// the effects of the commits after it. False when there is no such image or a commit without
+// effect; also with `error` set when what is stored does not fit together.
+bool newest_image_state(const CommitLog& log, StoredState& state, std::string& error);
 
-// The configuration after the newest commit, valid under the loaded schema, defaults completed.
-// When the schema is another one than at the last start, `notes` says so and the log is brought up
-// to it. False with `error`: one line that names the file.
-bool load_state(CommitLog& log, const std::string& file, const SchemaRules& rules,
-                StoredState& state, std::vector<std::string>& notes, std::string& error);
+// What was configured after commit `number`, read by libyang from XML alone. False with `error`:
+// what does not fit the loaded schema, or that the commit is not kept.
+bool configured_state(const CommitLog& log, std::uint64_t number, StoredState& state,
+                      std::string& error);
 
 }  // namespace nexa::host
 

@@ -35,6 +35,12 @@ struct TreeChange {
 // of later ones.
 using TreeChanges = std::vector<TreeChange>;
 
+// Takes `changes` back, the last first, and leaves the list empty. `tree` stays the first top-level
+// node. Instances that the system orders may come back in another place among the other instances
+// of their list; those that the user orders stand exactly where they stood. False when libyang
+// fails (no memory): the tree is then to be thrown away.
+bool undo_changes(lyd_node*& tree, TreeChanges& changes);
+
 }  // namespace nexa::host
 
 #endif  // HOST_STORE_TREE_CHANGE_H_

@@ -2,7 +2,8 @@
 #include "store/tree_snapshot.h"
 
 #include "store/change.h"
-#include "store/node_tools.h"
+#include "store/image/image_import.h"
+#include "store/image/image_xml.h"
 #include "store/reading/json_value.h"
 #include "store/reading/selection.h"
 #include "store/validation/violation_text.h"
@@ -14,11 +15,11 @@ constexpr char kNoElement[] = "the document has no top element";
 
 class ParsedState : public StateTree {
  public:
-  explicit ParsedState(TreePtr tree) : tree_(std::move(tree)) {}
-  const lyd_node* top() const { return tree_.get(); }
+  explicit ParsedState(ImagePtr image) : image_(std::move(image)) {}
+  const ImageInner* top() const { return image_.get(); }
 
  private:
-  TreePtr tree_;
+  ImagePtr image_;
 };
 
 bool has_modules(const gnmi::Path& path) {
@@ -37,7 +38,7 @@ class Writer {
         form_{query.part, query.encoding != gnmi::JSON},
         qualify_names_(query.path.elem().empty() ? form_.qualify : has_modules(query.path)) {}
 
-  void whole_tree(const lyd_node* config, const lyd_node* state, gnmi::Path& path) {
+  void whole_tree(const ImageInner* config, const ImageInner* state, gnmi::Path& path) {
     if (query_.form == Form::kLeaves) {
       for_each_leaf_of_tree(config, state, form_, qualify_names_, sink_);
       return;
@@ -64,32 +65,25 @@ class Writer {
 
 }  // namespace
 
-TreeSnapshot::TreeSnapshot(std::shared_ptr<Replica> replica, std::uint64_t number)
-    : replica_(std::move(replica)), number_(number) {
-  replica_->enter();
-}
-
-TreeSnapshot::~TreeSnapshot() { replica_->leave(); }
-
 grpc::Status TreeSnapshot::read(const Query& query, const StateTree* state,
                                 const ValueSink& sink) const {
-  const lyd_node* const data = state != nullptr && query.part != DataPart::kConfig
-                                   ? static_cast<const ParsedState*>(state)->top()
-                                   : nullptr;
+  const ImageInner* const data = state != nullptr && query.part != DataPart::kConfig
+                                     ? static_cast<const ParsedState*>(state)->top()
+                                     : nullptr;
   Writer writer(query, sink);
   const auto found = [&](const NodePair& node, gnmi::Path& path) {
     if (node.any() == nullptr) {
-      writer.whole_tree(replica_->top(), data, path);
+      writer.whole_tree(image_.get(), data, path);
     } else {
       writer.found(node, path);
     }
   };
-  grpc::Status status = select_nodes(query.path, replica_->top(), data, found, LeafLists::kWhole);
+  grpc::Status status = select_nodes(query.path, image_.get(), data, found, LeafLists::kWhole);
   if (status.error_code() != grpc::StatusCode::NOT_FOUND) return status;
   return {grpc::StatusCode::INVALID_ARGUMENT, status.error_message()};
 }
 
-std::string TreeSnapshot::xml() const { return configuration_xml(replica_->top()); }
+std::string TreeSnapshot::xml() const { return configuration_xml(*image_); }
 
 std::shared_ptr<const StateTree> parse_state_tree(std::string_view xml, std::string& error) {
   const std::string_view inner = inner_xml(xml);
@@ -97,7 +91,7 @@ std::shared_ptr<const StateTree> parse_state_tree(std::string_view xml, std::str
     error = kNoElement;
     return nullptr;
   }
-  if (inner.empty()) return std::make_shared<ParsedState>(nullptr);
+  if (inner.empty()) return std::make_shared<ParsedState>(empty_image());
   ly_err_clean(const_cast<ly_ctx*>(kestrel::context()), nullptr);
   lyd_node* parsed = nullptr;
   const LY_ERR done = lyd_parse_data_mem(kestrel::context(), std::string(inner).c_str(), LYD_XML,
@@ -108,8 +102,7 @@ std::shared_ptr<const StateTree> parse_state_tree(std::string_view xml, std::str
     error = problem.path.empty() ? problem.rule : problem.path + ": " + problem.rule;
     return nullptr;
   }
-  for (const lyd_node* node = tree.get(); node != nullptr; node = node->next) settle_values(node);
-  return std::make_shared<ParsedState>(std::move(tree));
+  return std::make_shared<ParsedState>(image_of_tree(tree.get()));
 }
 
 }  // namespace nexa::host

@@ -1,30 +1,30 @@
-// What readers of the store get: a published tree, and operational data beside it.
+// What readers of the store get: a published image, and operational data beside it.
 #ifndef HOST_STORE_TREE_SNAPSHOT_H_
 #define HOST_STORE_TREE_SNAPSHOT_H_
 
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "store/config_store.h"
-#include "store/replica.h"
+#include "store/image/image.h"
 
 namespace nexa::host {
 
 class TreeSnapshot : public Snapshot {
  public:
-  TreeSnapshot(std::shared_ptr<Replica> replica, std::uint64_t number);
-  ~TreeSnapshot() override;
-  TreeSnapshot(const TreeSnapshot&) = delete;
-  TreeSnapshot& operator=(const TreeSnapshot&) = delete;
+  // `image` is not null; `number` is the commit that left it.
+  TreeSnapshot(ImagePtr image, std::uint64_t number) : image_(std::move(image)), number_(number) {}
 
   grpc::Status read(const Query& query, const StateTree* state,
                     const ValueSink& sink) const override;
   std::string xml() const override;
   std::uint64_t number() const override { return number_; }
+  const ImageInner& root() const { return *image_; }
 
  private:
-  std::shared_ptr<Replica> replica_;
+  ImagePtr image_;
   std::uint64_t number_;
 };
 

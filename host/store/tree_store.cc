@@ -1,20 +1,27 @@
-// Two trees: readers have one, a transaction is built in the other. Who publishes swaps them, and
-// the one left behind catches up by what the transaction touched before it is changed again.
+// One writer at a time makes the next image, has it judged, writes down what differs, and exchanges
+// the image that readers get. Everything that may take long for a reader happens on images.
 #include "store/tree_store.h"
 
 #include <atomic>
 #include <chrono>
 #include <optional>
+#include <thread>
 
 #include "store/change.h"
+#include "store/commit_answer.h"
+#include "store/edit_blame.h"
 #include "store/edits.h"
 #include "store/given_nodes.h"
+#include "store/image/image_draft.h"
+#include "store/image/image_text.h"
+#include "store/image/image_xml.h"
+#include "store/judge.h"
 #include "store/log/data_directory.h"
 #include "store/log/log_database.h"
 #include "store/log/snapshot_writer.h"
-#include "store/node_tools.h"
 #include "store/reading/selection.h"
-#include "store/stored_state.h"
+#include "store/schema_support.h"
+#include "store/store_start.h"
 #include "store/tree_snapshot.h"
 
 namespace nexa::host {
@@ -22,30 +29,20 @@ namespace {
 
 constexpr char kAbandoned[] = "nobody waits for the commit any more";
 constexpr char kNoMemory[] = "out of memory";
-constexpr char kTreeFailed[] = "the change could not be computed";
 constexpr char kUnknownOutcome[] =
     "whether the commit is stored is not known until the log can be read again: ";
 
-// Readers that stay longer keep their tree, and the store goes on with a copy.
-constexpr std::chrono::milliseconds kReaderPatience{2000};
-
 using Approve = std::function<grpc::Status(const Change&)>;
-
-void report(const Violation& violation, int edit, CommitResult& result) {
-  const bool is_constraint = violation.kind == Violation::Kind::kConstraint;
-  result.path = violation.path;
-  result.rule = violation.rule;
-  result.edit = edit;
-  result.status = {
-      is_constraint ? grpc::StatusCode::FAILED_PRECONDITION : grpc::StatusCode::INVALID_ARGUMENT,
-      violation.path.empty() ? violation.rule : violation.path + ": " + violation.rule};
-}
+using grpc::StatusCode;
 
 class TreeStore : public ConfigStore {
  public:
   TreeStore(const TreeStoreOptions& options, std::unique_ptr<DataDirectory> directory,
             std::unique_ptr<CommitLog> log)
       : options_(options), directory_(std::move(directory)), log_(std::move(log)) {}
+  ~TreeStore() override;
+  TreeStore(const TreeStore&) = delete;
+  TreeStore& operator=(const TreeStore&) = delete;
 
   bool load(const std::string& file, std::vector<std::string>& notes, std::string& error);
 
@@ -59,11 +56,15 @@ class TreeStore : public ConfigStore {
   grpc::Status history(std::size_t limit, std::vector<CommitRecord>& out) const override;
   CommitResult rollback(std::uint64_t number, const std::string& author,
                         const Approve& approve) override;
+  StoreHealth health() const override;
+  void verified(std::uint64_t number, const std::string& violation) override;
 
  private:
   // A transaction on its way.
   struct Transaction {
-    Touched touched;
+    ImagePtr before;
+    ImagePtr after;
+    bool whole = false;                        // every rule was asked
     const std::vector<Edit>* edits = nullptr;  // null for a rollback
     std::string author;
     std::string comment;
@@ -75,74 +76,108 @@ class TreeStore : public ConfigStore {
 
   bool make_ready(CommitResult& result);
   bool settle(CommitResult& result);
-  void rebuild();
-  void undo(const Touched& touched);
-  CommitResult refuse(Transaction& transaction, grpc::StatusCode code, std::string text);
+  bool apply(const CommitRequest& request, EditApplier& applier, CommitResult& result) const;
+  bool within_limits(const CommitRequest& request, const EditApplier& applier,
+                     CommitResult& result) const;
+  ImagePtr without_idle_modules(ImagePtr image) const;
+  void run(const CommitRequest& request, Transaction& transaction);
+  bool accept(Transaction& transaction, Judge::Verdict verdict);
   CommitResult finish(Transaction& transaction);
-  bool validate(Transaction& transaction);
-  CommitResult store(Transaction& transaction, ChangeText& text);
-  void publish(Transaction& transaction);
+  CommitResult refuse(Transaction& transaction, StatusCode code, std::string text);
+  void publish(const Transaction& transaction);
+  std::optional<LogSnapshot> log_snapshot() const;
+  std::shared_ptr<const TreeSnapshot> current() const;
 
   const TreeStoreOptions options_;
   std::unique_ptr<DataDirectory> directory_;
   std::unique_ptr<CommitLog> log_;
-  Validator validator_;
-  const StandingDefaults standing_{validator_};
+  std::string schema_hash_;
 
   std::mutex writer_;  // holds for everything down to `last_time_ns_`
-  std::shared_ptr<Replica> running_;
-  std::shared_ptr<Replica> candidate_;  // null when it has to be copied from running
-  std::optional<Touched> behind_;       // what candidate lacks of running
-  std::optional<Transaction> unknown_;  // in candidate, perhaps on the disk
+  Judge judge_;
+  std::optional<Transaction> unknown_;  // perhaps on the disk
   std::int64_t last_time_ns_ = 0;
 
-  mutable std::mutex publication_;  // holds for `current_`
+  mutable std::mutex publication_;  // holds for the rest down to `health_`
   std::shared_ptr<const TreeSnapshot> current_;
+  StoreHealth health_;
 
+  std::thread preparation_;                    // makes the judge's tree beside the first readers
   std::unique_ptr<SnapshotWriter> snapshots_;  // last: its thread ends first
 };
 
+TreeStore::~TreeStore() {
+  if (preparation_.joinable()) preparation_.join();
+}
+
 bool TreeStore::load(const std::string& file, std::vector<std::string>& notes, std::string& error) {
-  StoredState state;
-  if (!load_state(*log_, file, {validator_, standing_}, state, notes, error)) return false;
-  notes.push_back("configuration " + std::to_string(log_->head()) + " from " + file + ", " +
-                  std::to_string(state.replayed) + " commits replayed");
-  for (const lyd_node* node = state.tree.get(); node != nullptr; node = node->next) {
-    settle_values(node);
-  }
-  running_ = std::make_shared<Replica>(std::move(state.tree));
-  current_ = std::make_shared<TreeSnapshot>(running_, log_->head());
+  number_schema();
+  schema_hash_ = loaded_schema_hash();
+  StartState start;
+  if (!start_state(*log_, file, judge_, start, notes, error)) return false;
+  current_ = std::make_shared<TreeSnapshot>(start.image, log_->head());
+  health_.violation = start.violation;
+  health_.deaths = judge_.deaths();
+  if (start.judged) health_.verified = log_->head();
   std::vector<CommitRecord> newest;
   if (log_->history(1, newest).ok() && !newest.empty()) last_time_ns_ = newest.front().time_ns;
-  rebuild();
+  preparation_ = std::thread([this] {
+    const std::lock_guard<std::mutex> lock(writer_);
+    judge_.stand_for(current()->root());
+  });
   snapshots_ = std::make_unique<SnapshotWriter>(
       *log_, LogLimits{options_.history_limit, options_.commits_per_snapshot},
-      [this] { return snapshot(); }, options_.warn);
+      [this] { return log_snapshot(); }, options_.warn);
   return true;
 }
 
-std::shared_ptr<const Snapshot> TreeStore::snapshot() const {
+std::shared_ptr<const TreeSnapshot> TreeStore::current() const {
   const std::lock_guard<std::mutex> lock(publication_);
   return current_;
+}
+
+std::shared_ptr<const Snapshot> TreeStore::snapshot() const { return current(); }
+
+StoreHealth TreeStore::health() const {
+  StoreHealth health;
+  {
+    const std::lock_guard<std::mutex> lock(publication_);
+    health = health_;
+  }
+  health.writable = log_->writable();
+  if (!health.writable) health.obstacle = log_->obstacle();
+  return health;
+}
+
+void TreeStore::verified(std::uint64_t number, const std::string& violation) {
+  {
+    const std::lock_guard<std::mutex> lock(publication_);
+    if (violation.empty()) {
+      health_.verified = std::max(health_.verified, number);
+      if (number == current_->number()) health_.violation.clear();
+    } else if (number >= health_.verified) {
+      health_.violation = "commit " + std::to_string(number) + ": " + violation;
+    }
+  }
+  if (violation.empty()) log_->mark_judged(number);
 }
 
 grpc::Status TreeStore::history(std::size_t limit, std::vector<CommitRecord>& out) const {
   const LogResult result = log_->history(limit, out);
   if (result.ok()) return grpc::Status::OK;
-  return {grpc::StatusCode::INTERNAL, result.text};
+  return {StatusCode::INTERNAL, result.text};
 }
 
-// A fresh candidate; none when there is no memory for it.
-void TreeStore::rebuild() {
-  behind_.reset();
-  candidate_.reset();
-  bool ok = false;
-  TreePtr copy = copy_tree(running_->top(), ok);
-  if (ok) candidate_ = std::make_shared<Replica>(std::move(copy));
-}
-
-void TreeStore::undo(const Touched& touched) {
-  if (!touched.make_equal(running_->top(), candidate_->mutable_top())) rebuild();
+std::optional<LogSnapshot> TreeStore::log_snapshot() const {
+  const std::shared_ptr<const TreeSnapshot> snapshot = current();
+  LogSnapshot made;
+  made.number = snapshot->number();
+  made.config = snapshot->xml();
+  made.image = image_text(snapshot->root());
+  made.schema_hash = schema_hash_;
+  const std::lock_guard<std::mutex> lock(publication_);
+  made.judged = health_.verified == made.number && health_.violation.empty();
+  return made;
 }
 
 // Finds out about a commit that may be on the disk or not.
@@ -150,71 +185,143 @@ bool TreeStore::settle(CommitResult& result) {
   if (!unknown_) return true;
   const LogResult settled = log_->settle();
   if (!settled.ok()) {
-    result.status = {grpc::StatusCode::INTERNAL, kUnknownOutcome + settled.text};
+    result.status = {code_of(settled.code), kUnknownOutcome + settled.text};
     return false;
   }
   if (log_->head() == unknown_->number) {
+    judge_.keep();
     publish(*unknown_);
   } else {
-    undo(unknown_->touched);
+    judge_.take_back();
   }
   unknown_.reset();
   return true;
 }
 
 bool TreeStore::make_ready(CommitResult& result) {
-  result.number = current_->number();
+  result.number = current()->number();
   if (!settle(result)) return false;
-  result.number = current_->number();
-  if (candidate_ != nullptr && candidate_->wait_for_readers(kReaderPatience)) {
-    if (behind_ && !behind_->make_equal(running_->top(), candidate_->mutable_top())) rebuild();
-    behind_.reset();
+  result.number = current()->number();
+  return true;
+}
+
+bool TreeStore::within_limits(const CommitRequest& request, const EditApplier& applier,
+                              CommitResult& result) const {
+  std::size_t bytes = 0;
+  for (const Edit& edit : request.edits) bytes += edit.xml.size();
+  if (options_.max_bytes != 0 && bytes > options_.max_bytes) {
+    result.rule = std::to_string(bytes) + " bytes of configuration in one transaction, at most " +
+                  std::to_string(options_.max_bytes) + " are taken";
+  } else if (options_.max_nodes != 0 && applier.nodes() > options_.max_nodes) {
+    result.rule = std::to_string(applier.nodes()) + " nodes in one transaction, at most " +
+                  std::to_string(options_.max_nodes) + " are taken";
   } else {
-    rebuild();
+    return true;
   }
-  if (candidate_ != nullptr) return true;
-  result.status = {grpc::StatusCode::RESOURCE_EXHAUSTED, kNoMemory};
+  result.status = {StatusCode::RESOURCE_EXHAUSTED, result.rule};
   return false;
 }
 
-CommitResult TreeStore::refuse(Transaction& transaction, grpc::StatusCode code, std::string text) {
-  undo(transaction.touched);
-  transaction.result.status = {code, std::move(text)};
-  return transaction.result;
+bool TreeStore::apply(const CommitRequest& request, EditApplier& applier,
+                      CommitResult& result) const {
+  for (std::size_t i = 0; i < request.edits.size(); ++i) {
+    if (request.abandoned && request.abandoned()) {
+      result.status = {StatusCode::CANCELLED, kAbandoned};
+      return false;
+    }
+    if (auto refusal = applier.apply(request.edits[i])) {
+      result.status = refusal->status;
+      result.edit = static_cast<int>(i);
+      result.path = std::move(refusal->path);
+      result.rule = std::move(refusal->rule);
+      return false;
+    }
+    if (!within_limits(request, applier, result)) return false;
+  }
+  return true;
+}
+
+// Of a module without configured data only standing defaults stay.
+ImagePtr TreeStore::without_idle_modules(ImagePtr image) const {
+  std::unordered_map<const lys_module*, bool> configured;
+  for (const ImageSlot& child : image->children()) {
+    configured[child->schema()->module] |= !child->is_default();
+  }
+  ImageSlot root = image;
+  for (const ImageSlot& child : image->children()) {
+    const lys_module* const module = child->schema()->module;
+    if (!configured[module] && !judge_.has_standing_defaults(module)) {
+      ImageDraft::remove(root, child->schema());
+    }
+  }
+  return ImagePtr::share(&root->inner());
 }
 
 CommitResult TreeStore::commit(const CommitRequest& request) {
   const std::lock_guard<std::mutex> lock(writer_);
   Transaction transaction;
-  CommitResult& result = transaction.result;
-  if (!make_ready(result)) return result;
+  if (!make_ready(transaction.result)) return transaction.result;
   transaction.edits = &request.edits;
   transaction.author = request.author;
   transaction.comment = request.comment;
   transaction.approve = &request.approve;
   try {
-    EditApplier applier(candidate_->mutable_top(), transaction.touched, standing_);
-    for (std::size_t i = 0; i < request.edits.size(); ++i) {
-      if (request.abandoned && request.abandoned()) {
-        return refuse(transaction, grpc::StatusCode::CANCELLED, kAbandoned);
-      }
-      transaction.touched.set_edit(static_cast<int>(i));
-      if (auto refusal = applier.apply(request.edits[i])) {
-        undo(transaction.touched);
-        result.status = refusal->status;
-        result.edit = static_cast<int>(i);
-        result.path = std::move(refusal->path);
-        result.rule = std::move(refusal->rule);
-        return result;
-      }
-    }
-    applier.finish();
-    return finish(transaction);
+    run(request, transaction);
   } catch (const std::bad_alloc&) {
-    rebuild();
-    result.status = {grpc::StatusCode::RESOURCE_EXHAUSTED, kNoMemory};
-    return result;
+    judge_.take_back();
+    transaction.result.status = {StatusCode::RESOURCE_EXHAUSTED, kNoMemory};
   }
+  return transaction.result;
+}
+
+void TreeStore::run(const CommitRequest& request, Transaction& transaction) {
+  const std::shared_ptr<const TreeSnapshot> standing = current();
+  transaction.before = ImagePtr::share(&standing->root());
+  EditApplier applier(transaction.before);
+  if (!apply(request, applier, transaction.result)) return;
+  const ImagePtr edited = without_idle_modules(applier.result());
+  const bool is_broken = !health().violation.empty();
+  Judge::Verdict verdict = judge_.judge(transaction.before, edited,
+                                        {applier.nodes(), applier.take_document()}, is_broken);
+  if (verdict.kind == Judge::Verdict::Kind::kValid) {
+    if (auto lost = lost_node(request.edits, *edited, *verdict.image)) {
+      judge_.take_back();
+      report(lost->violation, lost->edit, transaction.result);
+      return;
+    }
+  }
+  if (accept(transaction, std::move(verdict))) finish(transaction);
+}
+
+// False when the edited configuration breaks a rule, or cannot be judged.
+bool TreeStore::accept(Transaction& transaction, Judge::Verdict verdict) {
+  CommitResult& result = transaction.result;
+  using Kind = Judge::Verdict::Kind;
+  transaction.whole = verdict.whole;
+  {
+    const std::lock_guard<std::mutex> lock(publication_);
+    health_.deaths = judge_.deaths();
+    if (verdict.whole) ++health_.whole;
+  }
+  if (verdict.kind == Kind::kValid) {
+    transaction.after = std::move(verdict.image);
+    return true;
+  }
+  judge_.take_back();
+  if (verdict.kind == Kind::kFailed) {
+    result.status = {StatusCode::RESOURCE_EXHAUSTED, kNoMemory};
+  } else if (verdict.kind == Kind::kDied) {
+    result.status = {StatusCode::INTERNAL, "the configuration cannot be judged: " + verdict.text};
+  } else {
+    int edit = -1;
+    if (transaction.edits != nullptr) {
+      edit = transaction.edits->size() == 1
+                 ? 0
+                 : edit_to_blame(transaction.before, *transaction.edits, verdict.violation->path);
+    }
+    report(*verdict.violation, edit, result);
+  }
+  return false;
 }
 
 CommitResult TreeStore::rollback(std::uint64_t number, const std::string& author,
@@ -224,13 +331,13 @@ CommitResult TreeStore::rollback(std::uint64_t number, const std::string& author
   CommitResult& result = transaction.result;
   if (!make_ready(result)) return result;
   std::string error;
-  if (number > current_->number()) {
-    result.status = {grpc::StatusCode::NOT_FOUND, "there is no commit " + std::to_string(number)};
+  if (number > log_->head()) {
+    result.status = {StatusCode::NOT_FOUND, "there is no commit " + std::to_string(number)};
     return result;
   }
   StoredState state;
-  if (!stored_state(*log_, number, state, error)) {
-    result.status = {grpc::StatusCode::FAILED_PRECONDITION,
+  if (!configured_state(*log_, number, state, error)) {
+    result.status = {StatusCode::FAILED_PRECONDITION,
                      "commit " + std::to_string(number) + " cannot be restored: " + error};
     return result;
   }
@@ -238,118 +345,92 @@ CommitResult TreeStore::rollback(std::uint64_t number, const std::string& author
   transaction.comment = "rollback to " + std::to_string(number);
   transaction.approve = &approve;
   try {
-    EditApplier applier(candidate_->mutable_top(), transaction.touched, standing_);
-    applier.replace_tree(state.tree.get());
-    applier.finish();
-    return finish(transaction);
+    const std::shared_ptr<const TreeSnapshot> standing = current();
+    transaction.before = ImagePtr::share(&standing->root());
+    Judge::Verdict verdict =
+        judge_.judge_whole(state.image, transaction.before.get(), *transaction.before);
+    if (accept(transaction, std::move(verdict))) finish(transaction);
   } catch (const std::bad_alloc&) {
-    rebuild();
-    result.status = {grpc::StatusCode::RESOURCE_EXHAUSTED, kNoMemory};
-    return result;
+    judge_.take_back();
+    result.status = {StatusCode::RESOURCE_EXHAUSTED, kNoMemory};
   }
+  return result;
 }
 
-// False when the candidate breaks a rule, or cannot be judged; it is undone then.
-bool TreeStore::validate(Transaction& transaction) {
-  TreePtr diff;
-  const bool known = difference(transaction.touched, running_->top(), candidate_->top(), diff);
-  if (known && diff == nullptr) return true;
-  const Validator::Outcome outcome =
-      validator_.validate_change(candidate_->mutable_top(), diff.get());
-  std::optional<Violation> violation = outcome.violation;
-  int edit = -1;
-  if (violation) {
-    const bool is_only = transaction.edits != nullptr && transaction.edits->size() == 1;
-    edit = is_only ? 0 : transaction.touched.edit_at(violation->path);
-  } else if (transaction.edits != nullptr) {
-    if (auto lost = lost_node(*transaction.edits, outcome.changes.get())) {
-      violation = std::move(lost->violation);
-      edit = lost->edit;
-    }
-  }
-  transaction.touched.set_edit(-1);
-  transaction.touched.mark_diff(outcome.changes.get());
-  if (!violation) return true;
-  report(*violation, edit, transaction.result);
-  if (outcome.whole_tree) {
-    rebuild();
-  } else {
-    undo(transaction.touched);
-  }
-  return false;
-}
-
-CommitResult TreeStore::finish(Transaction& transaction) {
-  if (!validate(transaction)) return transaction.result;
-  ChangeText text;
-  if (!describe_change(transaction.touched, running_->top(), candidate_->top(), text)) {
-    rebuild();
-    transaction.result.status = {grpc::StatusCode::INTERNAL, kTreeFailed};
-    return transaction.result;
-  }
-  if (!text.changes) {
-    undo(transaction.touched);
-    return transaction.result;
-  }
-  return store(transaction, text);
-}
-
-CommitResult TreeStore::store(Transaction& transaction, ChangeText& text) {
-  const auto now = std::chrono::system_clock::now().time_since_epoch();
-  transaction.number = current_->number() + 1;
-  transaction.time_ns = std::max<std::int64_t>(
-      std::chrono::duration_cast<std::chrono::nanoseconds>(now).count(), last_time_ns_ + 1);
-  if (transaction.approve != nullptr && *transaction.approve) {
-    const Change change{transaction.number, transaction.time_ns, transaction.author,
-                        std::move(text.before), std::move(text.after)};
-    const grpc::Status verdict = (*transaction.approve)(change);
-    if (!verdict.ok()) {
-      return refuse(transaction, verdict.error_code(), verdict.error_message());
-    }
-  }
-  transaction.touched.settle(candidate_->top());
-  const LogResult logged =
-      log_->append({transaction.number, transaction.time_ns, transaction.author,
-                    transaction.comment, text.whole, std::move(text.text)});
-  switch (logged.code) {
-    case LogResult::Code::kDone:
-      publish(transaction);
-      break;
-    case LogResult::Code::kFull:
-      return refuse(transaction, grpc::StatusCode::RESOURCE_EXHAUSTED, logged.text);
-    case LogResult::Code::kFailed:
-      return refuse(transaction, grpc::StatusCode::INTERNAL, logged.text);
-    case LogResult::Code::kUnknown: {
-      CommitResult result = transaction.result;
-      result.status = {grpc::StatusCode::INTERNAL, kUnknownOutcome + logged.text};
-      transaction.edits = nullptr;
-      transaction.approve = nullptr;
-      unknown_.emplace(std::move(transaction));
-      return result;
-    }
-  }
-  transaction.result.number = transaction.number;
-  transaction.result.time_ns = transaction.time_ns;
-  snapshots_->committed(transaction.number);
+CommitResult TreeStore::refuse(Transaction& transaction, StatusCode code, std::string text) {
+  judge_.take_back();
+  transaction.result.status = {code, std::move(text)};
   return transaction.result;
 }
 
-void TreeStore::publish(Transaction& transaction) {
+CommitResult TreeStore::finish(Transaction& transaction) {
+  LogEntry entry;
+  entry.effect = difference_text(*transaction.before, *transaction.after);
+  if (entry.effect.empty()) {
+    judge_.take_back();
+    return transaction.result;
+  }
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  transaction.number = log_->head() + 1;
+  transaction.time_ns = std::max<std::int64_t>(
+      std::chrono::duration_cast<std::chrono::nanoseconds>(now).count(), last_time_ns_ + 1);
+  if (transaction.approve != nullptr && *transaction.approve) {
+    const Change change{
+        transaction.number, transaction.time_ns, transaction.author,
+        changed_nodes_xml(*transaction.before, *transaction.after, *transaction.before),
+        changed_nodes_xml(*transaction.before, *transaction.after, *transaction.after)};
+    const grpc::Status verdict = (*transaction.approve)(change);
+    if (!verdict.ok()) return refuse(transaction, verdict.error_code(), verdict.error_message());
+  }
+  entry.number = transaction.number;
+  entry.time_ns = transaction.time_ns;
+  entry.author = transaction.author;
+  entry.comment = transaction.comment;
+  if (!change_xml(*transaction.before, *transaction.after, entry.change)) {
+    entry.whole = true;
+    entry.change = configuration_xml(*transaction.after);
+  }
+  const LogResult logged = log_->append(entry);
+  if (logged.code == LogResult::Code::kUnknown) {
+    CommitResult result = transaction.result;
+    result.status = {StatusCode::UNAVAILABLE, kUnknownOutcome + logged.text};
+    transaction.edits = nullptr;
+    transaction.approve = nullptr;
+    unknown_.emplace(transaction);
+    transaction.result = result;
+    return result;
+  }
+  if (!logged.ok()) return refuse(transaction, code_of(logged.code), logged.text);
+  judge_.keep();
+  publish(transaction);
+  transaction.result.number = transaction.number;
+  transaction.result.time_ns = transaction.time_ns;
+  snapshots_->committed();
+  return transaction.result;
+}
+
+void TreeStore::publish(const Transaction& transaction) {
   last_time_ns_ = transaction.time_ns;
-  auto snapshot = std::make_shared<const TreeSnapshot>(candidate_, transaction.number);
-  running_.swap(candidate_);
-  behind_.emplace(std::move(transaction.touched));
+  auto snapshot = std::make_shared<const TreeSnapshot>(transaction.after, transaction.number);
   const std::lock_guard<std::mutex> lock(publication_);
   current_.swap(snapshot);
+  if (!transaction.whole) return;
+  health_.violation.clear();
+  health_.verified = transaction.number;
 }
 
 }  // namespace
 
 std::unique_ptr<ConfigStore> open_tree_store(const TreeStoreOptions& options, std::string& error,
                                              std::vector<std::string>* notes) {
+  error = unsupported_schema();
+  if (!error.empty()) return nullptr;
   std::unique_ptr<DataDirectory> directory = DataDirectory::hold(options.directory, error);
   if (directory == nullptr) return nullptr;
-  std::unique_ptr<CommitLog> log = CommitLog::open({options.directory, options.sync}, error);
+  LogOptions place;
+  place.directory = options.directory;
+  place.sync = options.sync;
+  std::unique_ptr<CommitLog> log = CommitLog::open(place, error);
   if (log == nullptr) return nullptr;
   std::vector<std::string> lines;
   auto store = std::make_unique<TreeStore>(options, std::move(directory), std::move(log));

@@ -86,6 +86,17 @@ metrics = "off"
         self.refuse(["nexad.toml:1"], *self.good(), config="= 1\n")
         self.refuse(["--colour"], *self.good("--colour", "1"))
 
+    def test_verify_is_on_or_off(self):
+        self.refuse(["--verify", '"perhaps"', "on nor off"], *self.good("--verify", "perhaps"))
+        self.refuse(
+            ["NEXAD_VERIFY_INTERVAL"], *self.good(), environment={"NEXAD_VERIFY_INTERVAL": "-1"}
+        )
+        self.refuse(["nexad.toml:1", "verify"], *self.good(), config='verify = "1"\n')
+
+    def test_the_limits_of_one_set_have_bounds(self):
+        self.refuse(["--max-set-nodes", "from 1 to"], *self.good("--max-set-nodes", "0"))
+        self.refuse(["nexad.toml:1", "from 1024 to"], *self.good(), config="max-set-bytes = 9\n")
+
     def test_what_is_missing_is_named(self):
         self.refuse(["yang-dir"], "--data", self.path("data"), "--insecure")
         self.refuse(["data"], *RULES, "--insecure")

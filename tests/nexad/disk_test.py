@@ -5,13 +5,14 @@ A limit on the size of files stands in for the disk: prlimit sets and lifts it o
 
 import shutil
 import subprocess
+import time
 import unittest
 
 import grpc
 
 from kit import report
 from kit.case import StartCase
-from kit.server import DidNotStart
+from kit.server import DidNotStart, Server
 
 SCRIPT = "/test-rules:rules/script"
 
@@ -60,22 +61,43 @@ class NoRoom(StartCase):
         with server.client() as later:
             self.assertEqual(later.value(SCRIPT), "room")
 
-    def test_a_start_without_room_says_so_and_harms_nothing(self):
+    def test_a_start_without_room_reads_until_there_is_room(self):
         server = self.begin()
         with server.client() as client:
             client.set(update=[(SCRIPT, "kept")])
         server.kill()
         server.wrapper = ["prlimit", "--fsize=1000:"]
+        server.start()
+        with server.client() as client:
+            self.assertEqual(client.value(SCRIPT), "kept")
+            with self.assertRaises(grpc.RpcError) as caught:
+                client.set(update=[(SCRIPT, "none")])
+            self.assertEqual(
+                (caught.exception.code().name, caught.exception.details()),
+                (
+                    "RESOURCE_EXHAUSTED",
+                    "the disk is full; the server reads only until it can write again",
+                ),
+            )
+            self.assertEqual(client.value(SCRIPT), "kept")
+            self.limit(server, "unlimited")
+            time.sleep(1.1)
+            client.set(update=[(SCRIPT, "room")])
+            self.assertEqual(client.value(SCRIPT), "room")
+        server.wrapper = []
+        server.kill()
+        server.start()
+        with server.client() as client:
+            self.assertEqual(client.value(SCRIPT), "room")
+
+    def test_a_first_start_without_room_says_so(self):
+        server = Server(self.folder, self.schema, wrapper=["prlimit", "--fsize=1000:"])
+        self.addCleanup(server.kill)
         with self.assertRaises(DidNotStart) as caught:
             server.start()
         text = str(caught.exception)
         self.assertIn("exit status 1", text)
-        self.assertIn("nexa.db: ", text)
-        self.assertIn("File too large", text)
-        server.wrapper = []
-        server.start()
-        with server.client() as client:
-            self.assertEqual(client.value(SCRIPT), "kept")
+        self.assertIn("nexa.db.new: the disk is full", text)
 
 
 if __name__ == "__main__":

@@ -11,6 +11,9 @@ class Health(ServerCase):
     def test_the_gnmi_service_is_serving(self):
         self.assertEqual(raw.health(self.client.channel, "gnmi.gNMI"), raw.SERVING)
 
+    def test_the_store_is_serving(self):
+        self.assertEqual(raw.health(self.client.channel, "nexa.store"), raw.SERVING)
+
     def test_an_unknown_service_is_not_found(self):
         with self.refused("NOT_FOUND"):
             raw.health(self.client.channel, "no.such.Service")

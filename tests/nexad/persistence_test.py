@@ -2,15 +2,17 @@
 what is damaged or foreign is refused.
 """
 
+import contextlib
 import glob
 import os
 import shutil
 import sqlite3
+import subprocess
 
 from kit import report
 from kit.case import RulesCase
 from kit.server import RULES as RULES_SCHEMA
-from kit.server import DidNotStart, Server, ietf_modules
+from kit.server import DidNotStart, Server, ietf_modules, program
 
 RULES = "/test-rules:rules"
 
@@ -125,17 +127,38 @@ class Refusals(RulesCase):
         other.close()
         self.refuse_start(os.path.basename(name))
 
-    def test_a_flipped_bit_in_the_log(self):
+    def test_a_changed_old_commit(self):
+        """A start does not read it; who reads all of the log finds it."""
         name = self.database()
-        with open(name, "rb") as file:
-            content = bytearray(file.read())
-        position = content.find(b"<level")
-        self.assertGreater(position, 0)
-        position = content.find(b"44", position)
-        content[position] = ord("5")
-        with open(name, "wb") as file:
-            file.write(content)
-        self.refuse_start()
+        with contextlib.closing(sqlite3.connect(name)) as log:
+            log.execute(
+                "UPDATE commits SET change = replace(change, '44', '54') WHERE number = "
+                "(SELECT max(number) FROM commits WHERE change LIKE '%44%')"
+            )
+            log.commit()
+            self.assertEqual(log.total_changes, 1)
+        server = Server(self.copy, RULES_SCHEMA)
+        self.addCleanup(server.kill)
+        server.start()
+        with server.client() as client:
+            self.assertEqual(client.value(RULES + "/level"), 44)
+        ran = subprocess.run(
+            [program("nexa", "NEXA"), "history", "--data", server.data],
+            capture_output=True,
+            text=True,
+            timeout=60,
+        )
+        self.assertNotEqual(ran.returncode, 0)
+        self.assertIn("does not match its checksum", ran.stderr)
+
+    def test_a_damaged_newest_snapshot(self):
+        name = self.database()
+        with contextlib.closing(sqlite3.connect(name)) as log:
+            # Whichever of the two a start reads.
+            for table in ("snapshots", "images"):
+                log.execute(f"UPDATE {table} SET hash = zeroblob(length(hash))")
+            log.commit()
+        self.refuse_start("does not match its checksum")
 
     def test_a_truncated_file(self):
         name = self.database()

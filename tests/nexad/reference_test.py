@@ -41,7 +41,7 @@ class Reference(unittest.TestCase):
 
     def test_flags_that_other_pages_name_exist(self):
         known = set(self.flags(ROW, document("reference.md")))
-        for command in ("history", "rollback"):
+        for command in ("history", "rollback", "verify"):
             known |= set(self.flags(HELP_LINE, self.help_of(program("nexa", "NEXA"), command)))
         for page in ("gnmi.md", "operations.md"):
             for flag in re.findall(r"`--([\w-]+)", document(page)):

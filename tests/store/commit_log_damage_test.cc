@@ -30,16 +30,21 @@ class LogDamage : public testing::Test {
                                "comment" + number, false, "change" + number})
                       .ok());
       if (i == 4) {
-        ASSERT_TRUE(log->write_snapshot(4, "<config>four</config>", LogLimits()).ok());
+        nexa::host::LogSnapshot snapshot;
+        snapshot.number = 4;
+        snapshot.config = "<config>four</config>";
+        ASSERT_TRUE(log->write_snapshot(std::move(snapshot), LogLimits()).ok());
       }
     }
   }
 
-  std::unique_ptr<CommitLog> open() {
+  std::unique_ptr<CommitLog> open(bool verify_all = false, bool read_only = false) {
     error_.clear();
     nexa::host::LogOptions options;
     options.directory = folder_.path();
     options.sync = false;
+    options.verify_all = verify_all;
+    options.read_only = read_only;
     return CommitLog::open(options, error_);
   }
   std::string file() const { return folder_.file("nexa.db"); }
@@ -55,6 +60,21 @@ class LogDamage : public testing::Test {
     run_sql(sql);
     EXPECT_EQ(open(), nullptr) << sql;
     EXPECT_EQ(error_, file() + ": damaged: " + what + kRestore) << sql;
+  }
+
+  // Damage to what a start does not need: it is served, and found by who reads everything.
+  void expect_found_later(const char* sql, const std::string& what) {
+    run_sql(sql);
+    const std::string text = file() + ": damaged: " + what + kRestore;
+    EXPECT_EQ(open(false, true), nullptr) << sql;
+    EXPECT_EQ(error_, text) << sql;
+    EXPECT_EQ(open(true), nullptr) << sql;
+    EXPECT_EQ(error_, text) << sql;
+    const auto log = open();
+    ASSERT_NE(log, nullptr) << sql << ": " << error_;
+    EXPECT_EQ(log->head(), 6U);
+    EXPECT_FALSE(log->verify_history(error_, nullptr)) << sql;
+    EXPECT_EQ(error_, text) << sql;
   }
 
   TempFolder folder_;
@@ -75,33 +95,33 @@ TEST_F(LogDamage, AnIntactLogOpens) {
 }
 
 TEST_F(LogDamage, EveryFieldOfACommitIsCovered) {
-  expect_damaged("UPDATE commits SET author = 'authos3' WHERE number = 3",
-                 "commit 3 does not match its checksum");
+  expect_found_later("UPDATE commits SET author = 'authos3' WHERE number = 3",
+                     "commit 3 does not match its checksum");
 }
 TEST_F(LogDamage, TheTimeIsCovered) {
-  expect_damaged("UPDATE commits SET time_ns = 3001 WHERE number = 3",
-                 "commit 3 does not match its checksum");
+  expect_found_later("UPDATE commits SET time_ns = 3001 WHERE number = 3",
+                     "commit 3 does not match its checksum");
 }
 TEST_F(LogDamage, TheCommentIsCovered) {
-  expect_damaged("UPDATE commits SET comment = '' WHERE number = 1",
-                 "commit 1 does not match its checksum");
+  expect_found_later("UPDATE commits SET comment = '' WHERE number = 1",
+                     "commit 1 does not match its checksum");
 }
 TEST_F(LogDamage, TheChangeIsCovered) {
   expect_damaged("UPDATE commits SET change = 'changf6' WHERE number = 6",
                  "commit 6 does not match its checksum");
 }
 TEST_F(LogDamage, TheKindIsCovered) {
-  expect_damaged("UPDATE commits SET whole = 1 WHERE number = 2",
-                 "commit 2 does not match its checksum");
+  expect_found_later("UPDATE commits SET whole = 1 WHERE number = 2",
+                     "commit 2 does not match its checksum");
 }
 TEST_F(LogDamage, AMissingCommitIsNoticed) {
-  expect_damaged("DELETE FROM commits WHERE number = 3", "commit 3 is missing");
+  expect_found_later("DELETE FROM commits WHERE number = 3", "commit 3 is missing");
 }
 TEST_F(LogDamage, AMissingLastCommitIsNoticed) {
   expect_damaged("DELETE FROM commits WHERE number = 6", "commit 6 is missing");
 }
 TEST_F(LogDamage, AMissingFirstCommitIsNoticed) {
-  expect_damaged("DELETE FROM commits WHERE number = 1", "commit 1 is missing");
+  expect_found_later("DELETE FROM commits WHERE number = 1", "commit 1 is missing");
 }
 TEST_F(LogDamage, SnapshotsAreCovered) {
   expect_damaged("UPDATE snapshots SET config = '<config/>' WHERE number = 4",
@@ -122,6 +142,33 @@ TEST_F(LogDamage, WithoutSnapshotsThereIsNoState) {
   expect_damaged("DELETE FROM snapshots", "no snapshot is left");
 }
 
+TEST_F(LogDamage, AnOldCommitIsVerifiedWhenItIsRead) {
+  run_sql("UPDATE commits SET author = 'authos3' WHERE number = 3");
+  const auto log = open();
+  ASSERT_NE(log, nullptr) << error_;
+  const std::string text =
+      file() + ": damaged: commit 3 does not match its checksum; restore a copy of the directory";
+  LogEntry entry;
+  EXPECT_FALSE(log->entry(3, entry, error_));
+  EXPECT_EQ(error_, text);
+  nexa::host::LogSnapshot base;
+  int seen = 0;
+  const auto count = [&seen](const LogEntry& /*entry*/) { return ++seen > 0; };
+  EXPECT_FALSE(log->replay(3, base, count, error_));
+  EXPECT_EQ(error_, text);
+  EXPECT_EQ(seen, 2);
+  EXPECT_TRUE(log->replay(6, base, count, error_)) << error_;
+  EXPECT_EQ(base.number, 4U);
+}
+
+TEST_F(LogDamage, VerifyingStopsWhenAsked) {
+  run_sql("DELETE FROM commits WHERE number = 3");
+  const auto log = open();
+  ASSERT_NE(log, nullptr) << error_;
+  const std::atomic<bool> stop{true};
+  EXPECT_TRUE(log->verify_history(error_, &stop));
+}
+
 TEST_F(LogDamage, AForeignDatabaseIsRefused) {
   run_sql("PRAGMA application_id = 7");
   EXPECT_EQ(open(), nullptr);
@@ -129,10 +176,10 @@ TEST_F(LogDamage, AForeignDatabaseIsRefused) {
 }
 
 TEST_F(LogDamage, ANewerFormatIsRefused) {
-  run_sql("PRAGMA user_version = 2");
+  run_sql("PRAGMA user_version = 3");
   EXPECT_EQ(open(), nullptr);
   EXPECT_EQ(error_, file() +
-                        ": written in format 2, this program knows 1; use the program that wrote "
+                        ": written in format 3, this program knows 2; use the program that wrote "
                         "it");
 }
 
@@ -184,7 +231,7 @@ TEST_F(LogDamage, NoFlippedBitGivesOtherData) {
     std::filesystem::remove(file() + "-shm");
     std::ofstream(file(), std::ios::binary) << damaged;
     const auto log = open();
-    if (log == nullptr) {
+    if (log == nullptr || !log->verify_history(error_, nullptr)) {
       ++refused;
       EXPECT_EQ(error_.find(file() + ": "), 0U) << error_;
       EXPECT_EQ(error_.find('\n'), std::string::npos) << error_;

@@ -20,8 +20,8 @@ class JsonValue : public ::testing::Test {
   static void SetUpTestSuite() { nexa_test::load_shop(); }
 
   std::string tree(const std::string& config, const std::string& state = "") {
-    config_ = nexa_test::shop_tree(config);
-    state_ = nexa_test::shop_tree(state);
+    config_ = nexa_test::shop_image(config);
+    state_ = nexa_test::shop_image(state);
     std::string json = "<";
     if (append_tree(config_.get(), state_.get(), form_, json)) return json.substr(1);
     EXPECT_EQ(json, "<") << "changed without a value";
@@ -60,8 +60,8 @@ class JsonValue : public ::testing::Test {
   }
 
   JsonForm form_;
-  TreePtr config_;
-  TreePtr state_;
+  ImagePtr config_;
+  ImagePtr state_;
 };
 
 TEST_F(JsonValue, NumbersUpTo32BitsAreNumbers) {
@@ -170,10 +170,10 @@ TEST_F(JsonValue, OnlyPresenceMakesAnEmptyContainerAValue) {
 }
 
 TEST_F(JsonValue, DefaultsInUseAreValues) {
-  config_ = nexa_test::shop_tree("<stock xmlns=\"urn:shop\"><door>1</door></stock>");
-  lyd_node* tree = config_.release();
+  lyd_node* tree =
+      nexa_test::shop_tree("<stock xmlns=\"urn:shop\"><door>1</door></stock>").release();
   ASSERT_EQ(lyd_new_implicit_all(&tree, kestrel::context(), 0, nullptr), LY_SUCCESS);
-  config_.reset(tree);
+  config_ = image_of_tree(TreePtr(tree).get());
   EXPECT_THAT(values("/stock"), ElementsAre(R"({"shop:open":true,"shop:door":[1]})"));
 }
 
@@ -189,9 +189,17 @@ constexpr char kState[] = R"(<stock xmlns="urn:shop"><owner>Bob</owner>
 TEST_F(JsonValue, BothTreesAreOne) {
   EXPECT_EQ(tree(kConfig, kState),
             R"({"shop:stock":{"owner":"Ann","sign":{},"item":[)"
-            R"({"name":"a","price":"1.5","size":{"width":3,"seen":1},"sold":"5"},{"name":"b"},)"
+            R"({"name":"a","price":"1.5","sold":"5","size":{"width":3,"seen":1}},{"name":"b"},)"
             R"({"name":"c","sold":"6"}],"event":[{"what":"in"},{"what":"in"}],"code":["k","k"]},)"
             R"("shop:shelf":[{"row":1,"load":9}]})");
+}
+
+TEST_F(JsonValue, MembersStandInTheOrderOfTheSchema) {
+  EXPECT_EQ(tree("<shelf xmlns=\"urn:shop-more\"><height>1</height></shelf>"
+                 "<shelf xmlns=\"urn:shop\"><row>1</row></shelf>"
+                 "<stock xmlns=\"urn:shop\"><door>1</door><owner>A</owner></stock>"),
+            R"({"shop:stock":{"owner":"A","door":[1]},"shop:shelf":[{"row":1}],)"
+            R"("shop-more:shelf":{"height":1}})");
 }
 
 TEST_F(JsonValue, ConfigPartComesFromTheConfigurationAlone) {
@@ -206,7 +214,7 @@ TEST_F(JsonValue, ConfigPartComesFromTheConfigurationAlone) {
 TEST_F(JsonValue, StatePartKeepsTheKeysAroundIt) {
   form_.part = DataPart::kState;
   EXPECT_EQ(tree(kConfig, kState),
-            R"({"shop:stock":{"item":[{"name":"a","size":{"seen":1},"sold":"5"},)"
+            R"({"shop:stock":{"item":[{"name":"a","sold":"5","size":{"seen":1}},)"
             R"({"name":"c","sold":"6"}],"event":[{"what":"in"},{"what":"in"}],)"
             R"("code":["k","k"]},"shop:shelf":[{"row":1,"load":9}]})");
   EXPECT_EQ(tree(kConfig, ""), kMissing);
@@ -218,8 +226,8 @@ TEST_F(JsonValue, EveryLeafHasItsPath) {
   EXPECT_THAT(
       leaves(true),
       ElementsAre("/shop:stock/owner \"Ann\"", "/shop:stock/item[name=a]/name \"a\"",
-                  "/shop:stock/item[name=a]/price \"1.5\"", "/shop:stock/item[name=a]/size/width 3",
-                  "/shop:stock/item[name=a]/size/seen 1", "/shop:stock/item[name=a]/sold \"5\"",
+                  "/shop:stock/item[name=a]/price \"1.5\"", "/shop:stock/item[name=a]/sold \"5\"",
+                  "/shop:stock/item[name=a]/size/width 3", "/shop:stock/item[name=a]/size/seen 1",
                   "/shop:stock/item[name=b]/name \"b\"", "/shop:stock/item[name=c]/name \"c\"",
                   "/shop:stock/item[name=c]/sold \"6\"", "/shop:stock/event/what \"in\"",
                   "/shop:stock/event/what \"in\"", "/shop:stock/code [\"k\",\"k\"]",
@@ -227,7 +235,7 @@ TEST_F(JsonValue, EveryLeafHasItsPath) {
   form_.part = DataPart::kState;
   EXPECT_THAT(
       leaves(false),
-      ElementsAre("/stock/item[name=a]/size/seen 1", "/stock/item[name=a]/sold \"5\"",
+      ElementsAre("/stock/item[name=a]/sold \"5\"", "/stock/item[name=a]/size/seen 1",
                   "/stock/item[name=c]/sold \"6\"", "/stock/event/what \"in\"",
                   "/stock/event/what \"in\"", "/stock/code [\"k\",\"k\"]", "/shelf[row=1]/load 9"));
 }

@@ -9,8 +9,8 @@
 namespace {
 
 using namespace nexa_test;
+using nexa::host::ImagePtr;
 using nexa::host::NodePair;
-using nexa::host::TreePtr;
 using testing::ElementsAre;
 
 constexpr char kOpenConfig[] = R"(module openconfig-box {
@@ -46,6 +46,7 @@ class SelectModules : public testing::Test {
     folder.write("vendor-box.yang", kVendor);
     folder.write("other-box.yang", kOther);
     ASSERT_EQ(load_text(folder), "");
+    nexa::host::number_schema();
   }
 
   static gnmi::Path path_of(const std::string& text) {
@@ -63,7 +64,7 @@ class SelectModules : public testing::Test {
   }
 
   static std::vector<std::string> find(const std::string& path) {
-    const TreePtr tree = shop_tree(kData);
+    const ImagePtr tree = shop_image(kData);
     std::vector<std::string> found;
     const auto keep = [&](const NodePair&, gnmi::Path& concrete) {
       found.push_back(nexa::host::format_path_string(concrete));

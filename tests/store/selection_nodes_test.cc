@@ -43,8 +43,8 @@ class SelectNodes : public ::testing::Test {
  protected:
   static void SetUpTestSuite() { nexa_test::load_shop(); }
   void SetUp() override {
-    config_ = nexa_test::shop_tree(kConfig);
-    state_ = nexa_test::shop_tree(kState);
+    config_ = nexa_test::shop_image(kConfig);
+    state_ = nexa_test::shop_image(kState);
   }
 
   // The paths that are found; "+c", "+s" or "+cs" says in which tree.
@@ -56,7 +56,7 @@ class SelectNodes : public ::testing::Test {
           std::string line = format_path_string(concrete) + " +";
           if (node.config != nullptr) line += "c";
           if (node.state != nullptr) line += "s";
-          if (node.whole_leaf_list) line += " whole";
+          if (node.any() != nullptr && node.any()->kind() == ImageKind::kGroup) line += " whole";
           found.push_back(line);
         },
         mode);
@@ -64,8 +64,8 @@ class SelectNodes : public ::testing::Test {
     return found;
   }
 
-  TreePtr config_;
-  TreePtr state_;
+  ImagePtr config_;
+  ImagePtr state_;
   grpc::Status status_;
 };
 
@@ -85,7 +85,7 @@ TEST_F(SelectNodes, BareNameMeansTheParentsModuleFirst) {
   NodePair owner;
   const auto keep = [&](const NodePair& node, gnmi::Path&) { owner = node; };
   ASSERT_TRUE(select_nodes(path_of("/stock/owner"), config_.get(), nullptr, keep).ok());
-  EXPECT_STREQ(lyd_get_value(owner.config), "Ann");
+  EXPECT_EQ(owner.config->leaf().text(), "Ann");
 }
 
 TEST_F(SelectNodes, KeyedEntryIsFoundInBothTrees) {
@@ -155,13 +155,12 @@ TEST_F(SelectNodes, ListsWithoutKeys) {
 }
 
 TEST_F(SelectNodes, StarIsAnyChild) {
-  EXPECT_THAT(
-      find("/stock/item[name=a]/*"),
-      ElementsAre("/stock/item[name=a]/name +cs", "/stock/item[name=a]/price +c",
-                  "/stock/item[name=a]/tag +c", "/stock/item[name=a]/tag +c",
-                  "/stock/item[name=a]/size +c", "/stock/item[name=a]/part[id=1][kind=shop:red] +c",
-                  "/stock/item[name=a]/part[id=1][kind=shop-more:blue] +c",
-                  "/stock/item[name=a]/sold +s"));
+  EXPECT_THAT(find("/stock/item[name=a]/*"),
+              ElementsAre("/stock/item[name=a]/name +cs", "/stock/item[name=a]/price +c",
+                          "/stock/item[name=a]/sold +s", "/stock/item[name=a]/tag +c",
+                          "/stock/item[name=a]/tag +c", "/stock/item[name=a]/size +c",
+                          "/stock/item[name=a]/part[id=1][kind=shop:red] +c",
+                          "/stock/item[name=a]/part[id=1][kind=shop-more:blue] +c"));
   EXPECT_THAT(find("/shop:stock/shop-more:*"), ElementsAre("/shop:stock/shop-more:owner +c"));
   EXPECT_THAT(find("/stock/*[name=c]"), ElementsAre("/stock/item[name=c] +s"));
 }
@@ -190,10 +189,10 @@ TEST_F(SelectNodes, ManyDotsGiveANodeOnceAndInTime) {
 }
 
 TEST_F(SelectNodes, OneTreeMayBeMissing) {
-  state_.reset();
+  state_ = nullptr;
   EXPECT_THAT(find("/stock/item"),
               ElementsAre("/stock/item[name=a] +c", "/stock/item[name=b\\]] +c"));
-  config_.reset();
+  config_ = nullptr;
   EXPECT_THAT(find("/stock/item"), IsEmpty());
 }
 
@@ -206,6 +205,30 @@ TEST_F(SelectNodes, OriginAndTargetAreKept) {
   ASSERT_TRUE(select_nodes(path, config_.get(), nullptr, keep).ok());
   EXPECT_EQ(seen.origin(), "openconfig");
   EXPECT_EQ(seen.target(), "box");
+}
+
+TEST_F(SelectNodes, ChainsLeadFromTheTopToEachNode) {
+  const auto chains = [&](std::string_view text) {
+    std::vector<std::string> found;
+    status_ = select_chains(path_of(text), *config_, [&](const ImageChain& chain) {
+      std::string line;
+      for (const ImageNode* node : chain) {
+        line += std::string("/") + node->schema()->name;
+        if (node->kind() == ImageKind::kLeaf) line += "=" + std::string(node->leaf().text());
+      }
+      found.push_back(line);
+    });
+    return found;
+  };
+  EXPECT_THAT(chains("/stock/item[name=a]/size/width"), ElementsAre("/stock/item/size/width=3"));
+  EXPECT_THAT(chains("/stock/door"), ElementsAre("/stock/door=7", "/stock/door=8"));
+  EXPECT_THAT(chains("/stock/door[.=8]"), ElementsAre("/stock/door=8"));
+  EXPECT_THAT(chains("/stock/item[name=*]/price"), ElementsAre("/stock/item/price=1.5"));
+  EXPECT_THAT(chains("/stock/item[name=c]"), IsEmpty());
+  EXPECT_THAT(chains("/"), ElementsAre(""));
+  EXPECT_TRUE(status_.ok());
+  EXPECT_THAT(chains("/nowhere"), IsEmpty());
+  EXPECT_EQ(status_.error_code(), grpc::NOT_FOUND);
 }
 
 }  // namespace

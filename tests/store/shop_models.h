@@ -7,7 +7,7 @@
 #include <string>
 
 #include "real/temp_folder.h"
-#include "store/tree.h"
+#include "store/image/image_import.h"
 
 namespace nexa_test {
 
@@ -88,6 +88,7 @@ inline void load_shop() {
   folder.write("shop-more.yang", kShopMore);
   folder.write("shop-twin.yang", kShopTwin);
   ASSERT_EQ(load_text(folder), "");
+  nexa::host::number_schema();
 }
 
 // A data tree of XML elements, without defaults; null for the empty text.
@@ -100,6 +101,11 @@ inline nexa::host::TreePtr shop_tree(const std::string& xml) {
       << ly_errmsg(kestrel::context()) << "\n"
       << xml;
   return nexa::host::TreePtr(tree);
+}
+
+// The same as an image; without nodes for the empty text.
+inline nexa::host::ImagePtr shop_image(const std::string& xml) {
+  return nexa::host::image_of_tree(shop_tree(xml).get());
 }
 
 }  // namespace nexa_test

@@ -8,19 +8,12 @@
 namespace nexa::host {
 namespace {
 
-class FixedSnapshot final : public Snapshot {
- public:
-  explicit FixedSnapshot(std::uint64_t number) : number_(number) {}
-  grpc::Status read(const Query& /*query*/, const StateTree* /*state*/,
-                    const ValueSink& /*sink*/) const override {
-    return {};
-  }
-  std::string xml() const override { return "<config/>"; }
-  std::uint64_t number() const override { return number_; }
-
- private:
-  std::uint64_t number_;
-};
+LogSnapshot snapshot_of(std::uint64_t number) {
+  LogSnapshot snapshot;
+  snapshot.number = number;
+  snapshot.config = "<config/>";
+  return snapshot;
+}
 
 class SnapshotWriting : public testing::Test {
  protected:
@@ -40,7 +33,7 @@ class SnapshotWriting : public testing::Test {
   std::vector<std::string> write(std::uint64_t number) {
     std::vector<std::string> told;
     SnapshotWriter(
-        *log_, LogLimits{0, 1000}, [number] { return std::make_shared<FixedSnapshot>(number); },
+        *log_, LogLimits{0, 1000}, [number] { return snapshot_of(number); },
         [&told](const std::string& line) { told.push_back(line); });
     return told;
   }
@@ -64,7 +57,7 @@ TEST_F(SnapshotWriting, TellsOfOneThatCouldNotBeWritten) {
 TEST_F(SnapshotWriting, TellsNobodyWhenNobodyListens) {
   {
     SnapshotWriter writer(
-        *log_, LogLimits{0, 1000}, [] { return std::make_shared<FixedSnapshot>(9); }, nullptr);
+        *log_, LogLimits{0, 1000}, [] { return snapshot_of(9); }, nullptr);
   }
   EXPECT_EQ(log_->newest_snapshot(), 0U);
 }

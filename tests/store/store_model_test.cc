@@ -6,6 +6,8 @@
 #include <random>
 #include <set>
 
+#include "store/image/image_import.h"
+#include "store/image/image_xml.h"
 #include "store/reading/json_value.h"
 #include "store/validation/validation.h"
 #include "store_fixture.h"
@@ -189,7 +191,7 @@ class Model {
     lyd_node* top = tree.release();
     EXPECT_EQ(lyd_new_implicit_all(&top, kestrel::context(), LYD_IMPLICIT_NO_STATE, nullptr),
               LY_SUCCESS);
-    const bool valid = !validator_.validate_all(top).violation.has_value();
+    const bool valid = !validator_.judge_whole(top).has_value();
     tree.reset(top);
     if (valid) tree_ = std::move(tree);
     return valid;
@@ -198,7 +200,9 @@ class Model {
   Model() { EXPECT_TRUE(apply({})); }
 
   const lyd_node* top() const { return tree_.get(); }
-  std::string xml() const { return nexa::host::configuration_xml(tree_.get()); }
+  std::string xml() const {
+    return nexa::host::configuration_xml(*nexa::host::image_of_tree(tree_.get()));
+  }
 
  private:
   static void remove_target(const Edit& edit, TreePtr& tree) {
@@ -293,7 +297,8 @@ std::multiset<std::string> leaves_of_model(const Model& model) {
   std::multiset<std::string> lines;
   if (model.top() == nullptr) return lines;
   nexa::host::for_each_leaf_of_tree(
-      model.top(), nullptr, {}, true, [&](gnmi::Path& path, std::string& json) {
+      nexa::host::image_of_tree(model.top()).get(), nullptr, {}, true,
+      [&](gnmi::Path& path, std::string& json) {
         lines.merge(leaf_lines(nexa::host::format_path_string(path), json));
       });
   return lines;

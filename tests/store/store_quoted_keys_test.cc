@@ -84,7 +84,8 @@ TEST_F(QuotedKeys, RollbackRestoresTheirOrder) {
   EXPECT_EQ(commit_text({update(step("x") + step(kBoth) + step("y"))}), "");
   const std::string first = xml();
   EXPECT_EQ(commit_text({put("/top/step", step(kBoth) + step("y") + step("x"))}), "");
-  EXPECT_TRUE(store_->rollback(1, "tester", nullptr).status.ok());
+  const CommitResult result = store_->rollback(1, "tester", nullptr);
+  EXPECT_TRUE(result.status.ok()) << result.status.error_message();
   EXPECT_EQ(xml(), first);
   EXPECT_EQ(order(), "x a\"b'c y ");
 }

@@ -53,15 +53,27 @@ TEST_F(SchemaChange, AGoneNodeIsNamed) {
   EXPECT_EQ(xml(), config_xml("<name>n</name><shine>1</shine>"));
 }
 
-TEST_F(SchemaChange, ANewConstraintIsAskedFor) {
+TEST_F(SchemaChange, ABrokenRuleIsToldAndServedUntilAChangeMendsIt) {
   ASSERT_EQ(commit({update("<name>n</name>")}).number, 1U);
-  reopen_under(replaced(newer(), "leaf name { type string; }",
-                        "leaf name { type string; must \"../speed > 100\"; }"));
-  EXPECT_EQ(store_, nullptr);
-  EXPECT_EQ(error_, directory() +
-                        "/nexa.db: the stored configuration does not fit the schema: /s:top/name: "
-                        "must \"../speed > 100\" (s 2026-01-01 became 2026-02-02); load the "
-                        "modules that it was written with");
+  const std::string stricter = replaced(newer(), "leaf name { type string; }",
+                                        "leaf name { type string; must \"../speed > 100\"; }");
+  const std::string rule = "/s:top/name: must \"../speed > 100\"";
+  reopen_under(stricter);
+  ASSERT_NE(store_, nullptr) << error_;
+  EXPECT_EQ(xml(), config_xml("<name>n</name>"));
+  EXPECT_EQ(read_text(*store_, "/top/speed"), "/top/speed=100\n");
+  EXPECT_EQ(store_->health().violation, rule);
+  ASSERT_EQ(notes_.size(), 3U);
+  EXPECT_EQ(notes_[0], "the schema changed: s 2026-01-01 became 2026-02-02");
+  EXPECT_EQ(notes_[2], directory() + "/nexa.db: the stored configuration breaks a rule: " + rule +
+                           "; the next change has to mend it");
+  EXPECT_EQ(commit_text({update("<tag>t</tag>")}), rule);
+  EXPECT_EQ(commit_text({update("<tag>t</tag><speed>101</speed>")}), "");
+  EXPECT_EQ(store_->health().violation, "");
+  EXPECT_EQ(commit_text({update("<tag>u</tag>")}), "");
+  open();
+  ASSERT_NE(store_, nullptr) << error_;
+  EXPECT_EQ(store_->health().violation, "");
 }
 
 TEST_F(SchemaChange, ACommitFromBeforeMayNotFit) {

@@ -59,55 +59,104 @@ std::string many(int count, const Entry& entry) {
 class Measured {
  public:
   explicit Measured(const std::string& xml) : tree_(parse(xml)) {
-    lyd_node* first = tree_.release();
-    const Validator::Outcome outcome = validator_.validate_all(first);
-    tree_.reset(first);
-    EXPECT_FALSE(outcome.violation) << outcome.violation->path << outcome.violation->rule;
-  }
-
-  // Microseconds that the check of a change takes: a diff given as XML, applied before.
-  double change(const std::string& diff_xml) {
-    const TreePtr diff = parse(diff_xml);
-    apply_diff(tree_, diff.get());
+    for (lyd_node* top = tree_.get(); top != nullptr; top = top->next) mark(top);
     lyd_node* first = tree_.release();
     const auto start = std::chrono::steady_clock::now();
-    const Validator::Outcome outcome = validator_.validate_change(first, diff.get());
+    const std::optional<Violation> violation = validator_.judge_whole(first);
     const auto end = std::chrono::steady_clock::now();
+    whole_us_ = std::chrono::duration<double, std::micro>(end - start).count();
     tree_.reset(first);
-    EXPECT_FALSE(outcome.violation) << outcome.violation->path << ": " << outcome.violation->rule;
-    EXPECT_FALSE(outcome.whole_tree);
-    return std::chrono::duration<double, std::micro>(end - start).count();
+    EXPECT_FALSE(violation) << violation->path << violation->rule;
+  }
+
+  // Microseconds that the judgement of the whole tree took.
+  double whole() const { return whole_us_; }
+  std::size_t nodes() const { return count_nodes(tree_.get()); }
+
+  // Microseconds that the check takes when a document is merged: entries come, leafs change.
+  double merge(const std::string& xml) {
+    TreeChanges changes;
+    const TreePtr document = parse(xml);
+    merge_level(nullptr, document.get(), changes);
+    return judge(changes);
+  }
+
+  // The same when the node at `path` goes.
+  double remove(const std::string& path) {
+    lyd_node* node = nullptr;
+    EXPECT_EQ(lyd_find_path(tree_.get(), path.c_str(), 0, &node), LY_SUCCESS) << path;
+    TreeChanges changes;
+    TreeChange& change = changes.emplace_back();
+    change.kind = TreeChange::Kind::kDeleted;
+    change.node = node;
+    change.parent = lyd_parent(node);
+    lyd_unlink_tree(node);
+    change.subtree.reset(node);
+    return judge(changes);
   }
 
   // The median of `count` changes.
   template <typename Change>
   double median(int count, const Change& make) {
     std::vector<double> times;
-    for (int i = 0; i < count; ++i) times.push_back(change(make(i)));
+    for (int i = 0; i < count; ++i) times.push_back(make(*this, i));
     std::sort(times.begin(), times.end());
     return times[times.size() / 2];
   }
 
  private:
+  void mark(lyd_node* node) {
+    validator_.mark_node(node, true);
+    for (lyd_node* child = lyd_child(node); child != nullptr; child = child->next) mark(child);
+  }
+
+  void merge_level(lyd_node* parent, const lyd_node* source, TreeChanges& changes) {
+    lyd_node* top = tree_.release();
+    for (; source != nullptr; source = source->next) {
+      lyd_node* const siblings = parent != nullptr ? lyd_child(parent) : top;
+      lyd_node* const match = find_match(siblings, source);
+      if (match == nullptr) {
+        lyd_node* const node = copy_subtree(source);
+        ASSERT_TRUE(insert_node(top, parent, node));
+        TreeChange& change = changes.emplace_back();
+        change.node = node;
+        change.parent = parent;
+      } else if ((source->schema->nodetype & LYD_NODE_INNER) != 0) {
+        tree_.reset(top);
+        merge_level(match, lyd_child(source), changes);
+        top = tree_.release();
+      } else if (lyd_compare_single(match, source, 0) != LY_SUCCESS) {
+        TreeChange& change = changes.emplace_back();
+        change.kind = TreeChange::Kind::kValue;
+        change.node = match;
+        change.parent = parent;
+        change.old_value = lyd_get_value(match);
+        change.old_flags = match->flags;
+        EXPECT_EQ(lyd_change_term_canon(match, lyd_get_value(source)), LY_SUCCESS);
+      }
+    }
+    tree_.reset(top);
+  }
+
+  double judge(TreeChanges& changes) {
+    lyd_node* first = tree_.release();
+    const auto start = std::chrono::steady_clock::now();
+    const Validator::Outcome outcome = validator_.judge_change(first, changes);
+    const auto end = std::chrono::steady_clock::now();
+    tree_.reset(first);
+    EXPECT_FALSE(outcome.violation) << outcome.violation->path << ": " << outcome.violation->rule;
+    EXPECT_FALSE(outcome.needs_whole);
+    return std::chrono::duration<double, std::micro>(end - start).count();
+  }
+
   Validator validator_;
   TreePtr tree_;
+  double whole_us_ = 0;
 };
 
-std::string with_operations(const std::string& tree) {
-  std::string text = tree;
-  const std::size_t at = text.find(" xmlns");
-  return text.insert(at, " xmlns:y=\"urn:ietf:params:xml:ns:yang:1\" y:operation=\"none\"");
-}
-
 std::string ietf_leaf(int i, int value) {
-  return with_operations(ietf("<interface><name>" + name_of(i) +
-                              "</name><description y:operation=\"replace\" y:orig-value=\"d\" "
-                              "y:orig-default=\"false\">v" +
-                              std::to_string(value) + "</description></interface>"));
-}
-
-std::string in_operation(const char* operation, std::string entry) {
-  return entry.insert(10, std::string(" y:operation=\"") + operation + "\"");
+  return ietf("<interface><name>" + name_of(i) + "</name><description>v" + std::to_string(value) +
+              "</description></interface>");
 }
 
 TEST(ValidationCost, IetfInterfaces) {
@@ -119,12 +168,13 @@ TEST(ValidationCost, IetfInterfaces) {
   std::vector<double> entry;
   for (const int count : {10, 1000, 10000}) {
     Measured measured(ietf(many(count, ietf_entry)));
-    leaf.push_back(measured.median(21, [](int i) { return ietf_leaf(5, i); }));
-    entry.push_back(measured.median(21, [count](int i) {
-      return with_operations(ietf(in_operation("create", ietf_entry(count + i))));
-    }));
-    const double gone = measured.median(21, [count](int i) {
-      return with_operations(ietf(in_operation("delete", ietf_entry(count + i))));
+    leaf.push_back(
+        measured.median(21, [](Measured& tree, int i) { return tree.merge(ietf_leaf(5, i)); }));
+    entry.push_back(measured.median(
+        21, [count](Measured& tree, int i) { return tree.merge(ietf(ietf_entry(count + i))); }));
+    const double gone = measured.median(21, [count](Measured& tree, int i) {
+      return tree.remove("/ietf-interfaces:interfaces/interface[name='" + name_of(count + i) +
+                         "']");
     });
     std::cout << count << " entries: leaf " << leaf.back() << " us, new entry " << entry.back()
               << " us, deleted entry " << gone << " us\n";
@@ -142,17 +192,16 @@ TEST(ValidationCost, OpenconfigInterfaces) {
   std::vector<double> entry;
   for (const int count : {10, 1000}) {
     Measured measured(openconfig(many(count, openconfig_entry)));
-    leaf.push_back(measured.median(21, [](int i) {
-      return with_operations(
-          openconfig("<interface><name>eth5</name><config><mtu y:operation=\"replace\" "
-                     "y:orig-value=\"1500\" y:orig-default=\"false\">" +
-                     std::to_string(1501 + i) + "</mtu></config></interface>"));
+    leaf.push_back(measured.median(21, [](Measured& tree, int i) {
+      return tree.merge(openconfig("<interface><name>eth5</name><config><mtu>" +
+                                   std::to_string(1501 + i) + "</mtu></config></interface>"));
     }));
-    entry.push_back(measured.median(21, [count](int i) {
-      return with_operations(openconfig(in_operation("create", openconfig_entry(count + i))));
+    entry.push_back(measured.median(21, [count](Measured& tree, int i) {
+      return tree.merge(openconfig(openconfig_entry(count + i)));
     }));
-    const double gone = measured.median(21, [count](int i) {
-      return with_operations(openconfig(in_operation("delete", openconfig_entry(count + i))));
+    const double gone = measured.median(21, [count](Measured& tree, int i) {
+      return tree.remove("/openconfig-interfaces:interfaces/interface[name='" + name_of(count + i) +
+                         "']");
     });
     std::cout << count << " entries: leaf " << leaf.back() << " us, new entry " << entry.back()
               << " us, deleted entry " << gone << " us\n";
@@ -161,21 +210,61 @@ TEST(ValidationCost, OpenconfigInterfaces) {
   EXPECT_LT(entry.back(), 5 * entry.front() + 100);
 }
 
-// Each interface brings containers whose conditions do not hold and that are taken out again.
-TEST(ValidationCost, ManyNewEntriesCostLittleMoreThanEachOfThem) {
+// Where the check of a change costs as much as the walk over the whole tree: the validator's limit.
+TEST(ValidationCost, OfANodeThatComesAndOfANodeOfTheTree) {
+  NEXA_NEED_FOLDER(nexa_test::openconfig_folder());
+  load({nexa_test::openconfig_folder()},
+       {"openconfig-interfaces", "openconfig-if-ip", "openconfig-if-ethernet",
+        "openconfig-if-aggregate", "openconfig-vlan", "iana-if-type"});
+  Measured all(openconfig(many(3000, openconfig_entry)));
+  Measured half(openconfig(many(1500, openconfig_entry)));
+  const std::size_t before = half.nodes();
+  const double change =
+      half.merge(openconfig(many(1500, [](int i) { return openconfig_entry(1500 + i); })));
+  const double of_change = change / static_cast<double>(half.nodes() - before);
+  const double of_tree = all.whole() / static_cast<double>(all.nodes());
+  std::cout << "a node that comes " << of_change << " us, a node of the tree " << of_tree
+            << " us\n";
+  EXPECT_LT(of_change, 4 * of_tree);
+}
+
+// Each interface brings containers whose conditions do not hold.
+TEST(ValidationCost, ManyNewEntriesCostAsMuchAsEachOfThem) {
   NEXA_NEED_FOLDER(nexa_test::openconfig_folder());
   load({nexa_test::openconfig_folder()},
        {"openconfig-interfaces", "openconfig-if-ip", "openconfig-if-ethernet",
         "openconfig-if-aggregate", "openconfig-vlan", "iana-if-type"});
   const auto time_of = [](int count) {
     Measured measured(openconfig(openconfig_entry(0)));
-    return measured.change(with_operations(openconfig(
-        many(count, [](int i) { return in_operation("create", openconfig_entry(1 + i)); }))));
+    return measured.merge(openconfig(many(count, [](int i) { return openconfig_entry(1 + i); }))) /
+           count;
   };
-  const double few = time_of(50);
-  const double many_more = time_of(1000);
-  std::cout << "50 entries " << few << " us, 1000 entries " << many_more << " us\n";
-  EXPECT_LT(many_more, 20 * 4 * few);
+  const double few = time_of(500);
+  const double many_more = time_of(5000);
+  std::cout << "an entry of 500: " << few << " us, of 5000: " << many_more << " us\n";
+  EXPECT_LT(many_more, 2 * few);
+}
+
+TEST(ValidationCost, OneMoreEntryThatTheUserOrdersCostsNoWalkOfTheList) {
+  ASSERT_EQ(
+      nexa_test::load_module("m", R"y(module m { yang-version 1.1; namespace "urn:m"; prefix m;
+                  container c { list l { key "k"; ordered-by user; min-elements 1;
+                    leaf k { type string; } leaf d { type string; default "d"; }
+                    leaf r { type leafref { path "/m:c/m:l/m:k"; } } } } })y"),
+      "");
+  const auto entry = [](int i) {
+    const std::string key = std::to_string(i);
+    return "<l><k>" + key + "</k><r>" + key + "</r></l>";
+  };
+  const auto in_c = [](const std::string& xml) { return "<c xmlns=\"urn:m\">" + xml + "</c>"; };
+  std::vector<double> times;
+  for (const int count : {100, 10000}) {
+    Measured measured(in_c(many(count, entry)));
+    times.push_back(measured.median(
+        21, [&](Measured& tree, int i) { return tree.merge(in_c(entry(count + i))); }));
+    std::cout << count << " entries: one more " << times.back() << " us\n";
+  }
+  EXPECT_LT(times.back(), 3 * times.front() + 20);
 }
 
 }  // namespace

@@ -1,44 +1,11 @@
 // Each kind of constraint, kept and broken, over small modules: the verdict, the words, and that
 // the check of the change was enough.
-#include "store/validation_fixture.h"
+#include "store/validation_rules_fixture.h"
 
 namespace nexa::host {
 namespace {
 
-class ValidationRules : public ::testing::Test {
- protected:
-  // Loads `module m` with this body and sets the tree.
-  void start(const std::string& body, const std::string& xml) {
-    const std::string error = nexa_test::load_module(
-        "m", "module m { yang-version 1.1; namespace \"urn:m\"; prefix m;" + body + "}");
-    ASSERT_EQ(error, "");
-    configuration_ = std::make_unique<Configuration>();
-    configuration_->set(xml.empty() ? "" : in_c(xml));
-  }
-
-  static std::string in_c(const std::string& xml) { return "<c xmlns=\"urn:m\">" + xml + "</c>"; }
-
-  // Merges below /m:c; the check of the change has to be enough.
-  std::string merge(const std::string& xml) { return verdict(configuration_->merge(in_c(xml))); }
-  std::string remove(const std::string& path) { return verdict(configuration_->remove(path)); }
-
-  std::string verdict(const Judgement& judgement) {
-    EXPECT_FALSE(judgement.outcome.whole_tree);
-    if (!judgement.outcome.violation) return "valid";
-    if (judgement.reference.violation) {
-      EXPECT_EQ(judgement.rule(), judgement.reference.violation->rule);
-      EXPECT_EQ(judgement.path(), judgement.reference.violation->path);
-    }
-    return judgement.path() + ": " + judgement.rule();
-  }
-
-  bool has(const std::string& path) const {
-    lyd_node* node = nullptr;
-    return lyd_find_path(configuration_->tree(), path.c_str(), 0, &node) == LY_SUCCESS;
-  }
-
-  std::unique_ptr<Configuration> configuration_;
-};
+class ValidationRules : public ValidationRulesFixture {};
 
 TEST_F(ValidationRules, MustOfTheNodeAndOfAnAncestor) {
   start(R"y(container c { must "not(a > 5) or b = 'yes'" { error-message "a needs b"; }
@@ -74,6 +41,7 @@ TEST_F(ValidationRules, WhensThatDependOnEachOther) {
 }
 })y",
         "<a>x</a>");
+  is_whole_ = true;
   EXPECT_TRUE(has("/m:c/d"));
   EXPECT_FALSE(has("/m:c/e"));
   EXPECT_EQ(remove("/m:c/a"), "valid");
@@ -205,8 +173,7 @@ TEST_F(ValidationRules, ATreeWithoutDataIsValid) {
   start(R"y(leaf top { type string; mandatory true; } container c { leaf a { type string; } })y",
         "");
   lyd_node* tree = nullptr;
-  const Validator::Outcome outcome = configuration_->validator().validate_all(tree);
-  EXPECT_FALSE(outcome.violation);
+  EXPECT_FALSE(configuration_->validator().judge_whole(tree));
   EXPECT_EQ(tree, nullptr);
 }
 

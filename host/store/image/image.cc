@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <mutex>
 #include <new>
 
 namespace nexa::host {
@@ -25,6 +26,31 @@ bool same_inner(const ImageInner& left, const ImageInner& right) {
                       return one->schema() == other->schema() && same_image(*one, *other);
                     });
 }
+
+// One leaf for all places of a tree, and all trees, where its default is in use.
+class SharedDefaults {
+ public:
+  ImageRef<ImageLeaf> get(const lysc_node* schema, std::string_view text, ScalarForm form) {
+    const std::uint32_t number = schema_number(schema);
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (generation_ != schema_generation()) {
+      generation_ = schema_generation();
+      leafs_.clear();
+    }
+    if (leafs_.size() <= number) leafs_.resize(number + 1);
+    ImageRef<ImageLeaf>& leaf = leafs_[number];
+    const bool is_same =
+        leaf && leaf->schema() == schema && leaf->form() == form && leaf->text() == text;
+    // A leaf-list has several defaults: the last one asked for is shared.
+    if (!is_same) leaf = ImageLeaf::make(schema, text, form, true);
+    return leaf;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::uint64_t generation_ = 0;
+  std::vector<ImageRef<ImageLeaf>> leafs_;  // by number of their schema node
+};
 
 }  // namespace
 
@@ -99,8 +125,15 @@ ScalarForm scalar_form(const lyd_value& value) {
 
 ImageRef<ImageLeaf> ImageLeaf::make(const lyd_node* leaf) {
   const lyd_value& value = reinterpret_cast<const lyd_node_term*>(leaf)->value;
-  return make(leaf->schema, lyd_get_value(leaf), scalar_form(value),
-              (leaf->flags & LYD_DEFAULT) != 0);
+  const std::string_view text = lyd_get_value(leaf);
+  if ((leaf->flags & LYD_DEFAULT) == 0) return make(leaf->schema, text, scalar_form(value), false);
+  return make_default(leaf->schema, text, scalar_form(value));
+}
+
+ImageRef<ImageLeaf> ImageLeaf::make_default(const lysc_node* schema, std::string_view text,
+                                            ScalarForm form) {
+  static SharedDefaults shared;
+  return shared.get(schema, text, form);
 }
 
 ImageRef<ImageAny> ImageAny::make(const lyd_node* any) {

@@ -142,6 +142,9 @@ class ImageLeaf final : public ImageNode {
 
   static ImageRef<ImageLeaf> make(const lysc_node* schema, std::string_view text, ScalarForm form,
                                   bool is_default);
+  // A default; shared by all who ask for the same. Any thread.
+  static ImageRef<ImageLeaf> make_default(const lysc_node* schema, std::string_view text,
+                                          ScalarForm form);
   // The value of a libyang leaf or leaf-list entry, with its default flag.
   static ImageRef<ImageLeaf> make(const lyd_node* leaf);
 
@@ -196,6 +199,9 @@ class ImageInner final : public ImageNode {
 
 // How a value of libyang's is written.
 ScalarForm scalar_form(const lyd_value& value);
+
+// The way from a top-level node down to one that is meant: entries, not their groups.
+using ImageChain = std::vector<const ImageNode*>;
 
 // The tree without any node.
 ImagePtr empty_image();

@@ -8,6 +8,7 @@
 #include <new>
 
 #include "store/image/image_draft.h"
+#include "store/node_tools.h"
 
 namespace nexa::host {
 namespace {
@@ -83,8 +84,7 @@ lyd_node* new_node(lyd_node* parent, const ImageNode& node) {
   const lysc_node* const schema = node.schema();
   lyd_node* made = nullptr;
   if (node.kind() == ImageKind::kLeaf) {
-    if (lyd_new_term_canon(parent, schema->module, schema->name, node.leaf().text().data(), 0,
-                           &made) != LY_SUCCESS) {
+    if (new_canonical_term(parent, schema, node.leaf().text().data(), &made) != LY_SUCCESS) {
       out_of_memory();
     }
   } else if (schema->nodetype == LYS_LIST) {
@@ -156,6 +156,36 @@ TreePtr tree_of_image(const ImageInner& root, bool explicit_only) {
     throw;
   }
   return TreePtr(top);
+}
+
+TreePtr any_of_xml(const lysc_node* schema, const std::string& xml) {
+  // libyang reads a nested element only below a parent. Its keys and ancestors do not matter, so a
+  // bare node of the right schema node is enough.
+  lyd_node_inner above{};
+  above.schema = lysc_data_parent(schema);
+  above.prev = &above.node;
+  ly_in* input = nullptr;
+  if (ly_in_new_memory(xml.c_str(), &input) != LY_SUCCESS) return nullptr;
+  lyd_node* parsed = nullptr;
+  lyd_parse_data(kestrel::context(), above.schema != nullptr ? &above.node : nullptr, input,
+                 LYD_XML, LYD_PARSE_ONLY | LYD_PARSE_STRICT, 0, &parsed);
+  ly_in_free(input, 0);
+  if (above.schema == nullptr) return TreePtr(parsed);
+  lyd_node* const child = above.child;
+  if (child == nullptr) return nullptr;
+  lyd_unlink_tree(child);
+  return TreePtr(child);
+}
+
+std::string tree_key(const lyd_node* entry) {
+  if (entry->schema->nodetype == LYS_LEAFLIST) return lyd_get_value(entry);
+  std::string key;
+  for (const lyd_node* child = lyd_child(entry); child != nullptr; child = child->next) {
+    if (child->schema == nullptr || !lysc_is_key(child->schema)) break;
+    if (child->prev->next != nullptr) key.push_back('\0');
+    key.append(lyd_get_value(child));
+  }
+  return key;
 }
 
 lyd_node* find_in_tree(lyd_node* top, lyd_node* parent, const ImageNode& node) {

@@ -23,9 +23,16 @@ lyd_node* link_image(lyd_node*& top, lyd_node* parent, const ImageNode& node, bo
 // A whole tree.
 TreePtr tree_of_image(const ImageInner& root, bool explicit_only);
 
+// What a group knows a libyang entry, or leaf-list entry, by.
+std::string tree_key(const lyd_node* entry);
+
 // The libyang node that stands for an image's (no group) below `parent`, or among `top` and its
 // siblings when it is null; null when there is none. Only for a tree that nobody else reads.
 lyd_node* find_in_tree(lyd_node* top, lyd_node* parent, const ImageNode& node);
+
+// The anydata node of a schema node from its own element, as ImageAny::xml() has it; linked
+// nowhere. Null when the text cannot be read.
+TreePtr any_of_xml(const lysc_node* schema, const std::string& xml);
 
 }  // namespace nexa::host
 

@@ -1,8 +1,12 @@
 // One walk over the compiled schema. A context that was numbered shows it in its first node.
 #include "store/image/schema_order.h"
 
+#include <atomic>
+
 namespace nexa::host {
 namespace {
+
+std::atomic<std::uint64_t> generation{0};
 
 std::size_t number_children(const lysc_node* parent, const lysc_module* module, std::size_t last) {
   const lysc_node* child = nullptr;
@@ -45,7 +49,10 @@ std::size_t number_schema() {
   }
   numbered = context;
   changes = ly_ctx_get_change_count(context);
+  generation.fetch_add(1, std::memory_order_release);
   return count;
 }
+
+std::uint64_t schema_generation() { return generation.load(std::memory_order_acquire); }
 
 }  // namespace nexa::host

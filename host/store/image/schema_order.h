@@ -16,6 +16,10 @@ namespace nexa::host {
 // time.
 std::size_t number_schema();
 
+// How many schemas were numbered in this process. What is kept by schema_number() belongs to the
+// schema of one value. Any thread.
+std::uint64_t schema_generation();
+
 // From 1. 0 for a node that is no data node (an RPC's, a notification's).
 inline std::uint32_t schema_number(const lysc_node* node) {
   return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(node->priv));

@@ -1,51 +1,40 @@
-// One connection, one transaction at a time. When SQLite cannot say whether a commit reached the
-// disk, the file is closed and read again: what a later start would find is what counts.
+// Opening, appending, and the way out of doubt. Reading is in commit_log_reading.cc, snapshots and
+// checkpoints are in commit_log_upkeep.cc.
 #include "store/log/commit_log.h"
 
 #include <cerrno>
 #include <filesystem>
 
-#include "store/log/log_database.h"
+#include "store/log/log_rows.h"
+#include "store/log/log_verify.h"
 
 namespace nexa::host {
 namespace {
 
-constexpr char kDiskFull[] = "the disk is full";
-constexpr char kClosed[] = "the log is closed after a failure";
 constexpr char kGoOn[] =
     "; restore a copy of the directory, or go on with what is there by removing ";
 constexpr char kBeginAnew[] = "; restore a copy of the directory, or begin anew by removing ";
-constexpr char kInsertCommit[] = "INSERT INTO commits VALUES(?, ?, ?, ?, ?, ?, ?)";
-constexpr char kUpdateHead[] = "UPDATE head SET number = ?, commit_hash = ?, hash = ?";
-constexpr char kSelectEntries[] =
-    "SELECT number, time_ns, author, comment, whole, change FROM commits "
-    "WHERE number > ? AND number <= ? ORDER BY number";
-constexpr std::uint64_t kRecentSnapshots = 4;
-constexpr std::uint64_t kThinning = 10;
+constexpr char kDoesNotConfirm[] = "the disk does not confirm writes: ";
+constexpr char kNothingChanged[] = "; nothing was changed";
+constexpr char kCannotBeWritten[] = "the log cannot be written: ";
+constexpr char kReadsOnly[] = "; the server reads only until it can write again";
+constexpr char kReadOnly[] = "the log was opened for reading";
+constexpr char kOtherLog[] = "the log is not the one that is read; start again";
+constexpr char kGap[] = "commits are numbered without gaps";
+constexpr std::chrono::seconds kBetweenTries{1};
 
 using Code = LogResult::Code;
-
-bool is_full(int result, int system_error) {
-  return (result & 0xFF) == SQLITE_FULL ||
-         ((result & 0xFF) == SQLITE_IOERR &&
-          (system_error == ENOSPC || system_error == EDQUOT || system_error == EFBIG));
-}
-
-std::int64_t signed_number(std::uint64_t number) { return static_cast<std::int64_t>(number); }
-
-int done(Statement& statement) {
-  const int result = statement.step();
-  return result == SQLITE_DONE ? SQLITE_OK : result;
-}
+using Kind = DiskFailure::Kind;
 
 }  // namespace
 
-CommitLog::CommitLog(LogOptions options, DatabasePtr database)
-    : options_(std::move(options)),
-      witness_(options_.directory, options_.read_only),
-      database_(std::move(database)) {}
+CommitLog::CommitLog(LogOptions options) : options_(std::move(options)) {}
 
-CommitLog::~CommitLog() = default;
+CommitLog::~CommitLog() {
+  reader_.reset();
+  // The last connection that closes checkpoints; in doubt that would spread what may not be there.
+  if (writer_ != nullptr && !in_doubt_) writer_->tidy_up_at_the_end();
+}
 
 std::unique_ptr<CommitLog> CommitLog::open(const LogOptions& options, std::string& error) {
   const std::string file = log_file(options.directory);
@@ -56,45 +45,60 @@ std::unique_ptr<CommitLog> CommitLog::open(const LogOptions& options, std::strin
             kBeginAnew + witness_file(options.directory);
     return nullptr;
   }
-  DatabasePtr database = open_log_database(options, error);
-  if (database == nullptr || !verify_log(database.get(), file, error)) return nullptr;
-  std::unique_ptr<CommitLog> log(new CommitLog(options, std::move(database)));
-  if (!log->read_head()) {
-    error = database_error(log->database_.get(), file);
-    return nullptr;
-  }
+  std::unique_ptr<CommitLog> log(new CommitLog(options));
+  DiskFailure failure;
+  if (!log->open_files(failure, error) || !log->verify(error)) return nullptr;
   if (witnessed && !log->check_witness(*witnessed, error)) return nullptr;
-  log->bear_witness();
+  log->witness_ = std::make_unique<CommitWitness>(options.directory, log->writer_ == nullptr);
+  if (log->writer_ != nullptr) log->witness_->write(log->newest());
   return log;
 }
 
-bool CommitLog::read_head() {
-  Statement row(database_.get(), "SELECT number, commit_hash FROM head");
-  if (row.step() != SQLITE_ROW) return false;
-  head_ = static_cast<std::uint64_t>(row.integer(0));
-  head_hash_ = row.text(1);
+bool CommitLog::open_files(DiskFailure& failure, std::string& error) {
+  if (options_.read_only) {
+    set_obstacle({Code::kFailed, kReadOnly});
+    return open_reader(error);
+  }
+  writer_ = LogWriter::open(options_, true, journal_pages_, failure);
+  if (writer_ != nullptr) return open_reader(error);
+  error = failure.line;
+  if (failure.kind != Kind::kFull && failure.kind != Kind::kDisk) return false;
+  static_cast<void>(refuse(failure));
+  last_try_ = std::chrono::steady_clock::now();
+  std::string reading_error;
+  if (open_reader(reading_error)) return true;
+  // What could not be made could not be read either; why it could not be made says more.
+  if (std::filesystem::exists(log_file(options_.directory))) error = reading_error;
+  return false;
+}
+
+bool CommitLog::open_reader(std::string& error) {
+  DatabasePtr reader = open_log_reader(options_, error);
+  if (reader == nullptr) return false;
+  const std::lock_guard<std::mutex> lock(reading_);
+  reader_ = std::move(reader);
+  format_ = format_of(reader_.get());
   return true;
 }
 
-// Empty when the commit is not kept.
-std::string CommitLog::hash_of(std::uint64_t number) const {
-  if (number == head_) return head_hash_;
-  Statement row(database_.get(),
-                "SELECT hash FROM commits WHERE number = ?1 UNION ALL "
-                "SELECT commit_hash FROM snapshots WHERE number = ?1");
-  return row.bind(1, signed_number(number)).step() == SQLITE_ROW ? row.text(0) : std::string();
-}
-
-void CommitLog::bear_witness() const {
-  if (!options_.read_only) witness_.write({head_, head_hash_});
+bool CommitLog::verify(std::string& error) {
+  const std::string file = log_file(options_.directory);
+  VerifiedLog found;
+  const bool intact = options_.read_only || options_.verify_all
+                          ? verify_all(reader_.get(), file, nullptr, found, error)
+                          : verify_for_start(reader_.get(), file, found, error);
+  newest_ = {found.head, found.head_hash};
+  tail_ = found.tail;
+  image_ = std::move(found.image);
+  return intact;
 }
 
 // Whether the commit that was the newest once is in the log.
 bool CommitLog::check_witness(const WitnessedCommit& witnessed, std::string& error) const {
   const std::string number = std::to_string(witnessed.number);
   const std::string file = log_file(options_.directory);
-  if (head_ < witnessed.number) {
-    error = file + ": damaged: it ends with commit " + std::to_string(head_) + ", commit " +
+  if (const std::uint64_t newest = head(); newest < witnessed.number) {
+    error = file + ": damaged: it ends with commit " + std::to_string(newest) + ", commit " +
             number + " was in it";
   } else if (const std::string hash = hash_of(witnessed.number);
              !hash.empty() && hash != witnessed.hash) {
@@ -106,253 +110,199 @@ bool CommitLog::check_witness(const WitnessedCommit& witnessed, std::string& err
   return false;
 }
 
+WitnessedCommit CommitLog::newest() const {
+  const std::lock_guard<std::mutex> lock(notes_);
+  return newest_;
+}
+
 std::uint64_t CommitLog::head() const {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  return head_;
+  const std::lock_guard<std::mutex> lock(notes_);
+  return newest_.number;
 }
 
-LogResult CommitLog::failure() const {
-  // SQLite does not keep the cause of every failed write; errno is of this transaction then.
-  const int last_error = errno;
-  const int kept_error = sqlite3_system_errno(database_.get());
-  const int result = sqlite3_extended_errcode(database_.get());
-  if (is_full(result, kept_error != 0 ? kept_error : last_error)) return {Code::kFull, kDiskFull};
-  return {Code::kFailed, database_error(database_.get(), log_file(options_.directory))};
+LogTail CommitLog::tail() const {
+  const std::lock_guard<std::mutex> lock(notes_);
+  return tail_;
 }
 
-// kUnknown when the failure came from the commit itself.
-LogResult CommitLog::transaction(const std::function<int()>& work) {
-  if (database_ == nullptr) return {Code::kFailed, kClosed};
-  errno = 0;
-  if (execute(database_.get(), "BEGIN IMMEDIATE") != SQLITE_OK) return failure();
-  if (work() != SQLITE_OK) {
-    LogResult result = failure();
-    if (sqlite3_get_autocommit(database_.get()) == 0) execute(database_.get(), "ROLLBACK");
-    return result;
+bool CommitLog::writable() const { return obstacle().empty(); }
+
+std::string CommitLog::obstacle() const {
+  const std::lock_guard<std::mutex> lock(notes_);
+  return obstacle_.text;
+}
+
+void CommitLog::set_obstacle(const LogResult& why) {
+  const std::lock_guard<std::mutex> lock(notes_);
+  obstacle_ = why;
+}
+
+void CommitLog::set_head(std::uint64_t number, const std::string& hash, std::size_t weight) {
+  {
+    const std::lock_guard<std::mutex> lock(notes_);
+    newest_ = {number, hash};
+    tail_.commits += 1;
+    tail_.effect_bytes += weight;
   }
-  if (execute(database_.get(), "COMMIT") == SQLITE_OK) return {};
-  const LogResult result = failure();
-  return {Code::kUnknown, result.text};
+  if (witness_ != nullptr) witness_->write({number, hash});
 }
 
-LogResult CommitLog::reopen() {
-  database_.reset();
-  std::string error;
-  DatabasePtr database = open_log_database(options_, error);
-  if (database == nullptr) return {Code::kUnknown, error};
-  database_ = std::move(database);
-  const WitnessedCommit before{head_, head_hash_};
-  if (!read_head()) {
-    error = log_file(options_.directory) + ": cannot be read";
-  } else if (check_witness(before, error)) {
-    bear_witness();
-    return {};
+// Why nothing can be written now.
+LogResult CommitLog::refuse(const DiskFailure& failure) {
+  LogResult result{Code::kUnavailable, failure.text};
+  if (failure.kind == Kind::kFull) {
+    result = {Code::kFull, failure.text + kReadsOnly};
+  } else if (failure.sync_failed || in_doubt_) {
+    result.text = kDoesNotConfirm + failure.text + kNothingChanged;
+  } else {
+    result.text = kCannotBeWritten + failure.text + kReadsOnly;
   }
-  database_.reset();
-  head_ = before.number;
-  head_hash_ = before.hash;
-  return {Code::kUnknown, error};
-}
-
-LogResult CommitLog::settle() {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  return database_ != nullptr ? LogResult() : reopen();
-}
-
-int CommitLog::run_append(const LogEntry& entry, const std::string& hash) {
-  Statement insert(database_.get(), kInsertCommit);
-  if (const int result = done(bind_entry(insert, entry).bind_blob(7, hash)); result != SQLITE_OK) {
-    return result;
-  }
-  const std::string head_hash = head_digest(entry.number, hash);
-  Statement update(database_.get(), kUpdateHead);
-  update.bind(1, signed_number(entry.number)).bind_blob(2, hash).bind_blob(3, head_hash);
-  return done(update);
-}
-
-LogResult CommitLog::append(const LogEntry& entry) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  if (database_ == nullptr) {
-    if (const LogResult opened = reopen(); !opened.ok()) return {Code::kFailed, opened.text};
-  }
-  if (entry.number != head_ + 1) return {Code::kFailed, "commits are numbered without gaps"};
-  const std::string hash = commit_digest(head_hash_, entry);
-  if (hash.empty()) return {Code::kFailed, "no checksum could be made"};
-  LogResult result = transaction([&] { return run_append(entry, hash); });
-  if (result.code == Code::kUnknown) {
-    const std::string text = result.text;
-    result = reopen();
-    if (result.ok() && head_ != entry.number) {
-      return {text == kDiskFull ? Code::kFull : Code::kFailed, text};
-    }
-    return result;
-  }
-  if (!result.ok()) return result;
-  head_ = entry.number;
-  head_hash_ = hash;
-  bear_witness();
+  set_obstacle(result);
   return result;
 }
 
-LogResult CommitLog::write_snapshot(std::uint64_t number, const std::string& config,
-                                    const LogLimits& limits) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  if (database_ == nullptr) return {Code::kFailed, kClosed};
-  LogSnapshot snapshot;
-  snapshot.number = number;
-  snapshot.config = config;
-  if (number == head_) {
-    snapshot.commit_hash = head_hash_;
-  } else {
-    Statement row(database_.get(), "SELECT hash FROM commits WHERE number = ?");
-    if (row.bind(1, signed_number(number)).step() != SQLITE_ROW) {
-      return {Code::kFailed, "commit " + std::to_string(number) + " is not kept"};
+void CommitLog::doubt(const DiskFailure& failure) {
+  in_doubt_ = true;
+  pages_lost_ = pages_lost_ || failure.sync_failed;
+  static_cast<void>(refuse(failure));
+}
+
+// With `mutex_` and `checkpoints_`.
+LogResult CommitLog::ready_to_write() {
+  if (writer_ != nullptr && !in_doubt_) return {};
+  if (options_.read_only) return {Code::kFailed, kReadOnly};
+  if (!in_doubt_) {
+    const auto now = std::chrono::steady_clock::now();
+    if (now - last_try_ < kBetweenTries) {
+      const std::lock_guard<std::mutex> lock(notes_);
+      return obstacle_;
     }
-    snapshot.commit_hash = row.text(0);
+    last_try_ = now;
   }
-  const LogResult result = transaction([&] { return run_snapshot(snapshot, limits); });
-  // A snapshot that was not written, or was although it seems not, changes no configuration.
-  if (result.code == Code::kUnknown) static_cast<void>(reopen());
-  return result.code == Code::kUnknown ? LogResult{Code::kFailed, result.text} : result;
+  return reopen();
 }
 
-int CommitLog::run_snapshot(const LogSnapshot& snapshot, const LogLimits& limits) {
-  const std::string hash = snapshot_digest(snapshot);
-  if (hash.empty()) return SQLITE_NOMEM;
-  Statement insert(database_.get(), "INSERT OR REPLACE INTO snapshots VALUES(?, ?, ?, ?)");
-  insert.bind(1, signed_number(snapshot.number))
-      .bind_blob(2, snapshot.commit_hash)
-      .bind(3, std::string_view(snapshot.config))
-      .bind_blob(4, hash);
-  if (const int result = done(insert); result != SQLITE_OK) return result;
-  return prune(snapshot.number, limits);
+// With `mutex_` and `checkpoints_`: closes the log, opens it, confirms it, and only then reads it.
+LogResult CommitLog::reopen() {
+  writer_.reset();
+  DiskFailure failure;
+  auto writer = LogWriter::open(options_, pages_lost_ || !in_doubt_, journal_pages_, failure);
+  if (writer == nullptr) {
+    pages_lost_ = pages_lost_ || failure.sync_failed;
+    return refuse(failure);
+  }
+  return adopt(std::move(writer));
 }
 
-int CommitLog::prune(std::uint64_t newest, const LogLimits& limits) {
-  std::vector<std::uint64_t> numbers;
-  Statement rows(database_.get(), "SELECT number FROM snapshots ORDER BY number");
-  int result = rows.step();
-  for (; result == SQLITE_ROW; result = rows.step()) {
-    numbers.push_back(static_cast<std::uint64_t>(rows.integer(0)));
+// The log may end where it ended, or with the commit whose outcome was not known.
+LogResult CommitLog::adopt(std::unique_ptr<LogWriter> writer) {
+  const WitnessedCommit before = newest();
+  WitnessedCommit found;
+  std::string error;
+  if (!writer->read_head(found.number, found.hash)) {
+    error = log_file(options_.directory) + ": cannot be read";
+  } else if (found.number == before.number
+                 ? found.hash != before.hash
+                 : !unknown_ || found.number != unknown_->number || found.hash != unknown_->hash) {
+    error = kOtherLog;
+  } else if (open_reader(error)) {
+    error.clear();
   }
-  if (result != SQLITE_DONE) return result;
-  std::uint64_t base = numbers.front();
-  for (const std::uint64_t number : numbers) {
-    if (limits.history != 0 && number + limits.history <= newest) base = number;
-  }
-  if (base != numbers.front()) {
-    if (result = drop_before(base); result != SQLITE_OK) return result;
-  }
-  std::uint64_t kept = base;
-  for (std::size_t i = 0; i + kRecentSnapshots < numbers.size(); ++i) {
-    if (numbers[i] <= base) continue;
-    if (numbers[i] - kept >= kThinning * limits.interval) {
-      kept = numbers[i];
-      continue;
-    }
-    Statement drop(database_.get(), "DELETE FROM snapshots WHERE number = ?");
-    if (result = done(drop.bind(1, signed_number(numbers[i]))); result != SQLITE_OK) return result;
-  }
-  return SQLITE_OK;
-}
-
-// The snapshot of `base` becomes what the log begins with.
-int CommitLog::drop_before(std::uint64_t base) {
-  Statement commits(database_.get(), "DELETE FROM commits WHERE number <= ?");
-  if (const int result = done(commits.bind(1, signed_number(base))); result != SQLITE_OK) {
+  if (!error.empty()) {
+    LogResult result{Code::kFailed, error};
+    set_obstacle(result);
     return result;
   }
-  Statement snapshots(database_.get(), "DELETE FROM snapshots WHERE number < ?");
-  return done(snapshots.bind(1, signed_number(base)));
+  if (witness_ == nullptr || !in_doubt_) {
+    witness_ = std::make_unique<CommitWitness>(options_.directory, false);
+  }
+  if (found.number != before.number) set_head(found.number, found.hash, unknown_->weight);
+  writer_ = std::move(writer);
+  in_doubt_ = false;
+  pages_lost_ = false;
+  unknown_.reset();
+  set_obstacle({});
+  return {};
 }
 
-std::uint64_t CommitLog::newest_snapshot() const {
+LogResult CommitLog::settle() {
+  const std::lock_guard<std::mutex> checkpoints(checkpoints_);
   const std::lock_guard<std::mutex> lock(mutex_);
-  Statement row(database_.get(), "SELECT max(number) FROM snapshots");
-  return row.step() == SQLITE_ROW ? static_cast<std::uint64_t>(row.integer(0)) : 0;
+  return in_doubt_ ? reopen() : LogResult();
 }
 
-bool CommitLog::replay(std::uint64_t number, LogSnapshot& base,
-                       const std::function<bool(const LogEntry&)>& each, std::string& error) const {
-  const std::lock_guard<std::mutex> lock(mutex_);
+// After a failure in a transaction; `unknown_commit` may be on the disk all the same.
+LogResult CommitLog::failed(std::unique_lock<std::mutex>& checkpoints,
+                            std::unique_lock<std::mutex>& lock, const DiskFailure& failure,
+                            const Commit* unknown_commit) {
+  LogResult result{Code::kUnavailable, kDoesNotConfirm + failure.text + kNothingChanged};
+  if (failure.kind == Kind::kFull) result = {Code::kFull, failure.text};
+  if (failure.kind == Kind::kOther) result = {Code::kFailed, failure.text};
+  doubt(failure);
+  if (unknown_commit != nullptr) unknown_ = *unknown_commit;
+  if (!checkpoints.owns_lock()) {
+    lock.unlock();
+    checkpoints.lock();
+    lock.lock();
+  }
+  const LogResult settled = in_doubt_ ? reopen() : LogResult();
+  if (unknown_commit == nullptr) return result;
+  if (!settled.ok()) {
+    return {Code::kUnknown,
+            failure.kind == Kind::kDisk ? kDoesNotConfirm + failure.text : failure.text};
+  }
+  return head() == unknown_commit->number ? LogResult() : result;
+}
+
+// One transaction. `commit` is what it appends, null if it appends none.
+LogResult CommitLog::write(const std::function<int(LogWriter&)>& work, const Commit* commit) {
+  std::unique_lock<std::mutex> checkpoints(checkpoints_, std::defer_lock);
+  std::unique_lock<std::mutex> lock(mutex_);
+  if (writer_ == nullptr || in_doubt_) {
+    lock.unlock();
+    checkpoints.lock();
+    lock.lock();
+    if (LogResult ready = ready_to_write(); !ready.ok()) return ready;
+  }
+  if (commit != nullptr && commit->number != head() + 1) {
+    return {Code::kFailed, kGap};
+  }
   const std::string file = log_file(options_.directory);
-  if (database_ == nullptr) {
-    error = kClosed;
-    return false;
+  errno = 0;
+  int result = writer_->begin();
+  if (result == SQLITE_OK) result = work(*writer_);
+  if (result != SQLITE_OK) {
+    const DiskFailure failure = disk_failure(writer_->database(), file, result);
+    writer_->rollback();
+    return failed(checkpoints, lock, failure, nullptr);
   }
-  Statement row(database_.get(),
-                "SELECT number, commit_hash, config FROM snapshots WHERE number <= ? "
-                "ORDER BY number DESC LIMIT 1");
-  if (number > head_ || row.bind(1, signed_number(number)).step() != SQLITE_ROW) {
-    error = "commit " + std::to_string(number) + " is not kept";
-    return false;
+  result = writer_->commit();
+  if (result == SQLITE_OK) {
+    if (commit != nullptr) set_head(commit->number, commit->hash, commit->weight);
+    return {};
   }
-  base.number = static_cast<std::uint64_t>(row.integer(0));
-  base.commit_hash = row.text(1);
-  base.config = row.text(2);
-  Statement rows(database_.get(), kSelectEntries);
-  rows.bind(1, signed_number(base.number)).bind(2, signed_number(number));
-  int result = rows.step();
-  for (; result == SQLITE_ROW; result = rows.step()) {
-    if (!each(entry_of(rows))) return true;
-  }
-  if (result == SQLITE_DONE) return true;
-  error = database_error(database_.get(), file);
-  return false;
+  const DiskFailure failure = disk_failure(writer_->database(), file, result);
+  writer_->rollback();
+  return failed(checkpoints, lock, failure, commit);
 }
 
-LogResult CommitLog::history(std::size_t limit, std::vector<CommitRecord>& out) const {
-  out.clear();
-  const std::lock_guard<std::mutex> lock(mutex_);
-  if (database_ == nullptr) return {Code::kFailed, kClosed};
-  Statement rows(database_.get(),
-                 "SELECT number, time_ns, author, comment, length(CAST(change AS BLOB)) "
-                 "FROM commits ORDER BY number DESC LIMIT ?");
-  rows.bind(1, limit == 0 ? std::int64_t{-1} : static_cast<std::int64_t>(limit));
-  int result = rows.step();
-  for (; result == SQLITE_ROW; result = rows.step()) {
-    CommitRecord record;
-    record.number = static_cast<std::uint64_t>(rows.integer(0));
-    record.time_ns = rows.integer(1);
-    record.author = rows.text(2);
-    record.comment = rows.text(3);
-    record.change_bytes = static_cast<std::size_t>(rows.integer(4));
-    out.push_back(std::move(record));
-  }
-  if (result == SQLITE_DONE) return {};
-  out.clear();
-  return failure();
-}
-
-bool CommitLog::entry(std::uint64_t number, LogEntry& entry, std::string& error) const {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  if (database_ == nullptr) {
-    error = kClosed;
-    return false;
-  }
-  Statement row(database_.get(), kSelectEntries);
-  if (number != 0 &&
-      row.bind(1, signed_number(number - 1)).bind(2, signed_number(number)).step() == SQLITE_ROW) {
-    entry = entry_of(row);
-    return true;
-  }
-  error = "commit " + std::to_string(number) + " is not kept";
-  return false;
-}
-
-std::string CommitLog::schema() const {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  Statement row(database_.get(), "SELECT modules FROM schema");
-  return row.step() == SQLITE_ROW ? row.text(0) : std::string();
+LogResult CommitLog::append(const LogEntry& entry) {
+  const WitnessedCommit before = newest();
+  if (entry.number != before.number + 1) return {Code::kFailed, kGap};
+  const Commit commit{entry.number, commit_digest(before.hash, entry),
+                      entry.effect.empty() ? entry.change.size() : entry.effect.size()};
+  if (commit.hash.empty()) return {Code::kFailed, "no checksum could be made"};
+  return write([&](LogWriter& writer) { return writer.append(entry, commit.hash); }, &commit);
 }
 
 LogResult CommitLog::set_schema(const std::string& text) {
-  const std::lock_guard<std::mutex> lock(mutex_);
   const std::string hash = schema_digest(text);
-  return transaction([&] {
-    Statement row(database_.get(), "INSERT OR REPLACE INTO schema VALUES(0, ?, ?)");
-    return done(row.bind(1, std::string_view(text)).bind_blob(2, hash));
-  });
+  return write(
+      [&](LogWriter& writer) {
+        Statement row(writer.database(), "INSERT OR REPLACE INTO schema VALUES(0, ?, ?)");
+        return row.bind(1, std::string_view(text)).bind_blob(2, hash).run();
+      },
+      nullptr);
 }
 
 }  // namespace nexa::host

@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "store/log/log_database.h"
+#include "store/log/log_rows.h"
 
 namespace nexa::host {
 namespace {

@@ -14,9 +14,10 @@ struct WitnessedCommit {
   std::string hash;  // its checksum
 };
 
-// The file is written after a commit is durable and never waited for, so it may lag behind the log
-// but is never ahead of it. One that cannot be read or written bears no witness; that is no
-// failure.
+// The file is written after a commit is durable, so it may lag behind the log but is never ahead of
+// it. It is never synced, and a failure to write it is none of the log: it decides nothing about
+// what was committed, it only notices that a commit is gone. An old or a lost one notices less, and
+// refuses no log that is whole; waiting for it would double what a commit costs.
 class CommitWitness {
  public:
   CommitWitness(const std::string& directory, bool read_only);

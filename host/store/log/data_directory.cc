@@ -1,4 +1,6 @@
-// The lock is the kernel's (flock), so it goes with the process, however that ends.
+// The locks are the kernel's (flock), so they go with the process, however that ends. The directory
+// itself is locked because on a full or read-only disk no file can be made in it; the file beside
+// tells who holds it, and is what programs lock that know nothing of the other lock.
 #include "store/log/data_directory.h"
 
 #include <fcntl.h>
@@ -38,6 +40,26 @@ bool write_holder(int lock) {
          pwrite(lock, text.data(), text.size(), 0) == static_cast<ssize_t>(text.size());
 }
 
+bool cannot_be_written(int cause) {
+  return cause == ENOSPC || cause == EDQUOT || cause == EROFS || cause == EACCES || cause == EFBIG;
+}
+
+// Where nothing can be written, a file of an earlier start can still be locked. -1 when there is
+// none; errno is why it cannot be made.
+int open_lock(const std::string& name) {
+  const int made = open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+  if (made >= 0 || !cannot_be_written(errno)) return made;
+  const int cause = errno;
+  const int found = open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+  errno = cause;
+  return found;
+}
+
+std::string in_use(const std::string& path, int lock) {
+  const std::string holder = lock >= 0 ? holder_of(lock) : std::string();
+  return path + ": in use by process " + (holder.empty() ? "unknown" : holder);
+}
+
 }  // namespace
 
 std::unique_ptr<DataDirectory> DataDirectory::hold(const std::string& path, std::string& error) {
@@ -47,29 +69,48 @@ std::unique_ptr<DataDirectory> DataDirectory::hold(const std::string& path, std:
     error = failure(path, "cannot make the data directory");
     return nullptr;
   }
+  const int directory = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (directory < 0) {
+    error = failure(path, "cannot open");
+    return nullptr;
+  }
   const std::string name = path + "/lock";
-  const int lock = open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-  if (lock < 0) {
+  const int lock = open_lock(name);
+  const int lock_error = errno;
+  std::unique_ptr<DataDirectory> held(new DataDirectory(directory, lock));
+  if (lock < 0 && !cannot_be_written(lock_error)) {
+    errno = lock_error;
     error = failure(name, "cannot open");
     return nullptr;
   }
-  if (flock(lock, LOCK_EX | LOCK_NB) != 0) {
-    const std::string holder = errno == EWOULDBLOCK ? holder_of(lock) : std::string();
-    error = errno == EWOULDBLOCK
-                ? path + ": in use by process " + (holder.empty() ? "unknown" : holder)
-                : failure(name, "cannot lock");
-    close(lock);
+  // Network file systems lock no directories; the file's lock is enough where there is one.
+  const bool directory_locked = flock(directory, LOCK_EX | LOCK_NB) == 0;
+  if (!directory_locked && (errno == EWOULDBLOCK || lock < 0)) {
+    error = errno == EWOULDBLOCK ? in_use(path, lock) : failure(path, "cannot lock");
     return nullptr;
   }
-  std::unique_ptr<DataDirectory> held(new DataDirectory(lock));
+  if (lock >= 0 && flock(lock, LOCK_EX | LOCK_NB) != 0) {
+    if (errno == EWOULDBLOCK) {
+      error = in_use(path, lock);
+      return nullptr;
+    }
+    if (!directory_locked) {
+      error = failure(name, "cannot lock");
+      return nullptr;
+    }
+  }
+  held->held_ = true;
   // The number only serves the message above.
-  static_cast<void>(write_holder(lock));
+  if (lock >= 0) static_cast<void>(write_holder(lock));
   return held;
 }
 
 DataDirectory::~DataDirectory() {
-  static_cast<void>(ftruncate(lock_, 0));
-  close(lock_);
+  if (lock_ >= 0) {
+    if (held_) static_cast<void>(ftruncate(lock_, 0));
+    close(lock_);
+  }
+  close(directory_);
 }
 
 bool sync_directory(const std::string& path) {

@@ -10,16 +10,19 @@ namespace nexa::host {
 class DataDirectory {
  public:
   // Makes the directory (mode 0700) if it is not there and locks it. nullptr with `error`: one line
-  // that names it, "in use by process N" when another process holds it.
+  // that names it, "in use by process N" when another process holds it. Needs to write nothing in a
+  // directory that is there.
   static std::unique_ptr<DataDirectory> hold(const std::string& path, std::string& error);
   ~DataDirectory();
   DataDirectory(const DataDirectory&) = delete;
   DataDirectory& operator=(const DataDirectory&) = delete;
 
  private:
-  explicit DataDirectory(int lock) : lock_(lock) {}
+  DataDirectory(int directory, int lock) : directory_(directory), lock_(lock) {}
 
-  int lock_;
+  int directory_;
+  int lock_;           // -1: no such file can be made here
+  bool held_ = false;  // the locks are ours
 };
 
 // Makes names that were created or renamed in the directory survive a power cut.

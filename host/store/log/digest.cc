@@ -4,10 +4,33 @@
 #include <array>
 
 namespace nexa::host {
+namespace {
 
-Digest::Digest() : context_(EVP_MD_CTX_new()) {
-  ok_ = context_ != nullptr && EVP_DigestInit_ex(context_.get(), EVP_sha256(), nullptr) == 1;
+struct FreeAlgorithm {
+  void operator()(EVP_MD* algorithm) const { EVP_MD_free(algorithm); }
+};
+
+// EVP_sha256() would be looked up again by every EVP_DigestInit_ex.
+const EVP_MD* sha256() {
+  static const std::unique_ptr<EVP_MD, FreeAlgorithm> fetched(
+      EVP_MD_fetch(nullptr, "SHA256", nullptr));
+  return fetched.get();
 }
+
+}  // namespace
+
+Digest::ContextPtr& Digest::spare() {
+  static thread_local ContextPtr context;
+  return context;
+}
+
+Digest::Digest() : context_(std::move(spare())) {
+  if (context_ == nullptr) context_.reset(EVP_MD_CTX_new());
+  ok_ = context_ != nullptr && sha256() != nullptr &&
+        EVP_DigestInit_ex(context_.get(), sha256(), nullptr) == 1;
+}
+
+Digest::~Digest() { spare() = std::move(context_); }
 
 Digest& Digest::add(std::string_view field) {
   add(static_cast<std::uint64_t>(field.size()));

@@ -15,17 +15,26 @@ inline constexpr std::size_t kDigestSize = 32;
 
 class Digest {
  public:
+  // Takes the thread's spare context, and leaves its own as the spare: making one costs more than a
+  // short digest.
   Digest();
+  ~Digest();
+  Digest(const Digest&) = delete;
+  Digest& operator=(const Digest&) = delete;
+
   Digest& add(std::string_view field);
   Digest& add(std::uint64_t field);
-  // The checksum, kDigestSize bytes; empty when OpenSSL failed.
+  // The checksum, kDigestSize bytes; empty when OpenSSL failed. Ends the digest.
   std::string finish();
 
  private:
   struct FreeContext {
     void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
   };
-  std::unique_ptr<EVP_MD_CTX, FreeContext> context_;
+  using ContextPtr = std::unique_ptr<EVP_MD_CTX, FreeContext>;
+  static ContextPtr& spare();
+
+  ContextPtr context_;
   bool ok_ = true;
 };
 

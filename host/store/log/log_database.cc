@@ -6,99 +6,143 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <cstring>
 
 #include "store/log/data_directory.h"
+#include "store/log/log_copy.h"
+#include "store/log/log_rows.h"
 
 namespace nexa::host {
 namespace {
 
+using Kind = DiskFailure::Kind;
+
 constexpr std::int64_t kApplicationId = 0x6e657861;
-constexpr std::int64_t kFormat = 1;
-constexpr char kTables[] =
-    "BEGIN IMMEDIATE;"
-    "PRAGMA application_id = 0x6e657861;"
-    "PRAGMA user_version = 1;"
-    "CREATE TABLE commits(number INTEGER PRIMARY KEY, time_ns INTEGER NOT NULL,"
-    " author TEXT NOT NULL, comment TEXT NOT NULL, whole INTEGER NOT NULL, change TEXT NOT NULL,"
-    " hash BLOB NOT NULL);"
-    "CREATE TABLE snapshots(number INTEGER PRIMARY KEY, commit_hash BLOB NOT NULL,"
-    " config TEXT NOT NULL, hash BLOB NOT NULL);"
-    "CREATE TABLE head(id INTEGER PRIMARY KEY CHECK (id = 0), number INTEGER NOT NULL,"
-    " commit_hash BLOB NOT NULL, hash BLOB NOT NULL);"
-    "CREATE TABLE schema(id INTEGER PRIMARY KEY CHECK (id = 0), modules TEXT NOT NULL,"
-    " hash BLOB NOT NULL);";
 constexpr char kRestore[] = "; restore a copy of the directory";
-constexpr char kCopy[] =
-    "; its journal can be read only where it can be written: copy the directory";
+constexpr int kPatience = 10000;  // milliseconds that other processes are waited for
 
 std::string error_number(const std::string& file, const char* what) {
   return file + ": " + what + ": " + std::strerror(errno);
 }
 
-std::int64_t pragma(sqlite3* database, const char* sql) {
-  Statement statement(database, sql);
-  return statement.step() == SQLITE_ROW ? statement.integer(0) : -1;
+bool is_full(int system_error) {
+  return system_error == ENOSPC || system_error == EDQUOT || system_error == EFBIG;
 }
 
-DatabasePtr connect(const std::string& file, int flags) {
-  sqlite3* handle = nullptr;
-  const int result = sqlite3_open_v2(file.c_str(), &handle, flags | SQLITE_OPEN_FULLMUTEX, nullptr);
-  DatabasePtr database(handle);
-  if (result != SQLITE_OK) return nullptr;
-  sqlite3_extended_result_codes(handle, 1);
-  sqlite3_busy_timeout(handle, 10000);
-  return database;
+constexpr char kFull[] = "the disk is full";
+
+// Nothing of the disk: the log is not what it has to be.
+DiskFailure refusal(const std::string& line) { return {Kind::kOther, false, line, line}; }
+
+DiskFailure system_failure(const std::string& file, const char* what) {
+  return {is_full(errno) ? Kind::kFull : Kind::kDisk, false,
+          is_full(errno) ? kFull : std::strerror(errno), error_number(file, what)};
 }
 
-bool write_empty_log(sqlite3* database) {
-  if (execute(database, kTables) != SQLITE_OK) return false;
+bool write_empty_rows(sqlite3* database) {
   LogSnapshot empty;
   empty.commit_hash.assign(kDigestSize, '\0');
   empty.config = "<config/>";
   Statement head(database, "INSERT INTO head VALUES(0, 0, ?, ?)");
   const std::string head_hash = head_digest(0, empty.commit_hash);
-  if (head.bind_blob(1, empty.commit_hash).bind_blob(2, head_hash).step() != SQLITE_DONE) {
+  if (head.bind_blob(1, empty.commit_hash).bind_blob(2, head_hash).run() != SQLITE_OK) {
     return false;
   }
-  Statement snapshot(database, "INSERT INTO snapshots VALUES(0, ?, ?, ?)");
+  Statement snapshot(database,
+                     "INSERT INTO snapshots(number, commit_hash, config, hash) VALUES(0, ?, ?, ?)");
   const std::string hash = snapshot_digest(empty);
   snapshot.bind_blob(1, empty.commit_hash).bind(2, empty.config).bind_blob(3, hash);
-  return snapshot.step() == SQLITE_DONE && execute(database, "COMMIT") == SQLITE_OK;
+  return snapshot.run() == SQLITE_OK;
 }
 
-bool create(const LogOptions& options, const std::string& file, std::string& error) {
+// The commit comes last, when no statement is left whose end would hide why it failed.
+bool write_empty_log(sqlite3* database) {
+  return execute(database, "BEGIN IMMEDIATE") == SQLITE_OK &&
+         execute(database, kMakeTables) == SQLITE_OK &&
+         execute(database, kUpgradeTables) == SQLITE_OK && write_empty_rows(database) &&
+         execute(database, "COMMIT") == SQLITE_OK;
+}
+
+bool create(const LogOptions& options, const std::string& file, DiskFailure& failure) {
   const std::string made = file + ".new";
   unlink(made.c_str());
   const int descriptor = open(made.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
   if (descriptor < 0) {
-    error = error_number(made, "cannot make the log");
+    failure = system_failure(made, "cannot make the log");
     return false;
   }
   close(descriptor);
-  DatabasePtr database = connect(made, SQLITE_OPEN_READWRITE);
+  errno = 0;
+  DatabasePtr database = connect_to_log(options, made, SQLITE_OPEN_READWRITE);
   if (database == nullptr || !write_empty_log(database.get())) {
-    error = database_error(database.get(), made);
+    const DiskFailure cause = disk_failure(database.get(), made);
+    failure = refusal(cause.kind == Kind::kOther ? cause.line : made + ": " + cause.text);
     return false;
   }
   database.reset();
   if (rename(made.c_str(), file.c_str()) != 0 || !sync_directory(options.directory)) {
-    error = error_number(file, "cannot make the log");
+    failure = system_failure(file, "cannot make the log");
     return false;
   }
   return true;
 }
 
-// The folder may not be written here, and SQLite makes files beside a log that it only reads. A log
-// that was closed in order has no journal: then the file alone is all of it.
-bool needs_no_journal(sqlite3* database, const std::string& file) {
-  if (pragma(database, "PRAGMA application_id") >= 0) return false;
-  const int code = sqlite3_errcode(database) & 0xFF;
-  if (code != SQLITE_CANTOPEN && code != SQLITE_READONLY) return false;
+// Whether a file of the log's name is there that has content. False with `failure` otherwise; its
+// kind is kNone when there is nothing at all.
+bool file_is_there(const std::string& file, DiskFailure& failure) {
+  struct stat found {};
+  if (stat(file.c_str(), &found) == 0) {
+    if (found.st_size > 0) return true;
+    failure = refusal(file + ": damaged: it is empty" + kRestore);
+    return false;
+  }
+  if (errno != ENOENT) {
+    failure = refusal(error_number(file, "cannot open"));
+  } else if (stat((file + "-wal").c_str(), &found) == 0) {
+    failure = refusal(file + ": missing, although its journal is there" + kRestore);
+  } else {
+    errno = ENOENT;
+    failure = {Kind::kNone, false, "", error_number(file, "cannot open")};
+  }
+  return false;
+}
+
+// A log that was closed in order has no journal: then the file alone is all of it.
+bool has_journal(const std::string& file) {
   struct stat journal {};
-  return stat((file + "-wal").c_str(), &journal) != 0 ? errno == ENOENT : journal.st_size == 0;
+  return stat((file + "-wal").c_str(), &journal) == 0 ? journal.st_size > 0 : errno != ENOENT;
+}
+
+// SQLite notices missing pages, not a last one that is cut.
+bool is_cut_short(sqlite3* database, const std::string& file) {
+  struct stat found {};
+  const std::int64_t page_size = integer_of(database, "PRAGMA page_size", 1);
+  return !has_journal(file) && stat(file.c_str(), &found) == 0 && found.st_size % page_size != 0;
+}
+
+bool is_ours(sqlite3* database, const std::string& file, DiskFailure& failure) {
+  const std::int64_t id = integer_of(database, "PRAGMA application_id", -1);
+  if (id < 0) {
+    const int code = sqlite3_errcode(database) & 0xFF;
+    failure = disk_failure(database, file);
+    if (code == SQLITE_NOTADB || code == SQLITE_CORRUPT) failure.line += kRestore;
+    return false;
+  }
+  const int format = format_of(database);
+  if (id != kApplicationId) {
+    failure = refusal(file + ": not a configuration log; name another data directory");
+  } else if (format < kOldestFormat || format > kNewestFormat) {
+    failure =
+        refusal(file + ": written in format " + std::to_string(format) + ", this program knows " +
+                std::to_string(kNewestFormat) + "; use the program that wrote it");
+  } else if (is_cut_short(database, file)) {
+    failure = refusal(file + ": damaged: it was cut short" + kRestore);
+  } else {
+    failure = {};
+    return true;
+  }
+  return false;
 }
 
 std::string immutable_uri(const std::string& file) {
@@ -113,27 +157,6 @@ std::string immutable_uri(const std::string& file) {
     }
   }
   return uri + "?immutable=1";
-}
-
-bool is_ours(sqlite3* database, const std::string& file, std::string& error) {
-  const std::int64_t id = pragma(database, "PRAGMA application_id");
-  if (id < 0) {
-    const int code = sqlite3_errcode(database) & 0xFF;
-    error = database_error(database, file);
-    if (code == SQLITE_NOTADB || code == SQLITE_CORRUPT) error += kRestore;
-    if (code == SQLITE_READONLY) error += kCopy;
-    return false;
-  }
-  const std::int64_t format = pragma(database, "PRAGMA user_version");
-  if (id != kApplicationId) {
-    error = file + ": not a configuration log; name another data directory";
-  } else if (format != kFormat) {
-    error = file + ": written in format " + std::to_string(format) + ", this program knows " +
-            std::to_string(kFormat) + "; use the program that wrote it";
-  } else {
-    return true;
-  }
-  return false;
 }
 
 }  // namespace
@@ -151,100 +174,91 @@ std::string database_error(sqlite3* database, const std::string& file) {
          (has_cause && system_error != 0 ? std::string(": ") + std::strerror(system_error) : "");
 }
 
-DatabasePtr open_log_database(const LogOptions& options, std::string& error) {
+DiskFailure disk_failure(sqlite3* database, const std::string& file, int result) {
+  const int last_error = errno;
+  const std::string line = database_error(database, file);
+  if (database == nullptr) return {Kind::kDisk, false, "cannot be opened", line};
+  const int kept_error = sqlite3_system_errno(database);
+  const int system_error = kept_error != 0 ? kept_error : last_error;
+  const int code = result != 0 ? result : sqlite3_extended_errcode(database);
+  const int kind = code & 0xFF;
+  const bool sync_failed = code == SQLITE_IOERR_FSYNC || code == SQLITE_IOERR_DIR_FSYNC;
+  const bool has_cause = kind == SQLITE_IOERR || kind == SQLITE_CANTOPEN;
+  if (kind == SQLITE_FULL || (has_cause && is_full(system_error))) {
+    return {Kind::kFull, sync_failed, kFull, line};
+  }
+  if (has_cause || kind == SQLITE_READONLY || kind == SQLITE_PERM) {
+    return {Kind::kDisk, sync_failed,
+            has_cause && system_error != 0 ? std::strerror(system_error) : sqlite3_errstr(code),
+            line};
+  }
+  return {Kind::kOther, sync_failed, line, line};
+}
+
+DatabasePtr connect_to_log(const LogOptions& options, const std::string& name, int flags) {
+  sqlite3* handle = nullptr;
+  const int result = sqlite3_open_v2(name.c_str(), &handle, flags | SQLITE_OPEN_FULLMUTEX,
+                                     options.vfs.empty() ? nullptr : options.vfs.c_str());
+  DatabasePtr database(handle);
+  if (result != SQLITE_OK) return nullptr;
+  sqlite3_extended_result_codes(handle, 1);
+  sqlite3_busy_timeout(handle, kPatience);
+  // Closing must not write either: a connection is also closed because the disk cannot be trusted.
+  sqlite3_db_config(handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+  sqlite3_wal_autocheckpoint(handle, 0);
+  return database;
+}
+
+DatabasePtr open_log_writer(const LogOptions& options, DiskFailure& failure) {
   const std::string file = log_file(options.directory);
-  struct stat found {};
-  if (stat(file.c_str(), &found) != 0) {
-    struct stat journal {};
-    if (errno != ENOENT || options.read_only) {
-      error = error_number(file, "cannot open");
-      return nullptr;
-    }
-    if (stat((file + "-wal").c_str(), &journal) == 0) {
-      error = file + ": missing, although its journal is there" + kRestore;
-      return nullptr;
-    }
-    if (!create(options, file, error)) return nullptr;
-  } else if (found.st_size == 0) {
-    error = file + ": damaged: it is empty" + kRestore;
+  if (!file_is_there(file, failure) &&
+      (failure.kind != Kind::kNone || !create(options, file, failure))) {
     return nullptr;
   }
-  DatabasePtr database =
-      connect(file, options.read_only ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE);
+  errno = 0;
+  DatabasePtr database = connect_to_log(options, file, SQLITE_OPEN_READWRITE);
   if (database == nullptr) {
-    error = file + ": cannot be opened";
+    failure = disk_failure(nullptr, file);
     return nullptr;
   }
-  if (options.read_only && needs_no_journal(database.get(), file)) {
-    database = connect(immutable_uri(file), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
-    if (database == nullptr) {
-      error = file + ": cannot be opened";
-      return nullptr;
-    }
-  }
-  if (!is_ours(database.get(), file, error)) return nullptr;
-  if (options.read_only) return database;
+  if (!is_ours(database.get(), file, failure)) return nullptr;
   if (execute(database.get(), "PRAGMA journal_mode = WAL") != SQLITE_OK ||
       execute(database.get(), options.sync ? "PRAGMA synchronous = FULL"
                                            : "PRAGMA synchronous = OFF") != SQLITE_OK) {
-    error = database_error(database.get(), file);
-    return nullptr;
-  }
-  if (options.sync && !sync_directory(options.directory)) {
-    error = error_number(options.directory, "cannot be synchronised");
+    failure = disk_failure(database.get(), file);
     return nullptr;
   }
   return database;
 }
 
-std::string commit_digest(const std::string& before, const LogEntry& entry) {
-  return Digest()
-      .add("commit")
-      .add(before)
-      .add(entry.number)
-      .add(static_cast<std::uint64_t>(entry.time_ns))
-      .add(entry.author)
-      .add(entry.comment)
-      .add(entry.whole ? std::uint64_t{1} : std::uint64_t{0})
-      .add(entry.change)
-      .finish();
+DatabasePtr open_log_reader(const LogOptions& options, std::string& error) {
+  const std::string file = log_file(options.directory);
+  DiskFailure failure;
+  if (!file_is_there(file, failure)) {
+    error = failure.line;
+    return nullptr;
+  }
+  DatabasePtr database = connect_to_log(options, file, SQLITE_OPEN_READONLY);
+  if (database == nullptr) {
+    error = file + ": cannot be opened";
+    return nullptr;
+  }
+  if (is_ours(database.get(), file, failure)) return database;
+  // SQLite makes files beside a log that it only reads, which may be impossible here.
+  if (failure.kind == Kind::kFull || failure.kind == Kind::kDisk) {
+    const bool copied = has_journal(file);
+    database.reset();
+    database = copied ? copy_log(options, file)
+                      : connect_to_log(options, immutable_uri(file),
+                                       SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
+    if (database != nullptr && is_ours(database.get(), file, failure)) return database;
+  }
+  error = failure.line;
+  return nullptr;
 }
 
-std::string snapshot_digest(const LogSnapshot& snapshot) {
-  return Digest()
-      .add("snapshot")
-      .add(snapshot.number)
-      .add(snapshot.commit_hash)
-      .add(snapshot.config)
-      .finish();
-}
-
-std::string head_digest(std::uint64_t number, const std::string& commit_hash) {
-  return Digest().add("head").add(number).add(commit_hash).finish();
-}
-
-std::string schema_digest(const std::string& text) {
-  return Digest().add("schema").add(text).finish();
-}
-
-LogEntry entry_of(const Statement& row) {
-  LogEntry entry;
-  entry.number = static_cast<std::uint64_t>(row.integer(0));
-  entry.time_ns = row.integer(1);
-  entry.author = row.text(2);
-  entry.comment = row.text(3);
-  entry.whole = row.integer(4) != 0;
-  entry.change = row.text(5);
-  return entry;
-}
-
-Statement& bind_entry(Statement& statement, const LogEntry& entry) {
-  return statement.bind(1, static_cast<std::int64_t>(entry.number))
-      .bind(2, entry.time_ns)
-      .bind(3, std::string_view(entry.author))
-      .bind(4, std::string_view(entry.comment))
-      .bind(5, std::int64_t{entry.whole ? 1 : 0})
-      .bind(6, std::string_view(entry.change));
+int format_of(sqlite3* database) {
+  return static_cast<int>(integer_of(database, "PRAGMA user_version", 0));
 }
 
 }  // namespace nexa::host

@@ -1,41 +1,49 @@
-// The log's file: how it is made, what is asked of it before anything in it is believed.
-//
-// Every row carries a SHA-256 over its fields; a commit's also covers the one before it, and one
-// row names the newest commit, so that a missing row shows as well as a changed one.
+// The log's file: how it is made, opened for writing and for reading, and what is asked of it
+// before anything in it is believed.
 #ifndef HOST_STORE_LOG_LOG_DATABASE_H_
 #define HOST_STORE_LOG_LOG_DATABASE_H_
 
-#include <cstdint>
 #include <string>
 
-#include "store/log/commit_log.h"
-#include "store/log/digest.h"
+#include "store/log/log_types.h"
 #include "store/log/sqlite.h"
 
 namespace nexa::host {
 
-// Opens the log of a data directory; makes an empty one for a writer that finds none. nullptr with
-// `error`: one line that names the file.
-DatabasePtr open_log_database(const LogOptions& options, std::string& error);
-
-// Reads every row and compares it with its checksum, and the rows with each other. False with
-// `error`: one line that names the file.
-bool verify_log(sqlite3* database, const std::string& file, std::string& error);
-
 std::string log_file(const std::string& directory);
+
+// What went wrong at the disk. Made right after the call that failed: SQLite does not keep the
+// cause of every failed write, and errno may still be of it.
+struct DiskFailure {
+  enum class Kind : std::uint8_t { kNone, kFull, kDisk, kOther };
+  Kind kind = Kind::kNone;
+  bool sync_failed = false;  // pages that the kernel holds as written may not be
+  std::string text{};        // "the disk is full", "Input/output error"; else as `line`
+  std::string line{};        // with the file's name in front
+};
+
+// Of the last failure on a connection (null: it could not be made); `result` is the code that was
+// returned, 0 to ask the connection for it.
+DiskFailure disk_failure(sqlite3* database, const std::string& file, int result = 0);
 
 // What SQLite says of its last failure, with the file's name in front.
 std::string database_error(sqlite3* database, const std::string& file);
 
-// Checksums of the rows; `before` is the checksum of the commit before.
-std::string commit_digest(const std::string& before, const LogEntry& entry);
-std::string snapshot_digest(const LogSnapshot& snapshot);
-std::string head_digest(std::uint64_t number, const std::string& commit_hash);
-std::string schema_digest(const std::string& text);
+// A connection with what every connection to the log has: extended codes, patience with other
+// processes, no checkpoint that nobody asked for. nullptr when it cannot be made.
+DatabasePtr connect_to_log(const LogOptions& options, const std::string& name, int flags);
 
-// Columns of a commit in the order number, time, author, comment, whole, change.
-LogEntry entry_of(const Statement& row);
-Statement& bind_entry(Statement& statement, const LogEntry& entry);
+// Opens the log of a data directory to be written; makes an empty one where there is none. Reads
+// nothing of it but what tells that it is one. nullptr with `failure`; its kind is kFull or kDisk
+// when the log may still be read.
+DatabasePtr open_log_writer(const LogOptions& options, DiskFailure& failure);
+
+// Opens it to be read, however that is possible: beside who writes it, or alone where nothing can
+// be written, from a copy in memory if it must be. nullptr with `error`.
+DatabasePtr open_log_reader(const LogOptions& options, std::string& error);
+
+// The format of an opened log.
+int format_of(sqlite3* database);
 
 }  // namespace nexa::host
 

@@ -1,25 +1,40 @@
-// Reads the whole log and believes nothing: SQLite's structure, each row's checksum, the chain of
-// commits, and that the newest commit is the one that was written last.
+// Commits up to the oldest snapshot may remain for a while after that became what the log begins
+// with; they are no part of it any more.
+#include "store/log/log_verify.h"
+
 #include <map>
 
 #include "store/log/log_database.h"
+#include "store/log/log_rows.h"
 
 namespace nexa::host {
 namespace {
 
 constexpr char kRestore[] = "; restore a copy of the directory";
+constexpr int kStepsBetweenQuestions = 10000;
 
 class Verifier {
  public:
-  Verifier(sqlite3* database, const std::string& file, std::string& error)
-      : database_(database), file_(file), error_(error) {}
+  Verifier(sqlite3* database, const std::string& file, VerifiedLog& found, std::string& error)
+      : database_(database),
+        file_(file),
+        found_(found),
+        error_(error),
+        format_(format_of(database)) {}
 
-  bool run() { return structure() && schema() && snapshots() && head() && commits() && tail(); }
+  bool for_start() { return schema() && newest_snapshot() && head() && commits() && tail(); }
+  bool all() {
+    return structure() && schema() && snapshots() && images() && head() && commits() && tail();
+  }
 
  private:
   bool damaged(const std::string& what) {
     error_ = file_ + ": damaged: " + what + kRestore;
     return false;
+  }
+  bool mismatch(const char* kind, std::uint64_t number) {
+    return damaged(std::string(kind) + " " + std::to_string(number) +
+                   " does not match its checksum");
   }
 
   // The verdict on how a walk over rows ended.
@@ -41,7 +56,7 @@ class Verifier {
     Statement rows(database_, "SELECT modules, hash FROM schema");
     int result = rows.step();
     for (; result == SQLITE_ROW; result = rows.step()) {
-      if (schema_digest(rows.text(0)) != rows.text(1)) {
+      if (schema_digest(rows.view(0)) != rows.view(1)) {
         return damaged("the record of the schema does not match its checksum");
       }
     }
@@ -49,20 +64,61 @@ class Verifier {
   }
 
   bool snapshots() {
-    Statement rows(database_, "SELECT number, commit_hash, config, hash FROM snapshots");
+    Statement rows(database_, select_snapshots(format_, "ORDER BY number"));
     int result = rows.step();
     for (; result == SQLITE_ROW; result = rows.step()) {
-      LogSnapshot snapshot;
-      snapshot.number = static_cast<std::uint64_t>(rows.integer(0));
-      snapshot.commit_hash = rows.text(1);
-      snapshot.config = rows.text(2);
-      if (snapshot_digest(snapshot) != rows.text(3)) {
-        return damaged("snapshot " + std::to_string(snapshot.number) +
-                       " does not match its checksum");
-      }
-      hashes_[snapshot.number] = snapshot.commit_hash;
+      if (!snapshot(rows)) return false;
     }
     return ended(result);
+  }
+
+  bool snapshot(const Statement& row) {
+    LogSnapshot read;
+    const int result = read_snapshot(database_, row, read);
+    if (result == SQLITE_MISMATCH) return mismatch("snapshot", read.number);
+    if (result != SQLITE_OK) return ended(result);
+    found_.tail.image_bytes = read.config.size();
+    hashes_[read.number] = std::move(read.commit_hash);
+    return true;
+  }
+
+  bool images() {
+    if (format_ == 1) return true;
+    Statement rows(database_, select_images("ORDER BY number"));
+    int result = rows.step();
+    for (; result == SQLITE_ROW; result = rows.step()) {
+      if (LogSnapshot read; !image(rows, read)) return false;
+    }
+    return ended(result);
+  }
+
+  bool image(const Statement& row, LogSnapshot& read) {
+    const int result = read_image(database_, row, read);
+    if (result == SQLITE_MISMATCH) return mismatch("image", read.number);
+    if (result != SQLITE_OK) return ended(result);
+    const auto snapshot = hashes_.find(read.number);
+    if (snapshot == hashes_.end() || snapshot->second != read.commit_hash) {
+      return damaged("image " + std::to_string(read.number) + " is not of this log");
+    }
+    found_.tail.image_bytes = read.image.size();
+    return true;
+  }
+
+  // With an image of it, its configuration is not read.
+  bool newest_snapshot() {
+    Statement row(database_, select_snapshots(format_, "ORDER BY number DESC LIMIT 1"));
+    const int result = row.step();
+    if (result != SQLITE_ROW) return ended(result);
+    if (format_ > 1) {
+      Statement images(database_, select_images("WHERE number = ?"));
+      const int next = images.bind(1, row.integer(0)).step();
+      if (next == SQLITE_ROW) {
+        hashes_[static_cast<std::uint64_t>(row.integer(0))] = row.text(1);
+        return image(images, found_.image.emplace());
+      }
+      if (next != SQLITE_DONE) return ended(next);
+    }
+    return snapshot(row);
   }
 
   bool head() {
@@ -70,9 +126,9 @@ class Verifier {
     const int result = row.step();
     if (result == SQLITE_DONE) return damaged("the number of the newest commit is missing");
     if (result != SQLITE_ROW) return ended(result);
-    newest_ = static_cast<std::uint64_t>(row.integer(0));
-    newest_hash_ = row.text(1);
-    if (head_digest(newest_, newest_hash_) == row.text(2)) return true;
+    found_.head = static_cast<std::uint64_t>(row.integer(0));
+    found_.head_hash = row.text(1);
+    if (head_digest(found_.head, found_.head_hash) == row.view(2)) return true;
     return damaged("the number of the newest commit does not match its checksum");
   }
 
@@ -80,10 +136,9 @@ class Verifier {
     if (hashes_.empty()) return damaged("no snapshot is left");
     number_ = hashes_.begin()->first;
     hash_ = hashes_.begin()->second;
-    Statement rows(database_,
-                   "SELECT number, time_ns, author, comment, whole, change, hash FROM commits "
-                   "ORDER BY number");
-    int result = rows.step();
+    found_.tail.snapshot = hashes_.rbegin()->first;
+    Statement rows(database_, select_commits(format_, "WHERE number > ? ORDER BY number"));
+    int result = rows.bind(1, signed_number(number_)).step();
     for (; result == SQLITE_ROW; result = rows.step()) {
       const LogEntry entry = entry_of(rows);
       if (entry.number != number_ + 1) {
@@ -91,20 +146,26 @@ class Verifier {
       }
       number_ = entry.number;
       hash_ = commit_digest(hash_, entry);
-      if (hash_ != rows.text(6)) {
-        return damaged("commit " + std::to_string(number_) + " does not match its checksum");
-      }
+      if (hash_ != rows.view(kEntryHash)) return mismatch("commit", number_);
       const auto snapshot = hashes_.find(number_);
       if (snapshot != hashes_.end() && snapshot->second != hash_) {
         return damaged("snapshot " + std::to_string(number_) + " is not of this log");
+      }
+      if (number_ > found_.tail.snapshot) {
+        found_.tail.commits += 1;
+        found_.tail.effect_bytes +=
+            entry.effect.empty() ? entry.change.size() : entry.effect.size();
       }
     }
     return ended(result);
   }
 
   bool tail() {
-    if (number_ < newest_) return damaged("commit " + std::to_string(number_ + 1) + " is missing");
-    if (number_ != newest_ || hash_ != newest_hash_ || hashes_.rbegin()->first > newest_) {
+    if (number_ < found_.head) {
+      return damaged("commit " + std::to_string(number_ + 1) + " is missing");
+    }
+    if (number_ != found_.head || hash_ != found_.head_hash ||
+        hashes_.rbegin()->first > found_.head) {
       return damaged("the newest commit is not the one that was written last");
     }
     return true;
@@ -112,25 +173,48 @@ class Verifier {
 
   sqlite3* database_;
   const std::string& file_;
+  VerifiedLog& found_;
   std::string& error_;
+  const int format_;
   std::map<std::uint64_t, std::string> hashes_;  // of the commits that snapshots stand for
-  std::uint64_t newest_ = 0;
-  std::string newest_hash_;
-  std::uint64_t number_ = 0;  // the commit read last
+  std::uint64_t number_ = 0;                     // the commit read last
   std::string hash_;
 };
 
-}  // namespace
-
-bool verify_log(sqlite3* database, const std::string& file, std::string& error) {
-  // One view of the log, also while another process appends to it.
+// One view of the log, also while another process appends to it.
+template <typename Work>
+bool in_one_view(sqlite3* database, const std::string& file, std::string& error, Work work) {
   if (execute(database, "BEGIN") != SQLITE_OK) {
     error = database_error(database, file);
     return false;
   }
-  const bool intact = Verifier(database, file, error).run();
+  const bool intact = work();
   execute(database, "COMMIT");
   return intact;
+}
+
+int wants_to_stop(void* stop) {
+  return static_cast<const std::atomic<bool>*>(stop)->load(std::memory_order_relaxed) ? 1 : 0;
+}
+
+}  // namespace
+
+bool verify_for_start(sqlite3* database, const std::string& file, VerifiedLog& found,
+                      std::string& error) {
+  return in_one_view(database, file, error,
+                     [&] { return Verifier(database, file, found, error).for_start(); });
+}
+
+bool verify_all(sqlite3* database, const std::string& file, const std::atomic<bool>* stop,
+                VerifiedLog& found, std::string& error) {
+  if (stop != nullptr) {
+    sqlite3_progress_handler(database, kStepsBetweenQuestions, wants_to_stop,
+                             const_cast<std::atomic<bool>*>(stop));
+  }
+  const bool intact = in_one_view(database, file, error,
+                                  [&] { return Verifier(database, file, found, error).all(); });
+  sqlite3_progress_handler(database, 0, nullptr, nullptr);
+  return intact || (stop != nullptr && stop->load());
 }
 
 }  // namespace nexa::host

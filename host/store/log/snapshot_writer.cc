@@ -1,8 +1,10 @@
-// A snapshot that cannot be written is tried again after the next interval: the commits before it
-// are all in the log.
+// A snapshot that cannot be written is tried again when as much was logged again: the commits
+// before it are all in the log.
 #include "store/log/snapshot_writer.h"
 
 #include <algorithm>
+
+#include "store/log/snapshot_due.h"
 
 namespace nexa::host {
 namespace {
@@ -19,8 +21,6 @@ SnapshotWriter::SnapshotWriter(CommitLog& log, LogLimits limits, Source source, 
       limits_{limits.history, std::max<std::uint64_t>(limits.interval, 1)},
       source_(std::move(source)),
       warn_(std::move(warn)),
-      newest_(log.head()),
-      written_(log.newest_snapshot()),
       thread_([this] { run(); }) {}
 
 SnapshotWriter::~SnapshotWriter() {
@@ -30,41 +30,56 @@ SnapshotWriter::~SnapshotWriter() {
   }
   wake_.notify_one();
   thread_.join();
-  if (newest_ > written_) write();
+  // Not once more what has just failed.
+  const LogTail tail = log_.tail();
+  const bool was_tried = tried_.snapshot == tail.snapshot && tried_.commits == tail.commits;
+  if (tail.commits > 0 && !was_tried) write();
 }
 
-void SnapshotWriter::committed(std::uint64_t number) {
+void SnapshotWriter::committed() {
+  if (!due() && !log_.checkpoint_due()) return;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
-    newest_ = number;
-    if (newest_ - written_ < limits_.interval) return;
+    told_ = true;
   }
   wake_.notify_one();
+}
+
+bool SnapshotWriter::due() const {
+  LogTail tail = log_.tail();
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (tried_.snapshot == tail.snapshot) {
+    tail.commits -= std::min(tail.commits, tried_.commits);
+    tail.effect_bytes -= std::min(tail.effect_bytes, tried_.effect_bytes);
+  }
+  return snapshot_due(tail, limits_.interval);
 }
 
 void SnapshotWriter::run() {
   std::unique_lock<std::mutex> lock(mutex_);
   while (true) {
-    wake_.wait(lock, [this] { return stop_ || newest_ - written_ >= limits_.interval; });
+    wake_.wait(lock, [this] { return stop_ || told_; });
     if (stop_) return;
+    told_ = false;
     lock.unlock();
-    write();
+    if (due()) write();
+    // One that fails is tried again; if the disk is why, the next commit hears of it.
+    if (log_.checkpoint_due()) static_cast<void>(log_.checkpoint());
     lock.lock();
   }
 }
 
 void SnapshotWriter::write() {
-  std::shared_ptr<const Snapshot> snapshot = source_();
-  const std::uint64_t number = snapshot != nullptr ? snapshot->number() : newest_;
-  const std::string config = snapshot != nullptr ? snapshot->xml() : std::string();
-  // The tree is free for the next transaction before the disk is waited for.
-  snapshot.reset();
-  if (!config.empty()) {
-    const LogResult result = log_.write_snapshot(number, config, limits_);
-    if (!result.ok() && warn_) warn_(snapshot_failed(number, result.text));
+  const LogTail tail = log_.tail();
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    tried_ = tail;
   }
-  const std::lock_guard<std::mutex> lock(mutex_);
-  written_ = std::max(written_, number);
+  std::optional<LogSnapshot> snapshot = source_();
+  if (!snapshot) return;
+  const std::uint64_t number = snapshot->number;
+  const LogResult result = log_.write_snapshot(std::move(*snapshot), limits_);
+  if (!result.ok() && warn_) warn_(snapshot_failed(number, result.text));
 }
 
 }  // namespace nexa::host

@@ -1,51 +1,56 @@
-// Writes snapshots beside the commits, so that a start has little to replay and no client waits for
-// one.
+// Writes snapshots and moves the journal beside the commits, so that a start has little to replay
+// and no client waits for either.
 #ifndef HOST_STORE_LOG_SNAPSHOT_WRITER_H_
 #define HOST_STORE_LOG_SNAPSHOT_WRITER_H_
 
 #include <condition_variable>
 #include <functional>
-#include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 
-#include "store/config_store.h"
 #include "store/log/commit_log.h"
 
 namespace nexa::host {
 
 class SnapshotWriter {
  public:
-  using Source = std::function<std::shared_ptr<const Snapshot>()>;
+  // The newest configuration: number, config, image, schema_hash, judged. Called on the writer's
+  // thread without any lock held, so it may take its time; the texts may be big. nullopt: there is
+  // none now; it is asked again after the next commit that makes one due.
+  using Source = std::function<std::optional<LogSnapshot>()>;
   using Warn = std::function<void(const std::string& line)>;
 
-  // `log` and what `source` and `warn` need outlive this object. `limits.interval` commits lie
-  // between snapshots. `warn`, if any, hears of each that could not be written, on the writer's
-  // thread.
+  // `log` and what `source` and `warn` need outlive this object. snapshot_due() says when one is
+  // written; `limits.interval` is its interval. `warn`, if any, hears of each that could not be
+  // written, on the writer's thread.
   SnapshotWriter(CommitLog& log, LogLimits limits, Source source, Warn warn);
   // Writes one of the newest commit, if it has none: the next start replays nothing.
   ~SnapshotWriter();
   SnapshotWriter(const SnapshotWriter&) = delete;
   SnapshotWriter& operator=(const SnapshotWriter&) = delete;
 
-  // A commit was made. Any thread; never waits for a snapshot.
-  void committed(std::uint64_t number);
+  // A commit was appended to the log. Any thread; never waits for a snapshot or the disk.
+  void committed();
 
  private:
   void run();
   void write();
+  bool due() const;
 
   CommitLog& log_;
   const LogLimits limits_;
   const Source source_;
   const Warn warn_;
 
-  std::mutex mutex_;
+  mutable std::mutex mutex_;  // for the three below
   std::condition_variable wake_;
-  std::uint64_t newest_ = 0;   // the last commit that was told
-  std::uint64_t written_ = 0;  // of the last snapshot, written or tried
+  bool told_ = false;
   bool stop_ = false;
+  // What there was to write when it was last tried: after a failure it is tried again only when as
+  // much was logged again.
+  LogTail tried_;
   std::thread thread_;
 };
 

@@ -19,8 +19,10 @@ using DatabasePtr = std::unique_ptr<sqlite3, CloseDatabase>;
 // A prepared statement. Binds by position from 1, reads columns from 0.
 class Statement {
  public:
-  // `sql` is one statement; ok() is false when SQLite does not take it.
-  Statement(sqlite3* database, const char* sql);
+  Statement() = default;
+  // `sql` is one statement; ok() is false when SQLite does not take it. `kept` says that it will be
+  // run often.
+  Statement(sqlite3* database, const std::string& sql, bool kept = false);
 
   bool ok() const { return statement_ != nullptr; }
   Statement& bind(int position, std::int64_t value);
@@ -30,9 +32,13 @@ class Statement {
   // SQLITE_ROW, SQLITE_DONE, or what went wrong. After a failure to prepare: that failure.
   int step();
   void reset();
+  // Steps a statement without rows and makes it ready for the next run. SQLITE_OK when it is done.
+  int run();
 
+  bool has_value(int column) const;
   std::int64_t integer(int column) const;
-  std::string text(int column) const;  // text or blob, byte for byte
+  std::string text(int column) const;       // text or blob, byte for byte
+  std::string_view view(int column) const;  // the same, until the next step
 
  private:
   struct Finalize {
@@ -44,6 +50,13 @@ class Statement {
 
 // Runs statements without results.
 int execute(sqlite3* database, const char* sql);
+
+// The first column of the first row; `otherwise` when there is none or it is null.
+std::int64_t integer_of(sqlite3* database, const char* sql, std::int64_t otherwise);
+
+// The files below a connection that has read: owned by it. nullptr when it has none.
+sqlite3_file* database_file(sqlite3* database);
+sqlite3_file* journal_file(sqlite3* database);
 
 }  // namespace nexa::host
 

@@ -1,73 +1,65 @@
-// A detached copy of an entry's keys takes the values of the path; libyang compares with it.
+// The texts of the path become canonical once; entries are found or compared by text.
 #include "store/reading/entry_match.h"
 
-#include <cstring>
+#include <optional>
 
 namespace nexa::host {
 
-const lyd_node* key_of(const lyd_node* entry, const lysc_node* schema) {
-  for (const lyd_node* key = lyd_child(entry);
-       key != nullptr && key->schema != nullptr && lysc_is_key(key->schema); key = key->next) {
-    if (key->schema == schema) return key;
-  }
-  return nullptr;
-}
-
-EntryMatch::EntryMatch(const SelectionStep& step, const lyd_node* example) {
+EntryMatch::EntryMatch(const SelectionStep& step, const lysc_node* schema) {
   if (step.keys.empty()) return;
-  const lysc_node* schema = example->schema;
-  const bool is_entry = schema->nodetype == LYS_LIST && (schema->flags & LYS_KEYLESS) == 0;
-  if (!is_entry && schema->nodetype != LYS_LEAFLIST) {
-    possible_ = false;
-    return;
-  }
-  lyd_node* copy = nullptr;
-  if (step.has_values() && lyd_dup_single(example, nullptr, LYD_DUP_NO_META, &copy) == LY_SUCCESS) {
-    pattern_.reset(copy);
-  }
-  if (step.has_values() && pattern_ == nullptr) {
-    possible_ = false;
-  } else if (is_entry) {
+  if (schema->nodetype == LYS_LIST && (schema->flags & LYS_KEYLESS) == 0) {
     possible_ = set_keys(step, schema);
-  } else {
+  } else if (schema->nodetype == LYS_LEAFLIST) {
     const SelectionKey& key = step.keys.front();
     possible_ = step.keys.size() == 1 && *key.written == "." &&
-                (key.value == nullptr || set_value(pattern_.get(), key));
+                (key.value == nullptr || set_value(schema, key));
     all_given_ = possible_ && key.value != nullptr;
+    if (all_given_) key_ = given_.front().second;
+  } else {
+    possible_ = false;
   }
 }
 
-bool EntryMatch::set_value(lyd_node* leaf, const SelectionKey& key) {
-  // Asked first, because the setter logs what it refuses.
-  if (leaf == nullptr || !takes_value(leaf->schema, *key.value)) return false;
-  const LY_ERR set = lyd_change_term(leaf, key.value->c_str());
-  if (set != LY_SUCCESS && set != LY_EEXIST && set != LY_ENOT) return false;
-  given_.push_back(leaf);
+bool EntryMatch::set_value(const lysc_node* leaf, const SelectionKey& key) {
+  std::optional<std::string> text = canonical_value(leaf, *key.value);
+  if (!text.has_value()) return false;
+  given_.emplace_back(leaf, std::move(*text));
   return true;
 }
 
 bool EntryMatch::set_keys(const SelectionStep& step, const lysc_node* list) {
   for (const SelectionKey& key : step.keys) {
-    const lysc_node* schema = key_leaf(key, list);
-    if (schema == nullptr) return false;
-    if (key.value == nullptr) continue;
-    auto* leaf = const_cast<lyd_node*>(key_of(pattern_.get(), schema));  // of the copy
-    if (!set_value(leaf, key)) return false;
+    const lysc_node* const leaf = key_leaf(key, list);
+    if (leaf == nullptr) return false;
+    if (key.value != nullptr && !set_value(leaf, key)) return false;
   }
-  std::size_t keys = 0;
+  all_given_ = true;
   for (const lysc_node* leaf = lysc_node_child(list); leaf != nullptr && lysc_is_key(leaf);
        leaf = leaf->next) {
-    ++keys;
+    const std::string* const text = given(leaf);
+    if (text == nullptr) {
+      all_given_ = false;
+      return true;
+    }
+    if (leaf != lysc_node_child(list)) key_ += '\0';
+    key_ += *text;
   }
-  all_given_ = given_.size() == keys;
   return true;
 }
 
-bool EntryMatch::matches(const lyd_node* entry) const {
+const std::string* EntryMatch::given(const lysc_node* leaf) const {
+  for (const auto& [known, text] : given_) {
+    if (known == leaf) return &text;
+  }
+  return nullptr;
+}
+
+bool EntryMatch::matches(const ImageNode& node) const {
   if (!possible_) return false;
-  for (const lyd_node* wanted : given_) {
-    const lyd_node* own = wanted->schema == entry->schema ? entry : key_of(entry, wanted->schema);
-    if (own == nullptr || lyd_compare_single(own, wanted, 0) != LY_SUCCESS) return false;
+  for (const auto& [schema, text] : given_) {
+    const ImageNode* const own =
+        node.kind() == ImageKind::kLeaf ? &node : node.inner().find(schema);
+    if (own == nullptr || own->leaf().text() != text) return false;
   }
   return true;
 }

@@ -1,11 +1,11 @@
-// One value of a leaf as RFC 7951 writes it, and the texts of JSON. Only reads.
+// One value of a leaf as RFC 7951 writes it, and the texts of JSON.
 #ifndef HOST_STORE_READING_JSON_SCALAR_H_
 #define HOST_STORE_READING_JSON_SCALAR_H_
 
 #include <string>
 #include <string_view>
 
-#include "store/tree.h"
+#include "store/image/image.h"
 
 namespace nexa::host {
 
@@ -14,7 +14,7 @@ void append_json_string(std::string_view text, std::string& json);
 
 // Appends the value of a leaf or of one entry of a leaf-list. `qualify` writes identities with
 // their module.
-void append_json_scalar(const lyd_node* leaf, bool qualify, std::string& json);
+void append_json_scalar(const ImageLeaf& leaf, bool qualify, std::string& json);
 
 }  // namespace nexa::host
 

@@ -1,5 +1,5 @@
-// The JSON (RFC 7951) of a node, or of each leaf below it, out of one or two data trees. Only reads
-// the trees: any number of threads at a time.
+// The JSON (RFC 7951) of a node, or of each leaf below it, out of one or two images. Members stand
+// in the order of the schema, entries in that of their list. Any number of threads at a time.
 #ifndef HOST_STORE_READING_JSON_VALUE_H_
 #define HOST_STORE_READING_JSON_VALUE_H_
 
@@ -24,7 +24,7 @@ struct JsonForm {
 bool append_value(const NodePair& node, const JsonForm& form, std::string& json);
 
 // Appends the object of all top-level nodes of the two trees.
-bool append_tree(const lyd_node* config, const lyd_node* state, const JsonForm& form,
+bool append_tree(const ImageInner* config, const ImageInner* state, const JsonForm& form,
                  std::string& json);
 
 // Gives each leaf at or below `node` to `sink`, and each leaf-list below it as one array. `path` is
@@ -34,7 +34,7 @@ void for_each_leaf(const NodePair& node, gnmi::Path& path, const JsonForm& form,
                    const ValueSink& sink);
 
 // The same for all top-level nodes of the two trees.
-void for_each_leaf_of_tree(const lyd_node* config, const lyd_node* state, const JsonForm& form,
+void for_each_leaf_of_tree(const ImageInner* config, const ImageInner* state, const JsonForm& form,
                            bool qualify_names, const ValueSink& sink);
 
 }  // namespace nexa::host

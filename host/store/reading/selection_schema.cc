@@ -36,8 +36,8 @@ using Nodes = std::vector<const lysc_node*>;  // null: above the top level
 
 class SchemaWalk {
  public:
-  SchemaWalk(const std::vector<SelectionStep>& steps, bool check_values)
-      : steps_(steps), check_values_(check_values) {}
+  SchemaWalk(const std::vector<SelectionStep>& steps, StepTargets& targets, bool check_values)
+      : steps_(steps), targets_(targets), check_values_(check_values) {}
 
   grpc::Status run(Nodes& last) {
     Nodes at = {nullptr};
@@ -62,7 +62,7 @@ class SchemaWalk {
     }
     std::unordered_set<const lysc_node*> seen;
     for (const lysc_node* parent : from) {
-      const Nodes targets = step_targets(step(), parent);
+      const Nodes& targets = targets_.below(parent, at_);
       const bool named = step().kind == SelectionStep::Kind::kName;
       if (targets.size() > 1 && named && !wildcard_) return ambiguous(targets);
       for (const lysc_node* target : targets) {
@@ -157,6 +157,7 @@ class SchemaWalk {
   }
 
   const std::vector<SelectionStep>& steps_;
+  StepTargets& targets_;
   const bool check_values_;
   std::size_t at_ = 0;
   bool wildcard_ = false;
@@ -164,9 +165,9 @@ class SchemaWalk {
 
 }  // namespace
 
-grpc::Status walk_schema(const std::vector<SelectionStep>& steps, bool check_values,
-                         std::vector<const lysc_node*>& last) {
-  return SchemaWalk(steps, check_values).run(last);
+grpc::Status walk_schema(const std::vector<SelectionStep>& steps, StepTargets& targets,
+                         bool check_values, std::vector<const lysc_node*>& last) {
+  return SchemaWalk(steps, targets, check_values).run(last);
 }
 
 grpc::Status select_schema(const gnmi::Path& path, std::vector<const lysc_node*>* schema) {
@@ -174,7 +175,8 @@ grpc::Status select_schema(const gnmi::Path& path, std::vector<const lysc_node*>
   grpc::Status split = split_path(path, steps);
   if (!split.ok()) return split;
   Nodes last;
-  grpc::Status status = walk_schema(steps, true, last);
+  StepTargets targets(steps);
+  grpc::Status status = walk_schema(steps, targets, true, last);
   if (!status.ok()) return status;
   if (schema != nullptr) {
     last.erase(std::remove(last.begin(), last.end(), nullptr), last.end());

@@ -10,10 +10,11 @@
 
 namespace nexa::host {
 
-// Follows the steps through the schema. `last` receives the nodes that the last step means; null
-// stands for the place above the top level. Key values are looked at with `check_values` only.
-grpc::Status walk_schema(const std::vector<SelectionStep>& steps, bool check_values,
-                         std::vector<const lysc_node*>& last);
+// Follows the steps through the schema. `last` receives the nodes that the last step
+// means; null stands for the place above the top level. Key values are looked at with
+// `check_values` only.
+grpc::Status walk_schema(const std::vector<SelectionStep>& steps, StepTargets& targets,
+                         bool check_values, std::vector<const lysc_node*>& last);
 
 }  // namespace nexa::host
 

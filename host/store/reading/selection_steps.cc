@@ -1,6 +1,8 @@
 // Names are compared with libyang's nodes one by one: no text of a client's becomes an expression.
 #include "store/reading/selection_steps.h"
 
+#include <libyang/plugins_types.h>
+
 #include <utility>
 
 #include "gnmi/gnmi_base_namespace_mapper.h"
@@ -170,15 +172,54 @@ const lysc_node* key_leaf(const SelectionKey& key, const lysc_node* list) {
   return nullptr;
 }
 
-bool takes_value(const lysc_node* leaf, const std::string& text) {
-  // libyang's setters read to the first NUL; no YANG string has one.
-  if (text.find('\0') != std::string::npos) return false;
+namespace {
+
+// Whether the type takes the text as it is, or not at all.
+bool is_verbatim(const lysc_node* leaf) {
+  const lysc_type* const type = leaf->nodetype == LYS_LEAF
+                                    ? reinterpret_cast<const lysc_node_leaf*>(leaf)->type
+                                    : reinterpret_cast<const lysc_node_leaflist*>(leaf)->type;
+  return type->plugin->store == lyplg_type_store_string ||
+         type->plugin->store == lyplg_type_store_enum;
+}
+
+LY_ERR validate(const lysc_node* leaf, const std::string& text, const char** canonical) {
+  const ly_ctx* const context = canonical != nullptr ? leaf->module->ctx : nullptr;
   std::uint32_t no_messages = 0;
   ly_temp_log_options(&no_messages);
   const LY_ERR verdict =
-      lyd_value_validate(nullptr, leaf, text.c_str(), text.size(), nullptr, nullptr, nullptr);
+      lyd_value_validate(context, leaf, text.c_str(), text.size(), nullptr, nullptr, canonical);
   ly_temp_log_options(nullptr);
+  return verdict;
+}
+
+// libyang's setters read to the first NUL; no YANG string has one.
+bool has_nul(const std::string& text) { return text.find('\0') != std::string::npos; }
+
+}  // namespace
+
+const std::vector<const lysc_node*>& StepTargets::below(const lysc_node* parent, std::size_t step) {
+  const auto [entry, is_new] = known_.try_emplace({step, parent});
+  if (is_new) entry->second = step_targets(steps_[step], parent);
+  return entry->second;
+}
+
+bool takes_value(const lysc_node* leaf, const std::string& text) {
+  if (has_nul(text)) return false;
+  const LY_ERR verdict = validate(leaf, text, nullptr);
   return verdict == LY_SUCCESS || verdict == LY_EINCOMPLETE;
+}
+
+std::optional<std::string> canonical_value(const lysc_node* leaf, const std::string& text) {
+  if (has_nul(text)) return std::nullopt;
+  if (is_verbatim(leaf)) return text;
+  const char* canonical = nullptr;
+  const LY_ERR verdict = validate(leaf, text, &canonical);
+  std::optional<std::string> value;
+  if (canonical == nullptr) return value;
+  if (verdict == LY_SUCCESS || verdict == LY_EINCOMPLETE) value = canonical;
+  lydict_remove(leaf->module->ctx, canonical);
+  return value;
 }
 
 }  // namespace nexa::host

@@ -5,8 +5,11 @@
 
 #include <grpcpp/support/status.h>
 
+#include <map>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "gnmi.pb.h"
@@ -61,11 +64,30 @@ std::vector<const lysc_node*> schema_children(const lysc_node* parent);
 // the parent's module, at the top those of OpenConfig's modules, or else those of all modules.
 std::vector<const lysc_node*> step_targets(const SelectionStep& step, const lysc_node* parent);
 
+// What the steps mean below each schema node, asked once for a step and a node. One thread.
+class StepTargets {
+ public:
+  // `steps` outlives the object.
+  explicit StepTargets(const std::vector<SelectionStep>& steps) : steps_(steps) {}
+
+  // step_targets(); valid as long as the object.
+  const std::vector<const lysc_node*>& below(const lysc_node* parent, std::size_t step);
+
+ private:
+  const std::vector<SelectionStep>& steps_;
+  std::map<std::pair<std::size_t, const lysc_node*>, std::vector<const lysc_node*>> known_;
+};
+
 // The key leaf of a list that a key of the path names, or null.
 const lysc_node* key_leaf(const SelectionKey& key, const lysc_node* list);
 
 // Whether the type of a leaf or leaf-list takes the text. Logs nothing.
 bool takes_value(const lysc_node* leaf, const std::string& text);
+
+// The canonical form of a value that a path gives for a key or leaf-list entry; nothing when its
+// type does not take the text. A text that is its own canonical form is not asked for its pattern:
+// no data has it if the type does not take it. Logs nothing.
+std::optional<std::string> canonical_value(const lysc_node* leaf, const std::string& text);
 
 }  // namespace nexa::host
 

@@ -7,43 +7,56 @@
 #ifndef HOST_STORE_VALIDATION_ASSUMED_CONDITIONS_H_
 #define HOST_STORE_VALIDATION_ASSUMED_CONDITIONS_H_
 
+#include <deque>
 #include <optional>
 #include <vector>
 
 #include "store/tree.h"
 #include "store/validation/constraint_index.h"
+#include "store/validation/unsure_conditions.h"
 #include "store/validation/validation.h"
 
 namespace nexa::host {
 
+// One judgement. `priv` of the tree's nodes is null before, and after find_lost().
 class AssumedConditions {
  public:
-  // A node as it was.
-  struct Seen {
-    const lyd_node* node = nullptr;
-    const lysc_node* schema = nullptr;
-    bool is_default = false;
-  };
-
   // Marks every node of `tree` whose conditions were not judged before as one whose conditions
   // hold.
-  AssumedConditions(const ConstraintIndex& index, lyd_node* tree);
+  AssumedConditions(const ConstraintIndex& index, const UnsureConditions& unsure, lyd_node* tree);
 
-  // The first of these nodes, in the order of the tree, that `tree` does not hold any more.
-  std::optional<Violation> first_lost(const lyd_node* tree) const;
+  // The first of these nodes, in the order of the tree, that `tree` does not hold any more. Call
+  // once, after libyang's walk.
+  std::optional<Violation> find_lost(lyd_node* tree);
+
+  // Whether a given node is gone whose condition libyang may have judged before another that it
+  // depends on. After find_lost().
+  bool lost_unsure() const;
+
+  // Those that are there still, after find_lost().
+  std::vector<lyd_node*> left() const;
 
  private:
+  // A node's `priv` leads to this; nodes that libyang made meanwhile have none.
+  struct Mark {
+    lyd_node* node = nullptr;
+    bool is_left = false;
+  };
   struct Given {
-    Seen node;
-    Seen old;  // what a choice may have taken out with the node; null node: nothing
+    Mark* node = nullptr;
+    Mark* old = nullptr;  // what a choice may have taken out with the node; null: nothing
     Violation violation;
   };
 
   void mark(lyd_node* tree);
-  void note(const lyd_node* node, const NodeRules& rules);
+  void note(lyd_node* node, const NodeRules& rules);
+  Mark* mark_of(lyd_node* node);
 
   const ConstraintIndex& index_;
+  const UnsureConditions& unsure_;
+  std::deque<Mark> marks_;
   std::vector<Given> given_;
+  std::vector<const Mark*> unsure_marks_;
 };
 
 }  // namespace nexa::host

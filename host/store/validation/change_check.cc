@@ -3,83 +3,76 @@
 
 namespace nexa::host {
 
-ChangeCheck::Verdict ChangeCheck::judge(const lyd_node* diff) {
-  read(diff, {}, nullptr);
-  for (const Constraint* const constraint : index_.always()) {
-    each_instance(tree_, nullptr, constraint->node,
-                  [&](lyd_node* node) { demand(*constraint, node); });
+ChangeCheck::Verdict ChangeCheck::judge(std::size_t most_nodes) {
+  most_nodes_ = most_nodes;
+  unknown_ = index_.whole_everywhere();
+  read();
+  leave_modules();
+  return conclude();
+}
+
+ChangeCheck::Verdict ChangeCheck::judge_chains(const std::vector<lyd_node*>& given) {
+  judges_whole_ = true;
+  for (lyd_node* const node : given) states_.of(node).is_changed = true;
+  for (const Constraint* const constraint : index_.whens()) {
+    if (constraint->rank < 2) continue;
+    whens_[constraint->rank].fired.insert({constraint, nullptr});
   }
   return conclude();
 }
 
-ChangeCheck::Verdict ChangeCheck::judge_all_whens() {
-  is_all_new_ = true;
-  for (const Constraint* const constraint : index_.whens()) {
-    each_instance(tree_, nullptr, constraint->node,
-                  [&](lyd_node* node) { demand(*constraint, node); });
-  }
+ChangeCheck::Verdict ChangeCheck::judge_everything() {
+  judges_whole_ = true;
+  for (lyd_node* top = tree_; top != nullptr; top = top->next) changes_.emplace_back().node = top;
+  read();
+  reached_whole_ = false;
   return conclude();
 }
 
 ChangeCheck::Verdict ChangeCheck::conclude() {
   if (!stopped()) judge_whens();
+  for (const auto& [module, level] : top_levels_) unknown_ |= !judges_whole_ && is_left(module);
+  if (!stopped() && judges_whole_ && reached_whole_) demand_whole();
   if (!stopped()) judge_references();
   if (!stopped()) judge_musts();
-  for (std::size_t i = 0; i < levels_.size() && !stopped(); ++i) {
-    Level& level = levels_[i];
-    const lysc_node* const schema =
-        level.parent != nullptr && !level.gone ? level.parent->schema : nullptr;
-    if (level.gone || (schema != nullptr && !index_.rules(schema).structured)) continue;
-    if (schema != nullptr || has_data(level.module)) judge_structure(level, schema);
-  }
+  if (!stopped()) judge_levels();
   if (!stopped()) judge_uniques();
-  settle_default_flags();
-  if (violation_.has_value() && !unknown_) return Verdict::kInvalid;
+  if (!stopped()) settle_default_flags();
   if (unknown_) return Verdict::kUnknown;
-  for (const lyd_node* const node : created_) mark(const_cast<lyd_node*>(node), false);
-  for (const lyd_node* const node : changed_) mark(const_cast<lyd_node*>(node), false);
-  return Verdict::kValid;
+  return violation_.has_value() ? Verdict::kInvalid : Verdict::kValid;
+}
+
+// Without configured data of its own, a module keeps its defaults only when they stand alone.
+void ChangeCheck::leave_modules() {
+  std::vector<lyd_node*> nodes;
+  for (const auto& [module, level] : top_levels_) {
+    if (stopped() || !is_left(module)) continue;
+    for (lyd_node* node = tree_; node != nullptr; node = node->next) {
+      if (node->schema != nullptr && owner_module(node->schema) == module) nodes.push_back(node);
+    }
+  }
+  for (lyd_node* const node : nodes) drop(node);
+}
+
+// Whether only defaults are left of a module that do not stand alone.
+bool ChangeCheck::is_left(const lys_module* module) const {
+  if (schema_.has_standing_defaults(module)) return false;
+  bool has_any = false;
+  for (const lyd_node* node = tree_; node != nullptr; node = node->next) {
+    if (node->schema == nullptr || owner_module(node->schema) != module) continue;
+    if (holds_given(node)) return false;
+    has_any = true;
+  }
+  return has_any;
 }
 
 // libyang looks only at modules that have data.
 bool ChangeCheck::has_data(const lys_module* module) const {
   const lyd_node* node = tree_;
-  while (node != nullptr && (node->schema == nullptr || node->schema->module != module)) {
+  while (node != nullptr && (node->schema == nullptr || owner_module(node->schema) != module)) {
     node = node->next;
   }
   return node != nullptr;
-}
-
-// Whether the change itself asked for the node or its value, so that it may not go silently.
-bool ChangeCheck::is_from_change(const lyd_node* node) const {
-  if (changed_.count(node) != 0) return true;
-  return created_.count(node) != 0 && implicit_.count(node) == 0;
-}
-
-void ChangeCheck::mark(lyd_node* node, bool is_new) {
-  if (node->schema == nullptr) return;
-  const bool is_judged = !is_new && index_.rules(node->schema).conditional;
-  node->flags &= ~static_cast<std::uint32_t>(LYD_NEW | LYD_WHEN_TRUE);
-  if (is_new) node->flags |= LYD_NEW;
-  if (is_judged) node->flags |= LYD_WHEN_TRUE;
-}
-
-void ChangeCheck::mark_nodes() {
-  for (lyd_node* top = tree_; top != nullptr; top = top->next) {
-    each_node(top, [this](lyd_node* node) {
-      mark(node, created_.count(node) != 0 && implicit_.count(node) == 0);
-      if (changed_.count(node) != 0) node->flags &= ~static_cast<std::uint32_t>(LYD_WHEN_TRUE);
-    });
-  }
-}
-
-TreePtr ChangeCheck::take_changes() {
-  for (const lyd_node* const node : made_) {
-    if (is_gone(node)) continue;
-    if (!record_.add_created(node)) unknown_ = true;
-  }
-  made_.clear();
-  return record_.take();
 }
 
 void ChangeCheck::fail(Violation violation) {

@@ -1,275 +1,174 @@
-// Reads a libyang diff against the tree that it was applied to, and collects what is to be judged.
-#include <algorithm>
-#include <cstring>
-
+// Reads the list of changes against the tree that they were made to, and notes what is to be
+// judged.
 #include "store/validation/change_check.h"
 
 namespace nexa::host {
-namespace {
 
-constexpr std::string_view kNone = "none";
-constexpr std::string_view kCreate = "create";
-constexpr std::string_view kDelete = "delete";
-constexpr std::string_view kReplace = "replace";
-constexpr char kOperation[] = "operation";
-constexpr char kOldValue[] = "orig-value";
-constexpr char kOldDefault[] = "orig-default";
-
-const char* meta_of(const lyd_node* node, const char* name) {
-  for (const lyd_meta* meta = node->meta; meta != nullptr; meta = meta->next) {
-    if (std::strcmp(meta->name, name) == 0) return lyd_get_meta_value(meta);
+void ChangeCheck::read() {
+  is_reading_ = true;
+  const std::size_t count = changes_.size();
+  for (std::size_t i = 0; i < count; ++i) {
+    const TreeChange& change = changes_[i];
+    if (change.kind != TreeChange::Kind::kDeleted) continue;
+    NodeState& state = states_.of(change.node);
+    state.is_gone = true;
+    state.above = change.parent;
   }
-  return nullptr;
-}
-
-// Whether it makes a difference to its parent that no instance is there.
-bool matters_absent(const lysc_node* node) {
-  if ((node->flags & LYS_MAND_TRUE) != 0) return true;
-  if (node->parent != nullptr && node->parent->nodetype == LYS_CASE) return true;
-  if (node->nodetype == LYS_CONTAINER) return (node->flags & LYS_PRESENCE) == 0;
-  if (node->nodetype == LYS_LEAF) {
-    return reinterpret_cast<const lysc_node_leaf*>(node)->dflt != nullptr;
-  }
-  if (node->nodetype == LYS_LEAFLIST) {
-    const auto* const list = reinterpret_cast<const lysc_node_leaflist*>(node);
-    return list->dflts != nullptr || list->min != 0;
-  }
-  return node->nodetype == LYS_LIST && reinterpret_cast<const lysc_node_list*>(node)->min != 0;
-}
-
-}  // namespace
-
-lyd_node* find_among(const lyd_node* siblings, const lysc_node* schema) {
-  lyd_node* found = nullptr;
-  lyd_find_sibling_val(siblings, schema, nullptr, 0, &found);
-  return found;
-}
-
-lyd_node* climb(lyd_node* node, const lysc_node* schema) {
-  while (node != nullptr && node->schema != schema) node = lyd_parent(node);
-  return node;
-}
-
-std::vector<const lysc_node*> way_down(const lysc_node* top, const lysc_node* node) {
-  std::vector<const lysc_node*> way;
-  for (; node != nullptr && node != top; node = lysc_data_parent(node)) way.push_back(node);
-  if (node != top) way.clear();
-  std::reverse(way.begin(), way.end());
-  return way;
-}
-
-void ChangeCheck::read(const lyd_node* diff, std::string_view inherited, lyd_node* parent) {
-  for (; diff != nullptr && !unknown_; diff = diff->next) {
-    if (diff->schema == nullptr) {
+  for (std::size_t i = 0; i < count && !unknown_; ++i) {
+    const TreeChange& change = changes_[i];
+    if (change.node->schema == nullptr) {
       unknown_ = true;
-      return;
+      break;
     }
-    if (lysc_is_key(diff->schema) && parent != nullptr) continue;
-    const char* const own = meta_of(diff, kOperation);
-    read_one(diff, own != nullptr ? std::string_view(own) : inherited, parent);
+    if (change.kind == TreeChange::Kind::kDeleted) {
+      note_deleted(change.node, change.parent);
+      continue;
+    }
+    if (NodeStates::is_gone(change.node)) continue;
+    switch (change.kind) {
+      case TreeChange::Kind::kCreated:
+        note_created(change.node);
+        break;
+      case TreeChange::Kind::kValue:
+        note_value(change);
+        break;
+      case TreeChange::Kind::kFlag:
+        note_flag(change.node);
+        break;
+      case TreeChange::Kind::kMoved:
+        note_moved(change.node);
+        break;
+      case TreeChange::Kind::kDeleted:
+        break;
+    }
   }
+  is_reading_ = false;
 }
 
-void ChangeCheck::read_one(const lyd_node* diff, std::string_view operation, lyd_node* parent) {
-  if (operation == kDelete) return note_deleted(diff, parent);
-  const lyd_node* const siblings = parent != nullptr ? lyd_child(parent) : tree_;
-  lyd_node* node = nullptr;
-  if (siblings == nullptr || lyd_find_sibling_first(siblings, diff, &node) != LY_SUCCESS) {
+// Counts a node of this schema among those that the change touches. False when it is more than the
+// check of a change can or should judge.
+bool ChangeCheck::enter(const lysc_node* schema) {
+  ++nodes_;
+  if (schema == nullptr) {
     unknown_ = true;
-    return;
+    return false;
   }
-  if (operation == kCreate) return note_created(node);
-  if (operation == kReplace) {
-    const bool is_moved = (node->schema->nodetype & (LYS_LIST | LYS_LEAFLIST)) != 0;
-    note_changed(node, is_moved ? nullptr : meta_of(diff, kOldValue));
-  } else if (operation != kNone) {
-    unknown_ = true;
-    return;
-  } else if (meta_of(diff, kOldDefault) != nullptr &&
-             (node->schema->nodetype & LYD_NODE_TERM) != 0) {
-    touch(parent, node->schema);
-    dirty_.insert(level_of(parent, node->schema).number);
+  const NodeRules& rules = index_.rules(schema);
+  if (!rules.whole.empty() && index_.reaches_whole(schema)) {
+    reached_whole_ = true;
+    unknown_ |= !judges_whole_;
   }
-  read(lyd_child(diff), operation == kReplace ? kNone : operation, node);
+  unknown_ |= most_nodes_ != 0 && nodes_ > most_nodes_;
+  unknown_ |= (rules.foreign && !judges_whole_) || (schema->flags & LYS_CONFIG_R) != 0;
+  return !unknown_;
 }
 
 void ChangeCheck::note_created(lyd_node* root) {
+  states_.of(root).is_created = true;
   each_node(root, [this](lyd_node* node) {
-    created_.insert(node);
-    unknown_ |= node->schema == nullptr;
-  });
-  if (unknown_) return;
-  touch(lyd_parent(root), root->schema);
-  Level& level = level_of(lyd_parent(root), root->schema);
-  dirty_.insert(level.number);
-  level.arrivals.push_back(root);
-  each_node(root, [this](lyd_node* node) {
+    if (unknown_ || node->schema == nullptr) return;
     const NodeRules& rules = index_.rules(node->schema);
     rules.seen = true;
-    unknown_ |= rules.foreign || (node->schema->flags & LYS_CONFIG_R) != 0;
-    for (const Constraint* const constraint : rules.own) demand(*constraint, node);
-    fire(node->schema, node, Event::kCreated, nullptr);
+    if (!enter(node->schema)) return;
+    if (judges_whole_ && (node->flags & LYD_NEW) == 0) {
+      states_.of(node).has_stood = true;
+      states_.of(node).is_old = rules.conditional && (node->flags & LYD_WHEN_TRUE) != 0;
+    }
+    // As after a validation: a violation undoes the creation.
+    node->flags &= ~static_cast<std::uint32_t>(LYD_NEW | LYD_WHEN_TRUE);
+    if (rules.conditional) node->flags |= LYD_WHEN_TRUE;
     if ((node->schema->nodetype & LYD_NODE_INNER) == 0) return;
+    states_.of(node).is_created = true;
     Level& below = level_of(node, nullptr);
     below.fresh = true;
-    dirty_.insert(below.number);
+    make_dirty(below);
+  });
+  if (unknown_) return;
+  lyd_node* const parent = lyd_parent(root);
+  Level& level = touch(parent, root->schema);
+  make_dirty(level);
+  if (!level.fresh || parent == nullptr) level.arrivals.push_back(root);
+  each_node(root, [this](lyd_node* node) {
+    demand_own(node);
+    fire(node->schema, node, Event::kCreated, nullptr);
   });
 }
 
-void ChangeCheck::note_deleted(const lyd_node* root, lyd_node* parent) {
+void ChangeCheck::note_deleted(lyd_node* root, lyd_node* parent) {
   fire_deleted(root, parent);
-  touch(parent, root->schema);
-  dirty_.insert(level_of(parent, root->schema).number);
+  if (parent != nullptr && NodeStates::is_gone(parent)) return;
+  make_dirty(touch(parent, root->schema));
   note_emptied(parent);
 }
 
 // A container without presence that holds nothing explicit any more may not keep its case alive.
 void ChangeCheck::note_emptied(lyd_node* node) {
-  for (; node != nullptr && (node->flags & LYD_DEFAULT) != 0; node = lyd_parent(node)) {
+  for (; node != nullptr && is_default(node); node = lyd_parent(node)) {
     if (node->schema->nodetype != LYS_CONTAINER) return;
-    touch(lyd_parent(node), node->schema);
-    dirty_.insert(level_of(lyd_parent(node), node->schema).number);
+    make_dirty(touch(lyd_parent(node), node->schema));
   }
 }
 
-void ChangeCheck::note_changed(lyd_node* node, const char* old_value) {
+void ChangeCheck::note_value(const TreeChange& change) {
+  lyd_node* const node = change.node;
   any_gone_ = true;
-  const NodeRules& rules = index_.rules(node->schema);
-  unknown_ |= rules.foreign;
-  if (old_value != nullptr) changed_.insert(node);
-  for (const Constraint* const constraint : rules.own) demand(*constraint, node);
-  fire(node->schema, node, Event::kChanged, old_value);
-  if ((node->flags & LYD_DEFAULT) != 0) touch(lyd_parent(node), node->schema);
+  if (!enter(node->schema)) return;
+  states_.of(node).is_changed = !is_default(node);
+  if (index_.rules(node->schema).conditional) node->flags |= LYD_WHEN_TRUE;
+  node->flags &= ~static_cast<std::uint32_t>(LYD_NEW);
+  demand_own(node);
+  fire(node->schema, node, Event::kChanged, change.old_value.c_str());
+  if (((node->flags ^ change.old_flags) & LYD_DEFAULT) != 0) note_flag(node);
+}
+
+// What is given and what is a default tells which case of a choice stands.
+void ChangeCheck::note_flag(lyd_node* node) {
+  if (!enter(node->schema)) return;
+  if ((node->schema->nodetype & LYD_NODE_TERM) != 0) {
+    states_.of(node).is_changed = !is_default(node);
+    if (index_.rules(node->schema).conditional) node->flags |= LYD_WHEN_TRUE;
+    node->flags &= ~static_cast<std::uint32_t>(LYD_NEW);
+    demand_own(node);
+  }
+  make_dirty(touch(lyd_parent(node), node->schema));
+  if (is_default(node)) note_emptied(lyd_parent(node));
+}
+
+void ChangeCheck::note_moved(lyd_node* node) {
+  if (!enter(node->schema)) return;
+  demand_own(node);
+  fire(node->schema, node, Event::kChanged, nullptr);
 }
 
 Level& ChangeCheck::level_of(lyd_node* parent, const lysc_node* child) {
-  const void* const key = parent != nullptr ? static_cast<const void*>(parent) : child->module;
-  Level*& level = level_index_[key];
-  if (level == nullptr) {
-    level = &levels_.emplace_back();
-    level->number = levels_.size() - 1;
-    level->parent = parent;
-    if (parent == nullptr) {
-      level->module = child->module;
-      level->fresh = true;
-    }
+  Level** place = nullptr;
+  if (parent != nullptr) {
+    place = &states_.of(parent).level;
+  } else {
+    place = &top_levels_[owner_module(child)];
   }
-  return *level;
+  if (*place == nullptr) {
+    *place = &levels_.emplace_back();
+    Level& level = **place;
+    level.number = levels_.size() - 1;
+    level.parent = parent;
+    if (parent == nullptr) level.module = owner_module(child);
+    level.fresh = parent == nullptr;
+    for (const lyd_node* above = parent; above != nullptr; above = lyd_parent(above)) ++level.depth;
+  }
+  return **place;
 }
 
-void ChangeCheck::touch(lyd_node* parent, const lysc_node* child) {
+Level& ChangeCheck::touch(lyd_node* parent, const lysc_node* child) {
   Level& level = level_of(parent, child);
   if (!contains(level.touched, child)) level.touched.push_back(child);
+  return level;
 }
 
-void ChangeCheck::fire(const lysc_node* schema, lyd_node* start, Event event,
-                       const char* old_value) {
-  const NodeRules& rules = index_.rules(schema);
-  const bool is_entry = schema->nodetype == LYS_LIST && event == Event::kCreated;
-  if (rules.in_unique || is_entry) touch_uniques(schema, start);
-  for (const Constraint* const constraint : rules.watchers) {
-    const bool is_reference = constraint->kind == Constraint::Kind::kReference;
-    if (is_reference && event == Event::kCreated) continue;
-    if (constraint->target != nullptr && constraint->target != schema) continue;
-    lyd_node* reach = nullptr;
-    if (constraint->reach != nullptr) {
-      reach = climb(start, constraint->reach);
-      if (reach == nullptr || created_.count(reach) != 0) continue;
-    }
-    if (constraint->target != nullptr) {
-      if (old_value != nullptr) lost_[{constraint, reach}].insert(old_value);
-    } else if (fired_.insert({constraint, reach}).second) {
-      demand_all(*constraint, reach);
-    }
-  }
-}
-
-void ChangeCheck::demand_all(const Constraint& constraint, lyd_node* reach) {
-  if (index_.may_exist(constraint.node)) {
-    each_instance(tree_, reach, constraint.node,
-                  [this, &constraint](lyd_node* node) { demand(constraint, node); });
-  }
-  if (constraint.kind != Constraint::Kind::kWhen || !matters_absent(constraint.node)) return;
-  const lysc_node* const parent = lysc_data_parent(constraint.node);
-  const auto retry = [this, &constraint](lyd_node* above) {
-    Level& level = level_of(above, constraint.node);
-    if (!contains(level.retry, constraint.node)) level.retry.push_back(constraint.node);
-    dirty_.insert(level.number);
-  };
-  if (parent == nullptr) {
-    retry(nullptr);
-  } else if (stands_below(parent, constraint.reach)) {
-    each_instance(tree_, reach, parent, retry);
-  }
-}
-
-void ChangeCheck::demand(const Constraint& constraint, lyd_node* node) {
-  if (!demanded_.insert({&constraint, node}).second) return;
-  switch (constraint.kind) {
-    case Constraint::Kind::kWhen:
-      whens_[constraint.rank].emplace_back(&constraint, node);
-      break;
-    case Constraint::Kind::kReference:
-      references_.emplace_back(&constraint, node);
-      break;
-    case Constraint::Kind::kMust:
-      musts_.emplace_back(&constraint, node);
-      break;
-  }
-}
-
-// `start`: the node itself or, when it is gone, its parent.
-void ChangeCheck::touch_uniques(const lysc_node* schema, lyd_node* start) {
-  (void)schema;
-  for (lyd_node* node = start; node != nullptr; node = lyd_parent(node)) {
-    if (node->schema->nodetype != LYS_LIST) continue;
-    const auto* const list = reinterpret_cast<const lysc_node_list*>(node->schema);
-    if (list->uniques != nullptr) uniques_.insert({lyd_parent(node), list});
-  }
-}
-
-// Takes a node out of the tree that validation does not leave there.
-void ChangeCheck::drop(lyd_node* node) {
-  if (stopped()) return;
-  lyd_node* const parent = lyd_parent(node);
-  const bool is_own = implicit_.count(node) != 0;
-  if (!is_own && !record_.add_deleted(node)) {
-    unknown_ = true;
-    return;
-  }
-  forget(node);
-  if (node == tree_) tree_ = node->next;
-  lyd_unlink_tree(node);
-  dropped_.emplace_back(node);
-  touch(parent, node->schema);
-  note_emptied(parent);
-  // What came with this very validation was watched when it came.
-  if (!is_own) fire_deleted(node, parent);
-}
-
-void ChangeCheck::fire_deleted(const lyd_node* root, lyd_node* parent) {
-  any_gone_ = true;
-  each_node(const_cast<lyd_node*>(root), [this, parent](const lyd_node* node) {
-    if (node->schema == nullptr) return;
-    const bool is_term = (node->schema->nodetype & LYD_NODE_TERM) != 0;
-    fire(node->schema, parent, Event::kDeleted, is_term ? lyd_get_value(node) : nullptr);
-  });
-}
-
-// What was noted about the nodes stays in the lists, and is passed over there: looking for it would
-// cost all lists for each node. The nodes live on in `dropped_`, so that no other takes their
-// place.
-void ChangeCheck::forget(lyd_node* root) {
-  each_node(root, [this](const lyd_node* node) {
-    gone_.insert(node);
-    created_.erase(node);
-    changed_.erase(node);
-    implicit_.erase(node);
-    const auto level = level_index_.find(node);
-    if (level == level_index_.end()) return;
-    level->second->gone = true;
-    level_index_.erase(level);
-  });
+void ChangeCheck::make_dirty(Level& level) {
+  if (level.dirty) return;
+  level.dirty = true;
+  dirty_.emplace(level.depth, level.number);
 }
 
 }  // namespace nexa::host

@@ -1,12 +1,12 @@
-// libyang names the nodes that an expression looks at (its atoms); the text of the expression says
-// how far up it can go. A node that neither bounds is held to look anywhere.
+// Reads every constraint of the compiled schema and hands it to the nodes that it looks at.
 #include "store/validation/constraint_index.h"
 
 #include <libyang/plugins_exts.h>
 
 #include <algorithm>
 
-#include "store/validation/expression_reach.h"
+#include "store/validation/tree_walk.h"
+#include "store/validation/xpath_tree.h"
 
 namespace nexa::host {
 namespace {
@@ -38,15 +38,35 @@ bool is_structured(const lysc_node* child) {
   return list->min != 0 || list->max != 0 || list->uniques != nullptr;
 }
 
-const lysc_node* ancestor_at(const lysc_node* node, int levels_up) {
-  for (; node != nullptr && levels_up > 0; --levels_up) node = lysc_data_parent(node);
-  return node;
+// Whether an instance can come by itself.
+bool may_be_implicit(const lysc_node* node) {
+  if (node->nodetype == LYS_CONTAINER) return (node->flags & LYS_PRESENCE) == 0;
+  if (node->nodetype == LYS_LEAF) {
+    return reinterpret_cast<const lysc_node_leaf*>(node)->dflt != nullptr;
+  }
+  return node->nodetype == LYS_LEAFLIST &&
+         reinterpret_cast<const lysc_node_leaflist*>(node)->dflts != nullptr;
 }
 
-// Whether every step up stands at the beginning: then the path is a way down from one node.
-bool goes_up_first(std::string_view path) {
-  while (path.substr(0, 3) == "../") path.remove_prefix(3);
-  return path.find("..") == std::string_view::npos;
+std::uint32_t fewest(const lysc_node* node) {
+  if (node->nodetype == LYS_LIST) return reinterpret_cast<const lysc_node_list*>(node)->min;
+  if (node->nodetype != LYS_LEAFLIST) return 0;
+  return reinterpret_cast<const lysc_node_leaflist*>(node)->min;
+}
+
+// Whether libyang may ask for the condition of the node, or of a choice around it, without one.
+bool may_be_missed(const lysc_node* node) {
+  if (fewest(node) != 0) return true;
+  do {
+    if ((node->flags & LYS_MAND_TRUE) != 0) return true;
+    node = node->parent;
+  } while (node != nullptr && (node->nodetype & (LYS_CHOICE | LYS_CASE)) != 0);
+  return false;
+}
+
+void sort_once(std::vector<const Constraint*>& constraints) {
+  std::sort(constraints.begin(), constraints.end());
+  constraints.erase(std::unique(constraints.begin(), constraints.end()), constraints.end());
 }
 
 // Whether a type has other checks on the whole tree than a plain leafref's.
@@ -58,6 +78,11 @@ bool stands_below(const lysc_node* node, const lysc_node* ancestor) {
   if (ancestor == nullptr) return true;
   while (node != nullptr && node != ancestor) node = lysc_data_parent(node);
   return node != nullptr;
+}
+
+bool matters_absent(const lysc_node* node) {
+  if ((node->flags & LYS_MAND_TRUE) != 0 || may_be_implicit(node) || fewest(node) != 0) return true;
+  return node->parent != nullptr && (node->parent->nodetype & (LYS_CASE | LYS_CHOICE)) != 0;
 }
 
 bool needs_instance(const lysc_type* type) {
@@ -76,23 +101,14 @@ bool needs_instance(const lysc_type* type) {
   return false;
 }
 
-ConstraintIndex::ConstraintIndex(const ly_ctx* context) {
+ConstraintIndex::ConstraintIndex(const ly_ctx* context) : context_(context) {
   std::uint32_t at = 0;
   while (const lys_module* const module = ly_ctx_get_module_iter(context, &at)) {
     if (module->implemented != 0 && module->compiled != nullptr) {
       add_children(nullptr, module->compiled);
     }
   }
-  for (auto& [node, constraints] : below_) {
-    (void)constraints;
-    watch_below(node);
-  }
-  for (auto& [node, rules] : rules_) {
-    (void)node;
-    std::sort(rules.watchers.begin(), rules.watchers.end());
-    rules.watchers.erase(std::unique(rules.watchers.begin(), rules.watchers.end()),
-                         rules.watchers.end());
-  }
+  spread();
   rank_whens();
 }
 
@@ -167,6 +183,8 @@ void ConstraintIndex::add_whens(const lysc_node* node) {
       Constraint& constraint = add(Constraint::Kind::kWhen, node);
       constraint.owner = owner;
       constraint.when = whens[i];
+      constraint.absent_matters = matters_absent(node);
+      constraint.absent_parent = lysc_data_parent(node);
       rules_[node].conditional = true;
       watch(constraint, whens[i]->context, whens[i]->cond, whens[i]->prefixes);
     }
@@ -201,9 +219,12 @@ void ConstraintIndex::add_reference(const lysc_node* node, const lysc_type* type
     return;
   }
   const auto* const leafref = reinterpret_cast<const lysc_type_leafref*>(type);
-  atoms_[&constraint].clear();
-  watch(constraint, node, leafref->path, leafref->prefixes);
-  const PlainPath plain = plain_path(constraint, leafref);
+  const ExpressionPaths paths = watch(constraint, node, leafref->path, leafref->prefixes);
+  const std::optional<XpathExpression> parsed = parse_xpath(lyxp_get_expr(leafref->path));
+  PlainPath plain;
+  if (paths.is_proven() && paths.targets.size() == 1 && parsed && is_plain_path(*parsed)) {
+    plain = {paths.reach, paths.targets[0]};
+  }
   if (is_union(type_of(node))) {
     constraint.members.push_back(plain);
   } else {
@@ -211,67 +232,70 @@ void ConstraintIndex::add_reference(const lysc_node* node, const lysc_type* type
   }
 }
 
-PlainPath ConstraintIndex::plain_path(const Constraint& constraint,
-                                      const lysc_type_leafref* type) const {
-  const std::string_view path = lyxp_get_expr(type->path);
-  const ExpressionReach reach = reach_of(path);
-  const auto atoms = atoms_.find(&constraint);
-  if (reach.opaque || reach.filtered || !goes_up_first(path) || atoms == atoms_.end()) return {};
-  if (!reach.absolute && constraint.reach != ancestor_at(constraint.node, reach.levels_up)) {
-    return {};
+ExpressionPaths ConstraintIndex::watch(Constraint& constraint, const lysc_node* context,
+                                       const lyxp_expr* expression, const lysc_prefix* prefixes) {
+  ExpressionSite site;
+  site.context = context_;
+  site.node = context;
+  site.module = constraint.owner->module;
+  site.prefixes = prefixes;
+  if (constraint.kind == Constraint::Kind::kWhen && may_be_missed(constraint.node)) {
+    site.absent = constraint.node;
   }
-  const lysc_node* target = nullptr;
-  for (const lysc_node* const atom : atoms->second) {
-    if ((atom->nodetype & LYD_NODE_TERM) == 0 || atom == constraint.node) continue;
-    if (target != nullptr) return {};
-    target = atom;
+  ExpressionPaths paths = paths_of(lyxp_get_expr(expression), site);
+  const bool is_first = looks_.count(&constraint) == 0;
+  Looks& looks = looks_[&constraint];
+  looks.visited.insert(looks.visited.end(), paths.visited.begin(), paths.visited.end());
+  looks.asked.insert(looks.asked.end(), paths.asked.begin(), paths.asked.end());
+  constraint.reach = is_first || constraint.reach == paths.reach ? paths.reach : nullptr;
+  if (constraint.whole.empty()) constraint.whole = paths.reason;
+  if (constraint.hazard.empty()) constraint.hazard = paths.hazard;
+  constraint.anywhere |= paths.anywhere;
+  is_risky_ |= !paths.hazard.empty();
+  for (const lysc_node* const asked : paths.asked) {
+    asks_other_modules_ |=
+        may_be_implicit(asked) && owner_module(asked) != owner_module(constraint.node);
   }
-  return {constraint.reach, target};
+  asks_other_modules_ |= paths.anywhere;
+  return paths;
 }
 
-void ConstraintIndex::watch(Constraint& constraint, const lysc_node* context,
-                            const lyxp_expr* expression, const lysc_prefix* prefixes) {
-  const ExpressionReach reach = reach_of(lyxp_get_expr(expression));
-  ly_set* found = nullptr;
-  const LY_ERR status =
-      lys_find_expr_atoms(context, constraint.owner->module, expression, prefixes, 0, &found);
-  const SetPtr atoms(found);
-  if (status != LY_SUCCESS || atoms == nullptr || reach.opaque) {
-    constraint.rank = kDeepestWhenChain + 1;
-    always_.push_back(&constraint);
-    return;
-  }
-  constraint.reach = reach.absolute ? nullptr : ancestor_at(context, reach.levels_up);
-  std::vector<const lysc_node*>& nodes = atoms_[&constraint];
-  for (std::uint32_t i = 0; i < atoms->count; ++i) {
-    const lysc_node* const atom = atoms->snodes[i];
-    if (!stands_below(atom, constraint.reach)) constraint.reach = nullptr;
-    nodes.push_back(atom);
-  }
-  for (const lysc_node* const atom : nodes) {
-    rules_[atom].watchers.push_back(&constraint);
-    const bool is_inner = (atom->nodetype & LYD_NODE_INNER) != 0;
-    const bool is_last = std::none_of(nodes.begin(), nodes.end(), [atom](const lysc_node* other) {
-      return lysc_data_parent(other) == atom;
-    });
-    if (reach.texts && is_inner && is_last) below_[atom].push_back(&constraint);
-  }
-}
-
-// The text of an inner node is the text of all below it.
-void ConstraintIndex::watch_below(const lysc_node* node) {
-  const std::vector<const Constraint*>& constraints = below_[node];
-  std::vector<const lysc_node*> open = {node};
-  while (!open.empty()) {
-    const lysc_node* const parent = open.back();
-    open.pop_back();
-    const lysc_node* child = nullptr;
-    while ((child = lys_getnext(child, parent, nullptr, 0)) != nullptr) {
-      std::vector<const Constraint*>& watchers = rules_[child].watchers;
-      watchers.insert(watchers.end(), constraints.begin(), constraints.end());
-      if ((child->nodetype & (LYS_CONTAINER | LYS_LIST)) != 0) open.push_back(child);
+// Hands each constraint to the nodes that it looks at.
+void ConstraintIndex::spread() {
+  for (const Constraint& constraint : constraints_) {
+    const bool is_whole = !constraint.whole.empty();
+    if (is_whole) {
+      whole_.push_back(&constraint);
+      rules_[constraint.node].whole.push_back(&constraint);
+    }
+    const auto looks = looks_.find(&constraint);
+    if (looks == looks_.end()) continue;
+    for (const lysc_node* const node : looks->second.visited) {
+      NodeRules& rules = rules_[node];
+      (is_whole ? rules.whole : rules.watchers).push_back(&constraint);
     }
   }
+  for (auto& [node, rules] : rules_) {
+    (void)node;
+    sort_once(rules.watchers);
+    sort_once(rules.whole);
+  }
+}
+
+bool ConstraintIndex::may_judge(const Constraint& constraint) const {
+  return constraint.absent_matters || may_exist(constraint.node);
+}
+
+bool ConstraintIndex::reaches_whole(const lysc_node* node) const {
+  const std::vector<const Constraint*>& whole = rules(node).whole;
+  return std::any_of(whole.begin(), whole.end(),
+                     [this](const Constraint* constraint) { return may_judge(*constraint); });
+}
+
+bool ConstraintIndex::whole_everywhere() const {
+  return std::any_of(whole_.begin(), whole_.end(), [this](const Constraint* constraint) {
+    return constraint->anywhere && may_judge(*constraint);
+  });
 }
 
 void ConstraintIndex::rank_whens() {
@@ -293,9 +317,9 @@ bool ConstraintIndex::has_condition_above(const lysc_node* node) const {
 int ConstraintIndex::rank_of(Constraint& constraint, int depth) {
   if (constraint.rank != 0 || depth > kDeepestWhenChain) return constraint.rank;
   int highest = 0;
-  for (const lysc_node* const atom : atoms_[&constraint]) {
-    if (atom == constraint.node) continue;
-    for (const Constraint* const other : rules_[atom].own) {
+  for (const lysc_node* const seen : looks_[&constraint].visited) {
+    if (seen == constraint.node) continue;
+    for (const Constraint* const other : rules_[seen].own) {
       if (other->kind != Constraint::Kind::kWhen) continue;
       highest = std::max(highest, rank_of(const_cast<Constraint&>(*other), depth + 1));
     }

@@ -1,16 +1,21 @@
 // Which constraints does a schema node touch? Walks the compiled schema once and notes for each
 // data node the constraints that it states itself and those whose expressions look at it.
+//
+// A constraint is *proven* when all that its expression looks at is known (xpath_paths.h), so that
+// a change can be judged by asking the constraints that it touches. Every other is *whole*: a
+// change that can reach it is left to libyang over the whole tree.
 #ifndef HOST_STORE_VALIDATION_CONSTRAINT_INDEX_H_
 #define HOST_STORE_VALIDATION_CONSTRAINT_INDEX_H_
 
 #include <cstdint>
 #include <deque>
+#include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
 #include "store/tree.h"
-#include "store/validation/expression_reach.h"
+#include "store/validation/xpath_paths.h"
 
 namespace nexa::host {
 
@@ -31,8 +36,18 @@ struct Constraint {
   const lysc_node* owner = nullptr;  // states it: the node, or for `when` a choice or case above
   const lysc_must* must = nullptr;
   const lysc_when* when = nullptr;
-  const lysc_node* reach = nullptr;   // it looks at nothing outside this node; null: the whole tree
-  int rank = 0;                       // when: after all those that its expression depends on
+  const lysc_node* reach = nullptr;  // it looks at nothing outside this node; null: the whole tree
+  int rank = 0;                      // when: after all those that its expression depends on
+  // kWhen: without an instance something may be missed while the condition holds: a default, a
+  // mandatory node or choice, a count, or the case that the node would keep. When the condition may
+  // have turned true, the level below each instance of `absent_parent` (null: the top level of the
+  // node's module) is to be judged again. Each node that a choice's or case's `when` governs has a
+  // constraint of its own.
+  bool absent_matters = false;
+  const lysc_node* absent_parent = nullptr;
+  std::string whole;      // why it is whole, in words for a model's author; empty: it is proven
+  std::string hazard;     // what libyang may die of when it judges this; empty: nothing known
+  bool anywhere = false;  // whole, and reached by every change
   const lysc_node* target = nullptr;  // kReference: where a leafref's plain path leads, else null
   std::vector<PlainPath> members;     // kReference: the leafrefs among a union's members
 };
@@ -44,6 +59,7 @@ struct NodeRules {
   bool structured = false;                  // children with counts, uniques, mandatory or choices
   bool foreign = false;                     // judged by an extension: only libyang can
   bool in_unique = false;                   // leaf of some list's `unique`
+  std::vector<const Constraint*> whole;     // reached when an instance comes, goes or changes
   mutable bool seen = false;                // an instance was in the tree at some time
 };
 
@@ -60,11 +76,29 @@ class ConstraintIndex {
 
   const NodeRules& rules(const lysc_node* node) const;
 
-  // Constraints whose expressions can look anywhere: judged with every change.
-  const std::vector<const Constraint*>& always() const { return always_; }
+  // Every constraint, in the order of the schema. Pointers hold as long as the index.
+  const std::deque<Constraint>& constraints() const { return constraints_; }
+
+  // The constraints that only libyang can judge, over the whole tree.
+  const std::vector<const Constraint*>& whole() const { return whole_; }
+
+  // Whether a change of an instance of `node` (by coming, by going, by value, by its place among
+  // the entries that the user orders) can reach a whole constraint. One whose node was never seen
+  // and whose absence does not matter counts for nothing.
+  bool reaches_whole(const lysc_node* node) const;
+
+  // Whether every change can reach a whole constraint.
+  bool whole_everywhere() const;
+
+  // Whether judging some constraint may end the process: whole judgements belong into a child.
+  bool is_risky() const { return is_risky_; }
 
   // References that any deletion can break: to instances that the value itself names.
   const std::vector<const Constraint*>& by_value() const { return by_value_; }
+
+  // Whether some expression asks for a default of another module's tree. libyang judges one module
+  // after the other, each before it completes the next one.
+  bool asks_other_modules() const { return asks_other_modules_; }
 
   // Whether some `when` depends on a node that has one itself, or stands below one.
   bool has_when_chains() const { return has_when_chains_; }
@@ -75,21 +109,27 @@ class ConstraintIndex {
   void add_node(const lysc_node* node);
   void add_whens(const lysc_node* node);
   void add_reference(const lysc_node* node, const lysc_type* type);
-  PlainPath plain_path(const Constraint& constraint, const lysc_type_leafref* type) const;
   Constraint& add(Constraint::Kind kind, const lysc_node* node);
-  void watch(Constraint& constraint, const lysc_node* context, const lyxp_expr* expression,
-             const lysc_prefix* prefixes);
-  void watch_below(const lysc_node* node);
+  ExpressionPaths watch(Constraint& constraint, const lysc_node* context,
+                        const lyxp_expr* expression, const lysc_prefix* prefixes);
+  void spread();
+  bool may_judge(const Constraint& constraint) const;
   void rank_whens();
   bool has_condition_above(const lysc_node* node) const;
   int rank_of(Constraint& constraint, int depth);
 
+  const ly_ctx* context_;
   std::unordered_map<const lysc_node*, NodeRules> rules_;
   std::deque<Constraint> constraints_;
-  std::vector<const Constraint*> always_;
+  std::vector<const Constraint*> whole_;
   std::vector<const Constraint*> by_value_;
-  std::unordered_map<const lysc_node*, std::vector<const Constraint*>> below_;
-  std::unordered_map<const Constraint*, std::vector<const lysc_node*>> atoms_;
+  struct Looks {
+    std::vector<const lysc_node*> visited;
+    std::vector<const lysc_node*> asked;
+  };
+  std::unordered_map<const Constraint*, Looks> looks_;
+  bool is_risky_ = false;
+  bool asks_other_modules_ = false;
   NodeRules none_;
   std::vector<const Constraint*> whens_;
   bool has_when_chains_ = false;
@@ -98,6 +138,9 @@ class ConstraintIndex {
 
 // Whether `ancestor` is `node` or stands above it among the data nodes; null is above everything.
 bool stands_below(const lysc_node* node, const lysc_node* ancestor);
+
+// Whether it makes a difference to its parent that no instance of a data node is there.
+bool matters_absent(const lysc_node* node);
 
 // Whether a reference of this type needs an instance that is there.
 bool needs_instance(const lysc_type* type);

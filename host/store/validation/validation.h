@@ -3,14 +3,18 @@
 #ifndef HOST_STORE_VALIDATION_VALIDATION_H_
 #define HOST_STORE_VALIDATION_VALIDATION_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "store/tree.h"
+#include "store/tree_change.h"
 
 namespace nexa::host {
+
+class StandingDefaults;
 
 struct Violation {
   enum class Kind : std::uint8_t {
@@ -24,6 +28,9 @@ struct Violation {
 };
 
 // Knows the constraints of the loaded schema; built once, read by one thread at a time.
+//
+// A module's defaults that need no configured data (RFC 7950, section 7.6.1) are complete in every
+// tree that was judged, also where the module has no data, unless they would not be valid alone.
 class Validator {
  public:
   Validator();  // over kestrel::context()
@@ -33,23 +40,37 @@ class Validator {
 
   struct Outcome {
     std::optional<Violation> violation;
-    // What validation itself changed: nodes whose when is false now and that were deleted, cases
-    // that gave way, defaults that came or went. A libyang diff that applies to the tree as
-    // validation found it. Apply it after the commit's own: libyang cannot merge two diffs when the
-    // later one deletes what the earlier one went below, nor reverse one that deletes user-ordered
-    // nodes. Null after a violation that the whole tree showed.
-    TreePtr changes;
-    bool whole_tree = false;  // every constraint was asked, not only those that the change touches
+    // The change can reach what only the whole tree can judge, or is so large that the walk over
+    // the whole tree is cheaper. Undo `changes` and ask judge_whole.
+    bool needs_whole = false;
   };
 
-  // Judges `tree`, which was valid before `diff` (a libyang diff with defaults) was applied to it.
-  // Null: what was changed is not known, and every constraint is asked.
-  // Completes defaults. After a violation the tree may hold part of the changes.
-  Outcome validate_change(lyd_node*& tree, const lyd_node* diff);
+  // Judges `tree`, which was valid before `changes` were made to it, and completes it. What
+  // validation itself changes is appended to `changes` with `is_implicit` set: defaults that come
+  // or go, nodes whose `when` is false now, cases that give way, default flags of containers. So
+  // undo_changes takes everything back, whatever the outcome is.
+  // The change leaves no two instances of what may stand once, and no new container without
+  // presence that holds nothing. `total_nodes`: about as many as the tree has, for the decision
+  // which way is cheaper; 0 never decides for the whole tree by cost. `priv` of every node is null
+  // before and after the call.
+  Outcome judge_change(lyd_node*& tree, TreeChanges& changes, std::size_t total_nodes = 0);
 
-  // Judges all of `tree`: mandatory and defaults of modules that have data in it. Does not report
-  // changes: to compare two trees costs more than to judge one.
-  Outcome validate_all(lyd_node*& tree);
+  // Judges all of `tree` and completes its defaults. `tree` holds explicit nodes, each marked by
+  // mark_node: an old one whose `when` is false now is deleted, a new one is a violation. After a
+  // violation the tree is to be thrown away.
+  std::optional<Violation> judge_whole(lyd_node*& tree);
+
+  // Tells judge_whole whether `node`, without what is below it, stood in the tree before; also as a
+  // default. mark_changed: a leaf that did, as a default or with another value.
+  void mark_node(lyd_node* node, bool is_new) const;
+  void mark_changed(lyd_node* leaf) const;
+
+  // Modules whose defaults are in the tree without any data of theirs.
+  const StandingDefaults& standing_defaults() const;
+
+  // Whether libyang may crash when it judges data of the loaded schema: then judge_whole belongs
+  // into a process that may die.
+  bool is_risky() const;
 
  private:
   struct State;

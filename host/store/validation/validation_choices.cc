@@ -14,43 +14,67 @@ bool has_choice(const lysc_node* branch) {
   return false;
 }
 
-// Whether default entries of a leaf-list stand among explicit ones.
-bool has_defaults_beside(const lyd_node* node) {
-  const auto* const list = reinterpret_cast<const lysc_node_leaflist*>(node->schema);
-  if (list->dflts == nullptr) return false;
-  const lyd_node* entry = find_among(node, node->schema);
-  for (; entry != nullptr && entry->schema == node->schema; entry = entry->next) {
-    if ((entry->flags & LYD_DEFAULT) != (node->flags & LYD_DEFAULT)) return true;
-  }
-  return false;
+bool is_inside(const lysc_node* node, const lysc_node* above) {
+  while (node != nullptr && node != above) node = node->parent;
+  return node != nullptr;
 }
 
 }  // namespace
 
 void ChangeCheck::settle_choices(Level& level) {
   const lysc_node* const schema = level.parent != nullptr ? level.parent->schema : nullptr;
-  if (schema != nullptr && !index_.rules(schema).structured) return;
-  const lysc_module* const module = schema == nullptr ? level.module->compiled : nullptr;
-  const lysc_node* node = nullptr;
-  while (!stopped() &&
-         (node = lys_getnext(node, schema, module, LYS_GETNEXT_WITHCHOICE)) != nullptr) {
-    if (node->nodetype != LYS_CHOICE || (node->flags & LYS_CONFIG_R) != 0) continue;
-    settle_choice(level, reinterpret_cast<const lysc_node_choice*>(node));
+  for (const lysc_node* const choice : schema_.plans->plan(schema, level.module).choices) {
+    if (stopped()) return;
+    if (level.fresh || is_touched(level, choice)) {
+      settle_choice(level, reinterpret_cast<const lysc_node_choice*>(choice));
+    }
   }
 }
 
-CaseData ChangeCheck::data_of(const Level& level, const lysc_node* branch) const {
-  CaseData data;
-  const lysc_node* node = nullptr;
-  while ((node = lys_getnext(node, branch, nullptr, 0)) != nullptr) {
-    const lyd_node* instance = find_among(first_of(level), node);
-    for (; instance != nullptr && instance->schema == node; instance = instance->next) {
-      data.any = true;
-      data.any_new |= created_.count(instance) != 0;
-      data.any_explicit |= (instance->flags & LYD_DEFAULT) == 0;
+// Whether a node of the choice came, went or changed: else the same case stands as before.
+bool ChangeCheck::is_touched(const Level& level, const lysc_node* choice) const {
+  const auto is_in = [choice](const lysc_node* node) { return is_inside(node, choice); };
+  return std::any_of(level.touched.begin(), level.touched.end(), is_in) ||
+         std::any_of(level.retry.begin(), level.retry.end(), is_in);
+}
+
+bool ChangeCheck::has_arrival(const Level& level, const lysc_node* branch) const {
+  if (judges_whole_) return has_new(level, branch);
+  if (level.fresh && level.parent != nullptr) return true;
+  return std::any_of(level.arrivals.begin(), level.arrivals.end(), [branch](const lyd_node* node) {
+    return is_inside(node->schema, branch) && !NodeStates::is_gone(node) && holds_given(node);
+  });
+}
+
+// The same where a whole tree is read as a change.
+bool ChangeCheck::has_new(const Level& level, const lysc_node* branch) const {
+  for (const lysc_node* const node : schema_.plans->members(branch)) {
+    const lyd_node* entry = find_among(first_of(level), node);
+    for (; entry != nullptr && entry->schema == node; entry = entry->next) {
+      const NodeState* const state = NodeStates::find(entry);
+      const bool has_stood = state != nullptr && (state->has_stood || state->is_implicit);
+      if (!has_stood && NodeStates::is_created(entry)) return true;
     }
   }
-  return data;
+  return false;
+}
+
+// Any node of the case, null when it has none.
+const lyd_node* ChangeCheck::data_of(const Level& level, const lysc_node* branch) {
+  for (const lysc_node* const node : schema_.plans->members(branch)) {
+    const lyd_node* const instance = find_among(first_of(level), node);
+    if (instance != nullptr) return instance;
+  }
+  return nullptr;
+}
+
+// Of a list or leaf-list all instances are given or none is.
+bool ChangeCheck::holds_explicit(const Level& level, const lysc_node* branch) {
+  for (const lysc_node* const node : schema_.plans->members(branch)) {
+    const lyd_node* const instance = find_among(first_of(level), node);
+    if (instance != nullptr && !is_default(instance)) return true;
+  }
+  return false;
 }
 
 void ChangeCheck::settle_choice(Level& level, const lysc_node_choice* choice) {
@@ -59,14 +83,13 @@ void ChangeCheck::settle_choice(Level& level, const lysc_node_choice* choice) {
   for (const lysc_node_case* branch = choice->cases; branch != nullptr;
        branch = reinterpret_cast<const lysc_node_case*>(branch->next)) {
     const auto* const node = reinterpret_cast<const lysc_node*>(branch);
-    const CaseData data = data_of(level, node);
-    if (!data.any) continue;
+    if (data_of(level, node) == nullptr) continue;
     // Choices inside of cases: libyang settles them.
     if (has_choice(node)) {
       unknown_ = true;
       return;
     }
-    const lysc_node*& slot = data.any_new ? new_case : old_case;
+    const lysc_node*& slot = has_arrival(level, node) ? new_case : old_case;
     if (slot != nullptr) {
       return fail(both_cases_violation(instance_path(level.parent), slot->name, node->name));
     }
@@ -75,12 +98,11 @@ void ChangeCheck::settle_choice(Level& level, const lysc_node_choice* choice) {
   if (old_case != nullptr && new_case != nullptr) drop_case(level, old_case);
   const lysc_node* const present = new_case != nullptr ? new_case : old_case;
   if (present == nullptr || reinterpret_cast<const lysc_node*>(choice->dflt) == present) return;
-  if (!data_of(level, present).any_explicit) drop_case(level, present);
+  if (!holds_explicit(level, present)) drop_case(level, present);
 }
 
 void ChangeCheck::drop_case(Level& level, const lysc_node* branch) {
-  const lysc_node* node = nullptr;
-  while ((node = lys_getnext(node, branch, nullptr, 0)) != nullptr) {
+  for (const lysc_node* const node : schema_.plans->members(branch)) {
     lyd_node* instance = find_among(first_of(level), node);
     while (instance != nullptr && instance->schema == node) {
       lyd_node* const next = instance->next;
@@ -90,41 +112,17 @@ void ChangeCheck::drop_case(Level& level, const lysc_node* branch) {
   }
 }
 
-// Two instances where there may be one. A default that stands beside what replaced it is left to
-// libyang, which takes it out.
-void ChangeCheck::check_duplicates(Level& level) {
-  if (level.parent != nullptr && level.fresh) {
-    for (const lyd_node* node = first_of(level); node != nullptr; node = node->next) {
-      if (!is_single(node)) return;
+// Default entries of a leaf-list beside explicit ones: libyang takes them out.
+void ChangeCheck::check_mixed_defaults(Level& level) {
+  for (const lysc_node* const node : level.touched) {
+    if (node->nodetype != LYS_LEAFLIST) continue;
+    if (reinterpret_cast<const lysc_node_leaflist*>(node)->dflts == nullptr) continue;
+    const lyd_node* const first = find_among(first_of(level), node);
+    for (const lyd_node* entry = first; entry != nullptr && entry->schema == node;
+         entry = entry->next) {
+      unknown_ |= is_default(entry) != is_default(first);
     }
-    return;
   }
-  for (const lyd_node* const node : level.arrivals) {
-    if (!is_gone(node) && !is_single(node)) return;
-  }
-}
-
-bool ChangeCheck::is_single(const lyd_node* node) {
-  const lysc_node* const schema = node->schema;
-  const bool is_many = (schema->nodetype & (LYS_LIST | LYS_LEAFLIST)) != 0;
-  const lyd_node* const before = node->prev->next != nullptr ? node->prev : nullptr;
-  const bool beside = (node->next != nullptr && node->next->schema == schema) ||
-                      (before != nullptr && before->schema == schema);
-  if (!beside) return true;
-  if (!is_many) {
-    unknown_ = true;
-    return false;
-  }
-  if (schema->nodetype == LYS_LEAFLIST && has_defaults_beside(node)) {
-    unknown_ = true;
-    return false;
-  }
-  ly_set* found = nullptr;
-  lyd_find_sibling_dup_inst_set(node, node, &found);
-  const SetPtr same(found);
-  if (same == nullptr || same->count < 2) return true;
-  unknown_ = true;
-  return false;
 }
 
 }  // namespace nexa::host

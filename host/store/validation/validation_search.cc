@@ -17,13 +17,14 @@ bool has_data_of(const lyd_node* siblings, const lysc_node* branch) {
 }  // namespace
 
 std::optional<Violation> ChangeCheck::first_problem() {
+  judges_whole_ = true;
   unknown_ = false;
   violation_.reset();
   const lys_module* module = nullptr;
   for (lyd_node* node = tree_; node != nullptr && !stopped(); node = node->next) {
     if (node->schema == nullptr) continue;
-    if (node->schema->module != module) {
-      module = node->schema->module;
+    if (owner_module(node->schema) != module) {
+      module = owner_module(node->schema);
       search_level(nullptr, module);
     }
     each_node(node, [this](lyd_node* inner) {
@@ -48,7 +49,7 @@ void ChangeCheck::search_level(lyd_node* parent, const lys_module* module) {
     const auto* const list = reinterpret_cast<const lysc_node_list*>(node);
     if (list->uniques != nullptr) judge_unique(find_among(first_of(level), node), list);
   }
-  if (!stopped()) judge_structure(level, schema);
+  if (!stopped()) judge_structure(level, schema, true);
 }
 
 void ChangeCheck::search_choice(Level& level, const lysc_node* choice) {

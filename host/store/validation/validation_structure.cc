@@ -1,6 +1,7 @@
 // Is anything missing, or too much? Mandatory nodes, counts and uniques of the levels that a change
-// touched.
-#include <unordered_map>
+// touched. One entry whose unique leafs changed is compared with all entries of its list; a change
+// of many entries does that once.
+#include <unordered_set>
 
 #include "store/validation/change_check.h"
 #include "store/validation/violation_text.h"
@@ -50,54 +51,49 @@ std::string names_of(const lysc_node_leaf* const* leafs, const lysc_node* list) 
 
 }  // namespace
 
-void ChangeCheck::judge_structure(Level& level, const lysc_node* schema_parent) {
-  const lysc_module* const module = schema_parent == nullptr ? level.module->compiled : nullptr;
-  const lysc_node* node = nullptr;
-  while (!stopped() &&
-         (node = lys_getnext(node, schema_parent, module, LYS_GETNEXT_WITHCHOICE)) != nullptr) {
-    if ((node->flags & LYS_CONFIG_R) != 0) continue;
-    if (node->nodetype == LYS_LIST) {
-      const auto* const list = reinterpret_cast<const lysc_node_list*>(node);
-      judge_count(level, node, list->min, list->max);
-    } else if (node->nodetype == LYS_LEAFLIST) {
-      const auto* const list = reinterpret_cast<const lysc_node_leaflist*>(node);
-      judge_count(level, node, list->min, list->max);
-    } else if ((node->flags & LYS_MAND_TRUE) != 0) {
-      judge_present(level, node);
-    }
-    if (node->nodetype == LYS_CHOICE) judge_case(level, node);
+void ChangeCheck::judge_levels() {
+  for (std::size_t i = 0; i < levels_.size() && !stopped(); ++i) {
+    Level& level = levels_[i];
+    if (is_gone(level)) continue;
+    if (level.parent == nullptr && !has_data(level.module)) continue;
+    judge_structure(level, level.parent != nullptr ? level.parent->schema : nullptr, level.fresh);
   }
 }
 
-// Of a choice, what the case that has data asks for.
-void ChangeCheck::judge_case(Level& level, const lysc_node* choice) {
+// `all`: nothing of it was judged before, else only counts of nodes that came or went.
+void ChangeCheck::judge_structure(Level& level, const lysc_node* schema_parent, bool all) {
+  for (const lysc_node* const node : schema_.plans->plan(schema_parent, level.module).counted) {
+    if (stopped()) return;
+    if ((node->nodetype & (LYS_LIST | LYS_LEAFLIST)) != 0) {
+      if (all || contains(level.touched, node) || contains(level.retry, node)) {
+        judge_count(level, node);
+      }
+    } else if ((node->flags & LYS_MAND_TRUE) != 0) {
+      judge_present(level, node);
+    }
+    if (node->nodetype == LYS_CHOICE) judge_case(level, node, all || is_touched(level, node));
+  }
+}
+
+// Of a choice, what the case that has data asks for. All of it, when the change may have made the
+// case the one that has data.
+void ChangeCheck::judge_case(Level& level, const lysc_node* choice, bool all) {
   for (const lysc_node* branch = lysc_node_child(choice); branch != nullptr;
        branch = branch->next) {
-    const lysc_node* node = nullptr;
-    while ((node = lys_getnext(node, branch, nullptr, 0)) != nullptr) {
-      if (find_among(first_of(level), node) != nullptr) return judge_structure(level, branch);
-    }
+    if (data_of(level, branch) != nullptr) return judge_structure(level, branch, all);
   }
 }
 
 void ChangeCheck::judge_present(Level& level, const lysc_node* node) {
-  if (node->nodetype == LYS_CHOICE) {
-    const lysc_node* child = nullptr;
-    while ((child = lys_getnext(child, node, nullptr, 0)) != nullptr) {
-      if (find_among(first_of(level), child) != nullptr) return;
-    }
-  } else if (find_among(first_of(level), node) != nullptr) {
-    return;
-  }
-  if (is_excused(level, node) || stopped()) return;
   const bool is_choice = node->nodetype == LYS_CHOICE;
+  const lyd_node* const present =
+      is_choice ? data_of(level, node) : find_among(first_of(level), node);
+  if (present != nullptr || is_excused(level, node) || stopped()) return;
   fail(missing_violation(is_choice ? instance_path(level.parent) : path_below(level, node), node));
 }
 
-void ChangeCheck::judge_count(Level& level, const lysc_node* node, std::uint32_t min,
-                              std::uint32_t max) {
-  if (min == 0 && max == 0) return;
-  if (!level.fresh && !contains(level.touched, node) && !contains(level.retry, node)) return;
+void ChangeCheck::judge_count(Level& level, const lysc_node* node) {
+  const auto [min, max] = limits_of(node);
   std::uint32_t count = 0;
   for (const lyd_node* entry = find_among(first_of(level), node);
        entry != nullptr && entry->schema == node; entry = entry->next) {
@@ -107,41 +103,6 @@ void ChangeCheck::judge_count(Level& level, const lysc_node* node, std::uint32_t
   }
   if (count >= min || is_excused(level, node) || stopped()) return;
   fail(few_violation(path_below(level, node), node, min));
-}
-
-// Whether an absent node's conditions do not hold, so that it is not missed.
-bool ChangeCheck::is_excused(Level& level, const lysc_node* node) {
-  const lysc_node* owner = node;
-  do {
-    lysc_when* const* const whens = lysc_node_when(owner);
-    LY_ARRAY_COUNT_TYPE i = 0;
-    LY_ARRAY_FOR(whens, i) {
-      if (!condition_holds(level, owner, *whens[i], node)) return true;
-    }
-    owner = owner->parent;
-  } while (owner != nullptr && (owner->nodetype & (LYS_CHOICE | LYS_CASE)) != 0);
-  return false;
-}
-
-bool ChangeCheck::condition_holds(Level& level, const lysc_node* owner, const lysc_when& when,
-                                  const lysc_node* absent) {
-  if (level.parent == nullptr) {
-    unknown_ = true;
-    return true;
-  }
-  if (when.context != owner) {
-    return holds(level.parent, owner->module, when.cond, when.prefixes);
-  }
-  lyd_node* stand_in = nullptr;
-  if (lyd_new_opaq(level.parent, context_, absent->name, nullptr, nullptr, absent->module->name,
-                   &stand_in) != LY_SUCCESS) {
-    unknown_ = true;
-    return true;
-  }
-  const bool result = holds(stand_in, owner->module, when.cond, when.prefixes);
-  lyd_unlink_tree(stand_in);
-  lyd_free_tree(stand_in);
-  return result;
 }
 
 std::string ChangeCheck::path_below(const Level& level, const lysc_node* node) const {
@@ -155,7 +116,7 @@ std::string ChangeCheck::path_below(const Level& level, const lysc_node* node) c
 void ChangeCheck::judge_uniques() {
   for (const auto& [parent, list] : uniques_) {
     if (stopped()) return;
-    if (is_gone(parent)) continue;
+    if (parent != nullptr && NodeStates::is_gone(parent)) continue;
     const auto* const schema = reinterpret_cast<const lysc_node*>(list);
     const lyd_node* const siblings = parent != nullptr ? lyd_child(parent) : tree_;
     judge_unique(find_among(siblings, schema), list);
@@ -169,7 +130,7 @@ void ChangeCheck::judge_unique(const lyd_node* first, const lysc_node_list* list
     std::unordered_set<std::string> seen;
     for (const lyd_node* entry = first; entry != nullptr && entry->schema == schema;
          entry = entry->next) {
-      std::string values = values_of(entry, list->uniques[i], context_);
+      std::string values = values_of(entry, list->uniques[i], schema_.context);
       if (values.empty() || seen.insert(std::move(values)).second) continue;
       return fail(unique_violation(entry, names_of(list->uniques[i], schema)));
     }

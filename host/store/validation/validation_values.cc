@@ -1,5 +1,4 @@
-// Do the expressions hold that a change touches? Whens in the order of their dependencies, then
-// references, then musts: the order in which libyang judges them.
+// Do the references and musts hold that a change touches? They see the final tree.
 #include <cstring>
 
 #include "store/validation/change_check.h"
@@ -49,68 +48,25 @@ bool leads_to(const lyd_node* siblings, const std::vector<const lysc_node*>& way
 
 }  // namespace
 
-void ChangeCheck::judge_whens() {
-  while (settle_dirty() && !whens_.empty()) {
-    std::vector<Demand>& lowest = whens_.begin()->second;
-    if (lowest.empty()) {
-      whens_.erase(whens_.begin());
-      continue;
-    }
-    const Demand demand = lowest.back();
-    lowest.pop_back();
-    demanded_.erase(demand);
-    if (!is_gone(demand.second)) judge_when(*demand.first, demand.second);
-  }
-}
-
-void ChangeCheck::judge_when(const Constraint& constraint, lyd_node* node) {
-  const lysc_when& when = *constraint.when;
-  lyd_node* const context = when.context == constraint.owner ? node : lyd_parent(node);
-  if (context == nullptr) {
-    unknown_ = true;
-    return;
-  }
-  if (holds(context, constraint.owner->module, when.cond, when.prefixes) || stopped()) return;
-  const bool in_case =
-      node->schema->parent != nullptr && node->schema->parent->nodetype == LYS_CASE;
-  const bool is_default = (node->flags & LYD_DEFAULT) != 0;
-  const bool is_asked =
-      is_all_new_ ? !is_default : is_from_change(node) && !(in_case && is_default);
-  if (is_asked) return fail(when_violation(node, when));
-  // What a choice falls back to is settled before conditions are: libyang's own order decides.
-  if (in_case && implicit_.count(node) == 0) {
-    unknown_ = true;
-    return;
-  }
-  drop(node);
-}
-
-bool ChangeCheck::holds(const lyd_node* context, const lys_module* module,
-                        const lyxp_expr* expression, lysc_prefix* prefixes) {
-  ly_bool result = 0;
-  const LY_ERR status = lyd_eval_xpath3(context, module, lyxp_get_expr(expression),
-                                        LY_VALUE_SCHEMA_RESOLVED, prefixes, nullptr, &result);
-  unknown_ |= status != LY_SUCCESS;
-  return result != 0;
-}
-
 void ChangeCheck::judge_references() {
   for (const auto& [bound, values] : lost_) {
     const Constraint& constraint = *bound.first;
-    if (!index_.may_exist(constraint.node) || is_gone(bound.second)) continue;
+    if (!may_exist(constraint.node) ||
+        (bound.second != nullptr && NodeStates::is_gone(bound.second)))
+      continue;
     each_instance(tree_, bound.second, constraint.node, [&, &lost = values](lyd_node* node) {
       if (lost.count(lyd_get_value(node)) != 0) demand(constraint, node);
     });
   }
   if (any_gone_) {
     for (const Constraint* const constraint : index_.by_value()) {
-      if (!index_.may_exist(constraint->node)) continue;
+      if (!may_exist(constraint->node)) continue;
       each_instance(tree_, nullptr, constraint->node,
                     [&](lyd_node* node) { demand(*constraint, node); });
     }
   }
   for (std::size_t i = references_.size(); i-- > 0 && !stopped();) {
-    if (is_gone(references_[i].second)) continue;
+    if (NodeStates::is_gone(references_[i].second)) continue;
     judge_reference(*references_[i].first, references_[i].second);
   }
 }
@@ -120,8 +76,8 @@ void ChangeCheck::judge_reference(const Constraint& constraint, lyd_node* node) 
   if (type->basetype == LY_TYPE_UNION) return judge_union(constraint, node);
   if (target_exists({constraint.reach, constraint.target}, node)) return;
   const char* const value = lyd_get_value(node);
-  const LY_ERR status =
-      lyd_value_validate(context_, node->schema, value, std::strlen(value), node, nullptr, nullptr);
+  const LY_ERR status = lyd_value_validate(schema_.context, node->schema, value, std::strlen(value),
+                                           node, nullptr, nullptr);
   if (status == LY_SUCCESS) return;
   if (type->basetype == LY_TYPE_INST) return fail(instance_violation(node));
   const auto* const leafref = reinterpret_cast<const lysc_type_leafref*>(type);
@@ -148,7 +104,7 @@ bool ChangeCheck::target_exists(const PlainPath& path, const lyd_node* node) con
   if (path.target == nullptr) return false;
   const lyd_node* siblings = tree_;
   if (path.top != nullptr) {
-    const lyd_node* const top = climb(const_cast<lyd_node*>(node), path.top);
+    const lyd_node* const top = NodeStates::climb(const_cast<lyd_node*>(node), path.top);
     if (top == nullptr) return false;
     siblings = lyd_child(top);
   }
@@ -159,7 +115,7 @@ bool ChangeCheck::target_exists(const PlainPath& path, const lyd_node* node) con
 void ChangeCheck::judge_musts() {
   for (const auto& [constraint, node] : musts_) {
     if (stopped()) return;
-    if (is_gone(node)) continue;
+    if (NodeStates::is_gone(node)) continue;
     const lysc_must& must = *constraint->must;
     if (!holds(node, node->schema->module, must.cond, must.prefixes) && !stopped()) {
       return fail(must_violation(node, must));

@@ -137,10 +137,6 @@ Violation both_cases_violation(std::string path, std::string_view one, std::stri
                 "data of both cases " + quoted(one) + " and " + quoted(other));
 }
 
-Violation duplicate_violation(const lyd_node* node) {
-  return broken(Kind::kStructure, instance_path(node), "duplicate " + quoted(node->schema->name));
-}
-
 Violation stored_violation(const ly_ctx* context, const lyd_node* tree) {
   const char* const text = ly_errmsg(context);
   const std::string message = text != nullptr ? text : "the schema";

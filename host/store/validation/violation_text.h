@@ -28,7 +28,6 @@ Violation few_violation(std::string path, const lysc_node* node, std::uint32_t m
 Violation many_violation(const lyd_node* node, std::uint32_t max);
 Violation unique_violation(const lyd_node* node, std::string_view leafs);
 Violation both_cases_violation(std::string path, std::string_view one, std::string_view other);
-Violation duplicate_violation(const lyd_node* node);
 
 }  // namespace nexa::host
 

@@ -6,9 +6,11 @@ first thread that makes its number-th call of that name meets the fault.
 """
 
 import collections
+import os
 import re
 import shutil
 import subprocess
+import time
 
 CALLS = [
     "write",
@@ -127,3 +129,64 @@ def spread(items, count):
     if count >= len(items):
         return list(items)
     return [items[index * len(items) // count] for index in range(count)]
+
+
+SYNCS = "fsync,fdatasync"
+
+
+def _failing_syncs(path, when):
+    return [
+        "strace",
+        "-f",
+        "-qq",
+        "-o",
+        "/dev/null",
+        "-P",
+        path,
+        "-e",
+        "trace=" + SYNCS,
+        "-e",
+        "signal=none",
+        "-e",
+        f"inject={SYNCS}:error=EIO:when={when}",
+    ]
+
+
+def failing_syncs(path):
+    """The words before a program whose syncs of `path` all fail."""
+    return _failing_syncs(path, "1+")
+
+
+class SyncsFail:
+    """While it lasts, syncs of `path` by the process fail: in each thread those that `when` names
+    ("1", "1..2", "1+").
+    """
+
+    def __init__(self, process, path, when):
+        self.command = [*_failing_syncs(path, when), "-p", str(process)]
+        self.process = process
+        self.tracer = None
+
+    def __enter__(self):
+        self.tracer = subprocess.Popen(
+            self.command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE
+        )
+        ends = time.monotonic() + 20
+        while not self._traces_every_thread():
+            if self.tracer.poll() is not None or time.monotonic() > ends:
+                raise AssertionError(f"strace does not attach: {self.tracer.stderr.read()}")
+            time.sleep(0.01)
+        return self
+
+    def __exit__(self, *_):
+        self.tracer.terminate()
+        self.tracer.wait(20)
+        self.tracer.stderr.close()
+
+    def _traces_every_thread(self):
+        threads = f"/proc/{self.process}/task"
+        for thread in os.listdir(threads):
+            with open(f"{threads}/{thread}/status", encoding="utf-8") as status:
+                if f"TracerPid:\t{self.tracer.pid}\n" not in status.read():
+                    return False
+        return True

@@ -6,6 +6,7 @@ import re
 import signal
 import subprocess
 import time
+import urllib.request
 
 from gnmilib.client import Client
 
@@ -44,6 +45,9 @@ class Server:
         self.flags = list(flags)
         if "--metrics" not in self.flags:
             self.flags += ["--metrics", "off"]
+        # What counts system calls or processes has none beside it that it did not ask for.
+        if "--verify" not in self.flags:
+            self.flags += ["--verify", "off"]
         self.environment = environment or {}
         self.wrapper = list(wrapper)
         self.listen = "127.0.0.1:0"
@@ -117,6 +121,24 @@ class Server:
     def metrics_address(self):
         found = METRICS.search(self.log())
         return f"127.0.0.1:{found.group(1)}" if found else None
+
+    def metric(self, name):
+        """The value of one line of the metrics, labels included in the name; None without it."""
+        opener = urllib.request.build_opener(urllib.request.ProxyHandler({}))
+        with opener.open(f"http://{self.metrics_address()}/metrics", timeout=10) as answer:
+            for line in answer.read().decode().splitlines():
+                if line.startswith(name + " "):
+                    return float(line.split()[-1])
+        return None
+
+    def wait_metric(self, name, value, timeout=30):
+        """Whether the metric has that value, or will have it within the time."""
+        ends = time.monotonic() + timeout
+        while self.metric(name) != value:
+            if time.monotonic() > ends:
+                return False
+            time.sleep(0.05)
+        return True
 
     def running(self):
         return self.process is not None and self.process.poll() is None

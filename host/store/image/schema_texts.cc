@@ -1,0 +1,139 @@
+// One walk over the compiled schema, in the way of its numbering.
+#include "store/image/schema_texts.h"
+
+#include <libyang/plugins_types.h>
+
+#include <atomic>
+#include <cstring>
+#include <memory>
+#include <mutex>
+
+namespace nexa::host {
+namespace {
+
+// Plugins of libyang whose values hold names of nodes, and thus prefixes in XML.
+constexpr const char* kPathPlugins[] = {"xpath1.0", "instance-identifier"};
+
+bool holds_paths(const lysc_type* type) {
+  if (type->basetype == LY_TYPE_LEAFREF) {
+    return holds_paths(reinterpret_cast<const lysc_type_leafref*>(type)->realtype);
+  }
+  if (type->basetype == LY_TYPE_UNION) {
+    const auto* const choice = reinterpret_cast<const lysc_type_union*>(type);
+    LY_ARRAY_COUNT_TYPE i = 0;
+    LY_ARRAY_FOR(choice->types, i) {
+      if (holds_paths(choice->types[i])) return true;
+    }
+    return false;
+  }
+  if (type->basetype == LY_TYPE_INST) return true;
+  for (const char* const plugin : kPathPlugins) {
+    if (std::strstr(type->plugin->id, plugin) != nullptr) return true;
+  }
+  return false;
+}
+
+// Whether another module put the node below its parent, where something else has the same name.
+bool shares_name(const lysc_node* node, const lysc_node* parent) {
+  if (parent == nullptr || parent->module == node->module) return false;
+  const lysc_node* other = nullptr;
+  while ((other = lys_getnext(other, parent, nullptr, 0)) != nullptr) {
+    if (other != node && std::strcmp(other->name, node->name) == 0) return true;
+  }
+  return false;
+}
+
+const lysc_type* type_of(const lysc_node* node) {
+  if (node->nodetype == LYS_LEAF) return reinterpret_cast<const lysc_node_leaf*>(node)->type;
+  if (node->nodetype != LYS_LEAFLIST) return nullptr;
+  return reinterpret_cast<const lysc_node_leaflist*>(node)->type;
+}
+
+}  // namespace
+
+std::string xml_attribute(std::string_view text) {
+  std::string written;
+  for (const char byte : text) {
+    switch (byte) {
+      case '&':
+        written += "&amp;";
+        break;
+      case '<':
+        written += "&lt;";
+        break;
+      case '"':
+        written += "&quot;";
+        break;
+      default:
+        written += byte;
+    }
+  }
+  return written;
+}
+
+const SchemaTexts& SchemaTexts::current() {
+  static std::atomic<const SchemaTexts*> published{nullptr};
+  static std::unique_ptr<const SchemaTexts> owner;
+  static std::mutex mutex;
+  const SchemaTexts* table = published.load(std::memory_order_acquire);
+  if (table != nullptr && table->generation_ == schema_generation()) return *table;
+  const std::lock_guard<std::mutex> lock(mutex);
+  table = published.load(std::memory_order_acquire);
+  if (table != nullptr && table->generation_ == schema_generation()) return *table;
+  owner.reset(new SchemaTexts());
+  published.store(owner.get(), std::memory_order_release);
+  return *owner;
+}
+
+SchemaTexts::SchemaTexts() {
+  nodes_.resize(number_schema() + 1);
+  generation_ = schema_generation();
+  std::uint32_t at = 0;
+  if (kestrel::context() == nullptr) return;
+  while (const lys_module* const module = ly_ctx_get_module_iter(kestrel::context(), &at)) {
+    if (module->implemented == 0 || module->compiled == nullptr) continue;
+    add_children(nullptr, module->compiled);
+  }
+}
+
+bool SchemaTexts::add_children(const lysc_node* parent, const lysc_module* module) {
+  bool holds_state = false;
+  const lysc_node* child = nullptr;
+  while ((child = lys_getnext(child, parent, module, 0)) != nullptr) {
+    if (schema_number(child) != 0 && add(child, parent)) holds_state = true;
+  }
+  return holds_state;
+}
+
+bool SchemaTexts::add(const lysc_node* node, const lysc_node* parent) {
+  SchemaText text;
+  const std::string name = node->name;
+  text.qualified = keep(",\"" + std::string(node->module->name) + ":" + name + "\":");
+  text.bare = keep(",\"" + name + "\":");
+  text.name = node->name;
+  text.xmlns = xmlns_of(*node->module);
+  text.is_key = lysc_is_key(node);
+  text.is_inner = (node->nodetype & (LYS_CONTAINER | LYS_LIST)) != 0;
+  text.is_config = (node->flags & LYS_CONFIG_W) != 0;
+  text.changes_module = parent == nullptr || parent->module != node->module;
+  text.shares_name = nexa::host::shares_name(node, parent);
+  const lysc_type* const type = type_of(node);
+  text.may_have_prefixes = type != nullptr && holds_paths(type);
+  text.is_plain_container = lysc_is_np_cont(node);
+  text.is_presence_container = node->nodetype == LYS_CONTAINER && !text.is_plain_container;
+  const bool state_below = text.is_inner && add_children(node, nullptr);
+  text.holds_state = state_below || !text.is_config;
+  nodes_[schema_number(node)] = text;
+  return text.holds_state;
+}
+
+std::string_view SchemaTexts::xmlns_of(const lys_module& module) {
+  for (const auto& [known, text] : namespaces_) {
+    if (known == &module) return text;
+  }
+  const std::string_view text = keep(" xmlns=\"" + xml_attribute(module.ns) + "\"");
+  namespaces_.emplace_back(&module, text);
+  return text;
+}
+
+}  // namespace nexa::host

@@ -1,0 +1,248 @@
+// A judgement of the whole tree works on a tree of its own, made of what is configured and nothing
+// else: what libyang says about it depends on no earlier judgement. That tree becomes the writer's.
+#include "store/judge.h"
+
+#include <algorithm>
+#include <new>
+
+#include "store/image/image_import.h"
+#include "store/image/image_text.h"
+#include "store/validation/child_judgement.h"
+#include "store/validation/standing_defaults.h"
+#include "store/workspace.h"
+
+namespace nexa::host {
+namespace {
+
+// Edits that give more nodes than the tree has, divided by this, are judged by libyang over all of
+// it at once: below that the judgement of the change is cheaper.
+constexpr std::size_t kWholeAbove = 1;
+
+// The answer of a child: a letter, then the texts of a violation or an image.
+constexpr char kValidLetter = 'V';
+constexpr char kInvalidLetter = 'I';
+constexpr char kFailedLetter = 'F';
+
+Violation::Kind kind_of(char digit) { return static_cast<Violation::Kind>(digit - '0'); }
+
+std::string answer_of(const Violation& violation) {
+  std::string text(1, kInvalidLetter);
+  text.push_back(static_cast<char>('0' + static_cast<int>(violation.kind)));
+  text.append(std::to_string(violation.path.size())).append(":");
+  return text.append(violation.path).append(violation.rule);
+}
+
+Violation violation_of(std::string_view answer) {
+  Violation violation;
+  violation.kind = kind_of(answer[1]);
+  const std::size_t colon = answer.find(':');
+  const std::size_t size = std::stoul(std::string(answer.substr(2, colon - 2)));
+  violation.path = answer.substr(colon + 1, size);
+  violation.rule = answer.substr(colon + 1 + size);
+  return violation;
+}
+
+// Tells the validator which nodes stood before, and which of them have another value now.
+void mark_standing(const Validator& validator, lyd_node* first, const ImageInner& before) {
+  for (lyd_node* node = first; node != nullptr; node = node->next) {
+    const ImageNode* match = before.find(node->schema);
+    if (match != nullptr && match->kind() == ImageKind::kGroup) {
+      const GroupEntry* const entry = match->group().find(tree_key(node));
+      match = entry != nullptr ? entry->node.get() : nullptr;
+    }
+    if (match == nullptr) continue;
+    const bool is_leaf = match->kind() == ImageKind::kLeaf;
+    if (is_leaf && (match->is_default() || match->leaf().text() != lyd_get_value(node))) {
+      validator.mark_changed(node);
+      continue;
+    }
+    validator.mark_node(node, false);
+    if (match->kind() == ImageKind::kInner) {
+      mark_standing(validator, lyd_child(node), match->inner());
+    }
+  }
+}
+
+void mark_all_standing(const Validator& validator, lyd_node* first) {
+  for (lyd_node* node = first; node != nullptr; node = node->next) {
+    if (node->schema == nullptr) continue;
+    validator.mark_node(node, false);
+    mark_all_standing(validator, lyd_child(node));
+  }
+}
+
+std::size_t count_tree(const lyd_node* node) {
+  std::size_t count = 1;
+  for (const lyd_node* child = lyd_child(node); child != nullptr; child = child->next) {
+    count += count_tree(child);
+  }
+  return count;
+}
+
+}  // namespace
+
+Judge::Judge() = default;
+
+Judge::~Judge() { forget_tree(); }
+
+bool Judge::has_standing_defaults(const lys_module* module) const {
+  return validator_.standing_defaults().has(module);
+}
+
+void Judge::forget_tree() {
+  changes_.clear();
+  lyd_free_all(std::exchange(tree_, nullptr));
+  has_tree_ = false;
+  is_new_tree_ = false;
+}
+
+bool Judge::stand_for(const ImageInner& image) {
+  if (has_tree_) return true;
+  try {
+    tree_ = tree_of_image(image, false).release();
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  mark_all_standing(validator_, tree_);
+  nodes_ = count_nodes(image);
+  has_tree_ = true;
+  return true;
+}
+
+Judge::Verdict Judge::judge(const ImagePtr& before, const ImagePtr& edited, Given given,
+                            bool only_whole) {
+  const std::size_t standing = has_tree_ ? nodes_ : count_nodes(*before);
+  if (only_whole || given.nodes * kWholeAbove > standing) {
+    return judge_whole(edited, before.get(), *edited, Place::kHere, std::move(given.document));
+  }
+  given.document.reset();
+  Verdict verdict;
+  if (!stand_for(*before)) return verdict;
+  try {
+    verdict = judge_change(before, edited);
+  } catch (const std::bad_alloc&) {
+    forget_tree();
+    return {};
+  }
+  if (!verdict.whole) return verdict;
+  return judge_whole(edited, before.get(), *edited);
+}
+
+Judge::Verdict Judge::judge_change(const ImagePtr& before, const ImagePtr& edited) {
+  Verdict verdict;
+  verdict.image = edited;
+  verdict.kind = Verdict::Kind::kValid;
+  bring_in_step(*before, *edited, tree_, changes_);
+  if (changes_.empty()) return verdict;
+  const std::size_t asked = changes_.size();
+  Validator::Outcome outcome = validator_.judge_change(tree_, changes_, nodes_);
+  if (outcome.needs_whole) {
+    take_back();
+    verdict.whole = true;
+    return verdict;
+  }
+  if (outcome.violation) {
+    verdict.kind = Verdict::Kind::kInvalid;
+    verdict.violation = std::move(outcome.violation);
+    return verdict;
+  }
+  take_over(changes_, asked, verdict.image);
+  return verdict;
+}
+
+TreePtr Judge::fresh_tree(const ImageInner& given, const ImageInner* before,
+                          TreePtr document) const {
+  TreePtr tree = document != nullptr ? std::move(document) : tree_of_image(given, true);
+  if (before != nullptr) mark_standing(validator_, tree.get(), *before);
+  return tree;
+}
+
+Judge::Verdict Judge::judge_whole(const ImagePtr& given, const ImageInner* before,
+                                  const ImageInner& like, Place place, TreePtr document) {
+  Verdict verdict;
+  verdict.whole = true;
+  // Two trees beside each other would cost their memory; the old one can be made again.
+  forget_tree();
+  try {
+    TreePtr fresh = fresh_tree(*given, before, std::move(document));
+    if (place == Place::kChild || validator_.is_risky()) {
+      return judge_in_child(std::move(fresh), like);
+    }
+    lyd_node* tree = fresh.release();
+    verdict.violation = validator_.judge_whole(tree);
+    TreePtr judged(tree);
+    if (verdict.violation) {
+      verdict.kind = Verdict::Kind::kInvalid;
+      return verdict;
+    }
+    verdict.image = judged_image(judged.get(), like);
+    mark_all_standing(validator_, judged.get());
+    tree_ = judged.release();
+    has_tree_ = true;
+    is_new_tree_ = true;
+    nodes_ = count_nodes(*verdict.image);
+    verdict.kind = Verdict::Kind::kValid;
+  } catch (const std::bad_alloc&) {
+    forget_tree();
+    return {};
+  }
+  return verdict;
+}
+
+Judge::Verdict Judge::judge_in_child(TreePtr fresh, const ImageInner& like) {
+  Verdict verdict;
+  verdict.whole = true;
+  const ChildOutcome outcome = run_in_child([&]() -> std::string {
+    try {
+      lyd_node* tree = fresh.release();
+      const std::optional<Violation> violation = validator_.judge_whole(tree);
+      if (violation) return answer_of(*violation);
+      // What is shared with the edited image is no difference to it.
+      return kValidLetter + difference_text(like, *judged_image(tree, like));
+    } catch (const std::bad_alloc&) {
+      return std::string(1, kFailedLetter);
+    }
+  });
+  if (outcome.kind != ChildOutcome::Kind::kDone || outcome.result.empty()) {
+    ++deaths_;
+    verdict.kind = Verdict::Kind::kDied;
+    verdict.text = outcome.in_words();
+    return verdict;
+  }
+  if (outcome.result.front() == kInvalidLetter) {
+    verdict.kind = Verdict::Kind::kInvalid;
+    verdict.violation = violation_of(outcome.result);
+    return verdict;
+  }
+  if (outcome.result.front() != kValidLetter) return verdict;
+  ImagePtr image = ImagePtr::share(&like);
+  std::string error;
+  if (!apply_text(std::string_view(outcome.result).substr(1), image, error)) {
+    verdict.kind = Verdict::Kind::kDied;
+    verdict.text = error;
+    return verdict;
+  }
+  verdict.image = std::move(image);
+  verdict.kind = Verdict::Kind::kValid;
+  return verdict;
+}
+
+void Judge::keep() {
+  for (const TreeChange& change : changes_) {
+    if (change.kind == TreeChange::Kind::kCreated) {
+      nodes_ += count_tree(change.node);
+    } else if (change.kind == TreeChange::Kind::kDeleted) {
+      const std::size_t gone = count_tree(change.node);
+      nodes_ -= std::min(gone, nodes_);
+    }
+  }
+  changes_.clear();
+  is_new_tree_ = false;
+}
+
+void Judge::take_back() {
+  if (is_new_tree_) return forget_tree();
+  if (!undo_changes(tree_, changes_)) forget_tree();
+}
+
+}  // namespace nexa::host

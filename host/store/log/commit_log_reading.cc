@@ -1,0 +1,173 @@
+// Reading, through a connection of its own: it goes on while commits wait for the disk, and while
+// nothing can be written. What lies beyond the newest commit that is known does not count.
+#include "store/log/commit_log.h"
+#include "store/log/log_rows.h"
+#include "store/log/log_verify.h"
+
+namespace nexa::host {
+namespace {
+
+constexpr char kRestore[] = "; restore a copy of the directory";
+
+using Code = LogResult::Code;
+
+std::string not_kept(std::uint64_t number) {
+  return "commit " + std::to_string(number) + " is not kept";
+}
+
+std::string mismatch(const std::string& file, const char* kind, std::uint64_t number) {
+  return file + ": damaged: " + kind + " " + std::to_string(number) +
+         " does not match its checksum" + kRestore;
+}
+
+// Empty when the commit is not kept.
+std::string hash_in(sqlite3* database, std::uint64_t number) {
+  Statement row(database,
+                "SELECT hash FROM commits WHERE number = ?1 UNION ALL "
+                "SELECT commit_hash FROM snapshots WHERE number = ?1");
+  return row.bind(1, signed_number(number)).step() == SQLITE_ROW ? row.text(0) : std::string();
+}
+
+// The commits from `after` + 1 to `last`; `hash` is the checksum of commit `after`.
+bool walk(sqlite3* database, const std::string& file, std::uint64_t after, std::uint64_t last,
+          std::string hash, const std::function<bool(const LogEntry&)>& each, std::string& error) {
+  Statement rows(database, select_commits(format_of(database),
+                                          "WHERE number > ? AND number <= ? ORDER BY number"));
+  rows.bind(1, signed_number(after)).bind(2, signed_number(last));
+  int result = rows.step();
+  for (; result == SQLITE_ROW; result = rows.step()) {
+    const LogEntry entry = entry_of(rows);
+    hash = commit_digest(hash, entry);
+    if (entry.number != ++after || hash != rows.view(kEntryHash)) {
+      error = entry.number != after ? not_kept(after) : mismatch(file, "commit", after);
+      return false;
+    }
+    if (!each(entry)) return true;
+  }
+  if (result == SQLITE_DONE && after == last) return true;
+  error = result == SQLITE_DONE ? not_kept(after + 1) : database_error(database, file);
+  return false;
+}
+
+}  // namespace
+
+std::string CommitLog::hash_of(std::uint64_t number) const {
+  if (const WitnessedCommit newest_commit = newest(); number == newest_commit.number) {
+    return newest_commit.hash;
+  }
+  const std::lock_guard<std::mutex> lock(reading_);
+  return hash_in(reader_.get(), number);
+}
+
+bool CommitLog::newest_image(const std::string& schema_hash, LogSnapshot& image) const {
+  const std::uint64_t last = head();
+  const std::lock_guard<std::mutex> lock(reading_);
+  if (image_) {
+    image = std::move(*image_);
+    image_.reset();
+    if (image.schema_hash == schema_hash) return true;
+  }
+  image = LogSnapshot();
+  if (format_ == 1) return false;
+  Statement row(reader_.get(),
+                select_images("WHERE schema = ? AND number <= ? ORDER BY number DESC LIMIT 1"));
+  row.bind_blob(1, schema_hash).bind(2, signed_number(last));
+  if (row.step() == SQLITE_ROW && read_image(reader_.get(), row, image) == SQLITE_OK &&
+      hash_in(reader_.get(), image.number) == image.commit_hash) {
+    return true;
+  }
+  image = LogSnapshot();
+  return false;
+}
+
+bool CommitLog::replay_after(std::uint64_t number, const std::function<bool(const LogEntry&)>& each,
+                             std::string& error) const {
+  const std::uint64_t last = head();
+  const std::string hash = hash_of(number);
+  if (hash.empty() || number > last) {
+    error = not_kept(number + 1);
+    return false;
+  }
+  const std::lock_guard<std::mutex> lock(reading_);
+  return walk(reader_.get(), log_file(options_.directory), number, last, hash, each, error);
+}
+
+bool CommitLog::replay(std::uint64_t number, LogSnapshot& base,
+                       const std::function<bool(const LogEntry&)>& each, std::string& error) const {
+  const std::string file = log_file(options_.directory);
+  const std::uint64_t last = head();
+  const std::lock_guard<std::mutex> lock(reading_);
+  image_.reset();
+  Statement row(reader_.get(),
+                select_snapshots(format_, "WHERE number <= ? ORDER BY number DESC LIMIT 1"));
+  if (number > last || row.bind(1, signed_number(number)).step() != SQLITE_ROW) {
+    error = not_kept(number);
+    return false;
+  }
+  base = LogSnapshot();
+  const int result = read_snapshot(reader_.get(), row, base);
+  if (result != SQLITE_OK) {
+    error = result == SQLITE_MISMATCH ? mismatch(file, "snapshot", base.number)
+                                      : database_error(reader_.get(), file);
+    return false;
+  }
+  return walk(reader_.get(), file, base.number, number, base.commit_hash, each, error);
+}
+
+LogResult CommitLog::history(std::size_t limit, std::vector<CommitRecord>& out) const {
+  out.clear();
+  const std::uint64_t last = head();
+  const std::lock_guard<std::mutex> lock(reading_);
+  Statement rows(reader_.get(),
+                 "SELECT number, time_ns, author, comment, length(CAST(change AS BLOB)) "
+                 "FROM commits WHERE number <= ? AND number > (SELECT min(number) FROM snapshots) "
+                 "ORDER BY number DESC LIMIT ?");
+  rows.bind(1, signed_number(last))
+      .bind(2, limit == 0 ? std::int64_t{-1} : static_cast<std::int64_t>(limit));
+  int result = rows.step();
+  for (; result == SQLITE_ROW; result = rows.step()) {
+    CommitRecord record;
+    record.number = static_cast<std::uint64_t>(rows.integer(0));
+    record.time_ns = rows.integer(1);
+    record.author = rows.text(2);
+    record.comment = rows.text(3);
+    record.change_bytes = static_cast<std::size_t>(rows.integer(4));
+    out.push_back(std::move(record));
+  }
+  if (result == SQLITE_DONE) return {};
+  out.clear();
+  return {Code::kFailed, database_error(reader_.get(), log_file(options_.directory))};
+}
+
+bool CommitLog::entry(std::uint64_t number, LogEntry& entry, std::string& error) const {
+  const std::uint64_t last = head();
+  const std::lock_guard<std::mutex> lock(reading_);
+  const std::string before =
+      number == 0 || number > last ? std::string() : hash_in(reader_.get(), number - 1);
+  if (before.empty()) {
+    error = not_kept(number);
+    return false;
+  }
+  const auto take = [&entry](const LogEntry& found) {
+    entry = found;
+    return true;
+  };
+  return walk(reader_.get(), log_file(options_.directory), number - 1, number, before, take, error);
+}
+
+std::string CommitLog::schema() const {
+  const std::lock_guard<std::mutex> lock(reading_);
+  Statement row(reader_.get(), "SELECT modules FROM schema");
+  return row.step() == SQLITE_ROW ? row.text(0) : std::string();
+}
+
+std::uint64_t CommitLog::newest_snapshot() const { return tail().snapshot; }
+
+bool CommitLog::verify_history(std::string& error, const std::atomic<bool>* stop) const {
+  const DatabasePtr database = open_log_reader(options_, error);
+  VerifiedLog found;
+  return database != nullptr &&
+         verify_all(database.get(), log_file(options_.directory), stop, found, error);
+}
+
+}  // namespace nexa::host

@@ -1,0 +1,66 @@
+// The rows of the log: their columns in each format, and their checksums.
+//
+// Every row carries a SHA-256 over its fields; a commit's also covers the one before it, and one
+// row names the newest commit, so that a missing row shows as well as a changed one.
+#ifndef HOST_STORE_LOG_LOG_ROWS_H_
+#define HOST_STORE_LOG_LOG_ROWS_H_
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "store/log/digest.h"
+#include "store/log/log_types.h"
+#include "store/log/sqlite.h"
+
+namespace nexa::host {
+
+// Format 1 has neither effects nor images nor parts.
+inline constexpr int kOldestFormat = 1;
+inline constexpr int kNewestFormat = 2;
+
+// A text of more bytes than this is cut into rows of their own ("parts"), each written in its own
+// short transaction.
+inline constexpr std::size_t kPartSize = std::size_t{256} * 1024;
+
+// The tables of format 1, and what makes format 2 of them; a new log is made by both. Each is to be
+// run in a transaction.
+extern const char* const kMakeTables;
+extern const char* const kUpgradeTables;
+
+// Checksums of the rows; empty when OpenSSL failed. `before` is the checksum of the commit before.
+// A commit without an effect has the checksum that it had in format 1.
+std::string commit_digest(std::string_view before, const LogEntry& entry);
+std::string snapshot_digest(const LogSnapshot& snapshot);
+std::string head_digest(std::uint64_t number, std::string_view commit_hash);
+std::string schema_digest(std::string_view text);
+std::string image_text_digest(std::string_view image);
+// The image's own `image` does not count, `text_digest` does: what is noted of an image can be
+// changed without reading it.
+std::string image_digest(const LogSnapshot& image, std::string_view text_digest);
+
+// "SELECT number, time_ns, author, comment, whole, change, effect, hash FROM commits " + rest; rows
+// are read by entry_of.
+std::string select_commits(int format, const char* rest);
+LogEntry entry_of(const Statement& row);
+inline constexpr int kEntryHash = 7;
+
+// "SELECT number, commit_hash, config, parts, hash FROM snapshots " + rest.
+std::string select_snapshots(int format, const char* rest);
+// "SELECT number, commit_hash, image, parts, hash, schema, judged FROM images " + rest; none in
+// format 1.
+std::string select_images(const char* rest);
+
+// Reads such a row with its parts and compares it with its checksum. SQLITE_OK, SQLITE_MISMATCH for
+// a row that does not match, or what SQLite answered. read_snapshot fills in number, commit_hash
+// and config, read_image the rest instead of config.
+int read_snapshot(sqlite3* database, const Statement& row, LogSnapshot& snapshot);
+int read_image(sqlite3* database, const Statement& row, LogSnapshot& image);
+
+inline std::int64_t signed_number(std::uint64_t number) {
+  return static_cast<std::int64_t>(number);
+}
+
+}  // namespace nexa::host
+
+#endif  // HOST_STORE_LOG_LOG_ROWS_H_

@@ -1,0 +1,31 @@
+// What does a store begin with? The newest configuration that the log has, completed under the
+// loaded schema, with what is to be said about it.
+#ifndef HOST_STORE_STORE_START_H_
+#define HOST_STORE_STORE_START_H_
+
+#include <string>
+#include <vector>
+
+#include "store/judge.h"
+#include "store/log/commit_log.h"
+#include "store/stored_state.h"
+
+namespace nexa::host {
+
+struct StartState {
+  ImagePtr image;
+  std::string violation;  // the rule that the configuration breaks, one line
+  bool judged = false;    // libyang found it valid as a whole
+};
+
+// An image under the loaded schema is taken as it is. Without one (an old log, a changed schema)
+// what was configured is read as XML and judged as a whole, in a process that may die; a
+// configuration that breaks a rule is taken with its violation told. The log is brought up to the
+// schema. False with `error`, one line that names `file`: the loaded modules do not have the stored
+// nodes, or do not take their values.
+bool start_state(CommitLog& log, const std::string& file, Judge& judge, StartState& start,
+                 std::vector<std::string>& notes, std::string& error);
+
+}  // namespace nexa::host
+
+#endif  // HOST_STORE_STORE_START_H_

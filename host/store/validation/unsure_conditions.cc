@@ -1,0 +1,44 @@
+// Walks down from each conditional node as far as nodes come by themselves.
+#include "store/validation/unsure_conditions.h"
+
+#include <algorithm>
+
+namespace nexa::host {
+namespace {
+
+bool comes_by_itself(const lysc_node* node) {
+  if (node->nodetype == LYS_CONTAINER) return (node->flags & LYS_PRESENCE) == 0;
+  if (node->nodetype == LYS_LEAF) {
+    return reinterpret_cast<const lysc_node_leaf*>(node)->dflt != nullptr;
+  }
+  return node->nodetype == LYS_LEAFLIST &&
+         reinterpret_cast<const lysc_node_leaflist*>(node)->dflts != nullptr;
+}
+
+}  // namespace
+
+UnsureConditions::UnsureConditions(const ConstraintIndex& index) {
+  may_wait_ = index.has_when_chains();
+  for (const Constraint* const when : index.whens()) {
+    add_watchers(index, when->node, when->node);
+    const std::vector<const Constraint*>& watchers = index.rules(when->node).watchers;
+    may_wait_ |=
+        !when->whole.empty() || std::find(watchers.begin(), watchers.end(), when) != watchers.end();
+  }
+}
+
+void UnsureConditions::add_watchers(const ConstraintIndex& index, const lysc_node* top,
+                                    const lysc_node* node) {
+  if (!comes_by_itself(node)) return;
+  for (const Constraint* const watcher : index.rules(node).watchers) {
+    const bool is_when = watcher->kind == Constraint::Kind::kWhen;
+    if (is_when && !stands_below(watcher->node, top)) unsure_.insert(watcher);
+  }
+  if (node->nodetype != LYS_CONTAINER) return;
+  const lysc_node* child = nullptr;
+  while ((child = lys_getnext(child, node, nullptr, 0)) != nullptr) {
+    add_watchers(index, top, child);
+  }
+}
+
+}  // namespace nexa::host

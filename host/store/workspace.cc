@@ -1,0 +1,372 @@
+// libyang takes what is linked for explicit, and the containers above with it, so each function
+// that links or unlinks sets the flags of the containers on the way to what the image says.
+#include "store/workspace.h"
+
+#include <algorithm>
+#include <new>
+#include <unordered_set>
+
+#include "store/image/image_difference.h"
+#include "store/image/image_draft.h"
+#include "store/image/image_import.h"
+#include "store/node_tools.h"
+
+namespace nexa::host {
+namespace {
+
+constexpr std::uint32_t kDefaultFlag = LYD_DEFAULT;
+
+void set_default_flag(lyd_node* node, bool is_default) {
+  node->flags = (node->flags & ~kDefaultFlag) | (is_default ? kDefaultFlag : 0U);
+}
+
+// The instance after `node` that the user ordered behind it.
+lyd_node* next_instance(const lyd_node* node) {
+  return node->next != nullptr && node->next->schema == node->schema ? node->next : nullptr;
+}
+
+class Step {
+ public:
+  Step(lyd_node*& top, TreeChanges& changes) : top_(top), changes_(changes) {}
+
+  void children(const ImageInner& before, const ImageInner& after, lyd_node* parent) {
+    std::vector<const lysc_node*> out_of_order;
+    each_child_difference(&before, &after, [&](const NodeDifference& node) {
+      const bool in_order = difference(node, before, parent);
+      if (in_order) return;
+      const lysc_node* const schema = node.after->schema();
+      if (out_of_order.empty() || out_of_order.back() != schema) out_of_order.push_back(schema);
+    });
+    for (const lysc_node* const schema : out_of_order) {
+      make_order(after.find(schema)->group(), parent);
+    }
+  }
+
+ private:
+  // False when instances that the user orders may stand in the wrong place now.
+  bool difference(const NodeDifference& node, const ImageInner& before, lyd_node* parent) {
+    if (node.after == nullptr) {
+      remove(find(*node.before, parent), parent);
+      return true;
+    }
+    const bool is_ordered = lysc_is_userordered(node.after->schema());
+    if (node.before == nullptr) {
+      create(*node.after, parent);
+      const ImageNode* const group = is_ordered ? before.find(node.after->schema()) : nullptr;
+      return group == nullptr || node.order_after >= group->group().next_order();
+    }
+    const bool is_moved = is_ordered && node.order_before != node.order_after;
+    if (node.before != node.after) change(*node.before, *node.after, find(*node.after, parent));
+    return !is_moved;
+  }
+
+  lyd_node* find(const ImageNode& node, lyd_node* parent) const {
+    lyd_node* const found = find_in_tree(top_, parent, node);
+    // The tree and the image differ: nothing can be said about the tree any more.
+    if (found == nullptr) throw std::bad_alloc();
+    return found;
+  }
+
+  void create(const ImageNode& node, lyd_node* parent) {
+    TreeChange change;
+    change.node = keeping_flags(parent, [&] { return link_image(top_, parent, node, false); });
+    change.parent = parent;
+    changes_.push_back(std::move(change));
+  }
+
+  void remove(lyd_node* node, lyd_node* parent) {
+    TreeChange change;
+    change.kind = TreeChange::Kind::kDeleted;
+    change.node = node;
+    change.parent = parent;
+    if (lysc_is_userordered(node->schema)) change.old_next = next_instance(node);
+    if (node == top_) top_ = node->next;
+    keeping_flags(parent, [node] {
+      lyd_unlink_tree(node);
+      return node;
+    });
+    change.subtree.reset(node);
+    changes_.push_back(std::move(change));
+  }
+
+  void change(const ImageNode& before, const ImageNode& after, lyd_node* node) {
+    if (after.kind() == ImageKind::kAny) {
+      lyd_node* const parent = lyd_parent(node);
+      remove(node, parent);
+      return create(after, parent);
+    }
+    if (after.kind() == ImageKind::kLeaf) return change_leaf(before.leaf(), after.leaf(), node);
+    if (before.is_default() != after.is_default()) flag(node, after.is_default());
+    children(before.inner(), after.inner(), node);
+    set_default_flag(node, after.is_default());
+  }
+
+  void change_leaf(const ImageLeaf& before, const ImageLeaf& after, lyd_node* leaf) {
+    if (before.text() == after.text() && before.form() == after.form()) {
+      if (before.is_default() != after.is_default()) flag(leaf, after.is_default());
+      return;
+    }
+    TreeChange change;
+    change.kind = TreeChange::Kind::kValue;
+    change.node = leaf;
+    change.parent = lyd_parent(leaf);
+    change.old_flags = leaf->flags;
+    change.old_value = before.text();
+    keeping_flags(change.parent, [&] {
+      const LY_ERR done = change_canonical_term(leaf, after.text().data());
+      if (done != LY_SUCCESS && done != LY_EEXIST && done != LY_ENOT) throw std::bad_alloc();
+      return leaf;
+    });
+    set_default_flag(leaf, after.is_default());
+    changes_.push_back(std::move(change));
+  }
+
+  void flag(lyd_node* node, bool is_default) {
+    TreeChange change;
+    change.kind = TreeChange::Kind::kFlag;
+    change.node = node;
+    change.parent = lyd_parent(node);
+    change.old_flags = node->flags;
+    set_default_flag(node, is_default);
+    changes_.push_back(std::move(change));
+  }
+
+  // Puts the instances below `parent` into the order of the group.
+  void make_order(const ImageGroup& group, lyd_node* parent) {
+    std::vector<lyd_node*> wanted;
+    wanted.reserve(group.size());
+    for (const GroupEntry* const entry : group.in_order()) {
+      wanted.push_back(find(*entry->node, parent));
+    }
+    lyd_node* before = nullptr;
+    for (lyd_node* const node : wanted) {
+      lyd_node* const standing = before != nullptr ? next_instance(before) : first_of(node);
+      if (standing != node) move(node, standing);
+      before = node;
+    }
+  }
+
+  static lyd_node* first_of(lyd_node* node) {
+    while (node->prev->next != nullptr && node->prev->schema == node->schema) node = node->prev;
+    return node;
+  }
+
+  void move(lyd_node* node, lyd_node* next) {
+    TreeChange change;
+    change.kind = TreeChange::Kind::kMoved;
+    change.node = node;
+    change.parent = lyd_parent(node);
+    change.old_next = next_instance(node);
+    keeping_flags(change.parent, [&] {
+      if (node == top_) top_ = node->next;
+      if (lyd_insert_before(next, node) != LY_SUCCESS) throw std::bad_alloc();
+      if (change.parent == nullptr) top_ = lyd_first_sibling(top_);
+      return node;
+    });
+    changes_.push_back(std::move(change));
+  }
+
+  template <typename Work>
+  static lyd_node* keeping_flags(lyd_node* parent, const Work& work) {
+    std::vector<lyd_node*> defaults;
+    for (lyd_node* above = parent; above != nullptr && (above->flags & LYD_DEFAULT) != 0;
+         above = lyd_parent(above)) {
+      defaults.push_back(above);
+    }
+    lyd_node* const made = work();
+    for (lyd_node* const above : defaults) above->flags |= LYD_DEFAULT;
+    return made;
+  }
+
+  lyd_node*& top_;
+  TreeChanges& changes_;
+};
+
+// The slots on the way from the root to a node of the tree.
+ImageSlot* slot_of(const lyd_node* node, ImageSlot& root) {
+  if (node == nullptr) return &root;
+  ImageSlot* const parent = slot_of(lyd_parent(node), root);
+  ImageSlot* slot = parent != nullptr ? ImageDraft::child(*parent, node->schema) : nullptr;
+  if (slot != nullptr && node->schema->nodetype == LYS_LIST) {
+    slot = ImageDraft::entry(*slot, tree_key(node));
+  }
+  return slot;
+}
+
+void put_instance(ImageSlot& parent, const lyd_node* node) {
+  ImageSlot made = image_of_node(node);
+  if ((node->schema->nodetype & (LYS_LIST | LYS_LEAFLIST)) == 0) {
+    ImageDraft::put(parent, std::move(made));
+    return;
+  }
+  ImageSlot* group = ImageDraft::child(parent, node->schema);
+  if (group == nullptr) group = ImageDraft::put(parent, ImageGroup::make(node->schema));
+  ImageDraft::put_entry(*group, std::move(made));
+}
+
+void remove_instance(ImageSlot& parent, const lyd_node* node) {
+  if ((node->schema->nodetype & (LYS_LIST | LYS_LEAFLIST)) == 0) {
+    return ImageDraft::remove(parent, node->schema);
+  }
+  ImageSlot* const group = ImageDraft::child(parent, node->schema);
+  if (group == nullptr) return;
+  ImageDraft::remove_entry(*group, tree_key(node));
+  if ((*group)->group().size() == 0) ImageDraft::remove(parent, node->schema);
+}
+
+const lyd_node* root_of(const lyd_node* node) {
+  while (lyd_parent(node) != nullptr) node = lyd_parent(node);
+  return node;
+}
+
+// Shares what is the same with an image of the explicit nodes.
+class Judged {
+ public:
+  static ImageSlot node(const lyd_node* tree, const ImageNode* like) {
+    if (like == nullptr) return image_of_node(tree);
+    switch (like->kind()) {
+      case ImageKind::kLeaf: {
+        const bool is_default = (tree->flags & LYD_DEFAULT) != 0;
+        const bool is_same =
+            like->is_default() == is_default && like->leaf().text() == lyd_get_value(tree);
+        return is_same ? ImageSlot::share(like) : ImageSlot(ImageLeaf::make(tree));
+      }
+      case ImageKind::kAny: {
+        ImageRef<ImageAny> made = ImageAny::make(tree);
+        return made->xml() == like->any().xml() ? ImageSlot::share(like)
+                                                : ImageSlot(std::move(made));
+      }
+      case ImageKind::kInner: {
+        const lysc_node* const schema = tree->schema;
+        const bool is_default =
+            schema->nodetype == LYS_CONTAINER && (tree->flags & LYD_DEFAULT) != 0;
+        std::vector<ImageSlot> made = children(lyd_child(tree), like->inner());
+        const auto old = like->inner().children();
+        const bool is_same =
+            like->is_default() == is_default &&
+            std::equal(made.begin(), made.end(), old.begin(), old.end(),
+                       [](const auto& one, const auto& two) { return one.get() == two.get(); });
+        if (is_same) return ImageSlot::share(like);
+        return ImageInner::make(schema, is_default, std::move(made));
+      }
+      case ImageKind::kGroup:
+        break;
+    }
+    return nullptr;
+  }
+
+  static std::vector<ImageSlot> children(const lyd_node* first, const ImageInner& like) {
+    std::vector<ImageSlot> made;
+    for (const lyd_node* tree = first; tree != nullptr;) {
+      const ImageNode* const old = like.find(tree->schema);
+      if ((tree->schema->nodetype & (LYS_LIST | LYS_LEAFLIST)) != 0) {
+        made.push_back(group(tree, old));
+      } else {
+        made.push_back(node(tree, old));
+        tree = tree->next;
+      }
+    }
+    return made;
+  }
+
+ private:
+  // New entries, whose order is 0, stand behind the others.
+  static bool is_ascending(const std::vector<std::uint64_t>& orders) {
+    const auto first_new = std::find(orders.begin(), orders.end(), 0U);
+    return std::is_sorted(orders.begin(), first_new) &&
+           std::all_of(first_new, orders.end(), [](std::uint64_t order) { return order == 0; });
+  }
+
+  // Entries in the tree's order, which is that of `like` where an entry stands in both.
+  static ImageSlot group(const lyd_node*& tree, const ImageNode* like) {
+    const lysc_node* const schema = tree->schema;
+    if (like == nullptr) {
+      ImageSlot made = ImageGroup::make(schema);
+      for (; tree != nullptr && tree->schema == schema; tree = tree->next) {
+        ImageDraft::put_entry(made, image_of_node(tree), made->group().next_order());
+      }
+      return made;
+    }
+    std::vector<ImageSlot> entries;
+    bool is_same = true;
+    std::size_t standing = 0;
+    std::vector<std::uint64_t> orders;
+    for (; tree != nullptr && tree->schema == schema; tree = tree->next) {
+      const GroupEntry* const old = like->group().find(tree_key(tree));
+      entries.push_back(node(tree, old != nullptr ? old->node.get() : nullptr));
+      orders.push_back(old != nullptr ? old->order : 0);
+      standing += old != nullptr ? 1 : 0;
+      is_same = is_same && old != nullptr && entries.back().get() == old->node.get();
+    }
+    const bool in_order = !lysc_is_userordered(schema) || is_ascending(orders);
+    if (is_same && in_order && entries.size() == like->group().size()) {
+      return ImageSlot::share(like);
+    }
+    if (!in_order) {
+      std::uint64_t next = like->group().next_order();
+      for (std::uint64_t& order : orders) order = next++;
+    }
+    const bool lost = standing < like->group().size();
+    ImageSlot made = lost ? ImageSlot(ImageGroup::make(schema)) : ImageSlot::share(like);
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+      ImageDraft::put_entry(made, std::move(entries[i]), orders[i]);
+    }
+    return made;
+  }
+};
+
+}  // namespace
+
+void bring_in_step(const ImageInner& before, const ImageInner& after, lyd_node*& top,
+                   TreeChanges& changes) {
+  Step(top, changes).children(before, after, nullptr);
+}
+
+void take_over(const TreeChanges& changes, std::size_t first, ImagePtr& image) {
+  std::unordered_set<const lyd_node*> gone;
+  for (std::size_t i = first; i < changes.size(); ++i) {
+    if (changes[i].kind == TreeChange::Kind::kDeleted) gone.insert(changes[i].node);
+  }
+  ImageSlot root = std::move(image);
+  for (std::size_t i = first; i < changes.size(); ++i) {
+    const TreeChange& change = changes[i];
+    const bool is_deleted = change.kind == TreeChange::Kind::kDeleted;
+    // What went with a parent is not in the image any more, or goes with it later.
+    const lyd_node* const anchor = is_deleted ? change.parent : change.node;
+    if (anchor != nullptr && !gone.empty() && gone.count(root_of(anchor)) != 0) continue;
+    ImageSlot* const parent = slot_of(is_deleted ? change.parent : lyd_parent(change.node), root);
+    if (parent == nullptr) throw std::bad_alloc();
+    switch (change.kind) {
+      case TreeChange::Kind::kCreated:
+        put_instance(*parent, change.node);
+        break;
+      case TreeChange::Kind::kDeleted:
+        remove_instance(*parent, change.node);
+        break;
+      case TreeChange::Kind::kValue:
+      case TreeChange::Kind::kFlag:
+        if (ImageSlot* const slot = slot_of(change.node, root)) {
+          if (change.kind == TreeChange::Kind::kValue) {
+            *slot = image_of_node(change.node);
+          } else {
+            ImageDraft::set_default(*slot, (change.node->flags & LYD_DEFAULT) != 0);
+          }
+        }
+        break;
+      case TreeChange::Kind::kMoved:
+        break;
+    }
+  }
+  image = ImagePtr::share(&root->inner());
+}
+
+ImagePtr judged_image(const lyd_node* top, const ImageInner& like) {
+  std::vector<ImageSlot> children = Judged::children(top, like);
+  std::stable_sort(children.begin(), children.end(), [](const auto& left, const auto& right) {
+    return schema_number(left->schema()) < schema_number(right->schema());
+  });
+  ImagePtr made = ImageInner::make(nullptr, false, std::move(children));
+  return made;
+}
+
+}  // namespace nexa::host

@@ -1,0 +1,163 @@
+// Work in a forked child: its result comes back whole, and its death is an answer.
+#include "store/validation/child_judgement.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace nexa::host {
+namespace {
+
+using Kind = ChildOutcome::Kind;
+using std::chrono::milliseconds;
+
+// How the sanitizers answer a fault is their own: an exit status, after a report.
+bool is_death(const ChildOutcome& outcome, int signal) {
+  if (outcome.kind == Kind::kExit) return outcome.number != 0;
+  return outcome.kind == Kind::kSignal && outcome.number == signal;
+}
+
+TEST(ChildJudgement, HandsTheResultOver) {
+  const ChildOutcome outcome = run_in_child([] { return std::string("a\0b\n", 4); });
+  EXPECT_EQ(outcome.kind, Kind::kDone) << outcome.in_words();
+  EXPECT_EQ(outcome.result, std::string("a\0b\n", 4));
+  EXPECT_EQ(outcome.in_words(), "done");
+}
+
+TEST(ChildJudgement, HandsAnEmptyResultOver) {
+  const ChildOutcome outcome = run_in_child([] { return std::string(); });
+  EXPECT_EQ(outcome.kind, Kind::kDone) << outcome.in_words();
+  EXPECT_EQ(outcome.result, "");
+}
+
+TEST(ChildJudgement, HandsALargeResultOver) {
+  constexpr std::size_t kSize = 50 * 1000 * 1000;
+  const ChildOutcome outcome = run_in_child([] {
+    std::string text(kSize, 'x');
+    text.front() = 'a';
+    text.back() = 'z';
+    return text;
+  });
+  ASSERT_EQ(outcome.kind, Kind::kDone) << outcome.in_words();
+  ASSERT_EQ(outcome.result.size(), kSize);
+  EXPECT_EQ(outcome.result.front(), 'a');
+  EXPECT_EQ(outcome.result.back(), 'z');
+}
+
+TEST(ChildJudgement, SeesTheMemoryAndChangesNothingInIt) {
+  int value = 1;
+  const ChildOutcome outcome = run_in_child([&value] { return std::to_string(++value); });
+  EXPECT_EQ(outcome.result, "2");
+  EXPECT_EQ(value, 1);
+}
+
+TEST(ChildJudgement, TellsASegmentationFault) {
+  const ChildOutcome outcome = run_in_child([]() -> std::string {
+    ::raise(SIGSEGV);
+    return "survived";
+  });
+  EXPECT_TRUE(is_death(outcome, SIGSEGV)) << outcome.in_words();
+}
+
+TEST(ChildJudgement, TellsAnAbort) {
+  const ChildOutcome outcome = run_in_child([]() -> std::string { ::abort(); });
+  EXPECT_TRUE(is_death(outcome, SIGABRT)) << outcome.in_words();
+}
+
+TEST(ChildJudgement, NamesTheSignal) {
+  const ChildOutcome outcome = run_in_child([]() -> std::string {
+    ::raise(SIGKILL);
+    return "survived";
+  });
+  EXPECT_EQ(outcome.in_words(), "died of signal 9 (Killed)");
+}
+
+TEST(ChildJudgement, TellsAnExit) {
+  const ChildOutcome outcome = run_in_child([]() -> std::string { ::_exit(3); });
+  EXPECT_EQ(outcome.kind, Kind::kExit);
+  EXPECT_EQ(outcome.number, 3);
+  EXPECT_EQ(outcome.in_words(), "ended with status 3 and without a result");
+}
+
+TEST(ChildJudgement, TellsAnExitWithoutAResult) {
+  const ChildOutcome outcome = run_in_child([]() -> std::string { ::_exit(0); });
+  EXPECT_EQ(outcome.kind, Kind::kExit);
+}
+
+TEST(ChildJudgement, AnExceptionIsNoResult) {
+  const ChildOutcome outcome =
+      run_in_child([]() -> std::string { throw std::runtime_error("no"); });
+  EXPECT_EQ(outcome.kind, Kind::kExit);
+  EXPECT_NE(outcome.number, 0);
+}
+
+TEST(ChildJudgement, EndsAChildThatTakesTooLong) {
+  const auto start = std::chrono::steady_clock::now();
+  const ChildOutcome outcome = run_in_child(
+      [] {
+        std::this_thread::sleep_for(std::chrono::hours(1));
+        return std::string("late");
+      },
+      milliseconds(100));
+  EXPECT_EQ(outcome.kind, Kind::kTooLong);
+  EXPECT_EQ(outcome.in_words(), "took too long and was ended");
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
+}
+
+TEST(ChildJudgement, TheChildHoldsNoFileOfTheParent) {
+  int ends[2] = {-1, -1};
+  ASSERT_EQ(::pipe(ends), 0);
+  const ChildOutcome outcome = run_in_child([] {
+    std::string open;
+    for (int number = 0; number < 1024; ++number) {
+      if (::fcntl(number, F_GETFD) >= 0) open.append(std::to_string(number)).append(" ");
+    }
+    return open;
+  });
+  ASSERT_EQ(outcome.kind, Kind::kDone) << outcome.in_words();
+  // Standard error and the pipe of the result.
+  EXPECT_EQ(outcome.result.rfind("2 ", 0), 0U) << outcome.result;
+  EXPECT_EQ(std::count(outcome.result.begin(), outcome.result.end(), ' '), 2) << outcome.result;
+  ::close(ends[0]);
+  ::close(ends[1]);
+}
+
+TEST(ChildJudgement, TheChildTakesSignalsInTheUsualWay) {
+  struct sigaction quiet = {};
+  struct sigaction old = {};
+  quiet.sa_handler = SIG_IGN;
+  ASSERT_EQ(::sigaction(SIGTERM, &quiet, &old), 0);
+  const ChildOutcome outcome = run_in_child([]() -> std::string {
+    ::raise(SIGTERM);
+    return "survived";
+  });
+  ::sigaction(SIGTERM, &old, nullptr);
+  EXPECT_EQ(outcome.kind, Kind::kSignal);
+  EXPECT_EQ(outcome.number, SIGTERM);
+}
+
+TEST(ChildJudgement, ThreadsRunTheirOwn) {
+  std::vector<std::string> results(4);
+  std::vector<std::thread> threads;
+  for (std::size_t i = 0; i < results.size(); ++i) {
+    threads.emplace_back([&results, i] {
+      results[i] =
+          run_in_child([i] { return std::string(100'000, static_cast<char>('a' + i)); }).result;
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (std::size_t i = 0; i < results.size(); ++i) {
+    EXPECT_EQ(results[i], std::string(100'000, static_cast<char>('a' + i)));
+  }
+}
+
+}  // namespace
+}  // namespace nexa::host

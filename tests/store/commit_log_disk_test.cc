@@ -1,0 +1,352 @@
+// An answer means the disk: whatever syncs do, what was answered OK is there after a kill and after
+// a power cut, what was refused is not, and a log that cannot be written still reads.
+#include <thread>
+
+#include "failing_disk.h"
+#include "real/temp_folder.h"
+#include "store/log/commit_log.h"
+
+namespace {
+
+using nexa::host::CommitLog;
+using nexa::host::LogEntry;
+using nexa::host::LogLimits;
+using nexa::host::LogOptions;
+using nexa::host::LogResult;
+using nexa::host::LogSnapshot;
+using nexa_test::FailingDisk;
+using nexa_test::TempFolder;
+using Code = LogResult::Code;
+using Part = FailingDisk::Part;
+
+constexpr char kDoesNotConfirm[] =
+    "the disk does not confirm writes: Input/output error; nothing was changed";
+
+class LogOnAFailingDisk : public testing::Test {
+ protected:
+  void SetUp() override {
+    data_ = folder_.file("0");
+    std::filesystem::create_directory(data_);
+    open();
+  }
+
+  void open() {
+    log_.reset();
+    LogOptions options;
+    options.directory = data_;
+    options.vfs = FailingDisk::kName;
+    log_ = CommitLog::open(options, error_);
+  }
+  // The process is killed, or the power fails; then the log is opened again.
+  void kill() { move_to(&FailingDisk::kill); }
+  void cut_power() { move_to(&FailingDisk::cut_power); }
+
+  LogResult append(std::size_t size = 100) {
+    const std::uint64_t number = log_->head() + 1;
+    const std::string text = std::to_string(++sent_) + std::string(size, 'x');
+    const LogResult result = log_->append({number, 1, "author", "", false, text, "effect"});
+    if (result.ok()) stored_[number] = text;
+    if (result.code == Code::kUnknown) unknown_ = {number, text};
+    return result;
+  }
+  LogResult snapshot(std::size_t size = 100) {
+    LogSnapshot snapshot;
+    snapshot.number = log_->head();
+    snapshot.config = "<config>" + std::string(size, 'c') + "</config>";
+    snapshot.image = std::string(size, 'i');
+    snapshot.schema_hash = "schema";
+    return log_->write_snapshot(std::move(snapshot), LogLimits());
+  }
+
+  // The log holds what was answered OK and nothing else.
+  void check() {
+    ASSERT_NE(log_, nullptr) << error_;
+    if (unknown_.first != 0 && log_->head() == unknown_.first) {
+      LogEntry entry;
+      ASSERT_TRUE(log_->entry(unknown_.first, entry, error_)) << error_;
+      if (entry.change == unknown_.second) stored_[unknown_.first] = unknown_.second;
+    }
+    unknown_ = {};
+    ASSERT_EQ(log_->head(), stored_.empty() ? 0 : stored_.rbegin()->first);
+    for (const auto& [number, text] : stored_) {
+      LogEntry entry;
+      ASSERT_TRUE(log_->entry(number, entry, error_)) << error_;
+      ASSERT_EQ(entry.change, text);
+    }
+    ASSERT_TRUE(log_->verify_history(error_, nullptr)) << error_;
+  }
+
+  TempFolder folder_;
+  FailingDisk& disk_ = FailingDisk::fresh();
+  std::string data_;
+  std::string error_;
+  std::unique_ptr<CommitLog> log_;
+  std::map<std::uint64_t, std::string> stored_;
+  std::pair<std::uint64_t, std::string> unknown_;
+
+ private:
+  void move_to(void (FailingDisk::*event)(const std::string&, const std::string&)) {
+    const std::string next = folder_.file(std::to_string(++lives_));
+    (disk_.*event)(data_, next);
+    // What the old process does in its end is nothing to the copy.
+    disk_.fail_syncs(Part::kDatabase, 0);
+    disk_.fail_syncs(Part::kJournal, 0);
+    data_ = next;
+    open();
+  }
+
+  int sent_ = 0;
+  int lives_ = 0;
+};
+
+TEST_F(LogOnAFailingDisk, OneFailedSyncOfTheJournalIsARefusalOfOneCommit) {
+  ASSERT_TRUE(append().ok());
+  disk_.fail_syncs(Part::kJournal, 1);
+  const LogResult refused = append();
+  EXPECT_EQ(refused.code, Code::kUnavailable);
+  EXPECT_EQ(refused.text, kDoesNotConfirm);
+  EXPECT_TRUE(log_->writable());
+  ASSERT_TRUE(append().ok());
+  cut_power();
+  ASSERT_NO_FATAL_FAILURE(check());
+}
+
+TEST_F(LogOnAFailingDisk, ARefusedCommitDoesNotComeBack) {
+  ASSERT_TRUE(append().ok());
+  disk_.fail_syncs(Part::kJournal, 1);
+  ASSERT_EQ(append().code, Code::kUnavailable);
+  kill();
+  ASSERT_NO_FATAL_FAILURE(check());
+  ASSERT_TRUE(append().ok());
+  cut_power();
+  ASSERT_NO_FATAL_FAILURE(check());
+}
+
+TEST_F(LogOnAFailingDisk, TwoFailedSyncsLeaveACommitUnknownUntilTheNextSucceeds) {
+  ASSERT_TRUE(append().ok());
+  disk_.fail_syncs(Part::kJournal, 2);
+  const LogResult unknown = append();
+  EXPECT_EQ(unknown.code, Code::kUnknown);
+  EXPECT_EQ(unknown.text, "the disk does not confirm writes: Input/output error");
+  EXPECT_FALSE(log_->writable());
+  ASSERT_TRUE(log_->settle().ok());
+  EXPECT_TRUE(log_->writable());
+  ASSERT_NO_FATAL_FAILURE(check());
+  ASSERT_TRUE(append().ok());
+  cut_power();
+  ASSERT_NO_FATAL_FAILURE(check());
+}
+
+TEST_F(LogOnAFailingDisk, NothingIsWrittenWhileSyncsFailAndReadingGoesOn) {
+  for (const Part part : {Part::kJournal, Part::kDatabase}) {
+    ASSERT_TRUE(append().ok());
+    disk_.fail_syncs(Part::kJournal, 1);
+    disk_.fail_syncs(part, FailingDisk::kForEver);
+    ASSERT_EQ(append().code, Code::kUnknown);
+    for (int i = 0; i < 3; ++i) {
+      EXPECT_EQ(log_->settle().code, Code::kUnavailable);
+      const LogResult refused = append();
+      EXPECT_EQ(refused.code, Code::kUnavailable);
+      EXPECT_EQ(refused.text, kDoesNotConfirm);
+      EXPECT_EQ(log_->obstacle(), kDoesNotConfirm);
+      ASSERT_NO_FATAL_FAILURE(check());
+      std::vector<nexa::host::CommitRecord> records;
+      EXPECT_TRUE(log_->history(0, records).ok());
+      EXPECT_EQ(records.size(), stored_.size());
+    }
+    disk_.fail_syncs(part, 0);
+    disk_.fail_syncs(Part::kJournal, 0);
+    ASSERT_TRUE(append().ok());
+    cut_power();
+    ASSERT_NO_FATAL_FAILURE(check());
+  }
+}
+
+TEST_F(LogOnAFailingDisk, AKillWhileSyncsFailLosesNothingThatWasAnswered) {
+  ASSERT_TRUE(append().ok());
+  disk_.fail_syncs(Part::kJournal, FailingDisk::kForEver);
+  ASSERT_EQ(append().code, Code::kUnknown);
+  kill();
+  ASSERT_NO_FATAL_FAILURE(check());
+  // What the new process found it has made durable.
+  cut_power();
+  ASSERT_NO_FATAL_FAILURE(check());
+  ASSERT_TRUE(append().ok());
+  cut_power();
+  ASSERT_NO_FATAL_FAILURE(check());
+}
+
+TEST_F(LogOnAFailingDisk, AStartWhoseSyncsFailReadsOnly) {
+  ASSERT_TRUE(append().ok());
+  disk_.kill(data_, folder_.file("next"));
+  log_.reset();
+  data_ = folder_.file("next");
+  disk_.fail_syncs(Part::kJournal, FailingDisk::kForEver);
+  open();
+  ASSERT_NO_FATAL_FAILURE(check());
+  EXPECT_FALSE(log_->writable());
+  EXPECT_EQ(append().code, Code::kUnavailable);
+  disk_.fail_syncs(Part::kJournal, 0);
+  std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+  ASSERT_TRUE(append().ok());
+  EXPECT_TRUE(log_->writable());
+  cut_power();
+  ASSERT_NO_FATAL_FAILURE(check());
+}
+
+TEST_F(LogOnAFailingDisk, AFailedCheckpointLosesNothing) {
+  for (int round = 0; round < 3; ++round) {
+    for (const int failures : {1, 2}) {
+      for (const Part part : {Part::kDatabase, Part::kJournal}) {
+        for (int i = 0; i < 20; ++i) ASSERT_TRUE(append(3000).ok());
+        disk_.fail_syncs(part, failures);
+        EXPECT_FALSE(log_->checkpoint().ok());
+        disk_.fail_syncs(part, 0);
+        static_cast<void>(log_->settle());
+        ASSERT_TRUE(log_->checkpoint().ok());
+        for (int i = 0; i < 20; ++i) ASSERT_TRUE(append(3000).ok());
+        ASSERT_TRUE(log_->checkpoint().ok());
+        cut_power();
+        ASSERT_NO_FATAL_FAILURE(check());
+      }
+    }
+  }
+}
+
+// SQLite counts pages as copied before it syncs the database when a reader keeps it from the end of
+// the journal, and copies them no second time.
+TEST_F(LogOnAFailingDisk, AFailedSyncAfterHalfACheckpointLosesNothing) {
+  for (int i = 0; i < 20; ++i) ASSERT_TRUE(append(3000).ok());
+  sqlite3* handle = nullptr;
+  ASSERT_EQ(sqlite3_open_v2((data_ + "/nexa.db").c_str(), &handle, SQLITE_OPEN_READONLY,
+                            FailingDisk::kName),
+            SQLITE_OK);
+  nexa::host::DatabasePtr reader(handle);
+  ASSERT_EQ(nexa::host::execute(handle, "BEGIN; SELECT count(*) FROM commits"), SQLITE_OK);
+  for (int i = 0; i < 20; ++i) ASSERT_TRUE(append(3000).ok());
+  ASSERT_TRUE(log_->checkpoint().ok());
+  reader.reset();
+  disk_.fail_syncs(Part::kDatabase, 1);
+  ASSERT_EQ(log_->checkpoint().code, Code::kUnavailable);
+  ASSERT_TRUE(append().ok());
+  ASSERT_TRUE(log_->checkpoint().ok());
+  ASSERT_TRUE(append().ok());
+  cut_power();
+  ASSERT_NO_FATAL_FAILURE(check());
+}
+
+TEST_F(LogOnAFailingDisk, AFailedSnapshotIsNotThere) {
+  ASSERT_TRUE(append().ok());
+  disk_.fail_syncs(Part::kJournal, 1);
+  EXPECT_EQ(snapshot(600000).code, Code::kUnavailable);
+  EXPECT_EQ(log_->newest_snapshot(), 0U);
+  ASSERT_TRUE(append().ok());
+  ASSERT_TRUE(snapshot(600000).ok());
+  cut_power();
+  ASSERT_NO_FATAL_FAILURE(check());
+  LogSnapshot image;
+  ASSERT_TRUE(log_->newest_image("schema", image));
+  EXPECT_EQ(image.image, std::string(600000, 'i'));
+}
+
+TEST_F(LogOnAFailingDisk, AFullDiskIsReadAndRefusesInWords) {
+  ASSERT_TRUE(append().ok());
+  disk_.fill(true);
+  const LogResult refused = append(20000);
+  EXPECT_EQ(refused.code, Code::kFull);
+  EXPECT_EQ(refused.text, "the disk is full");
+  ASSERT_NO_FATAL_FAILURE(check());
+  disk_.fill(false);
+  ASSERT_TRUE(append(20000).ok());
+  cut_power();
+  ASSERT_NO_FATAL_FAILURE(check());
+}
+
+TEST_F(LogOnAFailingDisk, AStartOnAFullDiskReadsOnlyUntilThereIsRoom) {
+  ASSERT_TRUE(append().ok());
+  for (const bool with_journal : {true, false}) {
+    disk_.kill(data_, folder_.file(with_journal ? "with" : "without"));
+    data_ = folder_.file(with_journal ? "with" : "without");
+    if (!with_journal) {
+      open();
+      log_.reset();
+      ASSERT_FALSE(std::filesystem::exists(data_ + "/nexa.db-wal"));
+    }
+    disk_.fill(true);
+    open();
+    ASSERT_NO_FATAL_FAILURE(check());
+    EXPECT_FALSE(log_->writable());
+    const LogResult refused = append();
+    EXPECT_EQ(refused.code, Code::kFull);
+    EXPECT_EQ(refused.text, "the disk is full; the server reads only until it can write again");
+    disk_.fill(false);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+    ASSERT_TRUE(append().ok());
+    ASSERT_NO_FATAL_FAILURE(check());
+  }
+  cut_power();
+  ASSERT_NO_FATAL_FAILURE(check());
+}
+
+// Whether these tests see what they are for: without syncs, an answered commit is gone.
+TEST_F(LogOnAFailingDisk, ADiskThatOnlyPretendsToSyncIsFoundOut) {
+  disk_.pretend_to_sync();
+  int lost = 0;
+  for (int i = 0; i < 10; ++i) {
+    ASSERT_TRUE(append().ok());
+    const std::string copy = folder_.file("cut" + std::to_string(i));
+    disk_.cut_power(data_, copy);
+    LogOptions options;
+    options.directory = copy;
+    const auto log = CommitLog::open(options, error_);
+    if (log == nullptr || log->head() != stored_.rbegin()->first) ++lost;
+  }
+  EXPECT_GT(lost, 5);
+}
+
+// Everything in any order.
+TEST_F(LogOnAFailingDisk, RandomFailuresKillsAndPowerCuts) {
+  int refused = 0;
+  int unknown = 0;
+  for (unsigned seed = 1; seed <= 16; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    disk_.seed(seed);
+    for (int step = 0; step < 60; ++step) {
+      const auto choice = random() % 100;
+      if (choice < 8) {
+        disk_.fail_syncs(random() % 3 == 0 ? Part::kDatabase : Part::kJournal,
+                         static_cast<int>(random() % 4) - 1);
+      } else if (choice < 12) {
+        disk_.fill(random() % 2 == 0);
+      } else if (choice < 18) {
+        static_cast<void>(log_->checkpoint());
+      } else if (choice < 24) {
+        static_cast<void>(snapshot(random() % 2 == 0 ? 100 : 400000));
+      } else if (choice < 27) {
+        disk_.fill(false);
+        if (random() % 2 == 0) {
+          kill();
+        } else {
+          cut_power();
+        }
+        ASSERT_NO_FATAL_FAILURE(check()) << "step " << step;
+      } else if (unknown_.first != 0) {
+        if (log_->settle().ok()) {
+          ASSERT_NO_FATAL_FAILURE(check()) << "step " << step;
+        }
+      } else {
+        const Code code = append(random() % 6000).code;
+        refused += code == Code::kUnavailable || code == Code::kFull ? 1 : 0;
+        unknown += code == Code::kUnknown ? 1 : 0;
+      }
+    }
+    disk_.fill(false);
+    cut_power();
+    ASSERT_NO_FATAL_FAILURE(check());
+  }
+  EXPECT_GT(refused, 20);
+  EXPECT_GT(unknown, 5);
+}
+
+}  // namespace

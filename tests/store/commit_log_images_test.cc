@@ -1,0 +1,343 @@
+// What a start reads: images and effects, in format 2 and in a log that format 1 left; and that the
+// history before them costs it nothing.
+#include <filesystem>
+
+#include "failing_disk.h"
+#include "real/temp_folder.h"
+#include "store/log/commit_log.h"
+#include "store/log/log_rows.h"
+
+namespace {
+
+using nexa::host::CommitLog;
+using nexa::host::LogEntry;
+using nexa::host::LogLimits;
+using nexa::host::LogOptions;
+using nexa::host::LogSnapshot;
+using nexa_test::FailingDisk;
+using nexa_test::TempFolder;
+
+class LogImages : public testing::Test {
+ protected:
+  void SetUp() override { open(); }
+
+  bool open(bool read_only = false, const std::string& vfs = "") {
+    log_.reset();
+    LogOptions options;
+    options.directory = folder_.path();
+    options.sync = false;
+    options.read_only = read_only;
+    options.vfs = vfs;
+    log_ = CommitLog::open(options, error_);
+    return log_ != nullptr;
+  }
+
+  void append(int count, const std::string& effect = "effect") {
+    for (int i = 0; i < count; ++i) {
+      const std::uint64_t number = log_->head() + 1;
+      const std::string text = std::to_string(number);
+      ASSERT_TRUE(log_->append({number, static_cast<std::int64_t>(number), "author", "", false,
+                                "change" + text, effect.empty() ? "" : effect + text})
+                      .ok());
+    }
+  }
+  bool snapshot(const std::string& text, LogLimits limits = LogLimits(),
+                const std::string& schema = "schema") {
+    LogSnapshot snapshot;
+    snapshot.number = log_->head();
+    snapshot.config = "<config>" + text + "</config>";
+    snapshot.image = text;
+    snapshot.schema_hash = schema;
+    return log_->write_snapshot(std::move(snapshot), limits).ok();
+  }
+  std::string image(const std::string& schema = "schema") const {
+    LogSnapshot image;
+    return log_->newest_image(schema, image) ? std::to_string(image.number) + " " + image.image
+                                             : "none";
+  }
+  std::string effects_after(std::uint64_t number) {
+    std::string effects;
+    const auto take = [&effects](const LogEntry& entry) {
+      effects += entry.effect + " ";
+      return true;
+    };
+    return log_->replay_after(number, take, error_) ? effects : error_;
+  }
+
+  void run_sql(const char* sql) const {
+    sqlite3* handle = nullptr;
+    ASSERT_EQ(sqlite3_open(folder_.file("nexa.db").c_str(), &handle), SQLITE_OK);
+    const nexa::host::DatabasePtr database(handle);
+    ASSERT_EQ(nexa::host::execute(handle, sql), SQLITE_OK) << sql << ": " << sqlite3_errmsg(handle);
+  }
+  std::int64_t ask(const char* sql) const {
+    sqlite3* handle = nullptr;
+    EXPECT_EQ(sqlite3_open(folder_.file("nexa.db").c_str(), &handle), SQLITE_OK);
+    const nexa::host::DatabasePtr database(handle);
+    return nexa::host::integer_of(handle, sql, -1);
+  }
+
+  // The tables as format 1 had them.
+  void make_format_1() const {
+    run_sql(
+        "DROP INDEX parts_of; DROP TABLE parts; DROP TABLE images;"
+        "ALTER TABLE snapshots DROP COLUMN parts; ALTER TABLE commits DROP COLUMN effect;"
+        "PRAGMA user_version = 1");
+  }
+
+  TempFolder folder_;
+  std::string error_;
+  std::unique_ptr<CommitLog> log_;
+};
+
+TEST_F(LogImages, AStartReadsTheNewestImageAndTheEffectsAfterIt) {
+  append(3);
+  ASSERT_TRUE(snapshot("three"));
+  append(2);
+  ASSERT_TRUE(open()) << error_;
+  EXPECT_EQ(image(), "3 three");
+  EXPECT_EQ(image(), "3 three") << "also when it is asked for again";
+  EXPECT_EQ(effects_after(3), "effect4 effect5 ");
+  EXPECT_EQ(effects_after(5), "");
+  EXPECT_EQ(effects_after(6), "commit 7 is not kept");
+  EXPECT_EQ(log_->tail().snapshot, 3U);
+  EXPECT_EQ(log_->tail().commits, 2U);
+  EXPECT_EQ(log_->tail().effect_bytes, 14U);
+  EXPECT_EQ(log_->tail().image_bytes, 5U);
+}
+
+TEST_F(LogImages, AnImageIsOfOneSchema) {
+  append(1);
+  ASSERT_TRUE(snapshot("old", LogLimits(), "old schema"));
+  append(1);
+  ASSERT_TRUE(snapshot("new"));
+  ASSERT_TRUE(open()) << error_;
+  EXPECT_EQ(image("another"), "none");
+  EXPECT_EQ(image("old schema"), "1 old");
+  EXPECT_EQ(image(), "2 new");
+}
+
+TEST_F(LogImages, ASnapshotWithoutASchemaHasNoImage) {
+  append(1);
+  ASSERT_TRUE(snapshot("text", LogLimits(), ""));
+  ASSERT_TRUE(open()) << error_;
+  EXPECT_EQ(image(""), "none");
+  EXPECT_EQ(log_->newest_snapshot(), 1U);
+}
+
+TEST_F(LogImages, TheTwoNewestAreKept) {
+  for (int i = 0; i < 4; ++i) {
+    append(1, "");
+    ASSERT_TRUE(snapshot("text"));
+  }
+  EXPECT_EQ(ask("SELECT count(*) FROM images"), 2);
+  EXPECT_EQ(ask("SELECT min(number) FROM images"), 3);
+  EXPECT_EQ(ask("SELECT count(*) FROM snapshots"), 5);
+}
+
+TEST_F(LogImages, LongTextsComeBackWhole) {
+  std::string text;
+  for (int i = 0; text.size() < 1500000; ++i) text += std::to_string(i) + " ";
+  append(1);
+  ASSERT_TRUE(snapshot(text));
+  EXPECT_EQ(ask("SELECT count(*) FROM parts"), 12);
+  EXPECT_LE(ask("SELECT max(length(bytes)) FROM parts"), 262144);
+  ASSERT_TRUE(open()) << error_;
+  EXPECT_TRUE(log_->verify_history(error_, nullptr)) << error_;
+  EXPECT_TRUE(image() == "1 " + text);
+  LogSnapshot base;
+  ASSERT_TRUE(log_->replay(
+      1, base, [](const LogEntry&) { return true; }, error_))
+      << error_;
+  EXPECT_TRUE(base.config == "<config>" + text + "</config>");
+}
+
+TEST_F(LogImages, PartsThatBelongToNothingAreRemoved) {
+  append(1);
+  ASSERT_TRUE(snapshot(std::string(600000, 'x')));
+  log_.reset();
+  run_sql("INSERT INTO parts(part_of, bytes) VALUES(77, 'left'), (78, 'left')");
+  ASSERT_TRUE(open()) << error_;
+  append(1);
+  ASSERT_TRUE(snapshot("short"));
+  EXPECT_EQ(ask("SELECT count(*) FROM parts WHERE bytes = 'left'"), 0);
+  EXPECT_TRUE(image() == "2 short");
+  ASSERT_TRUE(open()) << error_;
+  EXPECT_TRUE(log_->verify_history(error_, nullptr)) << error_;
+}
+
+TEST_F(LogImages, OfTheSameCommitTheLaterOneCounts) {
+  append(1);
+  ASSERT_TRUE(snapshot(std::string(600000, 'x')));
+  ASSERT_TRUE(snapshot(std::string(500000, 'y')));
+  EXPECT_EQ(ask("SELECT count(*) FROM parts"), 4);
+  ASSERT_TRUE(open()) << error_;
+  EXPECT_TRUE(image() == "1 " + std::string(500000, 'y'));
+}
+
+TEST_F(LogImages, RememberThatTheyWereJudged) {
+  append(1);
+  ASSERT_TRUE(snapshot("text"));
+  EXPECT_FALSE(log_->mark_judged(7));
+  EXPECT_TRUE(log_->mark_judged(1));
+  EXPECT_TRUE(log_->mark_judged(1));
+  ASSERT_TRUE(open()) << error_;
+  LogSnapshot image;
+  ASSERT_TRUE(log_->newest_image("schema", image));
+  EXPECT_TRUE(image.judged);
+  EXPECT_TRUE(log_->verify_history(error_, nullptr)) << error_;
+}
+
+TEST_F(LogImages, DamageToTheNewestImageIsFoundAtTheStart) {
+  append(1);
+  ASSERT_TRUE(snapshot("text"));
+  const std::string words = folder_.file("nexa.db") +
+                            ": damaged: image 1 does not match its checksum; restore a copy of the "
+                            "directory";
+  for (const char* const sql :
+       {"UPDATE images SET image = 'texx'", "UPDATE images SET image = 'text', judged = 1",
+        "UPDATE images SET judged = 0, schema = 'schemb'"}) {
+    log_.reset();
+    run_sql(sql);
+    EXPECT_FALSE(open()) << sql;
+    EXPECT_EQ(error_, words);
+  }
+  run_sql("UPDATE images SET schema = 'schema', number = 0");
+  EXPECT_TRUE(open()) << error_;
+  EXPECT_FALSE(log_->verify_history(error_, nullptr));
+}
+
+TEST_F(LogImages, ADamagedRowIsNotMarked) {
+  append(1);
+  ASSERT_TRUE(snapshot("text"));
+  run_sql("UPDATE images SET schema = 'schemb'");
+  EXPECT_FALSE(log_->mark_judged(1));
+}
+
+TEST_F(LogImages, TheEffectIsCoveredByTheChain) {
+  append(2);
+  log_.reset();
+  run_sql("UPDATE commits SET effect = 'effect0' WHERE number = 2");
+  EXPECT_FALSE(open());
+  EXPECT_EQ(error_, folder_.file("nexa.db") +
+                        ": damaged: commit 2 does not match its checksum; restore a copy of the "
+                        "directory");
+  run_sql("UPDATE commits SET effect = '' WHERE number = 2");
+  EXPECT_FALSE(open());
+}
+
+TEST(LogDigests, AreWhatTheyWereWithoutAnEffect) {
+  LogEntry entry{1, 1000, "author", "comment", false, "change"};
+  const std::string before(32, '\0');
+  std::string hex;
+  for (const char byte : nexa::host::commit_digest(before, entry)) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    hex += kDigits[static_cast<unsigned char>(byte) / 16];
+    hex += kDigits[static_cast<unsigned char>(byte) % 16];
+  }
+  EXPECT_EQ(hex, "7ae989a6c14fa5e9c501f33b9ca176a9d851548e3c7fc59b4375475cb39fe088");
+}
+
+TEST(LogDigests, TellTheChangeFromTheEffect) {
+  const LogEntry both{1, 1, "", "", false, "a", "b"};
+  const LogEntry other{1, 1, "", "", false, "ab", ""};
+  const LogEntry third{1, 1, "", "", false, "", "ab"};
+  EXPECT_NE(nexa::host::commit_digest("", both), nexa::host::commit_digest("", other));
+  EXPECT_NE(nexa::host::commit_digest("", both), nexa::host::commit_digest("", third));
+  EXPECT_NE(nexa::host::commit_digest("", other), nexa::host::commit_digest("", third));
+}
+
+TEST_F(LogImages, ALogOfFormat1IsReadAsItIsAndUpgradedByAWriter) {
+  append(3, "");
+  ASSERT_TRUE(snapshot("three", LogLimits(), ""));
+  append(1, "");
+  log_.reset();
+  make_format_1();
+  ASSERT_TRUE(open(true)) << error_;
+  LogEntry entry;
+  ASSERT_TRUE(log_->entry(4, entry, error_)) << error_;
+  EXPECT_EQ(entry.change, "change4");
+  EXPECT_EQ(entry.effect, "");
+  std::vector<nexa::host::CommitRecord> records;
+  EXPECT_TRUE(log_->history(0, records).ok());
+  EXPECT_EQ(records.size(), 4U);
+  EXPECT_EQ(image(), "none");
+  EXPECT_TRUE(log_->verify_history(error_, nullptr)) << error_;
+  EXPECT_FALSE(log_->writable());
+  EXPECT_FALSE(log_->append({5, 1, "", "", false, "x"}).ok());
+  log_.reset();
+  EXPECT_EQ(ask("PRAGMA user_version"), 1);
+
+  ASSERT_TRUE(open()) << error_;
+  EXPECT_EQ(log_->head(), 4U);
+  append(1);
+  ASSERT_TRUE(snapshot("five"));
+  ASSERT_TRUE(open()) << error_;
+  EXPECT_EQ(ask("PRAGMA user_version"), 2);
+  EXPECT_EQ(image(), "5 five");
+  EXPECT_EQ(effects_after(2), "  effect5 ");
+  EXPECT_TRUE(log_->verify_history(error_, nullptr)) << error_;
+}
+
+TEST_F(LogImages, WhatTheLimitsDropIsNoPartOfTheHistory) {
+  for (int i = 0; i < 6; ++i) {
+    append(10);
+    ASSERT_TRUE(snapshot("text", LogLimits{25, 10}));
+  }
+  std::vector<nexa::host::CommitRecord> records;
+  ASSERT_TRUE(log_->history(0, records).ok());
+  EXPECT_EQ(records.size(), 30U);
+  EXPECT_EQ(records.back().number, 31U);
+  LogEntry entry;
+  EXPECT_TRUE(log_->entry(31, entry, error_)) << error_;
+  EXPECT_FALSE(log_->entry(30, entry, error_));
+  EXPECT_EQ(error_, "commit 30 is not kept");
+  EXPECT_EQ(ask("SELECT min(number) FROM commits"), 31);
+  ASSERT_TRUE(open()) << error_;
+  EXPECT_TRUE(log_->verify_history(error_, nullptr)) << error_;
+}
+
+TEST_F(LogImages, CommitsThatWereAboutToBeDroppedDoNoHarm) {
+  append(10);
+  ASSERT_TRUE(snapshot("text"));
+  append(5);
+  log_.reset();
+  // As if the process had ended between the two.
+  run_sql("DELETE FROM snapshots WHERE number < 10");
+  ASSERT_TRUE(open()) << error_;
+  EXPECT_TRUE(log_->verify_history(error_, nullptr)) << error_;
+  std::vector<nexa::host::CommitRecord> records;
+  ASSERT_TRUE(log_->history(0, records).ok());
+  EXPECT_EQ(records.size(), 5U);
+  ASSERT_TRUE(snapshot("text"));
+  EXPECT_EQ(ask("SELECT min(number) FROM commits"), 11);
+}
+
+// Counted in reads of the file: pages of 4 KiB, or less.
+TEST_F(LogImages, TheHistoryCostsAStartNothing) {
+  FailingDisk& disk = FailingDisk::fresh();
+  const auto reads_of_a_start = [&] {
+    EXPECT_TRUE(open());
+    log_.reset();
+    const int before = disk.reads();
+    EXPECT_TRUE(open(false, FailingDisk::kName)) << error_;
+    EXPECT_EQ(image(), std::to_string(log_->head() - 10) + " text");
+    const int reads = disk.reads() - before;
+    log_.reset();
+    EXPECT_TRUE(open());
+    return reads;
+  };
+  append(10);
+  ASSERT_TRUE(snapshot("text"));
+  append(10);
+  const int without = reads_of_a_start();
+  append(100000);
+  ASSERT_TRUE(snapshot("text"));
+  append(10);
+  const int with = reads_of_a_start();
+  EXPECT_LE(with, without + 20) << "against " << without;
+  RecordProperty("reads_with", with);
+  std::printf("%d reads without history, %d with 100,000 commits\n", without, with);
+}
+
+}  // namespace

@@ -1,0 +1,52 @@
+// Values of every type go from a libyang tree into an image and back.
+#include "store/image/image_import.h"
+
+#include <gtest/gtest.h>
+
+#include "shop_models.h"
+#include "store/node_tools.h"
+
+namespace nexa::host {
+namespace {
+
+constexpr const char* kValues[] = {
+    "<i8>-1</i8><u64>5</u64><dec>1.5</dec><bool>true</bool><none/><text>a&amp;b</text>",
+    "<blob>AAEC/w==</blob><flags>c a</flags><pick>one</pick><v6>2001:DB8::1</v6>",
+    "<id xmlns:q=\"urn:shop-more\">q:blue</id><mix>red</mix><ref>12</ref>",
+    "<far xmlns:q=\"urn:shop\">/q:stock/q:item[q:name='a']/q:price</far>",
+    "<expr xmlns:q=\"urn:shop-more\">/q:only-here/q:stock = 'x'</expr>",
+    "<any><x xmlns=\"urn:none\"><y>1</y></x></any>",
+};
+
+class ImageImport : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() { nexa_test::load_shop(); }
+
+  static TreePtr values(const std::string& inner) {
+    return nexa_test::shop_tree("<values xmlns=\"urn:shop\">" + inner + "</values>");
+  }
+};
+
+TEST_F(ImageImport, ValuesOfEveryTypeComeBack) {
+  for (const char* inner : kValues) {
+    const TreePtr tree = values(inner);
+    const TreePtr again = tree_of_image(*image_of_tree(tree.get()), true);
+    std::string before;
+    std::string after;
+    ASSERT_TRUE(print_siblings(tree.get(), before));
+    ASSERT_TRUE(print_siblings(again.get(), after));
+    EXPECT_EQ(after, before);
+  }
+}
+
+TEST_F(ImageImport, CanonicalTextsOfPathsCanBeSetAgain) {
+  const TreePtr tree = values(kValues[3]);
+  lyd_node* const leaf = lyd_child(tree.get());
+  const std::string other = "/shop:stock/item[name='b']/price";
+  EXPECT_EQ(change_canonical_term(leaf, other.c_str()), LY_SUCCESS);
+  EXPECT_EQ(lyd_get_value(leaf), other);
+  EXPECT_EQ(change_canonical_term(leaf, "/shop:nowhere"), LY_EVALID);
+}
+
+}  // namespace
+}  // namespace nexa::host
