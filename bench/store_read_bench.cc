@@ -1,5 +1,5 @@
-// What a reader of the store pays: one leaf, a thousand leaves and the whole tree, at ten to ten
-// thousand interfaces, with libyang's printer over the same tree as the peer.
+// What a reader of the store pays: one leaf, a thousand leaves and the whole configuration, at ten
+// to ten thousand interfaces, with libyang's printers over the same tree as the peer.
 #include <benchmark/benchmark.h>
 #include <libyang/libyang.h>
 
@@ -7,11 +7,15 @@
 #include <string>
 
 #include "kestrel/loader.h"
+#include "store/image/image_import.h"
+#include "store/image/image_xml.h"
 #include "store/reading/json_value.h"
 
 namespace {
 
 using nexa::host::DataPart;
+using nexa::host::ImageInner;
+using nexa::host::ImagePtr;
 using nexa::host::JsonForm;
 using nexa::host::LeafLists;
 using nexa::host::NodePair;
@@ -36,7 +40,7 @@ std::string interfaces_xml(std::int64_t count, bool is_state) {
 }
 
 // One tree for each size, made once.
-const lyd_node* tree_of(std::int64_t count, bool is_state = false) {
+const lyd_node* libyang_tree(std::int64_t count, bool is_state = false) {
   static const bool loaded = [] {
     kestrel::LoadOptions options;
     options.search_dirs = {NEXA_MODELS_DIR};
@@ -53,6 +57,17 @@ const lyd_node* tree_of(std::int64_t count, bool is_state = false) {
   return tree.get();
 }
 
+const ImageInner* tree_of(std::int64_t count, bool is_state = false) {
+  static std::map<std::pair<std::int64_t, bool>, ImagePtr> images;
+  ImagePtr& image = images[{count, is_state}];
+  if (!image) {
+    const lyd_node* const tree = libyang_tree(count, is_state);
+    nexa::host::number_schema();
+    image = nexa::host::image_of_tree(tree);
+  }
+  return image.get();
+}
+
 gnmi::Path leaf_path(std::int64_t port) {
   gnmi::Path path;
   path.add_elem()->set_name("example-device:device");
@@ -63,7 +78,7 @@ gnmi::Path leaf_path(std::int64_t port) {
   return path;
 }
 
-std::size_t read_values(const gnmi::Path& path, const lyd_node* tree) {
+std::size_t read_values(const gnmi::Path& path, const ImageInner* tree) {
   std::size_t bytes = 0;
   const auto take = [&](const NodePair& node, gnmi::Path&) {
     std::string json;
@@ -75,7 +90,7 @@ std::size_t read_values(const gnmi::Path& path, const lyd_node* tree) {
 }
 
 void BM_OneLeaf(benchmark::State& state) {
-  const lyd_node* tree = tree_of(state.range(0));
+  const ImageInner* tree = tree_of(state.range(0));
   const gnmi::Path path = leaf_path(state.range(0) / 2);
   for (auto _ : state) {
     if (read_values(path, tree) == 0) return state.SkipWithError("not found");
@@ -83,7 +98,7 @@ void BM_OneLeaf(benchmark::State& state) {
 }
 
 void BM_ThousandLeavesByPath(benchmark::State& state) {
-  const lyd_node* tree = tree_of(state.range(0));
+  const ImageInner* tree = tree_of(state.range(0));
   std::vector<gnmi::Path> paths;
   for (int i = 0; i < 1000; ++i) paths.push_back(leaf_path(i % state.range(0)));
   for (auto _ : state) {
@@ -95,7 +110,7 @@ void BM_ThousandLeavesByPath(benchmark::State& state) {
 }
 
 void BM_EveryLeafWithItsPath(benchmark::State& state) {
-  const lyd_node* tree = tree_of(state.range(0));
+  const ImageInner* tree = tree_of(state.range(0));
   std::int64_t leaves = 0;
   for (auto _ : state) {
     nexa::host::for_each_leaf_of_tree(tree, nullptr, kIetf, true,
@@ -105,7 +120,7 @@ void BM_EveryLeafWithItsPath(benchmark::State& state) {
 }
 
 void BM_WholeTree(benchmark::State& state) {
-  const lyd_node* tree = tree_of(state.range(0));
+  const ImageInner* tree = tree_of(state.range(0));
   std::size_t bytes = 0;
   for (auto _ : state) {
     std::string json;
@@ -116,8 +131,8 @@ void BM_WholeTree(benchmark::State& state) {
 }
 
 void BM_WholeTreeWithState(benchmark::State& state) {
-  const lyd_node* config = tree_of(state.range(0));
-  const lyd_node* operational = tree_of(state.range(0), true);
+  const ImageInner* config = tree_of(state.range(0));
+  const ImageInner* operational = tree_of(state.range(0), true);
   std::size_t bytes = 0;
   for (auto _ : state) {
     std::string json;
@@ -127,17 +142,27 @@ void BM_WholeTreeWithState(benchmark::State& state) {
   state.SetBytesProcessed(static_cast<std::int64_t>(bytes));
 }
 
-void BM_WholeTreeByLibyang(benchmark::State& state) {
-  const lyd_node* tree = tree_of(state.range(0));
+void BM_WholeTreeAsXml(benchmark::State& state) {
+  const ImageInner* tree = tree_of(state.range(0));
+  std::size_t bytes = 0;
+  for (auto _ : state) bytes += nexa::host::configuration_xml(*tree).size();
+  state.SetBytesProcessed(static_cast<std::int64_t>(bytes));
+}
+
+void print_by_libyang(benchmark::State& state, LYD_FORMAT format) {
+  const lyd_node* tree = libyang_tree(state.range(0));
   std::size_t bytes = 0;
   for (auto _ : state) {
     char* text = nullptr;
-    lyd_print_mem(&text, tree, LYD_JSON, LYD_PRINT_WITHSIBLINGS | LYD_PRINT_SHRINK);
+    lyd_print_mem(&text, tree, format, LYD_PRINT_WITHSIBLINGS | LYD_PRINT_SHRINK);
     const TextPtr owner(text);
     bytes += std::char_traits<char>::length(text);
   }
   state.SetBytesProcessed(static_cast<std::int64_t>(bytes));
 }
+
+void BM_WholeTreeByLibyang(benchmark::State& state) { print_by_libyang(state, LYD_JSON); }
+void BM_WholeTreeAsXmlByLibyang(benchmark::State& state) { print_by_libyang(state, LYD_XML); }
 
 BENCHMARK(BM_OneLeaf)->Arg(10)->Arg(1000)->Arg(10000);
 BENCHMARK(BM_ThousandLeavesByPath)->Arg(10)->Arg(1000)->Arg(10000);
@@ -145,6 +170,8 @@ BENCHMARK(BM_EveryLeafWithItsPath)->Arg(10)->Arg(1000)->Arg(10000);
 BENCHMARK(BM_WholeTree)->Arg(10)->Arg(1000)->Arg(10000);
 BENCHMARK(BM_WholeTreeWithState)->Arg(10)->Arg(1000)->Arg(10000);
 BENCHMARK(BM_WholeTreeByLibyang)->Arg(10)->Arg(1000)->Arg(10000);
+BENCHMARK(BM_WholeTreeAsXml)->Arg(10)->Arg(1000)->Arg(10000);
+BENCHMARK(BM_WholeTreeAsXmlByLibyang)->Arg(10)->Arg(1000)->Arg(10000);
 
 }  // namespace
 
