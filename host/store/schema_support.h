@@ -10,7 +10,8 @@ namespace nexa::host {
 // One line that says what of the loaded schema libyang 2.1 cannot do; empty when it can do all.
 //
 // That is a default which one module adds to a case of a choice that stands at the top level of
-// another: libyang looks for it for ever.
+// another: libyang looks for it for ever. And a `unique` that names a leaf which a deviation took
+// out: libyang keeps the freed node.
 std::string unsupported_schema();
 
 }  // namespace nexa::host

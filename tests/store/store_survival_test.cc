@@ -121,6 +121,24 @@ TEST(StoreSurvives, DefaultAddedToATopLevelCase) {
   EXPECT_FALSE(std::filesystem::exists(options.directory));
 }
 
+// libyang keeps the freed leaf in the list's `unique` and reads it when two entries are there.
+TEST(StoreSurvives, UniqueOfALeafThatADeviationTookOut) {
+  const TempFolder models;
+  models.write("m.yang", R"yang(module m { yang-version 1.1; namespace "urn:m"; prefix m;
+    container top { list l { key k; leaf k { type string; } unique "a c/b"; leaf a { type string; }
+      container c { leaf b { type string; } } } } })yang");
+  models.write("d.yang", R"yang(module d { namespace "urn:d"; prefix d; import m { prefix m; }
+    deviation "/m:top/m:l/m:c" { deviate not-supported; } })yang");
+  ASSERT_EQ(load_text(models), "");
+  nexa::host::TreeStoreOptions options;
+  options.directory = models.file("data");
+  std::string error;
+  EXPECT_EQ(nexa::host::open_tree_store(options, error), nullptr);
+  EXPECT_EQ(error,
+            "module m: a unique of list \"l\" names a leaf that a deviation took out; take that "
+            "deviation out, or let it delete the unique as well");
+}
+
 // The rule came with a newer module; the data were there before.
 TEST(StoreSurvives, StartOverDataThatLibyangCannotJudge) {
   const auto live = [] {
