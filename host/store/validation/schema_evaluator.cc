@@ -149,6 +149,7 @@ SchemaValue SchemaEvaluator::call(const XpathExpression& expression, const Schem
   const XpathFunction* const function = find_xpath_function(expression.text);
   if (function == nullptr) return unknown_call(expression, context);
   std::vector<SchemaValue> values;
+  values.reserve(arguments.size() + 1);
   for (const XpathExpression& argument : arguments) values.push_back(value_of(argument, context));
   if (values.empty() && function->uses_context) values.push_back({XpathResult::kNodes, context});
   for (std::size_t i = 0; i < values.size(); ++i) {
