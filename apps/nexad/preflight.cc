@@ -76,7 +76,7 @@ std::string find_program(const std::string& program) {
   const char* path = std::getenv("PATH");
   std::istringstream folders(path == nullptr ? "/bin:/usr/bin" : path);
   for (std::string folder; std::getline(folders, folder, ':');) {
-    const std::string file = (folder.empty() ? "." : folder) + "/" + program;
+    std::string file = (folder.empty() ? "." : folder) + "/" + program;
     if (can_run(file)) return file;
   }
   return {};
@@ -86,7 +86,7 @@ std::string find_nexa() {
   std::error_code fault;
   const fs::path self = fs::read_symlink("/proc/self/exe", fault);
   if (!fault) {
-    const std::string beside = (self.parent_path() / kTool).string();
+    std::string beside = (self.parent_path() / kTool).string();
     if (can_run(beside)) return beside;
   }
   return find_program(kTool);

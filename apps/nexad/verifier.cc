@@ -223,7 +223,9 @@ std::vector<std::string> verify_command(const ServerConfig& config) {
   }
   for (const auto& [module, features] : config.features) {
     for (const std::string& feature : features) {
-      command.insert(command.end(), {"--feature", module + ":" + feature});
+      std::string name = module;
+      name.append(":").append(feature);
+      command.insert(command.end(), {"--feature", std::move(name)});
     }
   }
   return command;

@@ -9,7 +9,7 @@ namespace nexa::host {
 static_assert(sizeof(GroupTrie) % alignof(GroupEntry) == 0, "the array follows the object");
 
 GroupTrie* GroupTrie::allocate(bool is_branch, std::size_t size, std::uint32_t bits) {
-  const std::size_t element = is_branch ? sizeof(const GroupTrie*) : sizeof(GroupEntry);
+  const std::size_t element = is_branch ? sizeof(void*) : sizeof(GroupEntry);
   void* const memory = ::operator new(sizeof(GroupTrie) + size * element);
   return new (memory) GroupTrie(is_branch, static_cast<std::uint32_t>(size), bits);
 }

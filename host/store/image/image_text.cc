@@ -46,7 +46,9 @@ class TextWriter {
     const lysc_node* counted = nullptr;
     std::uint64_t next = 0;  // place that the reader gives an entry without one; 0: not known
     each_child_difference(before, after, [&](const NodeDifference& node) {
-      if (node.before != nullptr || node.order_after == 0) return difference(node);
+      if (node.before != nullptr || node.after == nullptr || node.order_after == 0) {
+        return difference(node);
+      }
       const lysc_node* const schema = node.after->schema();
       if (counted != schema) {
         counted = schema;
@@ -59,8 +61,11 @@ class TextWriter {
 
  private:
   void difference(const NodeDifference& node) {
+    if (node.before == nullptr) {
+      if (node.after != nullptr) came(*node.after, node.order_after);
+      return;
+    }
     if (node.after == nullptr) return gone(*node.before);
-    if (node.before == nullptr) return came(*node.after, node.order_after);
     const bool is_moved = node.order_before != node.order_after;
     if (is_moved) place(node.order_after);
     if (node.after->kind() != ImageKind::kInner) {
