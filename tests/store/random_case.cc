@@ -16,6 +16,7 @@
 #include "kestrel/loader.h"
 #include "store/case_messages.h"
 #include "store/random_set.h"
+#include "store/schema_support.h"
 #include "store/store_and_oracle.h"
 
 namespace nexa_test {
@@ -43,7 +44,7 @@ bool load(const RandomSchema& schema, const std::string& folder) {
   for (const auto& [name, text] : schema.modules) options.modules.push_back(name);
   options.features = schema.features;
   ly_log_options(LY_LOSTORE_LAST);
-  return !kestrel::load(options).has_value();
+  return !kestrel::load(options).has_value() && nexa::host::unsupported_schema().empty();
 }
 
 StoreOperation next_operation(Dice& dice, RandomSets& sets, const std::string& xml, int number) {

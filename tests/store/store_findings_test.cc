@@ -215,6 +215,23 @@ TEST_F(StoreFindings, RulesSeeTheDefaultsOfADeletedModule) {
   expect_json(R"({"s:top":{"speed":7},"t:needs":"x"})");
 }
 
+// What the condition takes out is the last that the module has, so its mandatory leaf is not
+// missed.
+TEST_F(StoreFindings, MandatoryLeafGoesWithTheLastNodeThatAConditionTakesOut) {
+  start(R"(
+    container c {
+      leaf f { type string; mandatory true; }
+      leaf x { when "../f"; type string; }
+      leaf y { type string; }
+    })");
+  ASSERT_EQ(text(update("<c xmlns=\"urn:s\"><f>a</f><x>b</x></c>")), "");
+  EXPECT_EQ(text(drop("/s:c/f")), "");
+  expect_json("{}");
+  ASSERT_EQ(text(update("<c xmlns=\"urn:s\"><f>a</f><x>b</x><y>c</y></c>")), "");
+  EXPECT_EQ(commit(drop("/s:c/f")).error_code(), grpc::StatusCode::FAILED_PRECONDITION);
+  expect_json(R"({"s:c":{"f":"a","x":"b","y":"c"}})");
+}
+
 TEST_F(StoreFindings, DefaultsOfALeafListKeepTheirOrder) {
   start(R"yang(container top { leaf other { type string; }
     leaf-list d { type string; default "a"; default "b"; } })yang");

@@ -161,6 +161,18 @@ TEST_F(ValidationExistence, OneMoreEntryInACaseWithDefaults) {
   EXPECT_FALSE(has("/m:c/x"));
 }
 
+TEST_F(ValidationExistence, AContainerOfADefaultCaseBesideANestedDefault) {
+  start(R"y(container c { leaf x { type string; } choice ch { default a;
+             case a { container e { when "../x = '1'"; leaf d { type string; default "D"; } }
+                      choice in { default i; case i { leaf l { type string; default "L"; } } } }
+             case b { leaf b { type string; } } } })y",
+        "<x>1</x><b>B</b>");
+  EXPECT_FALSE(has("/m:c/e"));
+  EXPECT_EQ(remove("/m:c/b"), "valid");
+  EXPECT_TRUE(has("/m:c/e/d"));
+  EXPECT_TRUE(has("/m:c/l"));
+}
+
 TEST_F(ValidationExistence, RulesOverTheOrderOfASystemOrderedListAreJudgedWithTheWholeTree) {
   start(R"y(container c { list l { key "k"; leaf k { type string; } leaf v { type int32; } }
              leaf limit { type int32; must "not(../l[1]/v > .)"; } })y",

@@ -87,5 +87,15 @@ TEST(ValidationOracle, JudgesChainsOfConditionsAsTheWholeTreeIsJudged) {
   expect_variety(run_all(true));
 }
 
+// Seeds that once differed: a default container in a case whose nested choice has data, and choices
+// inside of cases whose conditions libyang does not settle by itself.
+TEST(ValidationOracle, JudgesSeedsThatOnceDifferedAlike) {
+  Tally tally;
+  for (const std::uint32_t seed : {56035U, 56644U}) run(seed, true, tally);
+  run(60690, false, tally);
+  EXPECT_EQ(tally.modules, 3);
+  EXPECT_GT(tally.valid, 100);
+}
+
 }  // namespace
 }  // namespace nexa::host

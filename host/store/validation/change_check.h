@@ -139,7 +139,7 @@ class ChangeCheck {
   // Choices and defaults (validation_choices.cc, validation_defaults.cc).
   bool settle_dirty();
   void settle(Level& level);
-  void settle_choices(Level& level);
+  void settle_choices(Level& level, const lysc_node* schema_parent);
   bool is_touched(const Level& level, const lysc_node* choice) const;
   bool has_arrival(const Level& level, const lysc_node* branch) const;
   bool has_new(const Level& level, const lysc_node* branch) const;
@@ -162,6 +162,7 @@ class ChangeCheck {
   void judge_next_when(WhenQueue& queue);
   void judge_when(const Constraint& constraint, lyd_node* node);
   void refuse_given_below(lyd_node* root);
+  bool is_in_active_case(const Level& level, const lysc_node* node);
   void judge_absent(const lysc_node* node, Level& level);
   bool can_wait(const lysc_node* node, int& rank);
   bool is_excused(Level& level, const lysc_node* node);

@@ -118,9 +118,18 @@ struct Validator::State {
 
   std::optional<Violation> follow_chains(lyd_node*& tree, const std::vector<lyd_node*>& given) {
     TreeChanges changes;
-    ChangeCheck check(knowledge, tree, changes);
-    if (check.judge_chains(given) != ChangeCheck::Verdict::kInvalid) return std::nullopt;
-    return check.take_violation();
+    std::optional<Violation> violation;
+    ChangeCheck::Verdict verdict = ChangeCheck::Verdict::kUnknown;
+    {
+      ChangeCheck check(knowledge, tree, changes);
+      verdict = check.judge_chains(given);
+      if (verdict == ChangeCheck::Verdict::kInvalid) violation = check.take_violation();
+    }
+    // A judgement that was left half way leaves nothing of itself: libyang's tree stands.
+    if (verdict == ChangeCheck::Verdict::kUnknown && !undo_changes(tree, changes)) {
+      throw std::bad_alloc();
+    }
+    return violation;
   }
 
   Violation explain(lyd_node*& tree) {
@@ -170,11 +179,13 @@ std::optional<Violation> Validator::judge_whole(lyd_node*& tree) {
     return violation;
   }
   int rounds = 0;
+  std::optional<Violation> violation;
   do {
-    std::optional<Violation> violation = state.judge_all(tree);
-    if (violation) return violation;
-    // What a `when` took out may have been all that a module had.
+    violation = state.judge_all(tree);
+    // What a `when` took out may have been all that a module had. Then nothing of the module is
+    // missing either, so the verdict is that of the tree without its defaults.
   } while (state.standing->remove_others(tree) && ++rounds < kMostRounds);
+  if (violation) return violation;
   state.index.see(tree);
   return std::nullopt;
 }

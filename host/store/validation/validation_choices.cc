@@ -21,9 +21,9 @@ bool is_inside(const lysc_node* node, const lysc_node* above) {
 
 }  // namespace
 
-void ChangeCheck::settle_choices(Level& level) {
-  const lysc_node* const schema = level.parent != nullptr ? level.parent->schema : nullptr;
-  for (const lysc_node* const choice : schema_.plans->plan(schema, level.module).choices) {
+// `schema_parent`: what the choices stand in, which may be a case.
+void ChangeCheck::settle_choices(Level& level, const lysc_node* schema_parent) {
+  for (const lysc_node* const choice : schema_.plans->plan(schema_parent, level.module).choices) {
     if (stopped()) return;
     if (level.fresh || is_touched(level, choice)) {
       settle_choice(level, reinterpret_cast<const lysc_node_choice*>(choice));
@@ -84,8 +84,8 @@ void ChangeCheck::settle_choice(Level& level, const lysc_node_choice* choice) {
        branch = reinterpret_cast<const lysc_node_case*>(branch->next)) {
     const auto* const node = reinterpret_cast<const lysc_node*>(branch);
     if (data_of(level, node) == nullptr) continue;
-    // Choices inside of cases: libyang settles them.
-    if (has_choice(node)) {
+    // Choices inside of cases: libyang settles them, unless it judged the tree before.
+    if (has_choice(node) && !judges_whole_) {
       unknown_ = true;
       return;
     }
@@ -97,8 +97,12 @@ void ChangeCheck::settle_choice(Level& level, const lysc_node_choice* choice) {
   }
   if (old_case != nullptr && new_case != nullptr) drop_case(level, old_case);
   const lysc_node* const present = new_case != nullptr ? new_case : old_case;
-  if (present == nullptr || reinterpret_cast<const lysc_node*>(choice->dflt) == present) return;
-  if (!holds_explicit(level, present)) drop_case(level, present);
+  if (present == nullptr) return;
+  if (reinterpret_cast<const lysc_node*>(choice->dflt) != present &&
+      !holds_explicit(level, present)) {
+    return drop_case(level, present);
+  }
+  if (!stopped()) settle_choices(level, present);
 }
 
 void ChangeCheck::drop_case(Level& level, const lysc_node* branch) {

@@ -23,9 +23,10 @@ void ChangeCheck::settle(Level& level) {
   }
   check_mixed_defaults(level);
   if (stopped()) return;
-  settle_choices(level);
+  const lysc_node* const schema = level.parent != nullptr ? level.parent->schema : nullptr;
+  settle_choices(level, schema);
   if (stopped()) return;
-  add_defaults(level, level.parent != nullptr ? level.parent->schema : nullptr, false);
+  add_defaults(level, schema, false);
 }
 
 void ChangeCheck::add_defaults(Level& level, const lysc_node* schema_parent, bool in_choice) {
@@ -44,6 +45,7 @@ void ChangeCheck::add_defaults(Level& level, const lysc_node* schema_parent, boo
 
 void ChangeCheck::add_choice_default(Level& level, const lysc_node* choice) {
   const lyd_node* const present = data_of(level, choice);
+  // As libyang does it: the innermost case of what is there, and none of the cases around that.
   if (present != nullptr) return add_defaults(level, present->schema->parent, true);
   const lysc_node_case* const usual = reinterpret_cast<const lysc_node_choice*>(choice)->dflt;
   if (usual != nullptr) add_defaults(level, reinterpret_cast<const lysc_node*>(usual), true);

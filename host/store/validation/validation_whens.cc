@@ -91,6 +91,24 @@ void ChangeCheck::refuse_given_below(lyd_node* root) {
   });
 }
 
+// Whether every case that the node stands in is the one that has data, or without data the default.
+bool ChangeCheck::is_in_active_case(const Level& level, const lysc_node* node) {
+  for (const lysc_node* branch = node->parent; branch != nullptr && branch->nodetype == LYS_CASE;
+       branch = branch->parent->parent) {
+    const lysc_node* const choice = branch->parent;
+    const lyd_node* const present = data_of(level, choice);
+    if (present == nullptr) {
+      const auto* const usual = reinterpret_cast<const lysc_node_choice*>(choice)->dflt;
+      if (usual != reinterpret_cast<const lysc_node_case*>(branch)) return false;
+      continue;
+    }
+    const lysc_node* above = present->schema->parent;
+    while (above != branch && above != choice) above = above->parent;
+    if (above != branch) return false;
+  }
+  return true;
+}
+
 // Makes a default whose conditions hold.
 void ChangeCheck::judge_absent(const lysc_node* node, Level& level) {
   if (find_among(first_of(level), node) != nullptr) return;
@@ -99,13 +117,7 @@ void ChangeCheck::judge_absent(const lysc_node* node, Level& level) {
     return;
   }
   // The case may have given way since.
-  if (in_case(node)) {
-    const lysc_node* const choice = node->parent->parent;
-    const lyd_node* const present = data_of(level, choice);
-    const auto* const usual = reinterpret_cast<const lysc_node_choice*>(choice)->dflt;
-    const auto* const wanted = reinterpret_cast<const lysc_node_case*>(node->parent);
-    if (present != nullptr ? present->schema->parent != node->parent : usual != wanted) return;
-  }
+  if (!is_in_active_case(level, node)) return;
   ++nodes_;
   if (is_excused(level, node) || stopped()) return;
   make_default(level, node);
