@@ -46,6 +46,12 @@ bool differs(const NodeDifference& node) {
   return children_differ(node.before->inner(), node.after->inner());
 }
 
+// Whether the node is the key of a replaced entry and has another JSON type than before. A change
+// names entries by the texts of their keys, so it cannot say that.
+bool is_other_key(const NodeDifference& node) {
+  return node.before != nullptr && node.after != nullptr && lysc_is_key(node.after->schema());
+}
+
 std::string escaped(std::string_view text) {
   std::string out;
   for (const char character : text) {
@@ -140,6 +146,10 @@ class DifferenceWriter {
     std::vector<NodeDifference> placed;
     each_child_difference(&before, &after, [&](const NodeDifference& node) {
       if (!differs(node)) return;
+      if (is_other_key(node)) {
+        is_complete = false;
+        return;
+      }
       const bool is_placed = counts(node.after) && lysc_is_userordered(node.after->schema()) &&
                              (!counts(node.before) || is_moved(node));
       if (is_placed) {
@@ -240,7 +250,7 @@ class SideWriter {
   void children(const ImageInner& before, const ImageInner& after) {
     const lysc_node* written = nullptr;  // the list whose entries are all written
     each_child_difference(&before, &after, [&](const NodeDifference& node) {
-      if (!differs(node)) return;
+      if (!differs(node) || is_other_key(node)) return;
       const lysc_node* const schema = (node.after != nullptr ? node.after : node.before)->schema();
       if (schema == written) return;
       const bool is_order = is_many(schema) && lysc_is_userordered(schema) &&

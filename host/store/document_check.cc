@@ -4,7 +4,11 @@
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 
+#include "store/image/image_import.h"
+#include "store/image/schema_texts.h"
+#include "store/image/union_value.h"
 #include "store/node_tools.h"
 #include "store/repeated_entries.h"
 #include "store/validation/violation_text.h"
@@ -14,6 +18,8 @@ namespace {
 
 using Kind = Violation::Kind;
 
+constexpr char kNoMember[] = "no member of the union takes the value with its JSON type";
+
 Violation at(const lyd_node* node, Kind kind, std::string rule) {
   Violation violation;
   violation.kind = kind;
@@ -22,16 +28,33 @@ Violation at(const lyd_node* node, Kind kind, std::string rule) {
   return violation;
 }
 
+// Whether instances may have one text and two JSON types. They are the same instance, which libyang
+// does not say of values with two members of a union.
+bool mixes_json_types_in_key(const lysc_node* schema) {
+  const SchemaTexts& texts = SchemaTexts::current();
+  if (schema->nodetype == LYS_LEAFLIST) return texts.of(schema).mixes_json_types;
+  if (schema->nodetype != LYS_LIST) return false;
+  for (const lysc_node* key = lysc_node_child(schema); key != nullptr && lysc_is_key(key);
+       key = key->next) {
+    if (texts.of(key).mixes_json_types) return true;
+  }
+  return false;
+}
+
 // Below a parent libyang has a hash table; top-level instances are told apart by their text.
 class Duplicates {
  public:
   bool seen(const lyd_node* first, const lyd_node* node) {
+    if (mixes_json_types_in_key(node->schema)) {
+      return !texts_.emplace(node->schema, tree_key(node)).second;
+    }
     if (node->parent != nullptr) return find_match(first, node) != node;
     return !top_level_.insert(instance_path(node)).second;
   }
 
  private:
   std::set<std::string> top_level_;
+  std::set<std::pair<const lysc_node*, std::string>> texts_;
 };
 
 std::optional<Violation> check_cases(const lyd_node* node,
@@ -69,12 +92,18 @@ std::optional<Violation> read_nodes(std::string_view xml, TreePtr& tree) {
   tree.reset();
   if (xml.empty()) return std::nullopt;
   ly_err_clean(const_cast<ly_ctx*>(kestrel::context()), nullptr);
+  std::string storage;
+  const std::string_view readable = readable_marks(xml, storage);
   lyd_node* parsed = nullptr;
   const LY_ERR done =
-      lyd_parse_data_mem(kestrel::context(), std::string(xml).c_str(), LYD_XML,
+      lyd_parse_data_mem(kestrel::context(), std::string(readable).c_str(), LYD_XML,
                          LYD_PARSE_ONLY | LYD_PARSE_STRICT | LYD_PARSE_NO_STATE, 0, &parsed);
   tree.reset(parsed);
-  if (done == LY_SUCCESS) return std::nullopt;
+  if (done == LY_SUCCESS) {
+    const lyd_node* const fault = storage.empty() ? nullptr : apply_marks(tree.get());
+    if (fault == nullptr) return std::nullopt;
+    return at(fault, Kind::kValue, kNoMember);
+  }
   tree.reset();
   Violation problem = stored_violation(kestrel::context(), nullptr);
   problem.kind = Kind::kValue;

@@ -7,9 +7,12 @@
 
 #include "store/change.h"
 #include "store/document_check.h"
+#include "store/image/image_import.h"
+#include "store/image/union_value.h"
 #include "store/image_merge.h"
 #include "store/node_tools.h"
 #include "store/reading/selection.h"
+#include "store/validation/violation_text.h"
 
 namespace nexa::host {
 namespace {
@@ -65,6 +68,36 @@ const lyd_node* instance_among(const lyd_node* siblings, const lysc_node* schema
 // rare, and to look at its entries would cost.
 bool is_default_only(const ImageNode& node) {
   return node.kind() != ImageKind::kGroup && node.is_default();
+}
+
+std::string json_name(ScalarForm form, std::string_view text) {
+  return text::mark_value(json_type(form, text));
+}
+
+// A key of a document that has another JSON type than the key of the entry that it names, which
+// goes on existing; null when there is none. A key without a mark comes from a path and only names.
+const lyd_node* contradicting_key(const ImageInner& image, const lyd_node* first,
+                                  std::string& rule) {
+  for (const lyd_node* node = first; node != nullptr; node = node->next) {
+    const ImageNode* match = image.find(node->schema);
+    if (match != nullptr && match->kind() == ImageKind::kGroup) {
+      const GroupEntry* const entry = match->group().find(tree_key(node));
+      match = entry != nullptr ? entry->node.get() : nullptr;
+    }
+    if (match == nullptr) continue;
+    if (match->kind() == ImageKind::kInner) {
+      const lyd_node* const fault = contradicting_key(match->inner(), lyd_child(node), rule);
+      if (fault != nullptr) return fault;
+    }
+    if (!lysc_is_key(node->schema) || !has_chosen_member(node)) continue;
+    const ScalarForm sent = scalar_form(reinterpret_cast<const lyd_node_term*>(node)->value);
+    const ImageLeaf& standing = match->leaf();
+    if (sent == standing.form()) continue;
+    rule = "the entry's key is a JSON " + json_name(standing.form(), standing.text()) +
+           ", and the value names it as a " + json_name(sent, lyd_get_value(node));
+    return node;
+  }
+  return nullptr;
 }
 
 std::size_t count_tree(const lyd_node* first) {
@@ -123,12 +156,24 @@ std::optional<EditRefusal> EditApplier::apply(const Edit& edit) {
     return refused(grpc::StatusCode::INVALID_ARGUMENT, problem->path, problem->rule);
   }
   nodes_ += count_tree(document.get());
+  // Its values have the members that their JSON types choose, those of a judged tree have not.
+  const bool has_marks = inner.find(text::kMarkNamespace) != std::string_view::npos;
   if (edit.kind == Edit::Kind::kReplace) {
     is_all_ = edit.path.elem().empty();
     document_.reset();
     if (auto refusal = replace(edit.path, document.get())) return refusal;
   } else {
+    std::string rule;
+    const lyd_node* const fault =
+        has_marks ? contradicting_key(root_->inner(), document.get(), rule) : nullptr;
+    if (fault != nullptr) {
+      return refused(grpc::StatusCode::INVALID_ARGUMENT, instance_path(fault), std::move(rule));
+    }
     merge_siblings(root_, document.get());
+  }
+  if (has_marks) {
+    is_all_ = false;
+    document_.reset();
   }
   add_document(std::move(document));
   return std::nullopt;

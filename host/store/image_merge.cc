@@ -7,6 +7,7 @@
 
 #include "store/image/image_draft.h"
 #include "store/image/image_import.h"
+#include "store/image/union_value.h"
 
 namespace nexa::host {
 namespace {
@@ -79,6 +80,8 @@ void merge_one(ImageSlot& parent, const lyd_node* source) {
   const ImageNode* const match = find_match(parent, source);
   if (match == nullptr) return put_new(parent, source);
   if (match->kind() != ImageKind::kInner) {
+    // A key without a mark comes from a path, which knows no JSON types.
+    if (lysc_is_key(source->schema) && !has_chosen_member(source)) return;
     if (!is_same_value(*match, source)) put_new(parent, source);
     return;
   }
@@ -185,7 +188,54 @@ void remove_below(ImageSlot& parent, const ImageChain& chain, std::size_t at) {
   refresh_default_flag(parent);
 }
 
+// What stands in `parent` for a node of another image; null when it is not there.
+const ImageNode* find_same(const ImageInner& parent, const ImageNode& node) {
+  const ImageNode* const child = parent.find(node.schema());
+  if (child == nullptr || child->kind() != ImageKind::kGroup) return child;
+  const GroupEntry* const entry = child->group().find(image_key(node));
+  return entry != nullptr ? entry->node.get() : nullptr;
+}
+
+template <typename Visit>
+void each_instance(const ImageInner& parent, const Visit& visit) {
+  for (const ImageSlot& child : parent.children()) {
+    if (child->kind() != ImageKind::kGroup) {
+      visit(child);
+    } else {
+      child->group().each([&visit](const GroupEntry& entry) { visit(entry.node); });
+    }
+  }
+}
+
+bool has_other_type(const ImageNode& node, const ImageNode& given) {
+  if (given.is_default() || node.is_default() || node.kind() != given.kind()) return false;
+  if (given.kind() == ImageKind::kLeaf) {
+    return node.leaf().text() == given.leaf().text() && node.leaf().form() != given.leaf().form();
+  }
+  if (given.kind() != ImageKind::kInner) return false;
+  bool found = false;
+  each_instance(given.inner(), [&](const ImageSlot& child) {
+    const ImageNode* const same = found ? nullptr : find_same(node.inner(), *child);
+    found = found || (same != nullptr && has_other_type(*same, *child));
+  });
+  return found;
+}
+
 }  // namespace
+
+void take_json_types(ImageSlot& image, const ImageInner& given) {
+  each_instance(given, [&image](const ImageSlot& child) {
+    const ImageNode* const same = find_same(image->inner(), *child);
+    if (same == nullptr || !has_other_type(*same, *child)) return;
+    ImageSlot* slot = ImageDraft::child(image, child->schema());
+    if (is_many(child->schema())) slot = ImageDraft::entry(*slot, image_key(*child));
+    if (child->kind() == ImageKind::kInner) {
+      take_json_types(*slot, child->inner());
+    } else {
+      *slot = child;
+    }
+  });
+}
 
 // A container without presence is a default while all that it holds is.
 void refresh_default_flag(ImageSlot& slot) {

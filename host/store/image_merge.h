@@ -25,6 +25,10 @@ void replace_at(ImageSlot& root, const lyd_node* document,
 // explicit.
 void refresh_default_flag(ImageSlot& slot);
 
+// Gives the values of `image` that are those of `given`, by text, the JSON types that they have
+// there.
+void take_json_types(ImageSlot& image, const ImageInner& given);
+
 // Takes out the node at the end of a chain, if it is still there.
 void remove_chain(ImageSlot& root, const ImageChain& chain);
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "store/image/schema_texts.h"
+#include "store/image/union_value.h"
 #include "store/siblings.h"
 
 namespace nexa::host {
@@ -153,17 +154,31 @@ void settle_container_flags(lyd_node* node) {
   }
 }
 
+namespace {
+
+// Whether libyang has to read the text: a value that is said to be canonical is taken unread. Paths
+// have the prefixes of JSON, which the other functions read; of a union the text may be another
+// member's.
+bool has_to_be_read(const lysc_node* leaf) {
+  const SchemaText& text = SchemaTexts::current().of(leaf);
+  return text.may_have_prefixes || text.mixes_json_types;
+}
+
+}  // namespace
+
 LY_ERR new_canonical_term(lyd_node* parent, const lysc_node* schema, const char* text,
                           lyd_node** made) {
-  // Canonical texts have the prefixes of JSON, which the other function reads.
-  const bool holds_path = SchemaTexts::current().of(schema).may_have_prefixes;
-  return (holds_path ? lyd_new_term : lyd_new_term_canon)(parent, schema->module, schema->name,
-                                                          text, 0, made);
+  const LY_ERR done = (has_to_be_read(schema) ? lyd_new_term : lyd_new_term_canon)(
+      parent, schema->module, schema->name, text, 0, made);
+  if (done == LY_SUCCESS) keep_text(*made, text);
+  return done;
 }
 
 LY_ERR change_canonical_term(lyd_node* leaf, const char* text) {
-  const bool holds_path = SchemaTexts::current().of(leaf->schema).may_have_prefixes;
-  return (holds_path ? lyd_change_term : lyd_change_term_canon)(leaf, text);
+  const LY_ERR done =
+      (has_to_be_read(leaf->schema) ? lyd_change_term : lyd_change_term_canon)(leaf, text);
+  keep_text(leaf, text);
+  return done;
 }
 
 bool print_siblings(const lyd_node* top, std::string& xml) {

@@ -15,6 +15,7 @@
 #include "store/image/image_draft.h"
 #include "store/image/image_text.h"
 #include "store/image/image_xml.h"
+#include "store/image_merge.h"
 #include "store/judge.h"
 #include "store/log/data_directory.h"
 #include "store/log/log_database.h"
@@ -349,6 +350,11 @@ CommitResult TreeStore::rollback(std::uint64_t number, const std::string& author
     transaction.before = ImagePtr::share(&standing->root());
     Judge::Verdict verdict =
         judge_.judge_whole(state.image, transaction.before.get(), *transaction.before);
+    if (verdict.image) {
+      ImageSlot image = std::move(verdict.image);
+      take_json_types(image, *state.image);
+      verdict.image = ImagePtr::share(&image->inner());
+    }
     if (accept(transaction, std::move(verdict))) finish(transaction);
   } catch (const std::bad_alloc&) {
     judge_.take_back();

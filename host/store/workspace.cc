@@ -102,7 +102,7 @@ class Step {
   }
 
   void change_leaf(const ImageLeaf& before, const ImageLeaf& after, lyd_node* leaf) {
-    if (before.text() == after.text() && before.form() == after.form()) {
+    if (before.text() == after.text()) {
       if (before.is_default() != after.is_default()) flag(leaf, after.is_default());
       return;
     }

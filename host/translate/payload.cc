@@ -269,7 +269,8 @@ grpc::Status Payload::read_leaf(std::uint32_t item, kestrel_cs_node* node) {
     scratch_.text = std::string(text);
   }
   if (notes_ == nullptr) last_taken_[node] = item;
-  if (scratch_.as_given && scratch_.namespaces.empty()) return grpc::Status::OK;
+  const bool says_all = scratch_.namespaces.empty() && scratch_.mark == Written::kText;
+  if (scratch_.as_given && says_all) return grpc::Status::OK;
   readings[item].stored = static_cast<std::uint32_t>(stored.size());
   stored.push_back(std::move(scratch_));
   scratch_ = kestrel::StoredText();

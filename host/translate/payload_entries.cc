@@ -43,10 +43,12 @@ grpc::Status Payload::agree(std::uint32_t item, const PathKey& key) const {
   const JsonItem& value = document.items[item];
   const Reading& reading = readings[item];
   std::string sent(value.kind == JsonKind::kString ? value.text : text_of(item));
-  if (reading.stored != 0 && !stored[reading.stored].qualified.empty()) {
-    sent = stored[reading.stored].qualified;
+  kestrel::Written written = kestrel::Written::kText;
+  if (reading.stored != 0) {
+    if (!stored[reading.stored].qualified.empty()) sent = stored[reading.stored].qualified;
+    written = stored[reading.stored].mark;
   }
-  if (values_.canonical(key.node, sent) == values_.canonical(key.node, key.given)) {
+  if (values_.canonical(key.node, sent, written) == values_.canonical(key.node, key.given)) {
     return grpc::Status::OK;
   }
   return refuse(item, "value " + shown(item) + ": the path says " + local_name(key.node) + "=\"" +

@@ -3,8 +3,10 @@
 #include "xml_completion.h"
 
 #include <cstring>
+#include <optional>
 
 #include "json_tree.h"
+#include "text/json_mark.h"
 
 namespace nexa::host {
 namespace {
@@ -14,6 +16,23 @@ const char* chars(const xmlChar* text) { return reinterpret_cast<const char*>(te
 
 xmlNodePtr append_text(xmlNodePtr element, std::string_view text) {
   return xmlAddChild(element, xmlNewTextLen(chars(text.data()), static_cast<int>(text.size())));
+}
+
+std::optional<text::JsonType> marked_type(kestrel::Written mark) {
+  switch (mark) {
+    case kestrel::Written::kString:
+      return text::JsonType::kString;
+    case kestrel::Written::kNumber:
+      return text::JsonType::kNumber;
+    case kestrel::Written::kBoolean:
+      return text::JsonType::kBoolean;
+    case kestrel::Written::kEmpty:
+      return text::JsonType::kNull;
+    case kestrel::Written::kNull:
+    case kestrel::Written::kText:
+      break;
+  }
+  return std::nullopt;
 }
 
 }  // namespace
@@ -31,6 +50,12 @@ void declare(xmlNodePtr element, const kestrel::StoredText& stored) {
   for (const auto& [prefix, uri] : stored.namespaces) {
     xmlNewProp(element, chars(("xmlns:" + prefix).c_str()), chars(uri.c_str()));
   }
+  const std::optional<text::JsonType> type = marked_type(stored.mark);
+  if (!type) return;
+  const std::string prefix = text::kMarkPrefix;
+  xmlNewProp(element, chars(("xmlns:" + prefix).c_str()), chars(text::kMarkNamespace));
+  xmlNewProp(element, chars((prefix + ":" + text::kMarkAttribute).c_str()),
+             chars(text::mark_value(*type)));
 }
 
 void declare_default(xmlNodePtr element, const char* uri) {

@@ -34,7 +34,8 @@ class XmlCompletion {
 // Replaces the element's content by this text.
 void set_text(xmlNodePtr element, std::string_view text);
 
-// Declares the prefixes that a text needs on the element.
+// Declares the prefixes that a text needs on the element, and marks its JSON type where the text
+// does not tell it.
 void declare(xmlNodePtr element, const kestrel::StoredText& stored);
 
 // Declares the default namespace `uri` on the element, unless it does so already.

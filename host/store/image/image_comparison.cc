@@ -78,7 +78,9 @@ class Comparison {
     if (compared_ == Compared::kAll && left.is_default() != right.is_default()) return differ(left);
     switch (left.kind()) {
       case ImageKind::kLeaf:
-        return left.leaf().text() == right.leaf().text() || differ(left);
+        return (left.leaf().text() == right.leaf().text() &&
+                left.leaf().form() == right.leaf().form()) ||
+               differ(left);
       case ImageKind::kAny:
         return left.any().xml() == right.any().xml() || differ(left);
       case ImageKind::kInner:

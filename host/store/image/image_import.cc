@@ -8,6 +8,8 @@
 #include <new>
 
 #include "store/image/image_draft.h"
+#include "store/image/schema_texts.h"
+#include "store/image/union_value.h"
 #include "store/node_tools.h"
 
 namespace nexa::host {
@@ -77,6 +79,12 @@ lyd_node* new_entry(lyd_node* parent, const ImageInner& entry) {
                                          : lyd_new_list2(parent, schema->module, schema->name,
                                                          predicates_of(entry).c_str(), 0, &made);
   if (done != LY_SUCCESS) out_of_memory();
+  lyd_node* key = lyd_child(made);
+  for (const ImageSlot& child : entry.children()) {
+    if (!is_key_leaf(child)) break;
+    keep_text(key, child->leaf().text().data());
+    key = key->next;
+  }
   return made;
 }
 
@@ -193,15 +201,18 @@ lyd_node* find_in_tree(lyd_node* top, lyd_node* parent, const ImageNode& node) {
   const lysc_node* const schema = node.schema();
   lyd_node* found = nullptr;
   if (siblings == nullptr) return nullptr;
-  if (schema->nodetype == LYS_LIST) {
-    // A list entry can only be made below its parent; a copy of it without children will do.
+  // libyang finds the value that it reads in a text, which may be another one of a union.
+  const bool is_ambiguous =
+      schema->nodetype == LYS_LEAFLIST && SchemaTexts::current().of(schema).mixes_json_types;
+  if (schema->nodetype == LYS_LIST || is_ambiguous) {
+    // An entry can only be made below its parent; a copy of it without children will do.
     lyd_node* copy = nullptr;
     if (parent != nullptr &&
         lyd_dup_single(parent, nullptr, LYD_DUP_NO_META, &copy) != LY_SUCCESS) {
       out_of_memory();
     }
     const TreePtr above(copy);
-    lyd_node* const probe = new_entry(copy, node.inner());
+    lyd_node* const probe = new_node(copy, node);
     const TreePtr alone(copy == nullptr ? probe : nullptr);
     lyd_find_sibling_first(siblings, probe, &found);
     return found;

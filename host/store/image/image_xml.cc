@@ -4,6 +4,7 @@
 
 #include <libyang/plugins_types.h>
 
+#include "store/image/union_value.h"
 #include "store/text_scan.h"
 
 namespace nexa::host {
@@ -30,14 +31,16 @@ const lysc_type* type_of(const lysc_node* leaf) {
 // A value of libyang's, made of its canonical text.
 class StoredValue {
  public:
-  StoredValue(const lysc_node* leaf, std::string_view text) : context_(leaf->module->ctx) {
+  explicit StoredValue(const ImageLeaf& image) : context_(image.schema()->module->ctx) {
+    const lysc_node* const leaf = image.schema();
+    const std::string_view text = image.text();
     const lysc_type* const type = type_of(leaf);
     ly_err_item* error = nullptr;
     // Canonical texts have the prefixes of JSON. Said so, because libyang 2.1 does not read an
     // instance identifier that is said to be canonical.
-    const LY_ERR done =
-        type->plugin->store(context_, type, text.data(), text.size(), 0, LY_VALUE_JSON,
-                            leaf->module, LYD_HINT_DATA, leaf, &value_, nullptr, &error);
+    const LY_ERR done = type->plugin->store(
+        context_, type, text.data(), text.size(), 0, LY_VALUE_JSON, leaf->module,
+        hints_of(image.form(), text), leaf, &value_, nullptr, &error);
     ly_err_free(error);
     is_stored_ = done == LY_SUCCESS || done == LY_EINCOMPLETE;
   }
@@ -143,7 +146,14 @@ void XmlWriter::keys(const ImageInner& entry) {
 
 void XmlWriter::leaf(const ImageLeaf& leaf, std::string_view attributes) {
   const SchemaText& text = texts_.of(leaf.schema());
-  start_tag(text, leaf.schema()->module, attributes);
+  if (text.mixes_json_types) {
+    const std::optional<text::JsonType> mark = needed_mark(leaf.schema(), leaf.text(), leaf.form());
+    std::string marked;
+    if (mark) marked.append(text::mark_attributes(*mark)).append(attributes);
+    start_tag(text, leaf.schema()->module, mark ? std::string_view(marked) : attributes);
+  } else {
+    start_tag(text, leaf.schema()->module, attributes);
+  }
   if (leaf.form() == ScalarForm::kIdentity) return identity(leaf.text(), text);
   if (text.may_have_prefixes && prefixed(leaf, text)) return;
   value(leaf.text(), text);
@@ -183,7 +193,7 @@ void XmlWriter::identity(std::string_view value, const SchemaText& text) {
 }
 
 bool XmlWriter::prefixed(const ImageLeaf& leaf, const SchemaText& text) {
-  const StoredValue stored(leaf.schema(), leaf.text());
+  const StoredValue stored(leaf);
   ly_set* made = nullptr;
   if (ly_set_new(&made) != LY_SUCCESS) return false;
   const SetPtr modules(made);

@@ -8,6 +8,8 @@
 #include <memory>
 #include <mutex>
 
+#include "store/image/union_value.h"
+
 namespace nexa::host {
 namespace {
 
@@ -119,6 +121,7 @@ bool SchemaTexts::add(const lysc_node* node, const lysc_node* parent) {
   text.shares_name = nexa::host::shares_name(node, parent);
   const lysc_type* const type = type_of(node);
   text.may_have_prefixes = type != nullptr && holds_paths(type);
+  text.mixes_json_types = type != nullptr && nexa::host::mixes_json_types(type);
   text.is_plain_container = lysc_is_np_cont(node);
   text.is_presence_container = node->nodetype == LYS_CONTAINER && !text.is_plain_container;
   const bool state_below = text.is_inner && add_children(node, nullptr);

@@ -29,6 +29,7 @@ struct SchemaText {
   bool shares_name = false;         // another module's node, beside one of the same name
   bool may_have_prefixes = false;   // XML writes some of its values with prefixes; identityrefs
                                     // alone do not count
+  bool mixes_json_types = false;    // a union whose text may stand for more than one JSON type
   bool is_plain_container = false;  // without presence
   bool is_presence_container = false;
 

@@ -5,117 +5,24 @@
 #include <libyang/libyang.h>
 #include <libyang/plugins_types.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <unordered_map>
 
 #include "kestrel/loader.h"
+#include "type_value.h"
 
 namespace kestrel {
 namespace {
 
-constexpr std::uint32_t kAnyHint = LYD_VALHINT_STRING | LYD_VALHINT_DECNUM | LYD_VALHINT_NUM64 |
-                                   LYD_VALHINT_BOOLEAN | LYD_VALHINT_EMPTY;
-
-std::uint32_t hints_of(Written written) {
-  switch (written) {
-    case Written::kString:
-      return LYD_VALHINT_STRING | LYD_VALHINT_NUM64;
-    case Written::kNumber:
-      return LYD_VALHINT_DECNUM;
-    case Written::kBoolean:
-      return LYD_VALHINT_BOOLEAN;
-    case Written::kEmpty:
-      return LYD_VALHINT_EMPTY;
-    case Written::kNull:
-      return 0;
-    case Written::kText:
-      return kAnyHint;
-  }
-  return 0;
+// "1" of "1.0" and "1.": a number whose fraction is nothing; else the number.
+std::string_view without_zero_fraction(std::string_view number) {
+  const std::size_t point = number.find('.');
+  if (point == std::string_view::npos) return number;
+  const bool is_zero = number.find_first_not_of('0', point + 1) == std::string_view::npos;
+  return is_zero ? number.substr(0, point) : number;
 }
-
-std::uint32_t class_of(LY_DATA_TYPE type) {
-  switch (type) {
-    case LY_TYPE_INT8:
-    case LY_TYPE_INT16:
-    case LY_TYPE_INT32:
-    case LY_TYPE_UINT8:
-    case LY_TYPE_UINT16:
-    case LY_TYPE_UINT32:
-      return kSmallInteger;
-    case LY_TYPE_INT64:
-    case LY_TYPE_UINT64:
-      return kLargeInteger;
-    case LY_TYPE_DEC64:
-      return kDecimal;
-    case LY_TYPE_BOOL:
-      return kBoolean;
-    case LY_TYPE_EMPTY:
-      return kEmptyType;
-    case LY_TYPE_IDENT:
-      return kIdentity;
-    case LY_TYPE_INST:
-      return kInstance;
-    default:
-      return kText;
-  }
-}
-
-constexpr std::uint32_t kAnyInteger = kSmallInteger | kLargeInteger;
-
-// A type plugin's value, freed with the object.
-class Value {
- public:
-  explicit Value(const ly_ctx* context) : context_(context) {}
-  ~Value() {
-    if (type_ != nullptr) type_->plugin->free(context_, &value_);
-  }
-  Value(const Value&) = delete;
-  Value& operator=(const Value&) = delete;
-
-  bool store(const lysc_node* node, const lysc_type* type, std::string_view text,
-             std::uint32_t hints, std::string& rule) {
-    ly_err_item* problem = nullptr;
-    const LY_ERR result =
-        type->plugin->store(context_, type, text.data(), text.size(), 0, LY_VALUE_JSON, nullptr,
-                            hints, node, &value_, nullptr, &problem);
-    // Incomplete: whether the value's target exists is a question to the data, not to the type.
-    const bool taken = result == LY_SUCCESS || result == LY_EINCOMPLETE;
-    if (taken) {
-      type_ = type;
-    } else {
-      rule =
-          problem != nullptr && problem->msg != nullptr ? problem->msg : "not a value of its type";
-      std::memset(&value_, 0, sizeof value_);
-    }
-    ly_err_free(problem);
-    return taken;
-  }
-
-  // The type that took the value: the member of a union, the target of a leafref.
-  const lysc_type* real_type() const {
-    const lyd_value* value = &value_;
-    while (value->realtype->basetype == LY_TYPE_UNION) value = &value->subvalue->value;
-    return value->realtype;
-  }
-
-  std::string print(LY_VALUE_FORMAT format, void* prefixes) const {
-    ly_bool dynamic = 0;
-    std::size_t size = 0;
-    const auto* text = static_cast<const char*>(
-        value_.realtype->plugin->print(context_, &value_, format, prefixes, &dynamic, &size));
-    if (text == nullptr) return {};
-    std::string copy(text, size);
-    if (dynamic != 0) std::free(const_cast<char*>(text));
-    return copy;
-  }
-
- private:
-  const ly_ctx* context_;
-  const lysc_type* type_ = nullptr;
-  lyd_value value_{};
-};
 
 // The prefixes of a text that was printed: a sized array as libyang's printers expect it.
 struct PrefixArray {
@@ -126,11 +33,16 @@ struct PrefixArray {
 }  // namespace
 
 struct ValueChecker::State {
+  struct Given {
+    std::string_view text;
+    Written written;
+  };
   struct Leaf {
     const lysc_node* node = nullptr;
     const lysc_type* type = nullptr;
     std::uint32_t classes = 0;
-    bool free_text = false;      // any string will do
+    bool free_text = false;  // any string will do
+    bool takes_binary = false;
     bool prefixed_text = false;  // the text of some member depends on prefixes
   };
 
@@ -181,6 +93,7 @@ struct ValueChecker::State {
         return describe(reinterpret_cast<const lysc_type_leafref*>(type)->realtype, leaf);
       default: {
         leaf.classes |= class_of(type->basetype);
+        leaf.takes_binary = leaf.takes_binary || type->basetype == LY_TYPE_BINARY;
         const char* id = type->plugin->id != nullptr ? type->plugin->id : "";
         leaf.prefixed_text = leaf.prefixed_text || type->basetype == LY_TYPE_IDENT ||
                              type->basetype == LY_TYPE_INST ||
@@ -215,7 +128,7 @@ struct ValueChecker::State {
 
   // The text and the declarations of a value whose spelling depends on prefixes.
   // False when the value has no spelling in XML: an XPath with a prefix that is no module's.
-  bool spell(const Value& value, std::string_view given, StoredText& out) {
+  bool spell(const TypeValue& value, std::string_view given, StoredText& out) {
     ly_set* modules = nullptr;
     if (ly_set_new(&modules) != LY_SUCCESS) return false;
     std::string text = value.print(LY_VALUE_XML, modules);
@@ -239,9 +152,9 @@ struct ValueChecker::State {
     return true;
   }
 
-  bool set(const Leaf& leaf, const Value& value, std::string_view given, StoredText& out,
-           std::string& rule) {
-    const std::uint32_t real = class_of(value.real_type()->basetype);
+  bool set_text(const Leaf& leaf, const TypeValue& value, std::string_view given, StoredText& out,
+                std::string& rule) {
+    const std::uint32_t real = value.real_class();
     if (real == kEmptyType) {
       out.as_given = given.empty();
     } else if ((real & kAnyInteger) != 0) {
@@ -261,6 +174,58 @@ struct ValueChecker::State {
       return false;
     }
     return true;
+  }
+
+  // Whether a union has members of several JSON types that may share a text: numbers, booleans and
+  // empty do not among themselves.
+  static bool mixes_json_types(const Leaf& leaf) {
+    constexpr std::uint32_t kBare = kSmallInteger | kBoolean | kEmptyType;
+    return (leaf.classes & kUnion) != 0 && (leaf.classes & kBare) != 0 &&
+           (leaf.classes & ~(kBare | kUnion)) != 0;
+  }
+
+  // The canonical text that a union makes of a text with these hints, behind a letter for the JSON
+  // type; empty when it takes none.
+  std::string reading(const Leaf& leaf, std::string_view text, std::uint32_t hints) const {
+    TypeValue value(context);
+    std::string ignored;
+    if (!value.store(leaf.node, leaf.type, text, hints, ignored)) return {};
+    const auto letter = static_cast<char>('0' + static_cast<int>(written_as(value.real_class())));
+    return letter + value.print(LY_VALUE_CANON, nullptr);
+  }
+
+  // RFC 7951, section 6.10: the JSON type takes part in the choice of the member. What reads the
+  // text later has to choose the same one.
+  bool set_mark(const Leaf& leaf, const TypeValue& value, std::string_view given, StoredText& out,
+                std::string& rule) const {
+    if (!mixes_json_types(leaf) || !out.namespaces.empty()) return true;
+    const Written written = written_as(value.real_class());
+    const std::string canonical = value.print(LY_VALUE_CANON, nullptr);
+    const std::string wanted = static_cast<char>('0' + static_cast<int>(written)) + canonical;
+    const std::string_view text = out.as_given ? given : std::string_view(out.text);
+    if (reading(leaf, text, hints_of(written)) != wanted ||
+        reading(leaf, canonical, hints_of(written)) != wanted) {
+      rule = "no text keeps the member of the union that takes the value";
+      return false;
+    }
+    if (reading(leaf, text, kAnyHint) != wanted) out.mark = written;
+    // A key of a path names the entry by its text: which of two JSON types a payload means counts.
+    if (lysc_is_key(leaf.node)) {
+      constexpr std::array<Written, 4> kTypes = {Written::kString, Written::kNumber,
+                                                 Written::kBoolean, Written::kEmpty};
+      const bool has_others = std::any_of(kTypes.begin(), kTypes.end(), [&](Written other) {
+        return other != written && !reading(leaf, text, hints_of(other)).empty();
+      });
+      if (has_others) out.mark = written;
+    }
+    return true;
+  }
+
+  // What to store for a value, as it was given.
+  bool set(const Leaf& leaf, const TypeValue& value, std::string_view given, Written written,
+           StoredText& out, std::string& rule) {
+    if (!set_text(leaf, value, given, out, rule)) return false;
+    return written == Written::kText || set_mark(leaf, value, given, out, rule);
   }
 
   void collect_identities(const lysc_type* type, std::string_view name,
@@ -317,9 +282,9 @@ struct ValueChecker::State {
       if (!prefix.empty() && (entry == entries.end() || prefix != entry->second->prefix)) continue;
       std::string full = std::string(identity->module->name) + ":" + identity->name;
       std::string ignored;
-      Value value(context);
+      TypeValue value(context);
       if (!value.store(leaf.node, leaf.type, full, LYD_VALHINT_STRING, ignored)) continue;
-      if (class_of(value.real_type()->basetype) != kIdentity) continue;
+      if (value.real_class() != kIdentity) continue;
       choices += (choices.empty() ? "" : ", ") + full;
       wanted = std::move(full);
       ++taken;
@@ -327,29 +292,71 @@ struct ValueChecker::State {
     if (taken > 1)
       rule = "identity \"" + std::string(text) + "\" has more than one meaning: " + choices;
     if (taken != 1) return false;
-    Value value(context);
+    TypeValue value(context);
     if (!value.store(leaf.node, leaf.type, wanted, LYD_VALHINT_STRING, rule)) return false;
     out.qualified = std::move(wanted);
     return spell(value, text, out);
   }
 
-  bool check_lenient(const Leaf& leaf, std::string_view text, Written written, StoredText& out,
-                     std::string& rule) {
-    std::uint32_t wanted = 0;
-    if (written == Written::kNumber) wanted = leaf.classes & (kLargeInteger | kDecimal);
-    if (written == Written::kString) wanted = leaf.classes & kSmallInteger;
-    if (wanted != 0) {
-      Value value(context);
-      std::string ignored;
-      const std::uint32_t hints = LYD_VALHINT_STRING | LYD_VALHINT_DECNUM | LYD_VALHINT_NUM64;
-      if (value.store(leaf.node, leaf.type, text, hints, ignored) &&
-          (class_of(value.real_type()->basetype) & wanted) != 0) {
-        return set(leaf, value, text, out, rule);
-      }
-      if ((leaf.classes & kUnion) == 0) rule = ignored;
+  // Takes the text as if it were written so, when a member of one of the classes does.
+  bool take_as(const Leaf& leaf, std::string_view text, std::uint32_t hints, std::uint32_t classes,
+               const Given& given, StoredText& out, std::string& rule) {
+    if ((leaf.classes & classes) == 0) return false;
+    TypeValue value(context);
+    std::string problem;
+    if (value.store(leaf.node, leaf.type, text, hints, problem) &&
+        (value.real_class() & classes) != 0) {
+      return set(leaf, value, given.text, given.written, out, rule);
     }
-    const bool textual = written == Written::kString || written == Written::kText;
-    return textual && (leaf.classes & kIdentity) != 0 && check_identity(leaf, text, out, rule);
+    if ((leaf.classes & kUnion) == 0) rule = problem;
+    return false;
+  }
+
+  // Base64 may be broken into lines anywhere.
+  bool take_binary(const Leaf& leaf, const Given& given, StoredText& out) const {
+    if (!leaf.takes_binary || given.text.find_first_of("\r\n") == std::string_view::npos)
+      return false;
+    std::string text(given.text);
+    text.erase(
+        std::remove_if(text.begin(), text.end(), [](char c) { return c == '\r' || c == '\n'; }),
+        text.end());
+    TypeValue value(context);
+    std::string ignored;
+    if (!value.store(leaf.node, leaf.type, text, hints_of(Written::kString), ignored) ||
+        value.real_type()->basetype != LY_TYPE_BINARY) {
+      return false;
+    }
+    out.as_given = false;
+    out.text = std::move(text);
+    return set_mark(leaf, value, out.text, out, ignored);
+  }
+
+  bool check_lenient(const Leaf& leaf, const Given& given, StoredText& out, std::string& rule) {
+    constexpr std::uint32_t kNumbers = LYD_VALHINT_STRING | LYD_VALHINT_DECNUM | LYD_VALHINT_NUM64;
+    const std::string_view text = given.text;
+    switch (given.written) {
+      case Written::kNumber: {
+        if (take_as(leaf, text, kNumbers, kLargeInteger | kDecimal, given, out, rule)) return true;
+        const std::string_view whole = without_zero_fraction(text);
+        return whole.size() != text.size() &&
+               take_as(leaf, whole, kNumbers, kAnyInteger, given, out, rule);
+      }
+      case Written::kString:
+        if (take_as(leaf, text, kNumbers, kSmallInteger, given, out, rule) ||
+            take_as(leaf, text, LYD_VALHINT_BOOLEAN, kBoolean, given, out, rule) ||
+            take_binary(leaf, given, out)) {
+          return true;
+        }
+        break;
+      case Written::kNull:
+        return take_as(leaf, {}, LYD_VALHINT_EMPTY, kEmptyType, given, out, rule);
+      case Written::kText:
+        break;
+      case Written::kBoolean:
+      case Written::kEmpty:
+        return false;
+    }
+    return (leaf.classes & kIdentity) != 0 && check_identity(leaf, text, out, rule);
   }
 };
 
@@ -364,20 +371,22 @@ bool ValueChecker::check(const kestrel_cs_node* node, std::string_view text, Wri
     return false;
   }
   out.as_given = true;
+  out.mark = Written::kText;
   if (leaf->free_text && (written == Written::kString || written == Written::kText)) return true;
-  Value value(state_->context);
+  TypeValue value(state_->context);
   if (value.store(leaf->node, leaf->type, text, hints_of(written), rule)) {
-    return state_->set(*leaf, value, text, out, rule);
+    return state_->set(*leaf, value, text, written, out, rule);
   }
-  return lenient && state_->check_lenient(*leaf, text, written, out, rule);
+  return lenient && state_->check_lenient(*leaf, {text, written}, out, rule);
 }
 
-std::string ValueChecker::canonical(const kestrel_cs_node* node, std::string_view text) {
+std::string ValueChecker::canonical(const kestrel_cs_node* node, std::string_view text,
+                                    Written written) {
   const State::Leaf* leaf = state_->leaf_of(node);
   std::string rule;
   if (leaf == nullptr || leaf->free_text) return std::string(text);
-  Value value(state_->context);
-  if (!value.store(leaf->node, leaf->type, text, kAnyHint, rule)) return std::string(text);
+  TypeValue value(state_->context);
+  if (!value.store(leaf->node, leaf->type, text, hints_of(written), rule)) return std::string(text);
   return value.print(LY_VALUE_CANON, nullptr);
 }
 
@@ -416,13 +425,13 @@ std::string ValueChecker::json_token(const kestrel_cs_node* node, std::string_vi
   std::string out;
   const State::Leaf* leaf = state_->leaf_of(node);
   std::string rule;
-  Value value(state_->context);
+  TypeValue value(state_->context);
   if (leaf == nullptr || leaf->free_text ||
       !value.store(leaf->node, leaf->type, text, kAnyHint, rule)) {
     append_json_string(text, out);
     return out;
   }
-  const std::uint32_t real = class_of(value.real_type()->basetype);
+  const std::uint32_t real = value.real_class();
   if (real == kEmptyType) return "[null]";
   std::string printed = value.print(LY_VALUE_JSON, nullptr);
   if ((real & (kSmallInteger | kBoolean)) != 0) return printed;

@@ -33,6 +33,9 @@ struct StoredText {
   // namespace list.
   std::vector<std::pair<std::string, std::string>> namespaces;
   std::string qualified;  // "module:identity", when a bare identity was given its module
+  // Of a union that has members of several JSON types: how the value is written in JSON, when the
+  // text alone says something else, or of a key also when it may; kText otherwise.
+  Written mark = Written::kText;
 };
 
 // What a leaf's value may be, over all members of a union and through leafrefs.
@@ -59,12 +62,14 @@ class KESTREL_EXPORT ValueChecker {
 
   // Whether `node`, a leaf or leaf-list, takes the value. Sets `out` on success, `rule` otherwise.
   // `lenient` also takes bare numbers for 64-bit and decimal types, quoted numbers for the others,
-  // and identities without their module where the schema leaves one meaning.
+  // "true" and "false" for a boolean, 1.0 for an integer, null for an empty leaf, line breaks
+  // anywhere in base64, and identities without their module, where the schema leaves one meaning.
   bool check(const kestrel_cs_node* node, std::string_view text, Written written, bool lenient,
              StoredText& out, std::string& rule);
 
   // The canonical text of a value that `node` takes; the text itself when it does not.
-  std::string canonical(const kestrel_cs_node* node, std::string_view text);
+  std::string canonical(const kestrel_cs_node* node, std::string_view text,
+                        Written written = Written::kText);
 
   // The JSON token (RFC 7951 section 6) of a value whose prefixes are module names; a string token
   // when the leaf does not take it.

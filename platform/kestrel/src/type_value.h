@@ -1,0 +1,55 @@
+// A value that a libyang type plugin made of a text, and what it says about its JSON type. No data
+// tree is involved.
+#ifndef KESTREL_SRC_TYPE_VALUE_H_
+#define KESTREL_SRC_TYPE_VALUE_H_
+
+#include <libyang/libyang.h>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "kestrel/values.h"
+
+namespace kestrel {
+
+inline constexpr std::uint32_t kAnyHint = LYD_VALHINT_STRING | LYD_VALHINT_DECNUM |
+                                          LYD_VALHINT_NUM64 | LYD_VALHINT_BOOLEAN |
+                                          LYD_VALHINT_EMPTY;
+inline constexpr std::uint32_t kAnyInteger = kSmallInteger | kLargeInteger;
+
+// What libyang has to know to read a text as JSON that was written so.
+std::uint32_t hints_of(Written written);
+
+std::uint32_t class_of(LY_DATA_TYPE type);
+
+// How RFC 7951, section 6, writes values of a class.
+Written written_as(std::uint32_t type_class);
+
+// Freed with the object.
+class TypeValue {
+ public:
+  explicit TypeValue(const ly_ctx* context) : context_(context) {}
+  ~TypeValue();
+  TypeValue(const TypeValue&) = delete;
+  TypeValue& operator=(const TypeValue&) = delete;
+
+  // Once for an object. False with `rule` set when the type does not take the text.
+  bool store(const lysc_node* node, const lysc_type* type, std::string_view text,
+             std::uint32_t hints, std::string& rule);
+
+  // The type that took the value: the member of a union, the target of a leafref.
+  const lysc_type* real_type() const;
+  std::uint32_t real_class() const { return class_of(real_type()->basetype); }
+
+  std::string print(LY_VALUE_FORMAT format, void* prefixes) const;
+
+ private:
+  const ly_ctx* context_;
+  const lysc_type* type_ = nullptr;
+  lyd_value value_{};
+};
+
+}  // namespace kestrel
+
+#endif  // KESTREL_SRC_TYPE_VALUE_H_
