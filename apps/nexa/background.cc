@@ -11,6 +11,8 @@
 #include <csignal>
 #include <string_view>
 
+#include "text/descriptor.h"
+
 namespace nexa_tool {
 namespace {
 
@@ -28,11 +30,10 @@ void lower_priorities() {
 }
 
 void offer_memory() {
-  const int file = open("/proc/self/oom_score_adj", O_WRONLY | O_CLOEXEC);
-  if (file < 0) return;
-  const ssize_t written = write(file, kFirstToGo.data(), kFirstToGo.size());
+  const nexa::text::Descriptor file(open("/proc/self/oom_score_adj", O_WRONLY | O_CLOEXEC));
+  if (!file.is_open()) return;
+  const ssize_t written = write(file.get(), kFirstToGo.data(), kFirstToGo.size());
   static_cast<void>(written);
-  close(file);
 }
 
 }  // namespace

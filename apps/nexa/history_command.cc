@@ -13,8 +13,8 @@
 #include "json_writer.h"
 #include "option_checks.h"
 #include "pretty_xml.h"
-#include "printable.h"
 #include "store/log/commit_log.h"
+#include "text/display.h"
 
 namespace nexa_tool {
 namespace {
@@ -62,7 +62,7 @@ std::string as_text(const std::vector<CommitRecord>& records) {
   std::vector<std::array<std::string, 4>> rows{{"NUMBER", "TIME", "AUTHOR", "BYTES"}};
   for (const CommitRecord& record : records) {
     rows.push_back({std::to_string(record.number), time_text(record.time_ns),
-                    record.author.empty() ? "-" : printable(record.author, Lines::kOne),
+                    record.author.empty() ? "-" : nexa::text::printable(record.author),
                     std::to_string(record.change_bytes)});
   }
   std::array<std::size_t, 4> widths{};
@@ -74,7 +74,7 @@ std::string as_text(const std::vector<CommitRecord>& records) {
     for (std::size_t i = 0; i < widths.size(); ++i) {
       text.append(rows[line][i]).append(widths[i] - rows[line][i].size() + 2, ' ');
     }
-    text.append(line == 0 ? "COMMENT" : printable(records[line - 1].comment, Lines::kOne));
+    text.append(line == 0 ? "COMMENT" : nexa::text::printable(records[line - 1].comment));
     text.erase(text.find_last_not_of(' ') + 1);
     text.push_back('\n');
   }
@@ -108,7 +108,7 @@ int show(const CommitLog& log, const Options& options, Session& session) {
   const bool is_terminal = session.output.is_terminal();
   // A program gets every byte; a terminal nothing that it might take as a command.
   const std::string change =
-      is_terminal ? printable(entry.change, Lines::kMany) : std::move(entry.change);
+      is_terminal ? nexa::text::printable_lines(entry.change) : std::move(entry.change);
   return session.output.write(pretty_xml(change, is_terminal)) ? kDone : kRefused;
 }
 

@@ -19,10 +19,7 @@ void add_text(cJSON* parent, const char* name, const std::string& text) {
 }
 
 std::string to_text(const cJSON* item) {
-  struct TextDeleter {
-    void operator()(char* text) const { cJSON_free(text); }
-  };
-  const std::unique_ptr<char, TextDeleter> text(cJSON_Print(item));
+  const nexa::text::JsonTextPtr text(cJSON_Print(item));
   if (text == nullptr) throw std::bad_alloc();
   return std::string(text.get()) + "\n";
 }

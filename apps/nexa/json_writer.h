@@ -2,17 +2,13 @@
 #ifndef APPS_NEXA_JSON_WRITER_H_
 #define APPS_NEXA_JSON_WRITER_H_
 
-#include <cjson/cJSON.h>
-
-#include <memory>
 #include <string>
+
+#include "text/json_owner.h"
 
 namespace nexa_tool {
 
-struct JsonDeleter {
-  void operator()(cJSON* item) const { cJSON_Delete(item); }
-};
-using JsonPtr = std::unique_ptr<cJSON, JsonDeleter>;
+using nexa::text::JsonPtr;
 
 // Appends `item` to an object, or to an array for an empty name, which owns it from then on.
 void add_item(cJSON* parent, const char* name, JsonPtr item);

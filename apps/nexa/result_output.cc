@@ -11,8 +11,7 @@
 
 namespace nexa_tool {
 
-ResultOutput::ResultOutput() {
-  real_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
+ResultOutput::ResultOutput() : real_(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3)) {
   const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
   if (nowhere >= 0 && dup2(nowhere, STDOUT_FILENO) >= 0) {
     if (nowhere != STDOUT_FILENO) close(nowhere);
@@ -26,7 +25,7 @@ ResultOutput::~ResultOutput() { restore(); }
 
 bool ResultOutput::write(std::string_view text) {
   while (!text.empty()) {
-    const ssize_t written = ::write(real_, text.data(), text.size());
+    const ssize_t written = ::write(real_.get(), text.data(), text.size());
     if (written < 0 && errno == EINTR) continue;
     if (written < 0) {
       std::fprintf(stderr, "nexa: standard output: %s\n", std::strerror(errno));
@@ -37,14 +36,13 @@ bool ResultOutput::write(std::string_view text) {
   return true;
 }
 
-bool ResultOutput::is_terminal() const { return real_ >= 0 && isatty(real_) == 1; }
+bool ResultOutput::is_terminal() const { return real_.is_open() && isatty(real_.get()) == 1; }
 
 void ResultOutput::restore() {
-  if (real_ < 0) return;
+  if (!real_.is_open()) return;
   std::fflush(stdout);
-  dup2(real_, STDOUT_FILENO);
-  close(real_);
-  real_ = -1;
+  dup2(real_.get(), STDOUT_FILENO);
+  real_.close();
 }
 
 }  // namespace nexa_tool

@@ -6,6 +6,8 @@
 
 #include <string_view>
 
+#include "text/descriptor.h"
+
 namespace nexa_tool {
 
 class ResultOutput {
@@ -27,7 +29,7 @@ class ResultOutput {
   void restore();
 
  private:
-  int real_ = -1;
+  nexa::text::Descriptor real_;
 };
 
 }  // namespace nexa_tool

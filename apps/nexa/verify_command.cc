@@ -10,10 +10,10 @@
 #include "commands.h"
 #include "json_writer.h"
 #include "option_checks.h"
-#include "printable.h"
 #include "schema_options.h"
 #include "store/log/log_database.h"
 #include "store/verification.h"
+#include "text/display.h"
 
 namespace nexa_tool {
 namespace {
@@ -80,7 +80,7 @@ int run(const Options& options, Session& session) {
   const VerificationReport report = nexa::host::verify_directory(options.directory);
   std::string text = options.json ? as_json(report) : report.line() + "\n";
   // Values of the configuration are quoted in it.
-  if (session.output.is_terminal()) text = printable(text, Lines::kMany);
+  if (session.output.is_terminal()) text = nexa::text::printable_lines(text);
   if (!session.output.write(text)) return kRefused;
   return report.kind == VerificationReport::Kind::kValid ? kDone : kRefused;
 }

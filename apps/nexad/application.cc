@@ -105,7 +105,7 @@ bool Application::open_identities(std::string& error) {
     tls_ = TlsStore::open(tls_files(), error);
     if (tls_ == nullptr) return false;
   }
-  access_ = nexa::host::make_access_control(config_.users, error);
+  access_ = nexa::access::make_access_control(config_.users, error);
   return access_ != nullptr;
 }
 
@@ -132,7 +132,7 @@ bool Application::run_hook_at_start(std::string& error) {
   change.author = "nexad";
   change.before = "<config/>";
   change.after = snapshot->xml();
-  const grpc::Status status = nexa::host::run_commit_hook(hook_, change, "start");
+  const grpc::Status status = nexa::hook::run_commit_hook(hook_, change, "start");
   if (!status.ok()) error = config_.origin("hook") + ": " + status.error_message();
   return status.ok();
 }
@@ -235,11 +235,11 @@ bool Application::serve(std::string& error) {
       {},
       metrics_,
       {}};
-  if (!config_.no_linux_state) providers_.push_back(nexa::host::make_linux_interfaces());
+  if (!config_.no_linux_state) providers_.push_back(nexa::state::make_linux_interfaces());
   for (const auto& provider : providers_) parts.providers.push_back(provider.get());
   if (!hook_.command.empty()) {
     parts.approve = [this](const nexa::host::Change& change) {
-      grpc::Status status = nexa::host::run_commit_hook(hook_, change, "set");
+      grpc::Status status = nexa::hook::run_commit_hook(hook_, change, "set");
       if (!status.ok()) log_warning("commit hook: " + status.error_message());
       return status;
     };

@@ -65,13 +65,13 @@ class Application {
   TlsFiles tls_files() const;
 
   const ServerConfig config_;
-  nexa::host::CommitHookOptions hook_;
+  nexa::hook::CommitHookOptions hook_;
   std::unique_ptr<nexa::ServiceKestrelNamespaceMapperImpl> mapper_;
   std::unique_ptr<nexa::host::Translator> translator_;
   std::shared_ptr<TlsStore> tls_;
-  std::unique_ptr<nexa::host::AccessControl> access_;
+  std::unique_ptr<nexa::access::AccessControl> access_;
   std::unique_ptr<nexa::host::ConfigStore> store_;
-  std::vector<std::unique_ptr<nexa::host::StateProvider>> providers_;
+  std::vector<std::unique_ptr<nexa::state::StateProvider>> providers_;
   Metrics metrics_;
   std::unique_ptr<nexa::host::GnmiService> service_;
   std::unique_ptr<Server> server_;

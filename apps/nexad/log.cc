@@ -19,6 +19,8 @@
 #include <utility>
 
 #include "line_limit.h"
+#include "text/display.h"
+#include "text/utf8.h"
 
 namespace nexad {
 namespace {
@@ -139,23 +141,6 @@ void write_library_line(gpr_log_func_args* line) {
 
 // What a client sends is in the lines, and it may send megabytes.
 constexpr std::size_t kLongestLine = 8192;
-// U+0080 to U+009F, which terminals obey as they do those below U+0020.
-constexpr char kLeadOfControls = '\xc2';
-
-bool is_control(std::string_view text, std::size_t at) {
-  const auto byte = static_cast<unsigned char>(text[at]);
-  if (byte < 0x20 || byte == 0x7f) return true;
-  return text[at] == kLeadOfControls && at + 1 < text.size() &&
-         static_cast<unsigned char>(text[at + 1]) < 0xa0;
-}
-
-void append_escape(char byte, std::string& line) {
-  std::array<char, 5> escape{};
-  std::snprintf(escape.data(), escape.size(), "\\x%02x",
-                static_cast<unsigned>(static_cast<unsigned char>(byte)));
-  line += escape.data();
-}
-
 void write(spdlog::level::level_enum level, std::string_view line) {
   const auto& logger = loggers().server;
   if (logger != nullptr && logger->should_log(level)) logger->log(level, one_line(line));
@@ -201,28 +186,9 @@ void log_audit(std::string_view line) {
 }
 
 std::string one_line(std::string_view text) {
-  std::size_t length = std::min(text.size(), kLongestLine);
-  // No half a character at the end.
-  while (length < text.size() && length > 0 && (text[length] & '\xc0') == '\x80') --length;
-  const std::string_view kept = text.substr(0, length);
-  std::string line;
-  line.reserve(kept.size());
-  for (std::size_t at = 0; at < kept.size(); ++at) {
-    const char c = kept[at];
-    if (c == '\n') {
-      line += "\\n";
-    } else if (c == '\t') {
-      line += "\\t";
-    } else if (is_control(kept, at)) {
-      append_escape(c, line);
-      if (c == kLeadOfControls) append_escape(kept[++at], line);
-    } else {
-      line.push_back(c);
-    }
-  }
-  if (kept.size() < text.size()) {
-    line += "... and " + std::to_string(text.size() - kept.size()) + " bytes";
-  }
+  const std::size_t kept = nexa::text::prefix_length(text, kLongestLine);
+  std::string line = nexa::text::printable(text.substr(0, kept));
+  if (kept < text.size()) line += "... and " + std::to_string(text.size() - kept) + " bytes";
   return line;
 }
 

@@ -76,7 +76,7 @@ int hash_password(int output) {
     std::fputc('\n', stderr);
   }
   if (!read || password.empty()) return fail(kWrong, "there is no password on standard input");
-  const std::string hash = nexa::host::hash_password(password);
+  const std::string hash = nexa::access::hash_password(password);
   if (hash.empty()) return fail(kWrong, "the password has a NUL in it or more than 511 bytes");
   return print(output, hash + "\n") ? kDone : kUnusable;
 }

@@ -83,20 +83,6 @@ bool open_all(const AddressList& list, bool both_families, ListeningSockets& res
 
 }  // namespace
 
-Socket& Socket::operator=(Socket&& other) noexcept {
-  if (this == &other) return *this;
-  if (fd_ >= 0) close(fd_);
-  fd_ = std::exchange(other.fd_, -1);
-  return *this;
-}
-
-Socket::~Socket() {
-  if (fd_ < 0) return;
-  const int error = errno;
-  close(fd_);
-  errno = error;
-}
-
 ListeningSockets open_listening_sockets(const Address& address, std::string& error) {
   ListeningSockets result;
   result.address = address;

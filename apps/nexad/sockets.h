@@ -4,28 +4,14 @@
 
 #include <cstdint>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "address.h"
+#include "text/descriptor.h"
 
 namespace nexad {
 
-// A file descriptor that is closed with its owner.
-class Socket {
- public:
-  Socket() = default;
-  explicit Socket(int fd) : fd_(fd) {}
-  Socket(Socket&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-  Socket& operator=(Socket&& other) noexcept;
-  ~Socket();
-
-  int get() const { return fd_; }
-  int release() { return std::exchange(fd_, -1); }
-
- private:
-  int fd_ = -1;
-};
+using Socket = nexa::text::Descriptor;
 
 struct ListeningSockets {
   std::vector<Socket> sockets;

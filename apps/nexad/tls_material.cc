@@ -17,6 +17,8 @@
 #include <memory>
 #include <vector>
 
+#include "text/descriptor.h"
+
 namespace nexad {
 namespace {
 
@@ -36,23 +38,20 @@ using Context = std::unique_ptr<SSL_CTX, Release<SSL_CTX_free>>;
 
 // Never waits: a FIFO is no certificate.
 bool read_file(const std::string& path, std::string& text, std::string& error) {
-  const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (fd < 0) {
+  const nexa::text::Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (!file.is_open()) {
     error = path + ": cannot be read: " + std::string(strerror(errno));
     return false;
   }
-  struct Closer {
-    int fd;
-    ~Closer() { close(fd); }
-  } const closer{fd};
   struct stat status {};
-  if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
+  if (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
     error = path + ": cannot be read: it is not a file";
     return false;
   }
   std::array<char, 65536> buffer{};
   ssize_t count = 0;
-  while (text.size() <= kMostBytes && (count = read(fd, buffer.data(), buffer.size())) > 0) {
+  while (text.size() <= kMostBytes &&
+         (count = read(file.get(), buffer.data(), buffer.size())) > 0) {
     text.append(buffer.data(), static_cast<std::size_t>(count));
   }
   if (count < 0) error = path + ": cannot be read: " + std::string(strerror(errno));

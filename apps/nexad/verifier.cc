@@ -22,7 +22,7 @@ namespace nexad {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using nexa::host::ChildProcess;
+using nexa::hook::ChildProcess;
 using nexa::host::VerificationReport;
 
 constexpr int kPauseMs = 250;

@@ -59,7 +59,7 @@ class Verifier {
 
   nexa::host::ConfigStore& store_;
   const VerifierOptions options_;
-  nexa::host::Descriptor stop_;  // readable when this object is to end
+  nexa::text::Descriptor stop_;  // readable when this object is to end
 
   // The thread's alone.
   bool has_begun_ = false;

@@ -13,7 +13,7 @@
 #include "access/password.h"
 #include "access/users_file.h"
 
-namespace nexa::host {
+namespace nexa::access {
 namespace {
 
 constexpr char kRefused[] = "Authentication failed: user name, password or certificate is wrong";
@@ -145,4 +145,4 @@ std::unique_ptr<AccessControl> make_access_control(const std::string& users_file
   return std::make_unique<FileAccess>(users_file, std::move(*users));
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::access

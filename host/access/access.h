@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-namespace nexa::host {
+namespace nexa::access {
 
 enum class Role : unsigned char { kReadOnly, kReadWrite };
 
@@ -51,6 +51,6 @@ std::unique_ptr<AccessControl> make_access_control(const std::string& users_file
 // A line's hash for this password (yescrypt, fresh salt).
 std::string hash_password(std::string_view password);
 
-}  // namespace nexa::host
+}  // namespace nexa::access
 
 #endif  // HOST_ACCESS_ACCESS_H_

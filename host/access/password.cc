@@ -16,7 +16,7 @@
 
 #include "access/access.h"
 
-namespace nexa::host {
+namespace nexa::access {
 namespace {
 
 constexpr std::ptrdiff_t kHashesAtATime = 2;
@@ -96,4 +96,4 @@ std::optional<Digest> KeyedDigest::of(std::string_view first, std::string_view s
   return digest;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::access

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace nexa::host {
+namespace nexa::access {
 
 using Digest = std::array<unsigned char, 32>;
 
@@ -33,6 +33,6 @@ class KeyedDigest {
   Digest key_{};
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::access
 
 #endif  // HOST_ACCESS_PASSWORD_H_

@@ -13,7 +13,7 @@
 #include <system_error>
 #include <utility>
 
-namespace nexa::host {
+namespace nexa::access {
 namespace {
 
 constexpr std::size_t kLongestName = 255;
@@ -118,4 +118,4 @@ std::optional<Users> read_users(const std::string& file, std::string& error) {
   return parse_users(text, file, error);
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::access

@@ -9,7 +9,7 @@
 
 #include "access/access.h"
 
-namespace nexa::host {
+namespace nexa::access {
 
 struct User {
   Role role = Role::kReadOnly;
@@ -26,6 +26,6 @@ std::optional<Users> parse_users(std::string_view text, const std::string& file,
 // The same of the file's content.
 std::optional<Users> read_users(const std::string& file, std::string& error);
 
-}  // namespace nexa::host
+}  // namespace nexa::access
 
 #endif  // HOST_ACCESS_USERS_FILE_H_

@@ -5,30 +5,16 @@
 #include <cstdio>
 #include <ctime>
 
-namespace nexa::host {
+#include "text/display.h"
+#include "text/escape.h"
+
+namespace nexa::hook {
 namespace {
 
-// Control characters have no place in XML 1.0, not even escaped, but for three.
+// Control characters have no place in XML 1.0, not even escaped; they show as in a log line.
 void append_attribute(const char* name, std::string_view value, std::string& out) {
   out.append(" ").append(name).append("=\"");
-  for (const char c : value) {
-    switch (c) {
-      case '&':
-        out.append("&amp;");
-        break;
-      case '<':
-        out.append("&lt;");
-        break;
-      case '>':
-        out.append("&gt;");
-        break;
-      case '"':
-        out.append("&quot;");
-        break;
-      default:
-        out.push_back(static_cast<unsigned char>(c) < 0x20 || c == 0x7f ? '?' : c);
-    }
-  }
+  text::append_xml_attribute(text::printable(value), out);
   out.push_back('"');
 }
 
@@ -53,7 +39,7 @@ std::string_view without_declaration(std::string_view xml) {
 
 }  // namespace
 
-ChangeDocument::ChangeDocument(const Change& change, const char* reason)
+ChangeDocument::ChangeDocument(const host::Change& change, const char* reason)
     : head_(R"(<commit xmlns="urn:nexa:params:xml:ns:commit:1.0")") {
   append_attribute("number", std::to_string(change.number), head_);
   append_attribute("author", change.author, head_);
@@ -69,4 +55,4 @@ ChangeDocument::ChangeDocument(const Change& change, const char* reason)
              "</after></commit>\n"};
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::hook

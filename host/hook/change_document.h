@@ -8,13 +8,13 @@
 
 #include "store/config_store.h"
 
-namespace nexa::host {
+namespace nexa::hook {
 
 // The document in pieces that belong together in order, so that a large change is not copied.
 // Refers to `change`, which outlives it.
 class ChangeDocument {
  public:
-  ChangeDocument(const Change& change, const char* reason);
+  ChangeDocument(const host::Change& change, const char* reason);
   ChangeDocument(const ChangeDocument&) = delete;
   ChangeDocument& operator=(const ChangeDocument&) = delete;
 
@@ -25,6 +25,6 @@ class ChangeDocument {
   std::vector<std::string_view> pieces_;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::hook
 
 #endif  // HOST_HOOK_CHANGE_DOCUMENT_H_

@@ -14,18 +14,18 @@
 
 extern char** environ;
 
-namespace nexa::host {
+namespace nexa::hook {
 namespace {
 
 struct Pipe {
-  Descriptor read;
-  Descriptor write;
+  text::Descriptor read;
+  text::Descriptor write;
 
   bool open() {
     std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_CLOEXEC) != 0) return false;
-    read = Descriptor(ends[0]);
-    write = Descriptor(ends[1]);
+    read = text::Descriptor(ends[0]);
+    write = text::Descriptor(ends[1]);
     return true;
   }
 };
@@ -86,17 +86,6 @@ class SpawnAttributes {
 
 }  // namespace
 
-Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
-  if (this == &other) return *this;
-  if (fd_ >= 0) close(fd_);
-  fd_ = std::exchange(other.fd_, -1);
-  return *this;
-}
-
-Descriptor::~Descriptor() {
-  if (fd_ >= 0) close(fd_);
-}
-
 ChildProcess::ChildProcess(ChildProcess&& other) noexcept
     : pid_(std::exchange(other.pid_, -1)),
       process_(std::move(other.process_)),
@@ -130,7 +119,7 @@ int ChildProcess::start(const std::vector<std::string>& command, Output output) 
                        environ);
   if (error != 0) return error;
   pid_ = pid;
-  process_ = Descriptor(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
+  process_ = text::Descriptor(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
   if (process_.get() < 0) return errno;
   input_ = std::move(input.write);
   errors_ = std::move(errors.read);
@@ -170,4 +159,4 @@ ssize_t write_without_signal(int fd, std::string_view data) {
   return count;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::hook

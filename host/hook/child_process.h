@@ -7,24 +7,11 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
-namespace nexa::host {
+#include "text/descriptor.h"
 
-// A file descriptor that is closed with its owner.
-class Descriptor {
- public:
-  Descriptor() = default;
-  explicit Descriptor(int fd) : fd_(fd) {}
-  Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-  Descriptor& operator=(Descriptor&& other) noexcept;
-  ~Descriptor();
-  int get() const { return fd_; }
-
- private:
-  int fd_ = -1;
-};
+namespace nexa::hook {
 
 // Belongs to one thread. A child that is neither reaped nor gone when its owner ends is killed with
 // its group.
@@ -49,8 +36,8 @@ class ChildProcess {
   int process() const { return process_.get(); }
   int input() const { return input_.get(); }
   int errors() const { return errors_.get(); }
-  void close_input() { input_ = Descriptor(); }
-  void close_errors() { errors_ = Descriptor(); }
+  void close_input() { input_.close(); }
+  void close_errors() { errors_.close(); }
 
   // SIGKILL for the whole group.
   void kill_group();
@@ -60,14 +47,14 @@ class ChildProcess {
 
  private:
   pid_t pid_ = -1;
-  Descriptor process_;
-  Descriptor input_;
-  Descriptor errors_;
+  text::Descriptor process_;
+  text::Descriptor input_;
+  text::Descriptor errors_;
 };
 
 // write(2), but a reader that went away is EPIPE and never a signal.
 ssize_t write_without_signal(int fd, std::string_view data);
 
-}  // namespace nexa::host
+}  // namespace nexa::hook
 
 #endif  // HOST_HOOK_CHILD_PROCESS_H_

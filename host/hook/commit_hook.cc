@@ -14,8 +14,9 @@
 
 #include "hook/change_document.h"
 #include "hook/child_process.h"
+#include "text/display.h"
 
-namespace nexa::host {
+namespace nexa::hook {
 namespace {
 
 constexpr std::size_t kMostErrorText = 4096;
@@ -96,15 +97,10 @@ class Run {
   std::string errors_;
 };
 
-// One line of plain ASCII: a cut text may end inside a character, and a status must be UTF-8.
+// A cut text may end inside a character, and a status must be UTF-8.
 std::string as_line(std::string_view text) {
   while (!text.empty() && static_cast<unsigned char>(text.back()) <= 0x20) text.remove_suffix(1);
-  std::string line;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    line.push_back(byte < 0x20 || byte >= 0x7f ? '?' : c);
-  }
-  return line;
+  return text::printable(text);
 }
 
 std::string verdict_text(int wait_status, const std::string& errors) {
@@ -121,7 +117,7 @@ std::string verdict_text(int wait_status, const std::string& errors) {
 
 }  // namespace
 
-grpc::Status run_commit_hook(const CommitHookOptions& options, const Change& change,
+grpc::Status run_commit_hook(const CommitHookOptions& options, const host::Change& change,
                              const char* reason) {
   if (options.command.empty()) return {grpc::StatusCode::INTERNAL, kNoCommand};
   const auto deadline = Clock::now() + options.timeout;
@@ -140,4 +136,4 @@ grpc::Status run_commit_hook(const CommitHookOptions& options, const Change& cha
   return {grpc::StatusCode::FAILED_PRECONDITION, verdict_text(wait_status, run.errors())};
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::hook

@@ -10,7 +10,7 @@
 
 #include "store/config_store.h"
 
-namespace nexa::host {
+namespace nexa::hook {
 
 struct CommitHookOptions {
   std::vector<std::string> command;  // program and arguments; run without a shell
@@ -27,9 +27,9 @@ struct CommitHookOptions {
 // program wrote on standard error (at most 4 KiB, control characters replaced). After the time
 // limit the group is killed: ABORTED. A program that cannot be started: INTERNAL. Standard output
 // goes nowhere. Blocks; any thread, one run at a time.
-grpc::Status run_commit_hook(const CommitHookOptions& options, const Change& change,
+grpc::Status run_commit_hook(const CommitHookOptions& options, const host::Change& change,
                              const char* reason);
 
-}  // namespace nexa::host
+}  // namespace nexa::hook
 
 #endif  // HOST_HOOK_COMMIT_HOOK_H_

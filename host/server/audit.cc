@@ -4,7 +4,8 @@
 #include <cstddef>
 
 #include "server/set_request.h"
-#include "server/text_form.h"
+#include "text/display.h"
+#include "text/utf8.h"
 #include "translate/code_name.h"
 #include "translate/path_string.h"
 #include "translate/request_check.h"
@@ -25,7 +26,7 @@ std::string shown_operations(const gnmi::SetRequest& request) {
     if (!text.empty()) text.append(", ");
     const gnmi::Path joined = join_paths(request.prefix(), operation_path(request, index));
     const std::string path = format_path_string(joined);
-    const std::size_t length = prefix_length(path, kMostPathBytes);
+    const std::size_t length = text::prefix_length(path, kMostPathBytes);
     text.append(operation_name(request, index)).append(" ").append(path, 0, length);
     if (length < path.size()) text.append("...");
   }
@@ -36,15 +37,15 @@ std::string shown_operations(const gnmi::SetRequest& request) {
 }  // namespace
 
 std::string audit_line(const SetAudit& audit, const gnmi::SetRequest& request) {
-  std::string line = "set user=" + quoted(audit.user, kMostNameBytes);
-  line.append(" peer=").append(quoted(audit.peer, kMostNameBytes));
+  std::string line = "set user=" + text::quoted(audit.user, kMostNameBytes);
+  line.append(" peer=").append(text::quoted(audit.peer, kMostNameBytes));
   line.append(" deletes=").append(std::to_string(request.delete__size()));
   line.append(" replaces=").append(std::to_string(request.replace_size()));
   line.append(" updates=").append(std::to_string(request.update_size()));
-  line.append(" operations=").append(quoted(shown_operations(request), std::string::npos));
+  line.append(" operations=").append(text::quoted(shown_operations(request)));
   line.append(" verdict=").append(code_name(audit.verdict.error_code()));
   if (!audit.verdict.ok()) {
-    line.append(" reason=").append(quoted(audit.verdict.error_message(), kMostReasonBytes));
+    line.append(" reason=").append(text::quoted(audit.verdict.error_message(), kMostReasonBytes));
   }
   if (audit.commit != 0) line.append(" commit=").append(std::to_string(audit.commit));
   const auto micros = std::chrono::duration_cast<std::chrono::microseconds>(audit.time);

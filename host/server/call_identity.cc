@@ -25,8 +25,8 @@ std::string only_value(const grpc::ServerContextBase& context, const char* key, 
 
 }  // namespace
 
-Credentials CallIdentity::credentials() const {
-  Credentials credentials;
+access::Credentials CallIdentity::credentials() const {
+  access::Credentials credentials;
   credentials.has_password = has_password;
   credentials.user = user;
   credentials.password = password;

@@ -20,7 +20,7 @@ struct CallIdentity {
   std::string peer;  // as gRPC writes addresses: "ipv4:127.0.0.1:40000"
 
   // Views into this object.
-  Credentials credentials() const;
+  nexa::access::Credentials credentials() const;
 
   // Who the caller claims to be, for an audit line before or without a verdict.
   const std::string& claimed_name() const;

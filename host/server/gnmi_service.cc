@@ -61,7 +61,7 @@ grpc::ServerUnaryReactor* Service::answer(grpc::CallbackServerContext& context, 
   ServiceCore::Login login{
       call->identity(), core_.workers, [call] { return call->cancelled(); }, {}};
   login.then = [this, call, &response, serve = std::move(serve)](const grpc::Status& verdict,
-                                                                 const Caller& /*caller*/) {
+                                                                 const access::Caller& /*caller*/) {
     if (!verdict.ok()) {
       call->finish(verdict);
     } else if (call->cancelled()) {

@@ -56,9 +56,9 @@ struct GnmiServiceOptions {
 struct GnmiServiceParts {
   Translator& translator;
   ConfigStore& store;
-  AccessControl& access;
+  nexa::access::AccessControl& access;
   const gnmi::CapabilityResponse& models;  // the mapper's cached model data
-  std::vector<StateProvider*> providers;
+  std::vector<nexa::state::StateProvider*> providers;
   ServiceObserver& observer;
   std::function<grpc::Status(const Change&)> approve;  // the commit hook; may be empty
 };

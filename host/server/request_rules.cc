@@ -7,7 +7,7 @@
 
 #include "gnmi/gnmi_base_namespace_mapper.h"
 #include "server/messages.h"
-#include "server/text_form.h"
+#include "text/display.h"
 #include "translate/path_string.h"
 
 namespace nexa::host {
@@ -40,14 +40,14 @@ grpc::Status check_origin(const gnmi::Path& prefix, const gnmi::Path& path) {
   if (!path.target().empty()) return {grpc::StatusCode::INVALID_ARGUMENT, kTargetInPath};
   if (!prefix.origin().empty() && !path.origin().empty() && prefix.origin() != path.origin()) {
     return {grpc::StatusCode::INVALID_ARGUMENT,
-            "the prefix has origin " + quoted(prefix.origin(), kMostNameShown) + ", the path " +
-                quoted(path.origin(), kMostNameShown)};
+            "the prefix has origin " + text::quoted(prefix.origin(), kMostNameShown) +
+                ", the path " + text::quoted(path.origin(), kMostNameShown)};
   }
   const std::string& origin = path.origin().empty() ? prefix.origin() : path.origin();
   const auto& served = gnmi::BaseNamespaceMapper::originName_;
   if (std::find(served.begin(), served.end(), origin) != served.end()) return grpc::Status::OK;
   return {grpc::StatusCode::UNIMPLEMENTED,
-          "origin " + quoted(origin, kMostNameShown) + kOriginNotServed};
+          "origin " + text::quoted(origin, kMostNameShown) + kOriginNotServed};
 }
 
 grpc::Status check_extensions(
@@ -60,7 +60,7 @@ grpc::Status check_extensions(
 }
 
 std::string shown_path(const gnmi::Path& path) {
-  return printable(format_path_string(path), kMostPathShown);
+  return text::printable(format_path_string(path), kMostPathShown);
 }
 
 std::string at_place(const std::string& place, const gnmi::Path& path) {

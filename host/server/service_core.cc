@@ -51,7 +51,7 @@ bool ServiceCore::authenticate(Login login) {
 }
 
 void ServiceCore::judge(const Login& login) {
-  Caller caller;
+  access::Caller caller;
   grpc::Status verdict(grpc::StatusCode::INTERNAL, kServerFault);
   if (stopping) {
     verdict = no_room();

@@ -31,7 +31,7 @@ class ServiceCore {
     std::shared_ptr<const CallIdentity> identity;
     WorkerPool& pool;                    // where the call's work goes
     std::function<bool()> is_abandoned;  // whether nobody waits for the verdict any more
-    std::function<void(const grpc::Status& verdict, const Caller& caller)> then;
+    std::function<void(const grpc::Status& verdict, const nexa::access::Caller& caller)> then;
   };
 
   // Judges the caller away from gRPC's threads and calls `then` with the verdict, on a thread of

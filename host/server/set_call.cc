@@ -24,20 +24,20 @@ grpc::ServerUnaryReactor* SetCall::start() {
   const auto self = shared_from_this();
   ServiceCore::Login login{
       call_.identity(), core_.workers, [self] { return self->call_.cancelled(); }, {}};
-  login.then = [self](const grpc::Status& verdict, const Caller& caller) {
+  login.then = [self](const grpc::Status& verdict, const access::Caller& caller) {
     self->judged(verdict, caller);
   };
   core_.authenticate(std::move(login));
   return reactor;
 }
 
-void SetCall::judged(const grpc::Status& verdict, const Caller& caller) {
+void SetCall::judged(const grpc::Status& verdict, const access::Caller& caller) {
   if (!verdict.ok()) {
     finish(verdict);
     return;
   }
   audit_.user = caller.name;
-  if (caller.role != Role::kReadWrite) {
+  if (caller.role != access::Role::kReadWrite) {
     finish({grpc::StatusCode::PERMISSION_DENIED, kReadOnlyRole});
     return;
   }

@@ -23,7 +23,7 @@ class SetCall : public std::enable_shared_from_this<SetCall> {
   grpc::ServerUnaryReactor* start();
 
  private:
-  void judged(const grpc::Status& verdict, const Caller& caller);
+  void judged(const grpc::Status& verdict, const nexa::access::Caller& caller);
   void commit();
   grpc::Status apply();
   // Whether nobody waits for the answer any more: a Set may be long, and others wait behind it.

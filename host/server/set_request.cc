@@ -9,7 +9,7 @@
 #include "server/messages.h"
 #include "server/request_rules.h"
 #include "server/status_details.h"
-#include "server/text_form.h"
+#include "text/display.h"
 #include "translate/request_check.h"
 
 namespace nexa::host {
@@ -62,7 +62,7 @@ std::string shown_value(const OperationView& operation) {
   if (operation.update == nullptr) return {};
   const std::string_view text = value_text(operation.update->val());
   if (text.empty()) return {};
-  return "value " + printable(text, kMostValueShown) + ": ";
+  return "value " + text::printable(text, kMostValueShown) + ": ";
 }
 
 grpc::Status refuse(const OperationView& operation, grpc::StatusCode code,
@@ -167,9 +167,8 @@ grpc::Status Preparation::add_value(const OperationView& operation, Edit& edit) 
   Translation translation = parts_.translator.translate(
       request_.prefix(), *operation.update, replaces ? Operation::kReplace : Operation::kUpdate);
   if (!translation.status.ok()) {
-    return refuse(
-        operation, translation.status.error_code(),
-        with_index(operation, printable(translation.status.error_message(), std::string::npos)));
+    return refuse(operation, translation.status.error_code(),
+                  with_index(operation, text::printable(translation.status.error_message())));
   }
   edit.xml = std::move(translation.xml);
   return grpc::Status::OK;
@@ -210,16 +209,17 @@ grpc::Status prepare_set(const SetParts& parts, const gnmi::SetRequest& request,
 grpc::Status refusal_of(const gnmi::SetRequest& request, const CommitResult& result) {
   const grpc::StatusCode code = result.status.error_code();
   const std::string& rule = result.rule.empty() ? result.status.error_message() : result.rule;
-  const std::string place =
-      result.path.empty() ? std::string() : " at " + printable(result.path, kMostValueShown * 3);
+  const std::string place = result.path.empty()
+                                ? std::string()
+                                : " at " + text::printable(result.path, kMostValueShown * 3);
   if (result.edit < 0 || static_cast<std::size_t>(result.edit) >= operation_count(request)) {
-    return with_details(code, printable(rule, std::string::npos) + place, nullptr);
+    return with_details(code, text::printable(rule) + place, nullptr);
   }
   const OperationView operation = operation_at(request, static_cast<std::size_t>(result.edit));
   const gnmi::Path joined = join_paths(request.prefix(), *operation.path);
   return refuse(operation, code,
                 name_of(operation) + " of " + shown_path(joined) + ": " + shown_value(operation) +
-                    printable(rule, std::string::npos) + place);
+                    text::printable(rule) + place);
 }
 
 void answer_set(const gnmi::SetRequest& request, gnmi::SetResponse& response) {

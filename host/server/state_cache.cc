@@ -22,10 +22,11 @@ bool module_is_loaded(std::string_view module) {
 
 }  // namespace
 
-StateCache::StateCache(const ConfigStore& store, const std::vector<StateProvider*>& providers,
+StateCache::StateCache(const ConfigStore& store,
+                       const std::vector<state::StateProvider*>& providers,
                        std::chrono::nanoseconds lifetime, FaultSink on_fault)
     : store_(store), lifetime_(lifetime), on_fault_(std::move(on_fault)) {
-  for (StateProvider* provider : providers) {
+  for (state::StateProvider* provider : providers) {
     if (module_is_loaded(provider->module())) providers_.push_back(provider);
   }
 }
@@ -46,7 +47,7 @@ grpc::Status StateCache::read(std::shared_ptr<const StateTree>& state) {
 grpc::Status StateCache::refresh() {
   const auto now = std::chrono::steady_clock::now();
   std::string xml = "<state>";
-  for (StateProvider* provider : providers_) {
+  for (state::StateProvider* provider : providers_) {
     try {
       provider->append_xml(xml);
     } catch (const std::exception& fault) {

@@ -23,7 +23,7 @@ class StateCache {
 
   // Asks those of `providers` whose module is in the loaded schema. A tree older than `lifetime` is
   // not handed out.
-  StateCache(const ConfigStore& store, const std::vector<StateProvider*>& providers,
+  StateCache(const ConfigStore& store, const std::vector<nexa::state::StateProvider*>& providers,
              std::chrono::nanoseconds lifetime, FaultSink on_fault);
 
   // Sets `state`, null when there is no provider. INTERNAL when the providers' data do not fit the
@@ -36,7 +36,7 @@ class StateCache {
   grpc::Status refuse(const std::string& fault);
 
   const ConfigStore& store_;
-  std::vector<StateProvider*> providers_;
+  std::vector<nexa::state::StateProvider*> providers_;
   const std::chrono::nanoseconds lifetime_;
   const FaultSink on_fault_;
   std::mutex mutex_;

@@ -6,7 +6,8 @@
 #include <string_view>
 
 #include "google/rpc/status.pb.h"
-#include "server/text_form.h"
+#include "text/display.h"
+#include "text/utf8.h"
 
 namespace nexa::host {
 namespace {
@@ -26,7 +27,7 @@ std::string cut_text(const std::string& text) {
   for (std::size_t at = 0; at < text.size(); ++at) {
     encoded += encoded_size(text[at]);
     if (encoded <= kMostEncodedText) continue;
-    return text.substr(0, prefix_length(text, at)).append(kCut);
+    return text.substr(0, text::prefix_length(text, at)).append(kCut);
   }
   return text;
 }
@@ -37,7 +38,7 @@ grpc::Status with_details(grpc::StatusCode code, const std::string& text,
                           const gnmi::UpdateResult* blamed) {
   google::rpc::Status details;
   details.set_code(code);
-  details.set_message(printable(text, kMostTextInDetails));
+  details.set_message(text::printable(text, kMostTextInDetails));
   if (blamed != nullptr) {
     if (blamed->path().ByteSizeLong() <= kMostPathBytes) {
       details.add_details()->PackFrom(*blamed);

@@ -33,7 +33,7 @@ void SubscribeStream::start() {
   auto identity = std::make_shared<const CallIdentity>(identify(context_));
   ServiceCore::Login login{
       std::move(identity), core_.rounds, [self = self_] { return self->is_over(); }, {}};
-  login.then = [self = self_](const grpc::Status& verdict, const Caller& /*caller*/) {
+  login.then = [self = self_](const grpc::Status& verdict, const access::Caller& /*caller*/) {
     self->judged(verdict);
   };
   if (!core_.authenticate(std::move(login))) end(core_.no_room());

@@ -6,9 +6,9 @@
 #include <cstdint>
 
 #include "state/sysfs_value.h"
-#include "state/xml_text.h"
+#include "text/escape.h"
 
-namespace nexa::host {
+namespace nexa::state {
 namespace {
 
 struct Counter {
@@ -37,8 +37,8 @@ void append_counters(const std::string& folder, unsigned flags, const InterfaceS
     const auto value = read_number(folder + "/statistics/" + counter.file);
     if (!value) continue;
     const std::uint64_t shown = counter.is_long ? *value : *value & 0xFFFFFFFFU;
-    append_xml_leaf(counter.leaf, std::to_string(shown), xml);
+    text::append_xml_leaf(counter.leaf, std::to_string(shown), xml);
   }
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::state

@@ -6,7 +6,7 @@
 
 #include "state/interface_schema.h"
 
-namespace nexa::host {
+namespace nexa::state {
 
 // Appends the leaves of container "statistics" that the schema has and the machine gives, without
 // discontinuity-time. `folder` is the interface's folder in sysfs, `flags` its IFF_ flags.
@@ -23,6 +23,6 @@ namespace nexa::host {
 void append_counters(const std::string& folder, unsigned flags, const InterfaceSchema& schema,
                      std::string& xml);
 
-}  // namespace nexa::host
+}  // namespace nexa::state
 
 #endif  // HOST_STATE_INTERFACE_COUNTERS_H_

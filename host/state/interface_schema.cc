@@ -1,7 +1,7 @@
 // Names are looked up in the schema's tables.
 #include "state/interface_schema.h"
 
-namespace nexa::host {
+namespace nexa::state {
 
 InterfaceSchema::InterfaceSchema() {
   KestrelNsEntry* list = nullptr;
@@ -26,4 +26,4 @@ const kestrel_cs_node* InterfaceSchema::child(const kestrel_cs_node* parent,
   return tag == 0 ? nullptr : kestrel_find_cs_node_child(parent, tag, parent->ns);
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::state

@@ -6,7 +6,7 @@
 
 #include "kestrel/kestrel.h"
 
-namespace nexa::host {
+namespace nexa::state {
 
 class InterfaceSchema {
  public:
@@ -33,6 +33,6 @@ class InterfaceSchema {
   const kestrel_cs_node* statistics_ = nullptr;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::state
 
 #endif  // HOST_STATE_INTERFACE_SCHEMA_H_

@@ -15,9 +15,10 @@
 #include "state/interface_counters.h"
 #include "state/interface_schema.h"
 #include "state/sysfs_value.h"
-#include "state/xml_text.h"
+#include "text/escape.h"
+#include "text/utf8.h"
 
-namespace nexa::host {
+namespace nexa::state {
 namespace {
 
 // oper-status of RFC 8343 for a state of sysfs (RFC 2863).
@@ -87,11 +88,11 @@ class LinuxInterfaces : public StateProvider {
     forget_all_but(names);
     if (entries.empty()) return;
     xml += "<interfaces xmlns=\"";
-    append_xml_escaped(schema.uri(), xml);
+    text::append_xml_attribute(schema.uri(), xml);
     xml += "\"";
     if (!schema.type_uri().empty()) {
       xml += " xmlns:type=\"";
-      append_xml_escaped(schema.type_uri(), xml);
+      text::append_xml_attribute(schema.type_uri(), xml);
       xml += "\"";
     }
     xml.append(">").append(entries).append("</interfaces>");
@@ -112,7 +113,8 @@ class LinuxInterfaces : public StateProvider {
          entry.increment(error)) {
       std::error_code unknown;
       std::string name = entry->path().filename().string();
-      if (entry->is_directory(unknown) && fits_xml(name)) names.push_back(std::move(name));
+      if (entry->is_directory(unknown) && text::yang_text_fault(name) == nullptr)
+        names.push_back(std::move(name));
     }
     std::sort(names.begin(), names.end());
     return names;
@@ -123,21 +125,21 @@ class LinuxInterfaces : public StateProvider {
     const auto flags = read_number(folder + "/flags");
     const auto index = read_number(folder + "/ifindex");
     xml += "<interface>";
-    append_xml_leaf("name", interface, xml);
+    text::append_xml_leaf("name", interface, xml);
     append_type(folder, schema, xml);
     if (flags && schema.has_leaf("admin-status")) {
-      append_xml_leaf("admin-status", (*flags & IFF_UP) != 0 ? "up" : "down", xml);
+      text::append_xml_leaf("admin-status", (*flags & IFF_UP) != 0 ? "up" : "down", xml);
     }
     const auto state = read_line(folder + "/operstate");
     if (state && schema.has_leaf("oper-status")) {
-      append_xml_leaf("oper-status", oper_status(*state), xml);
+      text::append_xml_leaf("oper-status", oper_status(*state), xml);
     }
     if (index && *index >= 1 && *index <= INT32_MAX && schema.has_leaf("if-index")) {
-      append_xml_leaf("if-index", std::to_string(*index), xml);
+      text::append_xml_leaf("if-index", std::to_string(*index), xml);
     }
     const auto address = read_line(folder + "/address");
     if (address && is_phys_address(*address) && schema.has_leaf("phys-address")) {
-      append_xml_leaf("phys-address", *address, xml);
+      text::append_xml_leaf("phys-address", *address, xml);
     }
     append_speed(folder, schema, xml);
     append_statistics(interface, static_cast<unsigned>(flags.value_or(IFF_BROADCAST)),
@@ -149,7 +151,7 @@ class LinuxInterfaces : public StateProvider {
                           std::string& xml) {
     const auto hardware = read_number(folder + "/type");
     if (!hardware || schema.type_uri().empty() || !schema.has_leaf("type")) return;
-    append_xml_leaf("type", "type:" + std::string(type_identity(*hardware)), xml);
+    text::append_xml_leaf("type", "type:" + std::string(type_identity(*hardware)), xml);
   }
 
   // Megabits there, bits here; drivers that do not know write -1.
@@ -159,7 +161,7 @@ class LinuxInterfaces : public StateProvider {
     const auto speed = read_number(folder + "/speed");
     // Some drivers write the 32 bits of -1 without a sign.
     if (!speed || *speed == 0 || *speed >= UINT32_MAX || !schema.has_leaf("speed")) return;
-    append_xml_leaf("speed", std::to_string(*speed * kMega), xml);
+    text::append_xml_leaf("speed", std::to_string(*speed * kMega), xml);
   }
 
   void append_statistics(const std::string& interface, unsigned flags, std::uint64_t index,
@@ -168,7 +170,8 @@ class LinuxInterfaces : public StateProvider {
     append_counters(folder_ + "/" + interface, flags, schema, counters);
     if (counters.empty()) return;
     xml += "<statistics>";
-    append_xml_leaf("discontinuity-time", date_and_time(counting_since(interface, index)), xml);
+    text::append_xml_leaf("discontinuity-time", date_and_time(counting_since(interface, index)),
+                          xml);
     xml.append(counters).append("</statistics>");
   }
 
@@ -205,4 +208,4 @@ std::unique_ptr<StateProvider> make_linux_interfaces(std::string sysfs) {
   return std::make_unique<LinuxInterfaces>(sysfs);
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::state

@@ -8,7 +8,7 @@
 
 #include "state/state_provider.h"
 
-namespace nexa::host {
+namespace nexa::state {
 
 // `sysfs` is the folder that has class/net; another one serves tests. "proc/stat" beside it tells
 // when the machine started (discontinuity-time). interface_counters.h has the table of statistics.
@@ -17,6 +17,6 @@ namespace nexa::host {
 // read, and interfaces whose name a YANG string cannot hold.
 std::unique_ptr<StateProvider> make_linux_interfaces(std::string sysfs = "/sys");
 
-}  // namespace nexa::host
+}  // namespace nexa::state
 
 #endif  // HOST_STATE_LINUX_INTERFACES_H_

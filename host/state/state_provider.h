@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace nexa::host {
+namespace nexa::state {
 
 class StateProvider {
  public:
@@ -22,6 +22,6 @@ class StateProvider {
   virtual void append_xml(std::string& xml) = 0;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::state
 
 #endif  // HOST_STATE_STATE_PROVIDER_H_

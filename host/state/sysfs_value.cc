@@ -5,7 +5,7 @@
 #include <fstream>
 #include <string_view>
 
-namespace nexa::host {
+namespace nexa::state {
 namespace {
 
 template <typename Number>
@@ -42,4 +42,4 @@ std::optional<std::int64_t> read_boot_time(const std::string& proc) {
   return std::nullopt;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::state

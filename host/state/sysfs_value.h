@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-namespace nexa::host {
+namespace nexa::state {
 
 // The first line of a small file, without the line's end; nullopt when it cannot be read.
 std::optional<std::string> read_line(const std::string& file);
@@ -17,6 +17,6 @@ std::optional<std::uint64_t> read_number(const std::string& file);
 // The time of the machine's start out of `<proc>/stat`, in seconds since the Unix epoch.
 std::optional<std::int64_t> read_boot_time(const std::string& proc);
 
-}  // namespace nexa::host
+}  // namespace nexa::state
 
 #endif  // HOST_STATE_SYSFS_VALUE_H_

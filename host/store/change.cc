@@ -8,6 +8,7 @@
 #include "store/document_check.h"
 #include "store/image/image_difference.h"
 #include "store/image/image_xml.h"
+#include "text/escape.h"
 
 namespace nexa::host {
 namespace {
@@ -50,35 +51,6 @@ bool differs(const NodeDifference& node) {
 // names entries by the texts of their keys, so it cannot say that.
 bool is_other_key(const NodeDifference& node) {
   return node.before != nullptr && node.after != nullptr && lysc_is_key(node.after->schema());
-}
-
-std::string escaped(std::string_view text) {
-  std::string out;
-  for (const char character : text) {
-    switch (character) {
-      case '&':
-        out += "&amp;";
-        break;
-      case '<':
-        out += "&lt;";
-        break;
-      case '"':
-        out += "&quot;";
-        break;
-      case '\n':
-        out += "&#xA;";
-        break;
-      case '\t':
-        out += "&#x9;";
-        break;
-      case '\r':
-        out += "&#xD;";
-        break;
-      default:
-        out += character;
-    }
-  }
-  return out;
 }
 
 std::string predicates_of(const ImageNode& entry) {
@@ -178,8 +150,9 @@ class DifferenceWriter {
   std::string position_of(const ImageNode& node, const ImageNode* anchor) {
     is_complete = is_complete && (anchor == nullptr || can_be_named(*anchor));
     const bool is_list = node.schema()->nodetype == LYS_LIST;
-    return std::string(is_list ? " yang:key=\"" : " yang:value=\"") +
-           (anchor != nullptr ? escaped(predicates_of(*anchor)) : std::string()) + "\"";
+    std::string attribute = is_list ? " yang:key=\"" : " yang:value=\"";
+    if (anchor != nullptr) text::append_xml_attribute(predicates_of(*anchor), attribute);
+    return attribute.append("\"");
   }
 
   // A node that came, with everything configured below it. Entries that the user orders say where
@@ -216,8 +189,9 @@ class DifferenceWriter {
     if (node.after->kind() == ImageKind::kLeaf) {
       std::string attributes = operation("replace", is_top) + position;
       if (!is_many(node.after->schema())) {
-        attributes += " yang:orig-default=\"false\" yang:orig-value=\"" +
-                      escaped(node.before->leaf().text()) + "\"";
+        attributes += " yang:orig-default=\"false\" yang:orig-value=\"";
+        text::append_xml_attribute(node.before->leaf().text(), attributes);
+        attributes += '"';
       }
       return writer_.leaf(node.after->leaf(), attributes);
     }

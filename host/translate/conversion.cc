@@ -58,7 +58,7 @@ struct Conversion::Bound {
       : builder(payload, names), resolved(std::move(path)) {}
 
   JsonTreeBuilder builder;
-  JsonTree json;
+  text::JsonPtr json;
   nexa::KestrelPath resolved;
   nexa::Json2cJsonCsnodeHash hash;
 };
@@ -146,7 +146,7 @@ grpc::Status Conversion::add(const RequestPath& path, Payload& payload, std::uin
   nexa::KestrelPath resolved(internal_path(path, path.steps.size(), names_), std::string());
   Bound bound(payload, names_, std::move(resolved));
   xmlNodePtr value = nullptr;
-  XmlTree value_owner;
+  text::XmlNodePtr value_owner;
   if (reading.role != Role::kNone && reading.role != Role::kAnyData) {
     bound.json = bound.builder.build(item);
     if (bound.json == nullptr) return no_memory();
@@ -192,11 +192,10 @@ grpc::Status Conversion::add(const RequestPath& path, Payload& payload, std::uin
 
 grpc::Status Conversion::finish(std::string& xml) {
   if (top_ == nullptr) return no_memory();
-  xmlChar* text = Helpers::build_xml_str(top_.get());
+  const text::XmlTextPtr text(Helpers::build_xml_str(top_.get()));
   if (text == nullptr) return no_memory();
   static_cast<void>(top_.release());
-  xml.assign(reinterpret_cast<const char*>(text));
-  xmlFree(text);
+  xml.assign(reinterpret_cast<const char*>(text.get()));
   return grpc::Status::OK;
 }
 

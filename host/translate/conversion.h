@@ -14,13 +14,9 @@
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
 #include "payload.h"
 #include "request_path.h"
+#include "text/xml_owner.h"
 
 namespace nexa::host {
-
-struct DeleteXmlTree {
-  void operator()(xmlNodePtr node) const { xmlFreeNode(node); }
-};
-using XmlTree = std::unique_ptr<xmlNode, DeleteXmlTree>;
 
 // Converts values one after the other below one top element. One thread at a time in the process:
 // the library's node cache has no lock.
@@ -52,7 +48,7 @@ class Conversion {
   const SchemaNames& names_;
   std::vector<std::string>* notes_;
   std::shared_ptr<nexa::Rfc7951MapperToken> token_;
-  XmlTree top_;
+  text::XmlNodePtr top_;
 };
 
 }  // namespace nexa::host

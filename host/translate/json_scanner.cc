@@ -4,54 +4,13 @@
 #include <array>
 #include <cstring>
 
+#include "text/utf8.h"
+
 namespace nexa::host {
 namespace {
 
 bool is_space(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
-
-// Bytes of the UTF-8 character at `at` (RFC 3629), 0 when there is none.
-std::size_t utf8_size(const char* at, const char* end, std::uint32_t& code) {
-  const auto byte = [at](int index) { return static_cast<unsigned char>(at[index]); };
-  const unsigned lead = byte(0);
-  const std::size_t size = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : lead >= 0xC2 ? 2 : 0;
-  if (size == 0 || lead > 0xF4 || static_cast<std::size_t>(end - at) < size) return 0;
-  code = lead & (0xFFU >> (size + 1));
-  for (std::size_t index = 1; index < size; ++index) {
-    const unsigned next = byte(static_cast<int>(index));
-    if ((next & 0xC0U) != 0x80U) return 0;
-    code = (code << 6U) | (next & 0x3FU);
-  }
-  static constexpr std::array<std::uint32_t, 5> kSmallest = {0, 0, 0x80, 0x800, 0x10000};
-  if (code < kSmallest[size] || code > 0x10FFFF || (code >= 0xD800 && code < 0xE000)) return 0;
-  return size;
-}
-
-// Characters that an XML 1.0 document can hold beyond the C0 controls.
-bool is_xml_character(std::uint32_t code) {
-  if (code < 0x20) return code == '\t' || code == '\n' || code == '\r';
-  return code != 0xFFFE && code != 0xFFFF;
-}
-
-char* put_utf8(std::uint32_t code, char* out) {
-  if (code < 0x80) {
-    *out++ = static_cast<char>(code);
-    return out;
-  }
-  if (code < 0x800) {
-    *out++ = static_cast<char>(0xC0U | (code >> 6U));
-  } else {
-    if (code < 0x10000) {
-      *out++ = static_cast<char>(0xE0U | (code >> 12U));
-    } else {
-      *out++ = static_cast<char>(0xF0U | (code >> 18U));
-      *out++ = static_cast<char>(0x80U | ((code >> 12U) & 0x3FU));
-    }
-    *out++ = static_cast<char>(0x80U | ((code >> 6U) & 0x3FU));
-  }
-  *out++ = static_cast<char>(0x80U | (code & 0x3FU));
-  return out;
-}
 
 class Scanner {
  public:
@@ -308,11 +267,11 @@ bool Scanner::escape(char*& out, bool& surrogates) {
     code = 0x10000 + ((code - 0xD800) << 10U) + (low - 0xDC00);
     surrogates = true;
   }
-  if (!is_xml_character(code)) {
+  if (!text::is_yang_character(code)) {
     at_ = start;
-    return fail("a character that no YANG string can hold");
+    return fail(text::kNoYangCharacter);
   }
-  out = put_utf8(code, out);
+  out = text::encode_utf8(code, out);
   return true;
 }
 
@@ -348,9 +307,9 @@ bool Scanner::string(std::string_view& text, bool& surrogates) {
       continue;
     }
     std::uint32_t code = 0;
-    const std::size_t size = utf8_size(at_, end_, code);
-    if (size == 0) return fail("not UTF-8");
-    if (!is_xml_character(code)) return fail("a character that no YANG string can hold");
+    const std::size_t size = text::decode_utf8(at_, end_, code);
+    if (size == 0) return fail(text::kNotUtf8);
+    if (!text::is_yang_character(code)) return fail(text::kNoYangCharacter);
     if (out != nullptr) {
       std::memcpy(out, at_, size);
       out += size;
@@ -375,18 +334,6 @@ bool Scanner::run() {
 }
 
 }  // namespace
-
-bool is_xml_text(std::string_view text) {
-  const char* end = text.data() + text.size();
-  for (const char* at = text.data(); at < end;) {
-    const auto byte = static_cast<unsigned char>(*at);
-    std::uint32_t code = byte;
-    const std::size_t size = byte < 0x80 ? 1 : utf8_size(at, end, code);
-    if (size == 0 || !is_xml_character(code)) return false;
-    at += size;
-  }
-  return true;
-}
 
 std::string_view JsonDocument::keep(std::string text) {
   kept.push_back(std::make_unique<std::string>(std::move(text)));

@@ -56,9 +56,6 @@ inline constexpr int kMaxPayloadDepth = 200;
 bool scan_json(std::string_view text, JsonDocument& document, std::string& error,
                std::size_t& offset, std::uint32_t& open_item);
 
-// Whether `text` is UTF-8 of characters that an XML 1.0 document can hold.
-bool is_xml_text(std::string_view text);
-
 }  // namespace nexa::host
 
 #endif  // HOST_TRANSLATE_JSON_SCANNER_H_

@@ -31,11 +31,11 @@ bool is_altered_by_library(std::string_view text, const SchemaNames& names) {
   return colon != std::string_view::npos && names.by_module(text.substr(0, colon)) != nullptr;
 }
 
-JsonTree JsonTreeBuilder::build(std::uint32_t item) { return JsonTree(build_item(item)); }
+text::JsonPtr JsonTreeBuilder::build(std::uint32_t item) { return text::JsonPtr(build_item(item)); }
 
 cJSON* JsonTreeBuilder::build_item(std::uint32_t item) {
   const Reading& reading = payload_.readings[item];
-  JsonTree built;
+  text::JsonPtr built;
   switch (reading.role) {
     case Role::kContainer:
       built.reset(cJSON_CreateObject());
@@ -75,7 +75,7 @@ bool JsonTreeBuilder::add_members(cJSON* object, std::uint32_t item) {
        at = payload_.document.items[at].next) {
     const Reading& reading = payload_.readings[at];
     if (reading.role == Role::kNone) continue;
-    JsonTree member(build_item(at));
+    text::JsonPtr member(build_item(at));
     if (member == nullptr) return false;
     const bool added =
         reading.node->ns == parent->ns

@@ -3,21 +3,14 @@
 #ifndef HOST_TRANSLATE_JSON_TREE_H_
 #define HOST_TRANSLATE_JSON_TREE_H_
 
-#include <cjson/cJSON.h>
-
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
 #include "payload.h"
+#include "text/json_owner.h"
 
 namespace nexa::host {
-
-struct DeleteJson {
-  void operator()(cJSON* item) const { cJSON_Delete(item); }
-};
-using JsonTree = std::unique_ptr<cJSON, DeleteJson>;
 
 class JsonTreeBuilder {
  public:
@@ -27,7 +20,7 @@ class JsonTreeBuilder {
   }
 
   // The tree of `item`; null when memory is short.
-  JsonTree build(std::uint32_t item);
+  text::JsonPtr build(std::uint32_t item);
 
   // Makes the bindings below `item` those of the payload: undoes swaps that key order did not need,
   // and binds again what was bound by its local name to another module's node. False when an item

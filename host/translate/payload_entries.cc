@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "payload.h"
+#include "text/display.h"
 
 namespace nexa::host {
 namespace {
@@ -163,14 +164,8 @@ std::string Payload::shown(std::uint32_t item) const {
     case JsonKind::kString:
       break;
   }
-  std::string text(scalar.text.substr(0, kLongestShown));
-  // Not in the middle of a character: a status message is UTF-8.
-  while (text.size() < scalar.text.size() && !text.empty() &&
-         (static_cast<unsigned char>(scalar.text[text.size()]) & 0xC0U) == 0x80U) {
-    text.pop_back();
-  }
-  if (text.size() < scalar.text.size()) text += "...";
-  return scalar.kind == JsonKind::kNumber ? text : '"' + text + '"';
+  return scalar.kind == JsonKind::kNumber ? text::printable(scalar.text, kLongestShown)
+                                          : text::quoted(scalar.text, kLongestShown);
 }
 
 void Payload::append_entry_keys(std::uint32_t entry, std::string& path) const {

@@ -3,7 +3,7 @@
 #include "request_path.h"
 
 #include "gnmi/gnmi_base_namespace_mapper.h"
-#include "json_scanner.h"
+#include "text/utf8.h"
 
 namespace nexa::host {
 namespace {
@@ -54,9 +54,8 @@ grpc::Status Resolver::add_key(const gnmi::PathElem& element, const kestrel_cs_n
   key.node = node;
   key.given = value;
   std::string rule;
-  if (!is_xml_text(value)) {
-    return refuse(element.name(), "key " + std::string(local_name(node)) +
-                                      ": not UTF-8, or a character that no YANG string can hold");
+  if (const char* fault = text::yang_text_fault(value); fault != nullptr) {
+    return refuse(element.name(), "key " + std::string(local_name(node)) + ": " + fault);
   }
   if (!values_.check(node, value, kestrel::Written::kText, true, key.stored, rule)) {
     return refuse(element.name(),

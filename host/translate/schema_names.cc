@@ -4,6 +4,7 @@
 
 #include "gnmi/gnmi_base_namespace_mapper.h"
 #include "gnmi/gnmi_rfc7951_schema_enums.h"
+#include "text/display.h"
 
 namespace nexa::host {
 namespace {
@@ -11,8 +12,6 @@ namespace {
 bool contains(std::string_view text, std::string_view part) {
   return text.find(part) != std::string_view::npos;
 }
-
-std::string quoted(std::string_view text) { return '"' + std::string(text) + '"'; }
 
 }  // namespace
 
@@ -97,12 +96,12 @@ NamedNode SchemaNames::resolve_bare(const kestrel_cs_node* parent, std::string_v
     }
   }
   if (found.size() == 1) return {found.front(), true, {}};
-  const std::string below =
-      parent != nullptr ? " below " + quoted(local_name(parent)) : " at the top of the schema";
-  if (found.empty()) return {nullptr, false, "no node " + quoted(name) + below};
-  return {
-      nullptr, false,
-      "the name " + quoted(name) + " has more than one meaning" + below + ": " + candidates(found)};
+  const std::string below = parent != nullptr ? " below " + text::quoted(local_name(parent))
+                                              : " at the top of the schema";
+  if (found.empty()) return {nullptr, false, "no node " + text::quoted(name) + below};
+  return {nullptr, false,
+          "the name " + text::quoted(name) + " has more than one meaning" + below + ": " +
+              candidates(found)};
 }
 
 NamedNode SchemaNames::resolve(const kestrel_cs_node* parent, std::string_view name,
@@ -113,12 +112,12 @@ NamedNode SchemaNames::resolve(const kestrel_cs_node* parent, std::string_view n
     const std::string_view local = name.substr(colon + 1);
     const KestrelNsEntry* entry = by_module(module);
     if (entry == nullptr && rules == NameRules::kPath) entry = by_prefix(module);
-    if (entry == nullptr) return {nullptr, false, "unknown module " + quoted(module)};
+    if (entry == nullptr) return {nullptr, false, "unknown module " + text::quoted(module)};
     kestrel_cs_node* node = child(parent, local, entry->hash);
     if (node != nullptr) return {node, false, {}};
     return {nullptr, false,
-            "no node " + quoted(name) +
-                (parent != nullptr ? " below " + quoted(local_name(parent))
+            "no node " + text::quoted(name) +
+                (parent != nullptr ? " below " + text::quoted(local_name(parent))
                                    : " at the top of the schema")};
   }
   if (parent != nullptr) {
@@ -127,11 +126,13 @@ NamedNode SchemaNames::resolve(const kestrel_cs_node* parent, std::string_view n
   }
   if (rules != NameRules::kStrict) return resolve_bare(parent, name, modules);
   if (parent == nullptr) {
-    return {nullptr, false, "the top-level name " + quoted(name) + " needs its module in front"};
+    return {nullptr, false,
+            "the top-level name " + text::quoted(name) + " needs its module in front"};
   }
   return {nullptr, false,
-          "no node " + quoted(name) + " of module " + quoted(by_hash(parent->ns)->module) +
-              " below " + quoted(local_name(parent))};
+          "no node " + text::quoted(name) + " of module " +
+              text::quoted(by_hash(parent->ns)->module) + " below " +
+              text::quoted(local_name(parent))};
 }
 
 }  // namespace nexa::host

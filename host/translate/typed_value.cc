@@ -3,36 +3,18 @@
 #include "typed_value.h"
 
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
+#include "text/escape.h"
 
 namespace nexa::host {
 namespace {
 
 using Helpers = nexa::ServiceRpcMsgHelpers;
 
-void append_string(std::string_view text, std::string& out) {
-  static constexpr char kDigits[] = "0123456789abcdef";
-  out += '"';
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (c == '"' || c == '\\') {
-      out += '\\';
-      out += c;
-    } else if (byte < 0x20) {
-      out += "\\u00";
-      out += kDigits[byte >> 4U];
-      out += kDigits[byte & 0xFU];
-    } else {
-      out += c;
-    }
-  }
-  out += '"';
-}
-
 // False for a kind that has no exact JSON token.
 bool append_scalar(const gnmi::TypedValue& value, std::string& out) {
   switch (value.value_case()) {
     case gnmi::TypedValue::kStringVal:
-      append_string(value.string_val(), out);
+      text::append_json_string(value.string_val(), out);
       return true;
     case gnmi::TypedValue::kIntVal:
       out += std::to_string(value.int_val());

@@ -6,7 +6,9 @@
 #include <optional>
 
 #include "json_tree.h"
+#include "text/display.h"
 #include "text/json_mark.h"
+#include "text/xml_owner.h"
 
 namespace nexa::host {
 namespace {
@@ -41,7 +43,7 @@ void set_text(xmlNodePtr element, std::string_view text) {
   while (element->children != nullptr) {
     xmlNodePtr child = element->children;
     xmlUnlinkNode(child);
-    xmlFreeNode(child);
+    const text::XmlNodePtr owner(child);
   }
   if (!text.empty()) append_text(element, text);
 }
@@ -112,9 +114,8 @@ void XmlCompletion::set_leaf_text(xmlNodePtr element, std::uint32_t item) {
   if (reading.stored != 0) declare(element, payload_.stored[reading.stored]);
   if (notes_ != nullptr && is_altered_by_library(text, names_)) {
     constexpr std::size_t kShown = 40;
-    notes_->push_back("value of " + std::string(local_name(reading.node)) + " kept as it is: \"" +
-                      std::string(text.substr(0, kShown)) + (text.size() > kShown ? "..." : "") +
-                      "\"");
+    notes_->push_back("value of " + std::string(local_name(reading.node)) +
+                      " kept as it is: " + text::quoted(text, kShown));
   }
 }
 

@@ -15,7 +15,7 @@
 
 namespace {
 
-using namespace nexa::host;
+using namespace nexa::access;
 
 constexpr char kRefused[] = "Authentication failed: user name, password or certificate is wrong";
 

@@ -15,8 +15,10 @@
 
 namespace {
 
-using namespace nexa::host;
+using namespace nexa::hook;
 using std::chrono::milliseconds;
+
+using nexa::host::Change;
 
 Change small_change() {
   Change change;
@@ -52,7 +54,7 @@ TEST_F(HookFile, ReadsTheChangeOnStandardInput) {
   EXPECT_TRUE(status.ok()) << status.error_message();
   EXPECT_EQ(content(path_),
             "<commit xmlns=\"urn:nexa:params:xml:ns:commit:1.0\" number=\"7\" "
-            "author=\"al&lt;i&gt;ce &amp; &quot;co&quot;?\" "
+            "author=\"al&lt;i&gt;ce &amp; &quot;co&quot;\\n\" "
             "time=\"2023-11-14T22:13:20.000000042Z\" reason=\"set\"><before><config/></before>"
             "<after><config><a xmlns=\"urn:a\">1</a></config></after></commit>\n");
 }
@@ -75,7 +77,7 @@ TEST(CommitHook, ANonZeroExitVetoesWithWhatTheProgramSaid) {
   const auto status = run(shell("cat >/dev/null; printf 'no such\\tport\\033x\\n' >&2; exit 3"));
   EXPECT_EQ(status.error_code(), grpc::StatusCode::FAILED_PRECONDITION);
   EXPECT_EQ(status.error_message(),
-            "The commit hook refused the change (exit status 3): no such?port?x");
+            "The commit hook refused the change (exit status 3): no such\\tport\\x1Bx");
 }
 
 TEST(CommitHook, ASignalVetoes) {

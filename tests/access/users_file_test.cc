@@ -9,8 +9,8 @@
 
 namespace {
 
-using nexa::host::parse_users;
-using nexa::host::Role;
+using nexa::access::parse_users;
+using nexa::access::Role;
 
 // sha512 of "secret".
 constexpr char kHash[] =
@@ -69,13 +69,13 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(ReadUsers, NamesAFileThatIsNotThere) {
   std::string error;
-  EXPECT_FALSE(nexa::host::read_users("no/such/file", error));
+  EXPECT_FALSE(nexa::access::read_users("no/such/file", error));
   EXPECT_EQ(error, "no/such/file: cannot be read: No such file or directory");
 }
 
 TEST(ReadUsers, RefusesAFolder) {
   std::string error;
-  EXPECT_FALSE(nexa::host::read_users("/", error));
+  EXPECT_FALSE(nexa::access::read_users("/", error));
   EXPECT_EQ(error, "/: cannot be read: it is not a file");
 }
 

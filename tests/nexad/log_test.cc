@@ -85,7 +85,7 @@ void expect_log(const char* level, bool journal, const std::string& expected) {
 TEST(Log, WritesOneLineForEachEvent) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(expect_log("info", false,
-                         "info nexad: told\\nforged: line\\x1b[0m\n"
+                         "info nexad: told\\nforged: line\\x1B[0m\n"
                          "error nexad: wrong\n"
                          "info audit: alice set\n"
                          "error library: rooms/of/the/library.cc:7] refused\n"
@@ -99,7 +99,7 @@ TEST(Log, ShowsEverythingAtDebug) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(expect_log("debug", false,
                          "debug nexad: detail\n"
-                         "info nexad: told\\nforged: line\\x1b[0m\n"
+                         "info nexad: told\\nforged: line\\x1B[0m\n"
                          "error nexad: wrong\n"
                          "info audit: alice set\n"
                          "error library: rooms/of/the/library.cc:7] refused\n"
@@ -129,7 +129,7 @@ TEST(Log, KeepsTheAuditWhateverTheLevel) {
 TEST(Log, GivesPrioritiesAndNoTimesToTheJournal) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(expect_log("info", true,
-                         "<6>nexad: told\\nforged: line\\x1b[0m\n"
+                         "<6>nexad: told\\nforged: line\\x1B[0m\n"
                          "<3>nexad: wrong\n"
                          "<6>audit: alice set\n"
                          "<3>library: rooms/of/the/library.cc:7] refused\n"
@@ -177,10 +177,10 @@ TEST(Log, LimitsTheLinesThatTheLibrariesWriteForStrangers) {
 }
 
 TEST(OneLine, ShowsControlsOfBothRanges) {
-  EXPECT_EQ(one_line("a\tb\x7f"), "a\\tb\\x7f");
+  EXPECT_EQ(one_line("a\tb\x7f"), "a\\tb\\x7F");
   EXPECT_EQ(one_line("\xc2\x85 \xc2\x9b \xc2\xa0 \xc3\x85"),
-            "\\xc2\\x85 \\xc2\\x9b \xc2\xa0 \xc3\x85");
-  EXPECT_EQ(one_line("\xc2"), "\xc2");
+            "\\xC2\\x85 \\xC2\\x9B \xc2\xa0 \xc3\x85");
+  EXPECT_EQ(one_line("\xc2"), "\\xC2");
 }
 
 TEST(OneLine, HasABound) {

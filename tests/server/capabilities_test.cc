@@ -33,7 +33,7 @@ TEST_F(Capabilities, NamesModelsEncodingsAndVersion) {
 }
 
 TEST_F(Capabilities, AreNotForStrangers) {
-  access.users["alice"] = {"secret", nexa::host::Role::kReadOnly};
+  access.users["alice"] = {"secret", nexa::access::Role::kReadOnly};
   start();
   gnmi::CapabilityResponse response;
   EXPECT_EQ(shown(ask(response)), "16 who are you");
@@ -45,7 +45,7 @@ TEST_F(Capabilities, AreNotForStrangers) {
 }
 
 TEST_F(Capabilities, APasswordGivenTwiceIsAWrongOne) {
-  access.users["alice"] = {"secret", nexa::host::Role::kReadOnly};
+  access.users["alice"] = {"secret", nexa::access::Role::kReadOnly};
   start();
   metadata = {{"username", "alice"}, {"password", "secret"}, {"password", "secret"}};
   gnmi::CapabilityResponse response;

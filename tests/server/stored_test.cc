@@ -142,7 +142,7 @@ TEST_F(Stored, StreamsOfTheWholeTreeGiveLeaves) {
 }
 
 // Events of the example device, as XML.
-class Events : public nexa::host::StateProvider {
+class Events : public nexa::state::StateProvider {
  public:
   std::string_view name() const override { return "events"; }
   std::string_view module() const override { return "example-device"; }

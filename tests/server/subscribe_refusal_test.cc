@@ -123,7 +123,7 @@ TEST_F(SubscribeRefusal, AStreamThatAsksForNothing) {
 }
 
 TEST_F(SubscribeRefusal, Strangers) {
-  access.users["alice"] = {"secret", nexa::host::Role::kReadOnly};
+  access.users["alice"] = {"secret", nexa::access::Role::kReadOnly};
   start();
   EXPECT_EQ(StreamClient(stub()).end(), "16 who are you");
   StreamClient known(stub(), std::chrono::seconds(20),

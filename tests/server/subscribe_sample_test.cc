@@ -15,7 +15,7 @@ using std::chrono::milliseconds;
 using Lines = std::vector<std::string>;
 
 // Operational data as the test sets them; the module is one of the example's.
-class Counter : public nexa::host::StateProvider {
+class Counter : public nexa::state::StateProvider {
  public:
   std::string_view name() const override { return "counter"; }
   std::string_view module() const override { return module_name; }

@@ -12,7 +12,7 @@
 #include "fake_sysfs.h"
 #include "real/yang_folders.h"
 
-namespace nexa::host {
+namespace nexa::state {
 namespace {
 
 using ::testing::HasSubstr;
@@ -233,4 +233,4 @@ TEST_F(LinuxInterfaces, LoopbackOfThisMachine) {
 }
 
 }  // namespace
-}  // namespace nexa::host
+}  // namespace nexa::state

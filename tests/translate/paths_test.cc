@@ -93,18 +93,6 @@ TEST_F(Paths, TheLibrarysVerdictsReachTheClientUnchanged) {
             "Invalid key value * wild card is not supported for SET key value");
 }
 
-TEST_F(Paths, KeysThatNoDocumentCanHoldAreRefused) {
-  gnmi::Update update = update_of("/device/port[name=a]", "{}");
-  for (const char* value : {"\xFF", "a\x01", "\xEF\xBF\xBF"}) {
-    (*update.mutable_path()->mutable_elem(1)->mutable_key())["name"] = value;
-    const Translation result = set_->tolerant().translate(gnmi::Path(), update, Operation::kUpdate);
-    EXPECT_EQ(result.status.error_code(), grpc::StatusCode::INVALID_ARGUMENT);
-    EXPECT_THAT(
-        result.status.error_message(),
-        testing::HasSubstr("key name: not UTF-8, or a character that no YANG string can hold"));
-  }
-}
-
 TEST_F(Paths, UnknownNamesAreRefused) {
   EXPECT_EQ(refusal("/nope:device", "{}"),
             "update of /nope:device: path element \"nope:device\": unknown module \"nope\"");

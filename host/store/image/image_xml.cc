@@ -5,23 +5,10 @@
 #include <libyang/plugins_types.h>
 
 #include "store/image/union_value.h"
-#include "store/text_scan.h"
+#include "text/escape.h"
 
 namespace nexa::host {
 namespace {
-
-using XmlSpecial = ByteSearch<false, '&', '<', '>'>;
-
-void append_escaped(std::string_view text, std::string& out) {
-  std::size_t begin = 0;
-  while (true) {
-    const std::size_t hit = XmlSpecial::find(text, begin);
-    out.append(text, begin, hit - begin);
-    if (hit == text.size()) return;
-    out += text[hit] == '&' ? "&amp;" : text[hit] == '<' ? "&lt;" : "&gt;";
-    begin = hit + 1;
-  }
-}
 
 const lysc_type* type_of(const lysc_node* leaf) {
   return leaf->nodetype == LYS_LEAF ? reinterpret_cast<const lysc_node_leaf*>(leaf)->type
@@ -212,7 +199,7 @@ void XmlWriter::value(std::string_view value, const SchemaText& text) {
     return;
   }
   out_ += '>';
-  append_escaped(value, out_);
+  text::append_xml_text(value, out_);
   out_ += "</";
   out_ += text.name;
   out_ += '>';

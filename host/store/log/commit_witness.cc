@@ -54,13 +54,9 @@ CommitWitness::CommitWitness(const std::string& directory, bool read_only)
                  (read_only ? O_RDONLY : O_RDWR | O_CREAT) | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK,
                  0600)) {}
 
-CommitWitness::~CommitWitness() {
-  if (file_ >= 0) close(file_);
-}
-
 std::optional<WitnessedCommit> CommitWitness::read() const {
   std::array<char, kLineSize + 1> bytes{};
-  const ssize_t size = pread(file_, bytes.data(), bytes.size(), 0);
+  const ssize_t size = pread(file_.get(), bytes.data(), bytes.size(), 0);
   if (size != static_cast<ssize_t>(kLineSize)) return std::nullopt;
   const std::string_view line(bytes.data(), kLineSize);
   WitnessedCommit commit;
@@ -74,7 +70,7 @@ std::optional<WitnessedCommit> CommitWitness::read() const {
 void CommitWitness::write(const WitnessedCommit& commit) const {
   const std::string line = line_of(commit);
   // A line half written reads as none.
-  static_cast<void>(pwrite(file_, line.data(), line.size(), 0) == 0);
+  static_cast<void>(pwrite(file_.get(), line.data(), line.size(), 0) == 0);
 }
 
 }  // namespace nexa::host

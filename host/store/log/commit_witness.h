@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 
+#include "text/descriptor.h"
+
 namespace nexa::host {
 
 struct WitnessedCommit {
@@ -21,15 +23,12 @@ struct WitnessedCommit {
 class CommitWitness {
  public:
   CommitWitness(const std::string& directory, bool read_only);
-  ~CommitWitness();
-  CommitWitness(const CommitWitness&) = delete;
-  CommitWitness& operator=(const CommitWitness&) = delete;
 
   std::optional<WitnessedCommit> read() const;
   void write(const WitnessedCommit& commit) const;
 
  private:
-  int file_;
+  text::Descriptor file_;
 };
 
 std::string witness_file(const std::string& directory);

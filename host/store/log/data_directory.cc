@@ -106,19 +106,12 @@ std::unique_ptr<DataDirectory> DataDirectory::hold(const std::string& path, std:
 }
 
 DataDirectory::~DataDirectory() {
-  if (lock_ >= 0) {
-    if (held_) static_cast<void>(ftruncate(lock_, 0));
-    close(lock_);
-  }
-  close(directory_);
+  if (held_ && lock_.is_open()) static_cast<void>(ftruncate(lock_.get(), 0));
 }
 
 bool sync_directory(const std::string& path) {
-  const int directory = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (directory < 0) return false;
-  const bool done = fsync(directory) == 0;
-  close(directory);
-  return done;
+  const text::Descriptor directory(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  return directory.is_open() && fsync(directory.get()) == 0;
 }
 
 }  // namespace nexa::host

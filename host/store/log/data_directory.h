@@ -5,6 +5,8 @@
 #include <memory>
 #include <string>
 
+#include "text/descriptor.h"
+
 namespace nexa::host {
 
 class DataDirectory {
@@ -20,9 +22,9 @@ class DataDirectory {
  private:
   DataDirectory(int directory, int lock) : directory_(directory), lock_(lock) {}
 
-  int directory_;
-  int lock_;           // -1: no such file can be made here
-  bool held_ = false;  // the locks are ours
+  text::Descriptor directory_;
+  text::Descriptor lock_;  // none: no such file can be made here
+  bool held_ = false;      // the locks are ours
 };
 
 // Makes names that were created or renamed in the directory survive a power cut.

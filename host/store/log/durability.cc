@@ -12,6 +12,7 @@
 
 #include "store/log/data_directory.h"
 #include "store/log/log_database.h"
+#include "text/descriptor.h"
 
 namespace nexa::host {
 namespace {
@@ -111,8 +112,8 @@ class Confirmation {
 // (full disk): the sync decides.
 void change_names(const std::string& directory) {
   const std::string name = log_file(directory) + "-name";
-  const int file = open(name.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-  if (file >= 0) close(file);
+  const text::Descriptor file(
+      open(name.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
   unlink(name.c_str());
 }
 

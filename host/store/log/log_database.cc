@@ -12,6 +12,7 @@
 #include "store/log/data_directory.h"
 #include "store/log/log_copy.h"
 #include "store/log/log_rows.h"
+#include "text/descriptor.h"
 
 namespace nexa::host {
 namespace {
@@ -67,12 +68,12 @@ bool write_empty_log(sqlite3* database) {
 bool create(const LogOptions& options, const std::string& file, DiskFailure& failure) {
   const std::string made = file + ".new";
   unlink(made.c_str());
-  const int descriptor = open(made.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-  if (descriptor < 0) {
+  text::Descriptor empty(open(made.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+  if (!empty.is_open()) {
     failure = system_failure(made, "cannot make the log");
     return false;
   }
-  close(descriptor);
+  empty.close();
   errno = 0;
   DatabasePtr database = connect_to_log(options, made, SQLITE_OPEN_READWRITE);
   if (database == nullptr || !write_empty_log(database.get())) {

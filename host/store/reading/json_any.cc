@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "store/reading/json_scalar.h"
+#include "text/escape.h"
 
 namespace nexa::host {
 namespace {
@@ -28,7 +29,7 @@ class AnyWriter {
     json_ += '{';
     for (const Member& member : members) {
       if (&member != &members.front()) json_ += ',';
-      append_json_string(member.name, json_);
+      text::append_json_string(member.name, json_);
       json_ += ':';
       values(member.nodes);
     }
@@ -84,7 +85,7 @@ class AnyWriter {
     if (node->schema != nullptr) return known_(node);
     const auto* opaque = reinterpret_cast<const lyd_node_opaq*>(node);
     if (opaque->child != nullptr) return object(opaque->child, module_of(node));
-    append_json_string(view(opaque->value), json_);
+    text::append_json_string(view(opaque->value), json_);
   }
 
   const bool qualify_;
@@ -107,7 +108,7 @@ void append_json_any(const lyd_node* node, bool qualify, const KnownNodeWriter& 
       return;
     case LYD_ANYDATA_STRING:
     case LYD_ANYDATA_XML:
-      append_json_string(view(any->value.str), json);
+      text::append_json_string(view(any->value.str), json);
       return;
     case LYD_ANYDATA_LYB:
       json += "{}";

@@ -1,16 +1,12 @@
-// One value of a leaf as RFC 7951 writes it, and the texts of JSON.
+// One value of a leaf as RFC 7951 writes it.
 #ifndef HOST_STORE_READING_JSON_SCALAR_H_
 #define HOST_STORE_READING_JSON_SCALAR_H_
 
 #include <string>
-#include <string_view>
 
 #include "store/image/image.h"
 
 namespace nexa::host {
-
-// Appends `text` as a JSON string, quotes included (RFC 8259, section 7).
-void append_json_string(std::string_view text, std::string& json);
 
 // Appends the value of a leaf or of one entry of a leaf-list. `qualify` writes identities with
 // their module.

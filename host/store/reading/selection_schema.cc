@@ -5,6 +5,7 @@
 #include "store/reading/selection.h"
 #include "store/reading/selection_schema.h"
 #include "store/reading/selection_steps.h"
+#include "text/display.h"
 
 namespace nexa::host {
 namespace {
@@ -19,18 +20,12 @@ inline constexpr char kNoSuchKey[] = "has no key";
 inline constexpr char kTwice[] = "given twice";
 inline constexpr char kBadValue[] = "is no value of its type";
 
-// Names in a message: long ones are cut, at the start of a character.
+// Bytes of a name or value in a message.
 constexpr std::size_t kShown = 100;
 // Path elements in a message; a schema is not deeper.
 constexpr std::size_t kShownSteps = 32;
 
-std::string quoted(std::string_view text) {
-  std::string result = "\"";
-  if (text.size() <= kShown) return result.append(text).append("\"");
-  std::size_t end = kShown;
-  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
-  return result.append(text.substr(0, end)).append("...\"");
-}
+std::string quoted(std::string_view text) { return text::quoted(text, kShown); }
 
 using Nodes = std::vector<const lysc_node*>;  // null: above the top level
 

@@ -18,6 +18,8 @@
 #include <cstring>
 #include <exception>
 
+#include "text/descriptor.h"
+
 namespace nexa::host {
 namespace {
 
@@ -26,22 +28,6 @@ using Clock = std::chrono::steady_clock;
 constexpr int kLostResult = 125;  // exit status of a child that could not hand its result over
 constexpr std::size_t kChunk = 65'536;
 constexpr char kEnd = '\n';  // closes a result: one without it was cut off
-
-class Descriptor {
- public:
-  explicit Descriptor(int number) : number_(number) {}
-  ~Descriptor() { close(); }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  int number() const { return number_; }
-  void close() {
-    if (number_ >= 0) ::close(number_);
-    number_ = -1;
-  }
-
- private:
-  int number_;
-};
 
 // Only what is safe between fork and _exit: no lock of another thread may be needed.
 void close_all_but(int kept) {
@@ -166,8 +152,8 @@ ChildOutcome run_in_child(const std::function<std::string()>& work,
     none.number = errno;
     return none;
   }
-  Descriptor from(ends[0]);
-  Descriptor to(ends[1]);
+  const text::Descriptor from(ends[0]);
+  text::Descriptor to(ends[1]);
   const pid_t parent = ::getpid();
   const Clock::time_point end = Clock::now() + limit;
   const pid_t child = ::fork();
@@ -175,10 +161,10 @@ ChildOutcome run_in_child(const std::function<std::string()>& work,
     none.number = errno;
     return none;
   }
-  if (child == 0) be_child(work, to.number(), parent);
+  if (child == 0) be_child(work, to.get(), parent);
   to.close();
   std::string result;
-  const bool is_in_time = read_all(from.number(), end, result);
+  const bool is_in_time = read_all(from.get(), end, result);
   if (!is_in_time) ::kill(child, SIGKILL);
   const int status = wait_for(child);
   if (is_in_time) return outcome_of(status, std::move(result));

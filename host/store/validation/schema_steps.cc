@@ -26,7 +26,7 @@ bool is_integer(const lysc_node* leaf) {
   return std::find(kIntegers.begin(), kIntegers.end(), type) != kIntegers.end();
 }
 
-std::string quoted(std::string_view kind, std::string_view name) {
+std::string named(std::string_view kind, std::string_view name) {
   return std::string(kind).append(" ").append(name);
 }
 
@@ -169,9 +169,9 @@ SchemaNodes SchemaEvaluator::far_nodes(const XpathStep& step, const SchemaNodes&
   SchemaNodes to;
   to.several = true;
   const bool is_slashes = step.is_abbreviated;
-  not_proven(is_slashes ? "//" : quoted("axis", axis_name(step.axis)));
+  not_proven(is_slashes ? "//" : named("axis", axis_name(step.axis)));
   // libyang reads past the tree's end when it sorts nodes that an axis gave in another order.
-  if (!is_slashes) risk(quoted("axis", axis_name(step.axis)));
+  if (!is_slashes) risk(named("axis", axis_name(step.axis)));
   switch (step.axis) {
     case XpathAxis::kDescendant:
     case XpathAxis::kDescendantOrSelf:
@@ -203,7 +203,7 @@ SchemaNodes SchemaEvaluator::far_nodes(const XpathStep& step, const SchemaNodes&
     }
     default:
       // Where these end depends on the order of all that is in the tree.
-      not_proven_anywhere(quoted("axis", axis_name(step.axis)));
+      not_proven_anywhere(named("axis", axis_name(step.axis)));
       return to;
   }
   filter(step, to);
@@ -325,7 +325,7 @@ const lys_module* SchemaEvaluator::module_of(const XpathStep& step) {
     const char* const prefix = site_.prefixes[i].prefix;
     if (prefix != nullptr && step.prefix == prefix) return site_.prefixes[i].mod;
   }
-  not_proven_anywhere(quoted("unknown prefix", step.prefix));
+  not_proven_anywhere(named("unknown prefix", step.prefix));
   return nullptr;
 }
 

@@ -4,6 +4,8 @@
 
 #include <vector>
 
+#include "text/display.h"
+
 namespace nexa::host {
 namespace {
 
@@ -18,8 +20,6 @@ Violation broken(Kind kind, std::string path, std::string rule) {
   violation.rule = std::move(rule);
   return violation;
 }
-
-std::string quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
 
 // The path between quotes; it may hold quotes itself, so it ends with the last one before a full
 // stop or before the next part.
@@ -89,27 +89,29 @@ std::string instance_path(const lyd_node* node) {
 }
 
 Violation must_violation(const lyd_node* node, const lysc_must& must) {
-  std::string rule = "must " + quoted(lyxp_get_expr(must.cond));
+  std::string rule = "must " + text::quoted(lyxp_get_expr(must.cond));
   if (must.emsg != nullptr) rule.append(": ").append(must.emsg);
   return broken(Kind::kConstraint, instance_path(node), std::move(rule));
 }
 
 Violation when_violation(const lyd_node* node, const lysc_when& when) {
-  return broken(Kind::kConstraint, instance_path(node), "when " + quoted(lyxp_get_expr(when.cond)));
+  return broken(Kind::kConstraint, instance_path(node),
+                "when " + text::quoted(lyxp_get_expr(when.cond)));
 }
 
 Violation leafref_violation(const lyd_node* node, std::string_view target) {
-  return broken(Kind::kConstraint, instance_path(node),
-                "leafref: no " + quoted(target) + " with value " + quoted(lyd_get_value(node)));
+  return broken(
+      Kind::kConstraint, instance_path(node),
+      "leafref: no " + text::quoted(target) + " with value " + text::quoted(lyd_get_value(node)));
 }
 
 Violation instance_violation(const lyd_node* node) {
   return broken(Kind::kConstraint, instance_path(node),
-                "instance-identifier: nothing at " + quoted(lyd_get_value(node)));
+                "instance-identifier: nothing at " + text::quoted(lyd_get_value(node)));
 }
 
 Violation missing_violation(std::string path, const lysc_node* node) {
-  const std::string name = quoted(node->name);
+  const std::string name = text::quoted(node->name);
   if (node->nodetype == LYS_CHOICE) {
     return broken(Kind::kConstraint, std::move(path), "mandatory choice " + name + " has no data");
   }
@@ -120,21 +122,22 @@ Violation missing_violation(std::string path, const lysc_node* node) {
 
 Violation few_violation(std::string path, const lysc_node* node, std::uint32_t min) {
   return broken(Kind::kConstraint, std::move(path),
-                "at least " + std::to_string(min) + " entries of " + quoted(node->name));
+                "at least " + std::to_string(min) + " entries of " + text::quoted(node->name));
 }
 
 Violation many_violation(const lyd_node* node, std::uint32_t max) {
-  return broken(Kind::kConstraint, instance_path(node),
-                "at most " + std::to_string(max) + " entries of " + quoted(node->schema->name));
+  return broken(
+      Kind::kConstraint, instance_path(node),
+      "at most " + std::to_string(max) + " entries of " + text::quoted(node->schema->name));
 }
 
 Violation unique_violation(const lyd_node* node, std::string_view leafs) {
-  return broken(Kind::kConstraint, instance_path(node), "unique " + quoted(leafs));
+  return broken(Kind::kConstraint, instance_path(node), "unique " + text::quoted(leafs));
 }
 
 Violation both_cases_violation(std::string path, std::string_view one, std::string_view other) {
   return broken(Kind::kStructure, std::move(path),
-                "data of both cases " + quoted(one) + " and " + quoted(other));
+                "data of both cases " + text::quoted(one) + " and " + text::quoted(other));
 }
 
 Violation stored_violation(const ly_ctx* context, const lyd_node* tree) {
@@ -148,31 +151,31 @@ Violation stored_violation(const ly_ctx* context, const lyd_node* tree) {
   std::string rule = message;
   Kind kind = Kind::kConstraint;
   if (matches(message, "Must condition \"*\" not satisfied.", word)) {
-    rule = "must " + quoted(word[0]);
+    rule = "must " + text::quoted(word[0]);
   } else if (matches(message, "When condition \"*\" not satisfied.", word)) {
-    rule = "when " + quoted(word[0]);
+    rule = "when " + text::quoted(word[0]);
   } else if (matches(message,
                      "Invalid leafref value \"*\" - no target instance \"*\" with the same value.",
                      word)) {
-    rule = "leafref: no " + quoted(word[1]) + " with value " + quoted(word[0]);
+    rule = "leafref: no " + text::quoted(word[1]) + " with value " + text::quoted(word[0]);
   } else if (matches(message,
                      "Invalid instance-identifier \"*\" value - required instance not found.",
                      word)) {
-    rule = "instance-identifier: nothing at " + quoted(word[0]);
+    rule = "instance-identifier: nothing at " + text::quoted(word[0]);
   } else if (matches(message, "Unique data leaf(s) \"*\" not satisfied in \"*\" and \"*\".",
                      word)) {
-    rule = "unique " + quoted(word[0]);
+    rule = "unique " + text::quoted(word[0]);
   } else if (matches(message, "Too many \"*\" instances.", word)) {
-    rule = "at most fewer entries of " + quoted(word[0]);
+    rule = "at most fewer entries of " + text::quoted(word[0]);
   } else if (matches(message, "Data for both cases \"*\" and \"*\" exist.", word)) {
     kind = Kind::kStructure;
-    rule = "data of both cases " + quoted(word[0]) + " and " + quoted(word[1]);
+    rule = "data of both cases " + text::quoted(word[0]) + " and " + text::quoted(word[1]);
   } else if (matches(message, "Duplicate instance of \"*\".", word)) {
     kind = Kind::kStructure;
-    rule = "duplicate " + quoted(word[0]);
+    rule = "duplicate " + text::quoted(word[0]);
   } else if (matches(message, "Unexpected data * node \"*\" found.", word)) {
     kind = Kind::kStructure;
-    rule = quoted(word[1]) + " is " + std::string(word[0]) + " data";
+    rule = text::quoted(word[1]) + " is " + std::string(word[0]) + " data";
   }
   if (node != nullptr && message.substr(0, 9) == "Too many ") {
     const bool is_list = node->schema->nodetype == LYS_LIST;

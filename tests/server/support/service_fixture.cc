@@ -6,9 +6,9 @@
 
 namespace nexa_test {
 
-using nexa::host::Caller;
-using nexa::host::Credentials;
-using nexa::host::Role;
+using nexa::access::Caller;
+using nexa::access::Credentials;
+using nexa::access::Role;
 
 ExampleSchema& example_schema() {
   static ExampleSchema& schema = *[] {

@@ -60,15 +60,15 @@ class Recorder : public nexa::host::ServiceObserver {
 };
 
 // Users by name; nobody is asked for anything while there are none.
-class FakeAccess : public nexa::host::AccessControl {
+class FakeAccess : public nexa::access::AccessControl {
  public:
   struct User {
     std::string password;
-    nexa::host::Role role = nexa::host::Role::kReadOnly;
+    nexa::access::Role role = nexa::access::Role::kReadOnly;
   };
 
-  grpc::Status authenticate(const nexa::host::Credentials& credentials,
-                            nexa::host::Caller& caller) override;
+  grpc::Status authenticate(const nexa::access::Credentials& credentials,
+                            nexa::access::Caller& caller) override;
   bool reload(std::string& error) override;
 
   // What the last caller showed: "user/password/certificate", "-" for what was not there.
@@ -104,7 +104,7 @@ class ServiceTest : public testing::Test {
   FakeAccess access;
   Recorder recorder;
   nexa::host::GnmiServiceOptions options;
-  std::vector<nexa::host::StateProvider*> providers;
+  std::vector<nexa::state::StateProvider*> providers;
   std::function<grpc::Status(const nexa::host::Change&)> approve;
   std::multimap<std::string, std::string> metadata;  // of get() and set()
   int max_receive_bytes = 64 << 20;

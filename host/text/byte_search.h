@@ -1,13 +1,13 @@
 // Where in a text is the first byte that a printer must escape? Looks at eight bytes at a time.
-#ifndef HOST_STORE_TEXT_SCAN_H_
-#define HOST_STORE_TEXT_SCAN_H_
+#ifndef HOST_TEXT_BYTE_SEARCH_H_
+#define HOST_TEXT_BYTE_SEARCH_H_
 
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <string_view>
 
-namespace nexa::host {
+namespace nexa::text {
 
 // Control characters count as well with `kControls`.
 template <bool kControls, char... kBytes>
@@ -42,6 +42,6 @@ struct ByteSearch {
   }
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::text
 
-#endif  // HOST_STORE_TEXT_SCAN_H_
+#endif  // HOST_TEXT_BYTE_SEARCH_H_
