@@ -1,10 +1,10 @@
 // The library's functions in their order, and the corrections between them.
-#include "conversion.h"
+#include "translate/conversion.h"
 
 #include <cstring>
 
-#include "json_tree.h"
-#include "xml_completion.h"
+#include "translate/json_tree.h"
+#include "translate/xml_completion.h"
 
 namespace nexa::host {
 namespace {

@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
-#include "payload.h"
-#include "request_path.h"
 #include "text/xml_owner.h"
+#include "translate/payload.h"
+#include "translate/request_path.h"
 
 namespace nexa::host {
 

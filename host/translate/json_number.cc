@@ -1,5 +1,5 @@
 // Moves the decimal point of a number lexeme (RFC 8259 section 6), which the caller has scanned.
-#include "json_number.h"
+#include "translate/json_number.h"
 
 namespace nexa::host {
 namespace {

@@ -1,6 +1,6 @@
 // Writes JSON while walking the XML. Entries of one list may stand apart from each other in the
 // document; an array holds them all, so the children of an element are grouped by their node first.
-#include "json_reply.h"
+#include "translate/json_reply.h"
 
 #include <libxml/parser.h>
 

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "kestrel/values.h"
-#include "request_path.h"
-#include "schema_names.h"
+#include "translate/request_path.h"
+#include "translate/schema_names.h"
 
 namespace nexa::host {
 

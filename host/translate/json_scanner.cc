@@ -1,5 +1,5 @@
 // The JSON scanner: one pass over the text with an explicit stack of open objects and arrays.
-#include "json_scanner.h"
+#include "translate/json_scanner.h"
 
 #include <array>
 #include <cstring>

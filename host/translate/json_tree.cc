@@ -1,6 +1,6 @@
 // Builds the bound tree. All scalars are strings there: a boolean item would print to standard
 // output while it is bound, and a number would lose digits.
-#include "json_tree.h"
+#include "translate/json_tree.h"
 
 #include <algorithm>
 #include <cstring>

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
-#include "payload.h"
 #include "text/json_owner.h"
+#include "translate/payload.h"
 
 namespace nexa::host {
 

@@ -1,11 +1,11 @@
 // Reading of containers, lists and leaves. The order of judgement is that of the document.
-#include "payload.h"
+#include "translate/payload.h"
 
 #include <algorithm>
 #include <array>
 #include <unordered_set>
 
-#include "json_number.h"
+#include "translate/json_number.h"
 
 namespace nexa::host {
 namespace {

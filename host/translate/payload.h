@@ -10,10 +10,10 @@
 #include <unordered_map>
 #include <vector>
 
-#include "json_scanner.h"
 #include "kestrel/values.h"
-#include "request_path.h"
-#include "schema_names.h"
+#include "translate/json_scanner.h"
+#include "translate/request_path.h"
+#include "translate/schema_names.h"
 
 namespace nexa::host {
 

@@ -1,8 +1,8 @@
 // Entries that the path names, anydata, and the words of a refusal.
 #include <algorithm>
 
-#include "payload.h"
 #include "text/display.h"
+#include "translate/payload.h"
 
 namespace nexa::host {
 namespace {

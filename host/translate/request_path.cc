@@ -1,6 +1,6 @@
 // Path resolution by (namespace, name) at every element, also below the second top-level node of a
 // module.
-#include "request_path.h"
+#include "translate/request_path.h"
 
 #include "gnmi/gnmi_base_namespace_mapper.h"
 #include "text/utf8.h"

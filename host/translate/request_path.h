@@ -10,7 +10,7 @@
 
 #include "gnmi.pb.h"
 #include "kestrel/values.h"
-#include "schema_names.h"
+#include "translate/schema_names.h"
 
 namespace nexa::host {
 

@@ -1,6 +1,6 @@
 // Name look-up over the schema records. The maps point into strings of the schema library, which
 // live for the process.
-#include "schema_names.h"
+#include "translate/schema_names.h"
 
 #include "gnmi/gnmi_base_namespace_mapper.h"
 #include "gnmi/gnmi_rfc7951_schema_enums.h"

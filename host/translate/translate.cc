@@ -1,15 +1,15 @@
 // The public face: request checks in their order, then path, payload and conversion.
-#include "translate.h"
+#include "translate/translate.h"
 
 #include <mutex>
 
-#include "conversion.h"
-#include "json_reply.h"
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
-#include "path_string.h"
-#include "payload.h"
-#include "request_path.h"
-#include "typed_value.h"
+#include "translate/conversion.h"
+#include "translate/json_reply.h"
+#include "translate/path_string.h"
+#include "translate/payload.h"
+#include "translate/request_path.h"
+#include "translate/typed_value.h"
 
 namespace nexa::host {
 namespace {

@@ -1,6 +1,6 @@
 // Scalars become JSON tokens: a tolerant reader takes a number for any numeric type and a string
 // for text.
-#include "typed_value.h"
+#include "translate/typed_value.h"
 
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
 #include "text/escape.h"

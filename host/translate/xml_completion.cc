@@ -1,14 +1,14 @@
 // Walks the converted tree and the payload side by side: members stand in the same order in both,
 // and an array stands for as many elements as it has entries.
-#include "xml_completion.h"
+#include "translate/xml_completion.h"
 
 #include <cstring>
 #include <optional>
 
-#include "json_tree.h"
 #include "text/display.h"
 #include "text/json_mark.h"
 #include "text/xml_owner.h"
+#include "translate/json_tree.h"
 
 namespace nexa::host {
 namespace {

@@ -5,7 +5,7 @@
 
 #include <libxml/tree.h>
 
-#include "payload.h"
+#include "translate/payload.h"
 
 namespace nexa::host {
 
