@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <new>
 
+#include "store/child_table.h"
 #include "store/image/image_import.h"
 #include "store/image/image_text.h"
+#include "store/image/schema_texts.h"
 #include "store/validation/child_judgement.h"
 #include "store/validation/standing_defaults.h"
 #include "store/workspace.h"
@@ -42,6 +44,18 @@ Violation violation_of(std::string_view answer) {
   return violation;
 }
 
+// libyang takes out one case of a choice and completes the other without a look at what is left of
+// the table (store/child_table.h). More children than these leave it room enough.
+void drop_table_of_choice(lyd_node* node) {
+  constexpr int kMostChildren = 32;
+  if (!SchemaTexts::current().of(node->schema).has_choice) return;
+  int count = 0;
+  for (const lyd_node* child = lyd_child(node); child != nullptr; child = child->next) {
+    if (++count > kMostChildren) return;
+  }
+  drop_child_table(node);
+}
+
 // Tells the validator which nodes stood before, and which of them have another value now.
 void mark_standing(const Validator& validator, lyd_node* first, const ImageInner& before) {
   for (lyd_node* node = first; node != nullptr; node = node->next) {
@@ -59,6 +73,7 @@ void mark_standing(const Validator& validator, lyd_node* first, const ImageInner
     validator.mark_node(node, false);
     if (match->kind() == ImageKind::kInner) {
       mark_standing(validator, lyd_child(node), match->inner());
+      drop_table_of_choice(node);
     }
   }
 }

@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "store/child_table.h"
 #include "store/image/schema_texts.h"
 #include "store/image/union_value.h"
 #include "store/siblings.h"
@@ -35,6 +36,7 @@ bool is_plain_container(const lyd_node* node) { return lysc_is_np_cont(node->sch
 bool is_user_ordered(const lysc_node* schema) { return lysc_is_userordered(schema); }
 
 bool insert_node(lyd_node*& top, lyd_node* parent, lyd_node* node) {
+  make_room(parent);
   const LY_ERR done =
       parent != nullptr ? lyd_insert_child(parent, node) : lyd_insert_sibling(top, node, &top);
   if (done == LY_SUCCESS) return true;
@@ -168,6 +170,7 @@ bool has_to_be_read(const lysc_node* leaf) {
 
 LY_ERR new_canonical_term(lyd_node* parent, const lysc_node* schema, const char* text,
                           lyd_node** made) {
+  make_room(parent);
   const LY_ERR done = (has_to_be_read(schema) ? lyd_new_term : lyd_new_term_canon)(
       parent, schema->module, schema->name, text, 0, made);
   if (done == LY_SUCCESS) keep_text(*made, text);

@@ -5,6 +5,7 @@
 
 #include <cstring>
 
+#include "store/child_table.h"
 #include "store/node_tools.h"
 
 namespace nexa::host {
@@ -27,6 +28,7 @@ void unlink(lyd_node*& tree, lyd_node* node) {
 // Links a node where the user ordered it, or behind its likes.
 bool link(lyd_node*& tree, lyd_node* parent, lyd_node* node, lyd_node* next) {
   if (next == nullptr) return insert_node(tree, parent, node);
+  make_room(parent);
   if (lyd_insert_before(next, node) != LY_SUCCESS) {
     lyd_free_tree(node);
     return false;

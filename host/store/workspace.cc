@@ -6,6 +6,7 @@
 #include <new>
 #include <unordered_set>
 
+#include "store/child_table.h"
 #include "store/image/image_difference.h"
 #include "store/image/image_draft.h"
 #include "store/image/image_import.h"
@@ -159,6 +160,7 @@ class Step {
     change.old_next = next_instance(node);
     keeping_flags(change.parent, [&] {
       if (node == top_) top_ = node->next;
+      make_room(change.parent);
       if (lyd_insert_before(next, node) != LY_SUCCESS) throw std::bad_alloc();
       if (change.parent == nullptr) top_ = lyd_first_sibling(top_);
       return node;

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <new>
 
+#include "store/child_table.h"
 #include "store/image/image_draft.h"
 #include "store/image/schema_texts.h"
 #include "store/image/union_value.h"
@@ -89,6 +90,7 @@ lyd_node* new_entry(lyd_node* parent, const ImageInner& entry) {
 }
 
 lyd_node* new_node(lyd_node* parent, const ImageNode& node) {
+  make_room(parent);
   const lysc_node* const schema = node.schema();
   lyd_node* made = nullptr;
   if (node.kind() == ImageKind::kLeaf) {
@@ -106,6 +108,7 @@ lyd_node* new_node(lyd_node* parent, const ImageNode& node) {
 lyd_node* new_any(lyd_node* parent, const ImageAny& any) {
   lyd_node* copy = nullptr;
   if (lyd_dup_single(any.node(), nullptr, LYD_DUP_NO_META, &copy) != LY_SUCCESS) out_of_memory();
+  make_room(parent);
   if (parent != nullptr && lyd_insert_child(parent, copy) != LY_SUCCESS) {
     lyd_free_tree(copy);
     out_of_memory();

@@ -45,6 +45,12 @@ bool shares_name(const lysc_node* node, const lysc_node* parent) {
   return false;
 }
 
+bool has_choice(const lysc_node* node) {
+  const lysc_node* child = lysc_node_child(node);
+  while (child != nullptr && child->nodetype != LYS_CHOICE) child = child->next;
+  return child != nullptr;
+}
+
 const lysc_type* type_of(const lysc_node* node) {
   if (node->nodetype == LYS_LEAF) return reinterpret_cast<const lysc_node_leaf*>(node)->type;
   if (node->nodetype != LYS_LEAFLIST) return nullptr;
@@ -124,6 +130,7 @@ bool SchemaTexts::add(const lysc_node* node, const lysc_node* parent) {
   text.mixes_json_types = type != nullptr && nexa::host::mixes_json_types(type);
   text.is_plain_container = lysc_is_np_cont(node);
   text.is_presence_container = node->nodetype == LYS_CONTAINER && !text.is_plain_container;
+  text.has_choice = nexa::host::has_choice(node);
   const bool state_below = text.is_inner && add_children(node, nullptr);
   text.holds_state = state_below || !text.is_config;
   nodes_[schema_number(node)] = text;

@@ -32,6 +32,7 @@ struct SchemaText {
   bool mixes_json_types = false;    // a union whose text may stand for more than one JSON type
   bool is_plain_container = false;  // without presence
   bool is_presence_container = false;
+  bool has_choice = false;  // below it, outside of other data nodes
 
   // The name as an element of a gNMI path.
   std::string_view path_name(bool qualify) const {

@@ -1,6 +1,7 @@
 // The two ways to a verdict: libyang's walk over the whole tree, and the check of a change.
 #include "store/validation/validation.h"
 
+#include "store/child_table.h"
 #include "store/validation/assumed_conditions.h"
 #include "store/validation/change_check.h"
 #include "store/validation/child_judgement.h"
@@ -108,6 +109,7 @@ struct Validator::State {
     std::size_t after = count_explicit(tree);
     int rounds = 0;
     do {
+      if (rounds != 0) make_room_everywhere(tree);
       before = after;
       ly_err_clean(const_cast<ly_ctx*>(context), nullptr);
       if (lyd_validate_all(&tree, context, kOptions, nullptr) != LY_SUCCESS) return explain(tree);

@@ -2,6 +2,7 @@
 // completes every level: first choices, then defaults.
 #include "store/validation/change_check.h"
 
+#include "store/child_table.h"
 #include "store/node_tools.h"
 
 namespace nexa::host {
@@ -83,6 +84,7 @@ lyd_node* ChangeCheck::make(lyd_node* parent, const lysc_node* schema, const lyd
     defaults.push_back(above);
   }
   lyd_node* node = nullptr;
+  make_room(parent);
   const LY_ERR status =
       value == nullptr ? lyd_new_inner(parent, schema->module, schema->name, 0, &node)
                        : new_canonical_term(parent, schema,
