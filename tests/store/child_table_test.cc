@@ -1,5 +1,4 @@
-// Children that come and go. libyang 2.1 alone ends the process after some hundred thousand of such
-// changes; with the right values after twenty.
+// Children that come and go in one small container, as legal changes make them.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -14,9 +13,8 @@ namespace nexa::host {
 namespace {
 
 constexpr char kModule[] =
-    "module m { namespace \"urn:m\"; prefix m; container c { leaf-list s { type string; ordered-by "
-    "user; } leaf-list t { type string; } list l { key k; leaf k { type string; } } leaf f { type "
-    "string; } } }";
+    "module m { namespace \"urn:m\"; prefix m; container c0 { leaf-list s1 { type string; "
+    "ordered-by user; } leaf-list s2 { type string; } leaf f3 { type int8; } } }";
 
 const lysc_node* child_of(const lysc_node* parent, const std::string& name) {
   const lysc_node* child = lysc_node_child(parent);
@@ -30,7 +28,7 @@ class ChildTable : public testing::Test {
     ASSERT_EQ(nexa_test::load_module("m", kModule), "");
     lyd_node* made = nullptr;
     const lys_module* const module = ly_ctx_get_module_implemented(kestrel::context(), "m");
-    ASSERT_EQ(lyd_new_inner(nullptr, module, "c", 0, &made), LY_SUCCESS);
+    ASSERT_EQ(lyd_new_inner(nullptr, module, "c0", 0, &made), LY_SUCCESS);
     top_.reset(made);
   }
 
@@ -58,16 +56,17 @@ class ChildTable : public testing::Test {
   TreePtr top_;
 };
 
-TEST_F(ChildTable, ServesAnyNumberOfChanges) {
+// libyang alone does not survive the 56th of these.
+TEST_F(ChildTable, ServesSixtyChangesThatFillItWithRemovedSlots) {
   const std::vector<std::string> values = {"a", "b", "c", "1", "2", "true"};
-  const lysc_node* const user = child_of(top_->schema, "s");
-  const lysc_node* const system = child_of(top_->schema, "t");
-  const lysc_node* const leaf = child_of(top_->schema, "f");
-  std::minstd_rand random(1);
-  for (int i = 0; i < 2'000'000 && !HasFatalFailure(); ++i) {
+  const lysc_node* const user = child_of(top_->schema, "s1");
+  const lysc_node* const system = child_of(top_->schema, "s2");
+  const lysc_node* const leaf = child_of(top_->schema, "f3");
+  std::minstd_rand random(197357);
+  for (int i = 0; i < 60 && !HasFatalFailure(); ++i) {
     const std::uint64_t dice = random();
     if (dice % 8 == 0) {
-      toggle(leaf, "x");
+      toggle(leaf, "1");
     } else {
       toggle(dice % 2 == 0 ? user : system, values[dice / 8 % values.size()]);
     }
@@ -75,7 +74,7 @@ TEST_F(ChildTable, ServesAnyNumberOfChanges) {
 }
 
 TEST_F(ChildTable, IsMadeAgainAfterItWasDropped) {
-  const lysc_node* const user = child_of(top_->schema, "s");
+  const lysc_node* const user = child_of(top_->schema, "s1");
   for (int i = 0; i < 100; ++i) toggle(user, std::to_string(i));
   drop_child_table(top_.get());
   EXPECT_EQ(reinterpret_cast<lyd_node_inner*>(top_.get())->children_ht, nullptr);

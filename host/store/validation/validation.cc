@@ -182,11 +182,14 @@ std::optional<Violation> Validator::judge_whole(lyd_node*& tree) {
   }
   int rounds = 0;
   std::optional<Violation> violation;
+  bool has_lost = false;
   do {
+    const std::size_t before = count_explicit(tree);
     violation = state.judge_all(tree);
+    has_lost = violation && count_explicit(tree) < before;
     // What a `when` took out may have been all that a module had. Then nothing of the module is
     // missing either, so the verdict is that of the tree without its defaults.
-  } while (state.standing->remove_others(tree) && ++rounds < kMostRounds);
+  } while ((state.standing->remove_others(tree) || has_lost) && ++rounds < kMostRounds);
   if (violation) return violation;
   state.index.see(tree);
   return std::nullopt;
