@@ -64,8 +64,11 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: set_probe [device-]store|[device-]libyang SIZE\n");
     return 2;
   }
-  const std::string folder = nexa_bench::openconfig_folder(NEXA_DEFAULT_OPENCONFIG);
-  if (folder.empty()) return 77;
+  const std::string folder = nexa_bench::openconfig_folder();
+  if (folder.empty()) {
+    std::fputs(nexa_bench::kNoOpenConfig, stderr);
+    return 77;
+  }
   nexa_bench::load_models(folder);
   if (std::strncmp(argv[1], "device-", 7) == 0) {
     return probe_device(std::strcmp(argv[1], "device-store") == 0,

@@ -66,7 +66,7 @@ Arguments read_arguments(int argc, char** argv) {
     if (++index == argc) usage();
     return argv[index];
   };
-  std::string models = NEXA_DEFAULT_OPENCONFIG;
+  std::string models;
   bool named = false;
   for (int index = 1; index < argc; ++index) {
     const std::string_view word = argv[index];
@@ -87,7 +87,7 @@ Arguments read_arguments(int argc, char** argv) {
       usage();
     }
   }
-  given.options.openconfig = named ? models : nexa_bench::openconfig_folder(models);
+  given.options.openconfig = named ? models : nexa_bench::openconfig_folder();
   given.options.program = std::filesystem::read_symlink("/proc/self/exe").string();
   return given;
 }
@@ -108,7 +108,7 @@ int main(int argc, char** argv) {
   }
   const Arguments given = read_arguments(argc, argv);
   if (given.options.openconfig.empty()) {
-    std::fprintf(stderr, "no OpenConfig modules; NEXA_YANG_OPENCONFIG names their folder\n");
+    std::fputs(nexa_bench::kNoOpenConfig, stderr);
     return 77;
   }
   Report report(given.json);

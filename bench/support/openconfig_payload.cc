@@ -328,9 +328,11 @@ constexpr std::string_view kSystem =
 
 }  // namespace
 
-std::string openconfig_folder(const std::string& usual) {
-  const char* named = std::getenv("NEXA_YANG_OPENCONFIG");
-  const std::string folder = named != nullptr && *named != '\0' ? named : usual;
+std::string openconfig_folder() {
+  const char* published = std::getenv("NEXA_PUBLISHED_MODELS");
+  if (published == nullptr || *published == '\0') return {};
+  std::string folder = published;
+  folder.append("/yang/openconfig");
   std::error_code fault;
   return std::filesystem::is_directory(folder, fault) ? folder : std::string();
 }

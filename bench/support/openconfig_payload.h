@@ -12,9 +12,12 @@
 
 namespace nexa_bench {
 
-// The folder of the OpenConfig modules: the variable NEXA_YANG_OPENCONFIG, else `usual`; empty
-// when that is no folder.
-std::string openconfig_folder(const std::string& usual);
+// The folder of the OpenConfig modules, yang/openconfig in the one that the variable
+// NEXA_PUBLISHED_MODELS names; empty when there is none.
+std::string openconfig_folder();
+
+inline constexpr char kNoOpenConfig[] =
+    "no OpenConfig modules; NEXA_PUBLISHED_MODELS names the folder with yang/openconfig in it\n";
 
 // What a payload holds. The keys of the entries depend on the numbers of the units alone, the
 // values on the seed as well: two seeds give two configurations with the same keys.

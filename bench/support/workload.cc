@@ -12,9 +12,9 @@ namespace nexa_bench {
 namespace {
 
 std::unique_ptr<nexa::ServiceKestrelNamespaceMapperImpl> load_mapper() {
-  const std::string folder = openconfig_folder(NEXA_DEFAULT_OPENCONFIG);
+  const std::string folder = openconfig_folder();
   if (folder.empty()) {
-    std::fprintf(stderr, "no OpenConfig modules; NEXA_YANG_OPENCONFIG names their folder\n");
+    std::fputs(kNoOpenConfig, stderr);
     return nullptr;
   }
   kestrel::LoadOptions options;

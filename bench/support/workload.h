@@ -13,9 +13,8 @@ namespace nexa_bench {
 
 inline constexpr int kLeavesPerEntry = 20;
 
-// Loads OpenConfig (folder NEXA_YANG_OPENCONFIG, else the default given at build time) and returns
-// the populated mapper; null, with the reason on standard error, when the folder is absent. Loads
-// once.
+// Loads OpenConfig (openconfig_folder()) and returns the populated mapper; null, with the reason on
+// standard error, when the folder is absent. Loads once.
 nexa::ServiceKestrelNamespaceMapperImpl* openconfig_mapper();
 
 // The value of `interfaces`: `entries` interfaces with kLeavesPerEntry leaves each.

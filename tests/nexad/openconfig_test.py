@@ -9,17 +9,15 @@ from gnmilib.client import gnmi, python_value
 from kit import report
 from kit.case import ServerCase
 
-ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-MODELS = os.environ.get("NEXA_YANG_OPENCONFIG") or os.path.join(
-    ROOT, "..", "shared", "yang", "openconfig"
-)
+PUBLISHED = os.environ.get("NEXA_PUBLISHED_MODELS", "")
+MODELS = os.path.join(PUBLISHED, "yang", "openconfig")
 ETH0 = "/interfaces/interface[name=eth0]"
 ETHERNET = "iana-if-type:ethernetCsmacd"
 
 
 @unittest.skipUnless(
-    glob.glob(os.path.join(MODELS, "*.yang")),
-    "no OpenConfig models (NEXA_YANG_OPENCONFIG names their folder)",
+    PUBLISHED and glob.glob(os.path.join(MODELS, "*.yang")),
+    "no OpenConfig models (NEXA_PUBLISHED_MODELS names the folder with yang/openconfig in it)",
 )
 class OpenConfig(ServerCase):
     schema = ["--yang-dir", MODELS]

@@ -2,7 +2,6 @@
 #include "support/translate_oracle.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <cstdlib>
 #include <fstream>
@@ -103,12 +102,6 @@ gnmi::Update update_of(const std::string& path, const std::string& json) {
   *update.mutable_path() = path_of(path);
   update.mutable_val()->set_json_ietf_val(json);
   return update;
-}
-
-std::string shared_folder(const std::string& name) {
-  const std::string folder = std::string(NEXA_TEST_SHARED_DIR) + "/" + name;
-  struct stat found {};
-  return stat(folder.c_str(), &found) == 0 ? folder : std::string();
 }
 
 std::string read_text(const std::string& file) {

@@ -61,9 +61,6 @@ gnmi::Path path_of(const std::string& text);
 // An update with a JSON_IETF value.
 gnmi::Update update_of(const std::string& path, const std::string& json);
 
-// The folder of public test input beside the tree; empty when it is not there.
-std::string shared_folder(const std::string& name);
-
 std::string read_text(const std::string& file);
 
 }  // namespace nexa_test

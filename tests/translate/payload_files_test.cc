@@ -65,8 +65,8 @@ class PayloadFiles : public testing::Test {
  protected:
   void SetUp() override {
     NEXA_NEED_FOLDER(openconfig_folder());
-    folder_ = shared_folder("payloads");
-    if (folder_.empty()) GTEST_SKIP() << "no payloads beside the tree";
+    if (!has_files(payload_folder(), ".json")) GTEST_SKIP() << absent(payload_folder());
+    folder_ = payload_folder().path;
     std::string error;
     set_ = std::make_unique<LoadedSet>(std::vector<std::string>{openconfig_folder().path},
                                        std::vector<std::string>(), error);
