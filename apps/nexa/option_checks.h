@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "feature_option.h"
+
 namespace nexa_tool {
 
 inline CLI::Validator one_of(const std::vector<std::string>& values) {
@@ -35,15 +37,8 @@ inline CLI::Validator whole_number(std::uint64_t least) {
       "");
 }
 
-// Two words with a colon between them.
-inline CLI::Validator module_and_feature() {
-  return CLI::Validator(
-      [](const std::string& text) {
-        const std::size_t colon = text.find(':');
-        const bool fits = colon != std::string::npos && colon > 0 && colon + 1 < text.size();
-        return fits ? std::string() : "\"" + text + "\" is not MODULE:FEATURE";
-      },
-      "");
+inline CLI::Validator feature() {
+  return CLI::Validator([](const std::string& text) { return feature_option::fault_of(text); }, "");
 }
 
 }  // namespace nexa_tool

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <string_view>
 
+#include "feature_option.h"
 #include "kestrel/loader.h"
 #include "option_checks.h"
 
@@ -55,12 +56,9 @@ void SchemaOptions::add_to(CLI::App& command, bool required) {
       ->expected(1)
       ->allow_extra_args(false)
       ->take_all();
-  command
-      .add_option("--feature", features,
-                  "Enable this feature of the module, and of its features only those named so. "
-                  "Modules that are not named have all of theirs")
-      ->check(module_and_feature())
-      ->type_name("MODULE:FEATURE")
+  command.add_option("--feature", features, feature_option::kHelp)
+      ->check(feature())
+      ->type_name(feature_option::kForm)
       ->expected(1)
       ->allow_extra_args(false)
       ->take_all();
@@ -70,10 +68,7 @@ std::unique_ptr<nexa::ServiceKestrelNamespaceMapperImpl> SchemaOptions::load() c
   kestrel::LoadOptions options;
   options.search_dirs = search_dirs;
   options.modules = modules;
-  for (const std::string& text : features) {
-    const std::size_t colon = text.find(':');
-    options.features[text.substr(0, colon)].push_back(text.substr(colon + 1));
-  }
+  for (const std::string& text : features) feature_option::add(text, options.features);
   Progress progress;
   if (isatty(STDERR_FILENO) == 1) {
     options.progress = [&progress](std::size_t done, std::size_t total, std::string_view module) {

@@ -15,7 +15,7 @@ namespace nexa_tool {
 struct SchemaOptions {
   std::vector<std::string> search_dirs;
   std::vector<std::string> modules;
-  std::vector<std::string> features;  // MODULE:FEATURE
+  std::vector<std::string> features;  // as feature_option.h reads them
 
   // Adds --yang-dir (-p, --searchpath), --module and --feature to a command. This object must
   // outlive the parsing.

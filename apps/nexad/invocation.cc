@@ -74,7 +74,8 @@ class Parser {
 
  private:
   void add(const Setting& setting) {
-    const std::string flag = "--" + std::string(setting.name);
+    std::string flag = "--" + std::string(setting.name);
+    if (*setting.other_flags != '\0') flag.append(",").append(setting.other_flags);
     CLI::Option*& option = options_[setting.name];
     if (setting.is_switch()) {
       option = app_.add_flag(flag)->description(setting.help);

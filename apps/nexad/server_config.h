@@ -17,7 +17,7 @@ struct ServerConfig {
   // Schema and data.
   std::vector<std::string> yang_dirs;
   std::vector<std::string> modules;                          // empty: all of the folders
-  std::map<std::string, std::vector<std::string>> features;  // by module
+  std::map<std::string, std::vector<std::string>> features;  // by module; no names: none of its
   std::string data;
   std::uint64_t commits_per_snapshot = 1000;
   std::uint64_t history_limit = 100000;

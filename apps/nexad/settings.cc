@@ -4,6 +4,8 @@
 #include <charconv>
 #include <limits>
 
+#include "feature_option.h"
+
 namespace nexad {
 namespace {
 
@@ -16,15 +18,12 @@ constexpr std::uint64_t kMostValue = std::numeric_limits<std::int64_t>::max();
 
 const std::vector<Setting> kSettings = {
     {"yang-dir", "DIR", "Folder of YANG modules; give it again for more, searched in order",
-     Texts{&Config::yang_dirs}},
+     Texts{&Config::yang_dirs}, "-p,--searchpath"},
     {"module", "NAME",
      "Load only this module and what it imports; give it again for more. Without it every module "
      "of the folders is loaded",
-     Texts{&Config::modules}},
-    {"feature", "MODULE:FEATURE",
-     "Enable this feature of the module, and of its features only those named so. Modules that are "
-     "not named have all of theirs",
-     Features{&Config::features}},
+     Texts{&Config::modules}, "-m"},
+    {"feature", feature_option::kForm, feature_option::kHelp, Features{&Config::features}},
     {"strict", "", "Take RFC 7951 and nothing else: no unqualified names that it does not allow",
      Switch{&Config::strict}},
     {"data", "DIR", "Folder of the configuration database; made when it is not there",
@@ -120,13 +119,9 @@ std::string apply_number(const Number& number, std::string_view value, ServerCon
 }
 
 std::string apply_feature(const Features& features, std::string_view value, ServerConfig& config) {
-  const auto colon = value.find(':');
-  if (colon == std::string_view::npos || colon == 0 || colon + 1 == value.size()) {
-    return "\"" + std::string(value) + "\" is not MODULE:FEATURE";
-  }
-  (config.*features.member)[std::string(value.substr(0, colon))].emplace_back(
-      value.substr(colon + 1));
-  return {};
+  std::string fault = feature_option::fault_of(value);
+  if (fault.empty()) feature_option::add(value, config.*features.member);
+  return fault;
 }
 
 struct Apply {

@@ -29,7 +29,7 @@ struct Number {
 struct Texts {
   std::vector<std::string> ServerConfig::*member;
 };
-// "MODULE:FEATURE", may be given several times.
+// As feature_option.h reads them, may be given several times.
 struct Features {
   std::map<std::string, std::vector<std::string>> ServerConfig::*member;
 };
@@ -43,6 +43,7 @@ struct Setting {
   const char* value_name;  // how the help calls the value
   const char* help;
   std::variant<Text, Switch, Number, Texts, Features, Command> kind;
+  const char* other_flags = "";  // more names on the command line, separated by commas
 
   bool takes_many() const;
   bool is_switch() const { return std::holds_alternative<Switch>(kind); }

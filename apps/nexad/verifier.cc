@@ -14,6 +14,7 @@
 #include <optional>
 #include <string_view>
 
+#include "feature_option.h"
 #include "log.h"
 #include "preflight.h"
 #include "store/verification_report.h"
@@ -221,12 +222,8 @@ std::vector<std::string> verify_command(const ServerConfig& config) {
   for (const std::string& module : config.modules) {
     command.insert(command.end(), {"--module", module});
   }
-  for (const auto& [module, features] : config.features) {
-    for (const std::string& feature : features) {
-      std::string name = module;
-      name.append(":").append(feature);
-      command.insert(command.end(), {"--feature", std::move(name)});
-    }
+  for (std::string& feature : feature_option::texts_of(config.features)) {
+    command.insert(command.end(), {"--feature", std::move(feature)});
   }
   return command;
 }

@@ -236,6 +236,22 @@ TEST(NexaConvert, TakesTheFeaturesThatAreNamed) {
   EXPECT_THAT(run_nexa(words, "\"a\"").err, HasSubstr("\"f\" is not MODULE:FEATURE"));
 }
 
+TEST(NexaConvert, AModuleWithoutANameOfAFeatureHasNone) {
+  const TempFolder folder;
+  folder.write("m.yang",
+               "module m { yang-version 1.1; namespace \"urn:m\"; prefix m; feature f;\n"
+               "  container c { leaf x { if-feature f; type string; }\n"
+               "                leaf y { if-feature 'not f'; type string; } } }");
+  const std::vector<std::string> words = {"convert", "-p", folder.path(), "--feature", "m:"};
+  const auto convert = [&words](const char* path) {
+    std::vector<std::string> all = words;
+    all.insert(all.end(), {"--path", path});
+    return run_nexa(all, "\"a\"");
+  };
+  EXPECT_THAT(convert("/m:c/x").err, HasSubstr("no node \"x\""));
+  EXPECT_EQ(convert("/m:c/y").status, 0);
+}
+
 TEST(NexaConvert, FailsWhenItsOutputCannotBeWritten) {
   const std::string command = "echo '\"core-1\"' | " NEXA_PROGRAM " convert -p " NEXA_MODELS_DIR
                               " --path /example-device:device/name >/dev/full 2>/dev/null";

@@ -97,6 +97,38 @@ metrics = "off"
         self.refuse(["--max-set-nodes", "from 1 to"], *self.good("--max-set-nodes", "0"))
         self.refuse(["nexad.toml:1", "from 1024 to"], *self.good(), config="max-set-bytes = 9\n")
 
+    def test_the_short_names_of_the_tool_are_taken(self):
+        for flag in ("-p", "--searchpath"):
+            with self.subTest(flag=flag):
+                ran = self.run_nexad(
+                    *(flag, RULES[1], "-m", "test-rules", "--data", self.path("data")),
+                    *("--insecure", "--listen", "127.0.0.1:0", "--check-config"),
+                )
+                self.assertEqual(ran.returncode, 0, ran.stderr)
+
+    def test_a_module_can_have_none_of_its_features(self):
+        self.write(
+            "m.yang",
+            """module m { namespace "urn:m"; prefix m; feature f;
+              container c {
+                leaf x { if-feature f; type string; default "a"; }
+                leaf y { type string; } } }""",
+        )
+        server = self.begin(
+            *("--feature", "m:", "--metrics", "127.0.0.1:0"),
+            *("--verify", "on", "--verify-interval", "0"),
+            schema=["-p", self.folder],
+        )
+        with server.client() as client:
+            client.set(update=[("/m:c/y", "b")])
+            self.assertEqual(client.value("/m:c"), {"m:y": "b"})
+            with self.refused("NOT_FOUND"):
+                client.set(update=[("/m:c/x", "b")])
+        # The process that judges the configuration once more has none of them either.
+        self.assertTrue(server.wait_metric("nexad_verified_commit", 1), server.log())
+        self.assertEqual(server.metric("nexad_verify_violations_total"), 0)
+        server.stop()
+
     def test_what_is_missing_is_named(self):
         self.refuse(["yang-dir"], "--data", self.path("data"), "--insecure")
         self.refuse(["data"], *RULES, "--insecure")

@@ -108,6 +108,26 @@ TEST(Invocation, FlagsGiveEverySetting) {
   EXPECT_EQ(config.max_connections, 7U);
 }
 
+TEST(Invocation, TakesTheShortNamesOfTheTool) {
+  const ServerConfig config = config_of(
+      {"-p", "a", "--searchpath", "b", "--yang-dir", "c", "-m", "x", "--data", "d", "--insecure"});
+  EXPECT_EQ(config.yang_dirs, (Words{"a", "b", "c"}));
+  EXPECT_EQ(config.modules, (Words{"x"}));
+  EXPECT_TRUE(config.given("yang-dir"));
+}
+
+TEST_F(ConfigFile, AModuleAloneHasNoFeatures) {
+  using Features = std::map<std::string, Words>;
+  const Features expected{{"m", {}}, {"n", {"f"}}};
+  EXPECT_EQ(config_of(with({"--feature", "m:", "--feature", "n:f"})).features, expected);
+  EXPECT_EQ(config_of(kEnough, {{"NEXAD_FEATURE", "m:,n:f"}}).features, expected);
+  EXPECT_EQ(config_of(with(file("feature = ['m:', 'n:f']\n"))).features, expected);
+  EXPECT_EQ(config_of(with({"--feature", "n:", "--feature", "n:f", "--feature", "m:"})).features,
+            expected);
+  EXPECT_EQ(error_of(with({"--feature", ":f"})),
+            "--feature: \":f\" is not MODULE:FEATURE or MODULE:");
+}
+
 TEST(Invocation, DefaultsAreSafe) {
   const ServerConfig config = config_of(kEnough);
   EXPECT_EQ(config.listen, "127.0.0.1:9339");
@@ -171,7 +191,8 @@ TEST(Invocation, NamesTheFlagAtFault) {
   EXPECT_EQ(error_of(with({"--metrics", "0.0.0.0:9340"})),
             "--metrics: other machines can reach 0.0.0.0:9340: --metrics-public allows that");
   EXPECT_TRUE(config_of(with({"--metrics", "0.0.0.0:1", "--metrics-public"})).metrics_public);
-  EXPECT_EQ(error_of(with({"--feature", "f"})), "--feature: \"f\" is not MODULE:FEATURE");
+  EXPECT_EQ(error_of(with({"--feature", "f"})),
+            "--feature: \"f\" is not MODULE:FEATURE or MODULE:");
   EXPECT_EQ(error_of(with({"--hook", "a 'b"})), "--hook: a quote is not closed");
   EXPECT_EQ(error_of(with({"--log-level", "loud"})),
             "--log-level: \"loud\" is none of debug, info, warning, error");

@@ -9,7 +9,7 @@ from kit import report
 from kit.server import program
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-HELP_LINE = re.compile(r"^  (?:-\w,)?--([\w-]+)(?: ([A-Z:]+)(?:=(\S+))?)?(?: .*)?$")
+HELP_LINE = re.compile(r"^  (?:-\w,)?--([\w-]+)(?:,--[\w-]+)*(?: ([A-Z:]+)(?:=(\S+))?)?(?: .*)?$")
 ROW = re.compile(r"^\| `--([\w-]+)(?: ([A-Z:]+))?` \| (?:`([^`]+)`)? *\|")
 
 

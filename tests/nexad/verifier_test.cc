@@ -206,7 +206,7 @@ TEST(VerifyCommand, HasTheSchemaOfTheServer) {
   config.data = "/data";
   config.yang_dirs = {"/one", "/two"};
   config.modules = {"m"};
-  config.features = {{"m", {"f", "g"}}};
+  config.features = {{"m", {"f", "g"}}, {"n", {}}};
   const std::string folder = testing::TempDir() + "nexad_tool_" + std::to_string(getpid());
   std::filesystem::create_directory(folder);
   std::ofstream(folder + "/nexa") << "#!/bin/sh\n";
@@ -223,7 +223,7 @@ TEST(VerifyCommand, HasTheSchemaOfTheServer) {
   EXPECT_EQ(command, (std::vector<std::string>{"verify", "--data", "/data", "--parent",
                                                std::to_string(getpid()), "--yang-dir", "/one",
                                                "--yang-dir", "/two", "--module", "m", "--feature",
-                                               "m:f", "--feature", "m:g"}));
+                                               "m:f", "--feature", "m:g", "--feature", "n:"}));
 }
 
 }  // namespace
