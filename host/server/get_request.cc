@@ -102,9 +102,6 @@ grpc::Status check(const GetParts& parts, gnmi::GetRequest& request) {
   if (request.path_size() == 0) request.add_path();
   grpc::Status status = check_get(request).status;
   if (!status.ok()) return status;
-  if (!gnmi::GetRequest::DataType_IsValid(request.type())) {
-    return {grpc::StatusCode::INVALID_ARGUMENT, kUnknownDataType};
-  }
   status = check_extensions(request.extension());
   if (!status.ok()) return status;
   for (int index = 0; index < request.path_size(); ++index) {

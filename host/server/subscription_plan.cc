@@ -41,9 +41,6 @@ grpc::Status plan_one(const ConfigStore& store, const PlanLimits& limits,
   subscription.requested.set_origin(request.path().origin());
   grpc::Status status = check_origin(list.prefix(), request.path());
   if (!status.ok()) return status;
-  if (!gnmi::SubscriptionMode_IsValid(request.mode())) {
-    return {grpc::StatusCode::INVALID_ARGUMENT, kUnknownSubscriptionMode};
-  }
   if (subscription.query.path.elem_size() > 0) {
     status = store.check_path(subscription.query.path);
     if (status.error_code() == grpc::StatusCode::NOT_FOUND) {

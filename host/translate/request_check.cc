@@ -1,8 +1,10 @@
 // The order of the checks is the order of the server: options first, then paths as the request
-// lists them. Three refusals are the host's own, for what the library's checks cannot see: paths in
-// the old string form, updates without a value, and the operation that came with version 0.10.
+// lists them. Four refusals are the host's own, for what the library's checks cannot see: numbers
+// that an enumeration does not have, paths in the old string form, updates without a value, and the
+// operation that came with version 0.10.
 #include "translate/request_check.h"
 
+#include <google/protobuf/descriptor.h>
 #include <google/protobuf/repeated_field.h>
 
 #include <string>
@@ -20,6 +22,36 @@ constexpr char kUnionReplace[] = "Operation union_replace not supported";
 
 std::string indexed(const char* field, int index) {
   return std::string(field) + "[" + std::to_string(index) + "]";
+}
+
+// Messages carry any number for an enumeration; the library would take some of these for a value
+// that they are not.
+template <typename Enum>
+grpc::Status check_number(const std::string& field, Enum number) {
+  const google::protobuf::EnumDescriptor* const type = google::protobuf::GetEnumDescriptor<Enum>();
+  if (type->FindValueByNumber(number) != nullptr) return grpc::Status::OK;
+  std::string text = field + ": " + std::to_string(number) + " is none of ";
+  for (int index = 0; index < type->value_count(); ++index) {
+    text.append(index == 0 ? "" : ", ").append(type->value(index)->name());
+  }
+  return {grpc::StatusCode::INVALID_ARGUMENT, text};
+}
+
+grpc::Status check_numbers(const gnmi::SubscriptionList& list) {
+  grpc::Status status = check_number("subscribe.mode", list.mode());
+  if (status.ok()) status = check_number("subscribe.encoding", list.encoding());
+  for (int index = 0; status.ok() && index < list.subscription_size(); ++index) {
+    const auto mode = list.subscription(index).mode();
+    if (gnmi::SubscriptionMode_IsValid(mode)) continue;
+    status = check_number(indexed("subscribe.subscription", index) + ".mode", mode);
+  }
+  return status;
+}
+
+// A marking of 0 asks for the treatment that every packet gets: it is the same as none, and clients
+// send it without being told to.
+bool asks_for_no_marking(const gnmi::SubscriptionList& list) {
+  return list.has_qos() && list.qos().marking() == 0;
 }
 
 // Taken as it stands, a path in the old form would be the empty path: the whole tree.
@@ -98,7 +130,9 @@ gnmi::Path join_paths(const gnmi::Path& prefix, const gnmi::Path& path) {
 }
 
 RequestVerdict check_get(gnmi::GetRequest& request) {
-  grpc::Status status = ServiceRpcMsgHelpers::validate_DataType(request.type());
+  grpc::Status status = check_number("type", request.type());
+  if (status.ok()) status = check_number("encoding", request.encoding());
+  if (status.ok()) status = ServiceRpcMsgHelpers::validate_DataType(request.type());
   if (status.ok()) status = ServiceRpcMsgHelpers::validate_Encoding(request.encoding());
   if (status.ok()) status = ServiceRpcMsgHelpers::validate_ModelData(&request);
   if (!status.ok()) return {status, {}};
@@ -127,14 +161,23 @@ RequestVerdict check_set(const gnmi::SetRequest& request) {
 }
 
 RequestVerdict check_subscribe(const gnmi::SubscribeRequest& request) {
+  if (asks_for_no_marking(request.subscribe())) {
+    gnmi::SubscribeRequest without = request;
+    without.mutable_subscribe()->clear_qos();
+    return check_subscribe(without);
+  }
   Notification notification;
   const gnmi::SubscriptionList& list = request.subscribe();
-  const bool accepted = ServiceRpcMsgHelpers::validate_subscribe(request, &notification) &&
-                        ServiceRpcMsgHelpers::validate_slist(list, &notification) &&
+  if (!ServiceRpcMsgHelpers::validate_subscribe(request, &notification)) {
+    return refused_by(notification);
+  }
+  grpc::Status status = check_numbers(list);
+  if (!status.ok()) return {status, {}};
+  const bool accepted = ServiceRpcMsgHelpers::validate_slist(list, &notification) &&
                         ServiceRpcMsgHelpers::validate_subscriptions(list, &notification) &&
                         ServiceRpcMsgHelpers::validate_encoding(list, &notification);
   if (!accepted) return refused_by(notification);
-  grpc::Status status = check_form(list.prefix());
+  status = check_form(list.prefix());
   if (!status.ok()) return {status, "subscribe.prefix"};
   for (int index = 0; index < list.subscription_size(); ++index) {
     status = check_path(SUBSCRIBE, list.prefix(), list.subscription(index).path());

@@ -79,6 +79,13 @@ TEST(CheckGet, ReportsOptionsInOrderBeforePaths) {
   expect_refused(get("path {}"), kInvalid, kEmptyPath, "path[0]");
 }
 
+TEST(CheckGet, RefusesNumbersThatAnEnumerationDoesNotHave) {
+  expect_refused(get("type: 4 encoding: PROTO"), kInvalid,
+                 "type: 4 is none of ALL, CONFIG, STATE, OPERATIONAL", "");
+  expect_refused(get("encoding: 5"), kInvalid,
+                 "encoding: 5 is none of JSON, BYTES, PROTO, ASCII, JSON_IETF", "");
+}
+
 TEST(CheckGet, ChecksThePrefixWithEachPath) {
   expect_refused(get("prefix { elem { name: '1' } } path { elem { name: 'a' } }"), kInvalid,
                  "Invalid PathElement.name 1 char 1 is invalid", "path[0]");
@@ -171,6 +178,28 @@ TEST(CheckSubscribe, ReportsMethodListSubscriptionsEncodingThenPaths) {
                            "path { elem { name: '1' } } } }"),
                  kInvalid, "Invalid PathElement.name 1 char 1 is invalid",
                  "subscribe.subscription[1].path");
+}
+
+TEST(CheckSubscribe, RefusesNumbersThatAnEnumerationDoesNotHave) {
+  expect_refused(subscribe("subscribe { mode: 7 subscription { mode: 8 } }"), kInvalid,
+                 "subscribe.mode: 7 is none of STREAM, ONCE, POLL", "");
+  expect_refused(subscribe("subscribe { encoding: 5 subscription { mode: SAMPLE } }"), kInvalid,
+                 "subscribe.encoding: 5 is none of JSON, BYTES, PROTO, ASCII, JSON_IETF", "");
+  expect_refused(
+      subscribe("subscribe { subscription { mode: SAMPLE } subscription { mode: 3 } }"), kInvalid,
+      "subscribe.subscription[1].mode: 3 is none of TARGET_DEFINED, ON_CHANGE, SAMPLE", "");
+  expect_refused(subscribe("subscribe { subscription { mode: -1 } }"), kInvalid,
+                 "subscribe.subscription[0].mode: -1 is none of TARGET_DEFINED, ON_CHANGE, SAMPLE",
+                 "");
+}
+
+TEST(CheckSubscribe, TakesAMarkingOfZeroAsNone) {
+  expect_ok(subscribe("subscribe { qos { marking: 0 } subscription { mode: SAMPLE } }"));
+  expect_ok(subscribe("subscribe { qos {} subscription { mode: SAMPLE } }"));
+  expect_refused(subscribe("subscribe { qos { marking: 1 } subscription { mode: SAMPLE } }"),
+                 kInvalid, "Unsupported subscription list qos selection", "");
+  expect_refused(subscribe("subscribe { qos { marking: 0 } updates_only: true }"), kInvalid,
+                 "Unsupported subscription list updates_only selection [ true ]", "");
 }
 
 TEST(CheckSubscribe, RefusesPathsInTheOldForm) {

@@ -131,7 +131,7 @@ class Refusals(RulesCase):
                 )
         self.refuse_request(
             "INVALID_ARGUMENT",
-            "Requested encoding is not valid",
+            "encoding: 7 is none of JSON, BYTES, PROTO, ASCII, JSON_IETF",
             path=[paths.parse(RULES)],
             encoding=7,
         )

@@ -1,16 +1,18 @@
 """Subscribe: SAMPLE streams over the machine's own counters, their rhythm, and what is refused."""
 
 import socket
+import subprocess
 import threading
 import time
 
 import grpc
+from google.protobuf import text_format
 
 from gnmilib import paths
 from gnmilib.client import gnmi, python_value
 from kit import report
 from kit.case import ServerCase
-from kit.server import RULES, ietf_modules
+from kit.server import RULES, ietf_modules, program
 
 LO = "/ietf-interfaces:interfaces/interface[name=lo]"
 LEAVES = "/test-rules:rules"
@@ -150,6 +152,21 @@ class Samples(StreamCase):
         self.assertEqual(self.first_round(stream), {LEAVES + "/level": 5})
         stream.cancel()
 
+    def test_a_marking_of_zero_is_none(self):
+        for marking in (gnmi.QOSMarking(marking=0), gnmi.QOSMarking()):
+            request = gnmi.SubscribeRequest(
+                subscribe=gnmi.SubscriptionList(
+                    encoding=gnmi.JSON_IETF,
+                    qos=marking,
+                    subscription=[
+                        gnmi.Subscription(path=paths.parse(LEAVES + "/level"), mode=gnmi.SAMPLE)
+                    ],
+                )
+            )
+            stream = self.client.subscribe_requests([request], timeout=10)
+            self.assertEqual(self.first_round(stream), {LEAVES + "/level": 5})
+            stream.cancel()
+
     def test_json_values_on_request(self):
         stream = self.client.subscribe(LEAVES + "/level", interval=10, encoding="json")
         kinds = [update.val.WhichOneof("value") for update in next(iter(stream)).update.update]
@@ -188,6 +205,31 @@ class Refusals(StreamCase):
         ):
             with self.subTest(option=option):
                 self.refuse_list("Unsupported subscription list " + option, **fields)
+
+    def test_numbers_that_no_enumeration_has(self):
+        self.refuse_text("subscribe.mode: 9 is none of STREAM, ONCE, POLL", mode=9)
+        self.refuse_text(
+            "subscribe.encoding: 9 is none of JSON, BYTES, PROTO, ASCII, JSON_IETF", encoding=9
+        )
+        self.refuse_text(
+            "subscribe.subscription[0].mode: 9 is none of TARGET_DEFINED, ON_CHANGE, SAMPLE",
+            subscription=[gnmi.Subscription(path=paths.parse(LEAVES), mode=9)],
+        )
+
+    def refuse_text(self, text, **fields):
+        self.refuse_list(text, **fields)
+        fields.setdefault(
+            "subscription", [gnmi.Subscription(path=paths.parse(LEAVES), mode=gnmi.SAMPLE)]
+        )
+        request = gnmi.SubscribeRequest(subscribe=gnmi.SubscriptionList(**fields))
+        ran = subprocess.run(
+            [program("nexa", "NEXA"), "check", "--request", "-", "--type", "subscribe"],
+            input=text_format.MessageToString(request),
+            capture_output=True,
+            text=True,
+            timeout=60,
+        )
+        self.assertEqual(ran.stderr, f"INVALID_ARGUMENT: {text}\n")
 
     def test_options_of_a_subscription(self):
         good = gnmi.Subscription(path=paths.parse(LEAVES), mode=gnmi.SAMPLE)

@@ -124,7 +124,7 @@ TEST_F(Get, TypesChooseTheirPart) {
   request.set_type(gnmi::GetRequest::OPERATIONAL);
   EXPECT_EQ(answer(), "12 Requested data type \"OPERATIONAL\" not supported");
   request.set_type(static_cast<gnmi::GetRequest::DataType>(4));
-  EXPECT_EQ(answer(), "3 Requested data type is not valid");
+  EXPECT_EQ(answer(), "3 type: 4 is none of ALL, CONFIG, STATE, OPERATIONAL");
 }
 
 TEST_F(Get, NothingThereIsNotFound) {

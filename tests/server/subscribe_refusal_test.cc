@@ -38,7 +38,7 @@ TEST_F(SubscribeRefusal, OptionsOfTheList) {
   list.set_use_aliases(true);
   EXPECT_EQ(verdict(request), "3 Unsupported subscription list use_aliases selection [ true ]");
   list.set_use_aliases(false);
-  list.mutable_qos();
+  list.mutable_qos()->set_marking(1);
   EXPECT_EQ(verdict(request), "3 Unsupported subscription list qos selection");
   list.clear_qos();
   list.set_updates_only(true);
@@ -65,7 +65,16 @@ TEST_F(SubscribeRefusal, OptionsOfASubscription) {
   list.mutable_subscription(1)->set_heartbeat_interval(0);
   list.mutable_subscription(1)->set_mode(static_cast<gnmi::SubscriptionMode>(9));
   EXPECT_EQ(verdict(request),
-            "3 subscription[1] /device/name: the subscription's mode is not valid");
+            "3 subscribe.subscription[1].mode: 9 is none of TARGET_DEFINED, ON_CHANGE, SAMPLE");
+}
+
+TEST_F(SubscribeRefusal, NumbersThatAListDoesNotHave) {
+  list.set_mode(static_cast<gnmi::SubscriptionList::Mode>(3));
+  EXPECT_EQ(verdict(request), "3 subscribe.mode: 3 is none of STREAM, ONCE, POLL");
+  list.set_mode(gnmi::SubscriptionList::STREAM);
+  list.set_encoding(static_cast<gnmi::Encoding>(-1));
+  EXPECT_EQ(verdict(request),
+            "3 subscribe.encoding: -1 is none of JSON, BYTES, PROTO, ASCII, JSON_IETF");
 }
 
 TEST_F(SubscribeRefusal, AnUnknownPath) {
