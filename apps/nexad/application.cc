@@ -248,7 +248,7 @@ bool Application::serve(std::string& error) {
   server_ = Server::start(
       config_, std::move(sockets),
       tls_ == nullptr ? grpc::InsecureServerCredentials() : make_tls_credentials(tls_),
-      service_->service(), error);
+      {service_->service(), config_.reflection ? &service_->reflection() : nullptr}, error);
   return server_ != nullptr;
 }
 

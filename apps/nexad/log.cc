@@ -93,6 +93,15 @@ constexpr std::array<std::string_view, 2> kProgress{
     "ServiceKestrelNamespaceMapperImpl::populate ",
 };
 
+// log_failed_handshake() has the same with the peer's name.
+constexpr char kHandshakeFile[] = "ssl_transport_security.cc";
+constexpr char kHandshakeFailed[] = "Handshake failed with fatal error";
+
+bool is_failed_handshake(const gpr_log_func_args& line) {
+  return std::string_view(line.file).ends_with(kHandshakeFile) &&
+         std::string_view(line.message).starts_with(kHandshakeFailed);
+}
+
 bool is_progress(const gpr_log_func_args& line) {
   const std::string_view message(line.message);
   return std::string_view(line.file).ends_with(kProgressFile) &&
@@ -103,27 +112,37 @@ bool is_progress(const gpr_log_func_args& line) {
 spdlog::level::level_enum level_of(const gpr_log_func_args& line) {
   constexpr std::array<spdlog::level::level_enum, 3> kSeverities{
       spdlog::level::debug, spdlog::level::info, spdlog::level::err};
-  if (is_progress(line)) return spdlog::level::debug;
+  if (is_progress(line) || is_failed_handshake(line)) return spdlog::level::debug;
   return kSeverities.at(static_cast<std::size_t>(line.severity));
 }
 
-struct LibraryLimit {
-  std::mutex mutex;
-  LineLimit lines;
+// Lines of which strangers decide how many there are. Any thread.
+class LimitedLines {
+ public:
+  // False for a line too many. `left_out`: how many were before one that may be written.
+  bool may_write(std::uint64_t& left_out) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (!lines_.take(std::chrono::steady_clock::now())) return false;
+    left_out = lines_.take_left_out();
+    return true;
+  }
+
+ private:
+  std::mutex mutex_;
+  LineLimit lines_;
 };
 
-LibraryLimit& library_limit() {
-  static auto& instance = *std::make_unique<LibraryLimit>().release();
-  return instance;
-}
+// Each kind has its own, so that a flood of one hides nothing of another. They live as long as the
+// process, as the loggers do.
+struct Limits {
+  LimitedLines library;
+  LimitedLines logins;
+  LimitedLines handshakes;
+};
 
-// False for a line too many. `left_out`: how many were before one that may be written.
-bool may_write(std::uint64_t& left_out) {
-  LibraryLimit& limit = library_limit();
-  const std::lock_guard<std::mutex> lock(limit.mutex);
-  if (!limit.lines.take(std::chrono::steady_clock::now())) return false;
-  left_out = limit.lines.take_left_out();
-  return true;
+Limits& limits() {
+  static auto& instance = *std::make_unique<Limits>().release();
+  return instance;
 }
 
 void write_library_line(gpr_log_func_args* line) {
@@ -132,7 +151,9 @@ void write_library_line(gpr_log_func_args* line) {
   if (!library.should_log(level)) return;
   std::uint64_t left_out = 0;
   // Who asks for traces wants all of them.
-  if (!library.should_log(spdlog::level::debug) && !may_write(left_out)) return;
+  if (!library.should_log(spdlog::level::debug) && !limits().library.may_write(left_out)) {
+    return;
+  }
   if (left_out > 0) library.warn("{} lines of the libraries were left out", left_out);
   std::string text =
       std::string(line->file) + ":" + std::to_string(line->line) + "] " + one_line(line->message);
@@ -183,6 +204,25 @@ void log_error(std::string_view line) { write(spdlog::level::err, line); }
 
 void log_audit(std::string_view line) {
   if (loggers().audit != nullptr) loggers().audit->info(one_line(line));
+}
+
+void log_failed_login(std::string_view line) {
+  const auto& audit = loggers().audit;
+  std::uint64_t left_out = 0;
+  if (audit == nullptr || !limits().logins.may_write(left_out)) return;
+  if (left_out > 0) audit->warn("{} lines of failed logins were left out", left_out);
+  audit->info(one_line(line));
+}
+
+void log_failed_handshake(std::string_view line) {
+  const auto& server = loggers().server;
+  std::uint64_t left_out = 0;
+  if (server == nullptr || !server->should_log(spdlog::level::warn) ||
+      !limits().handshakes.may_write(left_out)) {
+    return;
+  }
+  if (left_out > 0) server->warn("{} lines of failed TLS handshakes were left out", left_out);
+  server->warn(one_line(line));
 }
 
 std::string one_line(std::string_view text) {

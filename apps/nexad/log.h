@@ -12,7 +12,8 @@ namespace nexad {
 bool is_log_level(std::string_view level);
 
 // Opens the log and sends gpr_log, gRPC's and the library's, into it, with the whole file name of
-// each line; what the library tells of its start, as errors that are none, is at "debug". Where
+// each line; what the libraries tell as errors that are none, or that the server tells better, is
+// at "debug". Where
 // standard error is a stream to the journal, lines carry their priority and no time: the journal
 // has its own. Above "debug" the libraries' lines are limited (line_limit.h). Not thread-safe;
 // later calls change the level.
@@ -27,6 +28,11 @@ void log_error(std::string_view line);
 
 // Written whatever the level is, under the name "audit".
 void log_audit(std::string_view line);
+
+// The same of a login that failed, and a warning of a TLS handshake that did. Strangers decide how
+// many there are, so each kind has a limit of its own (line_limit.h).
+void log_failed_login(std::string_view line);
+void log_failed_handshake(std::string_view line);
 
 // The text with every control character as \n, \t or \xNN; of more than 8 KiB the beginning and
 // how much follows.

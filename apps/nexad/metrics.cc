@@ -147,6 +147,8 @@ Metrics::Metrics()
           add_counter(*registry_, "nexad_updates_sent_total", "Updates sent to Subscribe calls")),
       overflows_(add_counter(*registry_, "nexad_subscription_overflows_total",
                              "Subscribe calls ended because the client did not read")),
+      failed_logins_(
+          add_counter(*registry_, "nexad_failed_logins_total", "Logins that were refused")),
       faults_(add_counter(*registry_, "nexad_faults_total", "Faults of the server's own")) {
   for (const char* name : kMethods) methods_.push_back(std::make_unique<Method>(*registry_, name));
 }
@@ -165,6 +167,11 @@ void Metrics::stream_closed() { streams_.Decrement(); }
 void Metrics::updates_sent(std::size_t leaves) { updates_.Increment(static_cast<double>(leaves)); }
 void Metrics::stream_overflowed() { overflows_.Increment(); }
 void Metrics::audit(const std::string& line) { log_audit(line); }
+
+void Metrics::login_failed(const std::string& line) {
+  failed_logins_.Increment();
+  log_failed_login(line);
+}
 
 void Metrics::fault(const std::string& line) {
   faults_.Increment();

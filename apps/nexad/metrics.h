@@ -28,6 +28,7 @@ class Metrics final : public nexa::host::ServiceObserver {
   void stream_closed() override;
   void updates_sent(std::size_t leaves) override;
   void stream_overflowed() override;
+  void login_failed(const std::string& line) override;
   void audit(const std::string& line) override;
   void fault(const std::string& line) override;
 
@@ -59,6 +60,7 @@ class Metrics final : public nexa::host::ServiceObserver {
   prometheus::Gauge& streams_;
   prometheus::Counter& updates_;
   prometheus::Counter& overflows_;
+  prometheus::Counter& failed_logins_;
   prometheus::Counter& faults_;
   std::unique_ptr<MetricsPage> page_;
 };

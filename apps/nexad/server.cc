@@ -2,33 +2,23 @@
 #include "server.h"
 
 #include <grpc/grpc.h>
-#include <grpcpp/ext/proto_server_reflection_plugin.h>
 #include <grpcpp/health_check_service_interface.h>
-#include <grpcpp/impl/server_builder_option.h>
 #include <grpcpp/resource_quota.h>
 
 #include <algorithm>
 #include <limits>
 #include <utility>
-#include <vector>
+
+#include "handshake_log.h"
+#include "log.h"
 
 namespace nexad {
 namespace {
 
 constexpr char kServiceName[] = "gnmi.gNMI";
 constexpr char kStoreName[] = "nexa.store";
-constexpr char kReflectionPlugin[] = "proto_server_reflection";
 // Clients may ask whether the server lives; more often than this is abuse.
 constexpr int kLeastPingIntervalMs = 10000;
-
-// The reflection library adds itself to every server of the process it is linked to.
-class WithoutReflection final : public grpc::ServerBuilderOption {
- public:
-  void UpdateArguments(grpc::ChannelArguments*) override {}
-  void UpdatePlugins(std::vector<std::unique_ptr<grpc::ServerBuilderPlugin>>* plugins) override {
-    std::erase_if(*plugins, [](const auto& plugin) { return plugin->name() == kReflectionPlugin; });
-  }
-};
 
 int milliseconds(std::uint64_t value) {
   return value == 0 ? std::numeric_limits<int>::max() : static_cast<int>(value);
@@ -60,15 +50,19 @@ void set_limits(const ServerConfig& config, grpc::ServerBuilder& builder) {
 
 std::unique_ptr<Server> Server::start(const ServerConfig& config, ListeningSockets sockets,
                                       std::shared_ptr<grpc::ServerCredentials> credentials,
-                                      grpc::Service& service, std::string& error) {
+                                      const OfferedServices& services, std::string& error) {
   grpc::EnableDefaultHealthCheckService(true);
-  if (config.reflection) grpc::reflection::InitProtoReflectionServerBuilderPlugin();
+  if (!config.insecure && !watch_handshakes()) {
+    log_warning("TLS handshakes that fail leave no line: OpenSSL takes no more data of sessions");
+  }
   auto result = std::make_unique<Server>(Passkey{});
   result->credentials_ = std::move(credentials);
   grpc::ServerBuilder builder;
   set_limits(config, builder);
-  if (!config.reflection) builder.SetOption(std::make_unique<WithoutReflection>());
-  builder.RegisterService(&service);
+  builder.RegisterService(&services.gnmi);
+  if (services.reflection != nullptr) {
+    builder.RegisterCallbackGenericService(services.reflection);
+  }
   result->acceptor_ = builder.experimental().AddExternalConnectionAcceptor(
       grpc::ServerBuilder::experimental_type::ExternalConnectionType::FROM_FD,
       result->credentials_);
@@ -85,6 +79,7 @@ std::unique_ptr<Server> Server::start(const ServerConfig& config, ListeningSocke
         grpc::experimental::ExternalConnectionAcceptor::NewConnectionParameters parameters;
         parameters.listener_fd = listening_socket;
         parameters.fd = connection;
+        const HandshakePeer peer(connection);
         acceptor->HandleNewConnection(&parameters);
       });
   if (!result->listener_->start()) {

@@ -2,6 +2,7 @@
 #ifndef APPS_NEXAD_SERVER_H_
 #define APPS_NEXAD_SERVER_H_
 
+#include <grpcpp/generic/async_generic_service.h>
 #include <grpcpp/grpcpp.h>
 
 #include <chrono>
@@ -14,6 +15,12 @@
 
 namespace nexad {
 
+// They outlive the server.
+struct OfferedServices {
+  grpc::Service& gnmi;
+  grpc::CallbackGenericService* reflection = nullptr;  // null: none
+};
+
 class Server {
   struct Passkey {};
 
@@ -22,11 +29,10 @@ class Server {
   // end of the server.
   using EndStreams = std::function<void()>;
 
-  // Serves on the sockets from now on. `service` outlives the server. nullptr with `error` set when
-  // gRPC or the machine cannot.
+  // Serves on the sockets from now on. nullptr with `error` set when gRPC or the machine cannot.
   static std::unique_ptr<Server> start(const ServerConfig& config, ListeningSockets sockets,
                                        std::shared_ptr<grpc::ServerCredentials> credentials,
-                                       grpc::Service& service, std::string& error);
+                                       const OfferedServices& services, std::string& error);
   explicit Server(Passkey) {}
   ~Server();
   Server(const Server&) = delete;

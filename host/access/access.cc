@@ -17,12 +17,21 @@ namespace nexa::access {
 namespace {
 
 constexpr char kRefused[] = "Authentication failed: user name, password or certificate is wrong";
+constexpr char kUsersDiffer[] = "Authentication failed: the call has two different user names";
+constexpr char kPasswordsDiffer[] = "Authentication failed: the call has two different passwords";
+constexpr char kSeveralNames[] =
+    "Authentication failed: the certificate has more than one common name";
+constexpr char kOtherUser[] =
+    "Authentication failed: the certificate is of one user and the user name of another";
 constexpr char kAnonymous[] = "anonymous";
 
-// Caller of a server that asks nobody for a password.
+grpc::Status unauthenticated(const char* text) { return {grpc::StatusCode::UNAUTHENTICATED, text}; }
+
+// Caller of a server that asks nobody for a password; what clients send of one is not looked at.
 class OpenAccess final : public AccessControl {
  public:
   grpc::Status authenticate(const Credentials& credentials, Caller& caller) override {
+    if (credentials.has_several_names) return unauthenticated(kSeveralNames);
     const bool named = credentials.certificate && !credentials.certificate_name.empty();
     caller.name = named ? std::string(credentials.certificate_name) : kAnonymous;
     caller.role = Role::kReadWrite;
@@ -79,12 +88,19 @@ class FileAccess final : public AccessControl {
         table_(std::make_shared<UserTable>(std::move(users))) {}
 
   grpc::Status authenticate(const Credentials& credentials, Caller& caller) override {
+    if (credentials.users_differ) return unauthenticated(kUsersDiffer);
+    if (credentials.passwords_differ) return unauthenticated(kPasswordsDiffer);
+    if (credentials.has_several_names) return unauthenticated(kSeveralNames);
     const std::shared_ptr<UserTable> table = current();
-    if (credentials.has_password) return with_password(*table, credentials, caller);
-    if (!credentials.certificate) return refused();
-    const User* user = table->find(credentials.certificate_name);
-    if (user == nullptr) return refused();
-    return accepted(credentials.certificate_name, *user, caller);
+    switch (proof_of(credentials)) {
+      case Proof::kPassword:
+        return with_password(*table, credentials, caller);
+      case Proof::kCertificate:
+        return with_certificate(*table, credentials, caller);
+      case Proof::kNone:
+        break;
+    }
+    return refused();
   }
 
   bool reload(std::string& error) override {
@@ -97,7 +113,7 @@ class FileAccess final : public AccessControl {
   }
 
  private:
-  static grpc::Status refused() { return {grpc::StatusCode::UNAUTHENTICATED, kRefused}; }
+  static grpc::Status refused() { return unauthenticated(kRefused); }
 
   static grpc::Status accepted(std::string_view name, const User& user, Caller& caller) {
     caller.name = name;
@@ -110,8 +126,23 @@ class FileAccess final : public AccessControl {
     return table_;
   }
 
+  static grpc::Status with_certificate(const UserTable& table, const Credentials& credentials,
+                                       Caller& caller) {
+    const User* user = table.find(credentials.certificate_name);
+    if (user == nullptr) return refused();
+    return accepted(credentials.certificate_name, *user, caller);
+  }
+
+  // A certificate beside the password may be of the machine that the client runs on. When its name
+  // is a user's, that user has to be the one who gives the password; which one of the two means it
+  // is not for the server to guess.
   grpc::Status with_password(UserTable& table, const Credentials& credentials,
                              Caller& caller) const {
+    if (credentials.certificate && !credentials.user.empty() &&
+        credentials.certificate_name != credentials.user &&
+        table.find(credentials.certificate_name) != nullptr) {
+      return unauthenticated(kOtherUser);
+    }
     const auto digest = key_.of(credentials.user, credentials.password);
     const auto of_name = key_.of(credentials.user, {});
     if (!digest || !of_name) return refused();
@@ -136,6 +167,15 @@ class FileAccess final : public AccessControl {
 };
 
 }  // namespace
+
+Proof proof_of(const Credentials& credentials) {
+  if (credentials.certificate && credentials.password.empty() &&
+      (credentials.user.empty() || credentials.user == credentials.certificate_name)) {
+    return Proof::kCertificate;
+  }
+  const bool has_none = credentials.user.empty() && credentials.password.empty();
+  return has_none ? Proof::kNone : Proof::kPassword;
+}
 
 std::unique_ptr<AccessControl> make_access_control(const std::string& users_file,
                                                    std::string& error) {

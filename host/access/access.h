@@ -13,15 +13,24 @@ namespace nexa::access {
 
 enum class Role : unsigned char { kReadOnly, kReadWrite };
 
-// The facts of one call that access is decided on. All are the client's word except
-// `certificate_name`, which TLS has verified; `certificate` tells whether there was one.
+// The facts of one call that access is decided on. User and password are the client's word and
+// empty when there is none; what concerns the certificate TLS has verified.
 struct Credentials {
-  bool has_password = false;
-  std::string_view user;      // metadata "username"
-  std::string_view password;  // metadata "password"
-  bool certificate = false;
-  std::string_view certificate_name;  // common name of the verified client certificate
+  std::string_view user;           // metadata "username"
+  std::string_view password;       // metadata "password"
+  bool users_differ = false;       // "username" is given with more than one value
+  bool passwords_differ = false;   // "password" is
+  bool certificate = false;        // whether there is a client certificate
+  bool has_several_names = false;  // it has more than one common name
+  std::string_view certificate_name;
 };
+
+// What of the credentials says who the caller is.
+enum class Proof : unsigned char { kNone, kPassword, kCertificate };
+
+// The certificate stands for the caller when there is no password, and no user name or the
+// certificate's own. An empty user name or password is the same as none. Any thread.
+Proof proof_of(const Credentials& credentials);
 
 struct Caller {
   std::string name;  // for the audit and the history; "anonymous" where nobody is asked for
@@ -33,8 +42,9 @@ class AccessControl {
  public:
   virtual ~AccessControl() = default;
 
-  // OK with `caller` set, or UNAUTHENTICATED with one text for every cause, so that a stranger
-  // learns nothing of which names exist.
+  // OK with `caller` set, or UNAUTHENTICATED. One text stands for every cause that depends on which
+  // users there are, so that a stranger learns nothing of that; credentials that contradict
+  // themselves are refused in words of their own.
   virtual grpc::Status authenticate(const Credentials& credentials, Caller& caller) = 0;
 
   // Reads the users again; on failure the users in place stay, and `error` says what and where.

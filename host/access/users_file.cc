@@ -101,9 +101,15 @@ std::optional<Users> parse_users(std::string_view text, const std::string& file,
 
 std::optional<Users> read_users(const std::string& file, std::string& error) {
   std::error_code fault;
-  const auto kind = std::filesystem::status(file, fault).type();
-  if (kind != std::filesystem::file_type::regular) {
+  const std::filesystem::file_status status = std::filesystem::status(file, fault);
+  if (status.type() != std::filesystem::file_type::regular) {
     error = file + ": cannot be read: " + (fault ? fault.message() : "it is not a file");
+    return std::nullopt;
+  }
+  using std::filesystem::perms;
+  if ((status.permissions() & perms::others_write) != perms::none) {
+    error =
+        file + ": every user of this machine can write it, and so become any user of the server";
     return std::nullopt;
   }
   errno = 0;

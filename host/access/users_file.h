@@ -23,7 +23,7 @@ using Users = std::unordered_map<std::string, User>;
 std::optional<Users> parse_users(std::string_view text, const std::string& file,
                                  std::string& error);
 
-// The same of the file's content.
+// The same of the file's content. A file that every user of the machine can write is refused.
 std::optional<Users> read_users(const std::string& file, std::string& error);
 
 }  // namespace nexa::access

@@ -1,3 +1,4 @@
+// Everything in a line is bounded: names and paths are the client's.
 #include "server/audit.h"
 
 #include <algorithm>
@@ -50,6 +51,19 @@ std::string audit_line(const SetAudit& audit, const gnmi::SetRequest& request) {
   if (audit.commit != 0) line.append(" commit=").append(std::to_string(audit.commit));
   const auto micros = std::chrono::duration_cast<std::chrono::microseconds>(audit.time);
   line.append(" time_us=").append(std::to_string(micros.count()));
+  return line;
+}
+
+std::string login_line(const CallIdentity& identity, const char* method,
+                       const grpc::Status& verdict) {
+  std::string line = "login user=" + text::quoted(identity.user, kMostNameBytes);
+  if (identity.certificate) {
+    line.append(" certificate=").append(text::quoted(identity.certificate_name, kMostNameBytes));
+  }
+  line.append(" peer=").append(text::quoted(identity.peer, kMostNameBytes));
+  line.append(" method=").append(method);
+  line.append(" verdict=").append(code_name(verdict.error_code()));
+  line.append(" reason=").append(text::quoted(verdict.error_message(), kMostReasonBytes));
   return line;
 }
 

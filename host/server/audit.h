@@ -1,4 +1,5 @@
-// The line that is kept of each Set, whatever came of it.
+// The lines that are kept of each Set that got past the login, whatever came of it, and of each
+// login that failed.
 #ifndef HOST_SERVER_AUDIT_H_
 #define HOST_SERVER_AUDIT_H_
 
@@ -9,6 +10,7 @@
 #include <string>
 
 #include "gnmi.pb.h"
+#include "server/call_identity.h"
 
 namespace nexa::host {
 
@@ -23,6 +25,10 @@ struct SetAudit {
 // One line of name=value fields, texts quoted and without control characters; paths beyond the
 // first few are counted only.
 std::string audit_line(const SetAudit& audit, const gnmi::SetRequest& request);
+
+// The same of a login that failed: the names that were claimed, and where from.
+std::string login_line(const CallIdentity& identity, const char* method,
+                       const grpc::Status& verdict);
 
 }  // namespace nexa::host
 

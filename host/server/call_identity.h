@@ -5,17 +5,21 @@
 
 #include <grpcpp/server_context.h>
 
+#include <cstddef>
 #include <string>
+#include <string_view>
 
 #include "access/access.h"
 
 namespace nexa::host {
 
 struct CallIdentity {
-  bool has_password = false;
   std::string user;
   std::string password;
+  bool users_differ = false;
+  bool passwords_differ = false;
   bool certificate = false;
+  bool has_several_names = false;
   std::string certificate_name;
   std::string peer;  // as gRPC writes addresses: "ipv4:127.0.0.1:40000"
 
@@ -27,8 +31,12 @@ struct CallIdentity {
 };
 
 // Reads the metadata "username" and "password" and the verified client certificate. A name or a
-// password that is given more than once counts as a wrong one. Any thread, while the call lives.
+// password that is given several times with one value counts once; with different values there is
+// none, and the identity says that they differ. Any thread, while the call lives.
 CallIdentity identify(const grpc::ServerContextBase& context);
+
+// How many common names a certificate's subject has, written as in RFC 2253 ("CN=a+O=b,C=de").
+std::size_t count_common_names(std::string_view subject);
 
 }  // namespace nexa::host
 

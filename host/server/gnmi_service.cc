@@ -6,6 +6,7 @@
 
 #include "server/get_request.h"
 #include "server/messages.h"
+#include "server/reflection_service.h"
 #include "server/service_core.h"
 #include "server/set_call.h"
 #include "server/subscribe_stream.h"
@@ -28,6 +29,7 @@ class Service final : public GnmiService, public gnmi::gNMI::CallbackService {
   ~Service() override { stop(); }
 
   grpc::Service& service() override { return *this; }
+  grpc::CallbackGenericService& reflection() override;
   void shutdown() override { stop(); }
 
   grpc::ServerUnaryReactor* Capabilities(grpc::CallbackServerContext* context,
@@ -51,7 +53,13 @@ class Service final : public GnmiService, public gnmi::gNMI::CallbackService {
 
   ServiceCore core_;
   StreamRegistry streams_;
+  std::unique_ptr<ReflectionService> reflection_;
 };
+
+grpc::CallbackGenericService& Service::reflection() {
+  if (reflection_ == nullptr) reflection_ = std::make_unique<ReflectionService>(core_);
+  return *reflection_;
+}
 
 grpc::ServerUnaryReactor* Service::answer(grpc::CallbackServerContext& context, const char* method,
                                           google::protobuf::Message& response,
@@ -59,7 +67,7 @@ grpc::ServerUnaryReactor* Service::answer(grpc::CallbackServerContext& context, 
   const auto call = std::make_shared<UnaryCall>(core_, context, method);
   grpc::ServerUnaryReactor* reactor = call->reactor();
   ServiceCore::Login login{
-      call->identity(), core_.workers, [call] { return call->cancelled(); }, {}};
+      call->identity(), method, core_.workers, [call] { return call->cancelled(); }, {}};
   login.then = [this, call, &response, serve = std::move(serve)](const grpc::Status& verdict,
                                                                  const access::Caller& /*caller*/) {
     if (!verdict.ok()) {
@@ -113,6 +121,7 @@ void Service::stop() {
   core_.stopping = true;
   core_.sampler.stop();
   streams_.close_all();
+  if (reflection_ != nullptr) reflection_->close_all();
   core_.logins.stop();
   core_.workers.stop();
   core_.rounds.stop();

@@ -3,6 +3,8 @@
 #ifndef HOST_SERVER_GNMI_SERVICE_H_
 #define HOST_SERVER_GNMI_SERVICE_H_
 
+#include <grpcpp/generic/async_generic_service.h>
+
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -33,7 +35,12 @@ class ServiceObserver {
   virtual void updates_sent(std::size_t /*leaves*/) {}
   virtual void stream_overflowed() {}
 
-  // One line for each Set, accepted or not: who, from where, what, the verdict, the commit.
+  // One line for each login that failed: who it claimed to be, from where. Strangers decide how
+  // many there are.
+  virtual void login_failed(const std::string& /*line*/) {}
+
+  // One line for each Set that got past the login, accepted or not: who, from where, what, the
+  // verdict, the commit.
   virtual void audit(const std::string& /*line*/) {}
 
   // A fault of the server's own, never of a client.
@@ -69,6 +76,9 @@ class GnmiService {
  public:
   virtual ~GnmiService() = default;
   virtual grpc::Service& service() = 0;
+  // Server reflection, versions v1 and v1alpha, for a server that is to offer it. It asks for
+  // credentials as every call does. Made by the first call; not thread-safe.
+  virtual grpc::CallbackGenericService& reflection() = 0;
   virtual void shutdown() = 0;
 };
 

@@ -20,8 +20,6 @@ inline constexpr char kTargetInPath[] = "a target is taken in the prefix only";
 inline constexpr char kAnswerTooLarge[] =
     "the answer is larger than the server sends, ask for less at a time";
 inline constexpr char kNoData[] = "no data";
-inline constexpr char kUnknownDataType[] = "Requested data type is not valid";
-inline constexpr char kUnknownSubscriptionMode[] = "the subscription's mode is not valid";
 inline constexpr char kEmptyEntry[] =
     "{} or null is no value for a list entry, give its members or delete it";
 
@@ -36,6 +34,7 @@ inline constexpr char kNotMaster[] = "Another client is master, the highest elec
 inline constexpr char kTooManyRoles[] = "Too many roles of master_arbitration";
 
 inline constexpr char kTooManyStreams[] = "Too many streams are open";
+inline constexpr char kNoReflectionRequest[] = "The message is no ServerReflectionRequest";
 inline constexpr char kNoSubscription[] = "The stream was closed before a subscription";
 inline constexpr char kStreamOverflow[] =
     "The client does not read fast enough, the stream's queue is full";

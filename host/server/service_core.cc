@@ -5,6 +5,7 @@
 #include <thread>
 #include <utility>
 
+#include "server/audit.h"
 #include "server/messages.h"
 #include "server/status_details.h"
 
@@ -45,8 +46,13 @@ grpc::Status ServiceCore::no_room() const {
   return {grpc::StatusCode::RESOURCE_EXHAUSTED, kTooManyRequests};
 }
 
+// Passwords are hashed.
+bool ServiceCore::is_slow(const Login& login) {
+  return access::proof_of(login.identity->credentials()) == access::Proof::kPassword;
+}
+
 bool ServiceCore::authenticate(Login login) {
-  WorkerPool& pool = login.identity->has_password ? logins : login.pool;
+  WorkerPool& pool = is_slow(login) ? logins : login.pool;
   return pool.post([this, login = std::move(login)] { judge(login); });
 }
 
@@ -64,8 +70,11 @@ void ServiceCore::judge(const Login& login) {
       parts.observer.fault(std::string("access control failed: ") + fault.what());
     }
   }
+  if (verdict.error_code() == grpc::StatusCode::UNAUTHENTICATED) {
+    parts.observer.login_failed(login_line(*login.identity, login.method, verdict));
+  }
   // The login thread goes back to logins.
-  if (!login.identity->has_password || !verdict.ok()) {
+  if (!is_slow(login) || !verdict.ok()) {
     login.then(verdict, caller);
   } else if (!login.pool.post([then = login.then, verdict, caller] { then(verdict, caller); })) {
     login.then(no_room(), caller);

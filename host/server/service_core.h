@@ -29,6 +29,7 @@ class ServiceCore {
   // What a call needs of its login. Both are called on threads of the core, one at a time.
   struct Login {
     std::shared_ptr<const CallIdentity> identity;
+    const char* method;                  // for the audit
     WorkerPool& pool;                    // where the call's work goes
     std::function<bool()> is_abandoned;  // whether nobody waits for the verdict any more
     std::function<void(const grpc::Status& verdict, const nexa::access::Caller& caller)> then;
@@ -57,6 +58,7 @@ class ServiceCore {
   Sampler sampler;
 
  private:
+  static bool is_slow(const Login& login);
   void judge(const Login& login);
 };
 

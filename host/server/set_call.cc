@@ -23,7 +23,7 @@ grpc::ServerUnaryReactor* SetCall::start() {
   grpc::ServerUnaryReactor* reactor = call_.reactor();
   const auto self = shared_from_this();
   ServiceCore::Login login{
-      call_.identity(), core_.workers, [self] { return self->call_.cancelled(); }, {}};
+      call_.identity(), "Set", core_.workers, [self] { return self->call_.cancelled(); }, {}};
   login.then = [self](const grpc::Status& verdict, const access::Caller& caller) {
     self->judged(verdict, caller);
   };
@@ -88,7 +88,10 @@ void SetCall::finish(const grpc::Status& verdict) {
   finished_ = true;
   audit_.verdict = verdict;
   audit_.time = call_.age();
-  core_.parts.observer.audit(audit_line(audit_, request_));
+  // A login that failed has a line already, and strangers must not fill the log with paths.
+  if (verdict.error_code() != grpc::StatusCode::UNAUTHENTICATED) {
+    core_.parts.observer.audit(audit_line(audit_, request_));
+  }
   const bool is_plain = !verdict.ok() && verdict.error_details().empty();
   call_.finish(is_plain ? with_details(verdict.error_code(), verdict.error_message(), nullptr)
                         : verdict);

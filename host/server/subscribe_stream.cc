@@ -31,8 +31,11 @@ void SubscribeStream::start() {
   self_ = shared_from_this();
   core_.parts.observer.stream_opened();
   auto identity = std::make_shared<const CallIdentity>(identify(context_));
-  ServiceCore::Login login{
-      std::move(identity), core_.rounds, [self = self_] { return self->is_over(); }, {}};
+  ServiceCore::Login login{std::move(identity),
+                           "Subscribe",
+                           core_.rounds,
+                           [self = self_] { return self->is_over(); },
+                           {}};
   login.then = [self = self_](const grpc::Status& verdict, const access::Caller& /*caller*/) {
     self->judged(verdict);
   };

@@ -17,11 +17,10 @@ namespace {
 
 using namespace nexa::access;
 
-constexpr char kRefused[] = "Authentication failed: user name, password or certificate is wrong";
+constexpr char kWrong[] = "user name, password or certificate is wrong";
 
 Credentials password(std::string_view user, std::string_view word) {
   Credentials credentials;
-  credentials.has_password = true;
   credentials.user = user;
   credentials.password = word;
   return credentials;
@@ -29,6 +28,12 @@ Credentials password(std::string_view user, std::string_view word) {
 
 Credentials certificate(std::string_view name) {
   Credentials credentials;
+  credentials.certificate = true;
+  credentials.certificate_name = name;
+  return credentials;
+}
+
+Credentials with_certificate(Credentials credentials, std::string_view name) {
   credentials.certificate = true;
   credentials.certificate_name = name;
   return credentials;
@@ -47,11 +52,11 @@ class UsersFile : public testing::Test {
 
   void write(const std::string& text) { std::ofstream(path_, std::ios::trunc) << text; }
 
-  void expect_refused(const Credentials& credentials) {
+  void expect_refused(const Credentials& credentials, const char* why = kWrong) {
     Caller caller;
     const grpc::Status status = access_->authenticate(credentials, caller);
     EXPECT_EQ(status.error_code(), grpc::StatusCode::UNAUTHENTICATED);
-    EXPECT_EQ(status.error_message(), kRefused);
+    EXPECT_EQ(status.error_message(), std::string("Authentication failed: ") + why);
     EXPECT_EQ(caller.name, "");
   }
 
@@ -111,6 +116,9 @@ TEST(OpenAccess, LetsEverybodyReadAndWrite) {
   EXPECT_EQ(caller.role, Role::kReadWrite);
   EXPECT_TRUE(access->authenticate(certificate("device-7"), caller).ok());
   EXPECT_EQ(caller.name, "device-7");
+  Credentials two = certificate("device-7");
+  two.has_several_names = true;
+  EXPECT_EQ(access->authenticate(two, caller).error_code(), grpc::StatusCode::UNAUTHENTICATED);
 }
 
 TEST_F(UsersFile, GivesTheRoleOfTheFile) {
@@ -134,10 +142,49 @@ TEST_F(UsersFile, RefusesEveryOtherCallerWithOneText) {
 }
 
 TEST_F(UsersFile, RefusesAWrongPasswordBesideAGoodCertificate) {
-  Credentials credentials = password("alice", "wrong");
-  credentials.certificate = true;
-  credentials.certificate_name = "robot";
-  expect_refused(credentials);
+  expect_refused(with_certificate(password("alice", "wrong"), "alice"));
+  expect_refused(with_certificate(password("", "wrong"), "alice"));
+  expect_refused(with_certificate(password("", "wonder"), "host-1"));
+}
+
+TEST_F(UsersFile, TakesEmptyNamesAndPasswordsForNone) {
+  expect_accepted(with_certificate(password("", ""), "robot"), "robot", Role::kReadWrite);
+  expect_refused(with_certificate(password("", ""), "carol"));
+  expect_refused(password("", ""));
+}
+
+TEST_F(UsersFile, TakesANameThatTheCertificateVouchesFor) {
+  expect_accepted(with_certificate(password("robot", ""), "robot"), "robot", Role::kReadWrite);
+  expect_refused(with_certificate(password("alice", ""), "host-1"));
+  expect_refused(with_certificate(password("carol", ""), "carol"));
+  expect_refused(password("robot", ""));
+}
+
+TEST_F(UsersFile, TakesAPasswordBesideTheCertificateOfAMachine) {
+  expect_accepted(with_certificate(password("alice", "wonder"), "host-1"), "alice",
+                  Role::kReadWrite);
+  expect_accepted(with_certificate(password("alice", "wonder"), ""), "alice", Role::kReadWrite);
+  expect_accepted(with_certificate(password("alice", "wonder"), "alice"), "alice",
+                  Role::kReadWrite);
+}
+
+TEST_F(UsersFile, RefusesCredentialsThatContradictThemselvesInWords) {
+  Credentials both = with_certificate(password("alice", "wonder"), "bob");
+  expect_refused(both, "the certificate is of one user and the user name of another");
+  both = with_certificate(password("alice", ""), "bob");
+  expect_refused(both, "the certificate is of one user and the user name of another");
+  both = password("", "wonder");
+  both.users_differ = true;
+  expect_refused(both, "the call has two different user names");
+  both = password("alice", "");
+  both.passwords_differ = true;
+  expect_refused(both, "the call has two different passwords");
+  both = certificate("robot");
+  both.users_differ = true;
+  expect_refused(both, "the call has two different user names");
+  both = certificate("robot");
+  both.has_several_names = true;
+  expect_refused(both, "the certificate has more than one common name");
 }
 
 TEST_F(UsersFile, RemembersARightPasswordOnly) {
@@ -177,6 +224,21 @@ TEST_F(UsersFile, KeepsItsUsersWhenTheNewFileIsWrong) {
   EXPECT_FALSE(access_->reload(error));
   EXPECT_EQ(error, path_ + ":1: the role is neither read-only nor read-write");
   expect_accepted(password("alice", "wonder"), "alice", Role::kReadWrite);
+}
+
+TEST_F(UsersFile, RefusesAFileThatEverybodyCanWrite) {
+  using std::filesystem::perms;
+  const std::string text =
+      path_ + ": every user of this machine can write it, and so become any user of the server";
+  write("mallory:read-write:*\n");
+  std::filesystem::permissions(path_, perms::others_write, std::filesystem::perm_options::add);
+  std::string error;
+  EXPECT_FALSE(access_->reload(error));
+  EXPECT_EQ(error, text);
+  expect_accepted(certificate("robot"), "robot", Role::kReadWrite);
+  expect_refused(certificate("mallory"));
+  EXPECT_EQ(make_access_control(path_, error), nullptr);
+  EXPECT_EQ(error, text);
 }
 
 TEST_F(UsersFile, ServesManyThreadsWhileItIsReloaded) {

@@ -1,7 +1,14 @@
 """The health service, and reflection when it is asked for."""
 
+import queue
+import time
+
+from google.protobuf import descriptor_pool, message_factory
+
 from kit import raw, report
 from kit.case import ServerCase
+from kit.server import Server
+from kit.tls import TlsCase
 
 
 class Health(ServerCase):
@@ -48,10 +55,96 @@ class Watch(ServerCase):
 class Reflection(ServerCase):
     flags = ["--insecure", "--reflection"]
 
+    SERVICES = [
+        "gnmi.gNMI",
+        "grpc.health.v1.Health",
+        "grpc.reflection.v1.ServerReflection",
+        "grpc.reflection.v1alpha.ServerReflection",
+    ]
+
     def test_lists_the_services(self):
-        services = raw.reflected_services(self.client.channel)
-        self.assertIn(b"gnmi.gNMI", services)
-        self.assertIn(b"grpc.health.v1.Health", services)
+        for version in raw.REFLECTION_VERSIONS:
+            with self.subTest(version=version):
+                answer = raw.reflected_services(self.client.channel, version=version)
+                listed = dict(raw.fields(answer))[6]
+                names = [dict(raw.fields(entry))[1] for _, entry in raw.fields(listed)]
+                self.assertEqual([name.decode() for name in names], self.SERVICES)
+
+    def test_describes_each_service_so_that_it_can_be_called(self):
+        for version in raw.REFLECTION_VERSIONS:
+            for name in self.SERVICES:
+                with self.subTest(version=version, service=name):
+                    files = raw.reflected_files(self.client.channel, name, version=version)
+                    pool = descriptor_pool.DescriptorPool()
+                    for file in reversed(files):
+                        pool.AddSerializedFile(file)
+                    service = pool.FindServiceByName(name)
+                    self.assertGreater(len(service.methods), 0)
+
+    def test_a_client_without_definitions_can_ask_for_health(self):
+        channel = self.client.channel
+        files = raw.reflected_files(channel, "grpc.health.v1.Health", version="v1")
+        pool = descriptor_pool.DescriptorPool()
+        for file in reversed(files):
+            pool.AddSerializedFile(file)
+        check = pool.FindServiceByName("grpc.health.v1.Health").FindMethodByName("Check")
+        answer = message_factory.MessageFactory(pool).GetPrototype(check.output_type)()
+        answer.ParseFromString(raw.health(channel))
+        status = answer.DESCRIPTOR.fields_by_name["status"].enum_type
+        self.assertEqual(status.values_by_number[answer.status].name, "SERVING")
+
+    def test_other_unknown_methods_are_unimplemented(self):
+        for method in ("/gnmi.gNMI/Destroy", "/grpc.reflection.v2.ServerReflection/Info"):
+            with self.subTest(method=method), self.refused("UNIMPLEMENTED"):
+                raw.call(self.client.channel, method)
+
+    def test_an_open_stream_does_not_delay_the_end(self):
+        server = Server(self.path("second"), self.schema, self.flags)
+        self.addCleanup(server.kill)
+        server.start()
+        with server.client() as client:
+            requests = queue.SimpleQueue()
+            requests.put(raw.field(raw.LIST_SERVICES, b""))
+            stream = client.channel.stream_stream(
+                "/grpc.reflection.v1.ServerReflection/ServerReflectionInfo",
+                request_serializer=None,
+                response_deserializer=None,
+            )(iter(requests.get, None), timeout=60)
+            next(iter(stream))
+            began = time.monotonic()
+            self.assertEqual(server.stop(), 0)
+            self.assertLess(time.monotonic() - began, 1.5)
+            with self.refused("UNAVAILABLE", "The server is shutting down"):
+                next(iter(stream))
+            requests.put(None)
+
+
+class ReflectionForUsers(TlsCase):
+    users = [("alice", "read-only", "correct horse")]
+
+    @classmethod
+    def prepare(cls):
+        super().prepare()
+        cls.flags.append("--reflection")
+
+    @classmethod
+    def make_client(cls):
+        return cls.as_client()
+
+    def test_asks_for_credentials_as_every_call_does(self):
+        for version in raw.REFLECTION_VERSIONS:
+            with self.subTest(version=version):
+                with self.refused("UNAUTHENTICATED"):
+                    raw.reflected_services(self.client.channel, version=version)
+                answer = raw.reflected_services(
+                    self.client.channel,
+                    version=version,
+                    metadata=[("username", "alice"), ("password", "correct horse")],
+                )
+                self.assertIn(b"gnmi.gNMI", answer)
+        self.assertIsNotNone(
+            self.server.wait_log(r"(?m)audit: login user=\"\" .* method=ServerReflectionInfo ")
+        )
 
 
 if __name__ == "__main__":

@@ -1,6 +1,7 @@
 """TLS, client certificates, users and roles: who is let in, and who may write."""
 
 import os
+import socket
 import subprocess
 
 import grpc
@@ -10,47 +11,9 @@ from kit import report
 from kit.case import ServerCase
 from kit.certificates import Authority
 from kit.server import DidNotStart, Server
+from kit.tls import TlsCase
 
 LEVEL = "/test-rules:rules/level"
-
-
-def password_hash(password):
-    """SHA-512 as crypt(5) writes it."""
-    return subprocess.run(
-        ["openssl", "passwd", "-6", password], check=True, capture_output=True, text=True
-    ).stdout.strip()
-
-
-class TlsCase(ServerCase):
-    client_authority = False
-    users = None
-
-    @classmethod
-    def prepare(cls):
-        cls.authority = Authority(cls.path("ca"))
-        cls.cert, cls.key = cls.authority.issue("server")
-        cls.flags = ["--tls-cert", cls.cert, "--tls-key", cls.key]
-        if cls.client_authority:
-            cls.flags += ["--tls-ca", cls.authority.file]
-        if cls.users:
-            lines = [
-                f"{name}:{role}:{password_hash(password) if password else '*'}"
-                for name, role, password in cls.users
-            ]
-            cls.users_file = cls.write("users", "# test users\n" + "\n".join(lines) + "\n", 0o600)
-            cls.flags += ["--users", cls.users_file]
-
-    @classmethod
-    def make_client(cls):
-        return cls.as_client()
-
-    @classmethod
-    def as_client(cls, **how):
-        return Client(cls.server.address, ca=cls.authority.file, **how)
-
-    def certificate_of(self, name):
-        cert, key = self.authority.issue(name)
-        return {"cert": cert, "key": key}
 
 
 class Tls(TlsCase):
@@ -81,6 +44,38 @@ class Tls(TlsCase):
             self.assertNotEqual(ran.returncode, 0)
 
 
+    def test_a_failed_handshake_names_its_peer(self):
+        with Client(self.server.address, insecure=True, timeout=5) as client:
+            with self.refused("UNAVAILABLE"):
+                client.capabilities()
+        self.assert_handshake_failed("the client does not speak TLS")
+        stranger = Authority(self.path("another-stranger"))
+        with Client(self.server.address, ca=stranger.file, timeout=5) as client:
+            with self.refused("UNAVAILABLE"):
+                client.capabilities()
+        self.assert_handshake_failed("the client gave up or was too slow")
+        # gRPC's client goes without a word; others tell why.
+        subprocess.run(
+            ["openssl", "s_client", "-verify_return_error", "-CAfile", stranger.file]
+            + ["-connect", self.server.address],
+            input="",
+            capture_output=True,
+            text=True,
+            timeout=20,
+        )
+        self.assert_handshake_failed("the client says: unknown CA")
+
+    def test_handshakes_that_succeed_leave_no_line(self):
+        with self.as_client() as client:
+            client.capabilities()
+        with socket.socket() as plain:
+            host, port = self.server.address.split(":")
+            plain.connect((host, int(port)))
+            port = plain.getsockname()[1]
+        self.client.capabilities()
+        self.assertNotIn(f"TLS handshake with 127.0.0.1:{port} ", self.server.log())
+
+
 class MutualTls(TlsCase):
     client_authority = True
 
@@ -101,6 +96,17 @@ class MutualTls(TlsCase):
         cert, key = Authority(self.path("stranger")).issue("operator")
         with self.as_client(cert=cert, key=key, timeout=5) as client, self.refused("UNAVAILABLE"):
             client.capabilities()
+
+    def test_a_failed_handshake_names_its_peer_and_the_reason(self):
+        with self.as_client(timeout=5) as client, self.refused("UNAVAILABLE"):
+            client.capabilities()
+        self.assert_handshake_failed("peer did not return a certificate")
+        cert, key = Authority(self.path("stranger2")).issue("operator")
+        with self.as_client(cert=cert, key=key, timeout=5) as client, self.refused("UNAVAILABLE"):
+            client.capabilities()
+        self.assert_handshake_failed("certificate verify failed: unable to get local issuer")
+        # The library's own line says nothing more.
+        self.assertNotIn("Handshake failed with fatal error", self.server.log())
 
     def test_the_audit_names_the_certificate(self):
         self.client.set(update=[(LEVEL, 5)])
@@ -168,6 +174,35 @@ class Users(TlsCase):
             bob.set(update=[(LEVEL, 9)])
         self.assertIsNotNone(self.server.wait_log(r"(?m)^.*audit.*bob.*PERMISSION_DENIED.*$"))
 
+    def test_each_failed_login_leaves_an_audit_line(self):
+        with self.as_client(user="mallory", password="sEcReT-guess") as client:
+            self.assert_refused_everywhere(client, "UNAUTHENTICATED")
+        for method in ("Capabilities", "Get", "Set", "Subscribe"):
+            with self.subTest(method=method):
+                self.assertIsNotNone(
+                    self.server.wait_log(
+                        r'(?m)audit: login user="mallory" peer="ipv4:127\.0\.0\.1:\d+" '
+                        rf"method={method} verdict=UNAUTHENTICATED reason="
+                    ),
+                    self.server.log(),
+                )
+        self.assertIsNone(self.server.wait_log(r'audit: set user="mallory"', timeout=0))
+
+    def test_one_value_given_twice_counts_once(self):
+        with self.as_client() as client:
+            name, word = ("username", "alice"), ("password", "correct horse")
+            client.metadata = [name, word, name, word]
+            client.set(update=[(LEVEL, 11)])
+            for other, text in (
+                (("username", "bob"), "the call has two different user names"),
+                (("password", "battery"), "the call has two different passwords"),
+                (("password", ""), "the call has two different passwords"),
+            ):
+                client.metadata = [name, word, other]
+                with self.subTest(other=other):
+                    with self.refused("UNAUTHENTICATED", "Authentication failed: " + text):
+                        client.capabilities()
+
     def test_no_password_reaches_the_log(self):
         with self.as_client(user="alice", password="sEcReT-guess") as client:
             with self.refused("UNAUTHENTICATED"):
@@ -192,7 +227,11 @@ class Users(TlsCase):
 
 class UsersByCertificate(TlsCase):
     client_authority = True
-    users = [("operator", "read-write", None), ("monitor", "read-only", None)]
+    users = [
+        ("operator", "read-write", None),
+        ("monitor", "read-only", None),
+        ("dora", "read-write", "good word"),
+    ]
 
     @classmethod
     def make_client(cls):
@@ -205,6 +244,51 @@ class UsersByCertificate(TlsCase):
             self.assertEqual(monitor.value(LEVEL), 2)
             with self.refused("PERMISSION_DENIED"):
                 monitor.set(update=[(LEVEL, 3)])
+
+    def test_empty_names_and_passwords_beside_a_certificate_are_none(self):
+        for metadata in (
+            [("username", ""), ("password", "")],
+            [("username", "")],
+            [("username", "operator")],
+            [("username", "operator"), ("password", "")],
+            [("username", "operator"), ("username", "operator")],
+        ):
+            with self.subTest(metadata=metadata):
+                self.client.metadata = metadata
+                self.client.set(update=[(LEVEL, 12)])
+        self.client.metadata = []
+
+    def test_a_certificate_vouches_for_its_own_user_only(self):
+        wrong = "user name, password or certificate is wrong"
+        other = "the certificate is of one user and the user name of another"
+        for metadata, text in (
+            ([("username", "monitor")], other),
+            ([("username", "monitor"), ("password", "x")], other),
+            ([("username", "dora"), ("password", "good word")], other),
+            ([("username", "operator"), ("password", "x")], wrong),
+            ([("password", "x")], wrong),
+        ):
+            with self.subTest(metadata=metadata):
+                self.client.metadata = metadata
+                with self.refused("UNAUTHENTICATED", "Authentication failed: " + text):
+                    self.client.capabilities()
+        self.client.metadata = []
+
+    def test_a_password_counts_beside_the_certificate_of_a_machine(self):
+        with self.as_client(**self.certificate_of("host-7")) as client:
+            with self.refused("UNAUTHENTICATED"):
+                client.capabilities()
+            client.metadata = [("username", "dora"), ("password", "good word")]
+            client.set(update=[(LEVEL, 13)])
+
+    def test_a_certificate_with_two_names_is_refused(self):
+        cert, key = self.authority.issue("two", common_name="operator/CN=monitor")
+        with self.as_client(cert=cert, key=key) as client:
+            with self.refused(
+                "UNAUTHENTICATED",
+                "Authentication failed: the certificate has more than one common name",
+            ):
+                client.capabilities()
 
     def test_a_name_that_no_user_has_is_refused(self):
         with self.as_client(**self.certificate_of("mallory")) as mallory:
@@ -243,6 +327,12 @@ class Start(ServerCase):
     def test_a_users_file_with_an_error_names_the_line(self):
         users = self.write("bad-users", "alice:read-write:*\nbob:emperor:*\n", 0o600)
         self.refuse_start(["--insecure", "--users", users], f"{users}:2")
+
+    def test_a_users_file_that_everybody_can_write(self):
+        users = self.write("open-users", "alice:read-write:*\n", 0o666)
+        self.refuse_start(
+            ["--insecure", "--users", users], f"{users}: every user of this machine can write it"
+        )
 
 
 if __name__ == "__main__":

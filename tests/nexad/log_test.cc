@@ -56,6 +56,8 @@ std::string log_of(const char* level, bool journal) {
   log_info("told\nforged: line\x1b[0m");
   log_error("wrong");
   log_audit("alice set");
+  log_failed_login("mallory\nlogin");
+  log_failed_handshake("TLS handshake with mallory");
   gpr_log("rooms/of/the/library.cc", 7, GPR_LOG_SEVERITY_ERROR, "%s", "refused");
   gpr_log("rooms/of/the/library.cc", 8, GPR_LOG_SEVERITY_DEBUG, "%s", "walked");
   gpr_log(kMapper, 9, GPR_LOG_SEVERITY_ERROR, "%s", "toBeWalked: empty vector");
@@ -63,6 +65,8 @@ std::string log_of(const char* level, bool journal) {
           "ServiceKestrelNamespaceMapperImpl::populate moduleName [ m ]");
   gpr_log(kMapper, 11, GPR_LOG_SEVERITY_ERROR, "%s", "root node registration failed");
   gpr_log("rooms/of/another.cc", 12, GPR_LOG_SEVERITY_ERROR, "%s", "toBeWalked: empty vector");
+  gpr_log("core/ssl_transport_security.cc", 13, GPR_LOG_SEVERITY_ERROR, "%s",
+          "Handshake failed with fatal error SSL_ERROR_SSL: why.");
   return captured.take();
 }
 
@@ -88,6 +92,8 @@ TEST(Log, WritesOneLineForEachEvent) {
                          "info nexad: told\\nforged: line\\x1B[0m\n"
                          "error nexad: wrong\n"
                          "info audit: alice set\n"
+                         "info audit: mallory\\nlogin\n"
+                         "warning nexad: TLS handshake with mallory\n"
                          "error library: rooms/of/the/library.cc:7] refused\n"
                          "error library: src/nexa_srv_kestrel_namespace_mapper_impl.cc:11] root "
                          "node registration failed\n"
@@ -102,6 +108,8 @@ TEST(Log, ShowsEverythingAtDebug) {
                          "info nexad: told\\nforged: line\\x1B[0m\n"
                          "error nexad: wrong\n"
                          "info audit: alice set\n"
+                         "info audit: mallory\\nlogin\n"
+                         "warning nexad: TLS handshake with mallory\n"
                          "error library: rooms/of/the/library.cc:7] refused\n"
                          "debug library: rooms/of/the/library.cc:8] walked\n"
                          "debug library: src/nexa_srv_kestrel_namespace_mapper_impl.cc:9] "
@@ -110,7 +118,9 @@ TEST(Log, ShowsEverythingAtDebug) {
                          "ServiceKestrelNamespaceMapperImpl::populate moduleName [ m ]\n"
                          "error library: src/nexa_srv_kestrel_namespace_mapper_impl.cc:11] root "
                          "node registration failed\n"
-                         "error library: rooms/of/another.cc:12] toBeWalked: empty vector\n"),
+                         "error library: rooms/of/another.cc:12] toBeWalked: empty vector\n"
+                         "debug library: core/ssl_transport_security.cc:13] Handshake failed with "
+                         "fatal error SSL_ERROR_SSL: why.\n"),
               testing::ExitedWithCode(0), "");
 }
 
@@ -119,6 +129,7 @@ TEST(Log, KeepsTheAuditWhateverTheLevel) {
   EXPECT_EXIT(expect_log("error", false,
                          "error nexad: wrong\n"
                          "info audit: alice set\n"
+                         "info audit: mallory\\nlogin\n"
                          "error library: rooms/of/the/library.cc:7] refused\n"
                          "error library: src/nexa_srv_kestrel_namespace_mapper_impl.cc:11] root "
                          "node registration failed\n"
@@ -132,6 +143,8 @@ TEST(Log, GivesPrioritiesAndNoTimesToTheJournal) {
                          "<6>nexad: told\\nforged: line\\x1B[0m\n"
                          "<3>nexad: wrong\n"
                          "<6>audit: alice set\n"
+                         "<6>audit: mallory\\nlogin\n"
+                         "<4>nexad: TLS handshake with mallory\n"
                          "<3>library: rooms/of/the/library.cc:7] refused\n"
                          "<3>library: src/nexa_srv_kestrel_namespace_mapper_impl.cc:11] root "
                          "node registration failed\n"
@@ -174,6 +187,34 @@ TEST(Log, LimitsTheLinesThatTheLibrariesWriteForStrangers) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(expect_limit(), testing::ExitedWithCode(0), "");
   EXPECT_EXIT(expect_everything(), testing::ExitedWithCode(0), "");
+}
+
+// Lines of a flood of failed logins and handshakes, and whether the last two name what is missing.
+void expect_limits_of_strangers() {
+  CapturedError captured(false);
+  start_log("info");
+  for (int i = 0; i < 1000; ++i) {
+    log_failed_login("login " + std::to_string(i));
+    log_failed_handshake("handshake " + std::to_string(i));
+  }
+  log_audit("alice set");
+  std::this_thread::sleep_for(std::chrono::milliseconds(250));
+  log_failed_login("login again");
+  log_failed_handshake("handshake again");
+  const std::string text = captured.take();
+  const auto has = [&text](const char* line) { return text.find(line) != std::string::npos; };
+  const bool all = has("audit: login 199\n") && !has("login 999") && !has("handshake 999") &&
+                   has("nexad: handshake 199\n") && has("audit: alice set\n") &&
+                   has(" lines of failed logins were left out\n") && has("audit: login again\n") &&
+                   has(" lines of failed TLS handshakes were left out\n") &&
+                   has("nexad: handshake again\n");
+  if (!all) std::fprintf(stderr, "%s", text.c_str());
+  _exit(all ? 0 : 1);
+}
+
+TEST(Log, LimitsTheLinesOfFailedLoginsAndHandshakes) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(expect_limits_of_strangers(), testing::ExitedWithCode(0), "");
 }
 
 TEST(OneLine, ShowsControlsOfBothRanges) {

@@ -47,6 +47,7 @@ TEST(Metrics, ShowsWhatWasCounted) {
   metrics.stream_closed();
   metrics.updates_sent(20);
   metrics.stream_overflowed();
+  metrics.login_failed("login of a stranger");
   metrics.fault("disk on fire");
   metrics.add_value("nexad_commit_number", "Number of the newest commit", true, [] { return 7.0; });
   metrics.add_values("nexad_failures_total", "Failures, by reason", "reason", [] {
@@ -60,9 +61,9 @@ TEST(Metrics, ShowsWhatWasCounted) {
         "nexad_call_seconds_count{method=\"Set\"} 3",
         "nexad_call_seconds_bucket{method=\"Set\",le=\"0.005\"} 2", "nexad_subscriptions 1",
         "nexad_updates_sent_total 20", "nexad_subscription_overflows_total 1",
-        "nexad_faults_total 1", "# TYPE nexad_commit_number counter", "nexad_commit_number 7",
-        "# TYPE nexad_failures_total counter", "nexad_failures_total{reason=\"died\"} 2",
-        "nexad_failures_total{reason=\"too_long\"} 0"}) {
+        "nexad_failed_logins_total 1", "nexad_faults_total 1", "# TYPE nexad_commit_number counter",
+        "nexad_commit_number 7", "# TYPE nexad_failures_total counter",
+        "nexad_failures_total{reason=\"died\"} 2", "nexad_failures_total{reason=\"too_long\"} 0"}) {
     EXPECT_NE(text.find(std::string(line) + "\n"), std::string::npos) << line << "\n" << text;
   }
   EXPECT_EQ(text.find("Unknown"), std::string::npos);

@@ -1,4 +1,4 @@
-// The gRPC server around a service: encryption and its renewal, limits, health, reflection, and
+// The gRPC server around a service: encryption and its renewal, limits, health, and
 // peers that do not speak gRPC.
 #include "server.h"
 
@@ -63,7 +63,7 @@ class ServerTest : public testing::Test {
   void start(std::shared_ptr<grpc::ServerCredentials> credentials) {
     std::string error;
     server_ = Server::start(config_, open_listening_sockets(*parse_address("127.0.0.1:0"), error),
-                            std::move(credentials), service_, error);
+                            std::move(credentials), {service_}, error);
     ASSERT_NE(server_, nullptr) << error;
   }
 
@@ -198,29 +198,6 @@ TEST_F(ServerTest, TellsItsHealth) {
   server_->stop([&] { at_the_end = health(held, ""); }, 200ms);
   EXPECT_EQ(at_the_end, 2);
   server_.reset();
-}
-
-grpc::StatusCode reflection(const std::shared_ptr<grpc::Channel>& channel) {
-  grpc::ClientContext context;
-  context.set_deadline(std::chrono::system_clock::now() + 5s);
-  const grpc::internal::RpcMethod method(
-      "/grpc.reflection.v1alpha.ServerReflection/ServerReflectionInfo",
-      grpc::internal::RpcMethod::BIDI_STREAMING, channel);
-  std::unique_ptr<grpc::ClientReaderWriter<gnmi::ModelData, gnmi::ModelData>> stream(
-      grpc::internal::ClientReaderWriterFactory<gnmi::ModelData, gnmi::ModelData>::Create(
-          channel.get(), method, &context));
-  stream->WritesDone();
-  return stream->Finish().error_code();
-}
-
-TEST_F(ServerTest, OffersReflectionOnlyWhenAsked) {
-  start(grpc::InsecureServerCredentials());
-  EXPECT_EQ(reflection(channel(grpc::InsecureChannelCredentials())),
-            grpc::StatusCode::UNIMPLEMENTED);
-  server_->stop({}, 200ms);
-  config_.reflection = true;
-  start(grpc::InsecureServerCredentials());
-  EXPECT_EQ(reflection(channel(grpc::InsecureChannelCredentials())), grpc::StatusCode::OK);
 }
 
 TEST_F(EncryptedServerTest, ServesWithItsCertificate) {

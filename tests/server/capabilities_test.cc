@@ -44,11 +44,13 @@ TEST_F(Capabilities, AreNotForStrangers) {
   EXPECT_EQ(shown(ask(response)), "0 ");
 }
 
-TEST_F(Capabilities, APasswordGivenTwiceIsAWrongOne) {
+TEST_F(Capabilities, APasswordGivenTwiceCountsOnceAndTwoAreWrong) {
   access.users["alice"] = {"secret", nexa::access::Role::kReadOnly};
   start();
   metadata = {{"username", "alice"}, {"password", "secret"}, {"password", "secret"}};
   gnmi::CapabilityResponse response;
+  EXPECT_EQ(shown(ask(response)), "0 ");
+  metadata = {{"username", "alice"}, {"password", "secret"}, {"password", "guess"}};
   EXPECT_EQ(shown(ask(response)), "16 who are you");
 }
 

@@ -1,5 +1,6 @@
 // What of a call reaches access control? Metadata, and the certificate that TLS has verified.
 #include "nexad/test_certificates.h"
+#include "server/call_identity.h"
 #include "server/support/service_fixture.h"
 #include "server/support/stream_client.h"
 
@@ -30,11 +31,34 @@ TEST_F(Identity, OfAPlainCallIsItsMetadata) {
   metadata = {{"username", "alice"}, {"password", "secret"}};
   EXPECT_EQ(seen(new_channel()), "0 alice/secret/-");
   metadata = {{"username", "alice"}};
-  EXPECT_EQ(seen(new_channel()), "0 alice//-");
+  EXPECT_EQ(seen(new_channel()), "0 alice/-/-");
   metadata = {{"password", "secret"}};
-  EXPECT_EQ(seen(new_channel()), "0 /secret/-");
+  EXPECT_EQ(seen(new_channel()), "0 -/secret/-");
+}
+
+TEST_F(Identity, CountsOneValueOnceHoweverOftenItIsGiven) {
+  start();
+  metadata = {{"username", "alice"}, {"username", "alice"}, {"password", "s"}, {"password", "s"}};
+  EXPECT_EQ(seen(new_channel()), "0 alice/s/-");
   metadata = {{"username", "alice"}, {"username", "bob"}, {"password", "secret"}};
-  EXPECT_EQ(seen(new_channel()), "0 /secret/-");
+  EXPECT_EQ(seen(new_channel()), "0 ?/secret/-");
+  metadata = {{"username", "alice"}, {"password", "a"}, {"password", "a"}, {"password", "b"}};
+  EXPECT_EQ(seen(new_channel()), "0 alice/?/-");
+  metadata = {{"username", "alice"}, {"username", ""}, {"password", "a"}};
+  EXPECT_EQ(seen(new_channel()), "0 ?/a/-");
+}
+
+TEST(CountCommonNames, KnowsNamesFromWhatValuesSay) {
+  using nexa::host::count_common_names;
+  EXPECT_EQ(count_common_names(""), 0U);
+  EXPECT_EQ(count_common_names("O=CN=a"), 0U);
+  EXPECT_EQ(count_common_names("CN=a"), 1U);
+  EXPECT_EQ(count_common_names("CN=a,O=b"), 1U);
+  EXPECT_EQ(count_common_names(R"(CN=a\,CN=b,O=c)"), 1U);
+  EXPECT_EQ(count_common_names(R"(CN=a\,O=c)"), 1U);
+  EXPECT_EQ(count_common_names(R"(CN=a\,CN\=b)"), 1U);
+  EXPECT_EQ(count_common_names(R"(CN=a\\,CN=b)"), 2U);
+  EXPECT_EQ(count_common_names("O=x+CN=a,CN=b"), 2U);
 }
 
 TEST_F(Identity, OfAStreamIsTheSame) {
@@ -88,6 +112,18 @@ TEST_F(TlsIdentity, HasTheCommonNameOfTheCertificate) {
   EXPECT_EQ(seen(channel("dave")), "0 -/-/dave");
   metadata = {{"username", "alice"}, {"password", "secret"}};
   EXPECT_EQ(seen(channel("dave")), "0 alice/secret/dave");
+}
+
+TEST_F(TlsIdentity, NoticesASecondCommonName) {
+  certificates.run(
+      "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 2 "
+      "-subj '/CN=dave/O=x/CN=erin' -CA ca.crt -CAkey ca.key -keyout two.key -out two.crt");
+  certificates.run(
+      "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 2 "
+      "-subj '/CN=dave,CN=erin' -CA ca.crt -CAkey ca.key -keyout comma.key -out comma.crt");
+  serve(GRPC_SSL_REQUEST_AND_REQUIRE_CLIENT_CERTIFICATE_AND_VERIFY);
+  EXPECT_EQ(seen(channel("two")).substr(0, 7), "0 -/-/?");
+  EXPECT_EQ(seen(channel("comma")), "0 -/-/dave,CN=erin");
 }
 
 TEST_F(TlsIdentity, ACertificateOfAnotherAuthorityDoesNotReachAccessControl) {

@@ -1,11 +1,18 @@
 // Who may Set, and what is kept of it?
+#include <gmock/gmock.h>
+
 #include "server/audit.h"
 #include "server/support/service_fixture.h"
+#include "server/support/stream_client.h"
 
 namespace nexa_test {
 namespace {
 
 using nexa::access::Role;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::StartsWith;
 
 class SetAudit : public ServiceTest {
  protected:
@@ -57,11 +64,36 @@ TEST_F(SetAudit, ReadersMayNotSet) {
   EXPECT_TRUE(store.commits().empty());
 }
 
-TEST_F(SetAudit, StrangersAreKeptToo) {
+TEST_F(SetAudit, OfStrangersTheLoginIsKept) {
   EXPECT_EQ(answer("mallory", "x"), "16 who are you");
-  EXPECT_EQ(line(),
-            "set user=\"mallory\" deletes=0 replaces=0 updates=1 operations=\"update[0] "
-            "/example-device:device/name\" verdict=UNAUTHENTICATED reason=\"who are you\"");
+  EXPECT_EQ(line(), "none");
+  gnmi::GetResponse response;
+  metadata.clear();
+  EXPECT_EQ(shown(get(gnmi::GetRequest(), response)), "16 who are you");
+  StreamClient stream(stub(), std::chrono::seconds(20), {{"username", "eve"}});
+  EXPECT_EQ(stream.end(), "16 who are you");
+  const std::vector<std::string> lines = recorder.failed_logins();
+  ASSERT_EQ(lines.size(), 3U);
+  EXPECT_THAT(lines[0],
+              MatchesRegex(R"(login user="mallory" peer="ipv4:127.0.0.1:[0-9]+" method=Set )"
+                           R"(verdict=UNAUTHENTICATED reason="who are you")"));
+  EXPECT_THAT(lines[1],
+              MatchesRegex(R"(login user="" peer="ipv4:127.0.0.1:[0-9]+" method=Get .*)"));
+  EXPECT_THAT(lines[2], MatchesRegex(R"(login user="eve" peer=.* method=Subscribe .*)"));
+}
+
+TEST(LoginLine, HasNoControlCharactersAndABound) {
+  nexa::host::CallIdentity identity;
+  identity.user = "eve\nset user=\"root\"" + std::string(10000, 'x');
+  identity.certificate = true;
+  identity.certificate_name = std::string("a\0b", 3);
+  identity.peer = "ipv4:1.2.3.4:5";
+  const std::string line = nexa::host::login_line(
+      identity, "Get", {grpc::StatusCode::UNAUTHENTICATED, "who\x1b[31m are you"});
+  EXPECT_THAT(line, StartsWith(R"(login user="eve\x0Aset user=\"root\")"));
+  EXPECT_THAT(line, HasSubstr(R"( certificate="a\x00b" peer="ipv4:1.2.3.4:5" method=Get )"));
+  EXPECT_THAT(line, EndsWith(R"(reason="who\x1B[31m are you")"));
+  EXPECT_LT(line.size(), 400U);
 }
 
 TEST_F(SetAudit, RefusedRequestsAreKept) {

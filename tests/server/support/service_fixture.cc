@@ -55,6 +55,11 @@ void Recorder::audit(const std::string& line) {
   audit_lines_.push_back(line);
 }
 
+void Recorder::login_failed(const std::string& line) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  failed_logins_.push_back(line);
+}
+
 void Recorder::fault(const std::string& line) {
   const std::lock_guard<std::mutex> lock(mutex_);
   faults_.push_back(line);
@@ -63,6 +68,11 @@ void Recorder::fault(const std::string& line) {
 std::vector<std::string> Recorder::audit_lines() const {
   const std::lock_guard<std::mutex> lock(mutex_);
   return audit_lines_;
+}
+
+std::vector<std::string> Recorder::failed_logins() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return failed_logins_;
 }
 
 std::vector<std::string> Recorder::faults() const {
@@ -90,22 +100,32 @@ std::size_t Recorder::leaves() const {
   return leaves_;
 }
 
+namespace {
+
+std::string word(bool is_given, bool is_several, std::string_view text) {
+  if (is_several) return "?" + std::string(text);
+  return is_given ? std::string(text) : "-";
+}
+
+}  // namespace
+
 grpc::Status FakeAccess::authenticate(const Credentials& credentials, Caller& caller) {
   if (before_authenticate) before_authenticate();
   {
     const std::lock_guard<std::mutex> lock(mutex_);
-    last_shown_ = credentials.has_password
-                      ? std::string(credentials.user) + "/" + std::string(credentials.password)
-                      : "-/-";
-    last_shown_ += credentials.certificate ? "/" + std::string(credentials.certificate_name) : "/-";
+    last_shown_ =
+        word(!credentials.user.empty(), credentials.users_differ, credentials.user) + "/" +
+        word(!credentials.password.empty(), credentials.passwords_differ, credentials.password) +
+        "/" +
+        word(credentials.certificate, credentials.has_several_names, credentials.certificate_name);
   }
   if (users.empty()) {
     caller = {"anonymous", Role::kReadWrite};
     return grpc::Status::OK;
   }
   const auto user = users.find(std::string(credentials.user));
-  if (!credentials.has_password || user == users.end() ||
-      user->second.password != credentials.password) {
+  if (nexa::access::proof_of(credentials) != nexa::access::Proof::kPassword ||
+      user == users.end() || user->second.password != credentials.password) {
     return {grpc::StatusCode::UNAUTHENTICATED, "who are you"};
   }
   caller = {user->first, user->second.role};
@@ -130,6 +150,7 @@ void ServiceTest::start() {
   builder.AddListeningPort("127.0.0.1:0", credentials, &port_);
   builder.SetMaxReceiveMessageSize(max_receive_bytes);
   builder.RegisterService(&service->service());
+  if (offer_reflection) builder.RegisterCallbackGenericService(&service->reflection());
   server_ = builder.BuildAndStart();
   ASSERT_NE(server_, nullptr);
   stub_ = gnmi::gNMI::NewStub(new_channel());

@@ -38,10 +38,12 @@ class Recorder : public nexa::host::ServiceObserver {
   void stream_closed() override;
   void updates_sent(std::size_t leaves) override;
   void stream_overflowed() override;
+  void login_failed(const std::string& line) override;
   void audit(const std::string& line) override;
   void fault(const std::string& line) override;
 
   std::vector<std::string> audit_lines() const;
+  std::vector<std::string> failed_logins() const;
   std::vector<std::string> faults() const;
   // "Get 0", the method and the code's number.
   std::vector<std::string> calls() const;
@@ -52,6 +54,7 @@ class Recorder : public nexa::host::ServiceObserver {
  private:
   mutable std::mutex mutex_;
   std::vector<std::string> audit_lines_;
+  std::vector<std::string> failed_logins_;
   std::vector<std::string> faults_;
   std::vector<std::string> calls_;
   int open_streams_ = 0;
@@ -71,7 +74,8 @@ class FakeAccess : public nexa::access::AccessControl {
                             nexa::access::Caller& caller) override;
   bool reload(std::string& error) override;
 
-  // What the last caller showed: "user/password/certificate", "-" for what was not there.
+  // What the last caller showed: "user/password/certificate", "-" for what was not there, "?" in
+  // front of what was there more than once.
   std::string last_shown() const;
 
   std::map<std::string, User> users;          // set before calls are made
@@ -108,6 +112,7 @@ class ServiceTest : public testing::Test {
   std::function<grpc::Status(const nexa::host::Change&)> approve;
   std::multimap<std::string, std::string> metadata;  // of get() and set()
   int max_receive_bytes = 64 << 20;
+  bool offer_reflection = false;
   std::shared_ptr<grpc::ServerCredentials> credentials = grpc::InsecureServerCredentials();
 
   std::unique_ptr<nexa::host::GnmiService> service;

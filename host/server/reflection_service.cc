@@ -1,0 +1,152 @@
+// A stream reads a request, answers it and reads the next, so that it holds one of each at most.
+#include "server/reflection_service.h"
+
+#include <grpcpp/support/byte_buffer.h>
+#include <grpcpp/support/slice.h>
+
+#include <cstddef>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "server/messages.h"
+#include "server/status_details.h"
+
+namespace nexa::host {
+namespace {
+
+constexpr char kName[] = "ServerReflectionInfo";
+// One is enough for a person; the limit is for those who open them and leave.
+constexpr std::size_t kMostStreams = 100;
+// The longest name of a symbol is far below it, and the answer repeats the request.
+constexpr std::size_t kMostRequestBytes = 4096;
+
+bool text_of(const grpc::ByteBuffer& buffer, std::string& text) {
+  std::vector<grpc::Slice> slices;
+  if (!buffer.Dump(&slices).ok()) return false;
+  for (const grpc::Slice& slice : slices) {
+    text.append(reinterpret_cast<const char*>(slice.begin()), slice.size());
+  }
+  return true;
+}
+
+}  // namespace
+
+// Keeps itself until gRPC is done with it.
+class ReflectionStream final : public grpc::ServerGenericBidiReactor,
+                               public std::enable_shared_from_this<ReflectionStream> {
+ public:
+  ReflectionStream(ServiceCore& core, ReflectionService& service,
+                   const ServiceDescriptions& descriptions,
+                   grpc::GenericCallbackServerContext& context)
+      : core_(core), service_(service), descriptions_(descriptions), context_(context) {}
+
+  // Begins with the login, or ends with the refusal.
+  void start(const grpc::Status& refusal) {
+    self_ = shared_from_this();
+    if (!refusal.ok()) return end(refusal);
+    auto identity = std::make_shared<const CallIdentity>(identify(context_));
+    ServiceCore::Login login{
+        std::move(identity), kName, core_.workers, [self = self_] { return self->is_over(); }, {}};
+    login.then = [self = self_](const grpc::Status& verdict, const access::Caller& /*caller*/) {
+      if (!verdict.ok()) return self->end(verdict);
+      self->read_next();
+    };
+    if (!core_.authenticate(std::move(login))) end(core_.no_room());
+  }
+
+  // Later ends change nothing. Any thread.
+  void end(const grpc::Status& status) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (std::exchange(ended_, true)) return;
+    Finish(bounded(status));
+  }
+
+  void OnReadDone(bool ok) override {
+    if (!ok) return end(grpc::Status::OK);
+    std::string request;
+    std::string response;
+    if (request_.Length() > kMostRequestBytes || !text_of(request_, request) ||
+        !descriptions_.answer(context_.method(), request, response)) {
+      return end({grpc::StatusCode::INVALID_ARGUMENT, kNoReflectionRequest});
+    }
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (ended_) return;
+    const grpc::Slice slice(response);
+    response_ = grpc::ByteBuffer(&slice, 1);
+    StartWrite(&response_);
+  }
+
+  // A write that failed is followed by the end of the call.
+  void OnWriteDone(bool ok) override {
+    if (ok) read_next();
+  }
+
+  void OnCancel() override { end({grpc::StatusCode::CANCELLED, kCallCancelled}); }
+
+  void OnDone() override {
+    service_.remove(this);
+    const std::shared_ptr<ReflectionStream> self = std::move(self_);
+  }
+
+ private:
+  bool is_over() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return ended_;
+  }
+
+  void read_next() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (!ended_) StartRead(&request_);
+  }
+
+  ServiceCore& core_;
+  ReflectionService& service_;
+  const ServiceDescriptions& descriptions_;
+  grpc::GenericCallbackServerContext& context_;
+  std::shared_ptr<ReflectionStream> self_;
+  grpc::ByteBuffer request_;
+  grpc::ByteBuffer response_;
+  std::mutex mutex_;
+  bool ended_ = false;
+};
+
+grpc::ServerGenericBidiReactor* ReflectionService::CreateReactor(
+    grpc::GenericCallbackServerContext* context) {
+  if (!descriptions_.serves(context->method())) {
+    return grpc::CallbackGenericService::CreateReactor(context);
+  }
+  const auto stream = std::make_shared<ReflectionStream>(core_, *this, descriptions_, *context);
+  grpc::Status refusal;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (closed_) {
+      refusal = grpc::Status(grpc::StatusCode::UNAVAILABLE, kShuttingDown);
+    } else if (streams_.size() >= kMostStreams) {
+      refusal = grpc::Status(grpc::StatusCode::RESOURCE_EXHAUSTED, kTooManyStreams);
+    } else {
+      streams_.emplace(stream.get(), stream);
+    }
+  }
+  stream->start(refusal);
+  return stream.get();
+}
+
+void ReflectionService::remove(const ReflectionStream* stream) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  streams_.erase(stream);
+}
+
+void ReflectionService::close_all() {
+  std::vector<std::shared_ptr<ReflectionStream>> open;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    closed_ = true;
+    for (const auto& [stream, weak] : streams_) {
+      if (auto living = weak.lock()) open.push_back(std::move(living));
+    }
+  }
+  for (const auto& stream : open) stream->end({grpc::StatusCode::UNAVAILABLE, kShuttingDown});
+}
+
+}  // namespace nexa::host
