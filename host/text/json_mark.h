@@ -1,5 +1,5 @@
-// How an XML document says which JSON type a value was sent with, where its text alone does not:
-// an attribute of the element. RFC 7951, section 6.10, chooses the member of a union by that type.
+// How an XML document says what JSON said and XML cannot: attributes of the element. RFC 7951,
+// section 6.10, chooses the member of a union by the JSON type of the value.
 #ifndef HOST_TEXT_JSON_MARK_H_
 #define HOST_TEXT_JSON_MARK_H_
 
@@ -15,6 +15,8 @@ enum class JsonType : std::uint8_t { kString, kNumber, kBoolean, kNull };
 inline constexpr char kMarkNamespace[] = "urn:nexa:params:xml:ns:json:1.0";
 inline constexpr char kMarkPrefix[] = "json";
 inline constexpr char kMarkAttribute[] = "type";
+// Of anydata and anyxml instead: the JSON text, where their XML does not give it back.
+inline constexpr char kTextAttribute[] = "value";
 // By JsonType. kNull stands for [null].
 inline constexpr std::array<const char*, 4> kMarkValues = {"string", "number", "boolean", "null"};
 

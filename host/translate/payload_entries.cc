@@ -1,13 +1,25 @@
 // Entries that the path names, anydata, and the words of a refusal.
 #include <algorithm>
+#include <unordered_set>
 
 #include "text/display.h"
+#include "translate/any_content.h"
 #include "translate/payload.h"
 
 namespace nexa::host {
 namespace {
 
 constexpr std::size_t kLongestShown = 80;
+constexpr char kNoAnyName[] = "the name of a member of anydata is a YANG identifier";
+
+bool has_name_twice(const JsonDocument& document, std::uint32_t object) {
+  std::unordered_set<std::string_view> names;
+  for (std::uint32_t at = document.items[object].child; at != kNoItem;
+       at = document.items[at].next) {
+    if (!names.insert(document.items[at].name).second) return true;
+  }
+  return false;
+}
 
 std::string_view bare(std::string_view name) {
   const std::size_t colon = name.find(':');
@@ -111,6 +123,7 @@ grpc::Status Payload::read_any(std::uint32_t item, kestrel_cs_node* node) {
   readings[item].role = Role::kAnyData;
   const JsonKind kind = document.items[item].kind;
   if (kind == JsonKind::kObject) {
+    if (has_name_twice(document, item)) return refuse(item, "the object has a member twice");
     for (std::uint32_t at = document.items[item].child; at != kNoItem;
          at = document.items[at].next) {
       grpc::Status status = read_any_member(at);
@@ -139,6 +152,13 @@ grpc::Status Payload::read_any_member(std::uint32_t item) {
 
 grpc::Status Payload::read_opaque(std::uint32_t item) {
   readings[item].role = Role::kOpaque;
+  const JsonItem& value = document.items[item];
+  const bool is_member =
+      value.parent != kNoItem && document.items[value.parent].kind == JsonKind::kObject;
+  if (is_member && !is_any_name(value.name)) return refuse(item, kNoAnyName);
+  if (value.kind == JsonKind::kObject && has_name_twice(document, item)) {
+    return refuse(item, "the object has a member twice");
+  }
   if (strict_ && document.items[item].surrogates) return refuse(item, "an escaped surrogate pair");
   for (std::uint32_t at = document.items[item].child; at != kNoItem; at = document.items[at].next) {
     grpc::Status status = read_opaque(at);

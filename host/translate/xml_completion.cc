@@ -8,6 +8,7 @@
 #include "text/display.h"
 #include "text/json_mark.h"
 #include "text/xml_owner.h"
+#include "translate/any_content.h"
 #include "translate/json_tree.h"
 
 namespace nexa::host {
@@ -37,6 +38,12 @@ std::optional<text::JsonType> marked_type(kestrel::Written mark) {
   return std::nullopt;
 }
 
+void add_mark(xmlNodePtr element, const char* attribute, const char* value) {
+  const std::string prefix = text::kMarkPrefix;
+  xmlNewProp(element, chars(("xmlns:" + prefix).c_str()), chars(text::kMarkNamespace));
+  xmlNewProp(element, chars((prefix + ":" + attribute).c_str()), chars(value));
+}
+
 }  // namespace
 
 void set_text(xmlNodePtr element, std::string_view text) {
@@ -52,12 +59,11 @@ void declare(xmlNodePtr element, const kestrel::StoredText& stored) {
   for (const auto& [prefix, uri] : stored.namespaces) {
     xmlNewProp(element, chars(("xmlns:" + prefix).c_str()), chars(uri.c_str()));
   }
+}
+
+void mark(xmlNodePtr element, const kestrel::StoredText& stored) {
   const std::optional<text::JsonType> type = marked_type(stored.mark);
-  if (!type) return;
-  const std::string prefix = text::kMarkPrefix;
-  xmlNewProp(element, chars(("xmlns:" + prefix).c_str()), chars(text::kMarkNamespace));
-  xmlNewProp(element, chars((prefix + ":" + text::kMarkAttribute).c_str()),
-             chars(text::mark_value(*type)));
+  if (type) add_mark(element, text::kMarkAttribute, text::mark_value(*type));
 }
 
 void declare_default(xmlNodePtr element, const char* uri) {
@@ -95,7 +101,12 @@ void XmlCompletion::complete_one(xmlNodePtr element, std::uint32_t item, std::ui
   if (reading.node->ns != parent_ns) declare_default(element, kestrel_hash2str(reading.node->ns));
   if (reading.role == Role::kAnyData) {
     set_text(element, {});
-    return fill_any(element, item, reading.node->ns);
+    const AnyContent content = look_at_any(payload_, names_, item);
+    if (!content.xml_tells_all) {
+      add_mark(element, text::kTextAttribute, compact_json(payload_.document, item).c_str());
+    }
+    if (content.has_xml) fill_any(element, item, reading.node->ns);
+    return;
   }
   if (reading.role == Role::kLeaf) return set_leaf_text(element, item);
   xmlNodePtr child = element->children;
@@ -111,7 +122,10 @@ void XmlCompletion::set_leaf_text(xmlNodePtr element, std::uint32_t item) {
   const std::string_view text = payload_.text_of(item);
   if (reading.stored == 0 && !needs_placeholder(text)) return;
   set_text(element, text);
-  if (reading.stored != 0) declare(element, payload_.stored[reading.stored]);
+  if (reading.stored != 0) {
+    declare(element, payload_.stored[reading.stored]);
+    mark(element, payload_.stored[reading.stored]);
+  }
   if (notes_ != nullptr && is_altered_by_library(text, names_)) {
     constexpr std::size_t kShown = 40;
     notes_->push_back("value of " + std::string(local_name(reading.node)) +

@@ -34,9 +34,11 @@ class XmlCompletion {
 // Replaces the element's content by this text.
 void set_text(xmlNodePtr element, std::string_view text);
 
-// Declares the prefixes that a text needs on the element, and marks its JSON type where the text
-// does not tell it.
+// Declares the prefixes that a text needs on the element.
 void declare(xmlNodePtr element, const kestrel::StoredText& stored);
+
+// Marks the JSON type of a value on its element, where the text does not tell it.
+void mark(xmlNodePtr element, const kestrel::StoredText& stored);
 
 // Declares the default namespace `uri` on the element, unless it does so already.
 void declare_default(xmlNodePtr element, const char* uri);

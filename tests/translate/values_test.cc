@@ -150,11 +150,64 @@ TEST_F(Values, AnydataKeepsItsContent) {
   EXPECT_EQ(
       stored("/example-device:device/vendor",
              R"({"a":1.50,"b":["n",true,{"c":"x:y"}],"example-device:services":{"ntp":true}})"),
-      "<device xmlns=\"urn:example:device\"><vendor><a>1.50</a><b>n</b><b>true</b><b><c>x:y</c></b>"
+      "<device xmlns=\"urn:example:device\"><vendor"
+      " xmlns:json=\"urn:nexa:params:xml:ns:json:1.0\" json:value=\"{&quot;a&quot;:1.50,"
+      "&quot;b&quot;:[&quot;n&quot;,true,{&quot;c&quot;:&quot;x:y&quot;}],"
+      "&quot;example-device:services&quot;:{&quot;ntp&quot;:true}}\">"
+      "<a>1.50</a><b>n</b><b>true</b><b><c>x:y</c></b>"
       "<services><ntp>true</ntp></services></vendor></device>");
+  EXPECT_EQ(stored("/example-device:device/vendor",
+                   R"({"a":"1","b":["n","m"],"example-radio:c":{"d":"e"}})"),
+            "<device xmlns=\"urn:example:device\"><vendor><a>1</a><b>n</b><b>m</b>"
+            "<c xmlns=\"urn:example:radio\"><d>e</d></c></vendor></device>");
   EXPECT_EQ(refusal("/example-device:device/vendor", "1"),
             "update of /example-device:device/vendor: anydata is written as an object (line 1, "
             "column 1)");
+}
+
+TEST_F(Values, WhatNoElementCanBeCalledIsRefusedInAnydata) {
+  const std::string path = "/example-device:device/vendor";
+  const std::string head = "update of " + path + ": ";
+  const std::string rule =
+      ": the name of a member of anydata is a YANG identifier (line 1, column ";
+  EXPECT_EQ(refusal(path, R"({"a b":1})"), head + "member a b" + rule + "8)");
+  EXPECT_EQ(refusal(path, R"({"x":{"<y":1}})"), head + "member x/<y" + rule + "12)");
+  EXPECT_EQ(refusal(path, R"({"":1})").substr(0, head.size()), head);
+  EXPECT_EQ(refusal(path, R"({"@a":1})"), head + "member @a" + rule + "7)");
+  EXPECT_EQ(refusal(path, R"({"a":{"b":1,"b":2}})"),
+            head + "member a: the object has a member twice (line 1, column 6)");
+}
+
+TEST_F(Values, AnydataMembersThatLookLikeNodesOfTheSchemaAreNotRead) {
+  EXPECT_EQ(stored("/example-device:device/vendor", R"({"device":[[1]]})"),
+            "<device xmlns=\"urn:example:device\"><vendor"
+            " xmlns:json=\"urn:nexa:params:xml:ns:json:1.0\""
+            " json:value=\"{&quot;device&quot;:[[1]]}\"/></device>");
+}
+
+TEST_F(Values, TolerantModeTakesQuotedBooleansAndNumbersWithoutFraction) {
+  EXPECT_EQ(limit("enabled", "\"true\"", Mode::kTolerant), "true");
+  EXPECT_EQ(limit("enabled", "\"false\"", Mode::kTolerant), "false");
+  EXPECT_EQ(refused("enabled", "\"True\"", Mode::kTolerant).substr(0, 14), "value \"True\": ");
+  EXPECT_EQ(limit("tiny", "1.0", Mode::kTolerant), "1");
+  EXPECT_EQ(limit("count64", "7.000", Mode::kTolerant), "7");
+  EXPECT_EQ(limit("tiny", "1.27e2", Mode::kTolerant), "127");
+  EXPECT_EQ(refused("tiny", "1.5", Mode::kTolerant).substr(0, 11), "value 1.5: ");
+  EXPECT_EQ(refused("tiny", "\"1.0\"", Mode::kTolerant).substr(0, 13), "value \"1.0\": ");
+  EXPECT_EQ(refused("tiny", "1.0").substr(0, 11), "value 1.0: ");
+}
+
+TEST_F(Values, TolerantModeTakesNullForEmptyAndNoNumberForAString) {
+  EXPECT_EQ(limit("marker", "null", Mode::kTolerant), limit("marker", "[null]"));
+  EXPECT_EQ(refused("marker", "null").substr(0, 12), "value null: ");
+  EXPECT_EQ(refusal("/example-device:device/name", "5"),
+            "update of /example-device:device/name: value 5: Invalid non-string-encoded string "
+            "value \"5\". (line 1, column 1)");
+}
+
+TEST_F(Values, TolerantModeTakesBase64WithLineBreaksAnywhere) {
+  EXPECT_EQ(limit("blob", "\"YW\\nJj\\r\\nZGU=\\n\"", Mode::kTolerant), "YWJjZGU=");
+  EXPECT_EQ(refused("blob", "\"YW\\nJ\"", Mode::kTolerant).substr(0, 7), "value \"");
 }
 
 TEST_F(Values, PresenceContainersAndChoicesAreStored) {

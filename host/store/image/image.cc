@@ -6,6 +6,8 @@
 #include <mutex>
 #include <new>
 
+#include "store/image/union_value.h"
+
 namespace nexa::host {
 namespace {
 
@@ -146,7 +148,15 @@ ImageRef<ImageAny> ImageAny::make(const lyd_node* any) {
   const LY_ERR done = lyd_print_mem(&printed, copy, LYD_XML, LYD_PRINT_SHRINK);
   const TextPtr text(printed);
   if (done != LY_SUCCESS || printed == nullptr) throw std::bad_alloc();
-  return ImageRef<ImageAny>::adopt(new ImageAny(any->schema, std::move(node), printed));
+  std::string xml(printed);
+  std::string json;
+  if (const lyd_meta* const mark = json_text_mark(any)) {
+    json = lyd_get_meta_value(mark);
+    add_json_text(json, xml);
+    if (lyd_dup_meta_single(mark, copy, nullptr) != LY_SUCCESS) throw std::bad_alloc();
+  }
+  return ImageRef<ImageAny>::adopt(
+      new ImageAny(any->schema, std::move(node), std::move(xml), std::move(json)));
 }
 
 ImagePtr ImageInner::make(const lysc_node* schema, bool is_default,

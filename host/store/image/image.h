@@ -164,16 +164,22 @@ class ImageAny final : public ImageNode {
   const lyd_node* node() const { return node_.get(); }
   // The element as XML, in one line.
   const std::string& xml() const { return xml_; }
+  // The content as JSON, where the XML alone does not tell it; empty otherwise.
+  const std::string& json() const { return json_; }
 
   static ImageRef<ImageAny> make(const lyd_node* any);
 
  private:
   friend class ImageNode;
-  ImageAny(const lysc_node* schema, TreePtr node, std::string xml)
-      : ImageNode(ImageKind::kAny, false, schema), node_(std::move(node)), xml_(std::move(xml)) {}
+  ImageAny(const lysc_node* schema, TreePtr node, std::string xml, std::string json)
+      : ImageNode(ImageKind::kAny, false, schema),
+        node_(std::move(node)),
+        xml_(std::move(xml)),
+        json_(std::move(json)) {}
 
   TreePtr node_;
   std::string xml_;
+  std::string json_;
 };
 
 // A container, an entry, or the root. Its children follow the object in memory.

@@ -107,7 +107,7 @@ lyd_node* new_node(lyd_node* parent, const ImageNode& node) {
 
 lyd_node* new_any(lyd_node* parent, const ImageAny& any) {
   lyd_node* copy = nullptr;
-  if (lyd_dup_single(any.node(), nullptr, LYD_DUP_NO_META, &copy) != LY_SUCCESS) out_of_memory();
+  if (lyd_dup_single(any.node(), nullptr, 0, &copy) != LY_SUCCESS) out_of_memory();
   make_room(parent);
   if (parent != nullptr && lyd_insert_child(parent, copy) != LY_SUCCESS) {
     lyd_free_tree(copy);
@@ -176,7 +176,9 @@ TreePtr any_of_xml(const lysc_node* schema, const std::string& xml) {
   above.schema = lysc_data_parent(schema);
   above.prev = &above.node;
   ly_in* input = nullptr;
-  if (ly_in_new_memory(xml.c_str(), &input) != LY_SUCCESS) return nullptr;
+  std::string storage;
+  const std::string readable(readable_marks(xml, storage));
+  if (ly_in_new_memory(readable.c_str(), &input) != LY_SUCCESS) return nullptr;
   lyd_node* parsed = nullptr;
   lyd_parse_data(kestrel::context(), above.schema != nullptr ? &above.node : nullptr, input,
                  LYD_XML, LYD_PARSE_ONLY | LYD_PARSE_STRICT, 0, &parsed);

@@ -5,8 +5,9 @@
 
 #include <libyang/plugins_types.h>
 
-#include <array>
+#include <cstdlib>
 #include <cstring>
+#include <vector>
 
 #include "store/image/schema_texts.h"
 
@@ -128,23 +129,37 @@ std::optional<JsonType> take_mark(lyd_node* node) {
   return std::nullopt;
 }
 
+std::string json_text_start() {
+  std::string start = text::mark_declaration();
+  start.append(" ").append(text::kMarkPrefix).append(":").append(text::kTextAttribute);
+  return start.append("=\"");
+}
+
 // The marks' own attributes, and what libyang reads in their place.
 struct Spelling {
   std::string written;
   std::string readable;
 };
 
-const std::array<Spelling, text::kMarkValues.size()>& spellings() {
-  static const auto all = [] {
-    std::array<Spelling, text::kMarkValues.size()> made;
-    for (std::size_t i = 0; i < made.size(); ++i) {
-      made[i].written = text::mark_attributes(static_cast<JsonType>(i));
-      const std::string prefix = text::kMarkPrefix;
-      made[i].readable = " xmlns:" + prefix + "=\"" + kReadableNamespace + "\" " + prefix + ":" +
-                         kReadableName + "=\"" + std::to_string(i + 1) + "\"";
-    }
-    return made;
-  }();
+std::vector<Spelling> make_spellings() {
+  std::string declaration(" xmlns:");
+  declaration.append(text::kMarkPrefix).append("=\"").append(kReadableNamespace).append("\" ");
+  declaration.append(text::kMarkPrefix).append(":");
+  std::vector<Spelling> made;
+  for (std::size_t i = 0; i < text::kMarkValues.size(); ++i) {
+    Spelling& mark = made.emplace_back();
+    mark.written = text::mark_attributes(static_cast<JsonType>(i));
+    mark.readable.append(declaration).append(kReadableName);
+    mark.readable.append("=\"").append(std::to_string(i + 1)).append("\"");
+  }
+  Spelling& text = made.emplace_back();
+  text.written = json_text_start();
+  text.readable.append(declaration).append(text::kTextAttribute).append("=\"");
+  return made;
+}
+
+const std::vector<Spelling>& spellings() {
+  static const std::vector<Spelling> all = make_spellings();
   return all;
 }
 
@@ -212,12 +227,12 @@ std::string_view readable_marks(std::string_view xml, std::string& storage) {
     if (!is_in_tag(xml, at)) continue;
     for (const Spelling& mark : spellings()) {
       if (xml.substr(at, mark.written.size()) != mark.written) continue;
-      storage.append(xml, copied, at - copied).append(mark.readable);
+      storage.append(xml.substr(copied, at - copied)).append(mark.readable);
       copied = at + mark.written.size();
     }
   }
   if (copied == 0) return xml;
-  storage.append(xml, copied);
+  storage.append(xml.substr(copied));
   return storage;
 }
 
@@ -241,6 +256,24 @@ const lyd_node* apply_marks(lyd_node* first) {
     }
   }
   return nullptr;
+}
+
+const lyd_meta* json_text_mark(const lyd_node* any) {
+  for (const lyd_meta* meta = any->meta; meta != nullptr; meta = meta->next) {
+    if (std::strcmp(meta->name, text::kTextAttribute) == 0) return meta;
+  }
+  return nullptr;
+}
+
+void add_json_text(std::string_view json, std::string& xml) {
+  constexpr std::string_view kDeclaration = " xmlns=\"";
+  std::size_t place = xml.find_first_of(" />");
+  if (xml.compare(place, kDeclaration.size(), kDeclaration) == 0) {
+    place = xml.find('"', place + kDeclaration.size()) + 1;
+  }
+  std::string mark = json_text_start();
+  mark.append(xml_attribute(json)).append("\"");
+  xml.insert(place, mark);
 }
 
 }  // namespace nexa::host

@@ -48,6 +48,13 @@ std::string_view readable_marks(std::string_view xml, std::string& storage);
 // choice if that keeps its text. Null when all fit, else the node whose text would change.
 const lyd_node* apply_marks(lyd_node* first);
 
+// The mark of an anydata or anyxml node that says its JSON text; null when there is none. It stays
+// on the node.
+const lyd_meta* json_text_mark(const lyd_node* any);
+
+// Writes that mark into the start tag of the element that `xml` begins with.
+void add_json_text(std::string_view json, std::string& xml);
+
 }  // namespace nexa::host
 
 #endif  // HOST_STORE_IMAGE_UNION_VALUE_H_

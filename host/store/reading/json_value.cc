@@ -151,6 +151,10 @@ class Printer {
   }
 
   void any(const ImageAny& any) {
+    if (!any.json().empty()) {
+      json_ += any.json();
+      return;
+    }
     append_json_any(
         any.node(), form_.qualify, [this](const lyd_node* known) { inside(known); }, json_);
   }
