@@ -7,6 +7,10 @@
 #include "pretty_xml.h"
 #include "schema_options.h"
 #include "status_output.h"
+#include "store/change.h"
+#include "store/commit_answer.h"
+#include "store/document_check.h"
+#include "store/image/schema_order.h"
 #include "translate/compose.h"
 #include "translate/path_string.h"
 #include "translate/translate.h"
@@ -70,6 +74,19 @@ grpc::Status convert_raw(const Options& options, gnmi::Path path, const std::str
   return nexa::host::compose(mapper, request, xml);
 }
 
+// What a store refuses of a document by itself: a node given twice, data of two cases of a choice,
+// operational data.
+grpc::Status judge_document(const std::string& xml, const Options& options,
+                            const gnmi::Path& path) {
+  nexa::host::number_schema();
+  nexa::host::TreePtr tree;
+  const auto problem = nexa::host::read_document(nexa::host::inner_xml(xml), tree);
+  if (!problem) return grpc::Status::OK;
+  return {grpc::StatusCode::INVALID_ARGUMENT, options.mode + " of " +
+                                                  nexa::host::format_path_string(path) + ": " +
+                                                  nexa::host::words_of(*problem)};
+}
+
 grpc::Status convert(const Options& options, gnmi::Path path, std::string value,
                      nexa::ServiceKestrelNamespaceMapperImpl& mapper, std::string& xml) {
   using nexa::host::Mode;
@@ -82,6 +99,7 @@ grpc::Status convert(const Options& options, gnmi::Path path, std::string value,
   nexa::host::Translation result =
       translator.translate(gnmi::Path(), update, operation, options.explain);
   for (const std::string& note : result.notes) std::fprintf(stderr, "note: %s\n", note.c_str());
+  if (result.status.ok()) result.status = judge_document(result.xml, options, update.path());
   xml = std::move(result.xml);
   return result.status;
 }

@@ -15,6 +15,7 @@
 #include "text/xml_owner.h"
 #include "translate/payload.h"
 #include "translate/request_path.h"
+#include "translate/silent_xml.h"
 
 namespace nexa::host {
 
@@ -44,6 +45,7 @@ class Conversion {
   void add_entry_keys(xmlNodePtr element, const PathStep& step) const;
   void complete_wrapper(xmlNodePtr element, const RequestPath& path, std::size_t steps) const;
 
+  const SilentXml silence_;
   nexa::ServiceKestrelNamespaceMapperImpl& mapper_;
   const SchemaNames& names_;
   std::vector<std::string>* notes_;

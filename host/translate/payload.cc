@@ -257,7 +257,7 @@ grpc::Status Payload::read_leaf(std::uint32_t item, kestrel_cs_node* node) {
   if (!scalar_form(item, text, written, rule)) return refuse(item, rule);
   scratch_.as_given = true;
   if (!values_.check(node, text, written, !strict_, scratch_, rule)) {
-    return refuse(item, "value " + shown(item) + ": " + rule);
+    return refuse(item, "value " + shown(item) + ": " + shown_rule(item, std::move(rule)));
   }
   if (!scratch_.qualified.empty() && notes_ != nullptr) {
     note(item, "identity " + shown(item) + " is \"" + scratch_.qualified + '"');

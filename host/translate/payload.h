@@ -66,6 +66,7 @@ class Payload {
   std::string member_path(std::uint32_t item) const;
   void append_entry_keys(std::uint32_t entry, std::string& path) const;
   std::string shown(std::uint32_t item) const;
+  std::string shown_rule(std::uint32_t item, std::string rule) const;
   void note(std::uint32_t item, const std::string& text) const;
 
   // `like` is an item that was read before and probably has the same members, or kNoItem: entries

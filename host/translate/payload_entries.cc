@@ -188,6 +188,23 @@ std::string Payload::shown(std::uint32_t item) const {
                                           : text::quoted(scalar.text, kLongestShown);
 }
 
+// A rule of the type may quote the value: as much of it as elsewhere, and on one line.
+std::string Payload::shown_rule(std::uint32_t item, std::string rule) const {
+  const std::string value(document.items[item].text);
+  const std::string bounded = text::printable(value, kLongestShown);
+  if (!value.empty() && value != bounded) {
+    std::string made;
+    std::size_t copied = 0;
+    for (std::size_t at = rule.find(value); at != std::string::npos;
+         at = rule.find(value, copied)) {
+      made.append(rule, copied, at - copied).append(bounded);
+      copied = at + value.size();
+    }
+    rule = made.append(rule, copied);
+  }
+  return text::printable(rule);
+}
+
 void Payload::append_entry_keys(std::uint32_t entry, std::string& path) const {
   const std::size_t parent = document.items[entry].parent;
   const kestrel_cs_node* node = parent < readings.size() ? readings[parent].node : nullptr;
@@ -197,7 +214,8 @@ void Payload::append_entry_keys(std::uint32_t entry, std::string& path) const {
       const std::string_view name = kestrel_hash2str(*tag);
       for (const std::uint32_t at : members(entry)) {
         if (bare(document.items[at].name) != name) continue;
-        path += "[" + std::string(name) + "=" + std::string(document.items[at].text) + "]";
+        path.append("[").append(name).append("=");
+        path.append(text::printable(document.items[at].text, kLongestShown)).append("]");
         keyed = true;
       }
     }
@@ -218,7 +236,7 @@ std::string Payload::member_path(std::uint32_t item) const {
   for (auto at = chain.rbegin(); at != chain.rend(); ++at) {
     const JsonItem& link = document.items[*at];
     if (!link.name.empty()) {
-      path += (path.empty() ? "" : "/") + std::string(link.name);
+      path.append(path.empty() ? "" : "/").append(text::printable(link.name, kLongestShown));
     } else if (link.parent != kNoItem && document.items[link.parent].kind == JsonKind::kArray &&
                (link.parent != root || root == document.root)) {
       append_entry_keys(*at, path);
