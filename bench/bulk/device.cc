@@ -1,7 +1,5 @@
 // Stores of many interfaces: what they hold in memory, what one leaf costs in them, and how long a
 // Set waits for the snapshots and the readers beside it.
-#include <unistd.h>
-
 #include <algorithm>
 #include <atomic>
 #include <filesystem>
@@ -23,8 +21,6 @@ constexpr std::size_t kOtherValues = 4001;
 constexpr double kLeafLimit = 1.5;
 constexpr double kResidentLimit = 1.2;
 constexpr double kStallLimit = 5;
-constexpr useconds_t kSettling = 200'000;
-constexpr int kMostSettling = 300;
 
 std::vector<double> fill(const std::string& data, std::size_t interfaces) {
   StoreSide side(data, {false, 1000});
@@ -43,21 +39,6 @@ std::string leaf_request(std::size_t interface, std::size_t value) {
   return set_request(
       std::to_string(1000 + value % 8000),
       "/bench-device:device/interface[name=port" + std::to_string(interface) + "]/mtu");
-}
-
-// Memory once whatever the store does beside serving has ended.
-double settled_bytes() {
-  double before = resident_bytes();
-  double cpu = cpu_seconds();
-  for (int wait = 0; wait < kMostSettling; ++wait) {
-    usleep(kSettling);
-    const double now = resident_bytes();
-    const double used = cpu_seconds();
-    if (now == before && used - cpu < 0.02) break;
-    before = now;
-    cpu = used;
-  }
-  return resident_bytes();
 }
 
 std::vector<double> resident_of_store(const std::string& data, std::size_t interfaces) {

@@ -15,6 +15,9 @@
 namespace nexa_bench {
 namespace {
 
+constexpr useconds_t kSettling = 200'000;
+constexpr int kMostSettling = 300;
+
 double seconds_of(const timeval& time) {
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
 }
@@ -52,6 +55,20 @@ double wall_seconds() {
 double resident_bytes() {
   malloc_trim(0);
   return status_bytes("VmRSS:");
+}
+
+double settled_bytes() {
+  double before = resident_bytes();
+  double cpu = cpu_seconds();
+  for (int wait = 0; wait < kMostSettling; ++wait) {
+    usleep(kSettling);
+    const double now = resident_bytes();
+    const double used = cpu_seconds();
+    if (now == before && used - cpu < 0.02) break;
+    before = now;
+    cpu = used;
+  }
+  return resident_bytes();
 }
 
 double peak_bytes(const std::function<void()>& work) {

@@ -18,6 +18,10 @@ double wall_seconds();
 // Resident memory in bytes, freed heap given back first.
 double resident_bytes();
 
+// The same once the other threads of the process have ended what they were at, such as the rest of
+// a store's start or a snapshot.
+double settled_bytes();
+
 // The most memory that `work` held beyond what was resident before it, in bytes.
 double peak_bytes(const std::function<void()>& work);
 

@@ -10,6 +10,7 @@
 #include "store/image/schema_texts.h"
 #include "store/image/union_value.h"
 #include "store/node_tools.h"
+#include "store/plain_document.h"
 #include "store/repeated_entries.h"
 #include "store/validation/violation_text.h"
 
@@ -111,6 +112,7 @@ std::optional<Violation> read_nodes(std::string_view xml, TreePtr& tree) {
 }
 
 std::optional<Violation> read_document(std::string_view xml, TreePtr& tree) {
+  if (read_plain_document(xml, tree)) return check_siblings(tree.get());
   const std::string repetition = cut_at_repetition(xml);
   if (!repetition.empty()) {
     if (auto problem = read_nodes(repetition, tree)) return problem;

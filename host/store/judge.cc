@@ -96,7 +96,7 @@ std::size_t count_tree(const lyd_node* node) {
 
 }  // namespace
 
-Judge::Judge() = default;
+Judge::Judge(Validator::By by) : validator_(by) {}
 
 Judge::~Judge() { forget_tree(); }
 

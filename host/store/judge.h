@@ -32,7 +32,7 @@ class Judge {
     bool whole = false;  // every rule was asked, not only those that the change touches
   };
 
-  Judge();
+  explicit Judge(Validator::By by = Validator::By::kLibyangAndTargets);
   ~Judge();
   Judge(const Judge&) = delete;
   Judge& operator=(const Judge&) = delete;

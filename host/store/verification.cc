@@ -47,7 +47,8 @@ VerificationReport judge(const Stored& stored, std::uint64_t number) {
       return report;
     }
   }
-  Judge judge;
+  // What the commits may have believed wrongly is not believed here.
+  Judge judge(Validator::By::kLibyangAlone);
   const Judge::Verdict verdict = judge.judge_whole(given, nullptr, *given, Judge::Place::kHere);
   switch (verdict.kind) {
     case Judge::Verdict::Kind::kValid:

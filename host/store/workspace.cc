@@ -259,8 +259,17 @@ class Judged {
 
   static std::vector<ImageSlot> children(const lyd_node* first, const ImageInner& like) {
     std::vector<ImageSlot> made;
+    const auto others = like.children();
+    std::size_t at = 0;
+    std::uint32_t last = 0;
     for (const lyd_node* tree = first; tree != nullptr;) {
-      const ImageNode* const old = like.find(tree->schema);
+      // Both sides are ordered by the schema, except for the modules at the top level.
+      const std::uint32_t number = schema_number(tree->schema);
+      if (number < last) at = 0;
+      last = number;
+      while (at < others.size() && schema_number(others[at]->schema()) < number) ++at;
+      const bool is_there = at < others.size() && others[at]->schema() == tree->schema;
+      const ImageNode* const old = is_there ? others[at].get() : nullptr;
       if ((tree->schema->nodetype & (LYS_LIST | LYS_LEAFLIST)) != 0) {
         made.push_back(group(tree, old));
       } else {

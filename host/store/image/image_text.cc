@@ -7,21 +7,22 @@
 #include "store/image/image_difference.h"
 #include "store/image/image_draft.h"
 #include "store/image/image_import.h"
+#include "store/text_scan.h"
 
 namespace nexa::host {
 namespace {
 
 void append_escaped(std::string_view text, std::string& out) {
-  std::size_t begin = 0;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char character = text[i];
-    if (character != '\n' && character != '\t' && character != '\\') continue;
-    out.append(text, begin, i - begin);
+  using Escaped = ByteSearch<false, '\n', '\t', '\\'>;
+  for (std::size_t begin = 0;;) {
+    const std::size_t found = Escaped::find(text, begin);
+    out.append(text, begin, found - begin);
+    if (found == text.size()) return;
+    const char character = text[found];
     out.push_back('\\');
     out.push_back(character == '\n' ? 'n' : character == '\t' ? 't' : '\\');
-    begin = i + 1;
+    begin = found + 1;
   }
-  out.append(text, begin);
 }
 
 char letter_of(ScalarForm form) {
@@ -111,13 +112,22 @@ class TextWriter {
         line(node.is_default() ? '*' : '+', node);
         const lysc_node* const outer = parent_;
         parent_ = node.schema();
-        children(nullptr, &node.inner());
+        for (const ImageSlot& child : node.inner().children()) came_with(*child);
         parent_ = outer;
         text.append("<\n");
         return;
       }
       case ImageKind::kGroup:
         return;
+    }
+  }
+
+  void came_with(const ImageNode& child) {
+    if (child.kind() != ImageKind::kGroup) return came(child, 0);
+    std::uint64_t next = 1;  // place that the reader gives an entry without one
+    for (const GroupEntry* const entry : child.group().in_order()) {
+      came(*entry->node, entry->order == next ? 0 : entry->order);
+      next = entry->order + 1;
     }
   }
 

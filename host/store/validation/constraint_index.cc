@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "store/image/schema_order.h"
 #include "store/validation/tree_walk.h"
 #include "store/validation/xpath_tree.h"
 
@@ -109,12 +110,15 @@ ConstraintIndex::ConstraintIndex(const ly_ctx* context) : context_(context) {
     }
   }
   spread();
+  numbered_.resize(number_schema() + 1);
+  for (const auto& [node, rules] : rules_) numbered_.at(schema_number(node)) = &rules;
+  numbered_[0] = nullptr;  // those of no data node
   rank_whens();
 }
 
 const NodeRules& ConstraintIndex::rules(const lysc_node* node) const {
-  const auto found = rules_.find(node);
-  return found != rules_.end() ? found->second : none_;
+  const std::uint32_t number = schema_number(node);
+  return number < numbered_.size() && numbered_[number] != nullptr ? *numbered_[number] : none_;
 }
 
 void ConstraintIndex::see(const lyd_node* tree) {

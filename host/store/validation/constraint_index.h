@@ -120,6 +120,7 @@ class ConstraintIndex {
 
   const ly_ctx* context_;
   std::unordered_map<const lysc_node*, NodeRules> rules_;
+  std::vector<const NodeRules*> numbered_;  // the same, by schema_number()
   std::deque<Constraint> constraints_;
   std::vector<const Constraint*> whole_;
   std::vector<const Constraint*> by_value_;

@@ -6,6 +6,7 @@
 #include "store/validation/change_check.h"
 #include "store/validation/child_judgement.h"
 #include "store/validation/constraint_index.h"
+#include "store/validation/reference_targets.h"
 #include "store/validation/standing_defaults.h"
 #include "store/validation/violation_text.h"
 
@@ -40,7 +41,10 @@ TreePtr copy_of(const lyd_node* tree) {
 }  // namespace
 
 struct Validator::State {
-  explicit State(const ly_ctx* loaded) : context(loaded), index(loaded), unsure(index) {
+  State(const ly_ctx* loaded, Validator::By by) : context(loaded), index(loaded), unsure(index) {
+    if (by == Validator::By::kLibyangAndTargets) {
+      targets = std::make_unique<ReferenceTargets>(index);
+    }
     knowledge.context = context;
     knowledge.index = &index;
     knowledge.plans = &plans;
@@ -108,11 +112,17 @@ struct Validator::State {
     std::size_t before = 0;
     std::size_t after = count_explicit(tree);
     int rounds = 0;
+    bool valid = true;
     do {
       if (rounds != 0) make_room_everywhere(tree);
       before = after;
       ly_err_clean(const_cast<ly_ctx*>(context), nullptr);
-      if (lyd_validate_all(&tree, context, kOptions, nullptr) != LY_SUCCESS) return explain(tree);
+      {
+        std::optional<ReferenceTargets::Use> use;
+        if (targets != nullptr) use.emplace(*targets);
+        valid = lyd_validate_all(&tree, context, kOptions, nullptr) == LY_SUCCESS;
+      }
+      if (!valid) return explain(tree);
       after = count_explicit(tree);
     } while (after < before && ++rounds < kMostRounds);
     return std::nullopt;
@@ -150,12 +160,13 @@ struct Validator::State {
   LevelPlans plans;
   SchemaKnowledge knowledge;
   std::unique_ptr<StandingDefaults> standing;
+  std::unique_ptr<ReferenceTargets> targets;  // null: libyang alone judges whole trees
 };
 
-Validator::Validator() {
+Validator::Validator(By by) {
   // Messages are for the caller's words, not for standard error.
   ly_log_options(LY_LOSTORE_LAST);
-  state_ = std::make_unique<State>(kestrel::context());
+  state_ = std::make_unique<State>(kestrel::context(), by);
 }
 
 Validator::~Validator() = default;

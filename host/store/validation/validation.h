@@ -33,7 +33,12 @@ struct Violation {
 // tree that was judged, also where the module has no data, unless they would not be valid alone.
 class Validator {
  public:
-  Validator();  // over kestrel::context()
+  enum class By : std::uint8_t {
+    kLibyangAndTargets,  // leafrefs that lead to an instance are found by an index (the same
+                         // verdict, sooner)
+    kLibyangAlone,       // judge_whole is libyang's from end to end
+  };
+  explicit Validator(By by = By::kLibyangAndTargets);  // over kestrel::context()
   ~Validator();
   Validator(const Validator&) = delete;
   Validator& operator=(const Validator&) = delete;
