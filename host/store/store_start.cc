@@ -32,8 +32,10 @@ ImagePtr completed(const ImagePtr& configured) {
 // Judges what was configured. A configuration that breaks a rule is taken all the same.
 void judge_configured(const ImagePtr& configured, Judge& judge, StartState& start) {
   using Kind = Judge::Verdict::Kind;
+  // The defaults alone were judged when the judge was made, where that can do no harm.
+  const auto place = configured->children().empty() ? Judge::Place::kHere : Judge::Place::kChild;
   const Judge::Verdict verdict =
-      judge.judge_whole(configured, configured.get(), *configured, Judge::Place::kChild);
+      judge.judge_whole(configured, configured.get(), *configured, place);
   judge.take_back();
   if (verdict.kind == Kind::kValid) {
     start.image = verdict.image;
