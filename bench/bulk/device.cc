@@ -18,6 +18,7 @@ constexpr std::size_t kQuickMost = 10'000;
 constexpr int kSamples = 400;
 // Added to the values of the second run over one store: a Set of what is there already is none.
 constexpr std::size_t kOtherValues = 4001;
+constexpr std::size_t kFewInterfaces = 10;
 constexpr double kLeafLimit = 1.5;
 constexpr double kResidentLimit = 1.2;
 constexpr double kStallLimit = 5;
@@ -41,12 +42,22 @@ std::string leaf_request(std::size_t interface, std::size_t value) {
       "/bench-device:device/interface[name=port" + std::to_string(interface) + "]/mtu");
 }
 
-std::vector<double> resident_of_store(const std::string& data, std::size_t interfaces) {
-  const double before = resident_bytes();
+// What a store holds when it stands still, and what the process with it holds.
+double held_by_store(const std::string& data) {
   StoreSide side(data);
   // A store that builds what its writer needs only then has it from here on.
   side.set(leaf_request(0, 1));
-  return {(settled_bytes() - before) / static_cast<double>(interfaces)};
+  return settled_bytes();
+}
+
+// What the store of many has more than one of few, so that programs, caches and tables of the
+// schema do not count.
+std::vector<double> resident_of_store(const std::string& few, const std::string& many,
+                                      const BenchOptions& options, std::size_t interfaces) {
+  const auto least = in_child(options.seconds, [&] { return std::vector{held_by_store(few)}; });
+  const auto most = in_child(options.seconds, [&] { return std::vector{held_by_store(many)}; });
+  if (least.empty() || most.empty()) return {};
+  return {(most[0] - least[0]) / static_cast<double>(interfaces - kFewInterfaces)};
 }
 
 std::vector<double> resident_of_peer(std::size_t interfaces) {
@@ -126,11 +137,11 @@ void measure_resident(const BenchOptions& options, Report& report) {
   for (const std::size_t interfaces : {10'000UL, 100'000UL}) {
     if (options.quick && interfaces > kQuickMost) break;
     const Folder folder;
-    const bool filled = fill_in_child(options, folder.data(), interfaces);
+    const std::string few = folder.data("few");
+    const std::string many = folder.data("many");
     std::vector<double> ours;
-    if (filled) {
-      ours =
-          in_child(options.seconds, [&] { return resident_of_store(folder.data(), interfaces); });
+    if (fill_in_child(options, few, kFewInterfaces) && fill_in_child(options, many, interfaces)) {
+      ours = resident_of_store(few, many, options, interfaces);
     }
     const auto peer = in_child(options.seconds, [&] { return resident_of_peer(interfaces); });
     const bool measured = ours.size() == 1 && peer.size() == 1;

@@ -121,6 +121,29 @@ TEST_F(ImageTest, TextKeepsThePlacesOfEntries) {
   EXPECT_TRUE(same_image(*back, *root));
 }
 
+// What a schema of many entries holds most of: the same short values.
+TEST_F(ImageTest, EqualShortValuesAreOneNode) {
+  const auto made = [this](const char* path, const std::string& text, bool is_default = false) {
+    return ImageLeaf::make(schema(path), text, ScalarForm::kString, is_default);
+  };
+  const auto one = made("/s:top/name", "a name");
+  EXPECT_EQ(made("/s:top/name", "a name").get(), one.get());
+  EXPECT_NE(made("/s:top/name", "a name", true).get(), one.get());
+  EXPECT_NE(made("/s:top/name", "another").get(), one.get());
+  EXPECT_NE(made("/s:top/port/note", "a name").get(), one.get());
+  EXPECT_NE(ImageLeaf::make(schema("/s:top/name"), "a name", ScalarForm::kBare, false).get(),
+            one.get());
+  const std::string longer(100, 'x');
+  EXPECT_NE(made("/s:top/name", longer).get(), made("/s:top/name", longer).get());
+  EXPECT_NE(made("/s:top/port/id", "a").get(), made("/s:top/port/id", "a").get());
+  // However many there are, each has its own value.
+  std::vector<ImageRef<ImageLeaf>> many;
+  for (int i = 0; i < 100'000; ++i) many.push_back(made("/s:top/name", std::to_string(i)));
+  for (int i = 0; i < 100'000; ++i) {
+    ASSERT_EQ(many[static_cast<std::size_t>(i)]->text(), std::to_string(i));
+  }
+}
+
 TEST_F(ImageTest, DraftsLeaveWhatTheyShareAlone) {
   const ImagePtr before = image(kAll);
   const std::string text = image_text(*before);

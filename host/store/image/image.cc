@@ -6,6 +6,7 @@
 #include <mutex>
 #include <new>
 
+#include "store/image/shared_leafs.h"
 #include "store/image/union_value.h"
 
 namespace nexa::host {
@@ -80,6 +81,15 @@ void ImageNode::destroy(const ImageNode* node) {
 
 ImageRef<ImageLeaf> ImageLeaf::make(const lysc_node* schema, std::string_view text, ScalarForm form,
                                     bool is_default) {
+  static SharedLeafs shared;
+  if (is_default || !SharedLeafs::may_hold(schema, text)) {
+    return make_new(schema, text, form, is_default);
+  }
+  return shared.get(schema, text, form, [&] { return make_new(schema, text, form, false); });
+}
+
+ImageRef<ImageLeaf> ImageLeaf::make_new(const lysc_node* schema, std::string_view text,
+                                        ScalarForm form, bool is_default) {
   const bool is_long = text.size() >= kLong;
   const std::size_t size = text.size();
   const std::size_t head = is_long ? sizeof(size) : 0;

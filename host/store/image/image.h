@@ -140,6 +140,7 @@ class ImageLeaf final : public ImageNode {
   }
   ScalarForm form() const { return form_; }
 
+  // Short values that are asked for again and again are one node. Any thread.
   static ImageRef<ImageLeaf> make(const lysc_node* schema, std::string_view text, ScalarForm form,
                                   bool is_default);
   // A default; shared by all who ask for the same. Any thread.
@@ -152,6 +153,8 @@ class ImageLeaf final : public ImageNode {
   friend class ImageNode;
   static constexpr std::uint16_t kLong = 0xFFFF;  // the size stands before the text
 
+  static ImageRef<ImageLeaf> make_new(const lysc_node* schema, std::string_view text,
+                                      ScalarForm form, bool is_default);
   ImageLeaf(const lysc_node* schema, ScalarForm form, bool is_default)
       : ImageNode(ImageKind::kLeaf, is_default, schema) {
     form_ = form;
