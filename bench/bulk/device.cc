@@ -78,7 +78,7 @@ std::vector<double> leaf_of(const std::string& data, std::size_t interfaces, boo
   for (std::size_t sample = 0; sample < kSamples; ++sample) {
     const std::string request = leaf_request(sample * 37 % interfaces, sample + salt);
     const double wall = wall_seconds();
-    side.set(request);
+    side.change(request);
     walls.push_back((wall_seconds() - wall) * 1e6);
   }
   const double cpu = (cpu_seconds() - start) * 1e6 / kSamples;
@@ -104,7 +104,7 @@ std::vector<double> waits_of(const std::string& data, std::size_t interfaces, st
   for (std::size_t set = 0; set < sets; ++set) {
     const std::string request = leaf_request(set * 37 % interfaces, set + salt);
     const double start = wall_seconds();
-    side.set(request);
+    side.change(request);
     waits.push_back((wall_seconds() - start) * 1e3);
   }
   done = true;

@@ -135,8 +135,15 @@ void StoreSide::set(const std::string& bytes) {
   if (!result.status.ok()) {
     give_up("commit: " + result.status.error_message() + " " + result.rule + " " + result.path);
   }
+  newest_ = result.number;
   gnmi::SetResponse response;
   nexa::host::answer_set(request, response);
+}
+
+void StoreSide::change(const std::string& request) {
+  const std::uint64_t before = newest_;
+  set(request);
+  if (newest_ == before) give_up("the Set changed nothing");
 }
 
 std::size_t StoreSide::read_all() const {

@@ -60,6 +60,8 @@ class StoreSide {
 
   // One Set: message, checks, translation, commit, answer.
   void set(const std::string& request);
+  // The same; ends the process when the Set made no commit, because nothing was to be changed.
+  void change(const std::string& request);
   // The first half of it: everything up to the commit.
   std::vector<nexa::host::Edit> prepare(const std::string& request);
 
@@ -74,6 +76,7 @@ class StoreSide {
   std::unique_ptr<nexa::ServiceKestrelNamespaceMapperImpl> mapper_;
   std::unique_ptr<nexa::host::Translator> translator_;
   std::unique_ptr<nexa::host::ConfigStore> store_;
+  std::uint64_t newest_ = 0;  // commit, as the last Set told
 };
 
 struct FreeTree {
