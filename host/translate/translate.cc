@@ -5,7 +5,6 @@
 
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
 #include "translate/conversion.h"
-#include "translate/json_reply.h"
 #include "translate/path_string.h"
 #include "translate/payload.h"
 #include "translate/request_path.h"
@@ -143,29 +142,6 @@ Translation Translator::translate(const gnmi::Path& prefix, const gnmi::Update& 
   result.xml.clear();
   result.status = in_request(result.status, operation, whole);
   return result;
-}
-
-grpc::Status Translator::to_json(std::string_view xml, const gnmi::Path& path,
-                                 gnmi::Encoding encoding, std::string& json) {
-  const std::lock_guard<std::mutex> lock(state_->mutex);
-  RequestPath wanted;
-  grpc::Status status =
-      resolve_path(gnmi::Path(), path, state_->names, state_->values, wanted, nullptr);
-  if (!status.ok()) return status;
-  JsonReply reply(state_->names, state_->values, encoding == gnmi::JSON_IETF);
-  return reply.write(xml, wanted, json);
-}
-
-grpc::Status Translator::to_external(const gnmi::Path& internal, gnmi::Path& external) {
-  const std::lock_guard<std::mutex> lock(state_->mutex);
-  RequestPath resolved;
-  grpc::Status status =
-      resolve_path(gnmi::Path(), internal, state_->names, state_->values, resolved, nullptr);
-  if (!status.ok()) return status;
-  external = external_path(resolved, state_->names);
-  external.set_origin(internal.origin());
-  external.set_target(internal.target());
-  return grpc::Status::OK;
 }
 
 }  // namespace nexa::host

@@ -49,16 +49,6 @@ class Translator {
   Translation translate(const gnmi::Path& prefix, const gnmi::Update& update, Operation operation,
                         bool explain = false);
 
-  // The reverse, for a subtree in database form: `xml` is a document of top-level nodes below one
-  // element of any name. Writes the RFC 7951 value of the node that `path` names (external or
-  // internal names; the whole tree for an empty path), names qualified as RFC 7951 wants; bare
-  // where `encoding` is JSON. NOT_FOUND when the document has no such node. Any thread.
-  grpc::Status to_json(std::string_view xml, const gnmi::Path& path, gnmi::Encoding encoding,
-                       std::string& json);
-
-  // A path in database names (YANG prefixes, in key values of identities too) in external names.
-  grpc::Status to_external(const gnmi::Path& internal, gnmi::Path& external);
-
   Mode mode() const;
 
  private:

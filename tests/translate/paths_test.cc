@@ -149,35 +149,5 @@ TEST_F(Paths, PlainScalarsOfTheMessageAreTakenInTolerantModeOnly) {
       "update of /device/limits/count64: the update has no value");
 }
 
-TEST_F(Paths, TheReverseGivesTheValueOfAPlace) {
-  const std::string xml =
-      translate("/device/port[name=a]", R"({"medium":"example-types:copper","speed":"5",)"
-                                        R"("example-radio:radio":{"channel":3,"power":"1.50"}})")
-          .xml;
-  const auto value = [&](const std::string& path, gnmi::Encoding encoding = gnmi::JSON_IETF) {
-    std::string json;
-    const grpc::Status status = set_->tolerant().to_json(xml, path_of(path), encoding, json);
-    return status.ok() ? json : status.error_message();
-  };
-  EXPECT_EQ(value("/exd:device/port[name=a]/medium"), "\"example-types:copper\"");
-  EXPECT_EQ(value("/device/port[name=a]/speed"), "\"5\"");
-  EXPECT_EQ(value("/device/port[name=a]/radio"),
-            R"({"example-radio:channel":3,"example-radio:power":"1.5"})");
-  EXPECT_EQ(value("/device/port[name=a]/radio", gnmi::JSON), R"({"channel":3,"power":"1.5"})");
-  EXPECT_EQ(value("/device/port"),
-            R"([{"example-device:name":"a","example-device:medium":"example-types:copper",)"
-            R"("example-device:speed":"5","example-radio:radio":{"channel":3,"power":"1.5"}}])");
-  EXPECT_EQ(value("/device/port[name=b]"), "nothing is stored at this path");
-}
-
-TEST_F(Paths, InternalPathsBecomeExternalOnes) {
-  gnmi::Path external;
-  ASSERT_TRUE(set_->tolerant()
-                  .to_external(path_of("/exd:device/port[name=a]/exr:radio/channel"), external)
-                  .ok());
-  EXPECT_EQ(nexa::host::format_path_string(external),
-            "/example-device:device/port[name=a]/example-radio:radio/channel");
-}
-
 }  // namespace
 }  // namespace nexa_test

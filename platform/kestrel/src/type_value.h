@@ -13,6 +13,19 @@
 
 namespace kestrel {
 
+// What a leaf's value may be, over all members of a union and through leafrefs.
+enum TypeClass : std::uint32_t {
+  kSmallInteger = 0x1,  // up to 32 bits: a JSON number
+  kLargeInteger = 0x2,  // 64 bits: a JSON string
+  kDecimal = 0x4,
+  kBoolean = 0x8,
+  kEmptyType = 0x10,
+  kIdentity = 0x20,
+  kInstance = 0x40,
+  kText = 0x80,    // string, binary, bits, enumeration
+  kUnion = 0x100,  // the type is a union
+};
+
 inline constexpr std::uint32_t kAnyHint = LYD_VALHINT_STRING | LYD_VALHINT_DECNUM |
                                           LYD_VALHINT_NUM64 | LYD_VALHINT_BOOLEAN |
                                           LYD_VALHINT_EMPTY;

@@ -390,64 +390,10 @@ std::string ValueChecker::canonical(const kestrel_cs_node* node, std::string_vie
   return value.print(LY_VALUE_CANON, nullptr);
 }
 
-namespace {
-
-void append_json_string(std::string_view text, std::string& out) {
-  out += '"';
-  for (const char c : text) {
-    switch (c) {
-      case '"':
-        out += "\\\"";
-        break;
-      case '\\':
-        out += "\\\\";
-        break;
-      case '\n':
-        out += "\\n";
-        break;
-      case '\r':
-        out += "\\r";
-        break;
-      case '\t':
-        out += "\\t";
-        break;
-      default:
-        out += c;
-        break;
-    }
-  }
-  out += '"';
-}
-
-}  // namespace
-
-std::string ValueChecker::json_token(const kestrel_cs_node* node, std::string_view text) {
-  std::string out;
-  const State::Leaf* leaf = state_->leaf_of(node);
-  std::string rule;
-  TypeValue value(state_->context);
-  if (leaf == nullptr || leaf->free_text ||
-      !value.store(leaf->node, leaf->type, text, kAnyHint, rule)) {
-    append_json_string(text, out);
-    return out;
-  }
-  const std::uint32_t real = value.real_class();
-  if (real == kEmptyType) return "[null]";
-  std::string printed = value.print(LY_VALUE_JSON, nullptr);
-  if ((real & (kSmallInteger | kBoolean)) != 0) return printed;
-  append_json_string(printed, out);
-  return out;
-}
-
 bool ValueChecker::takes_any_form(const kestrel_cs_node* node) {
   state_->refresh();
   const lysc_node* found = state_->node_of(node);
   return found != nullptr && found->nodetype == LYS_ANYXML;
-}
-
-std::uint32_t ValueChecker::type_classes(const kestrel_cs_node* node) {
-  const State::Leaf* leaf = state_->leaf_of(node);
-  return leaf != nullptr ? leaf->classes : 0;
 }
 
 }  // namespace kestrel

@@ -38,19 +38,6 @@ struct StoredText {
   Written mark = Written::kText;
 };
 
-// What a leaf's value may be, over all members of a union and through leafrefs.
-enum TypeClass : std::uint32_t {
-  kSmallInteger = 0x1,  // up to 32 bits: a JSON number
-  kLargeInteger = 0x2,  // 64 bits: a JSON string
-  kDecimal = 0x4,
-  kBoolean = 0x8,
-  kEmptyType = 0x10,
-  kIdentity = 0x20,
-  kInstance = 0x40,
-  kText = 0x80,    // string, binary, bits, enumeration
-  kUnion = 0x100,  // the type is a union
-};
-
 // Checks values against the loaded schema. Remembers what it learnt about each leaf, so keep one.
 // Not thread-safe; several objects are independent of each other.
 class KESTREL_EXPORT ValueChecker {
@@ -70,13 +57,6 @@ class KESTREL_EXPORT ValueChecker {
   // The canonical text of a value that `node` takes; the text itself when it does not.
   std::string canonical(const kestrel_cs_node* node, std::string_view text,
                         Written written = Written::kText);
-
-  // The JSON token (RFC 7951 section 6) of a value whose prefixes are module names; a string token
-  // when the leaf does not take it.
-  std::string json_token(const kestrel_cs_node* node, std::string_view text);
-
-  // enum TypeClass bits of the leaf's type.
-  std::uint32_t type_classes(const kestrel_cs_node* node);
 
   // Whether `node` is an anyxml, which any JSON value can stand for; anydata takes objects only.
   bool takes_any_form(const kestrel_cs_node* node);
