@@ -1,5 +1,5 @@
 // A path string, a newline, and a JSON_IETF value: a whole document comes out, or a refusal that
-// says why and leaves the output alone. Both converters.
+// says why and gives no document. Both modes.
 #include <libxml/parser.h>
 
 #include <algorithm>
@@ -8,13 +8,15 @@
 #include <string>
 
 #include "kestrel/loader.h"
-#include "translate/compose.h"
+#include "text/xml_owner.h"
 #include "translate/path_string.h"
+#include "translate/translate.h"
 
 namespace {
 
-using nexa::host::ComposeRequest;
-using nexa::host::Converter;
+using nexa::host::Mode;
+using nexa::host::Operation;
+using nexa::host::Translator;
 
 nexa::ServiceKestrelNamespaceMapperImpl& mapper() {
   static nexa::ServiceKestrelNamespaceMapperImpl instance;
@@ -27,17 +29,17 @@ nexa::ServiceKestrelNamespaceMapperImpl& mapper() {
   return instance;
 }
 
-void check(const ComposeRequest& request) {
-  std::string xml = "untouched";
-  const grpc::Status status = nexa::host::compose(mapper(), request, xml);
-  if (!status.ok()) {
-    if (xml != "untouched" || status.error_message().empty()) std::abort();
+void check(Translator& translator, const gnmi::Update& update, Operation operation) {
+  const nexa::host::Translation result =
+      translator.translate(gnmi::Path(), update, operation, true);
+  if (!result.status.ok()) {
+    if (!result.xml.empty() || result.status.error_message().empty()) std::abort();
     return;
   }
-  xmlDocPtr document = xmlReadMemory(xml.data(), static_cast<int>(xml.size()), nullptr, nullptr,
-                                     XML_PARSE_NONET | XML_PARSE_HUGE);
+  const nexa::text::XmlDocPtr document(xmlReadMemory(result.xml.data(),
+                                                     static_cast<int>(result.xml.size()), nullptr,
+                                                     nullptr, XML_PARSE_NONET | XML_PARSE_HUGE));
   if (document == nullptr) std::abort();
-  xmlFreeDoc(document);
 }
 
 }  // namespace
@@ -51,14 +53,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                                                 static_cast<std::size_t>(end_of_path - data)),
                                     &error);
   if (!path) return 0;
-  ComposeRequest request;
-  request.path = *path;
-  request.value.assign(end_of_path + 1, data + size);
-  for (const auto mode : {nexa::UPDATE, nexa::REPLACE}) {
-    for (const auto converter : {Converter::kStrict, Converter::kSimple}) {
-      request.mode = mode;
-      request.converter = converter;
-      check(request);
+  gnmi::Update update;
+  *update.mutable_path() = *path;
+  update.mutable_val()->set_json_ietf_val(std::string(end_of_path + 1, data + size));
+  static Translator strict(mapper(), Mode::kStrict);
+  static Translator tolerant(mapper(), Mode::kTolerant);
+  for (Translator* const translator : {&strict, &tolerant}) {
+    for (const Operation operation : {Operation::kUpdate, Operation::kReplace}) {
+      check(*translator, update, operation);
     }
   }
   return 0;

@@ -5,13 +5,13 @@
 #include "commands.h"
 #include "option_checks.h"
 #include "pretty_xml.h"
+#include "raw_convert.h"
 #include "schema_options.h"
 #include "status_output.h"
 #include "store/change.h"
 #include "store/commit_answer.h"
 #include "store/document_check.h"
 #include "store/image/schema_order.h"
-#include "translate/compose.h"
 #include "translate/path_string.h"
 #include "translate/translate.h"
 
@@ -62,16 +62,11 @@ bool wants_colour(const Options& options, const ResultOutput& output) {
   return options.colour == "always" || (options.colour == "auto" && output.is_terminal());
 }
 
-// The library's functions one after the other, without the layer that keeps what they would change.
-grpc::Status convert_raw(const Options& options, gnmi::Path path, const std::string& value,
+grpc::Status convert_raw(const Options& options, const gnmi::Path& path, const std::string& value,
                          nexa::ServiceKestrelNamespaceMapperImpl& mapper, std::string& xml) {
-  nexa::host::ComposeRequest request;
-  request.path = std::move(path);
-  request.value = value;
-  request.mode = options.mode == "replace" ? nexa::REPLACE : nexa::UPDATE;
-  request.converter = options.converter == "simple" ? nexa::host::Converter::kSimple
-                                                    : nexa::host::Converter::kStrict;
-  return nexa::host::compose(mapper, request, xml);
+  const bool is_simple = options.converter == "simple";
+  return raw_convert(mapper, options.mode == "replace" ? nexa::REPLACE : nexa::UPDATE, path, value,
+                     is_simple ? RawConverter::kSimple : RawConverter::kStrict, xml);
 }
 
 // What a store refuses of a document by itself: a node given twice, data of two cases of a choice,
@@ -118,7 +113,7 @@ int run(const Options& options, Session& session) {
 
   std::string xml;
   const grpc::Status status =
-      options.raw ? convert_raw(options, std::move(*path), value, *mapper, xml)
+      options.raw ? convert_raw(options, *path, value, *mapper, xml)
                   : convert(options, std::move(*path), std::move(value), *mapper, xml);
   if (!status.ok()) {
     report_refusal(status);
@@ -150,7 +145,7 @@ void add_convert_command(CLI::App& app, Session& session) {
       "Say on standard error what was done: names qualified, keys ordered, values protected");
   command
       ->add_flag("--raw", options->raw,
-                 "The bare composition of the library's functions, which refuses more values")
+                 "The library's functions alone, which change some values and refuse others")
       ->excludes(strict)
       ->excludes(explain);
   command

@@ -1,3 +1,4 @@
+// The schema and the payloads that the benchmarks share.
 #include "support/workload.h"
 
 #include <libyang/libyang.h>

@@ -1,3 +1,4 @@
+// Elements are compared one by one, keys included.
 #include "server/answer_paths.h"
 
 namespace nexa::host {

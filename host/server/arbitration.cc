@@ -1,3 +1,4 @@
+// An election ID is compared with the highest of its role so far.
 #include "server/arbitration.h"
 
 #include <array>

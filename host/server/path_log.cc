@@ -1,3 +1,4 @@
+// A path is encoded as lengths and texts, and kept as what differs from the one before it.
 #include "server/path_log.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Leaves are gathered into a message until it holds enough of them, or of their bytes.
 #include "server/sample_page.h"
 
 #include <algorithm>

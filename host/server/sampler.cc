@@ -1,3 +1,4 @@
+// Appointments are kept in the order of their times; the thread sleeps until the first.
 #include "server/sampler.h"
 
 namespace nexa::host {

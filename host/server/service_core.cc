@@ -1,3 +1,4 @@
+// How many threads there are, and how much may wait for them.
 #include "server/service_core.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Each subscription of the list becomes one entry of the plan, or the list is refused.
 #include "server/subscription_plan.h"
 
 #include <algorithm>

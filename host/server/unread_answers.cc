@@ -1,3 +1,4 @@
+// One counter for all answers; each reactor gives back what it took when its call is done.
 #include "server/unread_answers.h"
 
 namespace nexa::host {

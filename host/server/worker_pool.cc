@@ -1,3 +1,4 @@
+// One queue, one lock, one condition variable.
 #include "server/worker_pool.h"
 
 #include <exception>

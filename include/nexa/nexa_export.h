@@ -1,3 +1,4 @@
+// What the library shows to its callers.
 #ifndef NEXA_NEXA_EXPORT_H_
 #define NEXA_NEXA_EXPORT_H_
 

@@ -1,11 +1,11 @@
 // Trees are compared by libyang, and printed as JSON only to show a difference.
 #include "oracle.h"
 
-#include <cjson/cJSON.h>
 #include <libyang/libyang.h>
 
 #include <map>
 
+#include "text/json_owner.h"
 #include "translate/path_string.h"
 
 namespace nexa_test {
@@ -16,10 +16,7 @@ struct TreeDeleter {
 };
 using TreePtr = std::unique_ptr<lyd_node, TreeDeleter>;
 
-struct JsonDeleter {
-  void operator()(cJSON* item) const { cJSON_Delete(item); }
-};
-using JsonPtr = std::unique_ptr<cJSON, JsonDeleter>;
+using nexa::text::JsonPtr;
 
 struct TextDeleter {
   void operator()(char* text) const { free(text); }
@@ -93,17 +90,20 @@ Oracle::Oracle(const kestrel::LoadOptions& options) {
   mapper_->populate();
 }
 
-grpc::Status Oracle::compose(const std::string& path, const std::string& value,
-                             nexa::host::Converter converter, std::string& xml) {
+nexa::host::Translation Oracle::translate(const std::string& path, const std::string& value,
+                                          nexa::host::Mode mode) {
+  nexa::host::Translation result;
   nexa::host::PathStringError error;
   const auto parsed = nexa::host::parse_path_string(path, &error);
-  if (!parsed) return {grpc::StatusCode::INVALID_ARGUMENT, error.text()};
-  nexa::host::ComposeRequest request;
-  request.path = *parsed;
-  request.value = value;
-  request.mode = nexa::REPLACE;
-  request.converter = converter;
-  return nexa::host::compose(*mapper_, request, xml);
+  if (!parsed) {
+    result.status = {grpc::StatusCode::INVALID_ARGUMENT, error.text()};
+    return result;
+  }
+  gnmi::Update update;
+  *update.mutable_path() = *parsed;
+  update.mutable_val()->set_json_ietf_val(value);
+  nexa::host::Translator translator(*mapper_, mode);
+  return translator.translate(gnmi::Path(), update, nexa::host::Operation::kReplace);
 }
 
 std::string Oracle::difference(const std::string& path, const std::string& value,

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "kestrel/loader.h"
-#include "translate/compose.h"
+#include "translate/translate.h"
 
 namespace nexa_test {
 
@@ -17,9 +17,9 @@ class Oracle {
 
   const std::string& load_error() const { return load_error_; }
 
-  // Composes the update; its status, and the document in `xml`.
-  grpc::Status compose(const std::string& path, const std::string& value,
-                       nexa::host::Converter converter, std::string& xml);
+  // Translates a replace.
+  nexa::host::Translation translate(const std::string& path, const std::string& value,
+                                    nexa::host::Mode mode);
 
   // Empty when libyang reads the same tree from the document `xml` as from the JSON that has
   // `value` at `path`; otherwise what differs, or what libyang says against one of the two.

@@ -1,9 +1,5 @@
-// Real models and payloads: what converts says the same as the JSON, and what does not convert is
-// listed here with the reason.
+// Updates of published models: what is stored says the same as the JSON.
 #include <gtest/gtest.h>
-
-#include <fstream>
-#include <iterator>
 
 #include "oracle.h"
 #include "real/yang_folders.h"
@@ -11,20 +7,13 @@
 namespace nexa_test {
 namespace {
 
-using nexa::host::Converter;
+using nexa::host::Mode;
 
-std::string content_of(const std::string& file) {
-  std::ifstream in(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-// Both converters; a refusal is part of the answer.
-std::string outcome(Oracle& oracle, const std::string& path, const std::string& value,
-                    Converter converter) {
-  std::string xml;
-  const grpc::Status status = oracle.compose(path, value, converter, xml);
-  if (!status.ok()) return "refused: " + status.error_message();
-  return oracle.difference(path, value, xml);
+// A refusal is part of the answer.
+std::string outcome(Oracle& oracle, const std::string& path, const std::string& value, Mode mode) {
+  const nexa::host::Translation result = oracle.translate(path, value, mode);
+  if (!result.status.ok()) return "refused: " + result.status.error_message();
+  return oracle.difference(path, value, result.xml);
 }
 
 struct Update {
@@ -32,7 +21,7 @@ struct Update {
   const char* value;
 };
 
-class OracleIetf : public ::testing::TestWithParam<Converter> {
+class OracleIetf : public ::testing::TestWithParam<Mode> {
  protected:
   static void SetUpTestSuite() {
     if (!has_modules(ietf_folder())) return;
@@ -84,100 +73,12 @@ TEST_P(OracleIetf, ReadsTheSameTree) {
   }
 }
 
-std::string name_of(const ::testing::TestParamInfo<Converter>& converter) {
-  return converter.param == Converter::kStrict ? "strict" : "simple";
+std::string name_of(const ::testing::TestParamInfo<Mode>& mode) {
+  return mode.param == Mode::kStrict ? "strict" : "tolerant";
 }
 
-INSTANTIATE_TEST_SUITE_P(Converters, OracleIetf,
-                         ::testing::Values(Converter::kStrict, Converter::kSimple), name_of);
-
-struct Payload {
-  const char* file;
-  const char* path;
-  const char* outcome;  // empty: converts, and reads the same
-};
-
-constexpr Payload kPayloads[] = {
-    {"basic-extra.json", "/",
-     "refused: Unknown module [ another-mod ] in path element [ another-mod:aug ]"},
-    {"basic.json", "/", ""},
-    {"bgp-example-opstate.json", "/", ""},
-    {"bgp-example.json", "/", ""},
-    {"bgp-ietf.json",
-     "/openconfig-network-instance:network-instances/network-instance[name=d]/protocols/"
-     "protocol[identifier=openconfig-policy-types:BGP][name=b]/bgp",
-     ""},
-    {"demo-ietf.json", "/",
-     "refused: Unknown module [ network ] in path element [ network:country ]"},
-    {"device-ietf.json", "/", "refused: Unknown member /openconfig-system:system/config/@hostname"},
-    {"device.json", "/",
-     "refused: No schema node for path element \"info\" of /info; write the first element as "
-     "module-name:info"},
-    {"gnxi-gnmi_target_openconfig-openflow.json", "/", ""},
-    {"gnxi-oc_config_validate_demo_init_config.json", "/openconfig-system:system/config", ""},
-    {"gnxi-oc_config_validate_demo_target_config.json", "/",
-     "refused: Unknown member /openconfig-system:system/openconfig-aaa:aaa"},
-    {"gnxi-oc_config_validate_init_configs_ap.json",
-     "/openconfig-access-points:access-points/access-point[hostname=ap.example.com]",
-     "libyang refuses the JSON: Invalid identityref \"FREQ_5GHZ\" value - identity not found in "
-     "module \"openconfig-access-points\"."},
-    {"gnxi-oc_config_validate_init_configs_example.json", "/openconfig-system:system/config", ""},
-    {"gnxi-oc_config_validate_init_configs_interfaces.json", "/openconfig-interfaces:interfaces",
-     ""},
-    {"gnxi-oc_config_validate_init_configs_openflow.json", "/", ""},
-    {"gnxi-oc_config_validate_init_configs_routing_instance.json",
-     "/openconfig-network-instance:network-instances", ""},
-    {"gnxi-oc_config_validate_init_configs_routing_instance_bgp.json",
-     "/openconfig-network-instance:network-instances",
-     "libyang refuses the JSON: Invalid identityref \"BGP\" value - identity not found in module "
-     "\"openconfig-network-instance\"."},
-    {"gnxi-oc_config_validate_init_configs_subif_static_ip.json",
-     "/openconfig-interfaces:interfaces", ""},
-    {"gnxi-oc_config_validate_init_configs_system.json", "/openconfig-system:system", ""},
-    {"interfaceBenchmarkA.json", "/",
-     "libyang refuses the JSON: Invalid non-string-encoded enumeration value \"false\"."},
-    {"interfaceBenchmarkB.json", "/",
-     "libyang refuses the JSON: Invalid non-string-encoded enumeration value \"false\"."},
-    {"interfaces-example.json", "/",
-     "refused: Unknown member "
-     "/openconfig-interfaces:interfaces/interface[name=TenGigE0/1/0/0/0]/"
-     "openconfig-if-ethernet:ethernet/openconfig-if-aggregate:config"},
-    {"local-routing-example.json", "/", ""},
-    {"optical-ietf.json", "/", ""},
-    {"policy-example.json", "/", ""},
-    {"relay-agent.json", "/", ""},
-    {"system-cpu.json", "/", ""},
-    {"unexpected-ntp-invalid-leaf-when.json", "/",
-     "refused: Unknown member /system/ntp/servers/server[address=xx:xx:xx:xx:xx:xx]/state/when"},
-};
-
-class OraclePayloads : public ::testing::TestWithParam<Converter> {
- protected:
-  static void SetUpTestSuite() {
-    if (!has_modules(openconfig_folder())) return;
-    kestrel::LoadOptions options;
-    options.search_dirs = {openconfig_folder().path};
-    oracle_ = std::make_unique<Oracle>(options);
-  }
-  static void TearDownTestSuite() { oracle_.reset(); }
-  static std::unique_ptr<Oracle> oracle_;
-};
-
-std::unique_ptr<Oracle> OraclePayloads::oracle_;
-
-TEST_P(OraclePayloads, ReadTheSameTreeOrAreRefusedForTheReasonGiven) {
-  NEXA_NEED_FOLDER(openconfig_folder());
-  if (!has_files(payload_folder(), ".json")) GTEST_SKIP() << absent(payload_folder());
-  ASSERT_EQ(oracle_->load_error(), "");
-  for (const Payload& payload : kPayloads) {
-    const std::string value = content_of(payload_folder().path + "/" + payload.file);
-    ASSERT_NE(value, "") << payload.file;
-    EXPECT_EQ(outcome(*oracle_, payload.path, value, GetParam()), payload.outcome) << payload.file;
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(Converters, OraclePayloads,
-                         ::testing::Values(Converter::kStrict, Converter::kSimple), name_of);
+INSTANTIATE_TEST_SUITE_P(Modes, OracleIetf, ::testing::Values(Mode::kStrict, Mode::kTolerant),
+                         name_of);
 
 }  // namespace
 }  // namespace nexa_test

@@ -1,3 +1,4 @@
+// Images: what they hold, share and refuse, and their text.
 #include "store/image/image.h"
 
 #include <gtest/gtest.h>

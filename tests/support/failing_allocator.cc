@@ -1,3 +1,4 @@
+// Counts the allocations of each kind and fails the one that is armed.
 #include "support/failing_allocator.h"
 
 #include <libxml/xmlmemory.h>

@@ -1,3 +1,4 @@
+// The records of the schema that is alive stand behind the kestrel functions.
 #include "support/fake_schema.h"
 
 namespace nexa_test {

@@ -1,3 +1,4 @@
+// Takes gpr_log's lines while an object lives.
 #include "support/log_capture.h"
 
 #include <cctype>

@@ -1,3 +1,4 @@
+// Answers are looked up by names and keys alone.
 #include "server/support/fake_store.h"
 
 #include <sstream>

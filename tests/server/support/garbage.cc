@@ -1,3 +1,4 @@
+// Pieces of right requests and of broken ones, put together by a random generator.
 #include "server/support/garbage.h"
 
 #include <vector>

@@ -1,3 +1,4 @@
+// The schema is loaded once for the process; each test has a server of its own.
 #include "server/support/service_fixture.h"
 
 #include <thread>

@@ -1,3 +1,4 @@
+// Sets the service up over the real store.
 #include "server/support/store_fixture.h"
 
 #include "translate/path_string.h"

@@ -1,3 +1,4 @@
+// What came is written as one text for each notification.
 #include "server/support/stream_client.h"
 
 #include "server/support/service_fixture.h"

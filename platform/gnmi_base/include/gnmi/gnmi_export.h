@@ -1,3 +1,4 @@
+// What the base library shows to its callers.
 #ifndef GNMI_GNMI_EXPORT_H_
 #define GNMI_GNMI_EXPORT_H_
 
