@@ -12,7 +12,9 @@ target_compile_options(nexa_flags INTERFACE
   # GCC takes the last map that fits, clang the longest.
   -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=
   -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/include/=
-  -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/src/=)
+  -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/src/=
+  # Programs and libraries read the same precompiled header, so they are compiled alike.
+  -fPIC)
 if(NEXA_SANITIZE)
   target_compile_options(nexa_flags INTERFACE -fsanitize=${NEXA_SANITIZE} -fno-omit-frame-pointer
                                               -fno-sanitize-recover=all)
@@ -32,3 +34,58 @@ endif()
 if(NEXA_LINKER AND NOT CMAKE_CROSSCOMPILING)
   target_link_options(nexa_generated_flags INTERFACE -fuse-ld=${linker_name})
 endif()
+
+# One precompiled header for the tree and one for the tests: the generated messages take a second to read,
+# GoogleTest another one.
+add_library(nexa_precompiled OBJECT EXCLUDE_FROM_ALL "${CMAKE_CURRENT_LIST_DIR}/precompiled/messages.cc")
+target_link_libraries(nexa_precompiled PRIVATE
+  gnmi_proto Boost::headers PkgConfig::GRPC PkgConfig::CJSON PkgConfig::LIBXML2 nexa_flags)
+target_precompile_headers(nexa_precompiled PRIVATE "${CMAKE_CURRENT_LIST_DIR}/precompiled/messages.h")
+set(nexa_test_options $<$<CONFIG:Release>:-O0>)
+if(NEXA_TESTS)
+  add_library(nexa_precompiled_tests OBJECT EXCLUDE_FROM_ALL
+              "${CMAKE_CURRENT_LIST_DIR}/precompiled/tests.cc")
+  target_link_libraries(nexa_precompiled_tests PRIVATE
+    gnmi_proto Boost::headers PkgConfig::GRPC PkgConfig::CJSON PkgConfig::LIBXML2 GTest::gtest GTest::gmock
+    nexa_flags)
+  target_compile_options(nexa_precompiled_tests PRIVATE ${nexa_test_options})
+  target_precompile_headers(nexa_precompiled_tests PRIVATE
+                            "${CMAKE_CURRENT_LIST_DIR}/precompiled/tests.h")
+endif()
+
+# nexa_unity(TARGET [FILES]): with NEXA_UNITY the target's sources are compiled FILES at a time, or those of
+# a folder together when no number is given. Names in unnamed namespaces are then unique in such a group.
+function(nexa_unity target)
+  if(NOT NEXA_UNITY)
+    return()
+  endif()
+  if(ARGC GREATER 1)
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE ${ARGV1})
+    return()
+  endif()
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
+  get_target_property(sources ${target} SOURCES)
+  foreach(source IN LISTS sources)
+    get_filename_component(folder "${source}" DIRECTORY)
+    get_filename_component(folder "${folder}" NAME)
+    set_source_files_properties("${source}" TARGET_DIRECTORY ${target}
+                                PROPERTIES UNITY_GROUP "${target}_${folder}")
+  endforeach()
+endfunction()
+
+# nexa_fast_build(TARGET [FILES]): the shared precompiled header, and units as nexa_unity makes them.
+function(nexa_fast_build target)
+  target_precompile_headers(${target} REUSE_FROM nexa_precompiled)
+  nexa_unity(${ARGV})
+endfunction()
+
+# The same for a test: without the optimisation that takes longer than the test runs.
+function(nexa_fast_tests target)
+  get_target_property(type ${target} TYPE)
+  get_target_property(sources ${target} SOURCES)
+  if(type STREQUAL "INTERFACE_LIBRARY" OR NOT sources MATCHES "\\.cc")
+    return()
+  endif()
+  target_precompile_headers(${target} REUSE_FROM nexa_precompiled_tests)
+  target_compile_options(${target} PRIVATE ${nexa_test_options})
+endfunction()

@@ -13,12 +13,12 @@
 namespace nexa_tool {
 namespace {
 
-constexpr char kExamples[] = R"(EXAMPLES
+constexpr char kCapabilitiesExamples[] = R"(EXAMPLES
   nexa capabilities -p /usr/share/yuma/modules/ietf -m ietf-system
   nexa capabilities -p yang --format json
   nexa capabilities -p yang --constraints)";
 
-struct Options {
+struct CapabilitiesOptions {
   SchemaOptions schema;
   std::string format = "text";
   bool constraints = false;
@@ -63,7 +63,7 @@ std::string as_text(const gnmi::CapabilityResponse& response) {
   return text;
 }
 
-int run(const Options& options, Session& session) {
+int run_capabilities(const CapabilitiesOptions& options, Session& session) {
   const auto mapper = options.schema.load();
   if (mapper == nullptr) return kRefused;
   if (options.constraints) {
@@ -89,7 +89,7 @@ int run(const Options& options, Session& session) {
 }  // namespace
 
 void add_capabilities_command(CLI::App& app, Session& session) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<CapabilitiesOptions>();
   CLI::App* command = app.add_subcommand("capabilities");
   command->description(
       "List the models of a set of YANG modules\n\n"
@@ -104,8 +104,9 @@ void add_capabilities_command(CLI::App& app, Session& session) {
   command->add_flag("--constraints", options->constraints,
                     "List instead the constraints that cost a validation of the whole tree: those "
                     "whose must, when or path can look at more nodes than its text names");
-  command->footer(kExamples);
-  command->callback([options, &session] { session.exit_status = run(*options, session); });
+  command->footer(kCapabilitiesExamples);
+  command->callback(
+      [options, &session] { session.exit_status = run_capabilities(*options, session); });
 }
 
 }  // namespace nexa_tool

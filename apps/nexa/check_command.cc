@@ -14,7 +14,7 @@
 namespace nexa_tool {
 namespace {
 
-constexpr char kExamples[] = R"(REQUEST
+constexpr char kCheckExamples[] = R"(REQUEST
   One message, as protobuf text or as JSON:
     path { elem { name: "interfaces" } } type: CONFIG encoding: JSON_IETF
     {"subscribe": {"subscription": [
@@ -30,7 +30,7 @@ EXIT STATUS
   1 refused: "CODE_NAME: message" is on standard error, and the field below it
   2 wrong usage, or no request)";
 
-struct Options {
+struct CheckOptions {
   std::string file;
   std::string type;
   std::string format = "text";
@@ -59,7 +59,7 @@ std::string as_json(const char* type, const nexa::host::RequestVerdict& verdict)
   return to_text(object.get());
 }
 
-int run(const Options& options, Session& session) {
+int run_check(const CheckOptions& options, Session& session) {
   std::string text;
   if (!read_input(options.file, text)) return kUsage;
   AnyRequest request;
@@ -83,7 +83,7 @@ int run(const Options& options, Session& session) {
 }  // namespace
 
 void add_check_command(CLI::App& app, Session& session) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<CheckOptions>();
   CLI::App* command = app.add_subcommand("check");
   command->description(
       "Check a Get, Set or Subscribe request\n\n"
@@ -101,8 +101,8 @@ void add_check_command(CLI::App& app, Session& session) {
       ->check(one_of({"text", "json"}))
       ->type_name("text|json")
       ->capture_default_str();
-  command->footer(kExamples);
-  command->callback([options, &session] { session.exit_status = run(*options, session); });
+  command->footer(kCheckExamples);
+  command->callback([options, &session] { session.exit_status = run_check(*options, session); });
 }
 
 }  // namespace nexa_tool

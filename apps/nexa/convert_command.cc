@@ -18,7 +18,7 @@
 namespace nexa_tool {
 namespace {
 
-constexpr char kExamples[] = R"(PATH
+constexpr char kConvertExamples[] = R"(PATH
   A gNMI path string: /module:name/list[key=value]/leaf. An element may leave
   its module out where one meaning is left, and may have the YANG prefix
   instead; with --raw the first element carries its module's name, and so does
@@ -45,7 +45,7 @@ EXIT STATUS
   1 refused: "CODE_NAME: message" is on standard error
   2 wrong usage)";
 
-struct Options {
+struct ConvertOptions {
   SchemaOptions schema;
   std::string path;
   std::string mode = "update";
@@ -58,12 +58,13 @@ struct Options {
   bool explain = false;
 };
 
-bool wants_colour(const Options& options, const ResultOutput& output) {
+bool wants_colour(const ConvertOptions& options, const ResultOutput& output) {
   return options.colour == "always" || (options.colour == "auto" && output.is_terminal());
 }
 
-grpc::Status convert_raw(const Options& options, const gnmi::Path& path, const std::string& value,
-                         nexa::ServiceKestrelNamespaceMapperImpl& mapper, std::string& xml) {
+grpc::Status convert_raw(const ConvertOptions& options, const gnmi::Path& path,
+                         const std::string& value, nexa::ServiceKestrelNamespaceMapperImpl& mapper,
+                         std::string& xml) {
   const bool is_simple = options.converter == "simple";
   return raw_convert(mapper, options.mode == "replace" ? nexa::REPLACE : nexa::UPDATE, path, value,
                      is_simple ? RawConverter::kSimple : RawConverter::kStrict, xml);
@@ -71,7 +72,7 @@ grpc::Status convert_raw(const Options& options, const gnmi::Path& path, const s
 
 // What a store refuses of a document by itself: a node given twice, data of two cases of a choice,
 // operational data.
-grpc::Status judge_document(const std::string& xml, const Options& options,
+grpc::Status judge_document(const std::string& xml, const ConvertOptions& options,
                             const gnmi::Path& path) {
   nexa::host::number_schema();
   nexa::host::TreePtr tree;
@@ -82,7 +83,7 @@ grpc::Status judge_document(const std::string& xml, const Options& options,
                                                   nexa::host::words_of(*problem)};
 }
 
-grpc::Status convert(const Options& options, gnmi::Path path, std::string value,
+grpc::Status convert(const ConvertOptions& options, gnmi::Path path, std::string value,
                      nexa::ServiceKestrelNamespaceMapperImpl& mapper, std::string& xml) {
   using nexa::host::Mode;
   using nexa::host::Operation;
@@ -99,7 +100,7 @@ grpc::Status convert(const Options& options, gnmi::Path path, std::string value,
   return result.status;
 }
 
-int run(const Options& options, Session& session) {
+int run_convert(const ConvertOptions& options, Session& session) {
   nexa::host::PathStringError path_error;
   auto path = nexa::host::parse_path_string(options.path, &path_error);
   if (!path) {
@@ -126,7 +127,7 @@ int run(const Options& options, Session& session) {
 }  // namespace
 
 void add_convert_command(CLI::App& app, Session& session) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<ConvertOptions>();
   CLI::App* command = app.add_subcommand("convert");
   command->description(
       "Convert one Set update to configuration XML\n\n"
@@ -168,8 +169,8 @@ void add_convert_command(CLI::App& app, Session& session) {
       ->capture_default_str();
   command->add_option("FILE", options->file, "File with the JSON_IETF value; - is standard input")
       ->capture_default_str();
-  command->footer(kExamples);
-  command->callback([options, &session] { session.exit_status = run(*options, session); });
+  command->footer(kConvertExamples);
+  command->callback([options, &session] { session.exit_status = run_convert(*options, session); });
 }
 
 }  // namespace nexa_tool

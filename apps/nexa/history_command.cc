@@ -22,7 +22,7 @@ namespace {
 using nexa::host::CommitLog;
 using nexa::host::CommitRecord;
 
-constexpr char kExamples[] = R"(EXAMPLES
+constexpr char kHistoryExamples[] = R"(EXAMPLES
   nexa history --data /var/lib/nexad --limit 10
   nexa history --data /var/lib/nexad --show 7
 
@@ -33,7 +33,7 @@ constexpr char kExamples[] = R"(EXAMPLES
 EXIT STATUS
   0 done    1 the log cannot be read, or has no such commit    2 wrong usage)";
 
-struct Options {
+struct HistoryOptions {
   std::string directory;
   std::size_t limit = 0;
   std::uint64_t show = 0;
@@ -101,7 +101,7 @@ int fail(const std::string& error) {
   return kRefused;
 }
 
-int show(const CommitLog& log, const Options& options, Session& session) {
+int show(const CommitLog& log, const HistoryOptions& options, Session& session) {
   nexa::host::LogEntry entry;
   std::string error;
   if (!log.entry(options.show, entry, error)) return fail(error);
@@ -112,7 +112,7 @@ int show(const CommitLog& log, const Options& options, Session& session) {
   return session.output.write(pretty_xml(change, is_terminal)) ? kDone : kRefused;
 }
 
-int run(const Options& options, Session& session) {
+int run_history(const HistoryOptions& options, Session& session) {
   nexa::host::LogOptions place;
   place.directory = options.directory;
   place.read_only = true;
@@ -130,7 +130,7 @@ int run(const Options& options, Session& session) {
 }  // namespace
 
 void add_history_command(CLI::App& app, Session& session) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<HistoryOptions>();
   CLI::App* command = app.add_subcommand("history");
   command->description(
       "List what was committed to a data directory\n\n"
@@ -150,8 +150,8 @@ void add_history_command(CLI::App& app, Session& session) {
           ->type_name("N");
   CLI::Option* const json = command->add_flag("--json", options->json, "List as JSON");
   shown->excludes(limit)->excludes(json);
-  command->footer(kExamples);
-  command->callback([options, &session] { session.exit_status = run(*options, session); });
+  command->footer(kHistoryExamples);
+  command->callback([options, &session] { session.exit_status = run_history(*options, session); });
 }
 
 }  // namespace nexa_tool

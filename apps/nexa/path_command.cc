@@ -22,7 +22,7 @@ using nexa::host::OrderedPath;
 using nexa::host::ResolvedPath;
 using nexa::host::Snode;
 
-constexpr char kExamples[] = R"(TEXT
+constexpr char kPathExamples[] = R"(TEXT
   What the database writes: an xpath /oc-if:interfaces/interface[name='eth0'] or
   a keypath /oc-if:interfaces/interface{eth0}, key values in schema order, "\ "
   for a blank in a value. Names carry YANG prefixes; module names are understood
@@ -40,7 +40,7 @@ EXIT STATUS
   1 refused: "CODE_NAME: message" is on standard error
   2 wrong usage)";
 
-struct Options {
+struct PathOptions {
   SchemaOptions schema;
   std::optional<std::string> text;
   std::optional<std::string> to_keypath;
@@ -152,7 +152,7 @@ int refuse(const grpc::Status& status) {
   return kRefused;
 }
 
-int resolve(const Options& options, Session& session) {
+int resolve(const PathOptions& options, Session& session) {
   const auto mapper = options.schema.load();
   if (mapper == nullptr) return kRefused;
   ResolvedPath resolved;
@@ -165,7 +165,7 @@ int resolve(const Options& options, Session& session) {
 }
 
 // Without a schema the names stay as they are and keys come in byte order.
-int convert(const Options& options, Session& session) {
+int convert(const PathOptions& options, Session& session) {
   const bool keypath = options.to_keypath.has_value();
   nexa::host::PathStringError error;
   const auto path =
@@ -199,7 +199,7 @@ int wrong_usage(const char* problem) {
   return kUsage;
 }
 
-int run(const Options& options, Session& session) {
+int run_path(const PathOptions& options, Session& session) {
   const int forms = static_cast<int>(options.text.has_value()) +
                     static_cast<int>(options.to_keypath.has_value()) +
                     static_cast<int>(options.to_xpath.has_value());
@@ -212,7 +212,7 @@ int run(const Options& options, Session& session) {
 }  // namespace
 
 void add_path_command(CLI::App& app, Session& session) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<PathOptions>();
   CLI::App* command = app.add_subcommand("path");
   command->description(
       "Convert a path between its forms\n\n"
@@ -230,8 +230,8 @@ void add_path_command(CLI::App& app, Session& session) {
       ->check(one_of({"text", "json"}))
       ->type_name("text|json")
       ->capture_default_str();
-  command->footer(kExamples);
-  command->callback([options, &session] { session.exit_status = run(*options, session); });
+  command->footer(kPathExamples);
+  command->callback([options, &session] { session.exit_status = run_path(*options, session); });
 }
 
 }  // namespace nexa_tool

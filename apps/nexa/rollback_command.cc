@@ -18,7 +18,7 @@
 namespace nexa_tool {
 namespace {
 
-constexpr char kExamples[] = R"(EXAMPLE
+constexpr char kRollbackExamples[] = R"(EXAMPLE
   nexa rollback -p /usr/share/yang --data /var/lib/nexad --to 7
 
   The configuration becomes what commit 7 left, as a new commit; 0 is the empty
@@ -28,7 +28,7 @@ constexpr char kExamples[] = R"(EXAMPLE
 EXIT STATUS
   0 done    1 refused: what is wrong is on standard error    2 wrong usage)";
 
-struct Options {
+struct RollbackOptions {
   SchemaOptions schema;
   std::string directory;
   std::uint64_t number = 0;
@@ -40,7 +40,7 @@ std::string user_name() {
   return entry != nullptr ? std::string(entry->pw_name) : std::to_string(getuid());
 }
 
-int run(const Options& options, Session& session) {
+int run_rollback(const RollbackOptions& options, Session& session) {
   const std::string file = nexa::host::log_file(options.directory);
   if (!std::filesystem::exists(file)) {
     std::fprintf(stderr, "nexa: %s: no such file; name the data directory of a server\n",
@@ -75,7 +75,7 @@ int run(const Options& options, Session& session) {
 }  // namespace
 
 void add_rollback_command(CLI::App& app, Session& session) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<RollbackOptions>();
   CLI::App* command = app.add_subcommand("rollback");
   command->description(
       "Return a configuration to an earlier commit\n\n"
@@ -89,8 +89,8 @@ void add_rollback_command(CLI::App& app, Session& session) {
       ->check(whole_number(0))
       ->type_name("N");
   options->schema.add_to(*command);
-  command->footer(kExamples);
-  command->callback([options, &session] { session.exit_status = run(*options, session); });
+  command->footer(kRollbackExamples);
+  command->callback([options, &session] { session.exit_status = run_rollback(*options, session); });
 }
 
 }  // namespace nexa_tool

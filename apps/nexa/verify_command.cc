@@ -20,7 +20,7 @@ namespace {
 
 using nexa::host::VerificationReport;
 
-constexpr char kExamples[] = R"(EXAMPLE
+constexpr char kVerifyExamples[] = R"(EXAMPLE
   nexa verify -p /usr/share/yang --data /var/lib/nexad
 
   commit 17: valid
@@ -36,7 +36,7 @@ EXIT STATUS
   0 valid    1 a rule is broken, the log is damaged, or the configuration cannot
   be judged    2 wrong usage)";
 
-struct Options {
+struct VerifyOptions {
   SchemaOptions schema;
   std::string directory;
   std::uint64_t parent = 0;
@@ -68,7 +68,7 @@ std::string as_json(const VerificationReport& report) {
   return to_text(object.get());
 }
 
-int run(const Options& options, Session& session) {
+int run_verify(const VerifyOptions& options, Session& session) {
   if (options.parent != 0 && !work_in_background_for(options.parent)) return kRefused;
   const std::string file = nexa::host::log_file(options.directory);
   if (!std::filesystem::exists(file)) {
@@ -88,7 +88,7 @@ int run(const Options& options, Session& session) {
 }  // namespace
 
 void add_verify_command(CLI::App& app, Session& session) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<VerifyOptions>();
   CLI::App* command = app.add_subcommand("verify");
   command->description(
       "Tell whether a data directory holds a valid state\n\n"
@@ -105,8 +105,8 @@ void add_verify_command(CLI::App& app, Session& session) {
                    "number, does")
       ->check(whole_number(1))
       ->type_name("PID");
-  command->footer(kExamples);
-  command->callback([options, &session] { session.exit_status = run(*options, session); });
+  command->footer(kVerifyExamples);
+  command->callback([options, &session] { session.exit_status = run_verify(*options, session); });
 }
 
 }  // namespace nexa_tool

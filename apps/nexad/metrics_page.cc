@@ -59,7 +59,7 @@ bool MetricsPage::start(const Address& address, std::string& error) {
 void MetricsPage::stop() {
   if (!thread_.joinable()) return;
   const std::uint64_t one = 1;
-  while (write(wake_.get(), &one, sizeof one) < 0 && errno == EINTR) {
+  while (::write(wake_.get(), &one, sizeof one) < 0 && errno == EINTR) {
   }
   thread_.join();
   connections_.clear();

@@ -13,7 +13,7 @@ using Config = ServerConfig;
 
 constexpr std::uint64_t kMany = 1'000'000'000;
 constexpr std::uint64_t kDayMs = 86'400'000;
-constexpr std::uint64_t kMostBytes = std::numeric_limits<std::int32_t>::max();
+constexpr std::uint64_t kMostMessageBytes = std::numeric_limits<std::int32_t>::max();
 constexpr std::uint64_t kMostValue = std::numeric_limits<std::int64_t>::max();
 
 const std::vector<Setting> kSettings = {
@@ -68,7 +68,7 @@ const std::vector<Setting> kSettings = {
     {"max-streams-per-connection", "N", "Calls at a time on one connection",
      Number{&Config::max_streams_per_connection, 1, kMany}},
     {"max-message-bytes", "N", "Largest request",
-     Number{&Config::max_message_bytes, 1024, kMostBytes}},
+     Number{&Config::max_message_bytes, 1024, kMostMessageBytes}},
     {"rpc-memory-bytes", "N", "Memory for requests that are being received",
      Number{&Config::rpc_memory_bytes, 1U << 20U, kMostValue}},
     {"handshake-timeout-ms", "N", "Time that a new connection has until it speaks gRPC",
@@ -92,11 +92,11 @@ const std::vector<Setting> kSettings = {
     {"max-updates", "N", "Leaves of one message of a Subscribe call; 1: each has its own",
      Number{&Config::max_updates, 1, kMany}},
     {"max-answer-bytes", "N", "Answer to one Get",
-     Number{&Config::max_answer_bytes, 1024, kMostBytes}},
+     Number{&Config::max_answer_bytes, 1024, kMostMessageBytes}},
     {"unread-answer-bytes", "N", "Memory for answers that their clients have not read",
      Number{&Config::unread_answer_bytes, 1U << 20U, kMostValue}},
     {"stream-queue-bytes", "N", "Unsent bytes of a Subscribe call; one beyond it is ended",
-     Number{&Config::stream_queue_bytes, 1024, kMostBytes}},
+     Number{&Config::stream_queue_bytes, 1024, kMostMessageBytes}},
     {"pending-sets", "N", "Sets that wait for the writer; more are refused",
      Number{&Config::pending_sets, 1, kMany}},
     {"min-sample-interval-ms", "N", "Shortest sample interval, and what 0 means",

@@ -26,7 +26,7 @@ using Clock = std::chrono::steady_clock;
 using nexa::hook::ChildProcess;
 using nexa::host::VerificationReport;
 
-constexpr int kPauseMs = 250;
+constexpr int kLookPauseMs = 250;
 constexpr std::size_t kMostText = 64U << 10U;
 constexpr std::size_t kMostShown = 400;
 
@@ -132,7 +132,7 @@ bool Verifier::wait(int milliseconds) const {
 void Verifier::work() {
   looked_at_ = store_.snapshot()->number();
   if (store_.health().verified != looked_at_) verify(looked_at_);
-  while (!wait(kPauseMs)) {
+  while (!wait(kLookPauseMs)) {
     const std::uint64_t number = store_.snapshot()->number();
     if (is_due(number)) verify(number);
   }

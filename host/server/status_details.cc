@@ -14,8 +14,7 @@ namespace {
 
 constexpr std::size_t kMostEncodedText = 2500;
 constexpr std::size_t kMostTextInDetails = 1000;
-constexpr std::size_t kMostPathBytes = 1000;
-constexpr std::string_view kCut = "...";
+constexpr std::size_t kMostBlamedPathBytes = 1000;
 
 std::size_t encoded_size(char character) {
   const bool plain = character >= ' ' && character <= '~' && character != '%';
@@ -27,7 +26,7 @@ std::string cut_text(const std::string& text) {
   for (std::size_t at = 0; at < text.size(); ++at) {
     encoded += encoded_size(text[at]);
     if (encoded <= kMostEncodedText) continue;
-    return text.substr(0, text::prefix_length(text, at)).append(kCut);
+    return text.substr(0, text::prefix_length(text, at)).append(text::kCut);
   }
   return text;
 }
@@ -40,7 +39,7 @@ grpc::Status with_details(grpc::StatusCode code, const std::string& text,
   details.set_code(code);
   details.set_message(text::printable(text, kMostTextInDetails));
   if (blamed != nullptr) {
-    if (blamed->path().ByteSizeLong() <= kMostPathBytes) {
+    if (blamed->path().ByteSizeLong() <= kMostBlamedPathBytes) {
       details.add_details()->PackFrom(*blamed);
     } else {
       gnmi::UpdateResult without_path;

@@ -17,10 +17,6 @@ constexpr char kDeclaration[] = " xmlns:yang=\"urn:ietf:params:xml:ns:yang:1\"";
 // Anchors of one list that are searched one by one before its entries are sorted.
 constexpr std::size_t kFewAnchors = 8;
 
-bool is_many(const lysc_node* schema) {
-  return (schema->nodetype & (LYS_LIST | LYS_LEAFLIST)) != 0;
-}
-
 // Whether somebody configured the node, or something in it.
 bool counts(const ImageNode* node) { return node != nullptr && !node->is_default(); }
 

@@ -16,10 +16,6 @@ namespace {
 
 constexpr char kNotApplicable[] = "the change does not fit the configuration before it";
 
-bool is_many(const lysc_node* schema) {
-  return (schema->nodetype & (LYS_LIST | LYS_LEAFLIST)) != 0;
-}
-
 std::optional<std::string_view> meta_of(const lyd_node* node, std::string_view name) {
   for (const lyd_meta* meta = node->meta; meta != nullptr; meta = meta->next) {
     if (name == meta->name) return lyd_get_meta_value(meta);

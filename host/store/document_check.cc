@@ -17,11 +17,11 @@
 namespace nexa::host {
 namespace {
 
-using Kind = Violation::Kind;
+using ViolationKind = Violation::Kind;
 
 constexpr char kNoMember[] = "no member of the union takes the value with its JSON type";
 
-Violation at(const lyd_node* node, Kind kind, std::string rule) {
+Violation at(const lyd_node* node, ViolationKind kind, std::string rule) {
   Violation violation;
   violation.kind = kind;
   violation.path = instance_path(node);
@@ -67,7 +67,7 @@ std::optional<Violation> check_cases(const lyd_node* node,
     const lysc_node* const other = chosen.emplace(schema->parent, schema).first->second;
     if (other == schema) continue;
     return at(
-        node, Kind::kStructure,
+        node, ViolationKind::kStructure,
         "data of both cases \"" + std::string(other->name) + "\" and \"" + schema->name + "\"");
   }
   return std::nullopt;
@@ -79,7 +79,8 @@ std::optional<Violation> check_siblings(const lyd_node* first) {
   for (const lyd_node* node = first; node != nullptr; node = node->next) {
     if (node->schema == nullptr) continue;
     if (duplicates.seen(first, node)) {
-      return at(node, Kind::kStructure, "duplicate \"" + std::string(node->schema->name) + "\"");
+      return at(node, ViolationKind::kStructure,
+                "duplicate \"" + std::string(node->schema->name) + "\"");
     }
     if (auto problem = check_cases(node, chosen)) return problem;
     if (auto problem = check_siblings(first_child(node))) return problem;
@@ -103,11 +104,11 @@ std::optional<Violation> read_nodes(std::string_view xml, TreePtr& tree) {
   if (done == LY_SUCCESS) {
     const lyd_node* const fault = storage.empty() ? nullptr : apply_marks(tree.get());
     if (fault == nullptr) return std::nullopt;
-    return at(fault, Kind::kValue, kNoMember);
+    return at(fault, ViolationKind::kValue, kNoMember);
   }
   tree.reset();
   Violation problem = stored_violation(kestrel::context(), nullptr);
-  problem.kind = Kind::kValue;
+  problem.kind = ViolationKind::kValue;
   return problem;
 }
 

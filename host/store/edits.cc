@@ -100,9 +100,9 @@ const lyd_node* contradicting_key(const ImageInner& image, const lyd_node* first
   return nullptr;
 }
 
-std::size_t count_tree(const lyd_node* first) {
+std::size_t count_forest(const lyd_node* first) {
   std::size_t count = 0;
-  for (; first != nullptr; first = first->next) count += 1 + count_tree(lyd_child(first));
+  for (; first != nullptr; first = first->next) count += 1 + count_forest(lyd_child(first));
   return count;
 }
 
@@ -155,7 +155,7 @@ std::optional<EditRefusal> EditApplier::apply(const Edit& edit) {
   if (std::optional<Violation> problem = read_document(inner, document)) {
     return refused(grpc::StatusCode::INVALID_ARGUMENT, problem->path, problem->rule);
   }
-  nodes_ += count_tree(document.get());
+  nodes_ += count_forest(document.get());
   // Its values have the members that their JSON types choose, those of a judged tree have not.
   const bool has_marks = inner.find(text::kMarkNamespace) != std::string_view::npos;
   if (edit.kind == Edit::Kind::kReplace) {

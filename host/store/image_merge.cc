@@ -12,10 +12,6 @@
 namespace nexa::host {
 namespace {
 
-bool is_many(const lysc_node* schema) {
-  return (schema->nodetype & (LYS_LIST | LYS_LEAFLIST)) != 0;
-}
-
 bool is_explicit(const ImageNode& node) {
   if (node.kind() != ImageKind::kGroup) return !node.is_default();
   if (node.schema()->nodetype == LYS_LIST) return node.group().size() != 0;

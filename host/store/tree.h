@@ -26,6 +26,11 @@ struct DeleteSet {
 };
 using SetPtr = std::unique_ptr<ly_set, DeleteSet>;
 
+// Lists and leaf-lists: a parent has as many of them as it likes.
+inline bool is_many(const lysc_node* schema) {
+  return (schema->nodetype & (LYS_LIST | LYS_LEAFLIST)) != 0;
+}
+
 }  // namespace nexa::host
 
 #endif  // HOST_STORE_TREE_H_

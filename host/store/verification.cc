@@ -14,11 +14,11 @@
 namespace nexa::host {
 namespace {
 
-using Kind = VerificationReport::Kind;
+using ReportKind = VerificationReport::Kind;
 
 constexpr char kTwoWays[] = ": the image and the XML in the log have different configurations here";
 constexpr char kOtherDefaults[] = ": what is served is not what validation makes of it here";
-constexpr char kNoMemory[] = "out of memory";
+constexpr char kOutOfMemory[] = "out of memory";
 // A server that commits much may drop what was to be read next.
 constexpr int kMostTries = 3;
 
@@ -39,7 +39,7 @@ bool read_states(const CommitLog& log, Stored& stored, std::string& error) {
 VerificationReport judge(const Stored& stored, std::uint64_t number) {
   VerificationReport report;
   report.number = number;
-  report.kind = Kind::kViolation;
+  report.kind = ReportKind::kViolation;
   const ImagePtr& given = stored.configured.image;
   if (stored.is_served) {
     if (auto path = first_difference(*stored.served.image, *given, Compared::kConfigured)) {
@@ -58,8 +58,8 @@ VerificationReport judge(const Stored& stored, std::uint64_t number) {
       return report;
     case Judge::Verdict::Kind::kDied:
     case Judge::Verdict::Kind::kFailed:
-      report.kind = Kind::kUnjudged;
-      report.text = verdict.text.empty() ? kNoMemory : verdict.text;
+      report.kind = ReportKind::kUnjudged;
+      report.text = verdict.text.empty() ? kOutOfMemory : verdict.text;
       return report;
   }
   if (stored.is_served) {
@@ -68,7 +68,7 @@ VerificationReport judge(const Stored& stored, std::uint64_t number) {
       return report;
     }
   }
-  report.kind = Kind::kValid;
+  report.kind = ReportKind::kValid;
   return report;
 }
 
@@ -94,7 +94,7 @@ VerificationReport verify_directory(const std::string& directory) {
       before = number;
     }
   } catch (const std::bad_alloc&) {
-    report.text = kNoMemory;
+    report.text = kOutOfMemory;
     return report;
   }
 }

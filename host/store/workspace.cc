@@ -22,7 +22,7 @@ void set_default_flag(lyd_node* node, bool is_default) {
 }
 
 // The instance after `node` that the user ordered behind it.
-lyd_node* next_instance(const lyd_node* node) {
+lyd_node* next_writable_instance(const lyd_node* node) {
   return node->next != nullptr && node->next->schema == node->schema ? node->next : nullptr;
 }
 
@@ -80,7 +80,7 @@ class Step {
     change.kind = TreeChange::Kind::kDeleted;
     change.node = node;
     change.parent = parent;
-    if (lysc_is_userordered(node->schema)) change.old_next = next_instance(node);
+    if (lysc_is_userordered(node->schema)) change.old_next = next_writable_instance(node);
     if (node == top_) top_ = node->next;
     keeping_flags(parent, [node] {
       lyd_unlink_tree(node);
@@ -141,7 +141,8 @@ class Step {
     }
     lyd_node* before = nullptr;
     for (lyd_node* const node : wanted) {
-      lyd_node* const standing = before != nullptr ? next_instance(before) : first_of(node);
+      lyd_node* const standing =
+          before != nullptr ? next_writable_instance(before) : first_of(node);
       if (standing != node) move(node, standing);
       before = node;
     }
@@ -157,7 +158,7 @@ class Step {
     change.kind = TreeChange::Kind::kMoved;
     change.node = node;
     change.parent = lyd_parent(node);
-    change.old_next = next_instance(node);
+    change.old_next = next_writable_instance(node);
     keeping_flags(change.parent, [&] {
       if (node == top_) top_ = node->next;
       make_room(change.parent);

@@ -9,8 +9,6 @@
 namespace nexa::text {
 namespace {
 
-constexpr std::string_view kCut = "...";
-
 enum class Form : std::uint8_t { kLine, kLines, kField };
 
 bool is_command(std::uint32_t code) {

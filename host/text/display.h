@@ -9,6 +9,9 @@
 
 namespace nexa::text {
 
+// Stands for what was left out of a text.
+inline constexpr std::string_view kCut = "...";
+
 inline constexpr std::size_t kNoBound = std::string_view::npos;
 
 // `text` on one line. Line feed, carriage return and tab become \n, \r and \t; the bytes of other

@@ -15,7 +15,7 @@ namespace {
 
 using Helpers = nexa::ServiceRpcMsgHelpers;
 
-constexpr char kNoValue[] = "the update has no value";
+constexpr char kUpdateWithoutValue[] = "the update has no value";
 
 const char* name_of(Operation operation) {
   return operation == Operation::kUpdate ? "update" : "replace";
@@ -133,7 +133,8 @@ Translation Translator::translate(const gnmi::Path& prefix, const gnmi::Update& 
   result.status = state_->check(update, whole, operation, storage, json);
   if (!result.status.ok()) return result;
   if (json.data() == nullptr) {
-    result.status = in_request({grpc::StatusCode::INVALID_ARGUMENT, kNoValue}, operation, whole);
+    result.status =
+        in_request({grpc::StatusCode::INVALID_ARGUMENT, kUpdateWithoutValue}, operation, whole);
     return result;
   }
   result.status =

@@ -1,7 +1,7 @@
 // What the family reports when a payload cannot be converted.
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
 #include "support/conversion.h"
-#include "support/precompiled.h"
+#include "support/unit_test.h"
 #include "support/xml_trees.h"
 
 namespace {

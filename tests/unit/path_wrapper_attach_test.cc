@@ -1,7 +1,7 @@
 // List keys as first children, and the value below the wrapper.
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
 #include "support/conversion.h"
-#include "support/precompiled.h"
+#include "support/unit_test.h"
 #include "support/xml_trees.h"
 
 namespace {

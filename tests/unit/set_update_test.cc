@@ -1,7 +1,7 @@
 // One Set update from path and JSON_IETF value to the text for the configuration database.
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
 #include "support/conversion.h"
-#include "support/precompiled.h"
+#include "support/unit_test.h"
 #include "support/xml_trees.h"
 
 namespace {

@@ -1,6 +1,6 @@
 // XML nodes, attributes, serialised documents and tree logs.
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
-#include "support/precompiled.h"
+#include "support/unit_test.h"
 #include "support/xml_trees.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include <regex>
 
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
-#include "support/precompiled.h"
+#include "support/unit_test.h"
 
 namespace {
 

@@ -22,10 +22,6 @@ bool is_key_leaf(const ImageSlot& child) {
   return child->kind() == ImageKind::kLeaf && lysc_is_key(child->schema());
 }
 
-bool is_many(const lysc_node* schema) {
-  return (schema->nodetype & (LYS_LIST | LYS_LEAFLIST)) != 0;
-}
-
 ImageSlot group_of(const lyd_node*& node) {
   const lysc_node* const schema = node->schema;
   ImageSlot group = ImageGroup::make(schema);

@@ -12,7 +12,7 @@
 namespace nexa::host {
 namespace {
 
-void append_escaped(std::string_view text, std::string& out) {
+void append_line_escaped(std::string_view text, std::string& out) {
   using Escaped = ByteSearch<false, '\n', '\t', '\\'>;
   for (std::size_t begin = 0;;) {
     const std::size_t found = Escaped::find(text, begin);
@@ -98,14 +98,14 @@ class TextWriter {
         text.push_back(letter_of(node.leaf().form()));
         name(node);
         text.push_back('\t');
-        append_escaped(node.leaf().text(), text);
+        append_line_escaped(node.leaf().text(), text);
         text.push_back('\n');
         return;
       case ImageKind::kAny:
         text.push_back('x');
         name(node);
         text.push_back('\t');
-        append_escaped(node.any().xml(), text);
+        append_line_escaped(node.any().xml(), text);
         text.push_back('\n');
         return;
       case ImageKind::kInner: {
@@ -148,12 +148,12 @@ class TextWriter {
     name(node);
     if (node.kind() == ImageKind::kLeaf && node.schema()->nodetype == LYS_LEAFLIST) {
       text.push_back('\t');
-      append_escaped(node.leaf().text(), text);
+      append_line_escaped(node.leaf().text(), text);
     } else if (node.kind() == ImageKind::kInner && node.schema()->nodetype == LYS_LIST) {
       for (const ImageSlot& child : node.inner().children()) {
         if (child->kind() != ImageKind::kLeaf || !lysc_is_key(child->schema())) break;
         text.push_back('\t');
-        append_escaped(child->leaf().text(), text);
+        append_line_escaped(child->leaf().text(), text);
       }
     }
     text.push_back('\n');

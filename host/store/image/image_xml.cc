@@ -10,7 +10,7 @@
 namespace nexa::host {
 namespace {
 
-const lysc_type* type_of(const lysc_node* leaf) {
+const lysc_type* leaf_type(const lysc_node* leaf) {
   return leaf->nodetype == LYS_LEAF ? reinterpret_cast<const lysc_node_leaf*>(leaf)->type
                                     : reinterpret_cast<const lysc_node_leaflist*>(leaf)->type;
 }
@@ -21,7 +21,7 @@ class StoredValue {
   explicit StoredValue(const ImageLeaf& image) : context_(image.schema()->module->ctx) {
     const lysc_node* const leaf = image.schema();
     const std::string_view text = image.text();
-    const lysc_type* const type = type_of(leaf);
+    const lysc_type* const type = leaf_type(leaf);
     ly_err_item* error = nullptr;
     // Canonical texts have the prefixes of JSON. Said so, because libyang 2.1 does not read an
     // instance identifier that is said to be canonical.

@@ -7,8 +7,6 @@
 namespace nexa::host {
 namespace {
 
-constexpr char kRestore[] = "; restore a copy of the directory";
-
 using Code = LogResult::Code;
 
 std::string not_kept(std::uint64_t number) {

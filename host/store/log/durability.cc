@@ -17,8 +17,6 @@
 namespace nexa::host {
 namespace {
 
-constexpr sqlite3_int64 kHeaderSize = 32;
-constexpr sqlite3_int64 kFrameHeaderSize = 24;
 constexpr int kIndexSize = 32768;
 constexpr std::size_t kIndexHeaderSize = 48;
 constexpr std::size_t kPageSizeAt = 14;
@@ -62,7 +60,7 @@ class Confirmation {
 
   int cut() {
     const sqlite3_int64 end =
-        frames_ == 0 ? 0 : kHeaderSize + frames_ * (kFrameHeaderSize + page_size_);
+        frames_ == 0 ? 0 : kJournalHeaderSize + frames_ * (kJournalFrameHeaderSize + page_size_);
     sqlite3_int64 size = 0;
     const int result = journal_->pMethods->xFileSize(journal_, &size);
     if (result != SQLITE_OK || size <= end) return result;
@@ -71,11 +69,11 @@ class Confirmation {
 
   int rewrite_journal() {
     if (frames_ == 0) return SQLITE_OK;
-    int result = write_again(journal_, 0, static_cast<int>(kHeaderSize));
-    const sqlite3_int64 frame_size = kFrameHeaderSize + page_size_;
+    int result = write_again(journal_, 0, kJournalHeaderSize);
+    const sqlite3_int64 frame_size = kJournalFrameHeaderSize + page_size_;
     for (sqlite3_int64 frame = 0; result == SQLITE_OK && frame < frames_; ++frame) {
-      result =
-          write_again(journal_, kHeaderSize + frame * frame_size, static_cast<int>(frame_size));
+      result = write_again(journal_, kJournalHeaderSize + frame * frame_size,
+                           static_cast<int>(frame_size));
       pages_.insert(std::uint32_t{bytes_[0]} << 24U | std::uint32_t{bytes_[1]} << 16U |
                     std::uint32_t{bytes_[2]} << 8U | bytes_[3]);
     }

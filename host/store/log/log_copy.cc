@@ -14,8 +14,6 @@
 namespace nexa::host {
 namespace {
 
-constexpr std::size_t kHeaderSize = 32;
-constexpr std::size_t kFrameHeaderSize = 24;
 constexpr std::uint32_t kMagic = 0x377f0682;  // its last bit: whether checksums are big-endian
 
 struct CloseFile {
@@ -84,21 +82,21 @@ class Journal {
   }
 
   void read() {
-    if (size_ < kHeaderSize || (number(bytes_) & ~1U) != kMagic) return;
+    if (size_ < kJournalHeaderSize || (number(bytes_) & ~1U) != kMagic) return;
     big_endian_ = (number(bytes_) & 1U) != 0;
     page_size_ = number(bytes_ + 8);
     const bool is_power = (page_size_ & (page_size_ - 1)) == 0;
     sum_up(bytes_, 24);
     if (page_size_ < 512 || page_size_ > 65536 || !is_power || !sums_are(bytes_ + 24)) return;
     std::map<std::uint32_t, const unsigned char*> written;  // by a transaction not ended yet
-    const std::size_t frame_size = kFrameHeaderSize + page_size_;
-    for (std::size_t at = kHeaderSize; at + frame_size <= size_; at += frame_size) {
+    const std::size_t frame_size = kJournalFrameHeaderSize + page_size_;
+    for (std::size_t at = kJournalHeaderSize; at + frame_size <= size_; at += frame_size) {
       const unsigned char* const frame = bytes_ + at;
       sum_up(frame, 8);
-      sum_up(frame + kFrameHeaderSize, page_size_);
+      sum_up(frame + kJournalFrameHeaderSize, page_size_);
       // The salts are those of the header unless the frame is left from an earlier use of the file.
       if (std::memcmp(frame + 8, bytes_ + 16, 8) != 0 || !sums_are(frame + 16)) return;
-      written[number(frame)] = frame + kFrameHeaderSize;
+      written[number(frame)] = frame + kJournalFrameHeaderSize;
       if (const std::uint32_t count = number(frame + 4); count != 0) {
         for (const auto& [page, content] : written) pages_[page] = content;
         written.clear();

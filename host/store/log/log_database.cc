@@ -20,7 +20,6 @@ namespace {
 using Kind = DiskFailure::Kind;
 
 constexpr std::int64_t kApplicationId = 0x6e657861;
-constexpr char kRestore[] = "; restore a copy of the directory";
 constexpr int kPatience = 10000;  // milliseconds that other processes are waited for
 
 std::string error_number(const std::string& file, const char* what) {

@@ -15,6 +15,9 @@
 
 namespace nexa::host {
 
+// What to do about a damaged log; the end of a message.
+inline constexpr char kRestore[] = "; restore a copy of the directory";
+
 // Format 1 has neither effects nor images nor parts.
 inline constexpr int kOldestFormat = 1;
 inline constexpr int kNewestFormat = 2;

@@ -10,7 +10,6 @@
 namespace nexa::host {
 namespace {
 
-constexpr char kRestore[] = "; restore a copy of the directory";
 constexpr int kStepsBetweenQuestions = 10000;
 
 class Verifier {

@@ -11,6 +11,10 @@
 
 namespace nexa::host {
 
+// Bytes before the frames of a write-ahead journal, and before the page of each frame.
+inline constexpr int kJournalHeaderSize = 32;
+inline constexpr int kJournalFrameHeaderSize = 24;
+
 struct CloseDatabase {
   void operator()(sqlite3* database) const { sqlite3_close_v2(database); }
 };

@@ -6,6 +6,13 @@
 namespace nexa::host {
 namespace {
 
+bool is_counted(const lysc_node* node) {
+  const ElementLimits limits = limits_of(node);
+  return limits.min != 0 || limits.max != 0 || (node->flags & LYS_MAND_TRUE) != 0;
+}
+
+}  // namespace
+
 bool comes_by_itself(const lysc_node* node) {
   switch (node->nodetype) {
     case LYS_CONTAINER:
@@ -18,13 +25,6 @@ bool comes_by_itself(const lysc_node* node) {
       return false;
   }
 }
-
-bool is_counted(const lysc_node* node) {
-  const ElementLimits limits = limits_of(node);
-  return limits.min != 0 || limits.max != 0 || (node->flags & LYS_MAND_TRUE) != 0;
-}
-
-}  // namespace
 
 ElementLimits limits_of(const lysc_node* node) {
   ElementLimits limits;

@@ -20,7 +20,7 @@ std::string describe(const lysc_node* node) {
 
 SchemaValue value(XpathResult type) { return {type, {}}; }
 
-const lysc_type* type_of(const lysc_node* node) {
+const lysc_type* real_type_of(const lysc_node* node) {
   const lysc_type* type = reinterpret_cast<const lysc_node_leaf*>(node)->type;
   if (type->basetype == LY_TYPE_LEAFREF) {
     type = reinterpret_cast<const lysc_type_leafref*>(type)->realtype;
@@ -121,7 +121,7 @@ SchemaValue SchemaEvaluator::comparison(const XpathExpression& expression,
     if (has_boolean || has_number || !operand.nodes.several) continue;
     // libyang brings the other side into the form of the first entry's type and keeps it so.
     for (const lysc_node* const node : operand.nodes.nodes) {
-      if ((node->nodetype & LYD_NODE_TERM) == 0 || type_of(node)->basetype != LY_TYPE_UNION)
+      if ((node->nodetype & LYD_NODE_TERM) == 0 || real_type_of(node)->basetype != LY_TYPE_UNION)
         continue;
       const lysc_node* const many = operand.nodes.many;
       not_proven("order of entries of " + describe(many != nullptr ? many : node));

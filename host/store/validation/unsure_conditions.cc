@@ -3,19 +3,9 @@
 
 #include <algorithm>
 
+#include "store/validation/level_plans.h"
+
 namespace nexa::host {
-namespace {
-
-bool comes_by_itself(const lysc_node* node) {
-  if (node->nodetype == LYS_CONTAINER) return (node->flags & LYS_PRESENCE) == 0;
-  if (node->nodetype == LYS_LEAF) {
-    return reinterpret_cast<const lysc_node_leaf*>(node)->dflt != nullptr;
-  }
-  return node->nodetype == LYS_LEAFLIST &&
-         reinterpret_cast<const lysc_node_leaflist*>(node)->dflts != nullptr;
-}
-
-}  // namespace
 
 UnsureConditions::UnsureConditions(const ConstraintIndex& index) {
   may_wait_ = index.has_when_chains();

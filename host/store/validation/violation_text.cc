@@ -11,9 +11,9 @@ namespace {
 
 constexpr std::string_view kDataLocation = "Data location \"";
 
-using Kind = Violation::Kind;
+using ViolationKind = Violation::Kind;
 
-Violation broken(Kind kind, std::string path, std::string rule) {
+Violation broken(ViolationKind kind, std::string path, std::string rule) {
   Violation violation;
   violation.kind = kind;
   violation.path = std::move(path);
@@ -91,52 +91,53 @@ std::string instance_path(const lyd_node* node) {
 Violation must_violation(const lyd_node* node, const lysc_must& must) {
   std::string rule = "must " + text::quoted(lyxp_get_expr(must.cond));
   if (must.emsg != nullptr) rule.append(": ").append(must.emsg);
-  return broken(Kind::kConstraint, instance_path(node), std::move(rule));
+  return broken(ViolationKind::kConstraint, instance_path(node), std::move(rule));
 }
 
 Violation when_violation(const lyd_node* node, const lysc_when& when) {
-  return broken(Kind::kConstraint, instance_path(node),
+  return broken(ViolationKind::kConstraint, instance_path(node),
                 "when " + text::quoted(lyxp_get_expr(when.cond)));
 }
 
 Violation leafref_violation(const lyd_node* node, std::string_view target) {
   return broken(
-      Kind::kConstraint, instance_path(node),
+      ViolationKind::kConstraint, instance_path(node),
       "leafref: no " + text::quoted(target) + " with value " + text::quoted(lyd_get_value(node)));
 }
 
 Violation instance_violation(const lyd_node* node) {
-  return broken(Kind::kConstraint, instance_path(node),
+  return broken(ViolationKind::kConstraint, instance_path(node),
                 "instance-identifier: nothing at " + text::quoted(lyd_get_value(node)));
 }
 
 Violation missing_violation(std::string path, const lysc_node* node) {
   const std::string name = text::quoted(node->name);
   if (node->nodetype == LYS_CHOICE) {
-    return broken(Kind::kConstraint, std::move(path), "mandatory choice " + name + " has no data");
+    return broken(ViolationKind::kConstraint, std::move(path),
+                  "mandatory choice " + name + " has no data");
   }
   const std::string kind = lys_nodetype2str(node->nodetype);
-  return broken(Kind::kConstraint, std::move(path),
+  return broken(ViolationKind::kConstraint, std::move(path),
                 "mandatory " + kind + " " + name + " is missing");
 }
 
 Violation few_violation(std::string path, const lysc_node* node, std::uint32_t min) {
-  return broken(Kind::kConstraint, std::move(path),
+  return broken(ViolationKind::kConstraint, std::move(path),
                 "at least " + std::to_string(min) + " entries of " + text::quoted(node->name));
 }
 
 Violation many_violation(const lyd_node* node, std::uint32_t max) {
   return broken(
-      Kind::kConstraint, instance_path(node),
+      ViolationKind::kConstraint, instance_path(node),
       "at most " + std::to_string(max) + " entries of " + text::quoted(node->schema->name));
 }
 
 Violation unique_violation(const lyd_node* node, std::string_view leafs) {
-  return broken(Kind::kConstraint, instance_path(node), "unique " + text::quoted(leafs));
+  return broken(ViolationKind::kConstraint, instance_path(node), "unique " + text::quoted(leafs));
 }
 
 Violation both_cases_violation(std::string path, std::string_view one, std::string_view other) {
-  return broken(Kind::kStructure, std::move(path),
+  return broken(ViolationKind::kStructure, std::move(path),
                 "data of both cases " + text::quoted(one) + " and " + text::quoted(other));
 }
 
@@ -149,7 +150,7 @@ Violation stored_violation(const ly_ctx* context, const lyd_node* tree) {
 
   std::vector<std::string_view> word;
   std::string rule = message;
-  Kind kind = Kind::kConstraint;
+  ViolationKind kind = ViolationKind::kConstraint;
   if (matches(message, "Must condition \"*\" not satisfied.", word)) {
     rule = "must " + text::quoted(word[0]);
   } else if (matches(message, "When condition \"*\" not satisfied.", word)) {
@@ -168,13 +169,13 @@ Violation stored_violation(const ly_ctx* context, const lyd_node* tree) {
   } else if (matches(message, "Too many \"*\" instances.", word)) {
     rule = "at most fewer entries of " + text::quoted(word[0]);
   } else if (matches(message, "Data for both cases \"*\" and \"*\" exist.", word)) {
-    kind = Kind::kStructure;
+    kind = ViolationKind::kStructure;
     rule = "data of both cases " + text::quoted(word[0]) + " and " + text::quoted(word[1]);
   } else if (matches(message, "Duplicate instance of \"*\".", word)) {
-    kind = Kind::kStructure;
+    kind = ViolationKind::kStructure;
     rule = "duplicate " + text::quoted(word[0]);
   } else if (matches(message, "Unexpected data * node \"*\" found.", word)) {
-    kind = Kind::kStructure;
+    kind = ViolationKind::kStructure;
     rule = text::quoted(word[1]) + " is " + std::string(word[0]) + " data";
   }
   if (node != nullptr && message.substr(0, 9) == "Too many ") {

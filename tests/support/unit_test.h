@@ -1,4 +1,4 @@
-// Headers that every test file pays for.
+// What every test of tests/unit reads.
 #include <gtest/gtest.h>
 
 #include "nexa/nexa_srv_rpc_msg_helpers.h"

@@ -1,1 +1,0 @@
-// Carries the precompiled header that the test files share.
