@@ -6,6 +6,8 @@
 #   make build     only build
 #   make install   install the build (DESTDIR, PREFIX)
 #   make bench     build and run the benchmarks
+#   make fuzz      build the fuzzers with clang and run each of them FUZZ_SECONDS
+#   make build-cost   what a build from clean costs, in CPU seconds
 #   make nightly   what a night has time for: generated updates and a million generated Sets against libyang,
 #                  2,000 crashes, an hour of load
 #   make clean     remove build/release
@@ -14,7 +16,7 @@ PREFIX ?= /usr/local
 DESTDIR ?=
 BUILD := build/release
 
-.PHONY: all build setup configure demo demo-convert test install bench nightly clean
+.PHONY: all build setup configure demo demo-convert test install bench fuzz build-cost nightly clean
 
 all: build
 
@@ -48,6 +50,17 @@ bench:
 	@scripts/setup scripts/dependencies.txt scripts/dependencies-bench.txt
 	@$(MAKE) --no-print-directory build
 	@scripts/bench $(BUILD)
+
+FUZZ_SECONDS ?= 60
+
+fuzz:
+	@scripts/setup scripts/dependencies.txt scripts/dependencies-fuzz.txt
+	@cmake --preset fuzz --log-level=WARNING >/dev/null
+	@cmake --build build/fuzz
+	@scripts/fuzz build/fuzz $(FUZZ_SECONDS)
+
+build-cost: setup
+	@scripts/build_cost
 
 NIGHTLY_UPDATES ?= 200000
 NIGHTLY_SETS ?= 1000000

@@ -76,6 +76,8 @@ endfunction()
 # nexa_fast_build(TARGET [FILES]): the shared precompiled header, and units as nexa_unity makes them.
 function(nexa_fast_build target)
   target_precompile_headers(${target} REUSE_FROM nexa_precompiled)
+  # GCC takes a precompiled header only where the macros that it saw are the same.
+  target_compile_definitions(${target} PRIVATE BOOST_ALL_NO_LIB)
   nexa_unity(${ARGV})
 endfunction()
 
@@ -87,5 +89,6 @@ function(nexa_fast_tests target)
     return()
   endif()
   target_precompile_headers(${target} REUSE_FROM nexa_precompiled_tests)
+  target_compile_definitions(${target} PRIVATE BOOST_ALL_NO_LIB GTEST_HAS_PTHREAD=1)
   target_compile_options(${target} PRIVATE ${nexa_test_options})
 endfunction()

@@ -1,0 +1,122 @@
+// A request as it comes off the wire, to the service over the real store in one process: one
+// answer, a refusal has a text, and the observer hears of no fault of the server's own.
+#include <grpcpp/grpcpp.h>
+
+#include <chrono>
+#include <memory>
+
+#include "gnmi.grpc.pb.h"
+#include "requests.h"
+#include "server/gnmi_service.h"
+#include "store/tree_store.h"
+#include "support.h"
+
+namespace {
+
+using nexa::host::ConfigStore;
+
+class Everybody : public nexa::host::AccessControl {
+ public:
+  grpc::Status authenticate(const nexa::host::Credentials& /*credentials*/,
+                            nexa::host::Caller& caller) override {
+    caller = {"fuzz", nexa::host::Role::kReadWrite};
+    return grpc::Status::OK;
+  }
+  bool reload(std::string& /*error*/) override { return true; }
+};
+
+class Observer : public nexa::host::ServiceObserver {
+ public:
+  void fault(const std::string& line) override { fuzz::fail("a fault of the server", line); }
+};
+
+// The server in this process, and a client of it.
+class Service {
+ public:
+  Service() : translator_(fuzz::mapper()) {
+    nexa::host::TreeStoreOptions options;
+    options.directory = folder_.path();
+    options.sync = false;
+    options.history_limit = 10;
+    options.commits_per_snapshot = 10;
+    std::string error;
+    store_ = nexa::host::open_tree_store(options, error);
+    if (store_ == nullptr) fuzz::fail("no store", error);
+    nexa::host::GnmiServiceOptions limits;
+    limits.workers = 1;
+    service_ = nexa::host::make_gnmi_service(
+        {translator_, *store_, access_, models_, {}, observer_, {}}, limits);
+    grpc::ServerBuilder builder;
+    builder.RegisterService(&service_->service());
+    server_ = builder.BuildAndStart();
+    stub_ = gnmi::gNMI::NewStub(server_->InProcessChannel({}));
+  }
+  ~Service() {
+    service_->shutdown();
+    server_->Shutdown();
+  }
+  Service(const Service&) = delete;
+  Service& operator=(const Service&) = delete;
+
+  void call(const google::protobuf::Message& request) {
+    grpc::ClientContext context;
+    // Nothing here may hang; a run under a sanitizer is slow.
+    context.set_deadline(std::chrono::system_clock::now() + std::chrono::seconds(60));
+    grpc::Status status;
+    if (const auto* get = dynamic_cast<const gnmi::GetRequest*>(&request)) {
+      gnmi::GetResponse answer;
+      status = stub_->Get(&context, *get, &answer);
+    } else if (const auto* set = dynamic_cast<const gnmi::SetRequest*>(&request)) {
+      gnmi::SetResponse answer;
+      status = stub_->Set(&context, *set, &answer);
+    } else {
+      status = subscribe(context, dynamic_cast<const gnmi::SubscribeRequest&>(request));
+    }
+    check(status);
+  }
+
+ private:
+  grpc::Status subscribe(grpc::ClientContext& context, const gnmi::SubscribeRequest& request) {
+    const auto stream = stub_->Subscribe(&context);
+    stream->Write(request);
+    gnmi::SubscribeResponse answer;
+    while (stream->Read(&answer)) {
+      if (answer.sync_response()) context.TryCancel();
+    }
+    const grpc::Status status = stream->Finish();
+    return status.error_code() == grpc::StatusCode::CANCELLED ? grpc::Status::OK : status;
+  }
+
+  static void check(const grpc::Status& status) {
+    switch (status.error_code()) {
+      case grpc::StatusCode::DEADLINE_EXCEEDED:
+      case grpc::StatusCode::INTERNAL:
+      case grpc::StatusCode::UNKNOWN:
+        fuzz::fail("not an answer to a client's fault", status.error_message());
+      default:
+        if (!status.ok() && status.error_message().empty()) fuzz::fail("no text");
+    }
+  }
+
+  const fuzz::TemporaryFolder folder_;
+  nexa::host::Translator translator_;
+  std::unique_ptr<ConfigStore> store_;
+  Everybody access_;
+  Observer observer_;
+  const gnmi::CapabilityResponse models_;
+  std::unique_ptr<nexa::host::GnmiService> service_;
+  std::unique_ptr<grpc::Server> server_;
+  std::unique_ptr<gnmi::gNMI::Stub> stub_;
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  std::string name;
+  const auto request = fuzz::parse_request(fuzz::text_of(data, size), name);
+  if (request == nullptr) return 0;
+  // One store for the whole run: what a Set leaves is what the next request meets.
+  static Service service;
+  service.call(*request);
+  return 0;
+}

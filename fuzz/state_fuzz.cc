@@ -1,0 +1,64 @@
+// Operational data as a provider writes it: it is refused with a text, or it is read beside the
+// configuration as JSON.
+#include <cjson/cJSON.h>
+
+#include <memory>
+
+#include "store/tree_store.h"
+#include "support.h"
+
+namespace {
+
+using nexa::host::ConfigStore;
+using nexa::host::DataPart;
+using nexa::host::Form;
+using nexa::host::Query;
+
+ConfigStore& store() {
+  static const fuzz::TemporaryFolder folder;
+  static const std::unique_ptr<ConfigStore> opened = [] {
+    fuzz::mapper();
+    nexa::host::TreeStoreOptions options;
+    options.directory = folder.path();
+    options.sync = false;
+    std::string error;
+    auto made = nexa::host::open_tree_store(options, error);
+    if (made == nullptr) fuzz::fail("no store", error);
+    return made;
+  }();
+  return *opened;
+}
+
+void check_json(const std::string& json) {
+  struct FreeJson {
+    void operator()(cJSON* item) const { cJSON_Delete(item); }
+  };
+  // A leaf's value stands alone, which a JSON text may.
+  const char* end = nullptr;
+  const std::unique_ptr<cJSON, FreeJson> value(
+      cJSON_ParseWithLengthOpts(json.data(), json.size(), &end, 0));
+  if (value == nullptr || end != json.data() + json.size()) fuzz::fail("no JSON", json);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string xml = fuzz::text_of(data, size);
+  std::string error;
+  const auto state = store().parse_state(xml, error);
+  if (state == nullptr) {
+    if (error.empty()) fuzz::fail("refused without a text", xml);
+    return 0;
+  }
+  for (const DataPart part : {DataPart::kAll, DataPart::kConfig, DataPart::kState}) {
+    for (const Form form : {Form::kSubtrees, Form::kLeaves}) {
+      Query query;
+      query.part = part;
+      query.form = form;
+      const grpc::Status status = store().snapshot()->read(
+          query, state.get(), [](gnmi::Path&, std::string& json) { check_json(json); });
+      if (!status.ok()) fuzz::fail("the root cannot be read", status.error_message());
+    }
+  }
+  return 0;
+}

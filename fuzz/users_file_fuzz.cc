@@ -1,0 +1,19 @@
+// The file of users: users with names, or an error that names file and line and shows no hash.
+#include "access/users_file.h"
+#include "support.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string text = fuzz::text_of(data, size);
+  std::string error;
+  const auto users = nexa::host::parse_users(text, "users", error);
+  if (!users) {
+    if (error.rfind("users:", 0) != 0) fuzz::fail("no place", error);
+    if (error.find('\n') != std::string::npos) fuzz::fail("more than a line", error);
+    return 0;
+  }
+  for (const auto& [name, user] : *users) {
+    if (name.empty()) fuzz::fail("a user without a name");
+    if (user.hash == "*") fuzz::fail("a star as a hash");
+  }
+  return 0;
+}
