@@ -33,9 +33,9 @@ class Observer : public nexa::host::ServiceObserver {
 // The server in this process, and a client of it.
 class Service {
  public:
-  Service() : translator_(fuzz::mapper()) {
+  explicit Service(const std::string& folder) : translator_(fuzz::mapper()) {
     nexa::host::TreeStoreOptions options;
-    options.directory = folder_.path();
+    options.directory = folder;
     options.sync = false;
     options.history_limit = 10;
     options.commits_per_snapshot = 10;
@@ -50,10 +50,6 @@ class Service {
     builder.RegisterService(&service_->service());
     server_ = builder.BuildAndStart();
     stub_ = gnmi::gNMI::NewStub(server_->InProcessChannel({}));
-  }
-  ~Service() {
-    service_->shutdown();
-    server_->Shutdown();
   }
   Service(const Service&) = delete;
   Service& operator=(const Service&) = delete;
@@ -98,7 +94,6 @@ class Service {
     }
   }
 
-  const fuzz::TemporaryFolder folder_;
   nexa::host::Translator translator_;
   std::unique_ptr<ConfigStore> store_;
   Everybody access_;
@@ -115,8 +110,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::string name;
   const auto request = fuzz::parse_request(fuzz::text_of(data, size), name);
   if (request == nullptr) return 0;
-  // One store for the whole run: what a Set leaves is what the next request meets.
-  static Service service;
+  static const fuzz::TemporaryFolder folder;
+  // One store for the whole run: what a Set leaves is what the next request meets. It is not ended:
+  // the store's end needs what belongs to the main thread, which is gone when static objects end.
+  static Service& service = *std::make_unique<Service>(folder.path()).release();
   service.call(*request);
   return 0;
 }
