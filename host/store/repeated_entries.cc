@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::string_view kNamespace = " xmlns=\"";
 
-struct Element {
+struct TaggedElement {
   std::string_view tag;
   const lysc_node* schema = nullptr;   // null for what the schema does not have
   const lys_module* module = nullptr;  // of the default namespace
@@ -32,7 +32,7 @@ class Search {
   std::string cut_behind(std::size_t end) const;
 
   const std::string_view xml_;
-  std::vector<Element> open_;  // the outermost stands for the document
+  std::vector<TaggedElement> open_;  // the outermost stands for the document
 };
 
 std::string Search::cut() {
@@ -57,8 +57,8 @@ std::string Search::cut() {
 }
 
 void Search::begin(std::string_view tag) {
-  const Element& parent = open_.back();
-  Element element;
+  const TaggedElement& parent = open_.back();
+  TaggedElement element;
   element.tag = tag.substr(0, tag.find_first_of(" /"));
   element.module = parent.module;
   const std::size_t given = tag.find(kNamespace);
@@ -77,10 +77,10 @@ void Search::begin(std::string_view tag) {
 }
 
 bool Search::end(std::string_view text) {
-  const Element element = std::move(open_.back());
+  const TaggedElement element = std::move(open_.back());
   open_.pop_back();
   if (element.schema == nullptr) return false;
-  Element& parent = open_.back();
+  TaggedElement& parent = open_.back();
   if (lysc_is_key(element.schema)) {
     parent.keys.append(text).push_back('<');  // which no text has
     return false;

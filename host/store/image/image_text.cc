@@ -7,13 +7,14 @@
 #include "store/image/image_difference.h"
 #include "store/image/image_draft.h"
 #include "store/image/image_import.h"
-#include "store/text_scan.h"
+
+#include "text/byte_search.h"
 
 namespace nexa::host {
 namespace {
 
 void append_line_escaped(std::string_view text, std::string& out) {
-  using Escaped = ByteSearch<false, '\n', '\t', '\\'>;
+  using Escaped = text::ByteSearch<false, '\n', '\t', '\\'>;
   for (std::size_t begin = 0;;) {
     const std::size_t found = Escaped::find(text, begin);
     out.append(text, begin, found - begin);
