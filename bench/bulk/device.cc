@@ -36,9 +36,10 @@ bool fill_in_child(const BenchOptions& options, const std::string& data, std::si
   return !in_child(options.seconds, [&] { return fill(data, interfaces); }).empty();
 }
 
+// No interface is made with such a value, so the Set changes something.
 std::string leaf_request(std::size_t interface, std::size_t value) {
   return set_request(
-      std::to_string(1000 + value % 8000),
+      std::to_string(2000 + value % 8000),
       "/bench-device:device/interface[name=port" + std::to_string(interface) + "]/mtu");
 }
 
