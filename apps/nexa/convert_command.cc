@@ -8,10 +8,8 @@
 #include "raw_convert.h"
 #include "schema_options.h"
 #include "status_output.h"
-#include "store/change.h"
 #include "store/commit_answer.h"
 #include "store/document_check.h"
-#include "store/image/schema_order.h"
 #include "translate/path_string.h"
 #include "translate/translate.h"
 
@@ -72,11 +70,9 @@ grpc::Status convert_raw(const ConvertOptions& options, const gnmi::Path& path,
 
 // What a store refuses of a document by itself: a node given twice, data of two cases of a choice,
 // operational data.
-grpc::Status judge_document(const std::string& xml, const ConvertOptions& options,
+grpc::Status check_document(const std::string& xml, const ConvertOptions& options,
                             const gnmi::Path& path) {
-  nexa::host::number_schema();
-  nexa::host::TreePtr tree;
-  const auto problem = nexa::host::read_document(nexa::host::inner_xml(xml), tree);
+  const auto problem = nexa::host::judge_document(xml);
   if (!problem) return grpc::Status::OK;
   return {grpc::StatusCode::INVALID_ARGUMENT, options.mode + " of " +
                                                   nexa::host::format_path_string(path) + ": " +
@@ -95,7 +91,7 @@ grpc::Status convert(const ConvertOptions& options, gnmi::Path path, std::string
   nexa::host::Translation result =
       translator.translate(gnmi::Path(), update, operation, options.explain);
   for (const std::string& note : result.notes) std::fprintf(stderr, "note: %s\n", note.c_str());
-  if (result.status.ok()) result.status = judge_document(result.xml, options, update.path());
+  if (result.status.ok()) result.status = check_document(result.xml, options, update.path());
   xml = std::move(result.xml);
   return result.status;
 }

@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include "store/change.h"
 #include "store/image/image_import.h"
 #include "store/image/schema_texts.h"
 #include "store/image/union_value.h"
@@ -121,6 +122,13 @@ std::optional<Violation> read_document(std::string_view xml, TreePtr& tree) {
   }
   if (auto problem = read_nodes(xml, tree)) return problem;
   return check_siblings(tree.get());
+}
+
+std::optional<Violation> judge_document(std::string_view document) {
+  number_schema();
+  ly_log_options(LY_LOSTORE_LAST);
+  TreePtr tree;
+  return read_document(inner_xml(document), tree);
 }
 
 }  // namespace nexa::host

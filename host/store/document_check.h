@@ -19,6 +19,10 @@ std::optional<Violation> read_nodes(std::string_view xml, TreePtr& tree);
 // choice.
 std::optional<Violation> read_document(std::string_view xml, TreePtr& tree);
 
+// The same for a whole document, for a caller that has no store: numbers the schema, and keeps
+// libyang's messages off standard error from then on.
+std::optional<Violation> judge_document(std::string_view document);
+
 }  // namespace nexa::host
 
 #endif  // HOST_STORE_DOCUMENT_CHECK_H_

@@ -183,6 +183,24 @@ TEST(NexaConvert, RefusesBadInputWithoutOutput) {
   }
 }
 
+TEST(NexaConvert, RefusesWhatAStoreRefusesOfADocument) {
+  const auto refused = [](const std::string& path, const std::string& value) {
+    const Outcome outcome = convert(path, value);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.out, "");
+    return outcome.err;
+  };
+  EXPECT_EQ(
+      refused("/example-device:device", R"({"console":true,"ssh":{"port":22}})"),
+      "INVALID_ARGUMENT: update of /example-device:device: /example-device:device/ssh: data of "
+      "both cases \"local\" and \"remote\"\n");
+  EXPECT_EQ(refused("/example-device:device", R"({"port":[{"name":"a"},{"name":"a"}]})"),
+            "INVALID_ARGUMENT: update of /example-device:device: "
+            "/example-device:device/port[name='a']: duplicate \"port\"\n");
+  EXPECT_THAT(refused("/example-device:device", R"({"event":[{"text":"x"}]})"),
+              StartsWith("INVALID_ARGUMENT: update of /example-device:device: "));
+}
+
 TEST(NexaConvert, TellsWrongUsageFromARefusal) {
   const std::vector<std::vector<std::string>> cases = {
       {},

@@ -210,6 +210,34 @@ TEST_F(Values, TolerantModeTakesBase64WithLineBreaksAnywhere) {
   EXPECT_EQ(refused("blob", "\"YW\\nJ\"", Mode::kTolerant).substr(0, 7), "value \"");
 }
 
+// RFC 7951, section 6.10.
+TEST_F(Values, AUnionSaysTheJsonTypeWhereItsTextDoesNot) {
+  const std::string path = "/example-device:device/limits/choice-of-types";
+  const std::string head = "<device xmlns=\"urn:example:device\"><limits><choice-of-types";
+  const std::string mark = " xmlns:json=\"urn:nexa:params:xml:ns:json:1.0\" json:type=\"string\"";
+  const std::string tail = "</choice-of-types></limits></device>";
+  EXPECT_EQ(stored(path, "255"), head + ">255" + tail);
+  EXPECT_EQ(stored(path, "\"auto\""), head + ">auto" + tail);
+  EXPECT_EQ(stored(path, "\"words\""), head + ">words" + tail);
+  for (const std::string text : {"255", "007", " 5", "+5"}) {
+    EXPECT_EQ(stored(path, '"' + text + '"'), head + mark + ">" + text + tail);
+    EXPECT_EQ(stored(path, '"' + text + '"', Mode::kStrict), head + mark + ">" + text + tail);
+  }
+}
+
+TEST_F(Values, RefusalsQuoteOneLineOfAValue) {
+  const std::string path = "/example-device:device/limits/state";
+  const std::string text = refusal(path, '"' + std::string(5000, 'x') + '"');
+  EXPECT_LT(text.size(), 400U) << text;
+  const std::string lines = refusal(path, R"("a\nb\u007f")");
+  EXPECT_EQ(lines, "update of " + path +
+                       R"(: value "a\nb\x7F": Invalid enumeration value "a\nb\x7F". )" +
+                       "(line 1, column 1)");
+  const std::string name =
+      refusal("/example-device:device", "{\"" + std::string(5000, 'n') + "\":1}");
+  EXPECT_LT(name.size(), 10500U);
+}
+
 TEST_F(Values, PresenceContainersAndChoicesAreStored) {
   EXPECT_EQ(stored("/example-device:device/debug", "{}"),
             "<device xmlns=\"urn:example:device\"><debug/></device>");
