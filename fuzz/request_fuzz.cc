@@ -15,11 +15,11 @@ namespace {
 
 using nexa::host::ConfigStore;
 
-class Everybody : public nexa::host::AccessControl {
+class Everybody : public nexa::access::AccessControl {
  public:
-  grpc::Status authenticate(const nexa::host::Credentials& /*credentials*/,
-                            nexa::host::Caller& caller) override {
-    caller = {"fuzz", nexa::host::Role::kReadWrite};
+  grpc::Status authenticate(const nexa::access::Credentials& /*credentials*/,
+                            nexa::access::Caller& caller) override {
+    caller = {"fuzz", nexa::access::Role::kReadWrite};
     return grpc::Status::OK;
   }
   bool reload(std::string& /*error*/) override { return true; }

@@ -5,7 +5,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string text = fuzz::text_of(data, size);
   std::string error;
-  const auto users = nexa::host::parse_users(text, "users", error);
+  const auto users = nexa::access::parse_users(text, "users", error);
   if (!users) {
     if (error.rfind("users:", 0) != 0) fuzz::fail("no place", error);
     if (error.find('\n') != std::string::npos) fuzz::fail("more than a line", error);

@@ -15,11 +15,11 @@ bool is_identifier(std::string_view name) {
   return true;
 }
 
-bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+bool is_json_blank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
 // Whether a reader of XML gives the string back.
 bool is_plain(std::string_view text) {
-  return text.empty() || (!is_blank(text.front()) && !is_blank(text.back()) &&
+  return text.empty() || (!is_json_blank(text.front()) && !is_json_blank(text.back()) &&
                           text.find('\r') == std::string_view::npos);
 }
 
@@ -139,8 +139,8 @@ std::string compact_json(const JsonDocument& document, std::uint32_t item) {
       continue;
     }
     const bool is_end = c == '}' || c == ']';
-    if (depth == 0 && (is_end || c == ',' || is_blank(c))) return text;
-    if (is_blank(c)) continue;
+    if (depth == 0 && (is_end || c == ',' || is_json_blank(c))) return text;
+    if (is_json_blank(c)) continue;
     text += c;
     in_string = c == '"';
     if (c == '{' || c == '[') ++depth;

@@ -51,12 +51,6 @@ bool has_choice(const lysc_node* node) {
   return child != nullptr;
 }
 
-const lysc_type* type_of(const lysc_node* node) {
-  if (node->nodetype == LYS_LEAF) return reinterpret_cast<const lysc_node_leaf*>(node)->type;
-  if (node->nodetype != LYS_LEAFLIST) return nullptr;
-  return reinterpret_cast<const lysc_node_leaflist*>(node)->type;
-}
-
 }  // namespace
 
 std::string xml_attribute(std::string_view text) {

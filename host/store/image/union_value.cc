@@ -23,11 +23,6 @@ constexpr char kReadableName[] = "orig-position";
 constexpr std::uint32_t kAnyValue = LYD_VALHINT_STRING | LYD_VALHINT_DECNUM | LYD_VALHINT_NUM64 |
                                     LYD_VALHINT_BOOLEAN | LYD_VALHINT_EMPTY;
 
-const lysc_type* type_of(const lysc_node* leaf) {
-  return leaf->nodetype == LYS_LEAF ? reinterpret_cast<const lysc_node_leaf*>(leaf)->type
-                                    : reinterpret_cast<const lysc_node_leaflist*>(leaf)->type;
-}
-
 std::uint32_t hints_of(JsonType type) {
   switch (type) {
     case JsonType::kString:

@@ -24,10 +24,6 @@ bool has_validator(const lysc_ext_instance* extensions) {
   return false;
 }
 
-const lysc_type* type_of(const lysc_node* node) {
-  return reinterpret_cast<const lysc_node_leaf*>(node)->type;
-}
-
 bool is_structured(const lysc_node* child) {
   if (child->nodetype == LYS_CHOICE || (child->flags & LYS_MAND_TRUE) != 0) return true;
   if (child->nodetype == LYS_LEAFLIST) {

@@ -13,10 +13,6 @@ namespace {
 
 thread_local ReferenceTargets* in_use = nullptr;
 
-lysc_type* type_of(const lysc_node* node) {
-  return reinterpret_cast<const lysc_node_leaf*>(node)->type;
-}
-
 const lyd_value& value_of(const lyd_node* leaf) {
   return reinterpret_cast<const lyd_node_term*>(leaf)->value;
 }

@@ -8,10 +8,6 @@
 namespace nexa::host {
 namespace {
 
-const lysc_type* type_of(const lyd_node* node) {
-  return reinterpret_cast<const lysc_node_leaf*>(node->schema)->type;
-}
-
 // Whether `list` is found by `leaf` alone.
 bool is_only_key(const lysc_node* list, const lysc_node* leaf) {
   if (list->nodetype != LYS_LIST || !lysc_is_key(leaf)) return false;
@@ -73,7 +69,7 @@ void ChangeCheck::judge_references() {
 }
 
 void ChangeCheck::judge_reference(const Constraint& constraint, lyd_node* node) {
-  const lysc_type* const type = type_of(node);
+  const lysc_type* const type = type_of(node->schema);
   // libyang reads the text of the value as another one here.
   if (has_chosen_member(node)) {
     unknown_ = true;
@@ -94,7 +90,7 @@ void ChangeCheck::judge_reference(const Constraint& constraint, lyd_node* node) 
 // tree unless the value needs no instance, or finds one by a plain path.
 void ChangeCheck::judge_union(const Constraint& constraint, const lyd_node* node) {
   const lyd_value& value = reinterpret_cast<const lyd_node_term*>(node)->value;
-  const auto* const type = reinterpret_cast<const lysc_type_union*>(type_of(node));
+  const auto* const type = reinterpret_cast<const lysc_type_union*>(type_of(node->schema));
   LY_ARRAY_COUNT_TYPE i = 0;
   LY_ARRAY_FOR(type->types, i) {
     if (needs_instance(type->types[i]) || value.subvalue == nullptr) continue;

@@ -1,0 +1,158 @@
+// Values of unions whose JSON type is part of the value: images, documents, the log, and starts
+// under another schema.
+#include "store/change_reading.h"
+#include "store/image/image_comparison.h"
+#include "store/image/image_import.h"
+#include "store/image/image_text.h"
+#include "store/image/image_xml.h"
+#include "store/image/union_value.h"
+#include "store_fixture.h"
+
+namespace nexa_test {
+namespace {
+
+using nexa::host::ScalarForm;
+using nexa::text::JsonType;
+
+constexpr char kUnions[] = R"yang(module s {
+  yang-version 1.1;
+  namespace "urn:s";
+  prefix s;
+  revision 2026-01-01;
+  container top {
+    leaf value { type union { type int32; type string; } }
+    leaf-list many { type union { type int32; type string; } }
+    leaf peer { type leafref { path "../entry/id"; } }
+    list entry {
+      key "id";
+      leaf id { type union { type int32; type string; } }
+      leaf note { type string; }
+    }
+  }
+})yang";
+
+// The same names; what may be a number is one.
+constexpr char kNumbers[] = R"yang(module s {
+  yang-version 1.1;
+  namespace "urn:s";
+  prefix s;
+  revision 2026-02-02;
+  container top {
+    leaf value { type union { type int32; type enumeration { enum none; } } }
+    leaf-list many { type int32; }
+  }
+})yang";
+
+std::string typed(const std::string& name, const std::string& type, const std::string& text) {
+  return "<" + name + " xmlns:json=\"urn:nexa:params:xml:ns:json:1.0\" json:type=\"" + type +
+         "\">" + text + "</" + name + ">";
+}
+
+class StoreUnion : public StoreTest {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(load_module("s", kUnions), "");
+    open();
+  }
+
+  std::string read(const std::string& path) const { return read_text(*store_, path); }
+};
+
+TEST_F(StoreUnion, MarksAreReadInTagsOnly) {
+  const std::string text = " xmlns:json=\"urn:nexa:params:xml:ns:json:1.0\" json:type=\"string\"";
+  ASSERT_EQ(commit_text({update("<value>" + text + "</value>")}), "");
+  EXPECT_EQ(xml(), config_xml("<value>" + text + "</value>"));
+  ASSERT_EQ(commit_text({update(typed("value", "string", text))}), "");
+  EXPECT_EQ(xml(), config_xml("<value>" + text + "</value>"));
+}
+
+TEST_F(StoreUnion, OnlyWhatTheTextDoesNotSayIsMarked) {
+  for (const char* const plain : {"7", "x", "07x"}) {
+    ASSERT_EQ(commit_text({update("<value>" + std::string(plain) + "</value>")}), "");
+    EXPECT_EQ(xml(), config_xml("<value>" + std::string(plain) + "</value>"));
+  }
+  ASSERT_EQ(commit_text({update(typed("value", "number", "7"))}), "");
+  EXPECT_EQ(xml(), config_xml("<value>7</value>"));
+  for (const char* const text : {"7", "007", " 7", "+7"}) {
+    ASSERT_EQ(commit_text({update(typed("value", "string", text))}), "");
+    EXPECT_EQ(xml(), config_xml(typed("value", "string", text)));
+    EXPECT_EQ(read("/s:top/value"), "/s:top/value=\"" + std::string(text) + "\"\n");
+  }
+}
+
+TEST_F(StoreUnion, ATypeThatNoMemberHasIsRefused) {
+  EXPECT_EQ(commit_text({update(typed("value", "number", "007x"))}),
+            "");  // the only reading keeps the text
+  EXPECT_EQ(read("/s:top/value"), "/s:top/value=\"007x\"\n");
+  EXPECT_EQ(commit_text({update(typed("value", "boolean", "007"))}),
+            "/s:top/value: no member of the union takes the value with its JSON type");
+}
+
+TEST_F(StoreUnion, BothTextsOfTheLogKeepTheTypes) {
+  const std::string before = typed("value", "string", "007") + typed("many", "string", "1") +
+                             "<many>2</many><entry>" + typed("id", "string", "5") +
+                             "<note>n</note></entry>";
+  ASSERT_EQ(commit_text({update(before)}), "");
+  const std::string kept = xml();
+  open();
+  ASSERT_EQ(error_, "");
+  EXPECT_EQ(xml(), kept);
+  ASSERT_EQ(commit_text({put("/s:top/value", "<value>7</value>")}), "");
+  ASSERT_EQ(commit_text({put("/s:top/many", "<many>1</many>" + typed("many", "string", "2"))}), "");
+  ASSERT_EQ(commit_text({put("/s:top/entry", "<entry>" + typed("id", "number", "5") + "</entry>")}),
+            "");
+  const std::string other = xml();
+  open();
+  ASSERT_EQ(error_, "");
+  EXPECT_EQ(xml(), other);
+  ASSERT_TRUE(store_->rollback(1, "tester", nullptr).status.ok());
+  EXPECT_EQ(xml(), kept);
+  open();
+  EXPECT_EQ(xml(), kept);
+}
+
+TEST_F(StoreUnion, EntriesWhoseNumbersAgreeAreOthers) {
+  ASSERT_EQ(commit_text({update("<entry><id>7</id></entry><entry>" + typed("id", "string", "007") +
+                                "</entry><many>7</many>" + typed("many", "string", "07"))}),
+            "");
+  ASSERT_EQ(
+      commit_text({update("<entry>" + typed("id", "string", "007") + "<note>a</note></entry>")}),
+      "");
+  ASSERT_EQ(commit_text({update("<entry><id>7</id><note>b</note></entry>")}), "");
+  EXPECT_EQ(xml(), config_xml("<many>7</many>" + typed("many", "string", "07") +
+                              "<entry><id>7</id><note>b</note></entry><entry>" +
+                              typed("id", "string", "007") + "<note>a</note></entry>"));
+  ASSERT_EQ(commit_text({update(typed("peer", "string", "007"))}), "");
+  ASSERT_EQ(commit_text({drop("/s:top/entry[id=7]")}), "");
+  EXPECT_NE(commit_text({update("<peer>7</peer>")}), "");
+}
+
+TEST_F(StoreUnion, AStartUnderAnotherSchemaReadsTheTextWhereTheTypeIsGone) {
+  ASSERT_EQ(commit_text({update(typed("value", "string", "7") + typed("many", "string", "8"))}),
+            "");
+  store_.reset();
+  ASSERT_EQ(load_module("s", kNumbers), "");
+  open();
+  ASSERT_EQ(error_, "");
+  EXPECT_EQ(read("/s:top/value"), "/s:top/value=7\n");
+  EXPECT_EQ(read("/s:top/many"), "/s:top/many=[8]\n");
+}
+
+TEST_F(StoreUnion, AnImageDiffersByTheType) {
+  const auto image = [](const std::string& inner) {
+    nexa::host::TreePtr tree;
+    std::string error;
+    EXPECT_TRUE(nexa::host::parse_nodes(nexa::host::inner_xml(in_top(inner)), tree, error))
+        << error;
+    return nexa::host::image_of_tree(tree.get());
+  };
+  const nexa::host::ImagePtr number = image("<value>7</value>");
+  const nexa::host::ImagePtr text = image(typed("value", "string", "7"));
+  EXPECT_FALSE(nexa::host::same_image(*number, *text));
+  EXPECT_EQ(nexa::host::difference_text(*number, *text), ">s:top\n=value\t7\n<\n");
+  EXPECT_EQ(nexa::host::first_difference(*number, *text, nexa::host::Compared::kConfigured),
+            "/s:top/value");
+}
+
+}  // namespace
+}  // namespace nexa_test
