@@ -159,7 +159,6 @@ grpc::Status raw_convert(nexa::ServiceKestrelNamespaceMapperImpl& mapper, nexa::
   Conversion conversion{
       mapper, converter, nexa::text::JsonPtr(cJSON_CreateObject()),
       nexa::text::XmlNodePtr(Helpers::build_xml_node("config", XML_ELEMENT_NODE))};
-  if (!is_tree) status = conversion.add(path, value, std::move(document));
   // Of the whole tree the library finds the first member only, so each is a replace of its own.
   while (is_tree && status.ok() && document->child != nullptr) {
     nexa::text::JsonPtr member(cJSON_DetachItemViaPointer(document.get(), document->child));
@@ -168,6 +167,7 @@ grpc::Status raw_convert(nexa::ServiceKestrelNamespaceMapperImpl& mapper, nexa::
     status = check_request(mode, top);
     if (status.ok()) status = conversion.add(top, value, std::move(member));
   }
+  if (!is_tree) status = conversion.add(path, value, std::move(document));
   if (!status.ok()) return status;
   const nexa::text::XmlTextPtr text(Helpers::build_xml_str(conversion.top.get()));
   if (text == nullptr) return {grpc::StatusCode::INTERNAL, "The document could not be written"};
