@@ -38,7 +38,7 @@ class Set : public ServiceTest {
       text += edit.kind == Edit::Kind::kDelete    ? "delete "
               : edit.kind == Edit::Kind::kReplace ? "replace "
                                                   : "update ";
-      text += nexa::host::format_path_string(edit.path);
+      text += nexa::host::format_path_string(edit.target.path);
       const std::size_t open = edit.xml.find("<config>");
       if (open != std::string::npos) {
         text += " " + edit.xml.substr(open + 8, edit.xml.find("</config>") - open - 8);

@@ -9,6 +9,7 @@
 
 #include "real/temp_folder.h"
 #include "store/tree_store.h"
+#include "support/targets.h"
 #include "translate/path_string.h"
 
 namespace nexa_test {
@@ -289,7 +290,8 @@ TEST_F(StoreFindings, RollbackToACommitThatReplacedUserOrderedValues) {
   start(
       R"yang(container top { container c { leaf-list s { type string; ordered-by user; } leaf f { type string; } } })yang");
   const auto put = [](const std::string& inner) {
-    return Edit{Edit::Kind::kReplace, *nexa::host::parse_path_string("/s:top/c", nullptr),
+    return Edit{Edit::Kind::kReplace,
+                nexa_test::target_of(*nexa::host::parse_path_string("/s:top/c", nullptr)),
                 "<config><top xmlns=\"urn:s\"><c>" + inner + "</c></top></config>"};
   };
   ASSERT_EQ(text(put("<s>two</s><s>three</s><f>two</f>")), "");

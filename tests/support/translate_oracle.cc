@@ -41,8 +41,9 @@ LoadedSet::LoadedSet(const std::vector<std::string>& folders,
   ly_log_options(LY_LOSTORE_LAST);
   mapper_ = std::make_unique<nexa::ServiceKestrelNamespaceMapperImpl>();
   mapper_->populate();
-  tolerant_ = std::make_unique<nexa::host::Translator>(*mapper_);
-  strict_ = std::make_unique<nexa::host::Translator>(*mapper_, nexa::host::Mode::kStrict);
+  schema_ = std::make_unique<nexa::model::Schema>();
+  tolerant_ = std::make_unique<UpdateDoor>(*mapper_, *schema_, nexa::model::Mode::kTolerant);
+  strict_ = std::make_unique<UpdateDoor>(*mapper_, *schema_, nexa::model::Mode::kStrict);
 }
 
 LoadedSet::~LoadedSet() = default;

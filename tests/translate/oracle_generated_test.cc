@@ -109,8 +109,7 @@ TEST_P(GeneratedOracle, ValidUpdatesAreStoredAsLibyangReadsThem) {
     gnmi::Update update;
     *update.mutable_path() = made->path;
     update.mutable_val()->set_json_ietf_val(made->json);
-    nexa::host::Translator& translator =
-        forms == Forms::kStrict ? set_->strict() : set_->tolerant();
+    UpdateDoor& translator = forms == Forms::kStrict ? set_->strict() : set_->tolerant();
     const Translation got = translator.translate(gnmi::Path(), update, Operation::kUpdate);
     ++row.updates;
     std::string problem = got.status.error_message();
