@@ -150,24 +150,33 @@ TEST_F(Get, RefusalsOfTheChecksComeAsTheyAre) {
 TEST_F(Get, OriginsAreServedOrRefusedInWords) {
   *request.add_path() = path_of("/device/name");
   request.mutable_path(0)->set_origin("openconfig");
-  EXPECT_EQ(answer(), "|openconfig/device/name=\"box\"\n");
+  EXPECT_EQ(answer(),
+            "5 path[0] /device/name: no node \"device\" at the top of origin \"openconfig\"");
+  request.mutable_path(0)->mutable_elem(0)->set_name("example-device:device");
+  EXPECT_EQ(answer(), "|openconfig/example-device:device/name=\"box\"\n");
+  request.mutable_path(0)->mutable_elem(0)->set_name("device");
+  request.mutable_path(0)->set_origin("example-device");
+  EXPECT_EQ(answer(), "|example-device/device/name=\"box\"\n");
   request.mutable_path(0)->set_origin("rfc7951");
   EXPECT_EQ(answer(), "|rfc7951/device/name=\"box\"\n");
   request.mutable_path(0)->set_origin("cli");
   EXPECT_EQ(answer(),
             "12 path[0] /device/name: origin \"cli\" not supported, the served ones are "
-            "\"openconfig\", \"rfc7951\" and none");
+            "\"openconfig\", \"rfc7951\", the names of modules and none");
   request.mutable_path(0)->set_origin("openconfig");
   request.mutable_prefix()->set_origin("rfc7951");
   EXPECT_EQ(answer(),
-            "3 path[0] /device/name: the prefix has origin \"rfc7951\", the path \"openconfig\"");
+            "3 path[0] /device/name: an origin stands in the prefix or in the paths, not in both");
+  request.mutable_path(0)->set_origin("rfc7951");
+  EXPECT_EQ(answer(),
+            "3 path[0] /device/name: an origin stands in the prefix or in the paths, not in both");
 }
 
 TEST_F(Get, APrefixsOriginStaysInThePrefix) {
   *request.add_path() = path_of("/device/name");
-  request.mutable_prefix()->set_origin("openconfig");
+  request.mutable_prefix()->set_origin("rfc7951");
   EXPECT_EQ(answer(), "/|/device/name=\"box\"\n");
-  EXPECT_EQ(response.notification(0).prefix().origin(), "openconfig");
+  EXPECT_EQ(response.notification(0).prefix().origin(), "rfc7951");
 }
 
 TEST_F(Get, ATargetStandsInThePrefixOnly) {

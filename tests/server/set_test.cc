@@ -136,10 +136,12 @@ TEST_F(Set, ReplacesTheWholeTree) {
 TEST_F(Set, AnUnknownPathIsNotFound) {
   *request.add_update() = update_of("/example-device:device/name", "\"a\"");
   *request.add_update() = update_of("/example-device:device/nothing", "1");
-  EXPECT_EQ(answer(), "5 update[1] of /example-device:device/nothing: no such node in the schema");
+  EXPECT_EQ(answer(), "5 update[1] of /example-device:device/nothing: no node \"nothing\" below "
+                      "\"/example-device:device\"");
   request.clear_update();
   *request.add_delete_() = path_of("/example-device:nothing");
-  EXPECT_EQ(answer(), "5 delete[0] of /example-device:nothing: no such node in the schema");
+  EXPECT_EQ(answer(), "5 delete[0] of /example-device:nothing: no node \"example-device:nothing\" "
+                      "at the top of the schema");
   EXPECT_TRUE(store.commits().empty());
 }
 
@@ -249,13 +251,13 @@ TEST_F(Set, OriginsAreServedOrRefusedInWords) {
   request.mutable_update(0)->mutable_path()->set_origin("cli");
   EXPECT_EQ(answer(),
             "12 update[0] of /example-device:device/name: origin \"cli\" not supported, the served "
-            "ones are \"openconfig\", \"rfc7951\" and none");
+            "ones are \"openconfig\", \"rfc7951\", the names of modules and none");
   request.mutable_update(0)->mutable_path()->set_origin("rfc7951");
   EXPECT_EQ(answer(), "0 ");
   request.mutable_prefix()->set_origin("openconfig");
   EXPECT_EQ(answer(),
-            "3 update[0] of /example-device:device/name: the prefix has origin \"openconfig\", the "
-            "path \"rfc7951\"");
+            "3 update[0] of /example-device:device/name: an origin stands in the prefix or in "
+            "the paths, not in both");
 }
 
 TEST_F(Set, TooManyOperationsAreRefused) {

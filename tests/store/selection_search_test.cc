@@ -22,6 +22,8 @@ gnmi::Path path_of(const std::string& text) {
   return parse_path_string(text, &error).value_or(gnmi::Path());
 }
 
+model::Target target_of(const std::string& text) { return nexa_test::target_of(path_of(text)); }
+
 // `count` items from "i0"; those of state have the counter, those of config the rest.
 ImagePtr stock(int count, bool is_state) {
   std::string xml = "<stock xmlns=\"urn:shop\">";

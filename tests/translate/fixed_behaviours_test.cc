@@ -41,8 +41,8 @@ TEST_F(FixedBehaviours, AMemberWithoutSchemaNodeIsRefusedByItsPath) {
 TEST_F(FixedBehaviours, ElementsBelowALeafAreRefused) {
   EXPECT_EQ(
       missing("/example-device:device/name/deeper", "1"),
-      "update of /example-device:device/name/deeper: path element \"deeper\": nothing can stand "
-      "below \"name\"");
+      "update of /example-device:device/name/deeper: no node \"deeper\" below "
+      "\"/example-device:device/name\"");
 }
 
 TEST_F(FixedBehaviours, NamesAreMatchedWithTheirModule) {
@@ -56,8 +56,8 @@ TEST_F(FixedBehaviours, AModulesSecondTopLevelNodeIsReached) {
             "<services xmlns=\"urn:example:device\"><ntp>true</ntp></services>");
   EXPECT_EQ(
       missing("/example-device:services/name", "\"x\""),
-      "update of /example-device:services/name: path element \"name\": no node \"name\" below "
-      "\"services\"");
+      "update of /example-device:services/name: no node \"name\" below "
+      "\"/example-device:services\"");
 }
 
 TEST_F(FixedBehaviours, EachKeyIsGivenOnceInSchemaOrderAtEveryList) {
