@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "kestrel/loader.h"
+#include "model/resolver.h"
 #include "store/image/image_import.h"
 #include "store/reading/json_value.h"
 
@@ -25,6 +26,8 @@ using nexa::host::ImagePtr;
 using nexa::host::LeafLists;
 using nexa::host::NodePair;
 using nexa::host::TreePtr;
+using nexa::model::Result;
+using nexa::model::Target;
 
 constexpr char kConfig[] = R"(<device xmlns="urn:example:device"><name>d</name>
 <limits><tiny>-1</tiny><flags>loud fast</flags><choice-of-types>7</choice-of-types></limits>

@@ -74,6 +74,10 @@ JsonVerdict read_json(const std::string& json);
 // it.
 Tree read_config(const std::string& xml, std::string& reason);
 
+// Adds to `tree`, which has one instance of every step of the target, the leaves that the keys of
+// the entries on the way stand for (TargetKey::twin).
+void add_twins(lyd_node* tree, const nexa::model::Target& target);
+
 // Empty when the trees are equal, else both as XML.
 std::string difference(const lyd_node* expected, const lyd_node* actual);
 
