@@ -157,7 +157,7 @@ class Doors : public testing::Test {
     nexa::host::StateCache state(*store_, {}, std::chrono::seconds(1), [](const std::string&) {});
     gnmi::GetResponse response;
     const grpc::Status status =
-        serve_get({*resolver_, *store_, state, 10, 1U << 20U, {}}, request, response);
+        nexa::host::serve_get({*resolver_, *store_, state, 10, 1U << 20U, {}}, request, response);
     if (!status.ok()) return answer(status);
     const gnmi::Update& update = response.notification(0).update(0);
     json = update.val().json_ietf_val();
@@ -290,7 +290,9 @@ TEST_F(Doors, OneRefusalWithOneText) {
   for (const Case& each : cases) {
     const Answer found = refusal({"/", each.path, "", each.origin});
     EXPECT_EQ(found.code, each.code) << each.path;
-    if (each.text != nullptr) EXPECT_EQ(found.text, each.text);
+    if (each.text != nullptr) {
+      EXPECT_EQ(found.text, each.text);
+    }
   }
   EXPECT_EQ(refusal({"/net", "/protocol[kind=BGP][name=a]/config", "rfc7951", "rfc7951"}).text,
             "an origin stands in the prefix or in the paths, not in both");

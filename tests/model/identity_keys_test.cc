@@ -130,7 +130,7 @@ TEST_P(IdentityKeys, AllSpellingsNameTheSameEntry) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Sets, IdentityKeys, testing::Values("openconfig", "ietf", "frr"),
-                         [](const auto& info) { return std::string(info.param); });
+                         [](const auto& set) { return std::string(set.param); });
 
 }  // namespace
 }  // namespace nexa_test
