@@ -80,7 +80,8 @@ TEST_F(SubscribeRefusal, NumbersThatAListDoesNotHave) {
 TEST_F(SubscribeRefusal, AnUnknownPath) {
   *list.add_subscription() = list.subscription(0);
   *list.mutable_subscription(1)->mutable_path() = path_of("/device/nothing");
-  EXPECT_EQ(verdict(request), "5 subscription[1] /device/nothing: no node \"nothing\" below \"/device\"");
+  EXPECT_EQ(verdict(request),
+            "5 subscription[1] /device/nothing: no node \"nothing\" below \"/device\"");
 }
 
 TEST_F(SubscribeRefusal, AnIntervalBelowTheFastest) {
