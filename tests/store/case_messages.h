@@ -9,7 +9,6 @@
 #include <string>
 
 #include "store/random_case.h"
-#include "support/targets.h"
 
 namespace nexa_test {
 
@@ -55,9 +54,7 @@ inline std::vector<nexa::host::Edit> take_edits(const std::string& text, std::si
   std::vector<nexa::host::Edit> edits(take_number(text, at));
   for (nexa::host::Edit& edit : edits) {
     edit.kind = static_cast<nexa::host::Edit::Kind>(take_number(text, at));
-    gnmi::Path path;
-    path.ParseFromString(take_part(text, at));
-    edit.target = target_of(path);
+    edit.target.path.ParseFromString(take_part(text, at));
     edit.xml = take_part(text, at);
   }
   return edits;

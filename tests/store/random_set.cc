@@ -5,7 +5,6 @@
 #include <cstring>
 
 #include "kestrel/loader.h"
-#include "support/targets.h"
 
 namespace nexa_test {
 namespace {
@@ -153,7 +152,7 @@ Edit RandomSets::replace(const lysc_node* target, const lyd_node* current) {
     inner = instances(target, place.module, 0, 4);
   }
   if (inner.empty()) made.kind = Edit::Kind::kDelete;  // a document without the node says as much
-  made.target = target_of(place.path);
+  made.target.path = std::move(place.path);
   made.xml = "<config>" + place.before + inner + place.after + "</config>";
   return made;
 }
@@ -168,7 +167,7 @@ Edit RandomSets::remove(const lyd_node* current) {
     const lysc_node* const target = dice_.pick(targets_);
     gnmi::Path path = place_of(target, current).path;
     path.add_elem()->set_name(qualified(target));
-    made.target = target_of(path);
+    made.target.path = std::move(path);
     return made;
   }
   std::vector<const lyd_node*> chain;
@@ -186,7 +185,7 @@ Edit RandomSets::remove(const lyd_node* current) {
       add_keys(chain[i], element);
     }
   }
-  made.target = target_of(path);
+  made.target.path = std::move(path);
   return made;
 }
 

@@ -29,8 +29,8 @@ Edit update(const std::string& inner) {
 }
 Edit top(const std::string& inner) { return update("<top xmlns=\"urn:s\">" + inner + "</top>"); }
 Edit drop(const std::string& path) {
-  return {Edit::Kind::kDelete,
-          nexa_test::target_of(*nexa::host::parse_path_string(path, nullptr)), ""};
+  return {Edit::Kind::kDelete, nexa_test::target_of(*nexa::host::parse_path_string(path, nullptr)),
+          ""};
 }
 
 class StoreFindings : public testing::Test {

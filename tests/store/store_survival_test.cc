@@ -11,7 +11,6 @@
 #include "store/random_case.h"
 #include "store/tree_store.h"
 #include "translate/path_string.h"
-#include "support/targets.h"
 
 namespace nexa_test {
 namespace {
@@ -28,8 +27,9 @@ Edit update(const std::string& inner) {
 }
 Edit top(const std::string& inner) { return update("<top xmlns=\"urn:s\">" + inner + "</top>"); }
 Edit drop(const std::string& path) {
-  return {Edit::Kind::kDelete,
-          nexa_test::target_of(*nexa::host::parse_path_string(path, nullptr)), ""};
+  Edit edit{Edit::Kind::kDelete, {}, ""};
+  edit.target.path = *nexa::host::parse_path_string(path, nullptr);
+  return edit;
 }
 
 // What a case does in a process that may die; "" when it ends as it should.
