@@ -78,14 +78,22 @@ gnmi::Path leaf_path(std::int64_t port) {
   return path;
 }
 
+const nexa::model::Resolver& resolver() {
+  static const nexa::model::Schema schema;
+  static const nexa::model::Resolver resolver(schema);
+  return resolver;
+}
+
 std::size_t read_values(const gnmi::Path& path, const ImageInner* tree) {
+  const auto target = resolver().resolve(gnmi::Path(), path, nexa::model::Purpose::kRead);
+  if (!target.ok()) return 0;
   std::size_t bytes = 0;
   const auto take = [&](const NodePair& node, gnmi::Path&) {
     std::string json;
     nexa::host::append_value(node, kIetf, json);
     bytes += json.size();
   };
-  nexa::host::select_nodes(path, tree, nullptr, take, LeafLists::kWhole);
+  nexa::host::select_nodes(target.value(), tree, nullptr, take, LeafLists::kWhole);
   return bytes;
 }
 

@@ -8,7 +8,7 @@
 
 #include "support/workload.h"
 #include "translate/path_string.h"
-#include "translate/translate.h"
+#include "translate/single_update.h"
 
 namespace {
 
@@ -18,6 +18,7 @@ struct Workload {
   gnmi::Update update;
   std::shared_ptr<nexa::Rfc7951MapperToken> token;
   nexa::ServiceKestrelNamespaceMapperImpl* mapper = nullptr;
+  nexa::model::Resolver* resolver = nullptr;
   nexa::host::Translator* translator = nullptr;
 };
 
@@ -26,7 +27,8 @@ std::size_t convert(const char* kind, Workload& work) {
     return nexa_bench::convert_nexa(work.json, work.path, work.token, work.mapper);
   }
   const nexa::host::Translation result =
-      work.translator->translate(gnmi::Path(), work.update, nexa::host::Operation::kUpdate);
+      nexa::host::translate_update(*work.resolver, *work.translator, gnmi::Path(), work.update,
+                                   nexa::host::Operation::kUpdate);
   if (!result.status.ok()) std::fprintf(stderr, "%s\n", result.status.error_message().c_str());
   return result.xml.size();
 }
@@ -54,7 +56,10 @@ int main(int argc, char** argv) {
   *work.update.mutable_path() =
       nexa::host::parse_path_string("/openconfig-interfaces:interfaces", &error).value();
   work.update.mutable_val()->set_json_ietf_val(work.json);
-  nexa::host::Translator translator(*work.mapper);
+  const nexa::model::Schema schema;
+  nexa::model::Resolver resolver(schema);
+  nexa::host::Translator translator(*work.mapper, schema);
+  work.resolver = &resolver;
   work.translator = &translator;
   if (convert(argv[1], work) == 0) return 1;
   const std::size_t bytes = measured_region(argv[1], &work);

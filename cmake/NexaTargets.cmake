@@ -6,7 +6,7 @@ target_compile_options(nexa_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wformat=2 -Wconversion -Wnon-virtual-dtor
   $<$<COMPILE_LANG_AND_ID:CXX,GNU,Clang>:-Wsuggest-override>
   # GCC 12 sees overruns in std::string's own code once it is inlined (GCC bug 105329 and its kin).
-  $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-array-bounds$<SEMICOLON>-Wno-restrict$<SEMICOLON>-Wno-stringop-overflow>
+  $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-array-bounds$<SEMICOLON>-Wno-restrict$<SEMICOLON>-Wno-stringop-overflow$<SEMICOLON>-Wno-stringop-overread>
   $<$<BOOL:${NEXA_WERROR}>:-Werror>
   # A log line carries its unit as the path below src/ or include/.
   # GCC takes the last map that fits, clang the longest.

@@ -9,7 +9,7 @@
 #include "kestrel/loader.h"
 #include "support.h"
 #include "translate/path_string.h"
-#include "translate/translate.h"
+#include "translate/single_update.h"
 
 namespace {
 
@@ -37,8 +37,17 @@ void check_document(const std::string& xml) {
   if (result != LY_SUCCESS) fuzz::fail("libyang does not read the document", xml);
 }
 
-void check(Translator& translator, const gnmi::Update& update, Operation operation) {
-  const Translation made = translator.translate({}, update, operation, true);
+struct Door {
+  explicit Door(Mode mode) : resolver(schema, mode), translator(fuzz::mapper(), schema, mode) {}
+
+  nexa::model::Schema schema;
+  nexa::model::Resolver resolver;
+  Translator translator;
+};
+
+void check(Door& door, const gnmi::Update& update, Operation operation) {
+  const Translation made =
+      nexa::host::translate_update(door.resolver, door.translator, {}, update, operation, true);
   if (!made.status.ok()) {
     if (!made.xml.empty()) fuzz::fail("a refusal with a document", made.xml);
     if (made.status.error_message().empty()) fuzz::fail("a refusal without a text");
@@ -50,8 +59,9 @@ void check(Translator& translator, const gnmi::Update& update, Operation operati
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static Translator strict(fuzz::mapper(), Mode::kStrict);
-  static Translator tolerant(fuzz::mapper(), Mode::kTolerant);
+  fuzz::mapper();  // loads the schema
+  static Door strict(Mode::kStrict);
+  static Door tolerant(Mode::kTolerant);
   const std::uint8_t* const end_of_path = std::find(data, data + size, '\n');
   if (end_of_path == data + size) return 0;
   nexa::host::PathStringError error;

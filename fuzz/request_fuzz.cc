@@ -33,7 +33,8 @@ class Observer : public nexa::host::ServiceObserver {
 // The server in this process, and a client of it.
 class Service {
  public:
-  explicit Service(const std::string& folder) : translator_(fuzz::mapper()) {
+  explicit Service(const std::string& folder)
+      : schema_(loaded_schema()), resolver_(schema_), translator_(fuzz::mapper(), schema_) {
     nexa::host::TreeStoreOptions options;
     options.directory = folder;
     options.sync = false;
@@ -45,7 +46,7 @@ class Service {
     nexa::host::GnmiServiceOptions limits;
     limits.workers = 1;
     service_ = nexa::host::make_gnmi_service(
-        {translator_, *store_, access_, models_, {}, observer_, {}}, limits);
+        {resolver_, translator_, *store_, access_, models_, {}, observer_, {}}, limits);
     grpc::ServerBuilder builder;
     builder.RegisterService(&service_->service());
     server_ = builder.BuildAndStart();
@@ -94,6 +95,14 @@ class Service {
     }
   }
 
+  static const nexa::model::Schema& loaded_schema() {
+    fuzz::mapper();  // loads it
+    static const nexa::model::Schema schema;
+    return schema;
+  }
+
+  const nexa::model::Schema& schema_;
+  nexa::model::Resolver resolver_;
   nexa::host::Translator translator_;
   std::unique_ptr<ConfigStore> store_;
   Everybody access_;

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "kestrel/loader.h"
+#include "model/resolver.h"
 #include "store/image/image_import.h"
 #include "store/reading/json_value.h"
 
@@ -25,6 +26,8 @@ using nexa::host::ImagePtr;
 using nexa::host::LeafLists;
 using nexa::host::NodePair;
 using nexa::host::TreePtr;
+using nexa::model::Result;
+using nexa::model::Target;
 
 constexpr char kConfig[] = R"(<device xmlns="urn:example:device"><name>d</name>
 <limits><tiny>-1</tiny><flags>loud fast</flags><choice-of-types>7</choice-of-types></limits>
@@ -60,10 +63,17 @@ struct Data {
   ImagePtr state;
 };
 
-void check_verdict(const grpc::Status& status) {
-  const bool known = status.ok() || status.error_code() == grpc::NOT_FOUND ||
-                     status.error_code() == grpc::INVALID_ARGUMENT;
-  if (!known || status.ok() != status.error_message().empty()) std::abort();
+// A path in one word; aborts when the refusal is none that a client may see.
+Result<Target> resolved(const gnmi::Path& path) {
+  static const nexa::model::Schema schema;
+  static const nexa::model::Resolver resolver(schema);
+  Result<Target> target = resolver.resolve(gnmi::Path(), path, nexa::model::Purpose::kRead);
+  if (target.ok()) return target;
+  const grpc::StatusCode code = target.refusal().code;
+  const bool known = code == grpc::NOT_FOUND || code == grpc::INVALID_ARGUMENT ||
+                     (code == grpc::UNIMPLEMENTED && !path.origin().empty());
+  if (!known || target.refusal().rule.empty()) std::abort();
+  return target;
 }
 
 void check_value(const NodePair& node) {
@@ -93,7 +103,8 @@ bool names_one_node(const gnmi::Path& path) {
 
 void check_found_again(const Data& data, const NodePair& node, const gnmi::Path& path) {
   if (node.any() == nullptr || !names_one_node(path)) return;
-  if (!nexa::host::select_schema(path).ok()) std::abort();
+  const Result<Target> target = resolved(path);
+  if (!target.ok()) std::abort();
   bool is_found = false;
   const auto compare = [&](const NodePair& again, gnmi::Path&) {
     // Entries without keys have the path of the first one.
@@ -101,24 +112,20 @@ void check_found_again(const Data& data, const NodePair& node, const gnmi::Path&
     const lysc_node* const schema = node.any()->schema();
     if (again.any()->schema() == schema && lysc_is_dup_inst_list(schema)) is_found = true;
   };
-  const grpc::Status status = nexa::host::select_nodes(
-      path, data.config.get(), data.state.get(), compare,
+  nexa::host::select_nodes(
+      target.value(), data.config.get(), data.state.get(), compare,
       node.any()->kind() == ImageKind::kGroup ? LeafLists::kWhole : LeafLists::kEntries);
-  if (!status.ok() || !is_found) std::abort();
+  if (!is_found) std::abort();
 }
 
-void check_search(const Data& data, const gnmi::Path& path, LeafLists mode, bool in_schema) {
+void check_search(const Data& data, const Target& target, LeafLists mode) {
   std::set<std::pair<const ImageNode*, const ImageNode*>> seen;
   const auto found = [&](const NodePair& node, gnmi::Path& concrete) {
     if (!seen.insert({node.config, node.state}).second) std::abort();
     check_found_again(data, node, concrete);
     if (node.any() != nullptr) check_value(node);
   };
-  const grpc::Status status =
-      nexa::host::select_nodes(path, data.config.get(), data.state.get(), found, mode);
-  check_verdict(status);
-  if (in_schema && !status.ok()) std::abort();
-  if (!status.ok() && !seen.empty()) std::abort();
+  nexa::host::select_nodes(target, data.config.get(), data.state.get(), found, mode);
 }
 
 }  // namespace
@@ -127,9 +134,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static const Data trees;
   gnmi::Path path;
   if (!path.ParseFromArray(data, static_cast<int>(size))) return 0;
-  const grpc::Status in_schema = nexa::host::select_schema(path);
-  check_verdict(in_schema);
-  check_search(trees, path, LeafLists::kEntries, in_schema.ok());
-  check_search(trees, path, LeafLists::kWhole, in_schema.ok());
+  const Result<Target> target = resolved(path);
+  if (!target.ok()) return 0;
+  check_search(trees, target.value(), LeafLists::kEntries);
+  check_search(trees, target.value(), LeafLists::kWhole);
   return 0;
 }

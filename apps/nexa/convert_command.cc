@@ -11,7 +11,7 @@
 #include "store/commit_answer.h"
 #include "store/document_check.h"
 #include "translate/path_string.h"
-#include "translate/translate.h"
+#include "translate/single_update.h"
 
 namespace nexa_tool {
 namespace {
@@ -83,13 +83,16 @@ grpc::Status convert(const ConvertOptions& options, gnmi::Path path, std::string
                      nexa::ServiceKestrelNamespaceMapperImpl& mapper, std::string& xml) {
   using nexa::host::Mode;
   using nexa::host::Operation;
-  nexa::host::Translator translator(mapper, options.strict ? Mode::kStrict : Mode::kTolerant);
+  const Mode mode = options.strict ? Mode::kStrict : Mode::kTolerant;
+  const nexa::model::Schema schema;
+  const nexa::model::Resolver resolver(schema, mode);
+  nexa::host::Translator translator(mapper, schema, mode);
   gnmi::Update update;
   *update.mutable_path() = std::move(path);
   update.mutable_val()->set_json_ietf_val(std::move(value));
   const Operation operation = options.mode == "replace" ? Operation::kReplace : Operation::kUpdate;
-  nexa::host::Translation result =
-      translator.translate(gnmi::Path(), update, operation, options.explain);
+  nexa::host::Translation result = nexa::host::translate_update(
+      resolver, translator, gnmi::Path(), update, operation, options.explain);
   for (const std::string& note : result.notes) std::fprintf(stderr, "note: %s\n", note.c_str());
   if (result.status.ok()) result.status = check_document(result.xml, options, update.path());
   xml = std::move(result.xml);

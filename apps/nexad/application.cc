@@ -92,7 +92,9 @@ bool Application::load_schema(std::string& error) {
   mapper_ = std::make_unique<nexa::ServiceKestrelNamespaceMapperImpl>();
   mapper_->populate();
   const auto mode = config_.strict ? nexa::host::Mode::kStrict : nexa::host::Mode::kTolerant;
-  translator_ = std::make_unique<nexa::host::Translator>(*mapper_, mode);
+  schema_ = std::make_unique<nexa::model::Schema>();
+  resolver_ = std::make_unique<nexa::model::Resolver>(*schema_, mode);
+  translator_ = std::make_unique<nexa::host::Translator>(*mapper_, *schema_, mode);
   return true;
 }
 
@@ -228,6 +230,7 @@ bool Application::serve(std::string& error) {
   }
   for (const std::string& warning : warnings_of(config_)) log_warning(warning);
   nexa::host::GnmiServiceParts parts{
+      *resolver_,
       *translator_,
       *store_,
       *access_,

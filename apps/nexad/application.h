@@ -67,6 +67,8 @@ class Application {
   const ServerConfig config_;
   nexa::hook::CommitHookOptions hook_;
   std::unique_ptr<nexa::ServiceKestrelNamespaceMapperImpl> mapper_;
+  std::unique_ptr<nexa::model::Schema> schema_;
+  std::unique_ptr<nexa::model::Resolver> resolver_;
   std::unique_ptr<nexa::host::Translator> translator_;
   std::shared_ptr<TlsStore> tls_;
   std::unique_ptr<nexa::access::AccessControl> access_;

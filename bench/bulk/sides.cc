@@ -102,7 +102,9 @@ std::string set_request(const std::string& json, const std::string& path, Kind k
 StoreSide::StoreSide(const std::string& directory, const Options& options)
     : mapper_(std::make_unique<nexa::ServiceKestrelNamespaceMapperImpl>()) {
   static_cast<void>(mapper_->populate());
-  translator_ = std::make_unique<nexa::host::Translator>(*mapper_);
+  schema_ = std::make_unique<nexa::model::Schema>();
+  resolver_ = std::make_unique<nexa::model::Resolver>(*schema_);
+  translator_ = std::make_unique<nexa::host::Translator>(*mapper_, *schema_);
   nexa::host::TreeStoreOptions wanted;
   wanted.directory = directory;
   wanted.sync = options.sync;
@@ -116,7 +118,7 @@ std::vector<nexa::host::Edit> StoreSide::prepare(const std::string& bytes) {
   gnmi::SetRequest request;
   if (!request.ParseFromString(bytes)) give_up("the request is no SetRequest");
   std::vector<nexa::host::Edit> edits;
-  const nexa::host::SetParts parts{*translator_, *store_, 100000, {}};
+  const nexa::host::SetParts parts{*resolver_, *translator_, 100000, {}};
   const grpc::Status status = nexa::host::prepare_set(parts, request, edits);
   if (!status.ok()) give_up("Set: " + status.error_message());
   return edits;
@@ -126,7 +128,7 @@ void StoreSide::set(const std::string& bytes) {
   gnmi::SetRequest request;
   if (!request.ParseFromString(bytes)) give_up("the request is no SetRequest");
   nexa::host::CommitRequest commit;
-  const nexa::host::SetParts parts{*translator_, *store_, 100000, {}};
+  const nexa::host::SetParts parts{*resolver_, *translator_, 100000, {}};
   const grpc::Status status = nexa::host::prepare_set(parts, request, commit.edits);
   if (!status.ok()) give_up("Set: " + status.error_message());
   commit.author = "bench";
@@ -156,7 +158,9 @@ std::size_t StoreSide::read_all() const {
 
 bool StoreSide::serves(const std::string& path) const {
   nexa::host::Query query;
-  query.path = path_of(path);
+  auto target = resolver_->resolve(gnmi::Path(), path_of(path), nexa::model::Purpose::kRead);
+  if (!target.ok()) return false;
+  query.target = std::move(target.value());
   bool found = false;
   const grpc::Status status =
       store_->snapshot()->read(query, nullptr, [&](gnmi::Path&, std::string&) { found = true; });

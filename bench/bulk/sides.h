@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "model/resolver.h"
 #include "nexa/nexa_srv_kestrel_namespace_mapper_impl.h"
 #include "store/tree_store.h"
 #include "translate/translate.h"
@@ -74,6 +75,8 @@ class StoreSide {
 
  private:
   std::unique_ptr<nexa::ServiceKestrelNamespaceMapperImpl> mapper_;
+  std::unique_ptr<nexa::model::Schema> schema_;
+  std::unique_ptr<nexa::model::Resolver> resolver_;
   std::unique_ptr<nexa::host::Translator> translator_;
   std::unique_ptr<nexa::host::ConfigStore> store_;
   std::uint64_t newest_ = 0;  // commit, as the last Set told

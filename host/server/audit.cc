@@ -4,12 +4,12 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "model/target.h"
 #include "server/set_request.h"
 #include "text/display.h"
 #include "text/utf8.h"
 #include "translate/code_name.h"
 #include "translate/path_string.h"
-#include "translate/request_check.h"
 
 namespace nexa::host {
 namespace {
@@ -25,7 +25,7 @@ std::string shown_operations(const gnmi::SetRequest& request) {
   std::string text;
   for (std::size_t index = 0; index < shown; ++index) {
     if (!text.empty()) text.append(", ");
-    const gnmi::Path joined = join_paths(request.prefix(), operation_path(request, index));
+    const gnmi::Path joined = model::join_paths(request.prefix(), operation_path(request, index));
     const std::string path = format_path_string(joined);
     const std::size_t length = text::prefix_length(path, kMostPathBytes);
     text.append(operation_name(request, index)).append(" ").append(path, 0, length);

@@ -4,6 +4,7 @@
 
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
 #include "server/answer_paths.h"
@@ -40,8 +41,10 @@ class Reader {
         snapshot_(snapshot),
         state_(state) {}
 
-  // Adds what a path names; no more is kept than `room` bytes, of which it takes what it needs.
-  grpc::Status read(int index, std::size_t& room, gnmi::GetResponse& response) const;
+  // Adds what the target of a path names; no more is kept than `room` bytes, of which it takes what
+  // it needs.
+  grpc::Status read(int index, model::Target target, std::size_t& room,
+                    gnmi::GetResponse& response) const;
 
  private:
   const gnmi::GetRequest& request_;
@@ -50,11 +53,11 @@ class Reader {
   const StateTree* state_;
 };
 
-grpc::Status Reader::read(int index, std::size_t& room, gnmi::GetResponse& response) const {
+grpc::Status Reader::read(int index, model::Target target, std::size_t& room,
+                          gnmi::GetResponse& response) const {
   const gnmi::Path& requested = request_.path(index);
   Query query;
-  query.path = join_paths(request_.prefix(), requested);
-  query.path.clear_target();
+  query.target = std::move(target);
   query.part = part_of(request_.type());
   query.encoding = request_.encoding();
   gnmi::Notification* notification = ServiceRpcMsgHelpers::build_notification(&response, nullptr);
@@ -80,7 +83,8 @@ grpc::Status Reader::read(int index, std::size_t& room, gnmi::GetResponse& respo
     status = grpc::Status(grpc::StatusCode::NOT_FOUND, kNoData);
   }
   if (!status.ok()) {
-    return {status.error_code(), at_place(place_of(index), query.path) + status.error_message()};
+    return {status.error_code(),
+            at_place(place_of(index), query.target.path) + status.error_message()};
   }
   if (covered) {
     for (gnmi::Update& update : *notification->mutable_update()) {
@@ -92,8 +96,10 @@ grpc::Status Reader::read(int index, std::size_t& room, gnmi::GetResponse& respo
   return grpc::Status::OK;
 }
 
-// The checks of the request as it came; `request` gains the path that a bare prefix stands for.
-grpc::Status check(const GetParts& parts, gnmi::GetRequest& request) {
+// The checks of the request as it came, and its targets; `request` gains the path that a bare
+// prefix stands for.
+grpc::Status check(const GetParts& parts, gnmi::GetRequest& request,
+                   std::vector<model::Target>& targets) {
   if (static_cast<std::size_t>(request.path_size()) > parts.max_paths) {
     return {grpc::StatusCode::INVALID_ARGUMENT, std::to_string(request.path_size()) +
                                                     " paths in one request, at most " +
@@ -105,10 +111,14 @@ grpc::Status check(const GetParts& parts, gnmi::GetRequest& request) {
   status = check_extensions(request.extension());
   if (!status.ok()) return status;
   for (int index = 0; index < request.path_size(); ++index) {
-    status = check_origin(request.prefix(), request.path(index));
-    if (status.ok()) continue;
-    const gnmi::Path joined = join_paths(request.prefix(), request.path(index));
-    return {status.error_code(), at_place(place_of(index), joined) + status.error_message()};
+    auto resolved =
+        parts.resolver.resolve(request.prefix(), request.path(index), model::Purpose::kRead);
+    if (resolved.ok()) {
+      targets.push_back(std::move(resolved.value()));
+      continue;
+    }
+    const gnmi::Path joined = model::join_paths(request.prefix(), request.path(index));
+    return {resolved.refusal().code, at_place(place_of(index), joined) + resolved.refusal().rule};
   }
   return grpc::Status::OK;
 }
@@ -118,7 +128,8 @@ grpc::Status check(const GetParts& parts, gnmi::GetRequest& request) {
 grpc::Status serve_get(const GetParts& parts, const gnmi::GetRequest& request,
                        gnmi::GetResponse& response) {
   gnmi::GetRequest checked = request;
-  grpc::Status status = check(parts, checked);
+  std::vector<model::Target> targets;
+  grpc::Status status = check(parts, checked, targets);
   if (!status.ok()) return status;
   std::shared_ptr<const StateTree> state;
   if (checked.type() != gnmi::GetRequest::CONFIG) {
@@ -132,7 +143,8 @@ grpc::Status serve_get(const GetParts& parts, const gnmi::GetRequest& request,
     if (parts.cancelled && parts.cancelled()) {
       return {grpc::StatusCode::CANCELLED, kCallCancelled};
     }
-    status = reader.read(index, room, response);
+    model::Target& target = targets[static_cast<std::size_t>(index)];
+    status = reader.read(index, std::move(target), room, response);
     if (!status.ok()) return status;
   }
   return grpc::Status::OK;

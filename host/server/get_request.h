@@ -8,12 +8,14 @@
 #include <functional>
 
 #include "gnmi.pb.h"
+#include "model/resolver.h"
 #include "server/state_cache.h"
 #include "store/config_store.h"
 
 namespace nexa::host {
 
 struct GetParts {
+  const model::Resolver& resolver;
   const ConfigStore& store;
   StateCache& state;
   std::size_t max_paths = 1000;

@@ -97,7 +97,10 @@ grpc::ServerUnaryReactor* Service::Get(grpc::CallbackServerContext* context,
                                        const gnmi::GetRequest* request,
                                        gnmi::GetResponse* response) {
   return answer(*context, "Get", *response, [this, request, response](const UnaryCall& call) {
-    const GetParts parts{core_.parts.store, core_.state, core_.options.max_paths,
+    const GetParts parts{core_.parts.resolver,
+                         core_.parts.store,
+                         core_.state,
+                         core_.options.max_paths,
                          core_.options.max_answer_bytes,
                          [this, &call] { return core_.stopping || call.cancelled(); }};
     return serve_get(parts, *request, *response);

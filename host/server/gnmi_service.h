@@ -16,6 +16,7 @@
 
 #include "access/access.h"
 #include "gnmi.grpc.pb.h"
+#include "model/resolver.h"
 #include "state/state_provider.h"
 #include "store/config_store.h"
 #include "translate/translate.h"
@@ -61,6 +62,7 @@ struct GnmiServiceOptions {
 };
 
 struct GnmiServiceParts {
+  const model::Resolver& resolver;
   Translator& translator;
   ConfigStore& store;
   nexa::access::AccessControl& access;

@@ -14,9 +14,6 @@ inline constexpr char kServerFault[] = "The server failed to serve the call";
 inline constexpr char kStateNotAvailable[] = "The operational data are not available";
 inline constexpr char kReadOnlyRole[] = "Set needs a user of the role read-write";
 
-inline constexpr char kOriginNotServed[] =
-    " not supported, the served ones are \"openconfig\", \"rfc7951\" and none";
-inline constexpr char kTargetInPath[] = "a target is taken in the prefix only";
 inline constexpr char kAnswerTooLarge[] =
     "the answer is larger than the server sends, ask for less at a time";
 inline constexpr char kNoData[] = "no data";

@@ -3,9 +3,6 @@
 // something else than it asked for.
 #include "server/request_rules.h"
 
-#include <algorithm>
-
-#include "gnmi/gnmi_base_namespace_mapper.h"
 #include "server/messages.h"
 #include "text/display.h"
 #include "translate/path_string.h"
@@ -14,7 +11,6 @@ namespace nexa::host {
 namespace {
 
 constexpr std::size_t kMostPathShown = 300;
-constexpr std::size_t kMostNameShown = 60;
 
 const char* refused_extension(const gnmi_ext::Extension& extension) {
   switch (extension.ext_case()) {
@@ -35,20 +31,6 @@ const char* refused_extension(const gnmi_ext::Extension& extension) {
 }
 
 }  // namespace
-
-grpc::Status check_origin(const gnmi::Path& prefix, const gnmi::Path& path) {
-  if (!path.target().empty()) return {grpc::StatusCode::INVALID_ARGUMENT, kTargetInPath};
-  if (!prefix.origin().empty() && !path.origin().empty() && prefix.origin() != path.origin()) {
-    return {grpc::StatusCode::INVALID_ARGUMENT,
-            "the prefix has origin " + text::quoted(prefix.origin(), kMostNameShown) +
-                ", the path " + text::quoted(path.origin(), kMostNameShown)};
-  }
-  const std::string& origin = path.origin().empty() ? prefix.origin() : path.origin();
-  const auto& served = gnmi::BaseNamespaceMapper::originName_;
-  if (std::find(served.begin(), served.end(), origin) != served.end()) return grpc::Status::OK;
-  return {grpc::StatusCode::UNIMPLEMENTED,
-          "origin " + text::quoted(origin, kMostNameShown) + kOriginNotServed};
-}
 
 grpc::Status check_extensions(
     const google::protobuf::RepeatedPtrField<gnmi_ext::Extension>& extensions) {

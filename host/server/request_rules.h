@@ -1,5 +1,5 @@
-// What the gNMI specification asks of a request beyond the library's checks: where origin and
-// target stand (section 2.2.2, mixed-schema origins), and which extensions may be passed over.
+// What the gNMI specification asks of a request beyond the library's checks and its paths: which
+// extensions may be passed over. And how messages name a place of a request.
 #ifndef HOST_SERVER_REQUEST_RULES_H_
 #define HOST_SERVER_REQUEST_RULES_H_
 
@@ -10,10 +10,6 @@
 #include "gnmi.pb.h"
 
 namespace nexa::host {
-
-// INVALID_ARGUMENT for two different origins and for a target in the path, UNIMPLEMENTED for an
-// origin that the schema is not served under.
-grpc::Status check_origin(const gnmi::Path& prefix, const gnmi::Path& path);
 
 // UNIMPLEMENTED for a known extension that changes what the request means and that this server does
 // not serve. Unknown ones are passed over.

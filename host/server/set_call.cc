@@ -41,7 +41,7 @@ void SetCall::judged(const grpc::Status& verdict, const access::Caller& caller) 
     finish({grpc::StatusCode::PERMISSION_DENIED, kReadOnlyRole});
     return;
   }
-  const SetParts parts{core_.parts.translator, core_.parts.store, core_.options.max_operations,
+  const SetParts parts{core_.parts.resolver, core_.parts.translator, core_.options.max_operations,
                        [this] { return is_abandoned(); }};
   const grpc::Status status = call_.guarded([&] { return prepare_set(parts, request_, edits_); });
   if (!status.ok()) {

@@ -107,13 +107,15 @@ bool names_entry(const gnmi::Path& path) {
   return path.elem_size() > 0 && path.elem(path.elem_size() - 1).key_size() > 0;
 }
 
-// The translation's text begins with the kind of the operation; the index belongs behind it.
-std::string with_index(const OperationView& operation, const std::string& text) {
-  const std::string_view kind = name_of(operation.kind);
-  if (text.compare(0, kind.size() + 4, std::string(kind) + " of ") == 0) {
-    return name_of(operation) + text.substr(kind.size());
+grpc::Status add_delete(Edit& edit) {
+  if (!edit.target.is_root()) {
+    edit.kind = Edit::Kind::kDelete;
+    return grpc::Status::OK;
   }
-  return name_of(operation) + ": " + text;
+  // The root itself stays: all of its children go that belong to the origin.
+  edit.kind = Edit::Kind::kReplace;
+  edit.xml = kEmptyDocument;
+  return grpc::Status::OK;
 }
 
 class Preparation {
@@ -124,53 +126,45 @@ class Preparation {
   grpc::Status add(const OperationView& operation, Edit& edit) const;
 
  private:
-  grpc::Status add_delete(Edit& edit) const;
   grpc::Status add_value(const OperationView& operation, Edit& edit) const;
 
   const SetParts& parts_;
   const gnmi::SetRequest& request_;
 };
 
+// The text of every refusal begins with the operation and its path.
 grpc::Status Preparation::add(const OperationView& operation, Edit& edit) const {
-  edit.path = join_paths(request_.prefix(), *operation.path);
-  edit.path.clear_target();
-  grpc::Status status = check_origin(request_.prefix(), *operation.path);
-  if (status.ok() && edit.path.elem_size() > 0) status = parts_.store.check_path(edit.path);
-  if (!status.ok()) {
-    const std::string text = name_of(operation) + " of " + shown_path(edit.path) + ": ";
-    return refuse(operation, status.error_code(), text + status.error_message());
+  const bool is_delete = operation.kind == gnmi::UpdateResult::DELETE;
+  auto resolved =
+      parts_.resolver.resolve(request_.prefix(), *operation.path,
+                              is_delete ? model::Purpose::kDelete : model::Purpose::kWrite);
+  grpc::Status status = resolved.ok() ? grpc::Status::OK : resolved.refusal().status();
+  if (status.ok()) {
+    edit.target = std::move(resolved.value());
+    status = is_delete ? add_delete(edit) : add_value(operation, edit);
   }
-  return operation.update == nullptr ? add_delete(edit) : add_value(operation, edit);
-}
-
-grpc::Status Preparation::add_delete(Edit& edit) const {
-  if (edit.path.elem_size() > 0) {
-    edit.kind = Edit::Kind::kDelete;
-    return grpc::Status::OK;
-  }
-  // The root itself stays: all of its children go.
-  edit.kind = Edit::Kind::kReplace;
-  edit.xml = kEmptyDocument;
-  return grpc::Status::OK;
+  if (status.ok()) return status;
+  const gnmi::Path joined = model::join_paths(request_.prefix(), *operation.path);
+  return refuse(operation, status.error_code(),
+                name_of(operation) + " of " + shown_path(joined) + ": " +
+                    text::printable(status.error_message()));
 }
 
 grpc::Status Preparation::add_value(const OperationView& operation, Edit& edit) const {
   const gnmi::TypedValue& value = operation.update->val();
   const bool is_json = value.has_json_ietf_val() || value.has_json_val();
-  if (is_json && names_entry(edit.path) && is_empty_object(value_text(value))) {
-    const std::string text = name_of(operation) + " of " + shown_path(edit.path) + ": ";
-    return refuse(operation, grpc::StatusCode::INVALID_ARGUMENT,
-                  text + shown_value(operation) + kEmptyEntry);
+  if (is_json && names_entry(edit.target.path) && is_empty_object(value_text(value))) {
+    return {grpc::StatusCode::INVALID_ARGUMENT, shown_value(operation) + kEmptyEntry};
   }
-  const bool replaces = operation.kind == gnmi::UpdateResult::REPLACE;
-  edit.kind = replaces ? Edit::Kind::kReplace : Edit::Kind::kUpdate;
-  Translation translation = parts_.translator.translate(
-      request_.prefix(), *operation.update, replaces ? Operation::kReplace : Operation::kUpdate);
-  if (!translation.status.ok()) {
-    return refuse(operation, translation.status.error_code(),
-                  with_index(operation, text::printable(translation.status.error_message())));
-  }
+  Translation translation = parts_.translator.translate(edit.target, value);
+  if (!translation.status.ok()) return translation.status;
   edit.xml = std::move(translation.xml);
+  if (operation.kind == gnmi::UpdateResult::REPLACE) {
+    edit.kind = Edit::Kind::kReplace;
+  } else {
+    edit.kind = Edit::Kind::kUpdate;
+    edit.target = model::Target();  // the document says where it belongs
+  }
   return grpc::Status::OK;
 }
 
@@ -216,7 +210,7 @@ grpc::Status refusal_of(const gnmi::SetRequest& request, const CommitResult& res
     return with_details(code, text::printable(rule) + place, nullptr);
   }
   const OperationView operation = operation_at(request, static_cast<std::size_t>(result.edit));
-  const gnmi::Path joined = join_paths(request.prefix(), *operation.path);
+  const gnmi::Path joined = model::join_paths(request.prefix(), *operation.path);
   return refuse(operation, code,
                 name_of(operation) + " of " + shown_path(joined) + ": " + shown_value(operation) +
                     text::printable(rule) + place);

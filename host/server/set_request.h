@@ -11,14 +11,15 @@
 #include <vector>
 
 #include "gnmi.pb.h"
+#include "model/resolver.h"
 #include "store/config_store.h"
 #include "translate/translate.h"
 
 namespace nexa::host {
 
 struct SetParts {
+  const model::Resolver& resolver;
   Translator& translator;
-  const ConfigStore& store;
   std::size_t max_operations = 100000;
   std::function<bool()> abandoned;  // asked between operations; may be empty
 };

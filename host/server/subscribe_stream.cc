@@ -97,7 +97,7 @@ void SubscribeStream::begin(const gnmi::SubscribeRequest& request) {
   const PlanLimits limits{core_.options.max_paths,
                           std::max<std::size_t>(core_.options.max_updates, 1),
                           std::max(fastest, kShortestInterval)};
-  const grpc::Status status = plan_subscriptions(core_.parts.store, limits, request, plan_);
+  const grpc::Status status = plan_subscriptions(core_.parts.resolver, limits, request, plan_);
   if (!status.ok()) {
     end(status);
     return;

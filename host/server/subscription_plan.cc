@@ -32,29 +32,21 @@ grpc::Status plan_interval(const PlanLimits& limits, const gnmi::Subscription& r
   return grpc::Status::OK;
 }
 
-grpc::Status plan_one(const ConfigStore& store, const PlanLimits& limits,
+grpc::Status plan_one(const model::Resolver& resolver, const PlanLimits& limits,
                       const gnmi::SubscriptionList& list, const gnmi::Subscription& request,
                       Subscription& subscription) {
-  subscription.query.path = join_paths(list.prefix(), request.path());
-  subscription.query.path.clear_target();
   subscription.query.form = Form::kLeaves;
   subscription.query.encoding = list.encoding();
   subscription.requested.set_origin(request.path().origin());
-  grpc::Status status = check_origin(list.prefix(), request.path());
-  if (!status.ok()) return status;
-  if (subscription.query.path.elem_size() > 0) {
-    status = store.check_path(subscription.query.path);
-    if (status.error_code() == grpc::StatusCode::NOT_FOUND) {
-      return {grpc::StatusCode::INVALID_ARGUMENT, status.error_message()};
-    }
-    if (!status.ok()) return status;
-  }
+  auto resolved = resolver.resolve(list.prefix(), request.path(), model::Purpose::kRead);
+  if (!resolved.ok()) return resolved.refusal().status();
+  subscription.query.target = std::move(resolved.value());
   return plan_interval(limits, request, subscription.interval);
 }
 
 }  // namespace
 
-grpc::Status plan_subscriptions(const ConfigStore& store, const PlanLimits& limits,
+grpc::Status plan_subscriptions(const model::Resolver& resolver, const PlanLimits& limits,
                                 const gnmi::SubscribeRequest& request, SubscriptionPlan& plan) {
   const gnmi::SubscriptionList& list = request.subscribe();
   if (static_cast<std::size_t>(list.subscription_size()) > limits.max_paths) {
@@ -72,10 +64,11 @@ grpc::Status plan_subscriptions(const ConfigStore& store, const PlanLimits& limi
   plan.subscriptions.resize(static_cast<std::size_t>(list.subscription_size()));
   for (int index = 0; index < list.subscription_size(); ++index) {
     Subscription& subscription = plan.subscriptions[static_cast<std::size_t>(index)];
-    status = plan_one(store, limits, list, list.subscription(index), subscription);
+    status = plan_one(resolver, limits, list, list.subscription(index), subscription);
     if (status.ok()) continue;
     const std::string place = "subscription[" + std::to_string(index) + "]";
-    return {status.error_code(), at_place(place, subscription.query.path) + status.error_message()};
+    const gnmi::Path joined = model::join_paths(list.prefix(), list.subscription(index).path());
+    return {status.error_code(), at_place(place, joined) + status.error_message()};
   }
   return grpc::Status::OK;
 }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "gnmi.pb.h"
+#include "model/resolver.h"
 #include "server/answer_paths.h"
 #include "server/path_log.h"
 #include "server/sampler.h"
@@ -43,9 +44,9 @@ struct PlanLimits {
   std::chrono::nanoseconds min_interval{0};
 };
 
-// INVALID_ARGUMENT for what the schema does not have: a valid path without data is watched. The
+// NOT_FOUND for a node that the schema does not have: a valid path without data is watched. The
 // texts of the library's checks come as they are. Any thread.
-grpc::Status plan_subscriptions(const ConfigStore& store, const PlanLimits& limits,
+grpc::Status plan_subscriptions(const model::Resolver& resolver, const PlanLimits& limits,
                                 const gnmi::SubscribeRequest& request, SubscriptionPlan& plan);
 
 }  // namespace nexa::host

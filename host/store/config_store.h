@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "gnmi.pb.h"
+#include "model/target.h"
 
 namespace nexa::host {
 
@@ -23,11 +24,13 @@ namespace nexa::host {
 struct Edit {
   enum class Kind : std::uint8_t {
     kDelete,   // every node that the path names; none is no error
-    kReplace,  // the node becomes what `xml` says; the empty path is the whole configuration
+    kReplace,  // the node becomes what `xml` says
     kUpdate,   // what `xml` says is merged in; nothing is deleted
   };
   Kind kind = Kind::kUpdate;
-  gnmi::Path path;  // absolute, names with or without their module; wildcards in deletes only
+  // What the path of the operation names; kUpdate needs none, its document says where it belongs.
+  // The root of a kReplace is what belongs to the origin (Target::scope).
+  model::Target target;
   std::string xml;  // kReplace, kUpdate: the document that Translator::translate made of it
 };
 
@@ -94,15 +97,16 @@ enum class Form : std::uint8_t {
 };
 
 struct Query {
-  gnmi::Path path;  // absolute; wildcards "*" and "...", keys left out or "*" name every entry
+  model::Target target;  // of model::Purpose::kRead
   DataPart part = DataPart::kAll;
   Form form = Form::kSubtrees;
   gnmi::Encoding encoding = gnmi::JSON_IETF;  // JSON: member names without their module
 };
 
-// Takes one value. `path` is absolute, its names written as the query wrote them; below the query's
-// own elements names carry their module where it changes, if the query's names did. `json` is the
-// value alone (RFC 7951), without the node's name. The path is the callee's to move from.
+// Takes one value. `path` is absolute, its names and keys written as the query wrote them; below
+// the query's own elements names carry their module where it changes, if the query's names did.
+// `json` is the value alone (RFC 7951), without the node's name. The path is the callee's to move
+// from.
 using ValueSink = std::function<void(gnmi::Path& path, std::string& json)>;
 
 // The configuration as one commit left it; unchanged while it is held, by any number of threads and
@@ -112,8 +116,7 @@ class Snapshot {
   virtual ~Snapshot() = default;
 
   // Gives every value that the query names to `sink`; defaults in use are values. With `state` the
-  // operational data stand in the same tree. INVALID_ARGUMENT when the path is malformed or names
-  // nothing in the schema; OK and no value when nothing is there.
+  // operational data stand in the same tree. OK and no value when nothing is there.
   virtual grpc::Status read(const Query& query, const StateTree* state,
                             const ValueSink& sink) const = 0;
 
@@ -156,10 +159,6 @@ class ConfigStore {
   // nullptr with `error` set when it does not fit the schema.
   virtual std::shared_ptr<const StateTree> parse_state(std::string_view xml,
                                                        std::string& error) const = 0;
-
-  // Whether the path names something in the schema: OK, NOT_FOUND for an unknown node,
-  // INVALID_ARGUMENT for keys that the list does not have or values that they cannot take.
-  virtual grpc::Status check_path(const gnmi::Path& path) const = 0;
 
   // The newest `limit` commits (0: all), newest first. Empty `out` and a status on failure.
   virtual grpc::Status history(std::size_t limit, std::vector<CommitRecord>& out) const = 0;

@@ -23,41 +23,25 @@ constexpr char kStateDelete[] = "operational data cannot be deleted";
 constexpr char kStateReplace[] = "operational data cannot be set";
 constexpr char kOneNode[] = "a replace names one node";
 
-EditRefusal refused(grpc::StatusCode code, std::string path, std::string rule) {
-  std::string text = path.empty() ? rule : path + ": " + rule;
-  return {grpc::Status(code, std::move(text)), std::move(path), std::move(rule)};
+model::Refusal refused(std::string path, std::string rule) {
+  return {grpc::StatusCode::INVALID_ARGUMENT, std::move(path), std::move(rule)};
 }
-
-EditRefusal refused(std::string path, const char* rule) {
-  return refused(grpc::StatusCode::INVALID_ARGUMENT, std::move(path), rule);
-}
-
-EditRefusal refused(const grpc::Status& status) { return {status, "", status.error_message()}; }
 
 std::string schema_path(const lysc_node* schema) {
   const TextPtr path(lysc_path(schema, LYSC_PATH_DATA, nullptr, 0));
   return path != nullptr ? std::string(path.get()) : std::string();
 }
 
-// From the top-level node down to `schema`, data nodes only.
-std::vector<const lysc_node*> data_chain(const lysc_node* schema) {
-  std::vector<const lysc_node*> chain;
-  for (; schema != nullptr; schema = lysc_data_parent(schema)) chain.push_back(schema);
-  std::reverse(chain.begin(), chain.end());
-  return chain;
+bool has_instances(const lysc_node* schema) {
+  return (schema->nodetype & (LYS_LIST | LYS_LEAFLIST)) != 0;
 }
 
-bool names_instances(const lysc_node* schema, const gnmi::Path& path) {
-  return (schema->nodetype & (LYS_LIST | LYS_LEAFLIST)) != 0 &&
-         path.elem(path.elem_size() - 1).key().empty();
+// The key leaf that a path without wildcards at its end names, or null.
+const lysc_node* named_key(const model::TargetStep& last) {
+  if (last.kind != model::TargetStep::Kind::kName || last.nodes.size() != 1) return nullptr;
+  const lysc_node* const schema = last.nodes.front().schema;
+  return lysc_is_key(schema) ? schema : nullptr;
 }
-
-bool is_wild(const gnmi::Path& path) {
-  const std::string& name = path.elem(path.elem_size() - 1).name();
-  return name == "*" || name == "...";
-}
-
-bool is_state(const lysc_node* node) { return (node->flags & LYS_CONFIG_R) != 0; }
 
 const lyd_node* instance_among(const lyd_node* siblings, const lysc_node* schema) {
   while (siblings != nullptr && siblings->schema != schema) siblings = siblings->next;
@@ -143,31 +127,31 @@ void EditApplier::add_document(TreePtr document) {
   }
 }
 
-std::optional<EditRefusal> EditApplier::apply(const Edit& edit) {
+std::optional<model::Refusal> EditApplier::apply(const Edit& edit) {
   if (edit.kind == Edit::Kind::kDelete) {
     is_all_ = false;
     document_.reset();
-    return remove(edit.path);
+    return remove(edit.target);
   }
   const std::string_view inner = inner_xml(edit.xml);
   if (inner.data() == nullptr) return refused("", kNoDocument);
   TreePtr document;
   if (std::optional<Violation> problem = read_document(inner, document)) {
-    return refused(grpc::StatusCode::INVALID_ARGUMENT, problem->path, problem->rule);
+    return refused(problem->path, problem->rule);
   }
   nodes_ += count_forest(document.get());
   // Its values have the members that their JSON types choose, those of a judged tree have not.
   const bool has_marks = inner.find(text::kMarkNamespace) != std::string_view::npos;
   if (edit.kind == Edit::Kind::kReplace) {
-    is_all_ = edit.path.elem().empty();
+    is_all_ = edit.target.is_root() && edit.target.scope.is_all();
     document_.reset();
-    if (auto refusal = replace(edit.path, document.get())) return refusal;
+    if (auto refusal = replace(edit.target, document.get())) return refusal;
   } else {
     std::string rule;
     const lyd_node* const fault =
         has_marks ? contradicting_key(root_->inner(), document.get(), rule) : nullptr;
     if (fault != nullptr) {
-      return refused(grpc::StatusCode::INVALID_ARGUMENT, instance_path(fault), std::move(rule));
+      return refused(instance_path(fault), std::move(rule));
     }
     merge_siblings(root_, document.get());
   }
@@ -179,50 +163,45 @@ std::optional<EditRefusal> EditApplier::apply(const Edit& edit) {
   return std::nullopt;
 }
 
-std::optional<EditRefusal> EditApplier::replace(const gnmi::Path& path, const lyd_node* document) {
-  if (path.elem().empty()) {
-    replace_siblings(root_, document);
+std::optional<model::Refusal> EditApplier::replace(const model::Target& target,
+                                                   const lyd_node* document) {
+  if (target.is_root()) {
+    replace_siblings(root_, document, &target);
     return std::nullopt;
   }
-  std::vector<const lysc_node*> found;
-  const grpc::Status status = select_schema(path, &found);
-  if (!status.ok()) return refused(status);
-  if (found.size() != 1) return refused("", kOneNode);
-  const lysc_node* const schema = found.front();
-  if (is_state(schema)) return refused(schema_path(schema), kStateReplace);
-  const std::vector<const lysc_node*> chain = data_chain(schema);
+  if (target.wild) return refused("", kOneNode);
+  const lysc_node* const schema = target.last().schema;
+  if (target.only_state) return refused(schema_path(schema), kStateReplace);
+  const bool all_instances = has_instances(schema) && target.last().keys.empty();
+  std::vector<const lysc_node*> chain;
+  for (const model::TargetNode* const node : target.chain()) chain.push_back(node->schema);
   // A document without the node says that it is gone.
   const lyd_node* source = nullptr;
   for (const lysc_node* const step : chain) {
-    if (step == schema && names_instances(schema, path)) break;
+    if (step == schema && all_instances) break;
     source = instance_among(source != nullptr ? lyd_child(source) : document, step);
-    if (source == nullptr) return remove(path);
+    if (source == nullptr) return remove(target);
   }
-  replace_at(root_, document, chain, names_instances(schema, path));
+  replace_at(root_, document, chain, all_instances);
   return std::nullopt;
 }
 
-std::optional<EditRefusal> EditApplier::remove(const gnmi::Path& path) {
-  if (path.elem().empty()) {
-    replace_siblings(root_, nullptr);
+std::optional<model::Refusal> EditApplier::remove(const model::Target& target) {
+  if (target.is_root()) {
+    replace_siblings(root_, nullptr, &target);
     return std::nullopt;
   }
-  std::vector<const lysc_node*> found;
-  grpc::Status status = select_schema(path, &found);
-  if (!status.ok()) return refused(status);
-  if (!found.empty() && std::all_of(found.begin(), found.end(), is_state)) {
-    return refused(schema_path(found.front()), kStateDelete);
+  const model::TargetStep& last = target.steps.back();
+  if (target.only_state) {
+    return refused(last.nodes.empty() ? "" : schema_path(last.nodes.front().schema), kStateDelete);
   }
-  if (found.size() == 1 && lysc_is_key(found.front()) && !is_wild(path)) {
-    return refused(schema_path(found.front()), kKeyDelete);
-  }
+  if (const lysc_node* const key = named_key(last)) return refused(schema_path(key), kKeyDelete);
   std::vector<ImageChain> chains;
   const ImagePtr before = result();  // keeps the nodes of the chains alive
-  status = select_chains(path, *before, [&chains](const ImageChain& chain) {
+  select_chains(target, *before, [&chains](const ImageChain& chain) {
     const ImageNode& node = *chain.back();
     if (!node.is_default() && !lysc_is_key(node.schema())) chains.push_back(chain);
   });
-  if (!status.ok()) return refused(status);
   std::unordered_set<const ImageNode*> named;
   for (const ImageChain& chain : chains) named.insert(chain.back());
   for (const ImageChain& chain : chains) {

@@ -4,30 +4,22 @@
 #ifndef HOST_STORE_EDITS_H_
 #define HOST_STORE_EDITS_H_
 
-#include <grpcpp/support/status.h>
-
 #include <cstddef>
 #include <optional>
-#include <string>
-#include <vector>
 
+#include "model/result.h"
 #include "store/config_store.h"
 #include "store/image/image.h"
 
 namespace nexa::host {
 
-struct EditRefusal {
-  grpc::Status status;
-  std::string path;  // instance identifier, empty when the document has none
-  std::string rule;
-};
-
 class EditApplier {
  public:
   explicit EditApplier(const ImagePtr& before);
 
-  // Applies one operation. After a refusal the image may hold a part of it.
-  std::optional<EditRefusal> apply(const Edit& edit);
+  // Applies one operation. After a refusal, whose path is an instance identifier, the image may
+  // hold a part of it.
+  std::optional<model::Refusal> apply(const Edit& edit);
 
   // The image as the operations so far leave it. Defaults are those that stood before, where
   // nothing explicit took their place: a judgement completes them.
@@ -43,8 +35,8 @@ class EditApplier {
 
  private:
   void add_document(TreePtr document);
-  std::optional<EditRefusal> replace(const gnmi::Path& path, const lyd_node* document);
-  std::optional<EditRefusal> remove(const gnmi::Path& path);
+  std::optional<model::Refusal> replace(const model::Target& target, const lyd_node* document);
+  std::optional<model::Refusal> remove(const model::Target& target);
 
   ImageSlot root_;
   TreePtr document_;

@@ -250,14 +250,17 @@ void merge_siblings(ImageSlot& parent, const lyd_node* sources) {
   refresh_default_flag(parent);
 }
 
-void replace_siblings(ImageSlot& parent, const lyd_node* sources) {
+void replace_siblings(ImageSlot& parent, const lyd_node* sources, const model::Target* root) {
   std::unordered_set<const lysc_node*> given;
   for (const lyd_node* source = sources; source != nullptr; source = source->next) {
     given.insert(source->schema);
   }
   std::vector<const lysc_node*> standing;
   for (const ImageSlot& child : parent->inner().children()) {
-    if (!lysc_is_key(child->schema()) && is_explicit(*child)) standing.push_back(child->schema());
+    if (lysc_is_key(child->schema()) || !is_explicit(*child)) continue;
+    const bool stays =
+        root != nullptr && !root->scope.is_all() && !root->may_begin_with(child->schema());
+    if (!stays) standing.push_back(child->schema());
   }
   for (const lysc_node* const schema : standing) {
     if (given.count(schema) == 0) {

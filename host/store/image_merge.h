@@ -6,6 +6,7 @@
 
 #include <vector>
 
+#include "model/target.h"
 #include "store/image/image.h"
 
 namespace nexa::host {
@@ -13,8 +14,10 @@ namespace nexa::host {
 // Merges a document's nodes, libyang siblings, into the children of `parent`.
 void merge_siblings(ImageSlot& parent, const lyd_node* sources);
 
-// The explicit children of `parent` become those of the document (null: none).
-void replace_siblings(ImageSlot& parent, const lyd_node* sources);
+// The explicit children of `parent` become those of the document (null: none). `root`, when given,
+// is the target whose root `parent` is: what does not belong to its origin stays.
+void replace_siblings(ImageSlot& parent, const lyd_node* sources,
+                      const model::Target* root = nullptr);
 
 // The document replaces the node that `chain` (schema nodes from the top down) leads to in it, and
 // is merged on the way there. `all_instances`: every instance of the last one is replaced.

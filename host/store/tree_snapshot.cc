@@ -22,13 +22,6 @@ class ParsedState : public StateTree {
   ImagePtr image_;
 };
 
-bool has_modules(const gnmi::Path& path) {
-  for (const gnmi::PathElem& element : path.elem()) {
-    if (element.name().find(':') != std::string::npos) return true;
-  }
-  return false;
-}
-
 // Writes values as nodes are found.
 class Writer {
  public:
@@ -36,7 +29,8 @@ class Writer {
       : query_(query),
         sink_(sink),
         form_{query.part, query.encoding != gnmi::JSON},
-        qualify_names_(query.path.elem().empty() ? form_.qualify : has_modules(query.path)) {}
+        qualify_names_(query.target.path.elem().empty() ? form_.qualify
+                                                        : query.target.qualifies_names()) {}
 
   void whole_tree(const ImageInner* config, const ImageInner* state, gnmi::Path& path) {
     if (query_.form == Form::kLeaves) {
@@ -78,9 +72,8 @@ grpc::Status TreeSnapshot::read(const Query& query, const StateTree* state,
       writer.found(node, path);
     }
   };
-  grpc::Status status = select_nodes(query.path, image_.get(), data, found, LeafLists::kWhole);
-  if (status.error_code() != grpc::StatusCode::NOT_FOUND) return status;
-  return {grpc::StatusCode::INVALID_ARGUMENT, status.error_message()};
+  select_nodes(query.target, image_.get(), data, found, LeafLists::kWhole);
+  return grpc::Status::OK;
 }
 
 std::string TreeSnapshot::xml() const { return configuration_xml(*image_); }

@@ -53,7 +53,6 @@ class TreeStore : public ConfigStore {
                                                std::string& error) const override {
     return parse_state_tree(xml, error);
   }
-  grpc::Status check_path(const gnmi::Path& path) const override { return select_schema(path); }
   grpc::Status history(std::size_t limit, std::vector<CommitRecord>& out) const override;
   CommitResult rollback(std::uint64_t number, const std::string& author,
                         const Approve& approve) override;
@@ -231,7 +230,8 @@ bool TreeStore::apply(const CommitRequest& request, EditApplier& applier,
       return false;
     }
     if (auto refusal = applier.apply(request.edits[i])) {
-      result.status = refusal->status;
+      const std::string place = refusal->path.empty() ? "" : refusal->path + ": ";
+      result.status = {refusal->code, place + refusal->rule};
       result.edit = static_cast<int>(i);
       result.path = std::move(refusal->path);
       result.rule = std::move(refusal->rule);

@@ -63,8 +63,7 @@ std::string_view Payload::text_of(std::uint32_t item) const {
   }
 }
 
-grpc::Status Payload::read_value(const RequestPath& path) {
-  const PathStep& step = path.last();
+grpc::Status Payload::read_value(const PathStep& step) {
   if (!step.keys.empty()) return read_path_entry(step);
   return read(root, step.node);
 }

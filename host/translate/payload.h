@@ -11,11 +11,21 @@
 #include <vector>
 
 #include "kestrel/values.h"
+#include "model/target.h"
 #include "translate/json_scanner.h"
-#include "translate/request_path.h"
-#include "translate/schema_names.h"
 
 namespace nexa::host {
+
+using model::is_any_data;
+using model::is_leaf;
+using model::is_leaf_list;
+using model::is_list;
+using model::local_name;
+using model::NamedNode;
+using model::NameRules;
+using model::SchemaNames;
+using PathKey = model::TargetKey;
+using PathStep = model::TargetNode;
 
 // What an item of the payload stands for.
 enum class Role : std::uint8_t {
@@ -42,9 +52,9 @@ class Payload {
   // Scans `text`, which must outlive this object.
   grpc::Status scan(std::string_view text);
 
-  // Reads the document as the value of `step`'s node. A list or leaf-list entry that the path names
-  // reads as an array of one entry, with the keys of the path in it.
-  grpc::Status read_value(const RequestPath& path);
+  // Reads the document as the value of the path's last step. A list or leaf-list entry that the
+  // path names reads as an array of one entry, with the keys of the path in it.
+  grpc::Status read_value(const PathStep& step);
 
   // Reads the document as the value of a key that the path has named already.
   grpc::Status read_key(const PathKey& key);

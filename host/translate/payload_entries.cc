@@ -42,7 +42,7 @@ std::uint32_t Payload::add_key_item(std::uint32_t entry, const PathKey& key) {
   document.items[entry].child = index;
   ++document.items[entry].count;
   Reading& reading = readings.emplace_back();
-  reading.node = const_cast<kestrel_cs_node*>(key.node);
+  reading.node = key.node;
   reading.role = Role::kLeaf;
   if (!key.stored.as_given || !key.stored.namespaces.empty()) {
     reading.stored = static_cast<std::uint32_t>(stored.size());
@@ -69,7 +69,7 @@ grpc::Status Payload::agree(std::uint32_t item, const PathKey& key) const {
 }
 
 grpc::Status Payload::read_key(const PathKey& key) {
-  grpc::Status status = read_leaf(root, const_cast<kestrel_cs_node*>(key.node));
+  grpc::Status status = read_leaf(root, key.node);
   return status.ok() ? agree(root, key) : status;
 }
 

@@ -10,7 +10,7 @@
 #include <string>
 #include <utility>
 
-#include "nexa/nexa_srv_rpc_msg_helpers.h"
+#include "model/target.h"
 
 namespace nexa::host {
 namespace {
@@ -62,11 +62,26 @@ grpc::Status check_form(const gnmi::Path& path) {
   return {grpc::StatusCode::UNIMPLEMENTED, kElementList};
 }
 
+// The entry of a leaf-list is named by the key ".", which is no identifier: the library's check
+// does not see it, and its value is checked like any other.
+grpc::Status take_entry_values(RequestType type, gnmi::Path& path) {
+  for (gnmi::PathElem& element : *path.mutable_elem()) {
+    const auto value = element.key().find(".");
+    if (value == element.key().end()) continue;
+    grpc::Status status = ServiceRpcMsgHelpers::validate_value(type, value->second);
+    if (!status.ok()) return status;
+    element.mutable_key()->erase(".");
+  }
+  return grpc::Status::OK;
+}
+
 grpc::Status check_path(RequestType type, const gnmi::Path& prefix, const gnmi::Path& path) {
   grpc::Status status = check_form(path);
   if (!status.ok()) return status;
-  gnmi::Path joined = join_paths(prefix, path);
+  gnmi::Path joined = model::join_paths(prefix, path);
   status = ServiceRpcMsgHelpers::check_0_element_path(type, joined);
+  if (!status.ok()) return status;
+  status = take_entry_values(type, joined);
   if (!status.ok()) return status;
   return ServiceRpcMsgHelpers::validate_Path(type, std::move(joined));
 }
@@ -102,13 +117,10 @@ grpc::Status check_value(const gnmi::Update& update) {
 RequestVerdict check_updates(RequestType type, const char* field, const gnmi::Path& prefix,
                              const google::protobuf::RepeatedPtrField<gnmi::Update>& updates) {
   for (int index = 0; index < updates.size(); ++index) {
-    const gnmi::Update& update = updates.Get(index);
-    grpc::Status status = ServiceRpcMsgHelpers::validate_path(update);
-    if (!status.ok()) return {status, indexed(field, index)};
-    status = check_path(type, prefix, update.path());
-    if (!status.ok()) return {status, indexed(field, index) + ".path"};
-    status = check_value(update);
-    if (!status.ok()) return {status, indexed(field, index) + ".val"};
+    RequestVerdict verdict = check_update(type, prefix, updates.Get(index));
+    if (verdict.ok()) continue;
+    verdict.place = indexed(field, index) + (verdict.place.empty() ? "" : "." + verdict.place);
+    return verdict;
   }
   return {};
 }
@@ -121,12 +133,18 @@ RequestVerdict refused_by(const Notification& notification) {
 
 }  // namespace
 
-gnmi::Path join_paths(const gnmi::Path& prefix, const gnmi::Path& path) {
-  gnmi::Path joined = prefix;
-  joined.mutable_elem()->MergeFrom(path.elem());
-  if (!path.origin().empty()) joined.set_origin(path.origin());
-  if (!path.target().empty()) joined.set_target(path.target());
-  return joined;
+RequestVerdict check_update(RequestType type, const gnmi::Path& prefix,
+                            const gnmi::Update& update) {
+  // The library's check takes its message by value; it looks at the path alone.
+  gnmi::Update path_only;
+  if (update.has_path()) *path_only.mutable_path() = update.path();
+  grpc::Status status = ServiceRpcMsgHelpers::validate_path(std::move(path_only));
+  if (!status.ok()) return {status, {}};
+  status = check_path(type, prefix, update.path());
+  if (!status.ok()) return {status, "path"};
+  status = check_value(update);
+  if (!status.ok()) return {status, "val"};
+  return {};
 }
 
 RequestVerdict check_get(gnmi::GetRequest& request) {

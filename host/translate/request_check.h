@@ -9,6 +9,7 @@
 #include <string>
 
 #include "gnmi.pb.h"
+#include "nexa/nexa_srv_rpc_msg_helpers.h"
 
 namespace nexa::host {
 
@@ -21,14 +22,14 @@ struct RequestVerdict {
   bool ok() const { return status.ok(); }
 };
 
-// `path` below `prefix`: the prefix's elements, then the path's; origin and target of whichever has
-// one, the path's first (gNMI specification, section 2.4.1).
-gnmi::Path join_paths(const gnmi::Path& prefix, const gnmi::Path& path);
-
 // The first refusal, in the order of the checks; any thread. Only options and path texts are
 // judged.
 RequestVerdict check_get(gnmi::GetRequest& request);
 RequestVerdict check_set(const gnmi::SetRequest& request);
+
+// The part of check_set() for one update: `type` is UPDATE or REPLACE. The place is "path", "val"
+// or empty, for the update itself.
+RequestVerdict check_update(RequestType type, const gnmi::Path& prefix, const gnmi::Update& update);
 
 // The first message of a Subscribe stream. Later ones are for ServiceRpcMsgHelpers::validate_poll.
 RequestVerdict check_subscribe(const gnmi::SubscribeRequest& request);

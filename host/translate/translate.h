@@ -11,24 +11,19 @@
 
 #include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "gnmi.pb.h"
+#include "model/target.h"
 #include "nexa/nexa_srv_kestrel_namespace_mapper_impl.h"
 
 namespace nexa::host {
 
-enum class Mode {
-  kStrict,    // RFC 7951 and nothing else
-  kTolerant,  // also what real clients send, where the schema leaves one meaning
-};
+using model::Mode;
 
-enum class Operation { kUpdate, kReplace };
-
-// Outcome of one update. A refusal is INVALID_ARGUMENT (or UNIMPLEMENTED, for what the service does
-// not take), and its message names the operation, the path down to the member, the value and the
-// rule.
+// Outcome of one value. A refusal is INVALID_ARGUMENT (or UNIMPLEMENTED, for what the service does
+// not take), and its message names the way down to the member, the value and the rule. Operation
+// and path are the caller's to say.
 struct Translation {
   grpc::Status status;
   std::string xml;                 // the document, top element "config"; empty after a refusal
@@ -37,19 +32,19 @@ struct Translation {
 
 class Translator {
  public:
-  // `mapper` is populated and outlives this object, and so does the loaded schema. The library
-  // takes one thread at a time on one mapper: every call here runs under this object's lock, so let
-  // one Translator be the only user of its mapper while it serves.
-  explicit Translator(nexa::ServiceKestrelNamespaceMapperImpl& mapper, Mode mode = Mode::kTolerant);
+  // `mapper` is populated and outlives this object, and so does the schema. The library takes one
+  // thread at a time on one mapper: every call here runs under this object's lock, so let one
+  // Translator be the only user of its mapper while it serves.
+  Translator(nexa::ServiceKestrelNamespaceMapperImpl& mapper, const model::Schema& schema,
+             Mode mode = Mode::kTolerant);
   ~Translator();
   Translator(const Translator&) = delete;
   Translator& operator=(const Translator&) = delete;
 
-  // The update's path, with `prefix` in front, and its value, as configuration. Any thread.
-  Translation translate(const gnmi::Path& prefix, const gnmi::Update& update, Operation operation,
+  // The value, which is to stand at `target`, as configuration. The target was resolved with
+  // Purpose::kWrite, and the request has passed its checks (request_check.h). Any thread.
+  Translation translate(const model::Target& target, const gnmi::TypedValue& value,
                         bool explain = false);
-
-  Mode mode() const;
 
  private:
   struct State;

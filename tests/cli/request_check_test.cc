@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "model/target.h"
 #include "translate/request_check.h"
 
 namespace {
@@ -57,10 +58,10 @@ TEST(JoinPaths, AppendsElementsAndPrefersThePathsOwnOrigin) {
   ASSERT_TRUE(TextFormat::ParseFromString(
       "origin: 'o' target: 't' elem { name: 'a' key { key: 'k' value: 'v' } }", &prefix));
   ASSERT_TRUE(TextFormat::ParseFromString("origin: 'p' elem { name: 'b' }", &path));
-  EXPECT_EQ(nexa::host::join_paths(prefix, path).ShortDebugString(),
+  EXPECT_EQ(nexa::model::join_paths(prefix, path).ShortDebugString(),
             "origin: \"p\" elem { name: \"a\" key { key: \"k\" value: \"v\" } } "
             "elem { name: \"b\" } target: \"t\"");
-  EXPECT_EQ(nexa::host::join_paths(prefix, gnmi::Path()).ShortDebugString(),
+  EXPECT_EQ(nexa::model::join_paths(prefix, gnmi::Path()).ShortDebugString(),
             prefix.ShortDebugString());
 }
 

@@ -163,7 +163,7 @@ class Refusals(RulesCase):
 
     def test_unknown_nodes(self):
         for path in ("/test-rules:rules/colour", "/no-module:rules", "/nothing"):
-            with self.subTest(path=path), self.refused("INVALID_ARGUMENT") as caught:
+            with self.subTest(path=path), self.refused("NOT_FOUND") as caught:
                 self.client.get(path)
             self.assertIn(path, caught.exception.details())
 

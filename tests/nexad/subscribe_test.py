@@ -289,7 +289,7 @@ class Refusals(StreamCase):
                 self.refuse("INVALID_ARGUMENT", text, first, second)
 
     def test_unknown_paths(self):
-        with self.refused("INVALID_ARGUMENT") as caught:
+        with self.refused("NOT_FOUND") as caught:
             for _ in self.client.subscribe(LEAVES + "/colour", timeout=5):
                 pass
         self.assertIn("colour", caught.exception.details())

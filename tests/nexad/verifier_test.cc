@@ -53,7 +53,6 @@ class FakeStore : public nexa::host::ConfigStore {
                                                            std::string&) const override {
     return nullptr;
   }
-  grpc::Status check_path(const gnmi::Path&) const override { return grpc::Status::OK; }
   grpc::Status history(std::size_t, std::vector<nexa::host::CommitRecord>&) const override {
     return grpc::Status::OK;
   }

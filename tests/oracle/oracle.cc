@@ -7,6 +7,7 @@
 
 #include "text/json_owner.h"
 #include "translate/path_string.h"
+#include "translate/single_update.h"
 
 namespace nexa_test {
 namespace {
@@ -102,8 +103,11 @@ nexa::host::Translation Oracle::translate(const std::string& path, const std::st
   gnmi::Update update;
   *update.mutable_path() = *parsed;
   update.mutable_val()->set_json_ietf_val(value);
-  nexa::host::Translator translator(*mapper_, mode);
-  return translator.translate(gnmi::Path(), update, nexa::host::Operation::kReplace);
+  const nexa::model::Schema schema;
+  const nexa::model::Resolver resolver(schema, mode);
+  nexa::host::Translator translator(*mapper_, schema, mode);
+  return nexa::host::translate_update(resolver, translator, gnmi::Path(), update,
+                                      nexa::host::Operation::kReplace);
 }
 
 std::string Oracle::difference(const std::string& path, const std::string& value,

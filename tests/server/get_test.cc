@@ -12,7 +12,7 @@ class Get : public ServiceTest {
     store.put("/device/name", "\"box\"");
     store.put("/device/port[name=a]/speed", "\"10\"");
     store.put("/device/port[name=b]/speed", "\"20\"");
-    store.put("/device/port[name=b]/oper", "\"up\"", true);
+    store.put("/device/port[name=b]/medium", "\"up\"", true);
     store.know("/device/location");
     request.set_encoding(gnmi::JSON_IETF);
   }
@@ -78,8 +78,8 @@ TEST_F(Get, ReadsAllPathsFromOneSnapshot) {
 TEST_F(Get, GivesOneUpdateForEachMatchOfAWildcard) {
   *request.add_path() = path_of("/device/port[name=*]/speed");
   EXPECT_EQ(answer(), "|/device/port[name=a]/speed=\"10\"|/device/port[name=b]/speed=\"20\"\n");
-  *request.mutable_path(0) = path_of("/device/*/oper");
-  EXPECT_EQ(answer(), "|/device/port[name=b]/oper=\"up\"\n");
+  *request.mutable_path(0) = path_of("/device/*/medium");
+  EXPECT_EQ(answer(), "|/device/port[name=b]/medium=\"up\"\n");
 }
 
 TEST_F(Get, WritesPathsRelativeToThePrefix) {
@@ -118,9 +118,9 @@ TEST_F(Get, TypesChooseTheirPart) {
   request.set_type(gnmi::GetRequest::CONFIG);
   EXPECT_EQ(answer(), "|/device/port[name=b]={\"speed\":\"20\"}\n");
   request.set_type(gnmi::GetRequest::STATE);
-  EXPECT_EQ(answer(), "|/device/port[name=b]={\"oper\":\"up\"}\n");
+  EXPECT_EQ(answer(), "|/device/port[name=b]={\"medium\":\"up\"}\n");
   request.set_type(gnmi::GetRequest::ALL);
-  EXPECT_EQ(answer(), "|/device/port[name=b]={\"oper\":\"up\",\"speed\":\"20\"}\n");
+  EXPECT_EQ(answer(), "|/device/port[name=b]={\"medium\":\"up\",\"speed\":\"20\"}\n");
   request.set_type(gnmi::GetRequest::OPERATIONAL);
   EXPECT_EQ(answer(), "12 Requested data type \"OPERATIONAL\" not supported");
   request.set_type(static_cast<gnmi::GetRequest::DataType>(4));
@@ -131,8 +131,8 @@ TEST_F(Get, NothingThereIsNotFound) {
   *request.add_path() = path_of("/device/name");
   *request.add_path() = path_of("/device/location");
   EXPECT_EQ(answer(), "5 path[1] /device/location: no data");
-  *request.mutable_path(1) = path_of("/device/port[name=*]/nothing");
-  EXPECT_EQ(answer(), "5 path[1] /device/port[name=*]/nothing: no data");
+  *request.mutable_path(1) = path_of("/device/port[name=*]/tag");
+  EXPECT_EQ(answer(), "5 path[1] /device/port[name=*]/tag: no data");
 }
 
 TEST_F(Get, RefusalsOfTheChecksComeAsTheyAre) {
@@ -150,24 +150,33 @@ TEST_F(Get, RefusalsOfTheChecksComeAsTheyAre) {
 TEST_F(Get, OriginsAreServedOrRefusedInWords) {
   *request.add_path() = path_of("/device/name");
   request.mutable_path(0)->set_origin("openconfig");
-  EXPECT_EQ(answer(), "|openconfig/device/name=\"box\"\n");
+  EXPECT_EQ(answer(),
+            "5 path[0] /device/name: no node \"device\" at the top of origin \"openconfig\"");
+  request.mutable_path(0)->mutable_elem(0)->set_name("example-device:device");
+  EXPECT_EQ(answer(), "|openconfig/example-device:device/name=\"box\"\n");
+  request.mutable_path(0)->mutable_elem(0)->set_name("device");
+  request.mutable_path(0)->set_origin("example-device");
+  EXPECT_EQ(answer(), "|example-device/device/name=\"box\"\n");
   request.mutable_path(0)->set_origin("rfc7951");
   EXPECT_EQ(answer(), "|rfc7951/device/name=\"box\"\n");
   request.mutable_path(0)->set_origin("cli");
   EXPECT_EQ(answer(),
             "12 path[0] /device/name: origin \"cli\" not supported, the served ones are "
-            "\"openconfig\", \"rfc7951\" and none");
+            "\"openconfig\", \"rfc7951\", the names of modules and none");
   request.mutable_path(0)->set_origin("openconfig");
   request.mutable_prefix()->set_origin("rfc7951");
   EXPECT_EQ(answer(),
-            "3 path[0] /device/name: the prefix has origin \"rfc7951\", the path \"openconfig\"");
+            "3 path[0] /device/name: an origin stands in the prefix or in the paths, not in both");
+  request.mutable_path(0)->set_origin("rfc7951");
+  EXPECT_EQ(answer(),
+            "3 path[0] /device/name: an origin stands in the prefix or in the paths, not in both");
 }
 
 TEST_F(Get, APrefixsOriginStaysInThePrefix) {
   *request.add_path() = path_of("/device/name");
-  request.mutable_prefix()->set_origin("openconfig");
+  request.mutable_prefix()->set_origin("rfc7951");
   EXPECT_EQ(answer(), "/|/device/name=\"box\"\n");
-  EXPECT_EQ(response.notification(0).prefix().origin(), "openconfig");
+  EXPECT_EQ(response.notification(0).prefix().origin(), "rfc7951");
 }
 
 TEST_F(Get, ATargetStandsInThePrefixOnly) {

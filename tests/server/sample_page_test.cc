@@ -90,7 +90,7 @@ class Pages : public testing::Test {
       store.put("/device/" + std::string(name), "\"" + std::string(100, 'x') + "\"");
     }
     plan.subscriptions.resize(1);
-    subscription().query.path = path_of("/device");
+    subscription().query.target.path = path_of("/device");
     subscription().query.form = nexa::host::Form::kLeaves;
   }
 
@@ -137,10 +137,10 @@ TEST_F(Pages, ReportALeafOnceAlsoWhenOthersComeAndGo) {
 TEST_F(Pages, HaveNoPathTwiceInAMessage) {
   plan.subscriptions.resize(3);
   for (Subscription& each : plan.subscriptions) {
-    each.query.path = path_of("/device");
+    each.query.target.path = path_of("/device");
     each.query.form = nexa::host::Form::kLeaves;
   }
-  plan.subscriptions[1].query.path = path_of("/device/c");
+  plan.subscriptions[1].query.target.path = path_of("/device/c");
   SamplePage page(plan, 100000);
   for (Subscription& each : plan.subscriptions) {
     bool complete = false;

@@ -102,7 +102,8 @@ TEST_F(SetAudit, RefusedRequestsAreKept) {
   EXPECT_EQ(line(),
             "set user=\"alice\" deletes=0 replaces=0 updates=2 operations=\"update[0] "
             "/example-device:device/name, update[1] /example-device:nothing\" verdict=NOT_FOUND "
-            "reason=\"update[1] of /example-device:nothing: no such node in the schema\"");
+            "reason=\"update[1] of /example-device:nothing: no node \\\"example-device:nothing\\\" at "
+            "the top of the schema\"");
 }
 
 TEST(AuditLine, HasNoControlCharactersAndABound) {

@@ -29,7 +29,7 @@ class Set : public ServiceTest {
     return shown(status);
   }
 
-  // The edits of the last commit: "update /device/name <xml content>".
+  // The edits of the last commit: "replace /device/name <xml content>".
   std::string edits() const {
     const std::vector<CommitRequest> commits = store.commits();
     if (commits.empty()) return "none";
@@ -38,7 +38,9 @@ class Set : public ServiceTest {
       text += edit.kind == Edit::Kind::kDelete    ? "delete "
               : edit.kind == Edit::Kind::kReplace ? "replace "
                                                   : "update ";
-      text += nexa::host::format_path_string(edit.path);
+      // The document of an update says where it belongs.
+      const bool has_target = edit.kind != Edit::Kind::kUpdate;
+      text += has_target ? nexa::host::format_path_string(edit.target.path) : "-";
       const std::size_t open = edit.xml.find("<config>");
       if (open != std::string::npos) {
         text += " " + edit.xml.substr(open + 8, edit.xml.find("</config>") - open - 8);
@@ -83,9 +85,9 @@ TEST_F(Set, AppliesDeletesThenReplacesThenUpdates) {
             "delete /example-device:services\n"
             "replace /example-device:device/limits/tiny "
             "<device xmlns=\"urn:example:device\"><limits><tiny>1</tiny></limits></device>\n"
-            "update /example-device:device/name "
+            "update - "
             "<device xmlns=\"urn:example:device\"><name>a</name></device>\n"
-            "update /example-device:device/location "
+            "update - "
             "<device xmlns=\"urn:example:device\"><location>b</location></device>\n");
   EXPECT_EQ(results(),
             "DELETE /example-device:device/port[name=*]\n"
@@ -105,11 +107,11 @@ TEST_F(Set, JoinsThePrefixAndAnswersPathsAsTheyWereWritten) {
   *request.add_update() = update_of("/name", "\"a\"");
   ASSERT_EQ(answer(), "0 ");
   EXPECT_EQ(edits(),
-            "update /example-device:device/name "
+            "update - "
             "<device xmlns=\"urn:example:device\"><name>a</name></device>\n");
   EXPECT_EQ(results(), "UPDATE /name\n");
   EXPECT_EQ(response.prefix().target(), "box1");
-  EXPECT_EQ(store.commits().back().edits.front().path.target(), "");
+  EXPECT_EQ(store.commits().back().edits.front().target.path.target(), "");
 }
 
 TEST_F(Set, NothingToDoIsOk) {
@@ -136,10 +138,14 @@ TEST_F(Set, ReplacesTheWholeTree) {
 TEST_F(Set, AnUnknownPathIsNotFound) {
   *request.add_update() = update_of("/example-device:device/name", "\"a\"");
   *request.add_update() = update_of("/example-device:device/nothing", "1");
-  EXPECT_EQ(answer(), "5 update[1] of /example-device:device/nothing: no such node in the schema");
+  EXPECT_EQ(answer(),
+            "5 update[1] of /example-device:device/nothing: no node \"nothing\" below "
+            "\"/example-device:device\"");
   request.clear_update();
   *request.add_delete_() = path_of("/example-device:nothing");
-  EXPECT_EQ(answer(), "5 delete[0] of /example-device:nothing: no such node in the schema");
+  EXPECT_EQ(answer(),
+            "5 delete[0] of /example-device:nothing: no node \"example-device:nothing\" "
+            "at the top of the schema");
   EXPECT_TRUE(store.commits().empty());
 }
 
@@ -249,13 +255,13 @@ TEST_F(Set, OriginsAreServedOrRefusedInWords) {
   request.mutable_update(0)->mutable_path()->set_origin("cli");
   EXPECT_EQ(answer(),
             "12 update[0] of /example-device:device/name: origin \"cli\" not supported, the served "
-            "ones are \"openconfig\", \"rfc7951\" and none");
+            "ones are \"openconfig\", \"rfc7951\", the names of modules and none");
   request.mutable_update(0)->mutable_path()->set_origin("rfc7951");
   EXPECT_EQ(answer(), "0 ");
   request.mutable_prefix()->set_origin("openconfig");
   EXPECT_EQ(answer(),
-            "3 update[0] of /example-device:device/name: the prefix has origin \"openconfig\", the "
-            "path \"rfc7951\"");
+            "3 update[0] of /example-device:device/name: an origin stands in the prefix or in "
+            "the paths, not in both");
 }
 
 TEST_F(Set, TooManyOperationsAreRefused) {

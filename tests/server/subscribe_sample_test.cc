@@ -21,7 +21,7 @@ class Counter : public nexa::state::StateProvider {
   std::string_view module() const override { return module_name; }
   void append_xml(std::string& xml) override {
     ++asked;
-    xml += broken ? "broken" : "\n/device/counter=" + std::to_string(value) + "\n";
+    xml += broken ? "broken" : "\n/device/uplink=" + std::to_string(value) + "\n";
   }
 
   std::string module_name = "example-device";
@@ -222,21 +222,21 @@ TEST_F(SubscribeSample, EndsWhenTheClientCancels) {
 
 TEST_F(SubscribeSample, ShowsLiveOperationalData) {
   providers = {&counter};
-  store.know("/device/counter");
+  store.know("/device/uplink");
   start();
-  StreamClient client(stub(), watch({"/device/counter"}, 20));
-  EXPECT_EQ(client.next(), "|/device/counter=1");
+  StreamClient client(stub(), watch({"/device/uplink"}, 20));
+  EXPECT_EQ(client.next(), "|/device/uplink=1");
   counter.value = 2;
   std::string line = client.next();
-  while (line == "sync" || line == "|/device/counter=1") line = client.next();
-  EXPECT_EQ(line, "|/device/counter=2");
+  while (line == "sync" || line == "|/device/uplink=1") line = client.next();
+  EXPECT_EQ(line, "|/device/uplink=2");
 }
 
 TEST_F(SubscribeSample, DataThatCannotBeReadAreNotReportedAsGone) {
   providers = {&counter};
-  store.know("/device/counter");
+  store.know("/device/uplink");
   start();
-  StreamClient client(stub(), watch({"/device/counter"}, 20));
+  StreamClient client(stub(), watch({"/device/uplink"}, 20));
   ASSERT_EQ(client.read_to_sync().back(), "sync");
   counter.broken = true;
   const int before = store.parsed_states();
@@ -244,8 +244,8 @@ TEST_F(SubscribeSample, DataThatCannotBeReadAreNotReportedAsGone) {
   counter.value = 7;
   counter.broken = false;
   std::string line = client.next();
-  while (line == "|/device/counter=1") line = client.next();
-  EXPECT_EQ(line, "|/device/counter=7");
+  while (line == "|/device/uplink=1") line = client.next();
+  EXPECT_EQ(line, "|/device/uplink=7");
   EXPECT_EQ(recorder.faults(), std::vector<std::string>{"operational data: line 1: broken"});
 }
 
@@ -262,11 +262,11 @@ TEST_F(SubscribeSample, AProviderWithoutItsModuleIsNotAsked) {
 
 TEST_F(SubscribeSample, ManyReadersAskTheProvidersOnce) {
   providers = {&counter};
-  store.know("/device/counter");
+  store.know("/device/uplink");
   start();
   std::vector<std::unique_ptr<StreamClient>> clients;
   for (int index = 0; index < 50; ++index) {
-    clients.push_back(std::make_unique<StreamClient>(stub(), watch({"/device/counter"}, 60000)));
+    clients.push_back(std::make_unique<StreamClient>(stub(), watch({"/device/uplink"}, 60000)));
   }
   for (const auto& client : clients) ASSERT_EQ(client->read_to_sync().back(), "sync");
   EXPECT_GE(counter.asked, 1);

@@ -41,7 +41,7 @@ inline void add_edits(const std::vector<nexa::host::Edit>& edits, std::string& t
   add_part(std::to_string(edits.size()), text);
   for (const nexa::host::Edit& edit : edits) {
     add_part(std::to_string(static_cast<int>(edit.kind)), text);
-    add_part(edit.path.SerializeAsString(), text);
+    add_part(edit.target.path.SerializeAsString(), text);
     add_part(edit.xml, text);
   }
 }
@@ -54,7 +54,7 @@ inline std::vector<nexa::host::Edit> take_edits(const std::string& text, std::si
   std::vector<nexa::host::Edit> edits(take_number(text, at));
   for (nexa::host::Edit& edit : edits) {
     edit.kind = static_cast<nexa::host::Edit::Kind>(take_number(text, at));
-    edit.path.ParseFromString(take_part(text, at));
+    edit.target.path.ParseFromString(take_part(text, at));
     edit.xml = take_part(text, at);
   }
   return edits;

@@ -142,7 +142,7 @@ std::string describe(const CasePlan& plan) {
         text += "   " + std::string(kinds[static_cast<int>(edit.kind)]) + " " +
                 (edit.kind == nexa::host::Edit::Kind::kUpdate
                      ? ""
-                     : nexa::host::format_path_string(edit.path) + " ") +
+                     : nexa::host::format_path_string(edit.target.path) + " ") +
                 edit.xml + "\n";
       }
     }

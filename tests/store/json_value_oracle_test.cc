@@ -14,6 +14,7 @@
 #include "store/image/image_xml.h"
 #include "store/reading/json_value.h"
 #include "support/instance_generator.h"
+#include "support/targets.h"
 #include "translate/path_string.h"
 
 namespace nexa::host {
@@ -288,9 +289,10 @@ TEST_P(JsonOracle, EveryLeafIsFoundUnderItsPath) {
         if (value == json) is_there = true;
         EXPECT_EQ(format_path_string(concrete), format_path_string(path));
       };
-      const grpc::Status status = select_nodes(path, image.get(), nullptr, look, LeafLists::kWhole);
-      ASSERT_TRUE(status.ok()) << status.error_message();
-      ASSERT_TRUE(select_schema(path).ok()) << format_path_string(path);
+      const auto target =
+          nexa_test::loaded_model().strict.resolve(gnmi::Path(), path, model::Purpose::kRead);
+      ASSERT_TRUE(target.ok()) << target.refusal().rule;
+      select_nodes(target.value(), image.get(), nullptr, look, LeafLists::kWhole);
       ASSERT_TRUE(is_there) << format_path_string(path) << " " << json << " of " << found;
       ++checked;
     }

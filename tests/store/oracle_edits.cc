@@ -353,12 +353,12 @@ void ExplicitTree::note_given(const lyd_node* first) {
 }
 
 bool ExplicitTree::apply(const Edit& edit, std::string& why) {
-  if (!names_something(edit.path)) {
+  if (!names_something(edit.target.path)) {
     why = "the path names nothing in the schema";
     return false;
   }
   if (edit.kind == Edit::Kind::kDelete) {
-    remove_path(edit.path);
+    remove_path(edit.target.path);
     strip_defaults();
     return true;
   }
@@ -373,7 +373,7 @@ bool ExplicitTree::apply(const Edit& edit, std::string& why) {
   if (edit.kind == Edit::Kind::kUpdate) {
     merge_all(nullptr, document.get());
   } else {
-    replace(edit.path, document.get());
+    replace(edit.target.path, document.get());
   }
   strip_defaults();
   return true;

@@ -152,7 +152,7 @@ Edit RandomSets::replace(const lysc_node* target, const lyd_node* current) {
     inner = instances(target, place.module, 0, 4);
   }
   if (inner.empty()) made.kind = Edit::Kind::kDelete;  // a document without the node says as much
-  made.path = place.path;
+  made.target.path = std::move(place.path);
   made.xml = "<config>" + place.before + inner + place.after + "</config>";
   return made;
 }
@@ -165,16 +165,18 @@ Edit RandomSets::remove(const lyd_node* current) {
   if (nodes.empty() || dice_.chance(2)) return made;
   if (dice_.chance(10)) {
     const lysc_node* const target = dice_.pick(targets_);
-    made.path = place_of(target, current).path;
-    made.path.add_elem()->set_name(qualified(target));
+    gnmi::Path path = place_of(target, current).path;
+    path.add_elem()->set_name(qualified(target));
+    made.target.path = std::move(path);
     return made;
   }
   std::vector<const lyd_node*> chain;
   for (const lyd_node* node = dice_.pick(nodes); node != nullptr; node = lyd_parent(node)) {
     chain.insert(chain.begin(), node);
   }
+  gnmi::Path path;
   for (std::size_t i = 0; i < chain.size(); ++i) {
-    gnmi::PathElem& element = *made.path.add_elem();
+    gnmi::PathElem& element = *path.add_elem();
     element.set_name(qualified(chain[i]->schema));
     const bool is_last = i + 1 == chain.size();
     if (is_last && i > 0 && dice_.chance(5)) {
@@ -183,6 +185,7 @@ Edit RandomSets::remove(const lyd_node* current) {
       add_keys(chain[i], element);
     }
   }
+  made.target.path = std::move(path);
   return made;
 }
 

@@ -20,7 +20,8 @@ class RandomSets {
 
   bool is_empty() const { return targets_.empty(); }
 
-  // The edits of one Set; `current` is the configuration without defaults, null when empty.
+  // The edits of one Set, their targets as paths alone; `current` is the configuration without
+  // defaults, null when empty.
   std::vector<nexa::host::Edit> make(const lyd_node* current);
 
  private:

@@ -4,6 +4,7 @@
 
 #include "shop_models.h"
 #include "store/reading/selection.h"
+#include "support/targets.h"
 #include "translate/path_string.h"
 
 namespace {
@@ -53,14 +54,12 @@ class SelectModules : public testing::Test {
     return nexa::host::parse_path_string(text, nullptr).value();
   }
 
-  // The module of each schema node that the path means, or the refusal.
+  // The module of the schema node that the path means, or the refusal.
   static std::vector<std::string> modules(const std::string& path) {
-    std::vector<const lysc_node*> nodes;
-    const grpc::Status status = nexa::host::select_schema(path_of(path), &nodes);
-    if (!status.ok()) return {status.error_message()};
-    std::vector<std::string> names;
-    for (const lysc_node* node : nodes) names.emplace_back(node->module->name);
-    return names;
+    const auto target = nexa_test::loaded_model().tolerant.resolve(gnmi::Path(), path_of(path),
+                                                                   nexa::model::Purpose::kRead);
+    if (!target.ok()) return {target.refusal().rule};
+    return {target.value().last().schema->module->name};
   }
 
   static std::vector<std::string> find(const std::string& path) {
@@ -69,7 +68,7 @@ class SelectModules : public testing::Test {
     const auto keep = [&](const NodePair&, gnmi::Path& concrete) {
       found.push_back(nexa::host::format_path_string(concrete));
     };
-    EXPECT_TRUE(nexa::host::select_nodes(path_of(path), tree.get(), nullptr, keep).ok());
+    nexa::host::select_nodes(target_of(path_of(path)), tree.get(), nullptr, keep);
     return found;
   }
 };
@@ -82,8 +81,9 @@ TEST_F(SelectModules, ABareNameAtTheTopMeansOpenConfig) {
 }
 
 TEST_F(SelectModules, WithoutOpenConfigTheNameHasToBeOnesOwn) {
-  EXPECT_THAT(modules("/crate"), ElementsAre("\"/crate\": more than one module has it, name one of "
-                                             "\"other-box:crate\", \"vendor-box:crate\""));
+  EXPECT_THAT(modules("/crate"),
+              ElementsAre("the name \"crate\" has more than one meaning at the top "
+                          "of the schema: other-box:crate, vendor-box:crate"));
 }
 
 TEST_F(SelectModules, WildcardsNameTheModuleWhereABareNameMeansAnother) {

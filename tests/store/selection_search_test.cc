@@ -9,6 +9,7 @@
 
 #include "shop_models.h"
 #include "store/reading/json_value.h"
+#include "support/targets.h"
 #include "translate/path_string.h"
 
 namespace nexa::host {
@@ -20,6 +21,8 @@ gnmi::Path path_of(const std::string& text) {
   PathStringError error;
   return parse_path_string(text, &error).value_or(gnmi::Path());
 }
+
+model::Target target_of(const std::string& text) { return nexa_test::target_of(path_of(text)); }
 
 // `count` items from "i0"; those of state have the counter, those of config the rest.
 ImagePtr stock(int count, bool is_state) {
@@ -66,7 +69,7 @@ TEST_F(SelectionSearch, EntryIsFoundWithoutLookingAtTheOthers) {
     const ImagePtr state = stock(count, true);
     int found = 0;
     const auto count_it = [&](const NodePair&, gnmi::Path&) { ++found; };
-    const gnmi::Path path = path_of("/shop:stock/item[name=" + name + "]/sold");
+    const model::Target path = target_of("/shop:stock/item[name=" + name + "]/sold");
     const double taken = best_seconds([&] {
       for (int i = 0; i < 100; ++i) select_nodes(path, config.get(), state.get(), count_it);
     });
@@ -82,7 +85,7 @@ TEST_F(SelectionSearch, NodesBesideALongListAreFoundFromBothEnds) {
     const ImagePtr config = stock(count, false);
     int found = 0;
     const auto count_it = [&](const NodePair&, gnmi::Path&) { ++found; };
-    const gnmi::Path path = path_of(std::string("/shop:stock/") + leaf);
+    const model::Target path = target_of(std::string("/shop:stock/") + leaf);
     const double taken = best_seconds([&] {
       for (int i = 0; i < 100; ++i) select_nodes(path, config.get(), nullptr, count_it);
     });
@@ -137,7 +140,7 @@ TEST_F(SelectionSearch, SeveralReadersFindWhatOneFinds) {
       if (json != expected) ++wrong;
       for (int i = seed; i < 400; i += 7) {
         int found = 0;
-        select_nodes(path_of("/stock/item[name=i" + std::to_string(i) + "]/sold"), config.get(),
+        select_nodes(target_of("/stock/item[name=i" + std::to_string(i) + "]/sold"), config.get(),
                      state.get(), [&](const NodePair& node, gnmi::Path&) {
                        if (node.state->leaf().text() == std::to_string(i)) ++found;
                      });

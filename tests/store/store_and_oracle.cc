@@ -1,5 +1,6 @@
 // A disagreement ends the case: what follows it would only repeat it.
 #include "store/store_and_oracle.h"
+#include "support/targets.h"
 
 namespace nexa_test {
 
@@ -96,6 +97,8 @@ void StoreAndOracle::set(const std::vector<nexa::host::Edit>& edits) {
   const OracleAnswer answer = oracle_.judge(edits);
   nexa::host::CommitRequest request;
   request.edits = edits;
+  // Edits cross from process to process as paths.
+  for (nexa::host::Edit& edit : request.edits) edit.target = target_of(edit.target.path);
   const std::string before = store_xml();
   const CommitResult result = store_->commit(request);
   const bool is_accepted = result.status.ok();

@@ -9,6 +9,7 @@
 
 #include "real/temp_folder.h"
 #include "store/tree_store.h"
+#include "support/targets.h"
 #include "translate/path_string.h"
 
 namespace nexa_test {
@@ -28,7 +29,8 @@ Edit update(const std::string& inner) {
 }
 Edit top(const std::string& inner) { return update("<top xmlns=\"urn:s\">" + inner + "</top>"); }
 Edit drop(const std::string& path) {
-  return {Edit::Kind::kDelete, *nexa::host::parse_path_string(path, nullptr), ""};
+  return {Edit::Kind::kDelete, nexa_test::target_of(*nexa::host::parse_path_string(path, nullptr)),
+          ""};
 }
 
 class StoreFindings : public testing::Test {
@@ -289,7 +291,8 @@ TEST_F(StoreFindings, RollbackToACommitThatReplacedUserOrderedValues) {
   start(
       R"yang(container top { container c { leaf-list s { type string; ordered-by user; } leaf f { type string; } } })yang");
   const auto put = [](const std::string& inner) {
-    return Edit{Edit::Kind::kReplace, *nexa::host::parse_path_string("/s:top/c", nullptr),
+    return Edit{Edit::Kind::kReplace,
+                nexa_test::target_of(*nexa::host::parse_path_string("/s:top/c", nullptr)),
                 "<config><top xmlns=\"urn:s\"><c>" + inner + "</c></top></config>"};
   };
   ASSERT_EQ(text(put("<s>two</s><s>three</s><f>two</f>")), "");

@@ -14,6 +14,7 @@
 #include "store/node_tools.h"
 #include "store/tree_store.h"
 #include "store_module.h"
+#include "support/targets.h"
 #include "translate/path_string.h"
 
 namespace nexa_test {
@@ -36,9 +37,11 @@ inline std::string in_top(const std::string& inner) {
 }
 inline Edit update(const std::string& inner) { return {Edit::Kind::kUpdate, {}, in_top(inner)}; }
 inline Edit put(const std::string& path, const std::string& inner) {
-  return {Edit::Kind::kReplace, path_of(path), in_top(inner)};
+  return {Edit::Kind::kReplace, target_of(path_of(path)), in_top(inner)};
 }
-inline Edit drop(const std::string& path) { return {Edit::Kind::kDelete, path_of(path), ""}; }
+inline Edit drop(const std::string& path) {
+  return {Edit::Kind::kDelete, target_of(path_of(path)), ""};
+}
 
 inline std::string config_xml(const std::string& inner) {
   return inner.empty() ? "<config/>" : "<config><top xmlns=\"urn:s\">" + inner + "</top></config>";
@@ -48,7 +51,7 @@ inline std::string config_xml(const std::string& inner) {
 inline std::string read_text(const ConfigStore& store, const std::string& path,
                              nexa::host::Form form = nexa::host::Form::kSubtrees) {
   nexa::host::Query query;
-  query.path = path_of(path);
+  query.target = target_of(path_of(path), nexa::model::Purpose::kRead);
   query.form = form;
   std::string text;
   const grpc::Status status =

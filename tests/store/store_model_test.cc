@@ -206,12 +206,12 @@ class Model {
 
  private:
   static void remove_target(const Edit& edit, TreePtr& tree) {
-    if (edit.path.elem().empty()) {
+    if (edit.target.path.elem().empty()) {
       tree.reset();
       return;
     }
     std::string xpath;
-    for (const gnmi::PathElem& element : edit.path.elem()) {
+    for (const gnmi::PathElem& element : edit.target.path.elem()) {
       xpath += "/s:" + element.name();
       for (const auto& [key, value] : element.key()) xpath += "[" + key + "='" + value + "']";
     }
@@ -220,7 +220,7 @@ class Model {
       ly_set* found = nullptr;
       EXPECT_EQ(lyd_find_xpath(top, xpath.c_str(), &found), LY_SUCCESS);
       const nexa::host::SetPtr set(found);
-      const bool keyed = edit.path.elem(edit.path.elem_size() - 1).key_size() != 0;
+      const bool keyed = edit.target.path.elem(edit.target.path.elem_size() - 1).key_size() != 0;
       for (std::uint32_t i = 0; i < set->count; ++i) {
         if (edit.kind == Edit::Kind::kReplace && keyed) {
           while (lyd_node* const child = lyd_child_no_keys(set->dnodes[i])) lyd_free_tree(child);
@@ -333,7 +333,8 @@ TEST_P(StoreModel, IsTheModelAfterEveryTransaction) {
     for (int count = 1 + random.below(3); count > 0; --count) {
       edits.push_back(random_edit(random));
       trace += std::to_string(static_cast<int>(edits.back().kind)) + " " +
-               nexa::host::format_path_string(edits.back().path) + " " + edits.back().xml + "\n";
+               nexa::host::format_path_string(edits.back().target.path) + " " + edits.back().xml +
+               "\n";
     }
     const std::string before = model.xml();
     const bool accepted = model.apply(edits);

@@ -39,7 +39,7 @@ class QuotedKeys : public StoreTest {
   // The names of the entries in their order, each followed by a blank.
   std::string order() const {
     nexa::host::Query query;
-    query.path = path_of("/top/step");
+    query.target = target_of(path_of("/top/step"), nexa::model::Purpose::kRead);
     std::string names;
     EXPECT_TRUE(store_->snapshot()
                     ->read(query, nullptr,

@@ -27,7 +27,9 @@ Edit update(const std::string& inner) {
 }
 Edit top(const std::string& inner) { return update("<top xmlns=\"urn:s\">" + inner + "</top>"); }
 Edit drop(const std::string& path) {
-  return {Edit::Kind::kDelete, *nexa::host::parse_path_string(path, nullptr), ""};
+  Edit edit{Edit::Kind::kDelete, {}, ""};
+  edit.target.path = *nexa::host::parse_path_string(path, nullptr);
+  return edit;
 }
 
 // What a case does in a process that may die; "" when it ends as it should.

@@ -41,8 +41,9 @@ LoadedSet::LoadedSet(const std::vector<std::string>& folders,
   ly_log_options(LY_LOSTORE_LAST);
   mapper_ = std::make_unique<nexa::ServiceKestrelNamespaceMapperImpl>();
   mapper_->populate();
-  tolerant_ = std::make_unique<nexa::host::Translator>(*mapper_);
-  strict_ = std::make_unique<nexa::host::Translator>(*mapper_, nexa::host::Mode::kStrict);
+  schema_ = std::make_unique<nexa::model::Schema>();
+  tolerant_ = std::make_unique<UpdateDoor>(*mapper_, *schema_, nexa::model::Mode::kTolerant);
+  strict_ = std::make_unique<UpdateDoor>(*mapper_, *schema_, nexa::model::Mode::kStrict);
 }
 
 LoadedSet::~LoadedSet() = default;
@@ -85,6 +86,44 @@ Tree read_config(const std::string& xml, std::string& reason) {
     return nullptr;
   }
   return read;
+}
+
+namespace {
+
+lyd_node* instance(lyd_node* siblings, const lysc_node* schema) {
+  while (siblings != nullptr && siblings->schema != schema) siblings = siblings->next;
+  return siblings;
+}
+
+void add_twin(lyd_node* entry, const nexa::model::Schema& schema,
+              const nexa::model::TargetKey& key) {
+  lyd_node* parent = entry;
+  for (const kestrel_cs_node* const record : key.twin) {
+    const lysc_node* const wanted = schema.compiled(record);
+    lyd_node* node = instance(lyd_child(parent), wanted);
+    if (node == nullptr && wanted->nodetype == LYS_LEAF) {
+      EXPECT_EQ(lyd_new_term(parent, wanted->module, wanted->name, key.given.c_str(), 0, &node),
+                LY_SUCCESS);
+    } else if (node == nullptr) {
+      EXPECT_EQ(lyd_new_inner(parent, wanted->module, wanted->name, 0, &node), LY_SUCCESS);
+    }
+    parent = node;
+  }
+}
+
+}  // namespace
+
+void add_twins(lyd_node* tree, const nexa::model::Target& target) {
+  lyd_node* siblings = tree;
+  const auto chain = target.chain();
+  for (std::size_t i = 0; i + 1 < chain.size(); ++i) {
+    lyd_node* const node = instance(siblings, chain[i]->schema);
+    ASSERT_NE(node, nullptr);
+    for (const nexa::model::TargetKey& key : chain[i]->keys) {
+      if (!key.twin.empty()) add_twin(node, *target.model, key);
+    }
+    siblings = lyd_child(node);
+  }
 }
 
 std::string difference(const lyd_node* expected, const lyd_node* actual) {

@@ -11,8 +11,9 @@
 #include <vector>
 
 #include "gnmi.pb.h"
+#include "model/resolver.h"
 #include "nexa/nexa_srv_kestrel_namespace_mapper_impl.h"
-#include "translate/translate.h"
+#include "translate/single_update.h"
 
 namespace nexa_test {
 
@@ -20,6 +21,26 @@ struct FreeTree {
   void operator()(lyd_node* node) const { lyd_free_all(node); }
 };
 using Tree = std::unique_ptr<lyd_node, FreeTree>;
+
+// Updates by themselves, in one mode.
+class UpdateDoor {
+ public:
+  UpdateDoor(nexa::ServiceKestrelNamespaceMapperImpl& mapper, const nexa::model::Schema& schema,
+             nexa::model::Mode mode)
+      : resolver_(schema, mode), translator_(mapper, schema, mode) {}
+
+  nexa::host::Translation translate(const gnmi::Path& prefix, const gnmi::Update& update,
+                                    nexa::host::Operation operation, bool explain = false) {
+    return nexa::host::translate_update(resolver_, translator_, prefix, update, operation, explain);
+  }
+  nexa::model::Mode mode() const { return resolver_.mode(); }
+  const nexa::model::Resolver& resolver() const { return resolver_; }
+  nexa::host::Translator& translator() { return translator_; }
+
+ private:
+  nexa::model::Resolver resolver_;
+  nexa::host::Translator translator_;
+};
 
 // One loaded module set with everything that a translation needs. Loading replaces the schema of
 // the process, so only one may live.
@@ -31,13 +52,14 @@ class LoadedSet {
   ~LoadedSet();
 
   nexa::ServiceKestrelNamespaceMapperImpl& mapper() { return *mapper_; }
-  nexa::host::Translator& tolerant() { return *tolerant_; }
-  nexa::host::Translator& strict() { return *strict_; }
+  UpdateDoor& tolerant() { return *tolerant_; }
+  UpdateDoor& strict() { return *strict_; }
 
  private:
   std::unique_ptr<nexa::ServiceKestrelNamespaceMapperImpl> mapper_;
-  std::unique_ptr<nexa::host::Translator> tolerant_;
-  std::unique_ptr<nexa::host::Translator> strict_;
+  std::unique_ptr<nexa::model::Schema> schema_;
+  std::unique_ptr<UpdateDoor> tolerant_;
+  std::unique_ptr<UpdateDoor> strict_;
 };
 
 // What libyang's strict JSON parser makes of a whole tree.
@@ -51,6 +73,10 @@ JsonVerdict read_json(const std::string& json);
 // The tree of a document whose top element is `config`; null with `reason` set when libyang refuses
 // it.
 Tree read_config(const std::string& xml, std::string& reason);
+
+// Adds to `tree`, which has one instance of every step of the target, the leaves that the keys of
+// the entries on the way stand for (TargetKey::twin).
+void add_twins(lyd_node* tree, const nexa::model::Target& target);
 
 // Empty when the trees are equal, else both as XML.
 std::string difference(const lyd_node* expected, const lyd_node* actual);

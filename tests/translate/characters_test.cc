@@ -73,7 +73,7 @@ TEST_F(Characters, OfAKeyAreJudged) {
       const Translation result =
           set_->tolerant().translate(gnmi::Path(), update, Operation::kUpdate);
       EXPECT_EQ(result.status.error_code(), grpc::StatusCode::INVALID_ARGUMENT);
-      const std::string key = "key " + std::string(last->name() == "port" ? "name" : "tag");
+      const std::string key = last->name() == "port" ? "key \"name\"" : "key \".\"";
       EXPECT_NE(result.status.error_message().find(key + ": " + each.rule), std::string::npos)
           << result.status.error_message();
     }

@@ -40,24 +40,24 @@ TEST_F(FixedBehaviours, AMemberWithoutSchemaNodeIsRefusedByItsPath) {
 
 TEST_F(FixedBehaviours, ElementsBelowALeafAreRefused) {
   EXPECT_EQ(
-      refusal("/example-device:device/name/deeper", "1"),
-      "update of /example-device:device/name/deeper: path element \"deeper\": nothing can stand "
-      "below \"name\"");
+      missing("/example-device:device/name/deeper", "1"),
+      "update of /example-device:device/name/deeper: no node \"deeper\" below "
+      "\"/example-device:device/name\"");
 }
 
 TEST_F(FixedBehaviours, NamesAreMatchedWithTheirModule) {
-  EXPECT_EQ(refusal("/example-device:device/port[name=a]/example-device:radio", "{}"),
-            "update of /example-device:device/port[name=a]/example-device:radio: path element "
-            "\"example-device:radio\": no node \"example-device:radio\" below \"port\"");
+  EXPECT_EQ(missing("/example-device:device/port[name=a]/example-device:radio", "{}"),
+            "update of /example-device:device/port[name=a]/example-device:radio: no node "
+            "\"example-device:radio\" below \"/example-device:device/port\"");
 }
 
 TEST_F(FixedBehaviours, AModulesSecondTopLevelNodeIsReached) {
   EXPECT_EQ(stored("/example-device:services/ntp", "true"),
             "<services xmlns=\"urn:example:device\"><ntp>true</ntp></services>");
   EXPECT_EQ(
-      refusal("/example-device:services/name", "\"x\""),
-      "update of /example-device:services/name: path element \"name\": no node \"name\" below "
-      "\"services\"");
+      missing("/example-device:services/name", "\"x\""),
+      "update of /example-device:services/name: no node \"name\" below "
+      "\"/example-device:services\"");
 }
 
 TEST_F(FixedBehaviours, EachKeyIsGivenOnceInSchemaOrderAtEveryList) {

@@ -30,10 +30,15 @@ class ExampleModels : public testing::Test {
   static Translation translate(const std::string& path, const std::string& json,
                                Mode mode = Mode::kTolerant,
                                Operation operation = Operation::kUpdate) {
-    nexa::host::Translator& translator = mode == Mode::kStrict ? set_->strict() : set_->tolerant();
+    UpdateDoor& translator = mode == Mode::kStrict ? set_->strict() : set_->tolerant();
     gnmi::Update update = update_of(path, json);
     update.mutable_path();
     return translator.translate(gnmi::Path(), update, operation, true);
+  }
+
+  // The same for a node that the schema does not have.
+  static std::string missing(const std::string& path, const std::string& json) {
+    return refusal(path, json, Mode::kTolerant, Operation::kUpdate, grpc::StatusCode::NOT_FOUND);
   }
 
   // The content of the document's top element.
@@ -50,12 +55,12 @@ class ExampleModels : public testing::Test {
     return content(result.xml);
   }
 
-  // The refusal's text; the code is INVALID_ARGUMENT.
+  // The refusal's text.
   static std::string refusal(const std::string& path, const std::string& json,
-                             Mode mode = Mode::kTolerant,
-                             Operation operation = Operation::kUpdate) {
+                             Mode mode = Mode::kTolerant, Operation operation = Operation::kUpdate,
+                             grpc::StatusCode code = grpc::StatusCode::INVALID_ARGUMENT) {
     const Translation result = translate(path, json, mode, operation);
-    EXPECT_EQ(result.status.error_code(), grpc::StatusCode::INVALID_ARGUMENT) << result.xml;
+    EXPECT_EQ(result.status.error_code(), code) << result.xml;
     EXPECT_EQ(result.xml, "");
     return result.status.error_message();
   }

@@ -109,12 +109,15 @@ TEST_P(GeneratedOracle, ValidUpdatesAreStoredAsLibyangReadsThem) {
     gnmi::Update update;
     *update.mutable_path() = made->path;
     update.mutable_val()->set_json_ietf_val(made->json);
-    nexa::host::Translator& translator =
-        forms == Forms::kStrict ? set_->strict() : set_->tolerant();
+    UpdateDoor& translator = forms == Forms::kStrict ? set_->strict() : set_->tolerant();
     const Translation got = translator.translate(gnmi::Path(), update, Operation::kUpdate);
     ++row.updates;
     std::string problem = got.status.error_message();
     if (got.status.ok()) {
+      add_twins(expected.tree.get(),
+                translator.resolver()
+                    .resolve(gnmi::Path(), made->path, nexa::model::Purpose::kWrite)
+                    .value());
       const Tree actual = read_config(got.xml, problem);
       if (problem.empty()) problem = difference(expected.tree.get(), actual.get());
     }

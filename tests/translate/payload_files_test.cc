@@ -92,7 +92,7 @@ TEST_F(PayloadFiles, AreStoredAsLibyangReadsThemOrRefusedAsItRefusesThem) {
     const JsonVerdict expected = read_json(wrapped(elements, json));
     gnmi::Update update = update_of(path_text(elements), json);
     update.mutable_path();
-    for (nexa::host::Translator* translator : {&set_->strict(), &set_->tolerant()}) {
+    for (UpdateDoor* translator : {&set_->strict(), &set_->tolerant()}) {
       const bool strict = translator->mode() == Mode::kStrict;
       const Translation got = translator->translate(gnmi::Path(), update, Operation::kReplace);
       if (strict) {

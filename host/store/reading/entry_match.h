@@ -4,21 +4,17 @@
 #define HOST_STORE_READING_ENTRY_MATCH_H_
 
 #include <string>
-#include <utility>
-#include <vector>
 
+#include "model/target.h"
 #include "store/image/image.h"
-#include "store/reading/selection_steps.h"
+#include "store/tree.h"
 
 namespace nexa::host {
 
 class EntryMatch {
  public:
-  // For the instances of `schema`, which the step meets.
-  EntryMatch(const SelectionStep& step, const lysc_node* schema);
-
-  // Whether the keys can name an entry at all: the node has them, and their types take the values.
-  bool is_possible() const { return possible_; }
+  // For the instances of a node that a step can mean, which outlives the object; null: any.
+  explicit EntryMatch(const model::TargetNode* meant);
 
   // The key (image_key) of the only entry that can match; null when several can.
   const std::string* only_entry() const { return all_given_ ? &key_ : nullptr; }
@@ -26,13 +22,8 @@ class EntryMatch {
   bool matches(const ImageNode& node) const;
 
  private:
-  bool set_value(const lysc_node* leaf, const SelectionKey& key);
-  bool set_keys(const SelectionStep& step, const lysc_node* list);
-  const std::string* given(const lysc_node* leaf) const;
-
-  std::vector<std::pair<const lysc_node*, std::string>> given_;  // leaf, canonical text
+  const model::TargetNode* const meant_;
   std::string key_;
-  bool possible_ = true;
   bool all_given_ = false;
 };
 

@@ -8,26 +8,28 @@
 
 #include "store/node_pairs.h"
 #include "store/reading/entry_match.h"
-#include "store/reading/selection_schema.h"
 
 namespace nexa::host {
 namespace {
 
+using model::Target;
+using model::TargetNode;
+using model::TargetStep;
 using Positions = std::vector<std::size_t>;  // indices of steps, rising
 
 class DataWalk {
  public:
   // One node that is met, with those above it.
   struct Met {
-    const ImageNode* node;      // an entry, or the group of a whole leaf-list
-    const SelectionStep* step;  // whose name and keys it was met by; null for wildcards
-    bool by_keys;               // whether a step that it was met by has keys
+    const ImageNode* node;    // an entry, or the group of a whole leaf-list
+    const TargetStep* step;   // whose name and keys it was met by; null for wildcards
+    const TargetNode* meant;  // what that step means; null with it
+    bool by_keys;             // whether a step that it was met by has keys
   };
   using Sink = std::function<void(const NodePair& node, const std::vector<Met>& way)>;
 
-  DataWalk(const std::vector<SelectionStep>& steps, StepTargets& targets, LeafLists leaf_lists,
-           const Sink& found)
-      : steps_(steps), targets_(targets), leaf_lists_(leaf_lists), found_(found) {}
+  DataWalk(const Target& target, LeafLists leaf_lists, const Sink& found)
+      : target_(target), steps_(target.steps), leaf_lists_(leaf_lists), found_(found) {}
 
   void run(const PairLevel& top) {
     Positions open = {0};
@@ -42,16 +44,17 @@ class DataWalk {
   void close(Positions& open) const {
     for (std::size_t i = 0; i < open.size(); ++i) {
       const std::size_t next = open[i] + 1;
-      if (steps_[open[i]].kind != SelectionStep::Kind::kDeep) continue;
+      if (steps_[open[i]].kind != TargetStep::Kind::kDeep) continue;
       if (std::find(open.begin(), open.end(), next) == open.end()) open.push_back(next);
     }
     std::sort(open.begin(), open.end());
   }
 
   void below(const lysc_node* parent, const PairLevel& level, const Positions& open) {
-    if (open.size() == 1 && steps_[open.front()].kind == SelectionStep::Kind::kName) {
-      for (const lysc_node* schema : targets_.below(parent, open.front())) {
-        instances({child(level.config, schema), child(level.state, schema)}, open);
+    if (open.size() == 1 && steps_[open.front()].kind == TargetStep::Kind::kName) {
+      const auto [first, end] = steps_[open.front()].below(parent);
+      for (const TargetNode* meant = first; meant != end; ++meant) {
+        instances({child(level.config, meant->schema), child(level.state, meant->schema)}, open);
       }
       return;
     }
@@ -68,10 +71,12 @@ class DataWalk {
     return parent == nullptr ? nullptr : parent->find(schema);
   }
 
-  bool may_mean(std::size_t i, const lysc_node* parent, const lysc_node* schema) {
-    if (steps_[i].kind == SelectionStep::Kind::kDeep) return true;
-    const auto& nodes = targets_.below(parent, i);
-    return std::find(nodes.begin(), nodes.end(), schema) != nodes.end();
+  bool may_mean(std::size_t i, const lysc_node* parent, const lysc_node* schema) const {
+    const TargetStep& step = steps_[i];
+    if (step.kind != TargetStep::Kind::kDeep && !step.unlimited) {
+      return step.find(parent, schema) != nullptr;
+    }
+    return parent != nullptr || target_.may_begin_with(schema);
   }
 
   // `node` is all that there is of one schema node on a level: one node, or groups.
@@ -79,7 +84,8 @@ class DataWalk {
     if (node.any() == nullptr) return;
     const lysc_node* const schema = node.any()->schema();
     if (is_whole_leaf_list(schema, matching)) {
-      met_.push_back({node.any(), step_of(matching), false});
+      const TargetStep* const step = step_of(matching);
+      met_.push_back({node.any(), step, meant_by(step, schema), false});
       found_(node, met_);
       met_.pop_back();
       return;
@@ -87,7 +93,6 @@ class DataWalk {
     Matches matches;
     for (const std::size_t i : matching) matches.push_back(&match(i, schema));
     if (node.any()->kind() != ImageKind::kGroup) return enter(node, matching, matches);
-    if (matching.size() == 1 && !matches.front()->is_possible()) return;
     const std::string* const only = matching.size() == 1 ? matches.front()->only_entry() : nullptr;
     if (only == nullptr) {
       each_entry(node, [&](const NodePair& entry) { enter(entry, matching, matches); });
@@ -102,41 +107,52 @@ class DataWalk {
     return entry == nullptr ? nullptr : entry->node.get();
   }
 
-  // The keys of a step become canonical once for a schema node, not once for each entry around it.
+  static const TargetNode* meant_by(const TargetStep* step, const lysc_node* schema) {
+    return step == nullptr ? nullptr : step->find(lysc_data_parent(schema), schema);
+  }
+
+  // Made once for a node of a step, not once for each entry around it.
   const EntryMatch& match(std::size_t i, const lysc_node* schema) {
-    if (steps_[i].keys.empty()) return any_entry_;
-    const auto place = matches_.find({i, schema});
+    const TargetNode* const meant = meant_by(&steps_[i], schema);
+    if (meant == nullptr || meant->keys.empty()) return any_entry_;
+    const auto place = matches_.find(meant);
     if (place != matches_.end()) return place->second;
-    return matches_.try_emplace({i, schema}, steps_[i], schema).first->second;
+    return matches_.try_emplace(meant, meant).first->second;
+  }
+
+  bool has_keys(std::size_t i, const lysc_node* schema) const {
+    const TargetNode* const meant = meant_by(&steps_[i], schema);
+    return meant != nullptr && !meant->keys.empty();
   }
 
   bool is_whole_leaf_list(const lysc_node* schema, const Positions& matching) const {
     if (schema->nodetype != LYS_LEAFLIST || leaf_lists_ != LeafLists::kWhole) return false;
     return std::any_of(matching.begin(), matching.end(), [&](std::size_t i) {
-      return i + 1 == steps_.size() && steps_[i].keys.empty();
+      return i + 1 == steps_.size() && !has_keys(i, schema);
     });
   }
 
   // The step whose spelling the path of a node takes over.
-  const SelectionStep* step_of(const Positions& matching) const {
+  const TargetStep* step_of(const Positions& matching) const {
     for (const std::size_t i : matching) {
-      if (steps_[i].kind == SelectionStep::Kind::kName) return &steps_[i];
+      if (steps_[i].kind == TargetStep::Kind::kName) return &steps_[i];
     }
     return nullptr;
   }
 
   void enter(const NodePair& node, const Positions& matching, const Matches& matches) {
     Positions open;
-    const SelectionStep* named = nullptr;
+    const lysc_node* const schema = node.any()->schema();
+    const TargetStep* named = nullptr;
     bool by_keys = false;
     for (std::size_t m = 0; m < matching.size(); ++m) {
       const std::size_t i = matching[m];
-      if (steps_[i].kind == SelectionStep::Kind::kDeep) {
+      if (steps_[i].kind == TargetStep::Kind::kDeep) {
         open.push_back(i);
       } else if (matches[m]->matches(*node.any())) {
         open.push_back(i + 1);
-        by_keys = by_keys || !steps_[i].keys.empty();
-        if (steps_[i].kind == SelectionStep::Kind::kName) named = &steps_[i];
+        by_keys = by_keys || has_keys(i, schema);
+        if (steps_[i].kind == TargetStep::Kind::kName) named = &steps_[i];
       }
     }
     if (open.empty()) return;
@@ -144,7 +160,7 @@ class DataWalk {
     open.erase(std::unique(open.begin(), open.end()), open.end());
     const bool is_end = open.back() == steps_.size();
     if (is_end) open.pop_back();
-    met_.push_back({node.any(), named, by_keys});
+    met_.push_back({node.any(), named, meant_by(named, schema), by_keys});
     if (is_end) found_(node, met_);
     if (!open.empty() && node.any()->kind() == ImageKind::kInner) {
       close(open);
@@ -153,24 +169,23 @@ class DataWalk {
     met_.pop_back();
   }
 
-  const std::vector<SelectionStep>& steps_;
-  StepTargets& targets_;
+  const Target& target_;
+  const std::vector<TargetStep>& steps_;
   const LeafLists leaf_lists_;
   const Sink& found_;
   std::vector<Met> met_;
-  const EntryMatch any_entry_{SelectionStep(), nullptr};
-  std::map<std::pair<std::size_t, const lysc_node*>, EntryMatch> matches_;
+  const EntryMatch any_entry_{nullptr};
+  std::map<const TargetNode*, EntryMatch> matches_;
 };
 
 // Writes the way to a node as a path: wildcards and keys filled in, the rest as it was asked for.
 class PathNamer {
  public:
-  PathNamer(const gnmi::Path& path, bool qualify) : path_(path), qualify_(qualify) {}
+  explicit PathNamer(const Target& target) : target_(target), qualify_(target.qualifies_names()) {}
 
   gnmi::Path name(const std::vector<DataWalk::Met>& way) {
     gnmi::Path concrete;
-    concrete.set_origin(path_.origin());
-    if (!path_.target().empty()) concrete.set_target(path_.target());
+    concrete.set_origin(target_.path.origin());
     const lys_module* module = nullptr;
     for (const DataWalk::Met& met : way) {
       gnmi::PathElem& element = *concrete.add_elem();
@@ -187,17 +202,19 @@ class PathNamer {
   bool needs_module(const lysc_node* schema) {
     const auto [entry, is_new] = needs_module_.try_emplace(schema);
     if (is_new) {
-      SelectionStep bare;
-      bare.name.name = schema->name;
-      const auto meant = step_targets(bare, lysc_data_parent(schema));
-      entry->second = meant.size() != 1 || meant.front() != schema;
+      const model::Schema& model = *target_.model;
+      const lysc_node* const parent = lysc_data_parent(schema);
+      const auto meant =
+          model.names().meanings(parent != nullptr ? model.record(parent) : nullptr, schema->name,
+                                 model::NameRules::kTolerant, target_.scope);
+      entry->second = meant.size() != 1 || meant.front() != model.record(schema);
     }
     return entry->second;
   }
 
   void write_name(const DataWalk::Met& met, bool module_changes, gnmi::PathElem& element) {
     if (met.step != nullptr) {
-      element.set_name(met.step->element->name());
+      element.set_name(target_.path.elem(met.step->element).name());
     } else if (module_changes && (qualify_ || needs_module(met.node->schema()))) {
       element.set_name(std::string(met.node->schema()->module->name) + ":" +
                        met.node->schema()->name);
@@ -210,77 +227,63 @@ class PathNamer {
     const ImageNode& node = *met.node;
     if (node.kind() == ImageKind::kLeaf) {
       const bool is_entry = node.schema()->nodetype == LYS_LEAFLIST;
-      if (is_entry && met.by_keys) (*element.mutable_key())["."] = node.leaf().text();
+      if (is_entry && met.by_keys) write_key(met, node, ".", element);
       return;
     }
     if (node.schema()->nodetype != LYS_LIST) return;
     for (const ImageSlot& key : node.inner().children()) {
       if (!lysc_is_key(key->schema())) return;
-      (*element.mutable_key())[key_name(met, key->schema())] = key->leaf().text();
+      write_key(met, *key, key->schema()->name, element);
     }
   }
 
   // As the path wrote it, if it did.
-  static std::string key_name(const DataWalk::Met& met, const lysc_node* key) {
-    if (met.step != nullptr) {
-      for (const SelectionKey& written : met.step->keys) {
-        if (key_leaf(written, met.node->schema()) == key) return *written.written;
+  static void write_key(const DataWalk::Met& met, const ImageNode& leaf, const char* name,
+                        gnmi::PathElem& element) {
+    const model::TargetKey* written = nullptr;
+    if (met.meant != nullptr) {
+      for (const model::TargetKey& key : met.meant->keys) {
+        if (key.schema == leaf.schema()) written = &key;
       }
     }
-    return key->name;
+    const bool has_value = written != nullptr && !written->any;
+    (*element.mutable_key())[written != nullptr ? written->name : name] =
+        has_value ? written->sent : std::string(leaf.leaf().text());
   }
 
-  const gnmi::Path& path_;
+  const Target& target_;
   const bool qualify_;
   std::map<const lysc_node*, bool> needs_module_;
 };
 
-// The steps of a path, once the schema is known to have them.
-grpc::Status resolve(const gnmi::Path& path, std::vector<SelectionStep>& steps,
-                     StepTargets& targets) {
-  grpc::Status split = split_path(path, steps);
-  std::vector<const lysc_node*> last;
-  return split.ok() ? walk_schema(steps, targets, false, last) : split;
-}
-
 }  // namespace
 
-grpc::Status select_nodes(const gnmi::Path& path, const ImageInner* config, const ImageInner* state,
-                          const NodeSink& found, LeafLists leaf_lists) {
-  std::vector<SelectionStep> steps;
-  StepTargets targets(steps);
-  grpc::Status status = resolve(path, steps, targets);
-  if (!status.ok()) return status;
-  PathNamer namer(path, names_modules(steps));
+void select_nodes(const Target& target, const ImageInner* config, const ImageInner* state,
+                  const NodeSink& found, LeafLists leaf_lists) {
+  PathNamer namer(target);
   const DataWalk::Sink sink = [&](const NodePair& node, const std::vector<DataWalk::Met>& way) {
     gnmi::Path concrete = namer.name(way);
     found(node, concrete);
   };
-  if (steps.empty()) {
+  if (target.is_root()) {
     sink({}, {});
   } else {
-    DataWalk(steps, targets, leaf_lists, sink).run({config, state});
+    DataWalk(target, leaf_lists, sink).run({config, state});
   }
-  return grpc::Status::OK;
 }
 
-grpc::Status select_chains(const gnmi::Path& path, const ImageInner& root, const ChainSink& found) {
-  std::vector<SelectionStep> steps;
-  StepTargets targets(steps);
-  grpc::Status status = resolve(path, steps, targets);
-  if (!status.ok()) return status;
+void select_chains(const Target& target, const ImageInner& root, const ChainSink& found) {
   ImageChain chain;
   const DataWalk::Sink sink = [&](const NodePair&, const std::vector<DataWalk::Met>& way) {
     chain.clear();
     for (const DataWalk::Met& met : way) chain.push_back(met.node);
     found(chain);
   };
-  if (steps.empty()) {
+  if (target.is_root()) {
     sink({}, {});
   } else {
-    DataWalk(steps, targets, LeafLists::kEntries, sink).run({&root, nullptr});
+    DataWalk(target, LeafLists::kEntries, sink).run({&root, nullptr});
   }
-  return grpc::Status::OK;
 }
 
 }  // namespace nexa::host

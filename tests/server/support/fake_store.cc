@@ -103,7 +103,7 @@ grpc::Status FakeSnapshot::read(const Query& query, const StateTree* state,
   std::map<std::string, std::size_t> places;
   for (const auto& [name, leaf] : all) {
     gnmi::Path concrete;
-    const int end = match(query.path, 0, leaf.path, 0, concrete);
+    const int end = match(query.target.path, 0, leaf.path, 0, concrete);
     if (end < 0 || !is_wanted(leaf, query.part)) continue;
     if (query.form == Form::kLeaves || end == leaf.path.elem_size()) {
       for (int at = end; at < leaf.path.elem_size(); ++at)
@@ -209,15 +209,6 @@ std::shared_ptr<const StateTree> FakeStore::parse_state(std::string_view xml,
     state->leaves[path] = {parsed(path), line.substr(equals + 1), true};
   }
   return state;
-}
-
-grpc::Status FakeStore::check_path(const gnmi::Path& path) const {
-  for (const gnmi::PathElem& element : path.elem()) {
-    if (element.name() == "*" || element.name() == "...") return grpc::Status::OK;
-  }
-  const std::lock_guard<std::mutex> lock(mutex_);
-  if (known_.count(names_of(path)) > 0) return grpc::Status::OK;
-  return {grpc::StatusCode::NOT_FOUND, "no such node in the schema"};
 }
 
 grpc::Status FakeStore::history(std::size_t /*limit*/, std::vector<CommitRecord>& out) const {

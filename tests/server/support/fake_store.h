@@ -52,7 +52,6 @@ class FakeStore : public nexa::host::ConfigStore {
   // Lines "path=json" in place of XML; an error when the text has the word "broken".
   std::shared_ptr<const nexa::host::StateTree> parse_state(std::string_view xml,
                                                            std::string& error) const override;
-  grpc::Status check_path(const gnmi::Path& path) const override;
   grpc::Status history(std::size_t limit, std::vector<CommitRecord>& out) const override;
   CommitResult rollback(
       std::uint64_t number, const std::string& author,

@@ -19,7 +19,9 @@ ExampleSchema& example_schema() {
     const auto problem = kestrel::load(load);
     EXPECT_FALSE(problem.has_value()) << problem->text();
     loaded.mapper.populate();
-    loaded.translator = std::make_unique<nexa::host::Translator>(loaded.mapper);
+    loaded.schema = std::make_unique<nexa::model::Schema>();
+    loaded.resolver = std::make_unique<nexa::model::Resolver>(*loaded.schema);
+    loaded.translator = std::make_unique<nexa::host::Translator>(loaded.mapper, *loaded.schema);
     return &loaded;
   }();
   return schema;
@@ -143,9 +145,14 @@ bool FakeAccess::reload(std::string& /*error*/) { return true; }
 void ServiceTest::start() {
   ExampleSchema& schema = example_schema();
   nexa::host::ConfigStore& used = other_store != nullptr ? *other_store : store;
-  const nexa::host::GnmiServiceParts parts{
-      *schema.translator, used,     access, schema.mapper.cached_capability_response_,
-      providers,          recorder, approve};
+  const nexa::host::GnmiServiceParts parts{*schema.resolver,
+                                           *schema.translator,
+                                           used,
+                                           access,
+                                           schema.mapper.cached_capability_response_,
+                                           providers,
+                                           recorder,
+                                           approve};
   service = nexa::host::make_gnmi_service(parts, options);
   grpc::ServerBuilder builder;
   builder.AddListeningPort("127.0.0.1:0", credentials, &port_);

@@ -25,6 +25,8 @@ namespace nexa_test {
 // The example modules; loaded once for the test program.
 struct ExampleSchema {
   nexa::ServiceKestrelNamespaceMapperImpl mapper;
+  std::unique_ptr<nexa::model::Schema> schema;
+  std::unique_ptr<nexa::model::Resolver> resolver;
   std::unique_ptr<nexa::host::Translator> translator;
 };
 ExampleSchema& example_schema();
