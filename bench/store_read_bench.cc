@@ -7,6 +7,7 @@
 #include <string>
 
 #include "kestrel/loader.h"
+#include "model/resolver.h"
 #include "store/image/image_import.h"
 #include "store/image/image_xml.h"
 #include "store/reading/json_value.h"
