@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <set>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -16,6 +17,7 @@
 #include "model/resolver.h"
 #include "store/image/image_import.h"
 #include "store/reading/json_value.h"
+#include "translate/path_string.h"
 
 namespace {
 
@@ -38,7 +40,7 @@ constexpr char kConfig[] = R"(<device xmlns="urn:example:device"><name>d</name>
 <services xmlns="urn:example:device"><ntp>true</ntp></services>)";
 constexpr char kState[] = R"(<device xmlns="urn:example:device"><name>e</name>
 <port><name>a</name><speed>5</speed></port><port><name>b</name></port>
-<event><at>1</at></event><event><at>1</at></event></device>)";
+<event><at>1</at></event><event><at>2</at></event></device>)";
 
 ImagePtr parsed(const char* xml) {
   lyd_node* tree = nullptr;
@@ -119,9 +121,11 @@ void check_found_again(const Data& data, const NodePair& node, const gnmi::Path&
 }
 
 void check_search(const Data& data, const Target& target, LeafLists mode) {
-  std::set<std::pair<const ImageNode*, const ImageNode*>> seen;
+  // Equal leaves of several entries are one node of the image.
+  std::set<std::tuple<std::string, const ImageNode*, const ImageNode*>> seen;
   const auto found = [&](const NodePair& node, gnmi::Path& concrete) {
-    if (!seen.insert({node.config, node.state}).second) std::abort();
+    const std::string name = nexa::host::format_path_string(concrete);
+    if (!seen.insert({name, node.config, node.state}).second) std::abort();
     check_found_again(data, node, concrete);
     if (node.any() != nullptr) check_value(node);
   };
