@@ -72,10 +72,10 @@ class Types(ValuesCase):
             ("BYTES", gnmi.TypedValue(bytes_val=b"hi")),
         ):
             with self.subTest(value=value.WhichOneof("value")):
-                with self.refused(
-                    "UNIMPLEMENTED", f'update[0]: Requested encoding "{name}" not supported'
-                ):
-                    self.client.set(update=[(VALUES + "/exact", value)])
+                path = VALUES + "/exact"
+                text = f'update[0] of {path}: Requested encoding "{name}" not supported'
+                with self.refused("UNIMPLEMENTED", text):
+                    self.client.set(update=[(path, value)])
 
 
 class Nodes(ValuesCase):
@@ -118,7 +118,9 @@ class Nodes(ValuesCase):
             '{"test-values:animal":"test-values:dog","test-values:number":"%d",'
             '"test-values:name":"none"}'
         )
-        self.assertEqual(self.raw(f"{VALUES}/pet[animal=dog][number=01]"), {one: entry % 1})
+        for asked in ("animal=dog][number=01", "animal=test-values:dog][number=1"):
+            path = f"{VALUES}/pet[{asked}]"
+            self.assertEqual(self.raw(path), {path: entry % 1})
         self.assertEqual(self.raw(f"{VALUES}/pet"), {one: entry % 1, two: entry % 2})
         inner = json.loads(self.text(VALUES))["test-values:pet"]
         self.assertEqual(inner[0], {"animal": "test-values:dog", "number": "1", "name": "none"})
