@@ -90,7 +90,7 @@ TEST(LoginLine, HasNoControlCharactersAndABound) {
   identity.peer = "ipv4:1.2.3.4:5";
   const std::string line = nexa::host::login_line(
       identity, "Get", {grpc::StatusCode::UNAUTHENTICATED, "who\x1b[31m are you"});
-  EXPECT_THAT(line, StartsWith(R"(login user="eve\x0Aset user=\"root\")"));
+  EXPECT_THAT(line, StartsWith(R"(login user="eve\nset user=\"root\")"));
   EXPECT_THAT(line, HasSubstr(R"( certificate="a\x00b" peer="ipv4:1.2.3.4:5" method=Get )"));
   EXPECT_THAT(line, EndsWith(R"(reason="who\x1B[31m are you")"));
   EXPECT_LT(line.size(), 400U);
@@ -99,11 +99,12 @@ TEST(LoginLine, HasNoControlCharactersAndABound) {
 TEST_F(SetAudit, RefusedRequestsAreKept) {
   *request.add_update() = update_of("/example-device:nothing", "1");
   EXPECT_EQ(answer("alice", "secret").substr(0, 2), "5 ");
-  EXPECT_EQ(line(),
-            "set user=\"alice\" deletes=0 replaces=0 updates=2 operations=\"update[0] "
-            "/example-device:device/name, update[1] /example-device:nothing\" verdict=NOT_FOUND "
-            "reason=\"update[1] of /example-device:nothing: no node \\\"example-device:nothing\\\" at "
-            "the top of the schema\"");
+  EXPECT_EQ(
+      line(),
+      "set user=\"alice\" deletes=0 replaces=0 updates=2 operations=\"update[0] "
+      "/example-device:device/name, update[1] /example-device:nothing\" verdict=NOT_FOUND "
+      "reason=\"update[1] of /example-device:nothing: no node \\\"example-device:nothing\\\" at "
+      "the top of the schema\"");
 }
 
 TEST(AuditLine, HasNoControlCharactersAndABound) {

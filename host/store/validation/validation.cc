@@ -30,6 +30,9 @@ std::size_t count_explicit(const lyd_node* tree) {
   return count;
 }
 
+// Whether a condition is at fault, which takes away what was given.
+bool is_condition(const Violation& violation) { return violation.rule.rfind("when ", 0) == 0; }
+
 TreePtr copy_of(const lyd_node* tree) {
   lyd_node* copy = nullptr;
   if (tree != nullptr) {
@@ -80,8 +83,12 @@ struct Validator::State {
     const TreePtr given = unsure.any() ? copy_of(tree) : nullptr;
     AssumedConditions assumed(index, unsure, tree);
     std::optional<Violation> violation = judge_rounds(tree);
-    if (violation) return violation;
-    violation = assumed.find_lost(tree);
+    std::optional<Violation> lost = assumed.find_lost(tree);
+    if (violation) {
+      has_lost_given = lost.has_value();
+      return violation;
+    }
+    violation = std::move(lost);
     if (given != nullptr && assumed.lost_unsure())
       return judge_by_rank(tree, given.get(), violation);
     return violation ? violation : follow_chains(tree, assumed.left());
@@ -155,6 +162,8 @@ struct Validator::State {
   }
 
   const ly_ctx* context;
+  bool has_lost_given =
+      false;  // the violation found last goes with a given node that was taken out
   ConstraintIndex index;
   UnsureConditions unsure;
   LevelPlans plans;
@@ -193,14 +202,17 @@ std::optional<Violation> Validator::judge_whole(lyd_node*& tree) {
   }
   int rounds = 0;
   std::optional<Violation> violation;
-  bool has_lost = false;
-  do {
+  bool has_changed = true;
+  while (has_changed && rounds++ < kMostRounds) {
     const std::size_t before = count_explicit(tree);
+    state.has_lost_given = false;
     violation = state.judge_all(tree);
-    has_lost = violation && count_explicit(tree) < before;
+    if (violation && (state.has_lost_given || is_condition(*violation))) break;
     // What a `when` took out may have been all that a module had. Then nothing of the module is
     // missing either, so the verdict is that of the tree without its defaults.
-  } while ((state.standing->remove_others(tree) || has_lost) && ++rounds < kMostRounds);
+    has_changed = violation && count_explicit(tree) < before;
+    has_changed |= state.standing->remove_others(tree);
+  }
   if (violation) return violation;
   state.index.see(tree);
   return std::nullopt;
