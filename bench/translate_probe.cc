@@ -26,9 +26,8 @@ std::size_t convert(const char* kind, Workload& work) {
   if (std::strcmp(kind, "bare") == 0) {
     return nexa_bench::convert_nexa(work.json, work.path, work.token, work.mapper);
   }
-  const nexa::host::Translation result =
-      nexa::host::translate_update(*work.resolver, *work.translator, gnmi::Path(), work.update,
-                                   nexa::host::Operation::kUpdate);
+  const nexa::host::Translation result = nexa::host::translate_update(
+      *work.resolver, *work.translator, gnmi::Path(), work.update, nexa::host::Operation::kUpdate);
   if (!result.status.ok()) std::fprintf(stderr, "%s\n", result.status.error_message().c_str());
   return result.xml.size();
 }

@@ -91,8 +91,8 @@ grpc::Status convert(const ConvertOptions& options, gnmi::Path path, std::string
   *update.mutable_path() = std::move(path);
   update.mutable_val()->set_json_ietf_val(std::move(value));
   const Operation operation = options.mode == "replace" ? Operation::kReplace : Operation::kUpdate;
-  nexa::host::Translation result = nexa::host::translate_update(
-      resolver, translator, gnmi::Path(), update, operation, options.explain);
+  nexa::host::Translation result = nexa::host::translate_update(resolver, translator, gnmi::Path(),
+                                                                update, operation, options.explain);
   for (const std::string& note : result.notes) std::fprintf(stderr, "note: %s\n", note.c_str());
   if (result.status.ok()) result.status = check_document(result.xml, options, update.path());
   xml = std::move(result.xml);

@@ -170,8 +170,8 @@ std::string SchemaNames::refusal(const kestrel_cs_node* parent, std::string_view
   if (rules != NameRules::kStrict) return kNoNodeNamed + shown + " " + where;
   if (parent == nullptr) return "the top-level name " + shown + kNeedsModule;
   const KestrelNsEntry* const entry = by_hash(parent->ns);
-  return kNoNodeNamed + shown + " of module " + quoted(entry != nullptr ? entry->module : "") + " " +
-         where;
+  return kNoNodeNamed + shown + " of module " + quoted(entry != nullptr ? entry->module : "") +
+         " " + where;
 }
 
 NamedNode SchemaNames::resolve(const kestrel_cs_node* parent, std::string_view name,

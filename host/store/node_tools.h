@@ -59,8 +59,8 @@ void settle_values(const lyd_node* node);
 void settle_container_flags(lyd_node* node);
 
 // lyd_new_term_canon() and lyd_change_term_canon() for every type: libyang 2.1 does not read an
-// instance identifier that is said to be canonical. The text is kept also where libyang would choose
-// a member of a union that has another one.
+// instance identifier that is said to be canonical. The text is kept also where libyang would
+// choose a member of a union that has another one.
 LY_ERR new_canonical_term(lyd_node* parent, const lysc_node* schema, const char* text,
                           lyd_node** made);
 LY_ERR change_canonical_term(lyd_node* leaf, const char* text);

@@ -39,10 +39,9 @@ TEST_F(FixedBehaviours, AMemberWithoutSchemaNodeIsRefusedByItsPath) {
 }
 
 TEST_F(FixedBehaviours, ElementsBelowALeafAreRefused) {
-  EXPECT_EQ(
-      missing("/example-device:device/name/deeper", "1"),
-      "update of /example-device:device/name/deeper: no node \"deeper\" below "
-      "\"/example-device:device/name\"");
+  EXPECT_EQ(missing("/example-device:device/name/deeper", "1"),
+            "update of /example-device:device/name/deeper: no node \"deeper\" below "
+            "\"/example-device:device/name\"");
 }
 
 TEST_F(FixedBehaviours, NamesAreMatchedWithTheirModule) {
@@ -54,10 +53,9 @@ TEST_F(FixedBehaviours, NamesAreMatchedWithTheirModule) {
 TEST_F(FixedBehaviours, AModulesSecondTopLevelNodeIsReached) {
   EXPECT_EQ(stored("/example-device:services/ntp", "true"),
             "<services xmlns=\"urn:example:device\"><ntp>true</ntp></services>");
-  EXPECT_EQ(
-      missing("/example-device:services/name", "\"x\""),
-      "update of /example-device:services/name: no node \"name\" below "
-      "\"/example-device:services\"");
+  EXPECT_EQ(missing("/example-device:services/name", "\"x\""),
+            "update of /example-device:services/name: no node \"name\" below "
+            "\"/example-device:services\"");
 }
 
 TEST_F(FixedBehaviours, EachKeyIsGivenOnceInSchemaOrderAtEveryList) {
