@@ -8,6 +8,7 @@
 #include <mutex>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "kestrel/kestrel.h"
 #include "model/resolver.h"
@@ -25,12 +26,12 @@ inline const LoadedModel& loaded_model() {
   static std::mutex mutex;
   const std::lock_guard<std::mutex> lock(mutex);
   static KestrelNsEntry* known = nullptr;
-  static const LoadedModel* model = nullptr;
+  static std::vector<std::unique_ptr<const LoadedModel>> models;
   KestrelNsEntry* list = nullptr;
   kestrel_get_nslist(&list);
-  if (model == nullptr || list != known) model = std::make_unique<LoadedModel>().release();
+  if (models.empty() || list != known) models.push_back(std::make_unique<const LoadedModel>());
   known = list;
-  return *model;
+  return *models.back();
 }
 
 // The target of a path that the schema has; fails the test for another.
