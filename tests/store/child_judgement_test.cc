@@ -7,11 +7,15 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "real/temp_folder.h"
+#include "store/tree.h"
 
 namespace nexa::host {
 namespace {
@@ -157,6 +161,34 @@ TEST(ChildJudgement, ThreadsRunTheirOwn) {
   for (std::size_t i = 0; i < results.size(); ++i) {
     EXPECT_EQ(results[i], std::string(100'000, static_cast<char>('a' + i)));
   }
+}
+
+// A fork has no copy of the thread that holds libyang's lock of its strings.
+TEST(ChildJudgement, IsNotStoppedByALockThatAnotherThreadHolds) {
+  ASSERT_EQ(nexa_test::load_module("m",
+                                   "module m { namespace \"urn:m\"; prefix m; leaf a { type "
+                                   "string; } }"),
+            "");
+  const auto use_strings = [] {
+    const char* text = nullptr;
+    lydict_insert(kestrel::context(), "some text", 0, &text);
+    lydict_remove(kestrel::context(), text);
+  };
+  std::atomic<bool> ends{false};
+  std::thread other([&] {
+    while (!ends) use_strings();
+  });
+  for (int i = 0; i < 8; ++i) {
+    const ChildOutcome outcome = run_in_child([&use_strings]() -> std::string {
+      use_strings();
+      return "done";
+    });
+    EXPECT_EQ(outcome.kind, Kind::kDone) << outcome.in_words();
+    EXPECT_EQ(outcome.result, "done");
+    if (HasFailure()) break;
+  }
+  ends = true;
+  other.join();
 }
 
 }  // namespace

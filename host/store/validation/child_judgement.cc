@@ -15,9 +15,11 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 
+#include "store/tree.h"
 #include "text/descriptor.h"
 
 namespace nexa::host {
@@ -27,7 +29,10 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kLostResult = 125;  // exit status of a child that could not hand its result over
 constexpr std::size_t kChunk = 65'536;
-constexpr char kEnd = '\n';  // closes a result: one without it was cut off
+constexpr char kEnd = '\n';   // closes a result: one without it was cut off
+constexpr char kReady = 'R';  // comes before the result
+constexpr std::chrono::milliseconds kFirstPatience{100};
+constexpr int kMostForks = 8;
 
 // Only what is safe between fork and _exit: no lock of another thread may be needed.
 void close_all_but(int kept) {
@@ -68,17 +73,45 @@ bool write_all(int to, const char* data, std::size_t size) {
   return true;
 }
 
+// Takes and gives back what another thread may have held when the process was forked: libyang's
+// lock of its strings, and those of an allocator that does not look after forks itself.
+void try_locks() {
+  for (std::size_t size = 16; size <= 65'536; size *= 2) {
+    void* volatile memory = std::malloc(size);
+    std::free(memory);
+  }
+  if (kestrel::context() == nullptr) return;
+  const char* text = nullptr;
+  if (lydict_insert(kestrel::context(), "try_locks", 0, &text) == LY_SUCCESS) {
+    lydict_remove(kestrel::context(), text);
+  }
+}
+
 [[noreturn]] void be_child(const std::function<std::string()>& work, int to, pid_t parent) {
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (::getppid() != parent) ::_exit(kLostResult);
   reset_signals();
   close_all_but(to);
   try {
+    try_locks();
+    if (!write_all(to, &kReady, 1)) ::_exit(kLostResult);
     const std::string result = work();
     const bool is_written = write_all(to, result.data(), result.size()) && write_all(to, &kEnd, 1);
     ::_exit(is_written ? 0 : kLostResult);
   } catch (const std::exception&) {
     ::_exit(kLostResult);
+  }
+}
+
+// Whether the child has told within `patience` that it is ready, or that it never will be.
+bool is_ready(int from, std::chrono::milliseconds patience) {
+  const Clock::time_point end = Clock::now() + patience;
+  while (true) {
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
+    pollfd wanted = {from, POLLIN, 0};
+    const int ready = ::poll(&wanted, 1, static_cast<int>(std::max<long long>(left.count(), 0)));
+    if (ready > 0) return true;
+    if (left.count() <= 0) return false;
   }
 }
 
@@ -146,31 +179,42 @@ std::string ChildOutcome::in_words() const {
 
 ChildOutcome run_in_child(const std::function<std::string()>& work,
                           std::chrono::milliseconds limit) {
-  ChildOutcome none;
-  int ends[2] = {-1, -1};
-  if (::pipe2(ends, O_CLOEXEC) != 0) {
-    none.number = errno;
-    return none;
-  }
-  const text::Descriptor from(ends[0]);
-  text::Descriptor to(ends[1]);
-  const pid_t parent = ::getpid();
   const Clock::time_point end = Clock::now() + limit;
-  const pid_t child = ::fork();
-  if (child < 0) {
-    none.number = errno;
-    return none;
+  std::chrono::milliseconds patience = kFirstPatience;
+  for (int forks = 1;; ++forks, patience *= 2) {
+    ChildOutcome none;
+    int ends[2] = {-1, -1};
+    if (::pipe2(ends, O_CLOEXEC) != 0) {
+      none.number = errno;
+      return none;
+    }
+    const text::Descriptor from(ends[0]);
+    text::Descriptor to(ends[1]);
+    const pid_t parent = ::getpid();
+    const pid_t child = ::fork();
+    if (child < 0) {
+      none.number = errno;
+      return none;
+    }
+    if (child == 0) be_child(work, to.get(), parent);
+    to.close();
+    // One that waits for a lock whose holder it has no copy of waits for ever; the next fork comes
+    // at another moment.
+    if (forks < kMostForks && Clock::now() + patience < end && !is_ready(from.get(), patience)) {
+      ::kill(child, SIGKILL);
+      wait_for(child);
+      continue;
+    }
+    std::string result;
+    const bool is_in_time = read_all(from.get(), end, result);
+    if (!is_in_time) ::kill(child, SIGKILL);
+    const int status = wait_for(child);
+    if (!result.empty() && result.front() == kReady) result.erase(0, 1);
+    if (is_in_time) return outcome_of(status, std::move(result));
+    ChildOutcome late;
+    late.kind = ChildOutcome::Kind::kTooLong;
+    return late;
   }
-  if (child == 0) be_child(work, to.get(), parent);
-  to.close();
-  std::string result;
-  const bool is_in_time = read_all(from.get(), end, result);
-  if (!is_in_time) ::kill(child, SIGKILL);
-  const int status = wait_for(child);
-  if (is_in_time) return outcome_of(status, std::move(result));
-  ChildOutcome late;
-  late.kind = ChildOutcome::Kind::kTooLong;
-  return late;
 }
 
 }  // namespace nexa::host
