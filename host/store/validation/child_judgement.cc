@@ -31,8 +31,10 @@ constexpr int kLostResult = 125;  // exit status of a child that could not hand 
 constexpr std::size_t kChunk = 65'536;
 constexpr char kEnd = '\n';   // closes a result: one without it was cut off
 constexpr char kReady = 'R';  // comes before the result
-constexpr std::chrono::milliseconds kFirstPatience{100};
-constexpr int kMostForks = 8;
+// How long a child may take to get ready, for the first forks and for later ones.
+constexpr std::chrono::milliseconds kPatience{100};
+constexpr std::chrono::milliseconds kLaterPatience{1'000};
+constexpr int kImpatientForks = 10;
 
 // Only what is safe between fork and _exit: no lock of another thread may be needed.
 void close_all_but(int kept) {
@@ -180,8 +182,9 @@ std::string ChildOutcome::in_words() const {
 ChildOutcome run_in_child(const std::function<std::string()>& work,
                           std::chrono::milliseconds limit) {
   const Clock::time_point end = Clock::now() + limit;
-  std::chrono::milliseconds patience = kFirstPatience;
-  for (int forks = 1;; ++forks, patience *= 2) {
+  for (int forks = 1;; ++forks) {
+    const std::chrono::milliseconds patience =
+        forks <= kImpatientForks ? kPatience : kLaterPatience;
     ChildOutcome none;
     int ends[2] = {-1, -1};
     if (::pipe2(ends, O_CLOEXEC) != 0) {
@@ -200,7 +203,7 @@ ChildOutcome run_in_child(const std::function<std::string()>& work,
     to.close();
     // One that waits for a lock whose holder it has no copy of waits for ever; the next fork comes
     // at another moment.
-    if (forks < kMostForks && Clock::now() + patience < end && !is_ready(from.get(), patience)) {
+    if (Clock::now() + patience < end && !is_ready(from.get(), patience)) {
       ::kill(child, SIGKILL);
       wait_for(child);
       continue;
