@@ -26,7 +26,6 @@ struct DeleteSet {
 };
 using SetPtr = std::unique_ptr<ly_set, DeleteSet>;
 
-// Lists and leaf-lists: a parent has as many of them as it likes.
 // The type of a leaf or leaf-list; null for other nodes.
 inline lysc_type* type_of(const lysc_node* node) {
   if (node->nodetype == LYS_LEAF) return reinterpret_cast<const lysc_node_leaf*>(node)->type;
@@ -34,6 +33,7 @@ inline lysc_type* type_of(const lysc_node* node) {
   return reinterpret_cast<const lysc_node_leaflist*>(node)->type;
 }
 
+// Lists and leaf-lists: a parent has as many of them as it likes.
 inline bool is_many(const lysc_node* schema) {
   return (schema->nodetype & (LYS_LIST | LYS_LEAFLIST)) != 0;
 }

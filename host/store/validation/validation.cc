@@ -1,6 +1,8 @@
 // The two ways to a verdict: libyang's walk over the whole tree, and the check of a change.
 #include "store/validation/validation.h"
 
+#include <new>
+
 #include "store/child_table.h"
 #include "store/validation/assumed_conditions.h"
 #include "store/validation/change_check.h"
