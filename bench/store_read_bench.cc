@@ -14,14 +14,14 @@
 
 namespace {
 
-using nexa::host::DataPart;
-using nexa::host::ImageInner;
-using nexa::host::ImagePtr;
-using nexa::host::JsonForm;
-using nexa::host::LeafLists;
-using nexa::host::NodePair;
-using nexa::host::TextPtr;
-using nexa::host::TreePtr;
+using nexa::store::DataPart;
+using nexa::store::ImageInner;
+using nexa::store::ImagePtr;
+using nexa::store::JsonForm;
+using nexa::store::LeafLists;
+using nexa::store::NodePair;
+using nexa::store::TextPtr;
+using nexa::store::TreePtr;
 
 constexpr JsonForm kIetf{DataPart::kAll, true};
 
@@ -63,8 +63,8 @@ const ImageInner* tree_of(std::int64_t count, bool is_state = false) {
   ImagePtr& image = images[{count, is_state}];
   if (!image) {
     const lyd_node* const tree = libyang_tree(count, is_state);
-    nexa::host::number_schema();
-    image = nexa::host::image_of_tree(tree);
+    nexa::store::number_schema();
+    image = nexa::store::image_of_tree(tree);
   }
   return image.get();
 }
@@ -91,10 +91,10 @@ std::size_t read_values(const gnmi::Path& path, const ImageInner* tree) {
   std::size_t bytes = 0;
   const auto take = [&](const NodePair& node, gnmi::Path&) {
     std::string json;
-    nexa::host::append_value(node, kIetf, json);
+    nexa::store::append_value(node, kIetf, json);
     bytes += json.size();
   };
-  nexa::host::select_nodes(target.value(), tree, nullptr, take, LeafLists::kWhole);
+  nexa::store::select_nodes(target.value(), tree, nullptr, take, LeafLists::kWhole);
   return bytes;
 }
 
@@ -122,8 +122,8 @@ void BM_EveryLeafWithItsPath(benchmark::State& state) {
   const ImageInner* tree = tree_of(state.range(0));
   std::int64_t leaves = 0;
   for (auto _ : state) {
-    nexa::host::for_each_leaf_of_tree(tree, nullptr, kIetf, true,
-                                      [&](gnmi::Path&, std::string&) { ++leaves; });
+    nexa::store::for_each_leaf_of_tree(tree, nullptr, kIetf, true,
+                                       [&](gnmi::Path&, std::string&) { ++leaves; });
   }
   state.SetItemsProcessed(leaves);
 }
@@ -133,7 +133,7 @@ void BM_WholeTree(benchmark::State& state) {
   std::size_t bytes = 0;
   for (auto _ : state) {
     std::string json;
-    nexa::host::append_tree(tree, nullptr, kIetf, json);
+    nexa::store::append_tree(tree, nullptr, kIetf, json);
     bytes += json.size();
   }
   state.SetBytesProcessed(static_cast<std::int64_t>(bytes));
@@ -145,7 +145,7 @@ void BM_WholeTreeWithState(benchmark::State& state) {
   std::size_t bytes = 0;
   for (auto _ : state) {
     std::string json;
-    nexa::host::append_tree(config, operational, kIetf, json);
+    nexa::store::append_tree(config, operational, kIetf, json);
     bytes += json.size();
   }
   state.SetBytesProcessed(static_cast<std::int64_t>(bytes));
@@ -154,7 +154,7 @@ void BM_WholeTreeWithState(benchmark::State& state) {
 void BM_WholeTreeAsXml(benchmark::State& state) {
   const ImageInner* tree = tree_of(state.range(0));
   std::size_t bytes = 0;
-  for (auto _ : state) bytes += nexa::host::configuration_xml(*tree).size();
+  for (auto _ : state) bytes += nexa::store::configuration_xml(*tree).size();
   state.SetBytesProcessed(static_cast<std::int64_t>(bytes));
 }
 

@@ -19,15 +19,16 @@ struct Workload {
   std::shared_ptr<nexa::Rfc7951MapperToken> token;
   nexa::ServiceKestrelNamespaceMapperImpl* mapper = nullptr;
   nexa::model::Resolver* resolver = nullptr;
-  nexa::host::Translator* translator = nullptr;
+  nexa::translate::Translator* translator = nullptr;
 };
 
 std::size_t convert(const char* kind, Workload& work) {
   if (std::strcmp(kind, "bare") == 0) {
     return nexa_bench::convert_nexa(work.json, work.path, work.token, work.mapper);
   }
-  const nexa::host::Translation result = nexa::host::translate_update(
-      *work.resolver, *work.translator, gnmi::Path(), work.update, nexa::host::Operation::kUpdate);
+  const nexa::translate::Translation result =
+      nexa::translate::translate_update(*work.resolver, *work.translator, gnmi::Path(), work.update,
+                                        nexa::translate::Operation::kUpdate);
   if (!result.status.ok()) std::fprintf(stderr, "%s\n", result.status.error_message().c_str());
   return result.xml.size();
 }
@@ -51,13 +52,13 @@ int main(int argc, char** argv) {
   work.json = nexa_bench::interfaces_payload(entries);
   work.path = nexa_bench::interfaces_path();
   work.token = work.mapper->newToken();
-  nexa::host::PathStringError error;
+  nexa::translate::PathStringError error;
   *work.update.mutable_path() =
-      nexa::host::parse_path_string("/openconfig-interfaces:interfaces", &error).value();
+      nexa::translate::parse_path_string("/openconfig-interfaces:interfaces", &error).value();
   work.update.mutable_val()->set_json_ietf_val(work.json);
   const nexa::model::Schema schema;
   nexa::model::Resolver resolver(schema);
-  nexa::host::Translator translator(*work.mapper, schema);
+  nexa::translate::Translator translator(*work.mapper, schema);
   work.resolver = &resolver;
   work.translator = &translator;
   if (convert(argv[1], work) == 0) return 1;

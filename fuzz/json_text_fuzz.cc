@@ -13,10 +13,10 @@
 
 namespace {
 
-using nexa::host::Mode;
-using nexa::host::Operation;
-using nexa::host::Translation;
-using nexa::host::Translator;
+using nexa::translate::Mode;
+using nexa::translate::Operation;
+using nexa::translate::Translation;
+using nexa::translate::Translator;
 
 struct FreeTree {
   void operator()(lyd_node* tree) const { lyd_free_all(tree); }
@@ -46,8 +46,8 @@ struct Door {
 };
 
 void check(Door& door, const gnmi::Update& update, Operation operation) {
-  const Translation made =
-      nexa::host::translate_update(door.resolver, door.translator, {}, update, operation, true);
+  const Translation made = nexa::translate::translate_update(door.resolver, door.translator, {},
+                                                             update, operation, true);
   if (!made.status.ok()) {
     if (!made.xml.empty()) fuzz::fail("a refusal with a document", made.xml);
     if (made.status.error_message().empty()) fuzz::fail("a refusal without a text");
@@ -64,8 +64,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static Door tolerant(Mode::kTolerant);
   const std::uint8_t* const end_of_path = std::find(data, data + size, '\n');
   if (end_of_path == data + size) return 0;
-  nexa::host::PathStringError error;
-  const auto path = nexa::host::parse_path_string(
+  nexa::translate::PathStringError error;
+  const auto path = nexa::translate::parse_path_string(
       fuzz::text_of(data, static_cast<std::size_t>(end_of_path - data)), &error);
   if (!path) return 0;
   gnmi::Update update;

@@ -13,7 +13,7 @@
 
 namespace {
 
-using nexa::host::ConfigStore;
+using nexa::store::ConfigStore;
 
 class Everybody : public nexa::access::AccessControl {
  public:
@@ -25,7 +25,7 @@ class Everybody : public nexa::access::AccessControl {
   bool reload(std::string& /*error*/) override { return true; }
 };
 
-class Observer : public nexa::host::ServiceObserver {
+class Observer : public nexa::server::ServiceObserver {
  public:
   void fault(const std::string& line) override { fuzz::fail("a fault of the server", line); }
 };
@@ -35,17 +35,17 @@ class Service {
  public:
   explicit Service(const std::string& folder)
       : schema_(loaded_schema()), resolver_(schema_), translator_(fuzz::mapper(), schema_) {
-    nexa::host::TreeStoreOptions options;
+    nexa::store::TreeStoreOptions options;
     options.directory = folder;
     options.sync = false;
     options.history_limit = 10;
     options.commits_per_snapshot = 10;
     std::string error;
-    store_ = nexa::host::open_tree_store(options, error);
+    store_ = nexa::store::open_tree_store(options, error);
     if (store_ == nullptr) fuzz::fail("no store", error);
-    nexa::host::GnmiServiceOptions limits;
+    nexa::server::GnmiServiceOptions limits;
     limits.workers = 1;
-    service_ = nexa::host::make_gnmi_service(
+    service_ = nexa::server::make_gnmi_service(
         {resolver_, translator_, *store_, access_, models_, {}, observer_, {}}, limits);
     grpc::ServerBuilder builder;
     builder.RegisterService(&service_->service());
@@ -103,12 +103,12 @@ class Service {
 
   const nexa::model::Schema& schema_;
   nexa::model::Resolver resolver_;
-  nexa::host::Translator translator_;
+  nexa::translate::Translator translator_;
   std::unique_ptr<ConfigStore> store_;
   Everybody access_;
   Observer observer_;
   const gnmi::CapabilityResponse models_;
-  std::unique_ptr<nexa::host::GnmiService> service_;
+  std::unique_ptr<nexa::server::GnmiService> service_;
   std::unique_ptr<grpc::Server> server_;
   std::unique_ptr<gnmi::gNMI::Stub> stub_;
 };

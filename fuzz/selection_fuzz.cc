@@ -21,15 +21,15 @@
 
 namespace {
 
-using nexa::host::DataPart;
-using nexa::host::ImageKind;
-using nexa::host::ImageNode;
-using nexa::host::ImagePtr;
-using nexa::host::LeafLists;
-using nexa::host::NodePair;
-using nexa::host::TreePtr;
 using nexa::model::Result;
 using nexa::model::Target;
+using nexa::store::DataPart;
+using nexa::store::ImageKind;
+using nexa::store::ImageNode;
+using nexa::store::ImagePtr;
+using nexa::store::LeafLists;
+using nexa::store::NodePair;
+using nexa::store::TreePtr;
 
 constexpr char kConfig[] = R"(<device xmlns="urn:example:device"><name>d</name>
 <limits><tiny>-1</tiny><flags>loud fast</flags><choice-of-types>7</choice-of-types></limits>
@@ -49,7 +49,7 @@ ImagePtr parsed(const char* xml) {
     std::abort();
   }
   const TreePtr owner(tree);
-  return nexa::host::image_of_tree(tree);
+  return nexa::store::image_of_tree(tree);
 }
 
 struct Data {
@@ -57,7 +57,7 @@ struct Data {
     kestrel::LoadOptions options;
     options.search_dirs = {NEXA_MODELS_DIR};
     if (kestrel::load(options)) std::abort();
-    nexa::host::number_schema();
+    nexa::store::number_schema();
     config = parsed(kConfig);
     state = parsed(kState);
   }
@@ -81,7 +81,7 @@ Result<Target> resolved(const gnmi::Path& path) {
 void check_value(const NodePair& node) {
   for (const DataPart part : {DataPart::kAll, DataPart::kConfig, DataPart::kState}) {
     std::string json = "[";
-    if (!nexa::host::append_value(node, {part, true}, json)) {
+    if (!nexa::store::append_value(node, {part, true}, json)) {
       if (json != "[") std::abort();
       continue;
     }
@@ -114,7 +114,7 @@ void check_found_again(const Data& data, const NodePair& node, const gnmi::Path&
     const lysc_node* const schema = node.any()->schema();
     if (again.any()->schema() == schema && lysc_is_dup_inst_list(schema)) is_found = true;
   };
-  nexa::host::select_nodes(
+  nexa::store::select_nodes(
       target.value(), data.config.get(), data.state.get(), compare,
       node.any()->kind() == ImageKind::kGroup ? LeafLists::kWhole : LeafLists::kEntries);
   if (!is_found) std::abort();
@@ -124,12 +124,12 @@ void check_search(const Data& data, const Target& target, LeafLists mode) {
   // Equal leaves of several entries are one node of the image.
   std::set<std::tuple<std::string, const ImageNode*, const ImageNode*>> seen;
   const auto found = [&](const NodePair& node, gnmi::Path& concrete) {
-    const std::string name = nexa::host::format_path_string(concrete);
+    const std::string name = nexa::translate::format_path_string(concrete);
     if (!seen.insert({name, node.config, node.state}).second) std::abort();
     check_found_again(data, node, concrete);
     if (node.any() != nullptr) check_value(node);
   };
-  nexa::host::select_nodes(target, data.config.get(), data.state.get(), found, mode);
+  nexa::store::select_nodes(target, data.config.get(), data.state.get(), found, mode);
 }
 
 }  // namespace

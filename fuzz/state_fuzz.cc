@@ -9,20 +9,20 @@
 
 namespace {
 
-using nexa::host::ConfigStore;
-using nexa::host::DataPart;
-using nexa::host::Form;
-using nexa::host::Query;
+using nexa::store::ConfigStore;
+using nexa::store::DataPart;
+using nexa::store::Form;
+using nexa::store::Query;
 
 ConfigStore& store() {
   static const fuzz::TemporaryFolder folder;
   static const std::unique_ptr<ConfigStore> opened = [] {
     fuzz::mapper();
-    nexa::host::TreeStoreOptions options;
+    nexa::store::TreeStoreOptions options;
     options.directory = folder.path();
     options.sync = false;
     std::string error;
-    auto made = nexa::host::open_tree_store(options, error);
+    auto made = nexa::store::open_tree_store(options, error);
     if (made == nullptr) fuzz::fail("no store", error);
     return made;
   }();

@@ -6,10 +6,10 @@
 #include "commands.h"
 #include "json_writer.h"
 #include "option_checks.h"
+#include "profile/request_check.h"
 #include "request_file.h"
 #include "status_output.h"
 #include "translate/code_name.h"
-#include "translate/request_check.h"
 
 namespace nexa_tool {
 namespace {
@@ -37,23 +37,23 @@ struct CheckOptions {
 };
 
 struct Check {
-  nexa::host::RequestVerdict operator()(gnmi::GetRequest& request) const {
-    return nexa::host::check_get(request);
+  nexa::profile::RequestVerdict operator()(gnmi::GetRequest& request) const {
+    return nexa::profile::check_get(request);
   }
-  nexa::host::RequestVerdict operator()(gnmi::SetRequest& request) const {
-    return nexa::host::check_set(request);
+  nexa::profile::RequestVerdict operator()(gnmi::SetRequest& request) const {
+    return nexa::profile::check_set(request);
   }
-  nexa::host::RequestVerdict operator()(gnmi::SubscribeRequest& request) const {
-    return nexa::host::check_subscribe(request);
+  nexa::profile::RequestVerdict operator()(gnmi::SubscribeRequest& request) const {
+    return nexa::profile::check_subscribe(request);
   }
 };
 
-std::string as_json(const char* type, const nexa::host::RequestVerdict& verdict) {
+std::string as_json(const char* type, const nexa::profile::RequestVerdict& verdict) {
   const JsonPtr object(cJSON_CreateObject());
   add_text(object.get(), "request", type);
   const grpc::StatusCode code = verdict.status.error_code();
   add_item(object.get(), "code", JsonPtr(cJSON_CreateNumber(static_cast<int>(code))));
-  add_text(object.get(), "name", nexa::host::code_name(code));
+  add_text(object.get(), "name", nexa::translate::code_name(code));
   add_text(object.get(), "message", verdict.status.error_message());
   if (!verdict.place.empty()) add_text(object.get(), "place", verdict.place);
   return to_text(object.get());
@@ -68,7 +68,7 @@ int run_check(const CheckOptions& options, Session& session) {
     std::fprintf(stderr, "nexa: %s: %s\n", options.file.c_str(), error.c_str());
     return kUsage;
   }
-  const nexa::host::RequestVerdict verdict = std::visit(Check(), request);
+  const nexa::profile::RequestVerdict verdict = std::visit(Check(), request);
   const std::string answer = options.format == "json" ? as_json(type_name(request), verdict)
                              : verdict.ok()           ? std::string("OK\n")
                                                       : std::string();

@@ -7,8 +7,8 @@
 namespace nexa_tool {
 namespace {
 
-using nexa::host::ConstraintReport;
-using nexa::host::WholeConstraint;
+using nexa::store::ConstraintReport;
+using nexa::store::WholeConstraint;
 
 std::string in_one_line(const std::string& expression) {
   std::string line;
@@ -39,7 +39,7 @@ std::string heading(const ConstraintReport& report) {
 }  // namespace
 
 std::string constraints_as_text() {
-  const ConstraintReport report = nexa::host::report_constraints();
+  const ConstraintReport report = nexa::store::report_constraints();
   std::string text = heading(report);
   for (const WholeConstraint& each : report.whole) {
     text.append("\n" + each.module + " " + each.kind + " " + each.path + "\n");
@@ -52,7 +52,7 @@ std::string constraints_as_text() {
 }
 
 std::string constraints_as_json() {
-  const ConstraintReport report = nexa::host::report_constraints();
+  const ConstraintReport report = nexa::store::report_constraints();
   const JsonPtr root(cJSON_CreateObject());
   add_item(root.get(), "constraints",
            JsonPtr(cJSON_CreateNumber(static_cast<double>(report.count))));

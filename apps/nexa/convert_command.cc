@@ -72,27 +72,27 @@ grpc::Status convert_raw(const ConvertOptions& options, const gnmi::Path& path,
 // operational data.
 grpc::Status check_document(const std::string& xml, const ConvertOptions& options,
                             const gnmi::Path& path) {
-  const auto problem = nexa::host::judge_document(xml);
+  const auto problem = nexa::store::judge_document(xml);
   if (!problem) return grpc::Status::OK;
   return {grpc::StatusCode::INVALID_ARGUMENT, options.mode + " of " +
-                                                  nexa::host::format_path_string(path) + ": " +
-                                                  nexa::host::words_of(*problem)};
+                                                  nexa::translate::format_path_string(path) + ": " +
+                                                  nexa::store::words_of(*problem)};
 }
 
 grpc::Status convert(const ConvertOptions& options, gnmi::Path path, std::string value,
                      nexa::ServiceKestrelNamespaceMapperImpl& mapper, std::string& xml) {
-  using nexa::host::Mode;
-  using nexa::host::Operation;
+  using nexa::translate::Mode;
+  using nexa::translate::Operation;
   const Mode mode = options.strict ? Mode::kStrict : Mode::kTolerant;
   const nexa::model::Schema schema;
   const nexa::model::Resolver resolver(schema, mode);
-  nexa::host::Translator translator(mapper, schema, mode);
+  nexa::translate::Translator translator(mapper, schema, mode);
   gnmi::Update update;
   *update.mutable_path() = std::move(path);
   update.mutable_val()->set_json_ietf_val(std::move(value));
   const Operation operation = options.mode == "replace" ? Operation::kReplace : Operation::kUpdate;
-  nexa::host::Translation result = nexa::host::translate_update(resolver, translator, gnmi::Path(),
-                                                                update, operation, options.explain);
+  nexa::translate::Translation result = nexa::translate::translate_update(
+      resolver, translator, gnmi::Path(), update, operation, options.explain);
   for (const std::string& note : result.notes) std::fprintf(stderr, "note: %s\n", note.c_str());
   if (result.status.ok()) result.status = check_document(result.xml, options, update.path());
   xml = std::move(result.xml);
@@ -100,8 +100,8 @@ grpc::Status convert(const ConvertOptions& options, gnmi::Path path, std::string
 }
 
 int run_convert(const ConvertOptions& options, Session& session) {
-  nexa::host::PathStringError path_error;
-  auto path = nexa::host::parse_path_string(options.path, &path_error);
+  nexa::translate::PathStringError path_error;
+  auto path = nexa::translate::parse_path_string(options.path, &path_error);
   if (!path) {
     std::fprintf(stderr, "INVALID_ARGUMENT: Malformed path: %s\n", path_error.text().c_str());
     return kRefused;

@@ -19,8 +19,8 @@
 namespace nexa_tool {
 namespace {
 
-using nexa::host::CommitLog;
-using nexa::host::CommitRecord;
+using nexa::store::CommitLog;
+using nexa::store::CommitRecord;
 
 constexpr char kHistoryExamples[] = R"(EXAMPLES
   nexa history --data /var/lib/nexad --limit 10
@@ -102,7 +102,7 @@ int fail(const std::string& error) {
 }
 
 int show(const CommitLog& log, const HistoryOptions& options, Session& session) {
-  nexa::host::LogEntry entry;
+  nexa::store::LogEntry entry;
   std::string error;
   if (!log.entry(options.show, entry, error)) return fail(error);
   const bool is_terminal = session.output.is_terminal();
@@ -113,7 +113,7 @@ int show(const CommitLog& log, const HistoryOptions& options, Session& session) 
 }
 
 int run_history(const HistoryOptions& options, Session& session) {
-  nexa::host::LogOptions place;
+  nexa::store::LogOptions place;
   place.directory = options.directory;
   place.read_only = true;
   std::string error;
@@ -121,7 +121,7 @@ int run_history(const HistoryOptions& options, Session& session) {
   if (log == nullptr) return fail(error);
   if (options.show != 0) return show(*log, options, session);
   std::vector<CommitRecord> records;
-  const nexa::host::LogResult result = log->history(options.limit, records);
+  const nexa::store::LogResult result = log->history(options.limit, records);
   if (!result.ok()) return fail(result.text);
   const std::string text = options.json ? as_json(records) : as_text(records);
   return session.output.write(text) ? kDone : kRefused;

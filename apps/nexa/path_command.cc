@@ -18,9 +18,9 @@ namespace nexa_tool {
 namespace {
 
 using gnmi::rfc7951::SchemaEnums;
-using nexa::host::OrderedPath;
-using nexa::host::ResolvedPath;
-using nexa::host::Snode;
+using nexa::translate::OrderedPath;
+using nexa::translate::ResolvedPath;
+using nexa::translate::Snode;
 
 constexpr char kPathExamples[] = R"(TEXT
   What the database writes: an xpath /oc-if:interfaces/interface[name='eth0'] or
@@ -92,7 +92,7 @@ const char* access_of(const Snode& snode) {
 std::string keys_of(const Snode& snode) {
   std::string text;
   if ((snode.node->flags & KESTREL_FLAG_LEAF_LIST) != 0) return text;
-  for (const std::string& key : nexa::host::key_names(*snode.node)) {
+  for (const std::string& key : nexa::translate::key_names(*snode.node)) {
     text.append(text.empty() ? "" : " ").append(key);
   }
   return text;
@@ -100,7 +100,7 @@ std::string keys_of(const Snode& snode) {
 
 std::string resolved_text(const ResolvedPath& path,
                           const nexa::ServiceKestrelNamespaceMapperImpl& mapper) {
-  std::string text = nexa::host::format_path_string(path.external) + "\n";
+  std::string text = nexa::translate::format_path_string(path.external) + "\n";
   for (const auto& node : path.nodes) {
     text.append("  ").append(mapper.moduleNamePrefixFromNs_(node->ns)).append(":");
     text.append(node->name).append("  ").append(kind_of(*node)).append(", ");
@@ -122,7 +122,8 @@ JsonPtr node_json(const Snode& node, const nexa::ServiceKestrelNamespaceMapperIm
   add_text(object.get(), "access", access_of(node));
   JsonPtr keys(cJSON_CreateArray());
   if ((node.node->flags & KESTREL_FLAG_LEAF_LIST) == 0) {
-    for (const std::string& key : nexa::host::key_names(*node.node)) add_text(keys.get(), "", key);
+    for (const std::string& key : nexa::translate::key_names(*node.node))
+      add_text(keys.get(), "", key);
   }
   add_item(object.get(), "keys", std::move(keys));
   return object;
@@ -131,9 +132,9 @@ JsonPtr node_json(const Snode& node, const nexa::ServiceKestrelNamespaceMapperIm
 std::string resolved_json(const ResolvedPath& path,
                           const nexa::ServiceKestrelNamespaceMapperImpl& mapper) {
   const JsonPtr answer(cJSON_CreateObject());
-  add_text(answer.get(), "path", nexa::host::format_path_string(path.external));
+  add_text(answer.get(), "path", nexa::translate::format_path_string(path.external));
   JsonPtr elements(cJSON_CreateArray());
-  const OrderedPath ordered = nexa::host::in_byte_order(path.external);
+  const OrderedPath ordered = nexa::translate::in_byte_order(path.external);
   for (std::size_t i = 0; i < ordered.size(); ++i) {
     JsonPtr element(cJSON_CreateObject());
     add_text(element.get(), "name", ordered[i].name);
@@ -157,7 +158,7 @@ int resolve(const PathOptions& options, Session& session) {
   if (mapper == nullptr) return kRefused;
   ResolvedPath resolved;
   const grpc::Status status =
-      nexa::host::resolve_database_text(*options.text, mapper->newToken(), resolved);
+      nexa::translate::resolve_database_text(*options.text, mapper->newToken(), resolved);
   if (!status.ok()) return refuse(status);
   const std::string answer = options.format == "json" ? resolved_json(resolved, *mapper)
                                                       : resolved_text(resolved, *mapper);
@@ -167,25 +168,26 @@ int resolve(const PathOptions& options, Session& session) {
 // Without a schema the names stay as they are and keys come in byte order.
 int convert(const PathOptions& options, Session& session) {
   const bool keypath = options.to_keypath.has_value();
-  nexa::host::PathStringError error;
+  nexa::translate::PathStringError error;
   const auto path =
-      nexa::host::parse_path_string(keypath ? *options.to_keypath : *options.to_xpath, &error);
+      nexa::translate::parse_path_string(keypath ? *options.to_keypath : *options.to_xpath, &error);
   if (!path) return refuse({grpc::StatusCode::INVALID_ARGUMENT, "Malformed path: " + error.text()});
 
   OrderedPath ordered;
   if (options.schema.search_dirs.empty()) {
-    ordered = nexa::host::in_byte_order(*path);
+    ordered = nexa::translate::in_byte_order(*path);
   } else {
     const auto mapper = options.schema.load();
     if (mapper == nullptr) return kRefused;
-    const grpc::Status status = nexa::host::to_database_path(*path, mapper->newToken(), ordered);
+    const grpc::Status status =
+        nexa::translate::to_database_path(*path, mapper->newToken(), ordered);
     if (!status.ok()) return refuse(status);
   }
   std::string text;
   if (keypath) {
-    text = nexa::host::format_keypath(ordered);
+    text = nexa::translate::format_keypath(ordered);
   } else {
-    const grpc::Status status = nexa::host::format_xpath(ordered, text);
+    const grpc::Status status = nexa::translate::format_xpath(ordered, text);
     if (!status.ok()) return refuse(status);
   }
   if (options.format == "text") return session.output.write(text + "\n") ? kDone : kRefused;

@@ -144,11 +144,11 @@ grpc::Status raw_convert(nexa::ServiceKestrelNamespaceMapperImpl& mapper, nexa::
   grpc::Status status = check_request(mode, path);
   if (!status.ok()) return status;
   // cJSON reads more than JSON, and ends a string at an escaped NUL.
-  nexa::host::JsonDocument scanned;
+  nexa::translate::JsonDocument scanned;
   std::string error;
   std::size_t offset = 0;
   std::uint32_t open_item = 0;
-  if (!nexa::host::scan_json(value, scanned, error, offset, open_item)) {
+  if (!nexa::translate::scan_json(value, scanned, error, offset, open_item)) {
     return invalid("Malformed JSON: " + error + " at " + scanned.place(offset));
   }
   nexa::text::JsonPtr document(cJSON_ParseWithLength(value.data(), value.size()));

@@ -41,25 +41,25 @@ std::string user_name() {
 }
 
 int run_rollback(const RollbackOptions& options, Session& session) {
-  const std::string file = nexa::host::log_file(options.directory);
+  const std::string file = nexa::store::log_file(options.directory);
   if (!std::filesystem::exists(file)) {
     std::fprintf(stderr, "nexa: %s: no such file; name the data directory of a server\n",
                  file.c_str());
     return kRefused;
   }
   if (options.schema.load() == nullptr) return kRefused;
-  nexa::host::TreeStoreOptions place;
+  nexa::store::TreeStoreOptions place;
   place.directory = options.directory;
   // The tool drops no history; the server does that by its own limit.
   place.history_limit = 0;
   std::string error;
-  const auto store = nexa::host::open_tree_store(place, error);
+  const auto store = nexa::store::open_tree_store(place, error);
   if (store == nullptr) {
     std::fprintf(stderr, "nexa: %s\n", error.c_str());
     return kRefused;
   }
   const std::uint64_t before = store->snapshot()->number();
-  const nexa::host::CommitResult result = store->rollback(options.number, user_name(), nullptr);
+  const nexa::store::CommitResult result = store->rollback(options.number, user_name(), nullptr);
   if (!result.status.ok()) {
     report_refusal(result.status);
     return kRefused;

@@ -20,7 +20,7 @@ struct FileCloser {
 }  // namespace
 
 void report_refusal(const grpc::Status& status) {
-  std::fprintf(stderr, "%s: %s\n", nexa::host::code_name(status.error_code()),
+  std::fprintf(stderr, "%s: %s\n", nexa::translate::code_name(status.error_code()),
                status.error_message().c_str());
 }
 

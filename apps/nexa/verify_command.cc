@@ -18,7 +18,7 @@
 namespace nexa_tool {
 namespace {
 
-using nexa::host::VerificationReport;
+using nexa::store::VerificationReport;
 
 constexpr char kVerifyExamples[] = R"(EXAMPLE
   nexa verify -p /usr/share/yang --data /var/lib/nexad
@@ -70,14 +70,14 @@ std::string as_json(const VerificationReport& report) {
 
 int run_verify(const VerifyOptions& options, Session& session) {
   if (options.parent != 0 && !work_in_background_for(options.parent)) return kRefused;
-  const std::string file = nexa::host::log_file(options.directory);
+  const std::string file = nexa::store::log_file(options.directory);
   if (!std::filesystem::exists(file)) {
     std::fprintf(stderr, "nexa: %s: no such file; name the data directory of a server\n",
                  file.c_str());
     return kRefused;
   }
   if (options.schema.load() == nullptr) return kRefused;
-  const VerificationReport report = nexa::host::verify_directory(options.directory);
+  const VerificationReport report = nexa::store::verify_directory(options.directory);
   std::string text = options.json ? as_json(report) : report.line() + "\n";
   // Values of the configuration are quoted in it.
   if (session.output.is_terminal()) text = nexa::text::printable_lines(text);

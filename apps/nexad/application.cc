@@ -22,8 +22,8 @@ std::int64_t now_ns() {
       .count();
 }
 
-nexa::host::GnmiServiceOptions service_options(const ServerConfig& config) {
-  nexa::host::GnmiServiceOptions options;
+nexa::server::GnmiServiceOptions service_options(const ServerConfig& config) {
+  nexa::server::GnmiServiceOptions options;
   options.max_operations = config.max_operations;
   options.max_paths = config.max_paths;
   options.max_streams = config.max_subscriptions;
@@ -91,10 +91,11 @@ bool Application::load_schema(std::string& error) {
   }
   mapper_ = std::make_unique<nexa::ServiceKestrelNamespaceMapperImpl>();
   mapper_->populate();
-  const auto mode = config_.strict ? nexa::host::Mode::kStrict : nexa::host::Mode::kTolerant;
+  const auto mode =
+      config_.strict ? nexa::translate::Mode::kStrict : nexa::translate::Mode::kTolerant;
   schema_ = std::make_unique<nexa::model::Schema>();
   resolver_ = std::make_unique<nexa::model::Resolver>(*schema_, mode);
-  translator_ = std::make_unique<nexa::host::Translator>(*mapper_, *schema_, mode);
+  translator_ = std::make_unique<nexa::translate::Translator>(*mapper_, *schema_, mode);
   return true;
 }
 
@@ -112,7 +113,7 @@ bool Application::open_identities(std::string& error) {
 }
 
 bool Application::open_store(std::string& error) {
-  nexa::host::TreeStoreOptions options;
+  nexa::store::TreeStoreOptions options;
   options.directory = config_.data;
   options.commits_per_snapshot = static_cast<std::uint32_t>(config_.commits_per_snapshot);
   options.history_limit = config_.history_limit;
@@ -120,7 +121,7 @@ bool Application::open_store(std::string& error) {
   options.max_bytes = static_cast<std::size_t>(config_.max_set_bytes);
   options.warn = [](const std::string& line) { log_warning(line); };
   std::vector<std::string> notes;
-  store_ = nexa::host::open_tree_store(options, error, &notes);
+  store_ = nexa::store::open_tree_store(options, error, &notes);
   for (const std::string& note : notes) log_info(note);
   return store_ != nullptr;
 }
@@ -128,7 +129,7 @@ bool Application::open_store(std::string& error) {
 bool Application::run_hook_at_start(std::string& error) {
   if (!config_.hook_at_start) return true;
   const auto snapshot = store_->snapshot();
-  nexa::host::Change change;
+  nexa::store::Change change;
   change.number = snapshot->number();
   change.time_ns = now_ns();
   change.author = "nexad";
@@ -229,7 +230,7 @@ bool Application::serve(std::string& error) {
     return false;
   }
   for (const std::string& warning : warnings_of(config_)) log_warning(warning);
-  nexa::host::GnmiServiceParts parts{
+  nexa::server::GnmiServiceParts parts{
       *resolver_,
       *translator_,
       *store_,
@@ -241,13 +242,13 @@ bool Application::serve(std::string& error) {
   if (!config_.no_linux_state) providers_.push_back(nexa::state::make_linux_interfaces());
   for (const auto& provider : providers_) parts.providers.push_back(provider.get());
   if (!hook_.command.empty()) {
-    parts.approve = [this](const nexa::host::Change& change) {
+    parts.approve = [this](const nexa::store::Change& change) {
       grpc::Status status = nexa::hook::run_commit_hook(hook_, change, "set");
       if (!status.ok()) log_warning("commit hook: " + status.error_message());
       return status;
     };
   }
-  service_ = nexa::host::make_gnmi_service(parts, service_options(config_));
+  service_ = nexa::server::make_gnmi_service(parts, service_options(config_));
   server_ = Server::start(
       config_, std::move(sockets),
       tls_ == nullptr ? grpc::InsecureServerCredentials() : make_tls_credentials(tls_),

@@ -69,13 +69,13 @@ class Application {
   std::unique_ptr<nexa::ServiceKestrelNamespaceMapperImpl> mapper_;
   std::unique_ptr<nexa::model::Schema> schema_;
   std::unique_ptr<nexa::model::Resolver> resolver_;
-  std::unique_ptr<nexa::host::Translator> translator_;
+  std::unique_ptr<nexa::translate::Translator> translator_;
   std::shared_ptr<TlsStore> tls_;
   std::unique_ptr<nexa::access::AccessControl> access_;
-  std::unique_ptr<nexa::host::ConfigStore> store_;
+  std::unique_ptr<nexa::store::ConfigStore> store_;
   std::vector<std::unique_ptr<nexa::state::StateProvider>> providers_;
   Metrics metrics_;
-  std::unique_ptr<nexa::host::GnmiService> service_;
+  std::unique_ptr<nexa::server::GnmiService> service_;
   std::unique_ptr<Server> server_;
   StoreWatch watch_;
   std::unique_ptr<Verifier> verifier_;

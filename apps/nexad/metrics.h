@@ -17,7 +17,7 @@
 namespace nexad {
 
 // Counts what the service tells, and writes its audit and faults to the log. Any thread.
-class Metrics final : public nexa::host::ServiceObserver {
+class Metrics final : public nexa::server::ServiceObserver {
  public:
   Metrics();
   ~Metrics() override;

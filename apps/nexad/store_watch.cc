@@ -5,7 +5,7 @@
 
 namespace nexad {
 
-bool StoreWatch::look(const nexa::host::StoreHealth& health) {
+bool StoreWatch::look(const nexa::store::StoreHealth& health) {
   if (!health.writable && last_.writable) {
     log_warning("Sets are refused: " + health.obstacle);
   } else if (health.writable && !last_.writable) {

@@ -11,11 +11,11 @@ class StoreWatch {
  public:
   // Logs what has changed since the last look; the first look logs what is wrong. True when commits
   // can be expected to reach the disk and the configuration is not known to break a rule.
-  bool look(const nexa::host::StoreHealth& health);
+  bool look(const nexa::store::StoreHealth& health);
 
  private:
   bool has_looked_ = false;
-  nexa::host::StoreHealth last_;
+  nexa::store::StoreHealth last_;
 };
 
 }  // namespace nexad

@@ -24,7 +24,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 using nexa::hook::ChildProcess;
-using nexa::host::VerificationReport;
+using nexa::store::VerificationReport;
 
 constexpr int kLookPauseMs = 250;
 constexpr std::size_t kMostText = 64U << 10U;
@@ -106,7 +106,7 @@ struct Verifier::Run {
   }
 };
 
-Verifier::Verifier(nexa::host::ConfigStore& store, VerifierOptions options)
+Verifier::Verifier(nexa::store::ConfigStore& store, VerifierOptions options)
     : store_(store), options_(std::move(options)), stop_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
   for (const char* reason : {kNotStarted, kDied, kTooLong, kNoVerdict, kUnjudged, kUnreadable}) {
     counts_.failures[reason] = 0;

@@ -37,7 +37,7 @@ struct VerifierCounts {
 class Verifier {
  public:
   // Begins at once. `store` outlives this object.
-  Verifier(nexa::host::ConfigStore& store, VerifierOptions options);
+  Verifier(nexa::store::ConfigStore& store, VerifierOptions options);
   // Kills a run.
   ~Verifier();
   Verifier(const Verifier&) = delete;
@@ -57,7 +57,7 @@ class Verifier {
   // True when this object is to end.
   bool wait(int milliseconds) const;
 
-  nexa::host::ConfigStore& store_;
+  nexa::store::ConfigStore& store_;
   const VerifierOptions options_;
   nexa::text::Descriptor stop_;  // readable when this object is to end
 

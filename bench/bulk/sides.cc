@@ -21,8 +21,8 @@ constexpr char kRoot[] = "/";
 constexpr std::uint32_t kConfigOnly = LYD_VALIDATE_PRESENT | LYD_VALIDATE_NO_STATE;
 
 gnmi::Path path_of(const std::string& text) {
-  nexa::host::PathStringError error;
-  const auto path = nexa::host::parse_path_string(text, &error);
+  nexa::translate::PathStringError error;
+  const auto path = nexa::translate::parse_path_string(text, &error);
   if (!path) give_up(text + ": " + error.text());
   return *path;
 }
@@ -104,22 +104,22 @@ StoreSide::StoreSide(const std::string& directory, const Options& options)
   static_cast<void>(mapper_->populate());
   schema_ = std::make_unique<nexa::model::Schema>();
   resolver_ = std::make_unique<nexa::model::Resolver>(*schema_);
-  translator_ = std::make_unique<nexa::host::Translator>(*mapper_, *schema_);
-  nexa::host::TreeStoreOptions wanted;
+  translator_ = std::make_unique<nexa::translate::Translator>(*mapper_, *schema_);
+  nexa::store::TreeStoreOptions wanted;
   wanted.directory = directory;
   wanted.sync = options.sync;
   wanted.commits_per_snapshot = options.commits_per_snapshot;
   std::string error;
-  store_ = nexa::host::open_tree_store(wanted, error);
+  store_ = nexa::store::open_tree_store(wanted, error);
   if (store_ == nullptr) give_up(error);
 }
 
-std::vector<nexa::host::Edit> StoreSide::prepare(const std::string& bytes) {
+std::vector<nexa::store::Edit> StoreSide::prepare(const std::string& bytes) {
   gnmi::SetRequest request;
   if (!request.ParseFromString(bytes)) give_up("the request is no SetRequest");
-  std::vector<nexa::host::Edit> edits;
-  const nexa::host::SetParts parts{*resolver_, *translator_, 100000, {}};
-  const grpc::Status status = nexa::host::prepare_set(parts, request, edits);
+  std::vector<nexa::store::Edit> edits;
+  const nexa::server::SetParts parts{*resolver_, *translator_, 100000, {}};
+  const grpc::Status status = nexa::server::prepare_set(parts, request, edits);
   if (!status.ok()) give_up("Set: " + status.error_message());
   return edits;
 }
@@ -127,19 +127,19 @@ std::vector<nexa::host::Edit> StoreSide::prepare(const std::string& bytes) {
 void StoreSide::set(const std::string& bytes) {
   gnmi::SetRequest request;
   if (!request.ParseFromString(bytes)) give_up("the request is no SetRequest");
-  nexa::host::CommitRequest commit;
-  const nexa::host::SetParts parts{*resolver_, *translator_, 100000, {}};
-  const grpc::Status status = nexa::host::prepare_set(parts, request, commit.edits);
+  nexa::store::CommitRequest commit;
+  const nexa::server::SetParts parts{*resolver_, *translator_, 100000, {}};
+  const grpc::Status status = nexa::server::prepare_set(parts, request, commit.edits);
   if (!status.ok()) give_up("Set: " + status.error_message());
   commit.author = "bench";
   commit.comment = "Set of 1 operations";
-  const nexa::host::CommitResult result = store_->commit(commit);
+  const nexa::store::CommitResult result = store_->commit(commit);
   if (!result.status.ok()) {
     give_up("commit: " + result.status.error_message() + " " + result.rule + " " + result.path);
   }
   newest_ = result.number;
   gnmi::SetResponse response;
-  nexa::host::answer_set(request, response);
+  nexa::server::answer_set(request, response);
 }
 
 void StoreSide::change(const std::string& request) {
@@ -157,7 +157,7 @@ std::size_t StoreSide::read_all() const {
 }
 
 bool StoreSide::serves(const std::string& path) const {
-  nexa::host::Query query;
+  nexa::store::Query query;
   auto target = resolver_->resolve(gnmi::Path(), path_of(path), nexa::model::Purpose::kRead);
   if (!target.ok()) return false;
   query.target = std::move(target.value());

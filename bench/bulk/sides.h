@@ -64,21 +64,21 @@ class StoreSide {
   // The same; ends the process when the Set made no commit, because nothing was to be changed.
   void change(const std::string& request);
   // The first half of it: everything up to the commit.
-  std::vector<nexa::host::Edit> prepare(const std::string& request);
+  std::vector<nexa::store::Edit> prepare(const std::string& request);
 
   // A full Get of the root: the bytes of its values.
   std::size_t read_all() const;
   // Whether the store serves this path.
   bool serves(const std::string& path) const;
 
-  nexa::host::ConfigStore& store() { return *store_; }
+  nexa::store::ConfigStore& store() { return *store_; }
 
  private:
   std::unique_ptr<nexa::ServiceKestrelNamespaceMapperImpl> mapper_;
   std::unique_ptr<nexa::model::Schema> schema_;
   std::unique_ptr<nexa::model::Resolver> resolver_;
-  std::unique_ptr<nexa::host::Translator> translator_;
-  std::unique_ptr<nexa::host::ConfigStore> store_;
+  std::unique_ptr<nexa::translate::Translator> translator_;
+  std::unique_ptr<nexa::store::ConfigStore> store_;
   std::uint64_t newest_ = 0;  // commit, as the last Set told
 };
 

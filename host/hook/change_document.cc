@@ -39,7 +39,7 @@ std::string_view without_declaration(std::string_view xml) {
 
 }  // namespace
 
-ChangeDocument::ChangeDocument(const host::Change& change, const char* reason)
+ChangeDocument::ChangeDocument(const store::Change& change, const char* reason)
     : head_(R"(<commit xmlns="urn:nexa:params:xml:ns:commit:1.0")") {
   append_attribute("number", std::to_string(change.number), head_);
   append_attribute("author", change.author, head_);

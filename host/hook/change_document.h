@@ -14,7 +14,7 @@ namespace nexa::hook {
 // Refers to `change`, which outlives it.
 class ChangeDocument {
  public:
-  ChangeDocument(const host::Change& change, const char* reason);
+  ChangeDocument(const store::Change& change, const char* reason);
   ChangeDocument(const ChangeDocument&) = delete;
   ChangeDocument& operator=(const ChangeDocument&) = delete;
 

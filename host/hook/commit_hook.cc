@@ -117,7 +117,7 @@ std::string verdict_text(int wait_status, const std::string& errors) {
 
 }  // namespace
 
-grpc::Status run_commit_hook(const CommitHookOptions& options, const host::Change& change,
+grpc::Status run_commit_hook(const CommitHookOptions& options, const store::Change& change,
                              const char* reason) {
   if (options.command.empty()) return {grpc::StatusCode::INTERNAL, kNoCommand};
   const auto deadline = Clock::now() + options.timeout;

@@ -27,7 +27,7 @@ struct CommitHookOptions {
 // program wrote on standard error (at most 4 KiB, control characters replaced). After the time
 // limit the group is killed: ABORTED. A program that cannot be started: INTERNAL. Standard output
 // goes nowhere. Blocks; any thread, one run at a time.
-grpc::Status run_commit_hook(const CommitHookOptions& options, const host::Change& change,
+grpc::Status run_commit_hook(const CommitHookOptions& options, const store::Change& change,
                              const char* reason);
 
 }  // namespace nexa::hook

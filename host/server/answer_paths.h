@@ -6,7 +6,7 @@
 
 #include "gnmi.pb.h"
 
-namespace nexa::host {
+namespace nexa::server {
 
 // The prefix of one request. A prefix with wildcards, or without the keys of a list, names many
 // places: answers then carry whole paths and a prefix of origin and target alone, for a path
@@ -33,6 +33,6 @@ class AnswerPrefix {
   bool present_;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::server
 
 #endif  // HOST_SERVER_ANSWER_PATHS_H_

@@ -7,7 +7,7 @@
 
 #include "server/messages.h"
 
-namespace nexa::host {
+namespace nexa::server {
 namespace {
 
 constexpr std::size_t kMostRoles = 1000;
@@ -46,4 +46,4 @@ grpc::Status Arbitration::admit(const gnmi::SetRequest& request) {
   return grpc::Status::OK;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::server

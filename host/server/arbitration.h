@@ -13,7 +13,7 @@
 
 #include "gnmi.pb.h"
 
-namespace nexa::host {
+namespace nexa::server {
 
 class Arbitration {
  public:
@@ -29,6 +29,6 @@ class Arbitration {
   std::map<std::string, ElectionId> highest_;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::server
 
 #endif  // HOST_SERVER_ARBITRATION_H_

@@ -11,7 +11,7 @@
 #include "translate/code_name.h"
 #include "translate/path_string.h"
 
-namespace nexa::host {
+namespace nexa::server {
 namespace {
 
 constexpr std::size_t kMostPaths = 10;
@@ -26,7 +26,7 @@ std::string shown_operations(const gnmi::SetRequest& request) {
   for (std::size_t index = 0; index < shown; ++index) {
     if (!text.empty()) text.append(", ");
     const gnmi::Path joined = model::join_paths(request.prefix(), operation_path(request, index));
-    const std::string path = format_path_string(joined);
+    const std::string path = translate::format_path_string(joined);
     const std::size_t length = text::prefix_length(path, kMostPathBytes);
     text.append(operation_name(request, index)).append(" ").append(path, 0, length);
     if (length < path.size()) text.append("...");
@@ -44,7 +44,7 @@ std::string audit_line(const SetAudit& audit, const gnmi::SetRequest& request) {
   line.append(" replaces=").append(std::to_string(request.replace_size()));
   line.append(" updates=").append(std::to_string(request.update_size()));
   line.append(" operations=").append(text::quoted(shown_operations(request)));
-  line.append(" verdict=").append(code_name(audit.verdict.error_code()));
+  line.append(" verdict=").append(translate::code_name(audit.verdict.error_code()));
   if (!audit.verdict.ok()) {
     line.append(" reason=").append(text::quoted(audit.verdict.error_message(), kMostReasonBytes));
   }
@@ -62,9 +62,9 @@ std::string login_line(const CallIdentity& identity, const char* method,
   }
   line.append(" peer=").append(text::quoted(identity.peer, kMostNameBytes));
   line.append(" method=").append(method);
-  line.append(" verdict=").append(code_name(verdict.error_code()));
+  line.append(" verdict=").append(translate::code_name(verdict.error_code()));
   line.append(" reason=").append(text::quoted(verdict.error_message(), kMostReasonBytes));
   return line;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::server

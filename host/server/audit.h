@@ -12,7 +12,7 @@
 #include "gnmi.pb.h"
 #include "server/call_identity.h"
 
-namespace nexa::host {
+namespace nexa::server {
 
 struct SetAudit {
   std::string user;
@@ -30,6 +30,6 @@ std::string audit_line(const SetAudit& audit, const gnmi::SetRequest& request);
 std::string login_line(const CallIdentity& identity, const char* method,
                        const grpc::Status& verdict);
 
-}  // namespace nexa::host
+}  // namespace nexa::server
 
 #endif  // HOST_SERVER_AUDIT_H_

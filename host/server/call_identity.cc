@@ -9,7 +9,7 @@
 #include <memory>
 #include <vector>
 
-namespace nexa::host {
+namespace nexa::server {
 namespace {
 
 constexpr char kUserKey[] = "username";
@@ -76,4 +76,4 @@ std::size_t count_common_names(std::string_view subject) {
   return count;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::server

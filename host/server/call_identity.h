@@ -11,7 +11,7 @@
 
 #include "access/access.h"
 
-namespace nexa::host {
+namespace nexa::server {
 
 struct CallIdentity {
   std::string user;
@@ -38,6 +38,6 @@ CallIdentity identify(const grpc::ServerContextBase& context);
 // How many common names a certificate's subject has, written as in RFC 2253 ("CN=a+O=b,C=de").
 std::size_t count_common_names(std::string_view subject);
 
-}  // namespace nexa::host
+}  // namespace nexa::server
 
 #endif  // HOST_SERVER_CALL_IDENTITY_H_

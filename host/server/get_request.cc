@@ -7,20 +7,20 @@
 #include <vector>
 
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
+#include "profile/request_check.h"
 #include "server/answer_paths.h"
 #include "server/messages.h"
 #include "server/request_rules.h"
-#include "translate/request_check.h"
 
-namespace nexa::host {
+namespace nexa::server {
 namespace {
 
 // Tags and lengths of an update, its value and its notification, and the origin of its path.
 constexpr std::size_t kBytesAroundUpdate = 64;
 
-DataPart part_of(gnmi::GetRequest::DataType type) {
-  if (type == gnmi::GetRequest::CONFIG) return DataPart::kConfig;
-  return type == gnmi::GetRequest::STATE ? DataPart::kState : DataPart::kAll;
+store::DataPart part_of(gnmi::GetRequest::DataType type) {
+  if (type == gnmi::GetRequest::CONFIG) return store::DataPart::kConfig;
+  return type == gnmi::GetRequest::STATE ? store::DataPart::kState : store::DataPart::kAll;
 }
 
 void set_value(gnmi::Encoding encoding, std::string& json, gnmi::Update& update) {
@@ -35,7 +35,8 @@ std::string place_of(int index) { return "path[" + std::to_string(index) + "]"; 
 
 class Reader {
  public:
-  Reader(const gnmi::GetRequest& request, const Snapshot& snapshot, const StateTree* state)
+  Reader(const gnmi::GetRequest& request, const store::Snapshot& snapshot,
+         const store::StateTree* state)
       : request_(request),
         prefix_(request.prefix(), request.has_prefix()),
         snapshot_(snapshot),
@@ -49,14 +50,14 @@ class Reader {
  private:
   const gnmi::GetRequest& request_;
   const AnswerPrefix prefix_;
-  const Snapshot& snapshot_;
-  const StateTree* state_;
+  const store::Snapshot& snapshot_;
+  const store::StateTree* state_;
 };
 
 grpc::Status Reader::read(int index, model::Target target, std::size_t& room,
                           gnmi::GetResponse& response) const {
   const gnmi::Path& requested = request_.path(index);
-  Query query;
+  store::Query query;
   query.target = std::move(target);
   query.part = part_of(request_.type());
   query.encoding = request_.encoding();
@@ -106,7 +107,7 @@ grpc::Status check(const GetParts& parts, gnmi::GetRequest& request,
                                                     std::to_string(parts.max_paths) + " are taken"};
   }
   if (request.path_size() == 0) request.add_path();
-  grpc::Status status = check_get(request).status;
+  grpc::Status status = profile::check_get(request).status;
   if (!status.ok()) return status;
   status = check_extensions(request.extension());
   if (!status.ok()) return status;
@@ -131,12 +132,12 @@ grpc::Status serve_get(const GetParts& parts, const gnmi::GetRequest& request,
   std::vector<model::Target> targets;
   grpc::Status status = check(parts, checked, targets);
   if (!status.ok()) return status;
-  std::shared_ptr<const StateTree> state;
+  std::shared_ptr<const store::StateTree> state;
   if (checked.type() != gnmi::GetRequest::CONFIG) {
     status = parts.state.read(state);
     if (!status.ok()) return status;
   }
-  const std::shared_ptr<const Snapshot> snapshot = parts.store.snapshot();
+  const std::shared_ptr<const store::Snapshot> snapshot = parts.store.snapshot();
   const Reader reader(checked, *snapshot, state.get());
   std::size_t room = parts.max_bytes;
   for (int index = 0; index < checked.path_size(); ++index) {
@@ -150,4 +151,4 @@ grpc::Status serve_get(const GetParts& parts, const gnmi::GetRequest& request,
   return grpc::Status::OK;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::server

@@ -12,11 +12,11 @@
 #include "server/state_cache.h"
 #include "store/config_store.h"
 
-namespace nexa::host {
+namespace nexa::server {
 
 struct GetParts {
   const model::Resolver& resolver;
-  const ConfigStore& store;
+  const store::ConfigStore& store;
   StateCache& state;
   std::size_t max_paths = 1000;
   std::size_t max_bytes = 256 << 20;  // of the answer
@@ -28,6 +28,6 @@ struct GetParts {
 grpc::Status serve_get(const GetParts& parts, const gnmi::GetRequest& request,
                        gnmi::GetResponse& response);
 
-}  // namespace nexa::host
+}  // namespace nexa::server
 
 #endif  // HOST_SERVER_GET_REQUEST_H_

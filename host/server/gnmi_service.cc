@@ -11,7 +11,7 @@
 #include "server/set_call.h"
 #include "server/subscribe_stream.h"
 
-namespace nexa::host {
+namespace nexa::server {
 namespace {
 
 void fill_capabilities(const gnmi::CapabilityResponse& models, gnmi::CapabilityResponse& response) {
@@ -138,4 +138,4 @@ std::unique_ptr<GnmiService> make_gnmi_service(const GnmiServiceParts& parts,
   return std::make_unique<Service>(parts, options);
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::server

@@ -21,7 +21,7 @@
 #include "store/config_store.h"
 #include "translate/translate.h"
 
-namespace nexa::host {
+namespace nexa::server {
 
 // What the service tells the world while it runs. Called from any thread, several at a time.
 class ServiceObserver {
@@ -63,13 +63,13 @@ struct GnmiServiceOptions {
 
 struct GnmiServiceParts {
   const model::Resolver& resolver;
-  Translator& translator;
-  ConfigStore& store;
+  translate::Translator& translator;
+  store::ConfigStore& store;
   nexa::access::AccessControl& access;
   const gnmi::CapabilityResponse& models;  // the mapper's cached model data
   std::vector<nexa::state::StateProvider*> providers;
   ServiceObserver& observer;
-  std::function<grpc::Status(const Change&)> approve;  // the commit hook; may be empty
+  std::function<grpc::Status(const store::Change&)> approve;  // the commit hook; may be empty
 };
 
 // The service. Everything in `parts` outlives it. shutdown() ends the streams (UNAVAILABLE) and
@@ -87,6 +87,6 @@ class GnmiService {
 std::unique_ptr<GnmiService> make_gnmi_service(const GnmiServiceParts& parts,
                                                const GnmiServiceOptions& options);
 
-}  // namespace nexa::host
+}  // namespace nexa::server
 
 #endif  // HOST_SERVER_GNMI_SERVICE_H_

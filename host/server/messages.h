@@ -3,7 +3,7 @@
 #ifndef HOST_SERVER_MESSAGES_H_
 #define HOST_SERVER_MESSAGES_H_
 
-namespace nexa::host {
+namespace nexa::server {
 
 inline constexpr char kShuttingDown[] = "The server is shutting down";
 inline constexpr char kTooManyRequests[] = "Too many requests are waiting";
@@ -36,6 +36,6 @@ inline constexpr char kNoSubscription[] = "The stream was closed before a subscr
 inline constexpr char kStreamOverflow[] =
     "The client does not read fast enough, the stream's queue is full";
 
-}  // namespace nexa::host
+}  // namespace nexa::server
 
 #endif  // HOST_SERVER_MESSAGES_H_

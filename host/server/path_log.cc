@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <utility>
 
-namespace nexa::host {
+namespace nexa::server {
 namespace {
 
 void append_number(std::size_t value, std::string& out) {
@@ -124,4 +124,4 @@ void PathLog::for_each_missing(const PathLog& later,
   }
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::server

@@ -11,7 +11,7 @@
 
 #include "gnmi.pb.h"
 
-namespace nexa::host {
+namespace nexa::server {
 
 class PathLog {
  public:
@@ -35,6 +35,6 @@ class PathLog {
   std::string last_;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::server
 
 #endif  // HOST_SERVER_PATH_LOG_H_

@@ -12,7 +12,7 @@
 #include "server/messages.h"
 #include "server/status_details.h"
 
-namespace nexa::host {
+namespace nexa::server {
 namespace {
 
 constexpr char kName[] = "ServerReflectionInfo";
@@ -149,4 +149,4 @@ void ReflectionService::close_all() {
   for (const auto& stream : open) stream->end({grpc::StatusCode::UNAVAILABLE, kShuttingDown});
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::server

@@ -12,7 +12,7 @@
 #include "server/service_core.h"
 #include "server/service_descriptions.h"
 
-namespace nexa::host {
+namespace nexa::server {
 
 class ReflectionStream;
 
@@ -38,6 +38,6 @@ class ReflectionService final : public grpc::CallbackGenericService {
   std::unordered_map<const ReflectionStream*, std::weak_ptr<ReflectionStream>> streams_;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::server
 
 #endif  // HOST_SERVER_REFLECTION_SERVICE_H_

@@ -7,7 +7,7 @@
 #include "text/display.h"
 #include "translate/path_string.h"
 
-namespace nexa::host {
+namespace nexa::server {
 namespace {
 
 constexpr std::size_t kMostPathShown = 300;
@@ -42,11 +42,11 @@ grpc::Status check_extensions(
 }
 
 std::string shown_path(const gnmi::Path& path) {
-  return text::printable(format_path_string(path), kMostPathShown);
+  return text::printable(translate::format_path_string(path), kMostPathShown);
 }
 
 std::string at_place(const std::string& place, const gnmi::Path& path) {
   return place + " " + shown_path(path) + ": ";
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::server

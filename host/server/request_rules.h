@@ -9,7 +9,7 @@
 
 #include "gnmi.pb.h"
 
-namespace nexa::host {
+namespace nexa::server {
 
 // UNIMPLEMENTED for a known extension that changes what the request means and that this server does
 // not serve. Unknown ones are passed over.
@@ -22,6 +22,6 @@ std::string at_place(const std::string& place, const gnmi::Path& path);
 // The path's string form, shortened to what a message takes.
 std::string shown_path(const gnmi::Path& path);
 
-}  // namespace nexa::host
+}  // namespace nexa::server
 
 #endif  // HOST_SERVER_REQUEST_RULES_H_

@@ -8,7 +8,7 @@
 
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
 
-namespace nexa::host {
+namespace nexa::server {
 namespace {
 
 constexpr std::size_t kMostMessageBytes = 32 << 10;
@@ -74,8 +74,8 @@ std::deque<QueuedMessage> SamplePage::take() {
   return std::exchange(messages_, {});
 }
 
-grpc::Status read_page(const Snapshot& snapshot, const StateTree* state, Subscription& subscription,
-                       SamplePage& page, bool& complete) {
+grpc::Status read_page(const store::Snapshot& snapshot, const store::StateTree* state,
+                       Subscription& subscription, SamplePage& page, bool& complete) {
   PathLog& reporting = subscription.reporting;
   const std::vector<std::uint64_t> before = reporting.sorted_numbers();
   complete = true;
@@ -101,4 +101,4 @@ grpc::Status read_page(const Snapshot& snapshot, const StateTree* state, Subscri
   return grpc::Status::OK;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::server

@@ -15,7 +15,7 @@
 #include "server/subscription_plan.h"
 #include "store/config_store.h"
 
-namespace nexa::host {
+namespace nexa::server {
 
 // One message and what it counts against the queue's limit.
 struct QueuedMessage {
@@ -60,9 +60,9 @@ class SamplePage {
 // Reads a subscription's leaves into the page. `complete` is set when all that is there was
 // reported; otherwise the page was full, and the next one goes on. A leaf is reported once in a
 // round, also when the configuration changes between two pages.
-grpc::Status read_page(const Snapshot& snapshot, const StateTree* state, Subscription& subscription,
-                       SamplePage& page, bool& complete);
+grpc::Status read_page(const store::Snapshot& snapshot, const store::StateTree* state,
+                       Subscription& subscription, SamplePage& page, bool& complete);
 
-}  // namespace nexa::host
+}  // namespace nexa::server
 
 #endif  // HOST_SERVER_SAMPLE_PAGE_H_

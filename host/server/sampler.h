@@ -13,7 +13,7 @@
 #include <thread>
 #include <utility>
 
-namespace nexa::host {
+namespace nexa::server {
 
 using MonotonicTime = std::chrono::steady_clock::time_point;
 
@@ -59,6 +59,6 @@ class Sampler {
   std::thread thread_;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::server
 
 #endif  // HOST_SERVER_SAMPLER_H_

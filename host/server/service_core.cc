@@ -10,7 +10,7 @@
 #include "server/messages.h"
 #include "server/status_details.h"
 
-namespace nexa::host {
+namespace nexa::server {
 namespace {
 
 // The message and what is sent of it.
@@ -124,4 +124,4 @@ grpc::Status UnaryCall::guarded(const std::function<grpc::Status()>& work) const
   return {grpc::StatusCode::INTERNAL, kServerFault};
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::server

@@ -20,7 +20,7 @@
 #include "server/unread_answers.h"
 #include "server/worker_pool.h"
 
-namespace nexa::host {
+namespace nexa::server {
 
 class ServiceCore {
  public:
@@ -95,6 +95,6 @@ class UnaryCall {
   std::atomic<bool> finished_{false};
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::server
 
 #endif  // HOST_SERVER_SERVICE_CORE_H_

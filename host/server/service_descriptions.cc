@@ -14,7 +14,7 @@
 #include "gnmi.pb.h"
 #include "server/service_protocols.h"
 
-namespace nexa::host {
+namespace nexa::server {
 namespace {
 
 namespace pb = google::protobuf;
@@ -185,4 +185,4 @@ bool ServiceDescriptions::answer(std::string_view method, const std::string& req
   return told->SerializeToString(&response);
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::server

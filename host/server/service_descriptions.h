@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-namespace nexa::host {
+namespace nexa::server {
 
 class ServiceDescriptions {
  public:
@@ -36,6 +36,6 @@ class ServiceDescriptions {
   std::unique_ptr<google::protobuf::DynamicMessageFactory> messages_;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::server
 
 #endif  // HOST_SERVER_SERVICE_DESCRIPTIONS_H_

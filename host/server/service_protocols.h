@@ -4,7 +4,7 @@
 #ifndef HOST_SERVER_SERVICE_PROTOCOLS_H_
 #define HOST_SERVER_SERVICE_PROTOCOLS_H_
 
-namespace nexa::host {
+namespace nexa::server {
 
 // gRPC answers health itself; the text is for clients that ask what the service looks like.
 inline constexpr char kHealthPackage[] = "grpc.health.v1";
@@ -89,6 +89,6 @@ service { name: "ServerReflection"
 }
 )";
 
-}  // namespace nexa::host
+}  // namespace nexa::server
 
 #endif  // HOST_SERVER_SERVICE_PROTOCOLS_H_

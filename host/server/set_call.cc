@@ -8,7 +8,7 @@
 #include "server/set_request.h"
 #include "server/status_details.h"
 
-namespace nexa::host {
+namespace nexa::server {
 
 SetCall::SetCall(ServiceCore& core, grpc::CallbackServerContext& context,
                  const gnmi::SetRequest& request, gnmi::SetResponse& response)
@@ -68,13 +68,13 @@ grpc::Status SetCall::apply() {
   grpc::Status status = core_.arbitration.admit(request_);
   if (!status.ok()) return status;
   if (!edits_.empty()) {
-    CommitRequest commit;
+    store::CommitRequest commit;
     commit.edits = std::move(edits_);
     commit.author = audit_.user;
     commit.comment = "Set of " + std::to_string(operation_count(request_)) + " operations";
     commit.approve = core_.parts.approve;
     commit.abandoned = [this] { return is_abandoned(); };
-    const CommitResult result = core_.parts.store.commit(commit);
+    const store::CommitResult result = core_.parts.store.commit(commit);
     if (is_abandoned() && !result.status.ok()) return abandoned();
     if (!result.status.ok()) return refusal_of(request_, result);
     audit_.commit = result.number;
@@ -97,4 +97,4 @@ void SetCall::finish(const grpc::Status& verdict) {
                         : verdict);
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::server

@@ -9,7 +9,7 @@
 #include "server/audit.h"
 #include "server/service_core.h"
 
-namespace nexa::host {
+namespace nexa::server {
 
 class SetCall : public std::enable_shared_from_this<SetCall> {
  public:
@@ -36,11 +36,11 @@ class SetCall : public std::enable_shared_from_this<SetCall> {
   UnaryCall call_;
   const gnmi::SetRequest& request_;
   gnmi::SetResponse& response_;
-  std::vector<Edit> edits_;
+  std::vector<store::Edit> edits_;
   SetAudit audit_;
   bool finished_ = false;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::server
 
 #endif  // HOST_SERVER_SET_CALL_H_

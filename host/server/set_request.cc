@@ -6,13 +6,13 @@
 #include <utility>
 
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
+#include "profile/request_check.h"
 #include "server/messages.h"
 #include "server/request_rules.h"
 #include "server/status_details.h"
 #include "text/display.h"
-#include "translate/request_check.h"
 
-namespace nexa::host {
+namespace nexa::server {
 namespace {
 
 constexpr std::size_t kMostValueShown = 100;
@@ -85,7 +85,8 @@ std::optional<std::size_t> edit_of(const gnmi::SetRequest& request, std::string_
 }
 
 // The texts of the checks are fixed and name no operation; the details do.
-grpc::Status refuse_checked(const gnmi::SetRequest& request, const RequestVerdict& verdict) {
+grpc::Status refuse_checked(const gnmi::SetRequest& request,
+                            const profile::RequestVerdict& verdict) {
   const grpc::StatusCode code = verdict.status.error_code();
   const std::optional<std::size_t> edit = edit_of(request, verdict.place);
   if (!edit) return with_details(code, verdict.status.error_message(), nullptr);
@@ -107,13 +108,13 @@ bool names_entry(const gnmi::Path& path) {
   return path.elem_size() > 0 && path.elem(path.elem_size() - 1).key_size() > 0;
 }
 
-grpc::Status add_delete(Edit& edit) {
+grpc::Status add_delete(store::Edit& edit) {
   if (!edit.target.is_root()) {
-    edit.kind = Edit::Kind::kDelete;
+    edit.kind = store::Edit::Kind::kDelete;
     return grpc::Status::OK;
   }
   // The root itself stays: all of its children go that belong to the origin.
-  edit.kind = Edit::Kind::kReplace;
+  edit.kind = store::Edit::Kind::kReplace;
   edit.xml = kEmptyDocument;
   return grpc::Status::OK;
 }
@@ -123,17 +124,17 @@ class Preparation {
   Preparation(const SetParts& parts, const gnmi::SetRequest& request)
       : parts_(parts), request_(request) {}
 
-  grpc::Status add(const OperationView& operation, Edit& edit) const;
+  grpc::Status add(const OperationView& operation, store::Edit& edit) const;
 
  private:
-  grpc::Status add_value(const OperationView& operation, Edit& edit) const;
+  grpc::Status add_value(const OperationView& operation, store::Edit& edit) const;
 
   const SetParts& parts_;
   const gnmi::SetRequest& request_;
 };
 
 // The text of every refusal begins with the operation and its path.
-grpc::Status Preparation::add(const OperationView& operation, Edit& edit) const {
+grpc::Status Preparation::add(const OperationView& operation, store::Edit& edit) const {
   const bool is_delete = operation.kind == gnmi::UpdateResult::DELETE;
   auto resolved =
       parts_.resolver.resolve(request_.prefix(), *operation.path,
@@ -150,19 +151,19 @@ grpc::Status Preparation::add(const OperationView& operation, Edit& edit) const 
                     text::printable(status.error_message()));
 }
 
-grpc::Status Preparation::add_value(const OperationView& operation, Edit& edit) const {
+grpc::Status Preparation::add_value(const OperationView& operation, store::Edit& edit) const {
   const gnmi::TypedValue& value = operation.update->val();
   const bool is_json = value.has_json_ietf_val() || value.has_json_val();
   if (is_json && names_entry(edit.target.path) && is_empty_object(value_text(value))) {
     return {grpc::StatusCode::INVALID_ARGUMENT, shown_value(operation) + kEmptyEntry};
   }
-  Translation translation = parts_.translator.translate(edit.target, value);
+  translate::Translation translation = parts_.translator.translate(edit.target, value);
   if (!translation.status.ok()) return translation.status;
   edit.xml = std::move(translation.xml);
   if (operation.kind == gnmi::UpdateResult::REPLACE) {
-    edit.kind = Edit::Kind::kReplace;
+    edit.kind = store::Edit::Kind::kReplace;
   } else {
-    edit.kind = Edit::Kind::kUpdate;
+    edit.kind = store::Edit::Kind::kUpdate;
     edit.target = model::Target();  // the document says where it belongs
   }
   return grpc::Status::OK;
@@ -177,14 +178,14 @@ std::size_t operation_count(const gnmi::SetRequest& request) {
 }
 
 grpc::Status prepare_set(const SetParts& parts, const gnmi::SetRequest& request,
-                         std::vector<Edit>& edits) {
+                         std::vector<store::Edit>& edits) {
   const std::size_t count = operation_count(request);
   if (count > parts.max_operations) {
     return {grpc::StatusCode::INVALID_ARGUMENT,
             std::to_string(count) + " operations in one request, at most " +
                 std::to_string(parts.max_operations) + " are taken"};
   }
-  const RequestVerdict verdict = check_set(request);
+  const profile::RequestVerdict verdict = profile::check_set(request);
   if (!verdict.ok()) return refuse_checked(request, verdict);
   grpc::Status status = check_extensions(request.extension());
   if (!status.ok()) return status;
@@ -200,7 +201,7 @@ grpc::Status prepare_set(const SetParts& parts, const gnmi::SetRequest& request,
   return grpc::Status::OK;
 }
 
-grpc::Status refusal_of(const gnmi::SetRequest& request, const CommitResult& result) {
+grpc::Status refusal_of(const gnmi::SetRequest& request, const store::CommitResult& result) {
   const grpc::StatusCode code = result.status.error_code();
   const std::string& rule = result.rule.empty() ? result.status.error_message() : result.rule;
   const std::string place = result.path.empty()
@@ -234,4 +235,4 @@ const gnmi::Path& operation_path(const gnmi::SetRequest& request, std::size_t ed
   return *operation_at(request, edit).path;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::server

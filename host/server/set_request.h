@@ -15,11 +15,11 @@
 #include "store/config_store.h"
 #include "translate/translate.h"
 
-namespace nexa::host {
+namespace nexa::server {
 
 struct SetParts {
   const model::Resolver& resolver;
-  Translator& translator;
+  translate::Translator& translator;
   std::size_t max_operations = 100000;
   std::function<bool()> abandoned;  // asked between operations; may be empty
 };
@@ -29,10 +29,10 @@ std::size_t operation_count(const gnmi::SetRequest& request);
 // The request's operations in the order in which they apply: deletes, replaces, updates. On a
 // refusal `edits` is worth nothing. Any thread; the translation takes turns.
 grpc::Status prepare_set(const SetParts& parts, const gnmi::SetRequest& request,
-                         std::vector<Edit>& edits);
+                         std::vector<store::Edit>& edits);
 
 // The status of a commit that was refused: the operation at fault, its path and value, the rule.
-grpc::Status refusal_of(const gnmi::SetRequest& request, const CommitResult& result);
+grpc::Status refusal_of(const gnmi::SetRequest& request, const store::CommitResult& result);
 
 // The answer to a Set that was applied.
 void answer_set(const gnmi::SetRequest& request, gnmi::SetResponse& response);
@@ -43,6 +43,6 @@ std::string operation_name(const gnmi::SetRequest& request, std::size_t edit);
 // The path of that operation, as the request wrote it.
 const gnmi::Path& operation_path(const gnmi::SetRequest& request, std::size_t edit);
 
-}  // namespace nexa::host
+}  // namespace nexa::server
 
 #endif  // HOST_SERVER_SET_REQUEST_H_

@@ -8,7 +8,7 @@
 #include "kestrel/kestrel.h"
 #include "server/messages.h"
 
-namespace nexa::host {
+namespace nexa::server {
 namespace {
 
 bool module_is_loaded(std::string_view module) {
@@ -22,7 +22,7 @@ bool module_is_loaded(std::string_view module) {
 
 }  // namespace
 
-StateCache::StateCache(const ConfigStore& store,
+StateCache::StateCache(const store::ConfigStore& store,
                        const std::vector<state::StateProvider*>& providers,
                        std::chrono::nanoseconds lifetime, FaultSink on_fault)
     : store_(store), lifetime_(lifetime), on_fault_(std::move(on_fault)) {
@@ -31,7 +31,7 @@ StateCache::StateCache(const ConfigStore& store,
   }
 }
 
-grpc::Status StateCache::read(std::shared_ptr<const StateTree>& state) {
+grpc::Status StateCache::read(std::shared_ptr<const store::StateTree>& state) {
   state.reset();
   if (providers_.empty()) return grpc::Status::OK;
   const std::lock_guard<std::mutex> lock(mutex_);
@@ -69,4 +69,4 @@ grpc::Status StateCache::refuse(const std::string& fault) {
   return {grpc::StatusCode::INTERNAL, kStateNotAvailable};
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::server

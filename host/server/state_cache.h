@@ -15,7 +15,7 @@
 #include "state/state_provider.h"
 #include "store/config_store.h"
 
-namespace nexa::host {
+namespace nexa::server {
 
 class StateCache {
  public:
@@ -23,28 +23,29 @@ class StateCache {
 
   // Asks those of `providers` whose module is in the loaded schema. A tree older than `lifetime` is
   // not handed out.
-  StateCache(const ConfigStore& store, const std::vector<nexa::state::StateProvider*>& providers,
+  StateCache(const store::ConfigStore& store,
+             const std::vector<nexa::state::StateProvider*>& providers,
              std::chrono::nanoseconds lifetime, FaultSink on_fault);
 
   // Sets `state`, null when there is no provider. INTERNAL when the providers' data do not fit the
   // schema; `on_fault` has been told what is wrong. Any thread.
-  grpc::Status read(std::shared_ptr<const StateTree>& state);
+  grpc::Status read(std::shared_ptr<const store::StateTree>& state);
 
  private:
   grpc::Status refresh();
   // A fault that lasts is told once.
   grpc::Status refuse(const std::string& fault);
 
-  const ConfigStore& store_;
+  const store::ConfigStore& store_;
   std::vector<nexa::state::StateProvider*> providers_;
   const std::chrono::nanoseconds lifetime_;
   const FaultSink on_fault_;
   std::mutex mutex_;
   std::chrono::steady_clock::time_point taken_;
-  std::shared_ptr<const StateTree> tree_;
+  std::shared_ptr<const store::StateTree> tree_;
   std::string last_fault_;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::server
 
 #endif  // HOST_SERVER_STATE_CACHE_H_

@@ -9,7 +9,7 @@
 #include "text/display.h"
 #include "text/utf8.h"
 
-namespace nexa::host {
+namespace nexa::server {
 namespace {
 
 constexpr std::size_t kMostEncodedText = 2500;
@@ -55,4 +55,4 @@ grpc::Status bounded(const grpc::Status& status) {
   return {status.error_code(), cut_text(status.error_message()), status.error_details()};
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::server

@@ -9,7 +9,7 @@
 
 #include "gnmi.pb.h"
 
-namespace nexa::host {
+namespace nexa::server {
 
 // A status whose details are a google.rpc.Status: the same code and text, and `blamed`, the path
 // and the kind of the operation at fault, when it is not null. A path too long for a trailer is
@@ -20,6 +20,6 @@ grpc::Status with_details(grpc::StatusCode code, const std::string& text,
 // `status` with its text cut to what a trailer takes.
 grpc::Status bounded(const grpc::Status& status);
 
-}  // namespace nexa::host
+}  // namespace nexa::server
 
 #endif  // HOST_SERVER_STATUS_DETAILS_H_

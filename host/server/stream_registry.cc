@@ -5,7 +5,7 @@
 #include "server/messages.h"
 #include "server/subscribe_stream.h"
 
-namespace nexa::host {
+namespace nexa::server {
 namespace {
 
 // A stream that is over before it begins.
@@ -64,4 +64,4 @@ void StreamRegistry::close_all() {
   for (const auto& stream : open) stream->end({grpc::StatusCode::UNAVAILABLE, kShuttingDown});
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::server

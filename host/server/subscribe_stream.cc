@@ -11,7 +11,7 @@
 #include "server/messages.h"
 #include "server/status_details.h"
 
-namespace nexa::host {
+namespace nexa::server {
 namespace {
 
 // A round larger than the queue waits for its reader; one that takes nothing for so long is gone.
@@ -190,13 +190,13 @@ void SubscribeStream::collect_due() {
 }
 
 grpc::Status SubscribeStream::read_subscriptions(SamplePage& page) {
-  std::shared_ptr<const StateTree> state;
+  std::shared_ptr<const store::StateTree> state;
   if (!core_.state.read(state).ok()) {
     // Leaves that could not be asked for are not gone: the next round tries again.
     pending_.clear();
     return grpc::Status::OK;
   }
-  const std::shared_ptr<const Snapshot> snapshot = core_.parts.store.snapshot();
+  const std::shared_ptr<const store::Snapshot> snapshot = core_.parts.store.snapshot();
   while (!pending_.empty()) {
     bool complete = false;
     grpc::Status status = read_page(*snapshot, state.get(), *pending_.front(), page, complete);
@@ -309,4 +309,4 @@ void SubscribeStream::OnDone() {
   core_.parts.observer.stream_closed();
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::server

@@ -14,7 +14,7 @@
 #include "server/service_core.h"
 #include "server/subscription_plan.h"
 
-namespace nexa::host {
+namespace nexa::server {
 
 class StreamRegistry;
 
@@ -105,6 +105,6 @@ class StreamRegistry {
   std::unordered_map<const SubscribeStream*, std::weak_ptr<SubscribeStream>> streams_;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::server
 
 #endif  // HOST_SERVER_SUBSCRIBE_STREAM_H_

@@ -6,11 +6,11 @@
 #include <string>
 #include <utility>
 
+#include "profile/request_check.h"
 #include "server/messages.h"
 #include "server/request_rules.h"
-#include "translate/request_check.h"
 
-namespace nexa::host {
+namespace nexa::server {
 namespace {
 
 // Longer than any process lives, and far from the clock's range.
@@ -35,7 +35,7 @@ grpc::Status plan_interval(const PlanLimits& limits, const gnmi::Subscription& r
 grpc::Status plan_one(const model::Resolver& resolver, const PlanLimits& limits,
                       const gnmi::SubscriptionList& list, const gnmi::Subscription& request,
                       Subscription& subscription) {
-  subscription.query.form = Form::kLeaves;
+  subscription.query.form = store::Form::kLeaves;
   subscription.query.encoding = list.encoding();
   subscription.requested.set_origin(request.path().origin());
   auto resolved = resolver.resolve(list.prefix(), request.path(), model::Purpose::kRead);
@@ -54,7 +54,7 @@ grpc::Status plan_subscriptions(const model::Resolver& resolver, const PlanLimit
             std::to_string(list.subscription_size()) + " subscriptions in one request, at most " +
                 std::to_string(limits.max_paths) + " are taken"};
   }
-  grpc::Status status = check_subscribe(request).status;
+  grpc::Status status = profile::check_subscribe(request).status;
   if (!status.ok()) return status;
   status = check_extensions(request.extension());
   if (!status.ok()) return status;
@@ -73,4 +73,4 @@ grpc::Status plan_subscriptions(const model::Resolver& resolver, const PlanLimit
   return grpc::Status::OK;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::server

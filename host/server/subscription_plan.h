@@ -16,11 +16,11 @@
 #include "server/sampler.h"
 #include "store/config_store.h"
 
-namespace nexa::host {
+namespace nexa::server {
 
 // One subscription of a stream, and how far it has come.
 struct Subscription {
-  Query query;
+  store::Query query;
   gnmi::Path requested;  // origin only: where answers write it
   std::chrono::nanoseconds interval{0};
   MonotonicTime due;
@@ -49,6 +49,6 @@ struct PlanLimits {
 grpc::Status plan_subscriptions(const model::Resolver& resolver, const PlanLimits& limits,
                                 const gnmi::SubscribeRequest& request, SubscriptionPlan& plan);
 
-}  // namespace nexa::host
+}  // namespace nexa::server
 
 #endif  // HOST_SERVER_SUBSCRIPTION_PLAN_H_

@@ -1,7 +1,7 @@
 // One counter for all answers; each reactor gives back what it took when its call is done.
 #include "server/unread_answers.h"
 
-namespace nexa::host {
+namespace nexa::server {
 
 bool UnreadAnswers::take(std::size_t bytes) {
   if (bytes_.fetch_add(bytes) + bytes <= limit_) return true;
@@ -27,4 +27,4 @@ void AnswerReactor::OnDone() {
   unread_->give_back(bytes_);
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::server

@@ -10,7 +10,7 @@
 #include <memory>
 #include <utility>
 
-namespace nexa::host {
+namespace nexa::server {
 
 // The bytes of all unread answers. Any thread.
 class UnreadAnswers {
@@ -44,6 +44,6 @@ class AnswerReactor final : public grpc::ServerUnaryReactor {
   std::unique_ptr<AnswerReactor> self_;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::server
 
 #endif  // HOST_SERVER_UNREAD_ANSWERS_H_

@@ -4,7 +4,7 @@
 #include <exception>
 #include <utility>
 
-namespace nexa::host {
+namespace nexa::server {
 
 WorkerPool::WorkerPool(unsigned threads, std::size_t limit, FaultSink on_fault)
     : limit_(limit), on_fault_(std::move(on_fault)) {
@@ -59,4 +59,4 @@ void WorkerPool::run() {
   }
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::server

@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-namespace nexa::host {
+namespace nexa::server {
 
 class WorkerPool {
  public:
@@ -47,6 +47,6 @@ class WorkerPool {
   std::vector<std::thread> threads_;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::server
 
 #endif  // HOST_SERVER_WORKER_POOL_H_

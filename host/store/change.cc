@@ -10,7 +10,7 @@
 #include "store/image/image_xml.h"
 #include "text/escape.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr char kDeclaration[] = " xmlns:yang=\"urn:ietf:params:xml:ns:yang:1\"";
@@ -312,4 +312,4 @@ std::string_view inner_xml(std::string_view document) {
   return document.substr(open + 1, close - open - 1);
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

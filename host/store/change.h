@@ -10,7 +10,7 @@
 #include "store/image/image.h"
 #include "store/tree.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // The difference as XML, each top-level node with an operation. Empty when no configured node
 // differs. False when it cannot be said: an entry stands behind one whose keys hold both kinds of
@@ -31,6 +31,6 @@ bool parse_nodes(std::string_view xml, TreePtr& tree, std::string& error);
 // when the text is no such document.
 std::string_view inner_xml(std::string_view document);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_CHANGE_H_

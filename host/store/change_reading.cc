@@ -11,7 +11,7 @@
 #include "store/image/image_import.h"
 #include "store/image_merge.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr char kNotApplicable[] = "the change does not fit the configuration before it";
@@ -154,4 +154,4 @@ bool apply_change(std::string_view xml, ImagePtr& image, std::string& error) {
   return fits;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

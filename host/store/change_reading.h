@@ -7,7 +7,7 @@
 
 #include "store/image/image.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // Makes in an image of what was configured the change that a YANG difference tells; containers that
 // are left empty are marked as defaults. Takes libyang's differences as well, which older programs
@@ -15,6 +15,6 @@ namespace nexa::host {
 // fit the image, which is undefined then.
 bool apply_change(std::string_view xml, ImagePtr& image, std::string& error);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_CHANGE_READING_H_

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <new>
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 // How the table begins in libyang 2.1.
@@ -61,4 +61,4 @@ void make_room_everywhere(lyd_node* first) {
   }
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

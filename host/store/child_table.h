@@ -8,7 +8,7 @@
 
 #include "store/tree.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // Call before a child is linked below `parent`, which may be null. Drops the table if it is nearly
 // out of free slots; libyang makes another one with the next child. Constant time otherwise.
@@ -21,6 +21,6 @@ void drop_child_table(lyd_node* parent);
 // that it has taken nodes out of.
 void make_room_everywhere(lyd_node* first);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_CHILD_TABLE_H_

@@ -1,7 +1,7 @@
 // The codes are those that gNMI clients tell apart: who can mend it, and whether to try again.
 #include "store/commit_answer.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 using grpc::StatusCode;
 
@@ -33,4 +33,4 @@ void report(const Violation& violation, int edit, CommitResult& result) {
                    words_of(violation)};
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -10,7 +10,7 @@
 #include "store/log/log_types.h"
 #include "store/validation/validation.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // The code for what the log answered.
 grpc::StatusCode code_of(LogResult::Code code);
@@ -21,6 +21,6 @@ std::string words_of(const Violation& violation);
 // Puts a violation, and the index of the edit at fault, into the result.
 void report(const Violation& violation, int edit, CommitResult& result);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_COMMIT_ANSWER_H_

@@ -18,7 +18,7 @@
 #include "gnmi.pb.h"
 #include "model/target.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // One operation of a transaction.
 struct Edit {
@@ -168,6 +168,6 @@ class ConfigStore {
                                 const std::function<grpc::Status(const Change&)>& approve) = 0;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_CONFIG_STORE_H_

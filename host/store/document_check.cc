@@ -15,7 +15,7 @@
 #include "store/repeated_entries.h"
 #include "store/validation/violation_text.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 using ViolationKind = Violation::Kind;
@@ -131,4 +131,4 @@ std::optional<Violation> judge_document(std::string_view document) {
   return read_document(inner_xml(document), tree);
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -9,7 +9,7 @@
 #include "store/tree.h"
 #include "store/validation/validation.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // Reads configuration nodes in XML, no element around them. A violation names the first problem: a
 // name or value that the schema does not take, operational data.
@@ -23,6 +23,6 @@ std::optional<Violation> read_document(std::string_view xml, TreePtr& tree);
 // libyang's messages off standard error from then on.
 std::optional<Violation> judge_document(std::string_view document);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_DOCUMENT_CHECK_H_

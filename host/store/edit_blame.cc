@@ -7,7 +7,7 @@
 #include "store/image/image_difference.h"
 #include "store/image/image_path.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 bool is_below(std::string_view path, std::string_view above) {
@@ -72,4 +72,4 @@ int edit_to_blame(const ImagePtr& before, const std::vector<Edit>& edits, std::s
   return several_below ? -1 : below;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

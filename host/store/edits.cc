@@ -14,7 +14,7 @@
 #include "store/reading/selection.h"
 #include "store/validation/violation_text.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr char kNoDocument[] = "the document has no top element";
@@ -213,4 +213,4 @@ std::optional<model::Refusal> EditApplier::remove(const model::Target& target) {
   return std::nullopt;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -11,7 +11,7 @@
 #include "store/config_store.h"
 #include "store/image/image.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 class EditApplier {
  public:
@@ -44,6 +44,6 @@ class EditApplier {
   std::size_t nodes_ = 0;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_EDITS_H_

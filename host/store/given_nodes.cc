@@ -11,7 +11,7 @@
 #include "store/image_merge.h"
 #include "store/validation/violation_text.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr char kGivesWay[] = "gives way to other nodes of the same transaction";
@@ -86,4 +86,4 @@ std::optional<LostNode> lost_node(const std::vector<Edit>& edits, const ImageInn
   return std::nullopt;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -10,7 +10,7 @@
 #include "store/image/image.h"
 #include "store/validation/validation.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 struct LostNode {
   Violation violation;
@@ -22,6 +22,6 @@ struct LostNode {
 std::optional<LostNode> lost_node(const std::vector<Edit>& edits, const ImageInner& edited,
                                   const ImageInner& judged);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_GIVEN_NODES_H_

@@ -9,7 +9,7 @@
 #include "store/image/image_import.h"
 #include "store/image/union_value.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 bool is_explicit(const ImageNode& node) {
@@ -285,4 +285,4 @@ void replace_at(ImageSlot& root, const lyd_node* document,
 
 void remove_chain(ImageSlot& root, const ImageChain& chain) { remove_below(root, chain, 0); }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -9,7 +9,7 @@
 #include "model/target.h"
 #include "store/image/image.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // Merges a document's nodes, libyang siblings, into the children of `parent`.
 void merge_siblings(ImageSlot& parent, const lyd_node* sources);
@@ -35,6 +35,6 @@ void take_json_types(ImageSlot& image, const ImageInner& given);
 // Takes out the node at the end of a chain, if it is still there.
 void remove_chain(ImageSlot& root, const ImageChain& chain);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_IMAGE_MERGE_H_

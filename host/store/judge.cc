@@ -13,7 +13,7 @@
 #include "store/validation/standing_defaults.h"
 #include "store/workspace.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 // Edits that give more nodes than the tree has, divided by this, are judged by libyang over all of
@@ -260,4 +260,4 @@ void Judge::take_back() {
   if (!undo_changes(tree_, changes_)) forget_tree();
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

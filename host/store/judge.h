@@ -13,7 +13,7 @@
 #include "store/tree_change.h"
 #include "store/validation/validation.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // One thread at a time.
 class Judge {
@@ -86,6 +86,6 @@ class Judge {
   std::uint64_t deaths_ = 0;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_JUDGE_H_

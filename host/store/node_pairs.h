@@ -8,7 +8,7 @@
 
 #include "store/reading/selection.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // Whether equal instances may stand side by side: lists without keys, leaf-lists of state.
 inline bool may_repeat(const lysc_node* schema) { return lysc_is_dup_inst_list(schema); }
@@ -83,6 +83,6 @@ void each_entry(const NodePair& groups, Take&& take) {
   }
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_NODE_PAIRS_H_

@@ -9,7 +9,7 @@
 #include "store/image/union_value.h"
 #include "store/siblings.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 lyd_node* find_match(const lyd_node* siblings, const lyd_node* like) {
   if (siblings == nullptr) return nullptr;
@@ -194,4 +194,4 @@ bool print_siblings(const lyd_node* top, std::string& xml) {
   return true;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

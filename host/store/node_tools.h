@@ -7,7 +7,7 @@
 
 #include "store/tree.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // The instance among `siblings` (any of them, may be null) that `like` names: the same schema node,
 // and the same keys or the same value where these tell instances apart. Constant time below a
@@ -68,6 +68,6 @@ LY_ERR change_canonical_term(lyd_node* leaf, const char* text);
 // XML of all siblings without defaults, in one line, below no element. False on failure.
 bool print_siblings(const lyd_node* top, std::string& xml);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_NODE_TOOLS_H_

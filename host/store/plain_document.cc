@@ -13,7 +13,7 @@
 
 #include "store/image/schema_texts.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr std::size_t kMostKeys = 8;
@@ -373,4 +373,4 @@ bool read_plain_document(std::string_view xml, TreePtr& tree) {
   return is_read;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

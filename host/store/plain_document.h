@@ -7,7 +7,7 @@
 
 #include "store/tree.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // Reads elements of the numbered schema's configuration, without the element around them, as
 // libyang would with LYD_PARSE_ONLY and LYD_PARSE_STRICT. False, and no tree: there is a fault in
@@ -15,6 +15,6 @@ namespace nexa::host {
 // anydata, state data, ...).
 bool read_plain_document(std::string_view xml, TreePtr& tree);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_PLAIN_DOCUMENT_H_

@@ -7,7 +7,7 @@
 
 #include "store/tree.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr std::string_view kNamespace = " xmlns=\"";
@@ -104,4 +104,4 @@ std::string Search::cut_behind(std::size_t end) const {
 
 std::string cut_at_repetition(std::string_view xml) { return Search(xml).cut(); }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

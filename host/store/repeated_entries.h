@@ -6,13 +6,13 @@
 #include <string>
 #include <string_view>
 
-namespace nexa::host {
+namespace nexa::store {
 
 // `xml` cut behind the first list entry, or leaf-list value, that was given before with the same
 // text, open elements closed: a short document with the same fault. Empty when there is none, or
 // where elements have prefixes. `xml` is well-formed, keys stand in the schema's order.
 std::string cut_at_repetition(std::string_view xml);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_REPEATED_ENTRIES_H_

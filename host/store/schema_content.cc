@@ -10,7 +10,7 @@
 #include "store/log/schema_stamp.h"
 #include "store/tree.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 struct FreeOutput {
@@ -79,4 +79,4 @@ std::string schema_content_digest() {
   return digest;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -5,13 +5,13 @@
 
 #include <string>
 
-namespace nexa::host {
+namespace nexa::store {
 
 // A checksum over the statements of all modules and submodules of kestrel::context(), imported ones
 // as well, and over the enabled features. The first call after a load costs about a third of the
 // load. Empty when there is no memory. Any thread.
 std::string schema_content_digest();
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_SCHEMA_CONTENT_H_

@@ -7,7 +7,7 @@
 
 #include "store/tree.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 bool has_default(const lysc_node* node) {
@@ -99,4 +99,4 @@ std::string unsupported_schema() {
   return fault.empty() ? Uniques().fault() : fault;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

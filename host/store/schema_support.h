@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace nexa::host {
+namespace nexa::store {
 
 // One line that says what of the loaded schema libyang 2.1 cannot do; empty when it can do all.
 //
@@ -14,6 +14,6 @@ namespace nexa::host {
 // out: libyang keeps the freed node.
 std::string unsupported_schema();
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_SCHEMA_SUPPORT_H_

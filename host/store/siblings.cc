@@ -1,7 +1,7 @@
 // Searches from both ends.
 #include "store/siblings.h"
 
-namespace nexa::host {
+namespace nexa::store {
 const lyd_node* some_instance(const lyd_node* first, const lysc_node* schema) {
   if (first == nullptr) return nullptr;
   const lyd_node* front = first;
@@ -24,4 +24,4 @@ const lyd_node* first_instance(const lyd_node* first, const lysc_node* schema) {
   return node;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -6,7 +6,7 @@
 
 #include "store/tree.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // An instance of `schema` among the siblings that start with `first`, or null. libyang keeps the
 // instances of a list together, so looking from both ends meets a long list's entries at once.
@@ -15,6 +15,6 @@ const lyd_node* some_instance(const lyd_node* first, const lysc_node* schema);
 // The first instance of `schema`, or null; the others follow it without a gap.
 const lyd_node* first_instance(const lyd_node* first, const lysc_node* schema);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_SIBLINGS_H_

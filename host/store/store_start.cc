@@ -9,7 +9,7 @@
 #include "store/log/schema_stamp.h"
 #include "store/workspace.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr char kLoadOld[] = "; load the modules that it was written with";
@@ -109,4 +109,4 @@ bool start_state(CommitLog& log, const std::string& file, Judge& judge, StartSta
   return stored.ok();
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

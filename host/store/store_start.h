@@ -10,7 +10,7 @@
 #include "store/log/commit_log.h"
 #include "store/stored_state.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 struct StartState {
   ImagePtr image;
@@ -26,6 +26,6 @@ struct StartState {
 bool start_state(CommitLog& log, const std::string& file, Judge& judge, StartState& start,
                  std::vector<std::string>& notes, std::string& error);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_STORE_START_H_

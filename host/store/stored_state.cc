@@ -8,7 +8,7 @@
 #include "store/log/log_rows.h"
 #include "store/schema_content.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 bool read_configuration(std::string_view xml, ImagePtr& image, std::string& error) {
@@ -72,4 +72,4 @@ bool configured_state(const CommitLog& log, std::uint64_t number, StoredState& s
   return true;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

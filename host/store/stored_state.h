@@ -7,7 +7,7 @@
 #include "store/image/image.h"
 #include "store/log/commit_log.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // What the schema digest of an image has to be for the loaded schema.
 std::string loaded_schema_hash();
@@ -29,6 +29,6 @@ bool newest_image_state(const CommitLog& log, StoredState& state, std::string& e
 bool configured_state(const CommitLog& log, std::uint64_t number, StoredState& state,
                       std::string& error);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_STORED_STATE_H_

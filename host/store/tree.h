@@ -9,7 +9,7 @@
 
 #include "kestrel/loader.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 struct DeleteTree {
   void operator()(lyd_node* tree) const { lyd_free_all(tree); }
@@ -38,6 +38,6 @@ inline bool is_many(const lysc_node* schema) {
   return (schema->nodetype & (LYS_LIST | LYS_LEAFLIST)) != 0;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_TREE_H_

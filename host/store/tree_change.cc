@@ -8,7 +8,7 @@
 #include "store/child_table.h"
 #include "store/node_tools.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 // Makes the flags of the containers above `node` fit to it.
@@ -78,4 +78,4 @@ bool undo_changes(lyd_node*& tree, TreeChanges& changes) {
   return ok;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -10,7 +10,7 @@
 
 #include "store/tree.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 struct TreeChange {
   enum class Kind : std::uint8_t {
@@ -41,6 +41,6 @@ using TreeChanges = std::vector<TreeChange>;
 // fails (no memory): the tree is then to be thrown away.
 bool undo_changes(lyd_node*& tree, TreeChanges& changes);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_TREE_CHANGE_H_

@@ -8,7 +8,7 @@
 #include "store/reading/selection.h"
 #include "store/validation/violation_text.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr char kNoElement[] = "the document has no top element";
@@ -98,4 +98,4 @@ std::shared_ptr<const StateTree> parse_state_tree(std::string_view xml, std::str
   return std::make_shared<ParsedState>(image_of_tree(tree.get()));
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

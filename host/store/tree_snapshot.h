@@ -10,7 +10,7 @@
 #include "store/config_store.h"
 #include "store/image/image.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 class TreeSnapshot : public Snapshot {
  public:
@@ -31,6 +31,6 @@ class TreeSnapshot : public Snapshot {
 // ConfigStore::parse_state.
 std::shared_ptr<const StateTree> parse_state_tree(std::string_view xml, std::string& error);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_TREE_SNAPSHOT_H_

@@ -25,7 +25,7 @@
 #include "store/store_start.h"
 #include "store/tree_snapshot.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr char kAbandoned[] = "nobody waits for the commit any more";
@@ -445,4 +445,4 @@ std::unique_ptr<ConfigStore> open_tree_store(const TreeStoreOptions& options, st
   return store;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

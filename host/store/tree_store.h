@@ -8,7 +8,7 @@
 
 #include "store/config_store.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 struct TreeStoreOptions {
   std::string directory;                      // made when it is not there; one process at a time
@@ -31,6 +31,6 @@ struct TreeStoreOptions {
 std::unique_ptr<ConfigStore> open_tree_store(const TreeStoreOptions& options, std::string& error,
                                              std::vector<std::string>* notes = nullptr);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_TREE_STORE_H_

@@ -11,7 +11,7 @@
 #include "store/log/commit_log.h"
 #include "store/stored_state.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 using ReportKind = VerificationReport::Kind;
@@ -99,4 +99,4 @@ VerificationReport verify_directory(const std::string& directory) {
   }
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

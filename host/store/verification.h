@@ -7,7 +7,7 @@
 
 #include "store/verification_report.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // Reads the whole log and verifies its checksums, makes the newest configuration of it in both ways
 // that it is stored in, compares them, and has libyang judge all of it under the loaded schema
@@ -16,6 +16,6 @@ namespace nexa::host {
 // of it, and needs memory for the configuration several times over.
 VerificationReport verify_directory(const std::string& directory);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_VERIFICATION_H_

@@ -4,7 +4,7 @@
 
 #include <charconv>
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr std::string_view kCommit = "commit ";
@@ -59,4 +59,4 @@ std::optional<VerificationReport> VerificationReport::of_line(std::string_view l
   return report;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

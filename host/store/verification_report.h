@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-namespace nexa::host {
+namespace nexa::store {
 
 struct VerificationReport {
   enum class Kind : std::uint8_t {
@@ -28,6 +28,6 @@ struct VerificationReport {
   static std::optional<VerificationReport> of_line(std::string_view line);
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_VERIFICATION_REPORT_H_

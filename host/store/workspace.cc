@@ -12,7 +12,7 @@
 #include "store/image/image_import.h"
 #include "store/node_tools.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr std::uint32_t kDefaultFlag = LYD_DEFAULT;
@@ -381,4 +381,4 @@ ImagePtr judged_image(const lyd_node* top, const ImageInner& like) {
   return made;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -7,7 +7,7 @@
 #include "store/image/image.h"
 #include "store/tree_change.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // Changes `top`, which stands for `before`, so that it stands for `after`; `changes` receives what
 // was done. Costs what differs. Throws std::bad_alloc when libyang fails: the tree is undefined
@@ -23,6 +23,6 @@ void take_over(const TreeChanges& changes, std::size_t first, ImagePtr& image);
 // is shared with `like`, and so are the places of entries.
 ImagePtr judged_image(const lyd_node* top, const ImageInner& like);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_WORKSPACE_H_

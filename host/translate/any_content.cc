@@ -2,7 +2,7 @@
 // with their module where it is not that of the parent, and known nodes by their schema.
 #include "translate/any_content.h"
 
-namespace nexa::host {
+namespace nexa::translate {
 namespace {
 
 bool is_letter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_'; }
@@ -149,4 +149,4 @@ std::string compact_json(const JsonDocument& document, std::uint32_t item) {
   return text;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::translate

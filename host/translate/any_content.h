@@ -8,7 +8,7 @@
 
 #include "translate/payload.h"
 
-namespace nexa::host {
+namespace nexa::translate {
 
 // Whether a name can be that of an XML element below anydata: a YANG identifier (RFC 7950, section
 // 6.2), perhaps with a module's name before it.
@@ -27,6 +27,6 @@ AnyContent look_at_any(const Payload& payload, const SchemaNames& names, std::ui
 // The text of a value in a scanned document, as it was sent but for blanks between its tokens.
 std::string compact_json(const JsonDocument& document, std::uint32_t item);
 
-}  // namespace nexa::host
+}  // namespace nexa::translate
 
 #endif  // HOST_TRANSLATE_ANY_CONTENT_H_

@@ -1,7 +1,7 @@
 // gRPC's C++ interface has the codes, but no names for them.
 #include "translate/code_name.h"
 
-namespace nexa::host {
+namespace nexa::translate {
 
 const char* code_name(grpc::StatusCode code) {
   switch (code) {
@@ -44,4 +44,4 @@ const char* code_name(grpc::StatusCode code) {
   return "UNKNOWN";
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::translate

@@ -6,7 +6,7 @@
 #include "translate/json_tree.h"
 #include "translate/xml_completion.h"
 
-namespace nexa::host {
+namespace nexa::translate {
 namespace {
 
 using Helpers = nexa::ServiceRpcMsgHelpers;
@@ -267,4 +267,4 @@ grpc::Status Conversion::finish(std::string& xml) {
   return grpc::Status::OK;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::translate

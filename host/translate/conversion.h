@@ -16,7 +16,7 @@
 #include "translate/payload.h"
 #include "translate/silent_xml.h"
 
-namespace nexa::host {
+namespace nexa::translate {
 
 // The nodes that a path names, from the top level down.
 using NodeChain = std::vector<const PathStep*>;
@@ -60,6 +60,6 @@ class Conversion {
   std::vector<xmlNodePtr> elements_;  // of the path that is being added, without its own value's
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::translate
 
 #endif  // HOST_TRANSLATE_CONVERSION_H_

@@ -7,7 +7,7 @@
 
 #include "nexa/xpath_parser.h"
 
-namespace nexa::host {
+namespace nexa::translate {
 namespace {
 
 using gnmi::rfc7951::KcnPathPointer;
@@ -183,4 +183,4 @@ grpc::Status to_database_path(const gnmi::Path& external,
   return grpc::Status::OK;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::translate

@@ -15,7 +15,7 @@
 #include "nexa/nexa_srv_kestrel_namespace_mapper_impl.h"
 #include "translate/database_text.h"
 
-namespace nexa::host {
+namespace nexa::translate {
 
 using Snode = gnmi::rfc7951::SchemaNode<kestrel_cs_node>;
 
@@ -42,6 +42,6 @@ grpc::Status to_database_path(const gnmi::Path& external,
 // their value; none for any other node.
 std::vector<std::string> key_names(const kestrel_cs_node& node);
 
-}  // namespace nexa::host
+}  // namespace nexa::translate
 
 #endif  // HOST_TRANSLATE_DATABASE_PATH_H_

@@ -6,7 +6,7 @@
 
 #include "nexa/xpath_parser.h"
 
-namespace nexa::host {
+namespace nexa::translate {
 namespace {
 
 constexpr std::string_view kWildcard = "*";
@@ -148,4 +148,4 @@ grpc::Status format_xpath(const OrderedPath& path, std::string& text) {
   return grpc::Status::OK;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::translate

@@ -15,7 +15,7 @@
 
 #include "translate/path_string.h"
 
-namespace nexa::host {
+namespace nexa::translate {
 
 // An element of a path whose keys have an order. In a keypath the key names are not written: a
 // parsed one has empty names.
@@ -43,6 +43,6 @@ std::string format_keypath(const OrderedPath& path);
 // that the text cannot hold.
 grpc::Status format_xpath(const OrderedPath& path, std::string& text);
 
-}  // namespace nexa::host
+}  // namespace nexa::translate
 
 #endif  // HOST_TRANSLATE_DATABASE_TEXT_H_

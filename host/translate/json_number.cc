@@ -1,7 +1,7 @@
 // Moves the decimal point of a number lexeme (RFC 8259 section 6), which the caller has scanned.
 #include "translate/json_number.h"
 
-namespace nexa::host {
+namespace nexa::translate {
 namespace {
 
 constexpr long kMostDigits = 40;
@@ -58,4 +58,4 @@ std::optional<std::string> without_exponent(std::string_view number) {
   return (negative ? "-" : "") + digits;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::translate

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace nexa::host {
+namespace nexa::translate {
 
 inline bool has_exponent(std::string_view number) {
   return number.find_first_of("eE") != std::string_view::npos;
@@ -17,6 +17,6 @@ inline bool has_exponent(std::string_view number) {
 // more than 40 digits would be needed: no YANG type has them.
 std::optional<std::string> without_exponent(std::string_view number);
 
-}  // namespace nexa::host
+}  // namespace nexa::translate
 
 #endif  // HOST_TRANSLATE_JSON_NUMBER_H_

@@ -6,7 +6,7 @@
 
 #include "text/utf8.h"
 
-namespace nexa::host {
+namespace nexa::translate {
 namespace {
 
 bool is_space(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
@@ -363,4 +363,4 @@ bool scan_json(std::string_view text, JsonDocument& document, std::string& error
   return false;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::translate

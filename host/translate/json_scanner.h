@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-namespace nexa::host {
+namespace nexa::translate {
 
 enum class JsonKind : std::uint8_t { kNull, kFalse, kTrue, kNumber, kString, kArray, kObject };
 
@@ -56,6 +56,6 @@ inline constexpr int kMaxPayloadDepth = 200;
 bool scan_json(std::string_view text, JsonDocument& document, std::string& error,
                std::size_t& offset, std::uint32_t& open_item);
 
-}  // namespace nexa::host
+}  // namespace nexa::translate
 
 #endif  // HOST_TRANSLATE_JSON_SCANNER_H_

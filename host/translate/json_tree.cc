@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstring>
 
-namespace nexa::host {
+namespace nexa::translate {
 namespace {
 
 constexpr char kPlaceholder[] = "-";
@@ -120,4 +120,4 @@ bool JsonTreeBuilder::correct(std::uint32_t item, nexa::Json2cJsonCsnodeHash& ha
   return true;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::translate

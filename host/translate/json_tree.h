@@ -10,7 +10,7 @@
 #include "text/json_owner.h"
 #include "translate/payload.h"
 
-namespace nexa::host {
+namespace nexa::translate {
 
 class JsonTreeBuilder {
  public:
@@ -49,6 +49,6 @@ bool needs_placeholder(std::string_view text);
 // Whether it does, for a report.
 bool is_altered_by_library(std::string_view text, const SchemaNames& names);
 
-}  // namespace nexa::host
+}  // namespace nexa::translate
 
 #endif  // HOST_TRANSLATE_JSON_TREE_H_

@@ -4,7 +4,7 @@
 
 #include <map>
 
-namespace nexa::host {
+namespace nexa::translate {
 namespace {
 
 class Parser {
@@ -111,4 +111,4 @@ std::string format_path_string(const gnmi::Path& path) {
   return text;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::translate

@@ -10,7 +10,7 @@
 
 #include "gnmi.pb.h"
 
-namespace nexa::host {
+namespace nexa::translate {
 
 // What is wrong with a path string, and the byte where it was noticed.
 struct PathStringError {
@@ -36,6 +36,6 @@ std::string format_path_string(const gnmi::Path& path);
 // Appends "[key=value]" to `out`, the value escaped.
 void append_key_predicate(std::string_view key, std::string_view value, std::string& out);
 
-}  // namespace nexa::host
+}  // namespace nexa::translate
 
 #endif  // HOST_TRANSLATE_PATH_STRING_H_

@@ -7,7 +7,7 @@
 
 #include "translate/json_number.h"
 
-namespace nexa::host {
+namespace nexa::translate {
 namespace {
 
 using kestrel::Written;
@@ -276,4 +276,4 @@ grpc::Status Payload::read_leaf(std::uint32_t item, kestrel_cs_node* node) {
   return grpc::Status::OK;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::translate

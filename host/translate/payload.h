@@ -14,7 +14,7 @@
 #include "model/target.h"
 #include "translate/json_scanner.h"
 
-namespace nexa::host {
+namespace nexa::translate {
 
 using model::is_any_data;
 using model::is_leaf;
@@ -111,6 +111,6 @@ class Payload {
   std::unordered_map<const kestrel_cs_node*, std::uint32_t> last_taken_;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::translate
 
 #endif  // HOST_TRANSLATE_PAYLOAD_H_

@@ -6,7 +6,7 @@
 #include "translate/any_content.h"
 #include "translate/payload.h"
 
-namespace nexa::host {
+namespace nexa::translate {
 namespace {
 
 constexpr std::size_t kLongestShown = 80;
@@ -257,4 +257,4 @@ grpc::Status Payload::refuse(std::uint32_t item, const std::string& rule) const 
               document.place(document.items[item].offset) + ")"};
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::translate

@@ -5,7 +5,7 @@
 
 #include <libxml/xmlerror.h>
 
-namespace nexa::host {
+namespace nexa::translate {
 
 // libxml2's messages of this thread go nowhere while the object lives; it is destroyed in the
 // thread that made it.
@@ -23,6 +23,6 @@ class SilentXml {
   void* const context_;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::translate
 
 #endif  // HOST_TRANSLATE_SILENT_XML_H_

@@ -5,10 +5,10 @@
 #include <string>
 #include <utility>
 
+#include "profile/request_check.h"
 #include "translate/path_string.h"
-#include "translate/request_check.h"
 
-namespace nexa::host {
+namespace nexa::translate {
 namespace {
 
 const char* name_of(Operation operation) {
@@ -29,7 +29,7 @@ Translation translate_update(const model::Resolver& resolver, Translator& transl
                              Operation operation, bool explain) {
   Translation result;
   const nexa::RequestType type = operation == Operation::kUpdate ? nexa::UPDATE : nexa::REPLACE;
-  result.status = check_update(type, prefix, update).status;
+  result.status = profile::check_update(type, prefix, update).status;
   if (!result.status.ok()) return result;
   std::vector<std::string> notes;
   const auto target =
@@ -48,4 +48,4 @@ Translation translate_update(const model::Resolver& resolver, Translator& transl
   return result;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::translate

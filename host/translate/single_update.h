@@ -7,7 +7,7 @@
 #include "model/resolver.h"
 #include "translate/translate.h"
 
-namespace nexa::host {
+namespace nexa::translate {
 
 enum class Operation { kUpdate, kReplace };
 
@@ -18,6 +18,6 @@ Translation translate_update(const model::Resolver& resolver, Translator& transl
                              const gnmi::Path& prefix, const gnmi::Update& update,
                              Operation operation, bool explain = false);
 
-}  // namespace nexa::host
+}  // namespace nexa::translate
 
 #endif  // HOST_TRANSLATE_SINGLE_UPDATE_H_

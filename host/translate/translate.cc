@@ -9,7 +9,7 @@
 #include "translate/payload.h"
 #include "translate/typed_value.h"
 
-namespace nexa::host {
+namespace nexa::translate {
 namespace {
 
 constexpr char kUpdateWithoutValue[] = "the update has no value";
@@ -97,4 +97,4 @@ Translation Translator::translate(const model::Target& target, const gnmi::Typed
   return result;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::translate

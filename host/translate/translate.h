@@ -17,7 +17,7 @@
 #include "model/target.h"
 #include "nexa/nexa_srv_kestrel_namespace_mapper_impl.h"
 
-namespace nexa::host {
+namespace nexa::translate {
 
 using model::Mode;
 
@@ -51,6 +51,6 @@ class Translator {
   std::unique_ptr<State> state_;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::translate
 
 #endif  // HOST_TRANSLATE_TRANSLATE_H_

@@ -5,7 +5,7 @@
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
 #include "text/escape.h"
 
-namespace nexa::host {
+namespace nexa::translate {
 namespace {
 
 using Helpers = nexa::ServiceRpcMsgHelpers;
@@ -74,4 +74,4 @@ grpc::Status value_as_json(const gnmi::TypedValue& value, bool json_only, std::s
   return Helpers::validate_Encoding(encoding);
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::translate

@@ -10,7 +10,7 @@
 
 #include "gnmi.pb.h"
 
-namespace nexa::host {
+namespace nexa::translate {
 
 // Sets `json` to the JSON text of `value`, which must outlive it as must `storage`; null data when
 // the message has no value. With `json_only` a plain scalar is refused with the library's verdict
@@ -18,6 +18,6 @@ namespace nexa::host {
 grpc::Status value_as_json(const gnmi::TypedValue& value, bool json_only, std::string& storage,
                            std::string_view& json);
 
-}  // namespace nexa::host
+}  // namespace nexa::translate
 
 #endif  // HOST_TRANSLATE_TYPED_VALUE_H_

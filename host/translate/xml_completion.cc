@@ -11,7 +11,7 @@
 #include "translate/any_content.h"
 #include "translate/json_tree.h"
 
-namespace nexa::host {
+namespace nexa::translate {
 namespace {
 
 const xmlChar* chars(const char* text) { return reinterpret_cast<const xmlChar*>(text); }
@@ -198,4 +198,4 @@ void XmlCompletion::append_opaque(xmlNodePtr parent, std::uint32_t item, std::st
   }
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::translate

@@ -7,7 +7,7 @@
 
 #include "translate/payload.h"
 
-namespace nexa::host {
+namespace nexa::translate {
 
 class XmlCompletion {
  public:
@@ -43,6 +43,6 @@ void mark(xmlNodePtr element, const kestrel::StoredText& stored);
 // Declares the default namespace `uri` on the element, unless it does so already.
 void declare_default(xmlNodePtr element, const char* uri);
 
-}  // namespace nexa::host
+}  // namespace nexa::translate
 
 #endif  // HOST_TRANSLATE_XML_COMPLETION_H_

@@ -18,7 +18,7 @@ namespace {
 using namespace nexa::hook;
 using std::chrono::milliseconds;
 
-using nexa::host::Change;
+using nexa::store::Change;
 
 Change small_change() {
   Change change;

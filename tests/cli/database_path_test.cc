@@ -9,8 +9,8 @@
 
 namespace {
 
-using nexa::host::resolve_database_text;
-using nexa::host::ResolvedPath;
+using nexa::translate::resolve_database_text;
+using nexa::translate::ResolvedPath;
 using nexa_test::options_for;
 using nexa_test::TempFolder;
 

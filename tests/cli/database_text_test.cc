@@ -12,9 +12,9 @@
 
 namespace {
 
-using nexa::host::OrderedElement;
-using nexa::host::OrderedPath;
-using nexa::host::PathStringError;
+using nexa::translate::OrderedElement;
+using nexa::translate::OrderedPath;
+using nexa::translate::PathStringError;
 
 OrderedElement element(const std::string& name, const std::vector<std::string>& values = {}) {
   OrderedElement made;
@@ -34,15 +34,15 @@ std::string dump(const OrderedPath& path) {
 
 std::string parsed(const std::string& text) {
   PathStringError error;
-  const auto path = nexa::host::parse_keypath(text, &error);
+  const auto path = nexa::translate::parse_keypath(text, &error);
   return path ? dump(*path) : error.text();
 }
 
 TEST(IsKeypath, IsDecidedByTheFirstBraceOrBracket) {
-  EXPECT_TRUE(nexa::host::is_keypath("/a{b}"));
-  EXPECT_TRUE(nexa::host::is_keypath("/a{b[1]}"));
-  EXPECT_FALSE(nexa::host::is_keypath("/a[k='{']"));
-  EXPECT_FALSE(nexa::host::is_keypath("/a/b"));
+  EXPECT_TRUE(nexa::translate::is_keypath("/a{b}"));
+  EXPECT_TRUE(nexa::translate::is_keypath("/a{b[1]}"));
+  EXPECT_FALSE(nexa::translate::is_keypath("/a[k='{']"));
+  EXPECT_FALSE(nexa::translate::is_keypath("/a/b"));
 }
 
 TEST(ParseKeypath, ReadsElementsAndKeyValues) {
@@ -68,8 +68,8 @@ TEST(ParseKeypath, RefusesMalformedTextWithThePlace) {
 }
 
 TEST(FormatKeypath, KeepsTheOrderOfTheKeys) {
-  EXPECT_EQ(nexa::host::format_keypath({}), "/");
-  EXPECT_EQ(nexa::host::format_keypath({element("l", {"two words", "", "one"})}),
+  EXPECT_EQ(nexa::translate::format_keypath({}), "/");
+  EXPECT_EQ(nexa::translate::format_keypath({element("l", {"two words", "", "one"})}),
             "/l{two\\ words  one}");
 }
 
@@ -77,7 +77,7 @@ TEST(FormatXpath, KeepsTheOrderOfTheKeys) {
   OrderedElement list = element("l");
   list.keys = {{"b", "2"}, {"a", "1"}};
   std::string text;
-  EXPECT_TRUE(nexa::host::format_xpath({list}, text).ok());
+  EXPECT_TRUE(nexa::translate::format_xpath({list}, text).ok());
   EXPECT_EQ(text, "/l[b='2'][a='1']");
 }
 
@@ -86,7 +86,7 @@ TEST(FormatXpath, RefusesValuesThatDoNotReadBack) {
     OrderedElement list = element("l");
     list.keys = {{"k", value}};
     std::string text;
-    const grpc::Status status = nexa::host::format_xpath({list}, text);
+    const grpc::Status status = nexa::translate::format_xpath({list}, text);
     EXPECT_EQ(status.error_code(), grpc::StatusCode::INVALID_ARGUMENT);
     EXPECT_EQ(status.error_message(), "Key value \"" + std::string(value) +
                                           "\" cannot stand in xpath text: it holds one of \"=\", "
@@ -99,7 +99,7 @@ TEST(InByteOrder, SortsTheKeysOfEachElement) {
   gnmi::PathElem* list = path.add_elem();
   list->set_name("l");
   for (const char* key : {"b", "c", "a", "B"}) (*list->mutable_key())[key] = "1";
-  EXPECT_EQ(dump(nexa::host::in_byte_order(path)), "|l{B1}{a1}{b1}{c1}");
+  EXPECT_EQ(dump(nexa::translate::in_byte_order(path)), "|l{B1}{a1}{b1}{c1}");
 }
 
 // With at most one key in an element, map order is no matter.
@@ -117,16 +117,16 @@ gnmi::Path arbitrary_path(const std::string& alphabet) {
 
 RC_GTEST_PROP(DatabaseTextProperty, AgreesWithTheLibrary, ()) {
   const gnmi::Path path = arbitrary_path("ab *./\\{}\"");
-  const OrderedPath ordered = nexa::host::in_byte_order(path);
+  const OrderedPath ordered = nexa::translate::in_byte_order(path);
   std::string xpath;
-  RC_ASSERT(nexa::host::format_xpath(ordered, xpath).ok());
+  RC_ASSERT(nexa::translate::format_xpath(ordered, xpath).ok());
   RC_ASSERT(xpath == nexa::ServiceRpcMsgHelpers::build_path_str(path, nullptr));
 
   nexa::ServiceKestrelNamespaceMapperImpl mapper;
   const auto token = mapper.newToken();
   nexa::XpathParser parser(*token);
   parser.gPath = path;
-  RC_ASSERT(nexa::host::format_keypath(ordered) == parser.gPath_2_kpath());
+  RC_ASSERT(nexa::translate::format_keypath(ordered) == parser.gPath_2_kpath());
 }
 
 RC_GTEST_PROP(DatabaseTextProperty, AKeypathReadsBack, ()) {
@@ -137,7 +137,7 @@ RC_GTEST_PROP(DatabaseTextProperty, AKeypathReadsBack, ()) {
     path.push_back(element("name", values));
   }
   PathStringError error;
-  const auto again = nexa::host::parse_keypath(nexa::host::format_keypath(path), &error);
+  const auto again = nexa::translate::parse_keypath(nexa::translate::format_keypath(path), &error);
   RC_ASSERT(again.has_value());
   RC_ASSERT(dump(*again) == dump(path));
 }

@@ -11,8 +11,8 @@
 
 namespace {
 
-using nexa::host::CommitRequest;
-using nexa::host::Edit;
+using nexa::store::CommitRequest;
+using nexa::store::Edit;
 using nexa_test::Outcome;
 using nexa_test::run_nexa;
 using testing::HasSubstr;
@@ -29,11 +29,11 @@ class HistoryCommand : public testing::Test {
     ASSERT_EQ(name("two", "b\x1b[31m", ""), 2U);
   }
   void open() {
-    nexa::host::TreeStoreOptions options;
+    nexa::store::TreeStoreOptions options;
     options.directory = data();
     options.sync = false;
     std::string error;
-    store_ = nexa::host::open_tree_store(options, error);
+    store_ = nexa::store::open_tree_store(options, error);
     ASSERT_NE(store_, nullptr) << error;
   }
   std::uint64_t name(const std::string& value, const std::string& author,
@@ -53,7 +53,7 @@ class HistoryCommand : public testing::Test {
   }
 
   nexa_test::TempFolder folder_;
-  std::unique_ptr<nexa::host::ConfigStore> store_;
+  std::unique_ptr<nexa::store::ConfigStore> store_;
 };
 
 TEST_F(HistoryCommand, ListsCommitsWhileTheStoreIsOpen) {

@@ -6,29 +6,29 @@
 #include <string>
 
 #include "model/target.h"
-#include "translate/request_check.h"
+#include "profile/request_check.h"
 
 namespace {
 
 using google::protobuf::TextFormat;
-using nexa::host::RequestVerdict;
+using nexa::profile::RequestVerdict;
 
 RequestVerdict get(const std::string& text) {
   gnmi::GetRequest request;
   EXPECT_TRUE(TextFormat::ParseFromString(text, &request));
-  return nexa::host::check_get(request);
+  return nexa::profile::check_get(request);
 }
 
 RequestVerdict set(const std::string& text) {
   gnmi::SetRequest request;
   EXPECT_TRUE(TextFormat::ParseFromString(text, &request));
-  return nexa::host::check_set(request);
+  return nexa::profile::check_set(request);
 }
 
 RequestVerdict subscribe(const std::string& text) {
   gnmi::SubscribeRequest request;
   EXPECT_TRUE(TextFormat::ParseFromString(text, &request));
-  return nexa::host::check_subscribe(request);
+  return nexa::profile::check_subscribe(request);
 }
 
 void expect_ok(const RequestVerdict& verdict) {

@@ -15,8 +15,8 @@
 
 namespace {
 
-using nexa::host::CommitRequest;
-using nexa::host::Edit;
+using nexa::store::CommitRequest;
+using nexa::store::Edit;
 using nexa_test::Outcome;
 using nexa_test::run_nexa;
 using testing::HasSubstr;
@@ -61,18 +61,18 @@ class VerifyCommand : public testing::Test {
     return options;
   }
   void open() {
-    nexa::host::TreeStoreOptions options;
+    nexa::store::TreeStoreOptions options;
     options.directory = data();
     options.sync = false;
     std::string error;
-    store_ = nexa::host::open_tree_store(options, error);
+    store_ = nexa::store::open_tree_store(options, error);
     ASSERT_NE(store_, nullptr) << error;
   }
   std::uint64_t commit(const std::string& inner) {
     CommitRequest request;
     request.edits = {
         {Edit::Kind::kUpdate, {}, "<config><top xmlns=\"urn:m\">" + inner + "</top></config>"}};
-    const nexa::host::CommitResult result = store_->commit(request);
+    const nexa::store::CommitResult result = store_->commit(request);
     EXPECT_TRUE(result.status.ok()) << result.status.error_message();
     return result.number;
   }
@@ -84,7 +84,7 @@ class VerifyCommand : public testing::Test {
   }
 
   nexa_test::TempFolder folder_;
-  std::unique_ptr<nexa::host::ConfigStore> store_;
+  std::unique_ptr<nexa::store::ConfigStore> store_;
 };
 
 TEST_F(VerifyCommand, AValidDirectoryBesideItsServer) {
@@ -164,13 +164,13 @@ class ContradictoryLog : public VerifyCommand {
  protected:
   void append(const std::string& effect) {
     store_.reset();
-    nexa::host::LogOptions place;
+    nexa::store::LogOptions place;
     place.directory = data();
     place.sync = false;
     std::string error;
-    const auto log = nexa::host::CommitLog::open(place, error);
+    const auto log = nexa::store::CommitLog::open(place, error);
     ASSERT_NE(log, nullptr) << error;
-    nexa::host::LogEntry entry;
+    nexa::store::LogEntry entry;
     entry.number = 3;
     entry.change =
         "<top xmlns=\"urn:m\" xmlns:yang=\"urn:ietf:params:xml:ns:yang:1\" yang:operation=\"none\">"

@@ -31,7 +31,7 @@ class RawConvert : public testing::TestWithParam<RawConverter> {
   static grpc::Status status(const std::string& path, const std::string& value,
                              RawConverter converter, std::string& xml,
                              nexa::RequestType mode = nexa::UPDATE) {
-    const auto parsed = nexa::host::parse_path_string(path, nullptr);
+    const auto parsed = nexa::translate::parse_path_string(path, nullptr);
     if (!parsed) return {grpc::StatusCode::UNKNOWN, "no path"};
     return raw_convert(*mapper_, mode, *parsed, value, converter, xml);
   }

@@ -23,8 +23,8 @@
 namespace nexa_test {
 namespace {
 
-using nexa::host::Edit;
 using nexa::model::Mode;
+using nexa::store::Edit;
 using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -91,13 +91,13 @@ class Doors : public testing::Test {
   void start(Mode mode) {
     const LoadedModel& model = loaded_model();
     resolver_ = mode == Mode::kStrict ? &model.strict : &model.tolerant;
-    translator_ = std::make_unique<nexa::host::Translator>(*mapper_, model.schema, mode);
-    nexa::host::TreeStoreOptions options;
+    translator_ = std::make_unique<nexa::translate::Translator>(*mapper_, model.schema, mode);
+    nexa::store::TreeStoreOptions options;
     folder_ = std::make_unique<TempFolder>();
     options.directory = folder_->file("data");
     options.sync = false;
     std::string error;
-    store_ = nexa::host::open_tree_store(options, error);
+    store_ = nexa::store::open_tree_store(options, error);
     ASSERT_NE(store_, nullptr) << error;
   }
 
@@ -110,7 +110,7 @@ class Doors : public testing::Test {
     gnmi::Path prefix_path() const { return parsed(prefix, prefix_origin); }
     gnmi::Path own_path() const { return parsed(path, origin); }
     static gnmi::Path parsed(const std::string& text, const std::string& origin) {
-      gnmi::Path result = *nexa::host::parse_path_string(text, nullptr);
+      gnmi::Path result = *nexa::translate::parse_path_string(text, nullptr);
       result.set_origin(origin);
       return result;
     }
@@ -125,11 +125,11 @@ class Doors : public testing::Test {
   }
 
   Answer commit(const gnmi::SetRequest& request) {
-    nexa::host::CommitRequest commit;
-    const nexa::host::SetParts parts{*resolver_, *translator_, 100, {}};
+    nexa::store::CommitRequest commit;
+    const nexa::server::SetParts parts{*resolver_, *translator_, 100, {}};
     const grpc::Status status = prepare_set(parts, request, commit.edits);
     if (!status.ok()) return answer(status);
-    const nexa::host::CommitResult result = store_->commit(commit);
+    const nexa::store::CommitResult result = store_->commit(commit);
     return {result.status.error_code(), result.status.error_message()};
   }
 
@@ -154,14 +154,14 @@ class Doors : public testing::Test {
     *request.mutable_prefix() = asked.prefix_path();
     *request.add_path() = asked.own_path();
     request.set_encoding(gnmi::JSON_IETF);
-    nexa::host::StateCache state(*store_, {}, std::chrono::seconds(1), [](const std::string&) {});
+    nexa::server::StateCache state(*store_, {}, std::chrono::seconds(1), [](const std::string&) {});
     gnmi::GetResponse response;
     const grpc::Status status =
-        nexa::host::serve_get({*resolver_, *store_, state, 10, 1U << 20U, {}}, request, response);
+        nexa::server::serve_get({*resolver_, *store_, state, 10, 1U << 20U, {}}, request, response);
     if (!status.ok()) return answer(status);
     const gnmi::Update& update = response.notification(0).update(0);
     json = update.val().json_ietf_val();
-    if (path != nullptr) *path = nexa::host::format_path_string(update.path());
+    if (path != nullptr) *path = nexa::translate::format_path_string(update.path());
     return {};
   }
 
@@ -174,8 +174,8 @@ class Doors : public testing::Test {
     gnmi::Subscription& one = *list.add_subscription();
     *one.mutable_path() = asked.own_path();
     one.set_mode(gnmi::SAMPLE);
-    nexa::host::SubscriptionPlan plan;
-    nexa::host::PlanLimits limits;
+    nexa::server::SubscriptionPlan plan;
+    nexa::server::PlanLimits limits;
     const grpc::Status status = plan_subscriptions(*resolver_, limits, request, plan);
     if (!status.ok()) return answer(status);
     if (leaves != nullptr) {
@@ -193,9 +193,9 @@ class Doors : public testing::Test {
     gnmi::Update update;
     *update.mutable_path() = asked.own_path();
     update.mutable_val()->set_json_ietf_val(json);
-    const nexa::host::Translation result =
+    const nexa::translate::Translation result =
         translate_update(*resolver_, *translator_, asked.prefix_path(), update,
-                         nexa::host::Operation::kUpdate, true);
+                         nexa::translate::Operation::kUpdate, true);
     if (xml != nullptr) *xml = result.xml;
     if (notes != nullptr) *notes = result.notes;
     return answer(result.status);
@@ -215,9 +215,9 @@ class Doors : public testing::Test {
 
   static std::unique_ptr<nexa::ServiceKestrelNamespaceMapperImpl> mapper_;
   const nexa::model::Resolver* resolver_ = nullptr;
-  std::unique_ptr<nexa::host::Translator> translator_;
+  std::unique_ptr<nexa::translate::Translator> translator_;
   std::unique_ptr<TempFolder> folder_;
-  std::unique_ptr<nexa::host::ConfigStore> store_;
+  std::unique_ptr<nexa::store::ConfigStore> store_;
 };
 
 std::unique_ptr<nexa::ServiceKestrelNamespaceMapperImpl> Doors::mapper_;
@@ -249,7 +249,7 @@ TEST_F(Doors, EverySpellingOfAPathIsOneNode) {
     std::string path;
     EXPECT_EQ(get(spelling, json, &path), Answer());
     EXPECT_EQ(json, "\"x\"");
-    const std::string own = nexa::host::format_path_string(spelling.own_path());
+    const std::string own = nexa::translate::format_path_string(spelling.own_path());
     EXPECT_EQ(path, own) << "the answer keeps the client's spelling";
     std::size_t leaves = 0;
     EXPECT_EQ(subscribe(spelling, &leaves), Answer());

@@ -13,11 +13,11 @@
 namespace nexa::model {
 namespace {
 
-using host::parse_path_string;
-using host::PathStringError;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
+using translate::parse_path_string;
+using translate::PathStringError;
 
 struct Verdict {
   const char* path;

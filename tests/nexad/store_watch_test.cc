@@ -5,7 +5,7 @@
 
 namespace {
 
-using nexa::host::StoreHealth;
+using nexa::store::StoreHealth;
 using nexad::StoreWatch;
 
 StoreHealth unwritable() {

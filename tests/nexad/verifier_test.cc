@@ -17,13 +17,13 @@ namespace {
 
 using namespace nexad;
 using namespace std::chrono_literals;
-using nexa::host::StoreHealth;
+using nexa::store::StoreHealth;
 
-class FakeSnapshot : public nexa::host::Snapshot {
+class FakeSnapshot : public nexa::store::Snapshot {
  public:
   explicit FakeSnapshot(std::uint64_t number) : number_(number) {}
-  grpc::Status read(const nexa::host::Query&, const nexa::host::StateTree*,
-                    const nexa::host::ValueSink&) const override {
+  grpc::Status read(const nexa::store::Query&, const nexa::store::StateTree*,
+                    const nexa::store::ValueSink&) const override {
     return grpc::Status::OK;
   }
   std::string xml() const override { return "<config/>"; }
@@ -34,7 +34,7 @@ class FakeSnapshot : public nexa::host::Snapshot {
 };
 
 // A store that has a number and keeps what it is told.
-class FakeStore : public nexa::host::ConfigStore {
+class FakeStore : public nexa::store::ConfigStore {
  public:
   StoreHealth health() const override {
     const std::lock_guard lock(mutex_);
@@ -45,20 +45,20 @@ class FakeStore : public nexa::host::ConfigStore {
     if (violation.empty()) health_.verified = number;
     health_.violation = violation;
   }
-  std::shared_ptr<const nexa::host::Snapshot> snapshot() const override {
+  std::shared_ptr<const nexa::store::Snapshot> snapshot() const override {
     return std::make_shared<FakeSnapshot>(head);
   }
-  nexa::host::CommitResult commit(const nexa::host::CommitRequest&) override { return {}; }
-  std::shared_ptr<const nexa::host::StateTree> parse_state(std::string_view,
-                                                           std::string&) const override {
+  nexa::store::CommitResult commit(const nexa::store::CommitRequest&) override { return {}; }
+  std::shared_ptr<const nexa::store::StateTree> parse_state(std::string_view,
+                                                            std::string&) const override {
     return nullptr;
   }
-  grpc::Status history(std::size_t, std::vector<nexa::host::CommitRecord>&) const override {
+  grpc::Status history(std::size_t, std::vector<nexa::store::CommitRecord>&) const override {
     return grpc::Status::OK;
   }
-  nexa::host::CommitResult rollback(
+  nexa::store::CommitResult rollback(
       std::uint64_t, const std::string&,
-      const std::function<grpc::Status(const nexa::host::Change&)>&) override {
+      const std::function<grpc::Status(const nexa::store::Change&)>&) override {
     return {};
   }
 

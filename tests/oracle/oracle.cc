@@ -47,8 +47,8 @@ std::string printed(const lyd_node* tree) {
 
 // The JSON document that has `value` at `path`. Keys become members of their entries.
 std::string json_document(const std::string& path, const std::string& value) {
-  nexa::host::PathStringError error;
-  const auto parsed = nexa::host::parse_path_string(path, &error);
+  nexa::translate::PathStringError error;
+  const auto parsed = nexa::translate::parse_path_string(path, &error);
   if (!parsed || parsed->elem_size() == 0) return value;
   JsonPtr item(cJSON_Parse(value.c_str()));
   for (int i = parsed->elem_size() - 1; i >= 0; --i) {
@@ -91,11 +91,11 @@ Oracle::Oracle(const kestrel::LoadOptions& options) {
   mapper_->populate();
 }
 
-nexa::host::Translation Oracle::translate(const std::string& path, const std::string& value,
-                                          nexa::host::Mode mode) {
-  nexa::host::Translation result;
-  nexa::host::PathStringError error;
-  const auto parsed = nexa::host::parse_path_string(path, &error);
+nexa::translate::Translation Oracle::translate(const std::string& path, const std::string& value,
+                                               nexa::translate::Mode mode) {
+  nexa::translate::Translation result;
+  nexa::translate::PathStringError error;
+  const auto parsed = nexa::translate::parse_path_string(path, &error);
   if (!parsed) {
     result.status = {grpc::StatusCode::INVALID_ARGUMENT, error.text()};
     return result;
@@ -105,9 +105,9 @@ nexa::host::Translation Oracle::translate(const std::string& path, const std::st
   update.mutable_val()->set_json_ietf_val(value);
   const nexa::model::Schema schema;
   const nexa::model::Resolver resolver(schema, mode);
-  nexa::host::Translator translator(*mapper_, schema, mode);
-  return nexa::host::translate_update(resolver, translator, gnmi::Path(), update,
-                                      nexa::host::Operation::kReplace);
+  nexa::translate::Translator translator(*mapper_, schema, mode);
+  return nexa::translate::translate_update(resolver, translator, gnmi::Path(), update,
+                                           nexa::translate::Operation::kReplace);
 }
 
 std::string Oracle::difference(const std::string& path, const std::string& value,

@@ -18,8 +18,8 @@ class Oracle {
   const std::string& load_error() const { return load_error_; }
 
   // Translates a replace.
-  nexa::host::Translation translate(const std::string& path, const std::string& value,
-                                    nexa::host::Mode mode);
+  nexa::translate::Translation translate(const std::string& path, const std::string& value,
+                                         nexa::translate::Mode mode);
 
   // Empty when libyang reads the same tree from the document `xml` as from the JSON that has
   // `value` at `path`; otherwise what differs, or what libyang says against one of the two.

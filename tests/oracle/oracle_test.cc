@@ -7,11 +7,11 @@
 namespace nexa_test {
 namespace {
 
-using nexa::host::Mode;
+using nexa::translate::Mode;
 
 // A refusal is part of the answer.
 std::string outcome(Oracle& oracle, const std::string& path, const std::string& value, Mode mode) {
-  const nexa::host::Translation result = oracle.translate(path, value, mode);
+  const nexa::translate::Translation result = oracle.translate(path, value, mode);
   if (!result.status.ok()) return "refused: " + result.status.error_message();
   return oracle.difference(path, value, result.xml);
 }

@@ -12,8 +12,8 @@ class AbandonedSet : public ServiceTest {
   void SetUp() override {
     store.put("/device/name", "\"old\"");
     // A commit that goes on until it is told that nobody waits for it.
-    store.on_commit = [this](const CommitRequest& request) {
-      CommitResult result;
+    store.on_commit = [this](const nexa::store::CommitRequest& request) {
+      nexa::store::CommitResult result;
       begun = true;
       const bool told = eventually([&request] { return request.abandoned(); });
       result.status = told ? grpc::Status(grpc::StatusCode::CANCELLED, "abandoned")

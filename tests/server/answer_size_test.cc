@@ -100,7 +100,7 @@ TEST_F(AnswerSize, AnswersThatNobodyReadsAreBounded) {
 }
 
 TEST(UnreadAnswers, CountWhatWasTakenAndGivenBack) {
-  nexa::host::UnreadAnswers answers(100);
+  nexa::server::UnreadAnswers answers(100);
   EXPECT_TRUE(answers.take(60));
   EXPECT_FALSE(answers.take(41));
   EXPECT_TRUE(answers.take(40));

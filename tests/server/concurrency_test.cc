@@ -39,7 +39,7 @@ class Concurrency : public ServiceTest {
  protected:
   void SetUp() override {
     store.put("/device/name", "\"box\"");
-    approve = [this](const nexa::host::Change&) {
+    approve = [this](const nexa::store::Change&) {
       door.pass();
       return grpc::Status::OK;
     };

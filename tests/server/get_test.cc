@@ -25,14 +25,15 @@ class Get : public ServiceTest {
     if (!status.ok()) return shown(status);
     std::string text;
     for (const gnmi::Notification& notification : response.notification()) {
-      text += notification.has_prefix() ? notification.prefix().target() +
-                                              nexa::host::format_path_string(notification.prefix())
-                                        : "";
+      text += notification.has_prefix()
+                  ? notification.prefix().target() +
+                        nexa::translate::format_path_string(notification.prefix())
+                  : "";
       for (const gnmi::Update& update : notification.update()) {
         const std::string& json = request.encoding() == gnmi::JSON ? update.val().json_val()
                                                                    : update.val().json_ietf_val();
-        text += "|" + update.path().origin() + nexa::host::format_path_string(update.path()) + "=" +
-                json;
+        text += "|" + update.path().origin() + nexa::translate::format_path_string(update.path()) +
+                "=" + json;
       }
       text += "\n";
     }

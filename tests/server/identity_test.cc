@@ -49,7 +49,7 @@ TEST_F(Identity, CountsOneValueOnceHoweverOftenItIsGiven) {
 }
 
 TEST(CountCommonNames, KnowsNamesFromWhatValuesSay) {
-  using nexa::host::count_common_names;
+  using nexa::server::count_common_names;
   EXPECT_EQ(count_common_names(""), 0U);
   EXPECT_EQ(count_common_names("O=CN=a"), 0U);
   EXPECT_EQ(count_common_names("CN=a"), 1U);

@@ -102,7 +102,7 @@ class Descriptions : public testing::Test {
     return answer(request).find(part) != std::string::npos;
   }
 
-  const nexa::host::ServiceDescriptions descriptions;
+  const nexa::server::ServiceDescriptions descriptions;
 };
 
 TEST_F(Descriptions, FindFilesByNameSymbolAndExtension) {

@@ -10,19 +10,19 @@
 namespace nexa_test {
 namespace {
 
-using nexa::host::AnswerPrefix;
-using nexa::host::PathLog;
-using nexa::host::QueuedMessage;
-using nexa::host::SamplePage;
-using nexa::host::Subscription;
-using nexa::host::SubscriptionPlan;
+using nexa::server::AnswerPrefix;
+using nexa::server::PathLog;
+using nexa::server::QueuedMessage;
+using nexa::server::SamplePage;
+using nexa::server::Subscription;
+using nexa::server::SubscriptionPlan;
 
 using Lines = std::vector<std::string>;
 
 Lines missing(const PathLog& earlier, const PathLog& later) {
   Lines lines;
   earlier.for_each_missing(
-      later, [&](gnmi::Path& path) { lines.push_back(nexa::host::format_path_string(path)); });
+      later, [&](gnmi::Path& path) { lines.push_back(nexa::translate::format_path_string(path)); });
   return lines;
 }
 
@@ -78,7 +78,7 @@ TEST(AnswerPrefix, CoversWhatLiesBelowIt) {
   EXPECT_FALSE(prefix.covers(path_of("/b/list[k=1]/x")));
   gnmi::Path path = path_of("/a/list[k=1]/x");
   prefix.make_relative(path);
-  EXPECT_EQ(nexa::host::format_path_string(path), "/x");
+  EXPECT_EQ(nexa::translate::format_path_string(path), "/x");
   EXPECT_EQ(AnswerPrefix(gnmi::Path(), false).shown(true), nullptr);
 }
 
@@ -91,7 +91,7 @@ class Pages : public testing::Test {
     }
     plan.subscriptions.resize(1);
     subscription().query.target.path = path_of("/device");
-    subscription().query.form = nexa::host::Form::kLeaves;
+    subscription().query.form = nexa::store::Form::kLeaves;
   }
 
   Subscription& subscription() { return plan.subscriptions.front(); }
@@ -138,7 +138,7 @@ TEST_F(Pages, HaveNoPathTwiceInAMessage) {
   plan.subscriptions.resize(3);
   for (Subscription& each : plan.subscriptions) {
     each.query.target.path = path_of("/device");
-    each.query.form = nexa::host::Form::kLeaves;
+    each.query.form = nexa::store::Form::kLeaves;
   }
   plan.subscriptions[1].query.target.path = path_of("/device/c");
   SamplePage page(plan, 100000);

@@ -83,12 +83,12 @@ TEST_F(SetAudit, OfStrangersTheLoginIsKept) {
 }
 
 TEST(LoginLine, HasNoControlCharactersAndABound) {
-  nexa::host::CallIdentity identity;
+  nexa::server::CallIdentity identity;
   identity.user = "eve\nset user=\"root\"" + std::string(10000, 'x');
   identity.certificate = true;
   identity.certificate_name = std::string("a\0b", 3);
   identity.peer = "ipv4:1.2.3.4:5";
-  const std::string line = nexa::host::login_line(
+  const std::string line = nexa::server::login_line(
       identity, "Get", {grpc::StatusCode::UNAUTHENTICATED, "who\x1b[31m are you"});
   EXPECT_THAT(line, StartsWith(R"(login user="eve\nset user=\"root\")"));
   EXPECT_THAT(line, HasSubstr(R"( certificate="a\x00b" peer="ipv4:1.2.3.4:5" method=Get )"));
@@ -114,12 +114,12 @@ TEST(AuditLine, HasNoControlCharactersAndABound) {
     element->set_name("list");
     (*element->mutable_key())["k"] = "a\nb\"c\\\x1b[31m\xff" + std::string(10000, 'x');
   }
-  nexa::host::SetAudit audit;
+  nexa::server::SetAudit audit;
   audit.user = "eve\r\nset user=\"root\"";
   audit.peer = "ipv4:1.2.3.4:5";
   audit.verdict = {grpc::StatusCode::ABORTED, "line\none"};
   audit.time = std::chrono::milliseconds(3);
-  const std::string line = nexa::host::audit_line(audit, request);
+  const std::string line = nexa::server::audit_line(audit, request);
   EXPECT_EQ(line.substr(0, 56),
             "set user=\"eve\\r\\nset user=\\\"root\\\"\" peer=\"ipv4:1.2.3.4:5");
   for (const char character : line) {

@@ -10,7 +10,7 @@
 namespace nexa_test {
 namespace {
 
-using nexa::host::Edit;
+using nexa::store::Edit;
 
 class Set : public ServiceTest {
  protected:
@@ -31,16 +31,16 @@ class Set : public ServiceTest {
 
   // The edits of the last commit: "replace /device/name <xml content>".
   std::string edits() const {
-    const std::vector<CommitRequest> commits = store.commits();
+    const std::vector<nexa::store::CommitRequest> commits = store.commits();
     if (commits.empty()) return "none";
     std::string text;
-    for (const Edit& edit : commits.back().edits) {
-      text += edit.kind == Edit::Kind::kDelete    ? "delete "
-              : edit.kind == Edit::Kind::kReplace ? "replace "
-                                                  : "update ";
+    for (const nexa::store::Edit& edit : commits.back().edits) {
+      text += edit.kind == nexa::store::Edit::Kind::kDelete    ? "delete "
+              : edit.kind == nexa::store::Edit::Kind::kReplace ? "replace "
+                                                               : "update ";
       // The document of an update says where it belongs.
-      const bool has_target = edit.kind != Edit::Kind::kUpdate;
-      text += has_target ? nexa::host::format_path_string(edit.target.path) : "-";
+      const bool has_target = edit.kind != nexa::store::Edit::Kind::kUpdate;
+      text += has_target ? nexa::translate::format_path_string(edit.target.path) : "-";
       const std::size_t open = edit.xml.find("<config>");
       if (open != std::string::npos) {
         text += " " + edit.xml.substr(open + 8, edit.xml.find("</config>") - open - 8);
@@ -56,7 +56,7 @@ class Set : public ServiceTest {
     std::string text;
     for (const gnmi::UpdateResult& result : response.response()) {
       text += gnmi::UpdateResult::Operation_Name(result.op()) + " " +
-              nexa::host::format_path_string(result.path()) + "\n";
+              nexa::translate::format_path_string(result.path()) + "\n";
     }
     return text;
   }
@@ -169,12 +169,13 @@ TEST_F(Set, RefusalsCarryTheOperationInTheirDetails) {
   gnmi::UpdateResult blamed;
   ASSERT_TRUE(refusal.details(0).UnpackTo(&blamed));
   EXPECT_EQ(blamed.op(), gnmi::UpdateResult::UPDATE);
-  EXPECT_EQ(nexa::host::format_path_string(blamed.path()), "/example-device:device/limits/tiny");
+  EXPECT_EQ(nexa::translate::format_path_string(blamed.path()),
+            "/example-device:device/limits/tiny");
 }
 
 TEST_F(Set, ACommitsRefusalNamesOperationPathValueAndRule) {
-  store.on_commit = [](const CommitRequest&) {
-    CommitResult result;
+  store.on_commit = [](const nexa::store::CommitRequest&) {
+    nexa::store::CommitResult result;
     result.status = {grpc::StatusCode::FAILED_PRECONDITION, "refused"};
     result.edit = 1;
     result.path = "/example-device:device/uplink";
@@ -193,8 +194,8 @@ TEST_F(Set, ACommitsRefusalNamesOperationPathValueAndRule) {
 }
 
 TEST_F(Set, ARefusalThatBlamesNoOperationGivesItsText) {
-  store.on_commit = [](const CommitRequest&) {
-    CommitResult result;
+  store.on_commit = [](const nexa::store::CommitRequest&) {
+    nexa::store::CommitResult result;
     result.status = {grpc::StatusCode::RESOURCE_EXHAUSTED, "the disk is full"};
     return result;
   };
@@ -221,7 +222,7 @@ TEST_F(Set, AnEmptyObjectOrNullIsNoListEntry) {
 
 TEST_F(Set, RefusalsOfTheChecksComeAsTheyAre) {
   request.add_union_replace();
-  EXPECT_EQ(answer(), "12 Operation union_replace not supported");
+  EXPECT_EQ(answer(), "12 nexa::translate::Operation union_replace not supported");
   request.Clear();
   request.add_update();
   EXPECT_EQ(answer(), "3 No path field provided");
@@ -243,7 +244,7 @@ TEST_F(Set, RefusalsOfTheChecksNameTheirOperationInTheDetails) {
   gnmi::UpdateResult blamed;
   ASSERT_TRUE(details().details(0).UnpackTo(&blamed));
   EXPECT_EQ(blamed.op(), gnmi::UpdateResult::UPDATE);
-  EXPECT_EQ(nexa::host::format_path_string(blamed.path()), "/device/*");
+  EXPECT_EQ(nexa::translate::format_path_string(blamed.path()), "/device/*");
   request.add_union_replace();
   answer();
   EXPECT_EQ(details().code(), 12);
@@ -275,7 +276,7 @@ TEST_F(Set, TooManyOperationsAreRefused) {
 }
 
 TEST_F(Set, AVetoOfTheHookComesAsItIs) {
-  approve = [](const nexa::host::Change&) {
+  approve = [](const nexa::store::Change&) {
     return grpc::Status(grpc::StatusCode::FAILED_PRECONDITION, "not on a Sunday");
   };
   *request.add_update() = update_of("/example-device:device/name", "\"a\"");
@@ -283,7 +284,7 @@ TEST_F(Set, AVetoOfTheHookComesAsItIs) {
 }
 
 TEST_F(Set, AFaultOfTheStoreIsTheServers) {
-  store.on_commit = [](const CommitRequest&) -> CommitResult {
+  store.on_commit = [](const nexa::store::CommitRequest&) -> nexa::store::CommitResult {
     throw std::runtime_error("no memory");
   };
   *request.add_update() = update_of("/example-device:device/name", "\"a\"");

@@ -12,10 +12,10 @@
 namespace {
 
 using namespace std::chrono_literals;
-using nexa::host::MonotonicTime;
-using nexa::host::next_beat;
-using nexa::host::Sampler;
-using nexa::host::WorkerPool;
+using nexa::server::MonotonicTime;
+using nexa::server::next_beat;
+using nexa::server::Sampler;
+using nexa::server::WorkerPool;
 
 void ignore_faults(const std::string& /*line*/) {}
 

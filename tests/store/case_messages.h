@@ -37,9 +37,9 @@ inline void write_all(int pipe, const std::string& text) {
   }
 }
 
-inline void add_edits(const std::vector<nexa::host::Edit>& edits, std::string& text) {
+inline void add_edits(const std::vector<nexa::store::Edit>& edits, std::string& text) {
   add_part(std::to_string(edits.size()), text);
-  for (const nexa::host::Edit& edit : edits) {
+  for (const nexa::store::Edit& edit : edits) {
     add_part(std::to_string(static_cast<int>(edit.kind)), text);
     add_part(edit.target.path.SerializeAsString(), text);
     add_part(edit.xml, text);
@@ -50,10 +50,10 @@ inline std::uint64_t take_number(const std::string& text, std::size_t& at) {
   return std::strtoull(take_part(text, at).c_str(), nullptr, 10);
 }
 
-inline std::vector<nexa::host::Edit> take_edits(const std::string& text, std::size_t& at) {
-  std::vector<nexa::host::Edit> edits(take_number(text, at));
-  for (nexa::host::Edit& edit : edits) {
-    edit.kind = static_cast<nexa::host::Edit::Kind>(take_number(text, at));
+inline std::vector<nexa::store::Edit> take_edits(const std::string& text, std::size_t& at) {
+  std::vector<nexa::store::Edit> edits(take_number(text, at));
+  for (nexa::store::Edit& edit : edits) {
+    edit.kind = static_cast<nexa::store::Edit::Kind>(take_number(text, at));
     edit.target.path.ParseFromString(take_part(text, at));
     edit.xml = take_part(text, at);
   }

@@ -138,11 +138,11 @@ std::string describe(const CasePlan& plan) {
       text += "rollback to commit " + std::to_string(operation.back) + " (modulo their number)\n";
     } else {
       text += "Set\n";
-      for (const nexa::host::Edit& edit : operation.edits) {
+      for (const nexa::store::Edit& edit : operation.edits) {
         text += "   " + std::string(kinds[static_cast<int>(edit.kind)]) + " " +
-                (edit.kind == nexa::host::Edit::Kind::kUpdate
+                (edit.kind == nexa::store::Edit::Kind::kUpdate
                      ? ""
-                     : nexa::host::format_path_string(edit.target.path) + " ") +
+                     : nexa::translate::format_path_string(edit.target.path) + " ") +
                 edit.xml + "\n";
       }
     }

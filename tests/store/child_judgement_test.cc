@@ -17,7 +17,7 @@
 #include "real/temp_folder.h"
 #include "store/tree.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 using Kind = ChildOutcome::Kind;
@@ -198,4 +198,4 @@ TEST(ChildJudgement, IsNotStoppedByALockThatAnotherThreadHolds) {
 }
 
 }  // namespace
-}  // namespace nexa::host
+}  // namespace nexa::store

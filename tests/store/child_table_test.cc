@@ -9,7 +9,7 @@
 #include "store/child_table.h"
 #include "store/node_tools.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr char kModule[] =
@@ -91,4 +91,4 @@ TEST_F(ChildTable, IsMadeAgainAfterItWasDropped) {
 }
 
 }  // namespace
-}  // namespace nexa::host
+}  // namespace nexa::store

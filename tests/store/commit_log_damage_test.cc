@@ -11,9 +11,9 @@
 
 namespace {
 
-using nexa::host::CommitLog;
-using nexa::host::LogEntry;
-using nexa::host::LogLimits;
+using nexa::store::CommitLog;
+using nexa::store::LogEntry;
+using nexa::store::LogLimits;
 using nexa_test::TempFolder;
 
 constexpr char kRestore[] = "; restore a copy of the directory";
@@ -30,7 +30,7 @@ class LogDamage : public testing::Test {
                                "comment" + number, false, "change" + number})
                       .ok());
       if (i == 4) {
-        nexa::host::LogSnapshot snapshot;
+        nexa::store::LogSnapshot snapshot;
         snapshot.number = 4;
         snapshot.config = "<config>four</config>";
         ASSERT_TRUE(log->write_snapshot(std::move(snapshot), LogLimits()).ok());
@@ -40,7 +40,7 @@ class LogDamage : public testing::Test {
 
   std::unique_ptr<CommitLog> open(bool verify_all = false, bool read_only = false) {
     error_.clear();
-    nexa::host::LogOptions options;
+    nexa::store::LogOptions options;
     options.directory = folder_.path();
     options.sync = false;
     options.verify_all = verify_all;
@@ -52,8 +52,9 @@ class LogDamage : public testing::Test {
   void run_sql(const char* sql) const {
     sqlite3* handle = nullptr;
     ASSERT_EQ(sqlite3_open(file().c_str(), &handle), SQLITE_OK);
-    const nexa::host::DatabasePtr database(handle);
-    ASSERT_EQ(nexa::host::execute(handle, sql), SQLITE_OK) << sql << ": " << sqlite3_errmsg(handle);
+    const nexa::store::DatabasePtr database(handle);
+    ASSERT_EQ(nexa::store::execute(handle, sql), SQLITE_OK)
+        << sql << ": " << sqlite3_errmsg(handle);
     ASSERT_GT(sqlite3_total_changes(handle), -1);
   }
   void expect_damaged(const char* sql, const std::string& what) {
@@ -151,7 +152,7 @@ TEST_F(LogDamage, AnOldCommitIsVerifiedWhenItIsRead) {
   LogEntry entry;
   EXPECT_FALSE(log->entry(3, entry, error_));
   EXPECT_EQ(error_, text);
-  nexa::host::LogSnapshot base;
+  nexa::store::LogSnapshot base;
   int seen = 0;
   const auto count = [&seen](const LogEntry& /*entry*/) { return ++seen > 0; };
   EXPECT_FALSE(log->replay(3, base, count, error_));

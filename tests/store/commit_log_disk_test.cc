@@ -8,12 +8,12 @@
 
 namespace {
 
-using nexa::host::CommitLog;
-using nexa::host::LogEntry;
-using nexa::host::LogLimits;
-using nexa::host::LogOptions;
-using nexa::host::LogResult;
-using nexa::host::LogSnapshot;
+using nexa::store::CommitLog;
+using nexa::store::LogEntry;
+using nexa::store::LogLimits;
+using nexa::store::LogOptions;
+using nexa::store::LogResult;
+using nexa::store::LogSnapshot;
 using nexa_test::FailingDisk;
 using nexa_test::TempFolder;
 using Code = LogResult::Code;
@@ -150,7 +150,7 @@ TEST_F(LogOnAFailingDisk, NothingIsWrittenWhileSyncsFailAndReadingGoesOn) {
       EXPECT_EQ(refused.text, kDoesNotConfirm);
       EXPECT_EQ(log_->obstacle(), kDoesNotConfirm);
       ASSERT_NO_FATAL_FAILURE(check());
-      std::vector<nexa::host::CommitRecord> records;
+      std::vector<nexa::store::CommitRecord> records;
       EXPECT_TRUE(log_->history(0, records).ok());
       EXPECT_EQ(records.size(), stored_.size());
     }
@@ -221,8 +221,8 @@ TEST_F(LogOnAFailingDisk, AFailedSyncAfterHalfACheckpointLosesNothing) {
   ASSERT_EQ(sqlite3_open_v2((data_ + "/nexa.db").c_str(), &handle, SQLITE_OPEN_READONLY,
                             FailingDisk::kName),
             SQLITE_OK);
-  nexa::host::DatabasePtr reader(handle);
-  ASSERT_EQ(nexa::host::execute(handle, "BEGIN; SELECT count(*) FROM commits"), SQLITE_OK);
+  nexa::store::DatabasePtr reader(handle);
+  ASSERT_EQ(nexa::store::execute(handle, "BEGIN; SELECT count(*) FROM commits"), SQLITE_OK);
   for (int i = 0; i < 20; ++i) ASSERT_TRUE(append(3000).ok());
   ASSERT_TRUE(log_->checkpoint().ok());
   reader.reset();

@@ -9,11 +9,11 @@
 
 namespace {
 
-using nexa::host::CommitLog;
-using nexa::host::LogEntry;
-using nexa::host::LogLimits;
-using nexa::host::LogOptions;
-using nexa::host::LogSnapshot;
+using nexa::store::CommitLog;
+using nexa::store::LogEntry;
+using nexa::store::LogLimits;
+using nexa::store::LogOptions;
+using nexa::store::LogSnapshot;
 using nexa_test::FailingDisk;
 using nexa_test::TempFolder;
 
@@ -67,14 +67,15 @@ class LogImages : public testing::Test {
   void run_sql(const char* sql) const {
     sqlite3* handle = nullptr;
     ASSERT_EQ(sqlite3_open(folder_.file("nexa.db").c_str(), &handle), SQLITE_OK);
-    const nexa::host::DatabasePtr database(handle);
-    ASSERT_EQ(nexa::host::execute(handle, sql), SQLITE_OK) << sql << ": " << sqlite3_errmsg(handle);
+    const nexa::store::DatabasePtr database(handle);
+    ASSERT_EQ(nexa::store::execute(handle, sql), SQLITE_OK)
+        << sql << ": " << sqlite3_errmsg(handle);
   }
   std::int64_t ask(const char* sql) const {
     sqlite3* handle = nullptr;
     EXPECT_EQ(sqlite3_open(folder_.file("nexa.db").c_str(), &handle), SQLITE_OK);
-    const nexa::host::DatabasePtr database(handle);
-    return nexa::host::integer_of(handle, sql, -1);
+    const nexa::store::DatabasePtr database(handle);
+    return nexa::store::integer_of(handle, sql, -1);
   }
 
   // The tables as format 1 had them.
@@ -230,7 +231,7 @@ TEST(LogDigests, AreWhatTheyWereWithoutAnEffect) {
   LogEntry entry{1, 1000, "author", "comment", false, "change"};
   const std::string before(32, '\0');
   std::string hex;
-  for (const char byte : nexa::host::commit_digest(before, entry)) {
+  for (const char byte : nexa::store::commit_digest(before, entry)) {
     constexpr char kDigits[] = "0123456789abcdef";
     hex += kDigits[static_cast<unsigned char>(byte) / 16];
     hex += kDigits[static_cast<unsigned char>(byte) % 16];
@@ -242,9 +243,9 @@ TEST(LogDigests, TellTheChangeFromTheEffect) {
   const LogEntry both{1, 1, "", "", false, "a", "b"};
   const LogEntry other{1, 1, "", "", false, "ab", ""};
   const LogEntry third{1, 1, "", "", false, "", "ab"};
-  EXPECT_NE(nexa::host::commit_digest("", both), nexa::host::commit_digest("", other));
-  EXPECT_NE(nexa::host::commit_digest("", both), nexa::host::commit_digest("", third));
-  EXPECT_NE(nexa::host::commit_digest("", other), nexa::host::commit_digest("", third));
+  EXPECT_NE(nexa::store::commit_digest("", both), nexa::store::commit_digest("", other));
+  EXPECT_NE(nexa::store::commit_digest("", both), nexa::store::commit_digest("", third));
+  EXPECT_NE(nexa::store::commit_digest("", other), nexa::store::commit_digest("", third));
 }
 
 TEST_F(LogImages, ALogOfFormat1IsReadAsItIsAndUpgradedByAWriter) {
@@ -258,7 +259,7 @@ TEST_F(LogImages, ALogOfFormat1IsReadAsItIsAndUpgradedByAWriter) {
   ASSERT_TRUE(log_->entry(4, entry, error_)) << error_;
   EXPECT_EQ(entry.change, "change4");
   EXPECT_EQ(entry.effect, "");
-  std::vector<nexa::host::CommitRecord> records;
+  std::vector<nexa::store::CommitRecord> records;
   EXPECT_TRUE(log_->history(0, records).ok());
   EXPECT_EQ(records.size(), 4U);
   EXPECT_EQ(image(), "none");
@@ -284,7 +285,7 @@ TEST_F(LogImages, WhatTheLimitsDropIsNoPartOfTheHistory) {
     append(10);
     ASSERT_TRUE(snapshot("text", LogLimits{25, 10}));
   }
-  std::vector<nexa::host::CommitRecord> records;
+  std::vector<nexa::store::CommitRecord> records;
   ASSERT_TRUE(log_->history(0, records).ok());
   EXPECT_EQ(records.size(), 30U);
   EXPECT_EQ(records.back().number, 31U);
@@ -306,7 +307,7 @@ TEST_F(LogImages, CommitsThatWereAboutToBeDroppedDoNoHarm) {
   run_sql("DELETE FROM snapshots WHERE number < 10");
   ASSERT_TRUE(open()) << error_;
   EXPECT_TRUE(log_->verify_history(error_, nullptr)) << error_;
-  std::vector<nexa::host::CommitRecord> records;
+  std::vector<nexa::store::CommitRecord> records;
   ASSERT_TRUE(log_->history(0, records).ok());
   EXPECT_EQ(records.size(), 5U);
   ASSERT_TRUE(snapshot("text"));

@@ -12,9 +12,9 @@
 
 namespace {
 
-using nexa::host::CommitLog;
-using nexa::host::LogOptions;
-using nexa::host::LogSnapshot;
+using nexa::store::CommitLog;
+using nexa::store::LogOptions;
+using nexa::store::LogSnapshot;
 using Clock = std::chrono::steady_clock;
 
 // Sorted, in microseconds.
@@ -53,7 +53,7 @@ TEST(LogLatency, OfACommitWhileALargeSnapshotIsWritten) {
   double seconds = 0;
   std::thread writer([&] {
     const auto before = Clock::now();
-    EXPECT_TRUE(log->write_snapshot(std::move(snapshot), nexa::host::LogLimits()).ok());
+    EXPECT_TRUE(log->write_snapshot(std::move(snapshot), nexa::store::LogLimits()).ok());
     seconds = std::chrono::duration<double>(Clock::now() - before).count();
     written = true;
   });

@@ -15,9 +15,9 @@
 namespace {
 
 namespace fs = std::filesystem;
-using nexa::host::CommitLog;
-using nexa::host::LogEntry;
-using nexa::host::LogResult;
+using nexa::store::CommitLog;
+using nexa::store::LogEntry;
+using nexa::store::LogResult;
 using nexa_test::TempFolder;
 
 constexpr char kGoOn[] =
@@ -25,7 +25,7 @@ constexpr char kGoOn[] =
 
 std::unique_ptr<CommitLog> open_log(const std::string& directory, std::string& error,
                                     bool read_only = false) {
-  nexa::host::LogOptions options;
+  nexa::store::LogOptions options;
   options.directory = directory;
   options.sync = false;
   options.read_only = read_only;
@@ -37,10 +37,10 @@ LogResult append(CommitLog& log, const std::string& change) {
 }
 
 LogResult snapshot(CommitLog& log, const std::string& config) {
-  nexa::host::LogSnapshot snapshot;
+  nexa::store::LogSnapshot snapshot;
   snapshot.number = log.head();
   snapshot.config = config;
-  return log.write_snapshot(std::move(snapshot), nexa::host::LogLimits());
+  return log.write_snapshot(std::move(snapshot), nexa::store::LogLimits());
 }
 
 // `data` is what a process left that was killed after its sixth commit.
@@ -157,7 +157,7 @@ TEST_F(CommitWitness, WithoutItWhatIsThereCounts) {
 TEST_F(CommitWitness, MayLagBehind) {
   fs::copy_file(folder_.file("fifth"), file("-newest"), fs::copy_options::overwrite_existing);
   EXPECT_EQ(head(), 6U);
-  const auto witnessed = nexa::host::CommitWitness(data(), true).read();
+  const auto witnessed = nexa::store::CommitWitness(data(), true).read();
   ASSERT_TRUE(witnessed.has_value());
   EXPECT_EQ(witnessed->number, 6U);
 }
@@ -173,11 +173,11 @@ TEST_F(CommitWitness, ADamagedOneBearsNoWitness) {
     std::string damaged = line;
     damaged[at] = static_cast<char>(damaged[at] ^ 1);
     std::ofstream(file("-newest"), std::ios::binary) << damaged;
-    EXPECT_EQ(nexa::host::CommitWitness(data(), true).read(), std::nullopt) << at;
+    EXPECT_EQ(nexa::store::CommitWitness(data(), true).read(), std::nullopt) << at;
   }
   for (const std::string& other : {std::string(), line + "x", line.substr(1)}) {
     std::ofstream(file("-newest"), std::ios::binary) << other;
-    EXPECT_EQ(nexa::host::CommitWitness(data(), true).read(), std::nullopt);
+    EXPECT_EQ(nexa::store::CommitWitness(data(), true).read(), std::nullopt);
   }
   EXPECT_EQ(head(), 6U);
 }
@@ -280,7 +280,7 @@ TEST(LogInAFolderThatIsOnlyRead, IsReadWithItsJournal) {
     const auto read = open_log(data, error, true);
     ASSERT_NE(read, nullptr) << error;
     EXPECT_EQ(read->head(), 1U);
-    nexa::host::LogEntry entry;
+    nexa::store::LogEntry entry;
     ASSERT_TRUE(read->entry(1, entry, error)) << error;
     EXPECT_EQ(entry.change, "one");
     EXPECT_TRUE(read->verify_history(error, nullptr)) << error;

@@ -10,7 +10,7 @@
 #include "store/validation_fixture.h"
 #include "store/xpath_models.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 using Kind = Constraint::Kind;
@@ -191,4 +191,4 @@ TEST_F(ConstraintIndexTest, StateDataStatesNothingThatIsJudged) {
 }
 
 }  // namespace
-}  // namespace nexa::host
+}  // namespace nexa::store

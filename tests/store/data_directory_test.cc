@@ -8,7 +8,7 @@
 
 #include "real/temp_folder.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 namespace fs = std::filesystem;
@@ -50,4 +50,4 @@ TEST(DataDirectoryLock, SaysWhyItCannotBeMade) {
 }
 
 }  // namespace
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -7,7 +7,7 @@
 #include "store/image/image_import.h"
 #include "store_module.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 class ImageComparison : public ::testing::Test {
@@ -90,4 +90,4 @@ TEST_F(ImageComparison, DefaultsCountWhereTheyAreAsked) {
 }
 
 }  // namespace
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -6,7 +6,7 @@
 #include "shop_models.h"
 #include "store/node_tools.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr const char* kValues[] = {
@@ -49,4 +49,4 @@ TEST_F(ImageImport, CanonicalTextsOfPathsCanBeSetAgain) {
 }
 
 }  // namespace
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -16,7 +16,7 @@
 namespace nexa_test {
 namespace {
 
-using namespace nexa::host;  // NOLINT(google-build-using-namespace)
+using namespace nexa::store;  // NOLINT(google-build-using-namespace)
 
 class ImageTest : public testing::Test {
  protected:

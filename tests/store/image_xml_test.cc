@@ -5,7 +5,7 @@
 
 #include "shop_models.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr char kAttributes[] = " xmlns:y=\"urn:y\" y:operation=\"create\"";
@@ -141,4 +141,4 @@ TEST_F(ImageXml, ElementsOneByOneWithAttributes) {
 }
 
 }  // namespace
-}  // namespace nexa::host
+}  // namespace nexa::store

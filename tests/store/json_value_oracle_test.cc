@@ -17,7 +17,7 @@
 #include "support/targets.h"
 #include "translate/path_string.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr std::size_t kLeaves = 800;  // drawn from a schema that has more
@@ -287,13 +287,14 @@ TEST_P(JsonOracle, EveryLeafIsFoundUnderItsPath) {
         std::string value;
         EXPECT_TRUE(append_value(node, kIetf, value));
         if (value == json) is_there = true;
-        EXPECT_EQ(format_path_string(concrete), format_path_string(path));
+        EXPECT_EQ(translate::format_path_string(concrete), translate::format_path_string(path));
       };
       const auto target =
           nexa_test::loaded_model().strict.resolve(gnmi::Path(), path, model::Purpose::kRead);
       ASSERT_TRUE(target.ok()) << target.refusal().rule;
       select_nodes(target.value(), image.get(), nullptr, look, LeafLists::kWhole);
-      ASSERT_TRUE(is_there) << format_path_string(path) << " " << json << " of " << found;
+      ASSERT_TRUE(is_there) << translate::format_path_string(path) << " " << json << " of "
+                            << found;
       ++checked;
     }
   }
@@ -309,7 +310,7 @@ TEST_P(JsonOracle, PartsMakeTheWhole) {
     const auto collect = [&](DataPart part, std::multiset<std::string>& into) {
       for_each_leaf_of_tree(image.get(), nullptr, {part, true}, true,
                             [&](gnmi::Path& path, std::string& json) {
-                              into.insert(format_path_string(path) + json);
+                              into.insert(translate::format_path_string(path) + json);
                             });
     };
     collect(DataPart::kAll, whole);
@@ -328,4 +329,4 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& set) { return set.index == 0 ? "Ietf" : "OpenConfig"; });
 
 }  // namespace
-}  // namespace nexa::host
+}  // namespace nexa::store

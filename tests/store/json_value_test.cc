@@ -8,7 +8,7 @@
 #include "support/targets.h"
 #include "translate/path_string.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 using ::testing::ElementsAre;
@@ -31,13 +31,13 @@ class JsonValue : public ::testing::Test {
 
   // The values of all nodes that a path names in the trees of the last call of tree().
   std::vector<std::string> values(std::string_view text) {
-    PathStringError error;
+    translate::PathStringError error;
     std::vector<std::string> found;
     const auto take = [&](const NodePair& node, gnmi::Path&) {
       std::string json;
       found.push_back(append_value(node, form_, json) ? json : kMissing);
     };
-    select_nodes(nexa_test::target_of(*parse_path_string(text, &error)), config_.get(),
+    select_nodes(nexa_test::target_of(*translate::parse_path_string(text, &error)), config_.get(),
                  state_.get(), take, LeafLists::kWhole);
     return found;
   }
@@ -53,7 +53,7 @@ class JsonValue : public ::testing::Test {
     std::vector<std::string> lines;
     for_each_leaf_of_tree(config_.get(), state_.get(), form_, qualify_names,
                           [&](gnmi::Path& path, std::string& json) {
-                            lines.push_back(format_path_string(path) + " " + json);
+                            lines.push_back(translate::format_path_string(path) + " " + json);
                             path.Clear();
                           });
     return lines;
@@ -246,9 +246,9 @@ TEST_F(JsonValue, LeavesBelowANodeContinueItsPath) {
       "<card><number>1</number></card></stock>");
   std::vector<std::string> lines;
   const ValueSink sink = [&](gnmi::Path& path, std::string& json) {
-    lines.push_back(format_path_string(path) + " " + json);
+    lines.push_back(translate::format_path_string(path) + " " + json);
   };
-  PathStringError error;
+  translate::PathStringError error;
   const auto walk = [&](const NodePair& node, gnmi::Path& path) {
     const std::string before = path.SerializeAsString();
     for_each_leaf(node, path, form_, true, sink);
@@ -256,8 +256,8 @@ TEST_F(JsonValue, LeavesBelowANodeContinueItsPath) {
   };
   for (const char* path :
        {"/shop:stock", "/stock/door", "/stock/door[.=1]", "/stock/card/number"}) {
-    select_nodes(nexa_test::target_of(*parse_path_string(path, &error)), config_.get(), nullptr,
-                 walk, LeafLists::kWhole);
+    select_nodes(nexa_test::target_of(*translate::parse_path_string(path, &error)), config_.get(),
+                 nullptr, walk, LeafLists::kWhole);
   }
   EXPECT_THAT(lines, ElementsAre("/shop:stock/card/number \"1\"", "/shop:stock/door [1]",
                                  "/shop:stock/shop-more:season \"s\"", "/stock/door [1]",
@@ -265,4 +265,4 @@ TEST_F(JsonValue, LeavesBelowANodeContinueItsPath) {
 }
 
 }  // namespace
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -8,7 +8,7 @@
 namespace nexa_test {
 namespace {
 
-using nexa::host::Edit;
+using nexa::store::Edit;
 
 struct Free {
   void operator()(char* text) const { std::free(text); }

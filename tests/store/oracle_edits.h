@@ -32,7 +32,7 @@ class ExplicitTree {
   bool load(const std::string& inner_xml);
 
   // False, with `why`, when the edit itself is refused.
-  bool apply(const nexa::host::Edit& edit, std::string& why);
+  bool apply(const nexa::store::Edit& edit, std::string& why);
 
   // Paths of what the documents gave, containers without presence left out.
   const std::set<std::string>& given() const { return given_; }

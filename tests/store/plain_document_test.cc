@@ -9,7 +9,7 @@
 #include "store/image/schema_order.h"
 #include "store/validation_fixture.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr char kKinds[] = R"yang(module kinds {
@@ -223,4 +223,4 @@ TEST_F(PlainDocument, DamagedTextsAreReadTheSameOrNotAtAll) {
 }
 
 }  // namespace
-}  // namespace nexa::host
+}  // namespace nexa::store

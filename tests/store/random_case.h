@@ -15,7 +15,7 @@ namespace nexa_test {
 struct StoreOperation {
   enum class Kind : std::uint8_t { kSet, kRestart, kRollback };
   Kind kind = Kind::kSet;
-  std::vector<nexa::host::Edit> edits;
+  std::vector<nexa::store::Edit> edits;
   std::uint64_t back = 0;  // kRollback: which of the commits so far, modulo their number
 };
 

@@ -9,7 +9,7 @@
 #include "store/random_module.h"
 #include "store/tree.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 inline const std::vector<const char*> kValues = {"a",    "b",          "1",          "2",
                                                  "true", "/m:n0/m:n1", "/m:n0/m:n2", "false"};
@@ -122,6 +122,6 @@ inline void edit_at_random(RandomSource& random, TreePtr& tree) {
   }
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // TESTS_STORE_RANDOM_EDIT_H_

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace nexa::host {
+namespace nexa::store {
 
 class RandomSource {
  public:
@@ -258,6 +258,6 @@ inline void RandomModule::remember(const Path& path, bool is_leaf, bool is_strin
   nodes_.push_back({path, is_leaf, is_string, has_when});
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // TESTS_STORE_RANDOM_MODULE_H_

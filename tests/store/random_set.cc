@@ -9,7 +9,7 @@
 namespace nexa_test {
 namespace {
 
-using nexa::host::Edit;
+using nexa::store::Edit;
 
 constexpr char kPrefixes[] = " xmlns:m=\"urn:m\" xmlns:n=\"urn:n\"";
 

@@ -22,7 +22,7 @@ class RandomSets {
 
   // The edits of one Set, their targets as paths alone; `current` is the configuration without
   // defaults, null when empty.
-  std::vector<nexa::host::Edit> make(const lyd_node* current);
+  std::vector<nexa::store::Edit> make(const lyd_node* current);
 
  private:
   struct Place {
@@ -32,9 +32,9 @@ class RandomSets {
     const lys_module* module = nullptr;  // of the innermost element
   };
 
-  nexa::host::Edit edit(const lyd_node* current);
-  nexa::host::Edit replace(const lysc_node* target, const lyd_node* current);
-  nexa::host::Edit remove(const lyd_node* current);
+  nexa::store::Edit edit(const lyd_node* current);
+  nexa::store::Edit replace(const lysc_node* target, const lyd_node* current);
+  nexa::store::Edit remove(const lyd_node* current);
   Place place_of(const lysc_node* target, const lyd_node* current);
   std::string node(const lysc_node* schema, const lys_module* around, int depth);
   std::string entry(const lysc_node* schema, const lys_module* around, int depth,

@@ -11,7 +11,7 @@
 #include "real/temp_folder.h"
 #include "store/validation/validation.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr char kOther[] = R"yang(module other {
@@ -174,4 +174,4 @@ TEST_F(ReferenceTargetsTest, ManyCostTheirNumber) {
 }
 
 }  // namespace
-}  // namespace nexa::host
+}  // namespace nexa::store

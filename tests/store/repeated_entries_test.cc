@@ -9,7 +9,7 @@
 namespace {
 
 using namespace nexa_test;
-using nexa::host::cut_at_repetition;
+using nexa::store::cut_at_repetition;
 
 using RepeatedEntries = StoreTest;
 

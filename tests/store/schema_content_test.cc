@@ -7,7 +7,7 @@
 
 namespace {
 
-using nexa::host::schema_content_digest;
+using nexa::store::schema_content_digest;
 
 std::string module(const std::string& statements) {
   return "module c { namespace \"urn:c\"; prefix c; revision 2026-01-01; feature f; " + statements +

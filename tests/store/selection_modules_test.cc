@@ -10,8 +10,8 @@
 namespace {
 
 using namespace nexa_test;
-using nexa::host::ImagePtr;
-using nexa::host::NodePair;
+using nexa::store::ImagePtr;
+using nexa::store::NodePair;
 using testing::ElementsAre;
 
 constexpr char kOpenConfig[] = R"(module openconfig-box {
@@ -47,11 +47,11 @@ class SelectModules : public testing::Test {
     folder.write("vendor-box.yang", kVendor);
     folder.write("other-box.yang", kOther);
     ASSERT_EQ(load_text(folder), "");
-    nexa::host::number_schema();
+    nexa::store::number_schema();
   }
 
   static gnmi::Path path_of(const std::string& text) {
-    return nexa::host::parse_path_string(text, nullptr).value();
+    return nexa::translate::parse_path_string(text, nullptr).value();
   }
 
   // The module of the schema node that the path means, or the refusal.
@@ -66,9 +66,9 @@ class SelectModules : public testing::Test {
     const ImagePtr tree = shop_image(kData);
     std::vector<std::string> found;
     const auto keep = [&](const NodePair&, gnmi::Path& concrete) {
-      found.push_back(nexa::host::format_path_string(concrete));
+      found.push_back(nexa::translate::format_path_string(concrete));
     };
-    nexa::host::select_nodes(target_of(path_of(path)), tree.get(), nullptr, keep);
+    nexa::store::select_nodes(target_of(path_of(path)), tree.get(), nullptr, keep);
     return found;
   }
 };

@@ -7,7 +7,7 @@
 #include "support/targets.h"
 #include "translate/path_string.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 using ::testing::ElementsAre;
@@ -15,8 +15,8 @@ using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAre;
 
 gnmi::Path path_of(std::string_view text) {
-  PathStringError error;
-  const auto path = parse_path_string(text, &error);
+  translate::PathStringError error;
+  const auto path = translate::parse_path_string(text, &error);
   EXPECT_TRUE(path) << text << ": " << error.text();
   return path.value_or(gnmi::Path());
 }
@@ -56,7 +56,7 @@ class SelectNodes : public ::testing::Test {
     select_nodes(
         target_of(text), config_.get(), state_.get(),
         [&](const NodePair& node, gnmi::Path& concrete) {
-          std::string line = format_path_string(concrete) + " +";
+          std::string line = translate::format_path_string(concrete) + " +";
           if (node.config != nullptr) line += "c";
           if (node.state != nullptr) line += "s";
           if (node.any() != nullptr && node.any()->kind() == ImageKind::kGroup) line += " whole";
@@ -229,4 +229,4 @@ TEST_F(SelectNodes, ChainsLeadFromTheTopToEachNode) {
 }
 
 }  // namespace
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -12,14 +12,14 @@
 #include "support/targets.h"
 #include "translate/path_string.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr JsonForm kIetf{DataPart::kAll, true};
 
 gnmi::Path path_of(const std::string& text) {
-  PathStringError error;
-  return parse_path_string(text, &error).value_or(gnmi::Path());
+  translate::PathStringError error;
+  return translate::parse_path_string(text, &error).value_or(gnmi::Path());
 }
 
 model::Target target_of(const std::string& text) { return nexa_test::target_of(path_of(text)); }
@@ -155,4 +155,4 @@ TEST_F(SelectionSearch, SeveralReadersFindWhatOneFinds) {
 }
 
 }  // namespace
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -88,11 +88,11 @@ inline void load_shop() {
   folder.write("shop-more.yang", kShopMore);
   folder.write("shop-twin.yang", kShopTwin);
   ASSERT_EQ(load_text(folder), "");
-  nexa::host::number_schema();
+  nexa::store::number_schema();
 }
 
 // A data tree of XML elements, without defaults; null for the empty text.
-inline nexa::host::TreePtr shop_tree(const std::string& xml) {
+inline nexa::store::TreePtr shop_tree(const std::string& xml) {
   if (xml.empty()) return nullptr;
   lyd_node* tree = nullptr;
   EXPECT_EQ(lyd_parse_data_mem(kestrel::context(), xml.c_str(), LYD_XML,
@@ -100,12 +100,12 @@ inline nexa::host::TreePtr shop_tree(const std::string& xml) {
             LY_SUCCESS)
       << ly_errmsg(kestrel::context()) << "\n"
       << xml;
-  return nexa::host::TreePtr(tree);
+  return nexa::store::TreePtr(tree);
 }
 
 // The same as an image; without nodes for the empty text.
-inline nexa::host::ImagePtr shop_image(const std::string& xml) {
-  return nexa::host::image_of_tree(shop_tree(xml).get());
+inline nexa::store::ImagePtr shop_image(const std::string& xml) {
+  return nexa::store::image_of_tree(shop_tree(xml).get());
 }
 
 }  // namespace nexa_test

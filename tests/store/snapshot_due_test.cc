@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 struct Case {
@@ -48,4 +48,4 @@ TEST(SnapshotDue, ComparesTheLogWithTheImage) {
 }
 
 }  // namespace
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -5,7 +5,7 @@
 
 #include "real/temp_folder.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 LogSnapshot snapshot_of(std::uint64_t number) {
@@ -63,4 +63,4 @@ TEST_F(SnapshotWriting, TellsNobodyWhenNobodyListens) {
 }
 
 }  // namespace
-}  // namespace nexa::host
+}  // namespace nexa::store

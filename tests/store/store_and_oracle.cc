@@ -4,7 +4,7 @@
 
 namespace nexa_test {
 
-using nexa::host::CommitResult;
+using nexa::store::CommitResult;
 using Verdict = OracleAnswer::Verdict;
 
 namespace {
@@ -56,20 +56,20 @@ void StoreAndOracle::fail(const std::string& kind, const std::string& details) {
 }
 
 void StoreAndOracle::open() {
-  nexa::host::TreeStoreOptions options;
+  nexa::store::TreeStoreOptions options;
   options.directory = directory_;
   options.sync = false;
   options.commits_per_snapshot = 40;
   options.history_limit = 0;
   std::string error;
-  store_ = nexa::host::open_tree_store(options, error);
+  store_ = nexa::store::open_tree_store(options, error);
   if (store_ == nullptr) fail("start refused", error);
 }
 
 std::string StoreAndOracle::store_xml() const { return without_config(store_->snapshot()->xml()); }
 
 std::string StoreAndOracle::store_json() {
-  nexa::host::Query query;
+  nexa::store::Query query;
   query.encoding = gnmi::JSON_IETF;
   std::string text;
   const grpc::Status status = store_->snapshot()->read(
@@ -93,12 +93,12 @@ void StoreAndOracle::run(const StoreOperation& operation) {
   }
 }
 
-void StoreAndOracle::set(const std::vector<nexa::host::Edit>& edits) {
+void StoreAndOracle::set(const std::vector<nexa::store::Edit>& edits) {
   const OracleAnswer answer = oracle_.judge(edits);
-  nexa::host::CommitRequest request;
+  nexa::store::CommitRequest request;
   request.edits = edits;
   // Edits cross from process to process as paths.
-  for (nexa::host::Edit& edit : request.edits) edit.target = target_of(edit.target.path);
+  for (nexa::store::Edit& edit : request.edits) edit.target = target_of(edit.target.path);
   const std::string before = store_xml();
   const CommitResult result = store_->commit(request);
   const bool is_accepted = result.status.ok();

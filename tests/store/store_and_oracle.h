@@ -30,7 +30,7 @@ class StoreAndOracle {
   };
 
   void open();
-  void set(const std::vector<nexa::host::Edit>& edits);
+  void set(const std::vector<nexa::store::Edit>& edits);
   void restart();
   void roll_back(std::uint64_t back);
   void adopt();  // what the store holds now is what the oracle goes on with
@@ -42,7 +42,7 @@ class StoreAndOracle {
   const bool may_crash_;
   WholeOracle oracle_;
   CaseOutcome& outcome_;
-  std::unique_ptr<nexa::host::ConfigStore> store_;
+  std::unique_ptr<nexa::store::ConfigStore> store_;
   std::vector<Commit> commits_;
 };
 

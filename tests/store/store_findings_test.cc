@@ -15,10 +15,10 @@
 namespace nexa_test {
 namespace {
 
-using nexa::host::CommitRequest;
-using nexa::host::CommitResult;
-using nexa::host::ConfigStore;
-using nexa::host::Edit;
+using nexa::store::CommitRequest;
+using nexa::store::CommitResult;
+using nexa::store::ConfigStore;
+using nexa::store::Edit;
 
 std::string module_of(const std::string& body) {
   return "module s { yang-version 1.1; namespace \"urn:s\"; prefix s;\n" + body + "}\n";
@@ -29,8 +29,8 @@ Edit update(const std::string& inner) {
 }
 Edit top(const std::string& inner) { return update("<top xmlns=\"urn:s\">" + inner + "</top>"); }
 Edit drop(const std::string& path) {
-  return {Edit::Kind::kDelete, nexa_test::target_of(*nexa::host::parse_path_string(path, nullptr)),
-          ""};
+  return {Edit::Kind::kDelete,
+          nexa_test::target_of(*nexa::translate::parse_path_string(path, nullptr)), ""};
 }
 
 class StoreFindings : public testing::Test {
@@ -41,11 +41,11 @@ class StoreFindings : public testing::Test {
   }
   void restart() {
     store_.reset();
-    nexa::host::TreeStoreOptions options;
+    nexa::store::TreeStoreOptions options;
     options.directory = folder_.file("data");
     options.sync = false;
     std::string error;
-    store_ = nexa::host::open_tree_store(options, error);
+    store_ = nexa::store::open_tree_store(options, error);
     ASSERT_NE(store_, nullptr) << error;
   }
 
@@ -61,7 +61,7 @@ class StoreFindings : public testing::Test {
   // All there is, with defaults.
   std::string json() const {
     if (store_ == nullptr) return "no store";
-    nexa::host::Query query;
+    nexa::store::Query query;
     query.encoding = gnmi::JSON_IETF;
     std::string all;
     const grpc::Status status = store_->snapshot()->read(
@@ -292,7 +292,7 @@ TEST_F(StoreFindings, RollbackToACommitThatReplacedUserOrderedValues) {
       R"yang(container top { container c { leaf-list s { type string; ordered-by user; } leaf f { type string; } } })yang");
   const auto put = [](const std::string& inner) {
     return Edit{Edit::Kind::kReplace,
-                nexa_test::target_of(*nexa::host::parse_path_string("/s:top/c", nullptr)),
+                nexa_test::target_of(*nexa::translate::parse_path_string("/s:top/c", nullptr)),
                 "<config><top xmlns=\"urn:s\"><c>" + inner + "</c></top></config>"};
   };
   ASSERT_EQ(text(put("<s>two</s><s>three</s><f>two</f>")), "");

@@ -19,14 +19,14 @@
 
 namespace nexa_test {
 
-using nexa::host::CommitRequest;
-using nexa::host::CommitResult;
-using nexa::host::ConfigStore;
-using nexa::host::Edit;
+using nexa::store::CommitRequest;
+using nexa::store::CommitResult;
+using nexa::store::ConfigStore;
+using nexa::store::Edit;
 
 inline gnmi::Path path_of(const std::string& text) {
-  nexa::host::PathStringError error;
-  const auto path = nexa::host::parse_path_string(text, &error);
+  nexa::translate::PathStringError error;
+  const auto path = nexa::translate::parse_path_string(text, &error);
   EXPECT_TRUE(path.has_value()) << text << ": " << error.text();
   return path.value_or(gnmi::Path());
 }
@@ -49,26 +49,26 @@ inline std::string config_xml(const std::string& inner) {
 
 // One value for each node that `path` names, "PATH=JSON" in a line.
 inline std::string read_text(const ConfigStore& store, const std::string& path,
-                             nexa::host::Form form = nexa::host::Form::kSubtrees) {
-  nexa::host::Query query;
+                             nexa::store::Form form = nexa::store::Form::kSubtrees) {
+  nexa::store::Query query;
   query.target = target_of(path_of(path), nexa::model::Purpose::kRead);
   query.form = form;
   std::string text;
   const grpc::Status status =
       store.snapshot()->read(query, nullptr, [&](gnmi::Path& at, std::string& json) {
-        text += nexa::host::format_path_string(at) + "=" + json + "\n";
+        text += nexa::translate::format_path_string(at) + "=" + json + "\n";
       });
   return status.ok() ? text : status.error_message();
 }
 
 // Same nodes, values and user-given order; `with_defaults` of both trees as they stand.
 inline bool same_xml(const std::string& left, const std::string& right) {
-  nexa::host::TreePtr one;
-  nexa::host::TreePtr two;
+  nexa::store::TreePtr one;
+  nexa::store::TreePtr two;
   std::string error;
-  EXPECT_TRUE(nexa::host::parse_nodes(nexa::host::inner_xml(left), one, error)) << error;
-  EXPECT_TRUE(nexa::host::parse_nodes(nexa::host::inner_xml(right), two, error)) << error;
-  return nexa::host::same_content(one.get(), two.get());
+  EXPECT_TRUE(nexa::store::parse_nodes(nexa::store::inner_xml(left), one, error)) << error;
+  EXPECT_TRUE(nexa::store::parse_nodes(nexa::store::inner_xml(right), two, error)) << error;
+  return nexa::store::same_content(one.get(), two.get());
 }
 
 class StoreTest : public testing::Test {
@@ -82,12 +82,12 @@ class StoreTest : public testing::Test {
     store_.reset();
     notes_.clear();
     error_.clear();
-    nexa::host::TreeStoreOptions options;
+    nexa::store::TreeStoreOptions options;
     options.directory = directory();
     options.commits_per_snapshot = commits_per_snapshot_;
     options.history_limit = history_limit_;
     options.sync = false;
-    store_ = nexa::host::open_tree_store(options, error_, &notes_);
+    store_ = nexa::store::open_tree_store(options, error_, &notes_);
   }
   std::string directory() const { return folder_.file("data"); }
 

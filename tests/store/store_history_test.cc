@@ -17,8 +17,8 @@ std::int64_t count_of(const std::string& directory, const char* sql) {
   EXPECT_EQ(
       sqlite3_open_v2((directory + "/nexa.db").c_str(), &handle, SQLITE_OPEN_READONLY, nullptr),
       SQLITE_OK);
-  const nexa::host::DatabasePtr database(handle);
-  nexa::host::Statement statement(handle, sql);
+  const nexa::store::DatabasePtr database(handle);
+  nexa::store::Statement statement(handle, sql);
   return statement.step() == SQLITE_ROW ? statement.integer(0) : -1;
 }
 
@@ -56,7 +56,7 @@ TEST_F(StoreHistory, CommitsAreListedNewestFirst) {
   request.comment = "why";
   const CommitResult second = store_->commit(request);
   EXPECT_GT(second.time_ns, first.time_ns);
-  std::vector<nexa::host::CommitRecord> records;
+  std::vector<nexa::store::CommitRecord> records;
   ASSERT_TRUE(store_->history(0, records).ok());
   ASSERT_EQ(records.size(), 2U);
   EXPECT_EQ(records[0].number, 2U);
@@ -74,7 +74,7 @@ TEST_F(StoreHistory, NothingChangedIsNoCommit) {
   bool asked = false;
   CommitRequest request;
   request.edits = {update("<name>n</name>"), drop("/top/tag")};
-  request.approve = [&](const nexa::host::Change&) {
+  request.approve = [&](const nexa::store::Change&) {
     asked = true;
     return grpc::Status::OK;
   };
@@ -82,7 +82,7 @@ TEST_F(StoreHistory, NothingChangedIsNoCommit) {
   EXPECT_TRUE(result.status.ok());
   EXPECT_EQ(result.number, 1U);
   EXPECT_FALSE(asked);
-  std::vector<nexa::host::CommitRecord> records;
+  std::vector<nexa::store::CommitRecord> records;
   ASSERT_TRUE(store_->history(0, records).ok());
   EXPECT_EQ(records.size(), 1U);
 }
@@ -92,12 +92,12 @@ TEST_F(StoreHistory, TheHookSeesBeforeAndAfterAndMayRefuse) {
                            "<port><id>2</id></port>")})
                 .number,
             1U);
-  nexa::host::Change seen;
+  nexa::store::Change seen;
   std::string running;
   CommitRequest request;
   request.author = "bob";
   request.edits = {update("<port><id>1</id><mode>a</mode></port>")};
-  request.approve = [&](const nexa::host::Change& change) {
+  request.approve = [&](const nexa::store::Change& change) {
     seen = change;
     running = xml();
     return grpc::Status(grpc::StatusCode::ABORTED, "no");
@@ -132,7 +132,7 @@ TEST_F(StoreHistory, RollbackRestoresAnyCommit) {
     ASSERT_TRUE(result.status.ok()) << result.status.error_message();
     EXPECT_EQ(xml(), states[static_cast<std::size_t>(target)]);
   }
-  std::vector<nexa::host::CommitRecord> records;
+  std::vector<nexa::store::CommitRecord> records;
   ASSERT_TRUE(store_->history(1, records).ok());
   EXPECT_EQ(records[0].number, 17U);
   EXPECT_EQ(records[0].author, "carol");
@@ -181,12 +181,12 @@ TEST_F(StoreHistory, ChangesAreKeptAsDifferences) {
 
 TEST_F(StoreHistory, ASecondProcessIsTurnedAway) {
   std::string error;
-  nexa::host::TreeStoreOptions options;
+  nexa::store::TreeStoreOptions options;
   options.directory = directory();
-  EXPECT_EQ(nexa::host::open_tree_store(options, error), nullptr);
+  EXPECT_EQ(nexa::store::open_tree_store(options, error), nullptr);
   EXPECT_EQ(error, directory() + ": in use by process " + std::to_string(getpid()));
   // The one that was turned away left the holder's name as it was.
-  EXPECT_EQ(nexa::host::open_tree_store(options, error), nullptr);
+  EXPECT_EQ(nexa::store::open_tree_store(options, error), nullptr);
   EXPECT_EQ(error, directory() + ": in use by process " + std::to_string(getpid()));
 }
 

@@ -15,7 +15,7 @@
 namespace {
 
 using namespace nexa_test;
-using nexa::host::TreePtr;
+using nexa::store::TreePtr;
 
 constexpr int kTransactions = 600;
 constexpr int kReplayEvery = 20;
@@ -172,12 +172,12 @@ class Model {
   // False when the result is not valid; nothing is changed then.
   bool apply(const std::vector<Edit>& edits) {
     bool copied = false;
-    TreePtr tree = nexa::host::copy_tree(tree_.get(), copied);
-    nexa::host::strip_defaults(tree);
+    TreePtr tree = nexa::store::copy_tree(tree_.get(), copied);
+    nexa::store::strip_defaults(tree);
     for (const Edit& edit : edits) {
       TreePtr document;
       std::string error;
-      EXPECT_TRUE(nexa::host::parse_nodes(nexa::host::inner_xml(edit.xml), document, error));
+      EXPECT_TRUE(nexa::store::parse_nodes(nexa::store::inner_xml(edit.xml), document, error));
       if (edit.kind != Edit::Kind::kUpdate) remove_target(edit, tree);
       lyd_node* top = tree.release();
       forget_given(document.get(), top);
@@ -186,7 +186,7 @@ class Model {
       }
       // Cases of a choice give way to each edit on its own.
       drop_old_cases(top, edit, document.get());
-      nexa::host::strip_defaults(tree = TreePtr(top));
+      nexa::store::strip_defaults(tree = TreePtr(top));
     }
     lyd_node* top = tree.release();
     EXPECT_EQ(lyd_new_implicit_all(&top, kestrel::context(), LYD_IMPLICIT_NO_STATE, nullptr),
@@ -201,7 +201,7 @@ class Model {
 
   const lyd_node* top() const { return tree_.get(); }
   std::string xml() const {
-    return nexa::host::configuration_xml(*nexa::host::image_of_tree(tree_.get()));
+    return nexa::store::configuration_xml(*nexa::store::image_of_tree(tree_.get()));
   }
 
  private:
@@ -219,13 +219,13 @@ class Model {
     if (top != nullptr) {
       ly_set* found = nullptr;
       EXPECT_EQ(lyd_find_xpath(top, xpath.c_str(), &found), LY_SUCCESS);
-      const nexa::host::SetPtr set(found);
+      const nexa::store::SetPtr set(found);
       const bool keyed = edit.target.path.elem(edit.target.path.elem_size() - 1).key_size() != 0;
       for (std::uint32_t i = 0; i < set->count; ++i) {
         if (edit.kind == Edit::Kind::kReplace && keyed) {
           while (lyd_node* const child = lyd_child_no_keys(set->dnodes[i])) lyd_free_tree(child);
         } else {
-          nexa::host::remove_node(top, set->dnodes[i]);
+          nexa::store::remove_node(top, set->dnodes[i]);
         }
       }
     }
@@ -235,8 +235,8 @@ class Model {
   // What a document gives is new, also where it was there: a when must not take it silently.
   static void forget_given(const lyd_node* document, lyd_node* top) {
     for (const lyd_node* node = document; node != nullptr; node = node->next) {
-      lyd_node* const match = nexa::host::find_match(top, node);
-      if (match == nullptr || nexa::host::is_key(node)) continue;
+      lyd_node* const match = nexa::store::find_match(top, node);
+      if (match == nullptr || nexa::store::is_key(node)) continue;
       if (node->schema->nodetype == LYS_LEAF) {
         if (match == top) top = top->next;
         lyd_free_tree(match);
@@ -263,12 +263,12 @@ class Model {
     if (holds(document, "shine") || holds(document, "box")) gone = {"colour"};
     for (lyd_node* node = lyd_child(top); node != nullptr;) {
       lyd_node* const next = node->next;
-      if (gone.count(node->schema->name) != 0) nexa::host::remove_node(top, node);
+      if (gone.count(node->schema->name) != 0) nexa::store::remove_node(top, node);
       node = next;
     }
   }
 
-  nexa::host::Validator validator_;
+  nexa::store::Validator validator_;
   TreePtr tree_;
 };
 
@@ -283,11 +283,11 @@ std::multiset<std::string> leaf_lines(const std::string& path, std::string json)
 
 std::multiset<std::string> leaves_of_store(const ConfigStore& store) {
   std::multiset<std::string> lines;
-  nexa::host::Query query;
-  query.form = nexa::host::Form::kLeaves;
+  nexa::store::Query query;
+  query.form = nexa::store::Form::kLeaves;
   const grpc::Status status =
       store.snapshot()->read(query, nullptr, [&](gnmi::Path& path, std::string& json) {
-        lines.merge(leaf_lines(nexa::host::format_path_string(path), json));
+        lines.merge(leaf_lines(nexa::translate::format_path_string(path), json));
       });
   EXPECT_TRUE(status.ok()) << status.error_message();
   return lines;
@@ -296,10 +296,10 @@ std::multiset<std::string> leaves_of_store(const ConfigStore& store) {
 std::multiset<std::string> leaves_of_model(const Model& model) {
   std::multiset<std::string> lines;
   if (model.top() == nullptr) return lines;
-  nexa::host::for_each_leaf_of_tree(
-      nexa::host::image_of_tree(model.top()).get(), nullptr, {}, true,
+  nexa::store::for_each_leaf_of_tree(
+      nexa::store::image_of_tree(model.top()).get(), nullptr, {}, true,
       [&](gnmi::Path& path, std::string& json) {
-        lines.merge(leaf_lines(nexa::host::format_path_string(path), json));
+        lines.merge(leaf_lines(nexa::translate::format_path_string(path), json));
       });
   return lines;
 }
@@ -314,11 +314,11 @@ class StoreModel : public StoreTest, public testing::WithParamInterface<unsigned
     for (const char* name : {"nexa.db", "nexa.db-wal"}) {
       std::filesystem::copy_file(directory() + "/" + name, copy + "/" + name);
     }
-    nexa::host::TreeStoreOptions options;
+    nexa::store::TreeStoreOptions options;
     options.directory = copy;
     options.sync = false;
     std::string error;
-    const auto store = nexa::host::open_tree_store(options, error);
+    const auto store = nexa::store::open_tree_store(options, error);
     return store != nullptr ? store->snapshot()->xml() : error;
   }
 };
@@ -333,8 +333,8 @@ TEST_P(StoreModel, IsTheModelAfterEveryTransaction) {
     for (int count = 1 + random.below(3); count > 0; --count) {
       edits.push_back(random_edit(random));
       trace += std::to_string(static_cast<int>(edits.back().kind)) + " " +
-               nexa::host::format_path_string(edits.back().target.path) + " " + edits.back().xml +
-               "\n";
+               nexa::translate::format_path_string(edits.back().target.path) + " " +
+               edits.back().xml + "\n";
     }
     const std::string before = model.xml();
     const bool accepted = model.apply(edits);

@@ -38,7 +38,7 @@ class QuotedKeys : public StoreTest {
 
   // The names of the entries in their order, each followed by a blank.
   std::string order() const {
-    nexa::host::Query query;
+    nexa::store::Query query;
     query.target = target_of(path_of("/top/step"), nexa::model::Purpose::kRead);
     std::string names;
     EXPECT_TRUE(store_->snapshot()

@@ -19,10 +19,10 @@
 namespace nexa_test {
 namespace {
 
-using nexa::host::CommitRequest;
-using nexa::host::CommitResult;
-using nexa::host::ConfigStore;
-using nexa::host::Edit;
+using nexa::store::CommitRequest;
+using nexa::store::CommitResult;
+using nexa::store::ConfigStore;
+using nexa::store::Edit;
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr std::size_t kLargest = 1'000'000;  // sanitizers are ten times slower
@@ -46,11 +46,11 @@ class StoreRealConfigs : public testing::TestWithParam<std::size_t> {
   }
 
   std::unique_ptr<ConfigStore> open() const {
-    nexa::host::TreeStoreOptions options;
+    nexa::store::TreeStoreOptions options;
     options.directory = folder_.file("data");
     options.sync = false;  // the machine stays up
     std::string error;
-    std::unique_ptr<ConfigStore> store = nexa::host::open_tree_store(options, error);
+    std::unique_ptr<ConfigStore> store = nexa::store::open_tree_store(options, error);
     EXPECT_NE(store, nullptr) << error;
     return store;
   }
@@ -98,7 +98,7 @@ class StoreRealConfigs : public testing::TestWithParam<std::size_t> {
     return normal_xml(without_config(store.snapshot()->xml()));
   }
   static std::string with_defaults(const ConfigStore& store) {
-    nexa::host::Query query;
+    nexa::store::Query query;
     query.encoding = gnmi::JSON_IETF;
     std::string all;
     EXPECT_TRUE(

@@ -15,8 +15,8 @@
 namespace nexa_test {
 namespace {
 
-using nexa::host::CommitRequest;
-using nexa::host::Edit;
+using nexa::store::CommitRequest;
+using nexa::store::Edit;
 
 std::string module_of(const std::string& body) {
   return "module s { yang-version 1.1; namespace \"urn:s\"; prefix s;\n" + body + "}\n";
@@ -28,7 +28,7 @@ Edit update(const std::string& inner) {
 Edit top(const std::string& inner) { return update("<top xmlns=\"urn:s\">" + inner + "</top>"); }
 Edit drop(const std::string& path) {
   Edit edit{Edit::Kind::kDelete, {}, ""};
-  edit.target.path = *nexa::host::parse_path_string(path, nullptr);
+  edit.target.path = *nexa::translate::parse_path_string(path, nullptr);
   return edit;
 }
 
@@ -113,10 +113,10 @@ TEST(StoreSurvives, DefaultAddedToATopLevelCase) {
     import m { prefix m; }
     augment "/m:ch/m:a" { leaf d { type string; default "true"; } } })yang");
   ASSERT_EQ(load_text(models), "");
-  nexa::host::TreeStoreOptions options;
+  nexa::store::TreeStoreOptions options;
   options.directory = models.file("data");
   std::string error;
-  EXPECT_EQ(nexa::host::open_tree_store(options, error), nullptr);
+  EXPECT_EQ(nexa::store::open_tree_store(options, error), nullptr);
   EXPECT_EQ(error,
             "module n adds \"d\", which has a default, to a choice at the top level of module m: "
             "libyang cannot complete it; take the default or the augment out");
@@ -132,10 +132,10 @@ TEST(StoreSurvives, UniqueOfALeafThatADeviationTookOut) {
   models.write("d.yang", R"yang(module d { namespace "urn:d"; prefix d; import m { prefix m; }
     deviation "/m:top/m:l/m:c" { deviate not-supported; } })yang");
   ASSERT_EQ(load_text(models), "");
-  nexa::host::TreeStoreOptions options;
+  nexa::store::TreeStoreOptions options;
   options.directory = models.file("data");
   std::string error;
-  EXPECT_EQ(nexa::host::open_tree_store(options, error), nullptr);
+  EXPECT_EQ(nexa::store::open_tree_store(options, error), nullptr);
   EXPECT_EQ(error,
             "module m: a unique of list \"l\" names a leaf that a deviation took out; take that "
             "deviation out, or let it delete the unique as well");
@@ -147,7 +147,7 @@ TEST(StoreSurvives, StartOverDataThatLibyangCannotJudge) {
     const TempFolder folder;
     const std::string body =
         "container top { leaf a { type string; } } leaf o { type string; } leaf b { type string; ";
-    nexa::host::TreeStoreOptions options;
+    nexa::store::TreeStoreOptions options;
     options.directory = folder.file("data");
     options.sync = false;
     std::string error;
@@ -155,12 +155,12 @@ TEST(StoreSurvives, StartOverDataThatLibyangCannotJudge) {
     CommitRequest request;
     request.edits = {top("<a>x</a>"), update("<o xmlns=\"urn:s\">y</o>"),
                      update("<b xmlns=\"urn:s\">y</b>")};
-    if (!nexa::host::open_tree_store(options, error)->commit(request).status.ok()) _exit(3);
+    if (!nexa::store::open_tree_store(options, error)->commit(request).status.ok()) _exit(3);
     if (!load_module("s", module_of(body + "must \"count(preceding-sibling::*) < 9\"; }"))
              .empty()) {
       _exit(4);
     }
-    const auto store = nexa::host::open_tree_store(options, error);
+    const auto store = nexa::store::open_tree_store(options, error);
     if (store == nullptr) _exit(5);
     const std::string xml = store->snapshot()->xml();
     _exit(xml.find(">y</b>") != std::string::npos ? 0 : 6);

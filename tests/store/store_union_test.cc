@@ -11,7 +11,7 @@
 namespace nexa_test {
 namespace {
 
-using nexa::host::ScalarForm;
+using nexa::store::ScalarForm;
 using nexa::text::JsonType;
 
 constexpr char kUnions[] = R"yang(module s {
@@ -140,17 +140,17 @@ TEST_F(StoreUnion, AStartUnderAnotherSchemaReadsTheTextWhereTheTypeIsGone) {
 
 TEST_F(StoreUnion, AnImageDiffersByTheType) {
   const auto image = [](const std::string& inner) {
-    nexa::host::TreePtr tree;
+    nexa::store::TreePtr tree;
     std::string error;
-    EXPECT_TRUE(nexa::host::parse_nodes(nexa::host::inner_xml(in_top(inner)), tree, error))
+    EXPECT_TRUE(nexa::store::parse_nodes(nexa::store::inner_xml(in_top(inner)), tree, error))
         << error;
-    return nexa::host::image_of_tree(tree.get());
+    return nexa::store::image_of_tree(tree.get());
   };
-  const nexa::host::ImagePtr number = image("<value>7</value>");
-  const nexa::host::ImagePtr text = image(typed("value", "string", "7"));
-  EXPECT_FALSE(nexa::host::same_image(*number, *text));
-  EXPECT_EQ(nexa::host::difference_text(*number, *text), ">s:top\n=value\t7\n<\n");
-  EXPECT_EQ(nexa::host::first_difference(*number, *text, nexa::host::Compared::kConfigured),
+  const nexa::store::ImagePtr number = image("<value>7</value>");
+  const nexa::store::ImagePtr text = image(typed("value", "string", "7"));
+  EXPECT_FALSE(nexa::store::same_image(*number, *text));
+  EXPECT_EQ(nexa::store::difference_text(*number, *text), ">s:top\n=value\t7\n<\n");
+  EXPECT_EQ(nexa::store::first_difference(*number, *text, nexa::store::Compared::kConfigured),
             "/s:top/value");
 }
 

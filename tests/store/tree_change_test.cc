@@ -4,7 +4,7 @@
 #include "store/random_module.h"
 #include "store/validation_fixture.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr std::uint32_t kModules = 60;
@@ -80,4 +80,4 @@ TEST(TreeChange, RandomChangesAreTakenBack) {
 }
 
 }  // namespace
-}  // namespace nexa::host
+}  // namespace nexa::store

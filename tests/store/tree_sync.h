@@ -8,7 +8,7 @@
 #include "store/node_tools.h"
 #include "store/tree_change.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 class TreeSync {
  public:
@@ -114,6 +114,6 @@ inline void bring_in_step(lyd_node*& tree, const lyd_node* target, TreeChanges& 
   TreeSync(tree, changes).run(target);
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // TESTS_STORE_TREE_SYNC_H_

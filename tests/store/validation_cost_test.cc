@@ -6,7 +6,7 @@
 #include "real/yang_folders.h"
 #include "store/validation_fixture.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 using nexa_test::YangFolder;
@@ -268,4 +268,4 @@ TEST(ValidationCost, OneMoreEntryThatTheUserOrdersCostsNoWalkOfTheList) {
 }
 
 }  // namespace
-}  // namespace nexa::host
+}  // namespace nexa::store

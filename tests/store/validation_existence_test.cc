@@ -2,7 +2,7 @@
 // case or a condition active.
 #include "store/validation_rules_fixture.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 class ValidationExistence : public ValidationRulesFixture {};
@@ -182,4 +182,4 @@ TEST_F(ValidationExistence, RulesOverTheOrderOfASystemOrderedListAreJudgedWithTh
 }
 
 }  // namespace
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -15,7 +15,7 @@
 #include "store/tree_sync.h"
 #include "store/validation/validation.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 inline TreePtr parse(const std::string& xml) {
   lyd_node* tree = nullptr;
@@ -255,6 +255,6 @@ class Configuration {
   TreeChanges changes_;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // TESTS_STORE_VALIDATION_FIXTURE_H_

@@ -7,7 +7,7 @@
 #include "store/random_module.h"
 #include "store/validation_fixture.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr int kChanges = 100;
@@ -98,4 +98,4 @@ TEST(ValidationOracle, JudgesSeedsThatOnceDifferedAlike) {
 }
 
 }  // namespace
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -8,7 +8,7 @@
 
 #include "store/validation_fixture.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 class ValidationRulesFixture : public ::testing::Test {
  protected:
@@ -49,6 +49,6 @@ class ValidationRulesFixture : public ::testing::Test {
   bool is_whole_ = false;  // the changes to come can only be judged with the whole tree
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // TESTS_STORE_VALIDATION_RULES_FIXTURE_H_

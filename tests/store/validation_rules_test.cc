@@ -2,7 +2,7 @@
 // the check of the change was enough.
 #include "store/validation_rules_fixture.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 class ValidationRules : public ValidationRulesFixture {};
@@ -178,4 +178,4 @@ TEST_F(ValidationRules, ATreeWithoutDataIsValid) {
 }
 
 }  // namespace
-}  // namespace nexa::host
+}  // namespace nexa::store

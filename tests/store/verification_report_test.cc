@@ -5,7 +5,7 @@
 
 namespace {
 
-using nexa::host::VerificationReport;
+using nexa::store::VerificationReport;
 using Kind = VerificationReport::Kind;
 
 void expect_line(Kind kind, std::uint64_t number, const std::string& text,

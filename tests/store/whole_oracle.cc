@@ -142,11 +142,11 @@ OracleAnswer refusal(std::string why) {
 }  // namespace
 
 OracleAnswer WholeOracle::judge_here(const std::string& inner_xml,
-                                     const std::vector<nexa::host::Edit>& edits) {
+                                     const std::vector<nexa::store::Edit>& edits) {
   ExplicitTree tree;
   if (!tree.load(inner_xml)) return refusal("the oracle's own configuration does not parse");
   std::string why;
-  for (const nexa::host::Edit& edit : edits) {
+  for (const nexa::store::Edit& edit : edits) {
     if (!tree.apply(edit, why)) return refusal(why);
   }
   const std::set<std::string> edited = explicit_paths(tree.top());
@@ -198,7 +198,7 @@ WholeOracle::WholeOracle(bool in_child) {
   });
 }
 
-OracleAnswer WholeOracle::judge(const std::vector<nexa::host::Edit>& edits) const {
+OracleAnswer WholeOracle::judge(const std::vector<nexa::store::Edit>& edits) const {
   if (process_ == nullptr) return judge_here(xml_, edits);
   std::string request;
   add_part(xml_, request);

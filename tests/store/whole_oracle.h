@@ -35,7 +35,7 @@ class WholeOracle {
   explicit WholeOracle(bool in_child);
 
   // Does not change what the oracle holds.
-  OracleAnswer judge(const std::vector<nexa::host::Edit>& edits) const;
+  OracleAnswer judge(const std::vector<nexa::store::Edit>& edits) const;
 
   // The configuration, without an element around it.
   void keep(const std::string& inner_xml) { xml_ = inner_xml; }
@@ -43,7 +43,7 @@ class WholeOracle {
 
  private:
   static OracleAnswer judge_here(const std::string& inner_xml,
-                                 const std::vector<nexa::host::Edit>& edits);
+                                 const std::vector<nexa::store::Edit>& edits);
 
   std::unique_ptr<OracleProcess> process_;
   std::string xml_;

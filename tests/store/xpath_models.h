@@ -12,7 +12,7 @@
 #include "store/tree.h"
 #include "store/validation/xpath_paths.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 inline constexpr char kModelM[] = R"(module m { yang-version 1.1; namespace "urn:m"; prefix m;
   identity base;
@@ -92,6 +92,6 @@ inline ExpressionSite site_at(const std::string& path) {
   return site;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // TESTS_STORE_XPATH_MODELS_H_

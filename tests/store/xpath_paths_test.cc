@@ -7,7 +7,7 @@
 
 #include "store/xpath_models.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 struct Row {
@@ -251,4 +251,4 @@ TEST_F(XpathPaths, TheTextOfAMissedNodeIsAHazard) {
 }
 
 }  // namespace
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -70,9 +70,9 @@ Tree read_config(const std::string& xml, std::string& reason) {
   }
   const std::string inner = xml.substr(begin + kOpen.size(), end - begin - kOpen.size());
   // Values that say their JSON type are read as the store reads them.
-  nexa::host::number_schema();
+  nexa::store::number_schema();
   std::string storage;
-  const std::string readable(nexa::host::readable_marks(inner, storage));
+  const std::string readable(nexa::store::readable_marks(inner, storage));
   lyd_node* tree = nullptr;
   const ly_ctx* context = kestrel::context();
   if (lyd_parse_data_mem(context, readable.c_str(), LYD_XML, LYD_PARSE_ONLY | LYD_PARSE_STRICT, 0,
@@ -81,7 +81,7 @@ Tree read_config(const std::string& xml, std::string& reason) {
     return nullptr;
   }
   Tree read(tree);
-  if (nexa::host::apply_marks(tree) != nullptr) {
+  if (nexa::store::apply_marks(tree) != nullptr) {
     reason = "a value has no member of its JSON type in " + inner;
     return nullptr;
   }
@@ -141,8 +141,8 @@ std::string difference(const lyd_node* expected, const lyd_node* actual) {
 }
 
 gnmi::Path path_of(const std::string& text) {
-  nexa::host::PathStringError error;
-  const auto path = nexa::host::parse_path_string(text, &error);
+  nexa::translate::PathStringError error;
+  const auto path = nexa::translate::parse_path_string(text, &error);
   EXPECT_TRUE(path.has_value()) << text << ": " << error.text();
   return path.value_or(gnmi::Path());
 }

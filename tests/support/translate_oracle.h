@@ -29,17 +29,19 @@ class UpdateDoor {
              nexa::model::Mode mode)
       : resolver_(schema, mode), translator_(mapper, schema, mode) {}
 
-  nexa::host::Translation translate(const gnmi::Path& prefix, const gnmi::Update& update,
-                                    nexa::host::Operation operation, bool explain = false) {
-    return nexa::host::translate_update(resolver_, translator_, prefix, update, operation, explain);
+  nexa::translate::Translation translate(const gnmi::Path& prefix, const gnmi::Update& update,
+                                         nexa::translate::Operation operation,
+                                         bool explain = false) {
+    return nexa::translate::translate_update(resolver_, translator_, prefix, update, operation,
+                                             explain);
   }
   nexa::model::Mode mode() const { return resolver_.mode(); }
   const nexa::model::Resolver& resolver() const { return resolver_; }
-  nexa::host::Translator& translator() { return translator_; }
+  nexa::translate::Translator& translator() { return translator_; }
 
  private:
   nexa::model::Resolver resolver_;
-  nexa::host::Translator translator_;
+  nexa::translate::Translator translator_;
 };
 
 // One loaded module set with everything that a translation needs. Loading replaces the schema of

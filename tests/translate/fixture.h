@@ -13,9 +13,9 @@
 
 namespace nexa_test {
 
-using nexa::host::Mode;
-using nexa::host::Operation;
-using nexa::host::Translation;
+using nexa::translate::Mode;
+using nexa::translate::Operation;
+using nexa::translate::Translation;
 
 class ExampleModels : public testing::Test {
  protected:

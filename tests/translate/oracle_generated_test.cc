@@ -15,8 +15,8 @@
 namespace nexa_test {
 namespace {
 
-using nexa::host::Operation;
-using nexa::host::Translation;
+using nexa::translate::Operation;
+using nexa::translate::Translation;
 
 struct ModuleSet {
   const char* name;

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace nexa::host {
+namespace nexa::translate {
 namespace {
 
 // "name{key=value,...} name ..." of a parsed path, or "byte N: message".
@@ -97,4 +97,4 @@ TEST(FormatPathString, WritesWhatParsingReadsBack) {
 }
 
 }  // namespace
-}  // namespace nexa::host
+}  // namespace nexa::translate

@@ -4,7 +4,7 @@
 #include <memory>
 #include <new>
 
-namespace nexa::host {
+namespace nexa::store {
 
 static_assert(sizeof(GroupTrie) % alignof(GroupEntry) == 0, "the array follows the object");
 
@@ -78,4 +78,4 @@ const GroupTrie* GroupTrie::without_child(unsigned bit) {
   return made;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

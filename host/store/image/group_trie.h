@@ -10,7 +10,7 @@
 
 #include "store/image/image.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 class GroupTrie {
  public:
@@ -84,6 +84,6 @@ const GroupTrie* trie_remove(const GroupTrie* root, const GroupEntry& like);
 // The entry of a key, to be changed in place: all on the way to it is the caller's own afterwards.
 GroupEntry* trie_own_entry(const GroupTrie*& root, std::string_view key);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_IMAGE_GROUP_TRIE_H_

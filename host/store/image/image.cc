@@ -9,7 +9,7 @@
 #include "store/image/shared_leafs.h"
 #include "store/image/union_value.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 bool same_group(const ImageGroup& left, const ImageGroup& right) {
@@ -215,4 +215,4 @@ std::size_t count_nodes(const ImageNode& node) {
   return count + (node.schema() != nullptr ? 1 : 0);
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

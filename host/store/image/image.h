@@ -20,7 +20,7 @@
 #include "store/image/schema_order.h"
 #include "store/tree.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 enum class ImageKind : std::uint8_t {
   kLeaf,   // a leaf, or one entry of a leaf-list
@@ -226,7 +226,7 @@ inline const ImageLeaf& ImageNode::leaf() const { return static_cast<const Image
 inline const ImageAny& ImageNode::any() const { return static_cast<const ImageAny&>(*this); }
 inline const ImageInner& ImageNode::inner() const { return static_cast<const ImageInner&>(*this); }
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #include "store/image/image_group.h"
 

@@ -7,7 +7,7 @@
 
 #include "store/image/image_path.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 class Comparison {
@@ -133,4 +133,4 @@ std::optional<std::string> first_difference(const ImageInner& left, const ImageI
   return comparison.path();
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

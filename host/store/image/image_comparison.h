@@ -8,7 +8,7 @@
 
 #include "store/image/image.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 enum class Compared : std::uint8_t {
   kConfigured,  // what somebody configured
@@ -21,6 +21,6 @@ enum class Compared : std::uint8_t {
 std::optional<std::string> first_difference(const ImageInner& left, const ImageInner& right,
                                             Compared compared);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_IMAGE_IMAGE_COMPARISON_H_

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 class Walk {
@@ -75,4 +75,4 @@ void each_child_difference(const ImageInner* before, const ImageInner* after,
   }
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

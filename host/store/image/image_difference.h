@@ -6,7 +6,7 @@
 
 #include "store/image/image.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // One node (no group) that differs; `order` is its place where it is an entry of a group, else 0.
 struct NodeDifference {
@@ -23,6 +23,6 @@ using DifferenceSink = std::function<void(const NodeDifference&)>;
 void each_child_difference(const ImageInner* before, const ImageInner* after,
                            const DifferenceSink& visit);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_IMAGE_IMAGE_DIFFERENCE_H_

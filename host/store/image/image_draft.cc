@@ -8,7 +8,7 @@
 
 #include "store/image/group_trie.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 ImageInner& ImageDraft::own_inner(ImageSlot& slot) {
   if (!slot->is_own()) {
@@ -111,4 +111,4 @@ bool ImageDraft::remove_entry(ImageSlot& group, std::string_view key) {
   return true;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -5,7 +5,7 @@
 
 #include "store/image/image.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // A slot belongs to the draft when the way to it from the root was asked for through these
 // functions; each takes the slot of the parent and may put another node in it. A returned pointer
@@ -29,6 +29,6 @@ struct ImageDraft {
   static ImageGroup& own_group(ImageSlot& slot);
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_IMAGE_IMAGE_DRAFT_H_

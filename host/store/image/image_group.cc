@@ -9,7 +9,7 @@
 
 #include "store/image/group_trie.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr std::size_t kBucketSize = 16;
@@ -333,4 +333,4 @@ std::string image_key(const ImageNode& entry) {
   return key;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

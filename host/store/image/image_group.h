@@ -9,7 +9,7 @@
 
 #include "store/image/image.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // One entry with its place: entries with smaller orders come first.
 struct GroupEntry {
@@ -61,6 +61,6 @@ std::string image_key(const ImageNode& entry);
 
 inline const ImageGroup& ImageNode::group() const { return static_cast<const ImageGroup&>(*this); }
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_IMAGE_IMAGE_GROUP_H_

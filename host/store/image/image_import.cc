@@ -13,7 +13,7 @@
 #include "store/image/union_value.h"
 #include "store/node_tools.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr std::size_t kMostKeys = 8;  // that are passed as arguments
@@ -224,4 +224,4 @@ lyd_node* find_in_tree(lyd_node* top, lyd_node* parent, const ImageNode& node) {
   return found;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -4,7 +4,7 @@
 
 #include "store/image/image.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // An image of all siblings of `first` (null: none), which stand at the top level. Opaque nodes are
 // left out.
@@ -34,6 +34,6 @@ lyd_node* find_in_tree(lyd_node* top, lyd_node* parent, const ImageNode& node);
 // nowhere. Null when the text cannot be read.
 TreePtr any_of_xml(const lysc_node* schema, const std::string& xml);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_IMAGE_IMAGE_IMPORT_H_

@@ -1,7 +1,7 @@
 // Values stand in apostrophes, or in quotation marks when they hold an apostrophe.
 #include "store/image/image_path.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 void append_predicate(std::string_view name, std::string_view value, std::string& path) {
@@ -29,4 +29,4 @@ void append_path_step(const ImageNode& node, const lysc_node* parent, std::strin
   }
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

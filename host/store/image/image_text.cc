@@ -10,7 +10,7 @@
 
 #include "text/byte_search.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 void append_line_escaped(std::string_view text, std::string& out) {
@@ -422,4 +422,4 @@ bool apply_text(std::string_view text, ImagePtr& image, std::string& error) {
   return done;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

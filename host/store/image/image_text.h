@@ -22,7 +22,7 @@
 
 #include "store/image/image.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // What makes `after` of `before`. Empty when they are the same.
 std::string difference_text(const ImageInner& before, const ImageInner& after);
@@ -34,6 +34,6 @@ std::string image_text(const ImageInner& image);
 // tree or the loaded schema; the image is undefined then.
 bool apply_text(std::string_view text, ImagePtr& image, std::string& error);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_IMAGE_IMAGE_TEXT_H_

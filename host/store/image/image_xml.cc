@@ -7,7 +7,7 @@
 #include "store/image/union_value.h"
 #include "text/escape.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 const lysc_type* leaf_type(const lysc_node* leaf) {
@@ -222,4 +222,4 @@ const lys_module* XmlWriter::module_named(std::string_view name) {
   return place->second;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

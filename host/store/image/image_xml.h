@@ -12,7 +12,7 @@
 #include "store/image/image.h"
 #include "store/image/schema_texts.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // The whole tree, top element "config".
 std::string configuration_xml(const ImageInner& root);
@@ -67,6 +67,6 @@ class XmlWriter {
   std::string module_name_;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_IMAGE_IMAGE_XML_H_

@@ -3,7 +3,7 @@
 
 #include <atomic>
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 std::atomic<std::uint64_t> generation{0};
@@ -55,4 +55,4 @@ std::size_t number_schema() {
 
 std::uint64_t schema_generation() { return generation.load(std::memory_order_acquire); }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -9,7 +9,7 @@
 
 #include "store/tree.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // Numbers the nodes of kestrel::context() if that is not done yet; returns how many there are. To
 // be called after the schema was loaded and before any image is made. Not thread-safe the first
@@ -25,6 +25,6 @@ inline std::uint32_t schema_number(const lysc_node* node) {
   return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(node->priv));
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_IMAGE_SCHEMA_ORDER_H_

@@ -10,7 +10,7 @@
 
 #include "store/image/union_value.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 // Plugins of libyang whose values hold names of nodes, and thus prefixes in XML.
@@ -118,13 +118,13 @@ bool SchemaTexts::add(const lysc_node* node, const lysc_node* parent) {
   text.is_inner = (node->nodetype & (LYS_CONTAINER | LYS_LIST)) != 0;
   text.is_config = (node->flags & LYS_CONFIG_W) != 0;
   text.changes_module = parent == nullptr || parent->module != node->module;
-  text.shares_name = nexa::host::shares_name(node, parent);
+  text.shares_name = store::shares_name(node, parent);
   const lysc_type* const type = type_of(node);
   text.may_have_prefixes = type != nullptr && holds_paths(type);
-  text.mixes_json_types = type != nullptr && nexa::host::mixes_json_types(type);
+  text.mixes_json_types = type != nullptr && mixes_json_types(type);
   text.is_plain_container = lysc_is_np_cont(node);
   text.is_presence_container = node->nodetype == LYS_CONTAINER && !text.is_plain_container;
-  text.has_choice = nexa::host::has_choice(node);
+  text.has_choice = store::has_choice(node);
   const bool state_below = text.is_inner && add_children(node, nullptr);
   text.holds_state = state_below || !text.is_config;
   nodes_[schema_number(node)] = text;
@@ -140,4 +140,4 @@ std::string_view SchemaTexts::xmlns_of(const lys_module& module) {
   return text;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -12,7 +12,7 @@
 
 #include "store/image/schema_order.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // The views live as long as the table and the schema.
 struct SchemaText {
@@ -66,6 +66,6 @@ class SchemaTexts {
   std::vector<std::pair<const lys_module*, std::string_view>> namespaces_;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_IMAGE_SCHEMA_TEXTS_H_

@@ -4,7 +4,7 @@
 
 #include <functional>
 
-namespace nexa::host {
+namespace nexa::store {
 
 bool SharedLeafs::may_hold(const lysc_node* schema, std::string_view text) {
   return text.size() <= kLongest && !lysc_is_key(schema);
@@ -23,4 +23,4 @@ ImageRef<ImageLeaf>& SharedLeafs::slot(Part& part, std::size_t hash) {
   return part.leafs[hash % kSlots];
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -12,7 +12,7 @@
 
 #include "store/image/image.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // A table of the leafs that were asked for last. It holds at most 32,768 of them, some 1.5 MB, also
 // when no tree has them any more. Any thread.
@@ -52,6 +52,6 @@ class SharedLeafs {
   std::array<Part, kParts> parts_;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_IMAGE_SHARED_LEAFS_H_

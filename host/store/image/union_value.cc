@@ -11,7 +11,7 @@
 
 #include "store/image/schema_texts.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 using text::JsonType;
@@ -271,4 +271,4 @@ void add_json_text(std::string_view json, std::string& xml) {
   xml.insert(place, mark);
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -16,7 +16,7 @@
 #include "store/image/image.h"
 #include "text/json_mark.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // Whether a type is a union that takes values of more than one JSON type for the same text.
 bool mixes_json_types(const lysc_type* type);
@@ -55,6 +55,6 @@ const lyd_meta* json_text_mark(const lyd_node* any);
 // Writes that mark into the start tag of the element that `xml` begins with.
 void add_json_text(std::string_view json, std::string& xml);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_IMAGE_UNION_VALUE_H_

@@ -8,7 +8,7 @@
 #include "store/log/log_rows.h"
 #include "store/log/log_verify.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr char kGoOn[] =
@@ -305,4 +305,4 @@ LogResult CommitLog::set_schema(const std::string& text) {
       nullptr);
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -25,7 +25,7 @@
 #include "store/log/log_writer.h"
 #include "store/log/sqlite.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 class CommitLog {
  public:
@@ -182,6 +182,6 @@ class CommitLog {
   std::atomic<int> checkpoint_at_{kJournalPages};  // pages
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_LOG_COMMIT_LOG_H_

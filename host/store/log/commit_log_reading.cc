@@ -4,7 +4,7 @@
 #include "store/log/log_rows.h"
 #include "store/log/log_verify.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 using Code = LogResult::Code;
@@ -168,4 +168,4 @@ bool CommitLog::verify_history(std::string& error, const std::atomic<bool>* stop
          verify_all(database.get(), log_file(options_.directory), stop, found, error);
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -11,7 +11,7 @@
 #include "store/log/commit_log.h"
 #include "store/log/log_rows.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr std::uint64_t kRecentSnapshots = 4;
@@ -329,4 +329,4 @@ bool CommitLog::mark_judged(std::uint64_t number) {
   return result.ok() && found;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -12,7 +12,7 @@
 #include "store/log/log_database.h"
 #include "store/log/log_rows.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr std::size_t kNumberSize = 20;
@@ -73,4 +73,4 @@ void CommitWitness::write(const WitnessedCommit& commit) const {
   static_cast<void>(pwrite(file_.get(), line.data(), line.size(), 0) == 0);
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

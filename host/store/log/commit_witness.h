@@ -9,7 +9,7 @@
 
 #include "text/descriptor.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 struct WitnessedCommit {
   std::uint64_t number = 0;
@@ -33,6 +33,6 @@ class CommitWitness {
 
 std::string witness_file(const std::string& directory);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_LOG_COMMIT_WITNESS_H_

@@ -12,7 +12,7 @@
 #include <cerrno>
 #include <cstring>
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 std::string failure(const std::string& path, const char* what) {
@@ -114,4 +114,4 @@ bool sync_directory(const std::string& path) {
   return directory.is_open() && fsync(directory.get()) == 0;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

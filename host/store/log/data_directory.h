@@ -7,7 +7,7 @@
 
 #include "text/descriptor.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 class DataDirectory {
  public:
@@ -30,6 +30,6 @@ class DataDirectory {
 // Makes names that were created or renamed in the directory survive a power cut.
 bool sync_directory(const std::string& path);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_LOG_DATA_DIRECTORY_H_

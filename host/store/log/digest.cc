@@ -3,7 +3,7 @@
 
 #include <array>
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 struct FreeAlgorithm {
@@ -54,4 +54,4 @@ std::string Digest::finish() {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

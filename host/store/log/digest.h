@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-namespace nexa::host {
+namespace nexa::store {
 
 inline constexpr std::size_t kDigestSize = 32;
 
@@ -38,6 +38,6 @@ class Digest {
   bool ok_ = true;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_LOG_DIGEST_H_

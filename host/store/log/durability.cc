@@ -14,7 +14,7 @@
 #include "store/log/log_database.h"
 #include "text/descriptor.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr int kIndexSize = 32768;
@@ -135,4 +135,4 @@ int confirm_log(sqlite3* database, const LogOptions& options, bool rewrite) {
   return sync_directory(options.directory) ? SQLITE_OK : SQLITE_IOERR_DIR_FSYNC;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

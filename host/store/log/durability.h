@@ -28,7 +28,7 @@
 #include "store/log/log_types.h"
 #include "store/log/sqlite.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // SQLITE_OK when everything that `database` shows is on the disk. `rewrite` false: no sync has
 // failed, so cutting and syncing is enough (which also works on a full disk). Any other result: it
@@ -36,6 +36,6 @@ namespace nexa::host {
 // With `options.sync` false nothing is synced or written again.
 int confirm_log(sqlite3* database, const LogOptions& options, bool rewrite);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_LOG_DURABILITY_H_

@@ -11,7 +11,7 @@
 #include <memory>
 #include <vector>
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr std::uint32_t kMagic = 0x377f0682;  // its last bit: whether checksums are big-endian
@@ -166,4 +166,4 @@ DatabasePtr copy_log(const LogOptions& options, const std::string& file) {
   return result == SQLITE_OK ? std::move(copy) : nullptr;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

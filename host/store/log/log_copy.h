@@ -8,12 +8,12 @@
 #include "store/log/log_types.h"
 #include "store/log/sqlite.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // nullptr when the files cannot be read or there is no memory. Needs memory for all of the log.
 // Nobody may write the log meanwhile.
 DatabasePtr copy_log(const LogOptions& options, const std::string& file);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_LOG_LOG_COPY_H_

@@ -14,7 +14,7 @@
 #include "store/log/log_rows.h"
 #include "text/descriptor.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 using Kind = DiskFailure::Kind;
@@ -261,4 +261,4 @@ int format_of(sqlite3* database) {
   return static_cast<int>(integer_of(database, "PRAGMA user_version", 0));
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -8,7 +8,7 @@
 #include "store/log/log_types.h"
 #include "store/log/sqlite.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 std::string log_file(const std::string& directory);
 
@@ -45,6 +45,6 @@ DatabasePtr open_log_reader(const LogOptions& options, std::string& error);
 // The format of an opened log.
 int format_of(sqlite3* database);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_LOG_LOG_DATABASE_H_

@@ -1,7 +1,7 @@
 // A text stands in its row's column, or, when it is long, in the parts that the row names.
 #include "store/log/log_rows.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 int read_text(sqlite3* database, const Statement& row, std::string& text) {
@@ -139,4 +139,4 @@ int read_image(sqlite3* database, const Statement& row, LogSnapshot& image) {
                                                                        : SQLITE_MISMATCH;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

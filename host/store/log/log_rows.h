@@ -13,7 +13,7 @@
 #include "store/log/log_types.h"
 #include "store/log/sqlite.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // What to do about a damaged log; the end of a message.
 inline constexpr char kRestore[] = "; restore a copy of the directory";
@@ -64,6 +64,6 @@ inline std::int64_t signed_number(std::uint64_t number) {
   return static_cast<std::int64_t>(number);
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_LOG_LOG_ROWS_H_

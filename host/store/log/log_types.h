@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-namespace nexa::host {
+namespace nexa::store {
 
 // One commit.
 struct LogEntry {
@@ -71,6 +71,6 @@ struct LogTail {
   std::uint64_t image_bytes = 0;   // of that snapshot's image; of its XML if it has no image
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_LOG_LOG_TYPES_H_

@@ -7,7 +7,7 @@
 #include "store/log/log_database.h"
 #include "store/log/log_rows.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr int kStepsBetweenQuestions = 10000;
@@ -216,4 +216,4 @@ bool verify_all(sqlite3* database, const std::string& file, const std::atomic<bo
   return intact || (stop != nullptr && stop->load());
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

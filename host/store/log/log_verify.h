@@ -10,7 +10,7 @@
 #include "store/log/log_types.h"
 #include "store/log/sqlite.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 struct VerifiedLog {
   std::uint64_t head = 0;
@@ -29,6 +29,6 @@ bool verify_for_start(sqlite3* database, const std::string& file, VerifiedLog& f
 bool verify_all(sqlite3* database, const std::string& file, const std::atomic<bool>* stop,
                 VerifiedLog& found, std::string& error);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_LOG_LOG_VERIFY_H_

@@ -6,7 +6,7 @@
 #include "store/log/durability.h"
 #include "store/log/log_rows.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 bool journal_is_there(const LogOptions& options) {
@@ -103,4 +103,4 @@ void LogWriter::tidy_up_at_the_end() {
   sqlite3_db_config(database(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -11,7 +11,7 @@
 #include "store/log/log_types.h"
 #include "store/log/sqlite.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // Not for several threads at a time.
 class LogWriter {
@@ -49,6 +49,6 @@ class LogWriter {
 // Keeps `journal_pages` at the journal's length after each commit of the connection.
 void follow_journal(sqlite3* database, std::atomic<int>& journal_pages);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_LOG_LOG_WRITER_H_

@@ -7,7 +7,7 @@
 
 #include "store/tree.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr std::size_t kNamedModules = 5;
@@ -86,4 +86,4 @@ std::string stamp_difference(std::string_view before, std::string_view after) {
   return text;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

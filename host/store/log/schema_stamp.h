@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace nexa::host {
+namespace nexa::store {
 
 // The implemented modules of the loaded schema, sorted, one a line: "name@revision feature ...".
 std::string schema_stamp();
@@ -14,6 +14,6 @@ std::string schema_stamp();
 // a few of them are named.
 std::string stamp_difference(std::string_view before, std::string_view after);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_LOG_SCHEMA_STAMP_H_

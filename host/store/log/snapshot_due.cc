@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr std::uint64_t kLeastBytes = std::uint64_t{64} * 1024;
@@ -21,4 +21,4 @@ bool snapshot_due(const LogTail& tail, std::uint64_t interval) {
   return tail.effect_bytes + tail.commits * cost >= std::max(kLeastBytes, tail.image_bytes);
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -7,7 +7,7 @@
 
 #include "store/log/log_types.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // Whether what lies after the newest snapshot weighs more than that snapshot: the bytes of the
 // effects and a cost for each commit, against the image's bytes (at least 64 KiB). A commit costs
@@ -16,6 +16,6 @@ namespace nexa::host {
 // only with an interval of 1: a large commit is read as fast as the image that it leaves.
 bool snapshot_due(const LogTail& tail, std::uint64_t interval);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_LOG_SNAPSHOT_DUE_H_

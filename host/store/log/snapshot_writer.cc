@@ -6,7 +6,7 @@
 
 #include "store/log/snapshot_due.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 std::string snapshot_failed(std::uint64_t number, const std::string& reason) {
@@ -82,4 +82,4 @@ void SnapshotWriter::write() {
   if (!result.ok() && warn_) warn_(snapshot_failed(number, result.text));
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -12,7 +12,7 @@
 
 #include "store/log/commit_log.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 class SnapshotWriter {
  public:
@@ -54,6 +54,6 @@ class SnapshotWriter {
   std::thread thread_;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_LOG_SNAPSHOT_WRITER_H_

@@ -1,7 +1,7 @@
 // A failed bind shows as a failed step.
 #include "store/log/sqlite.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 sqlite3_file* file_below(sqlite3* database, int operation) {
@@ -90,4 +90,4 @@ sqlite3_file* journal_file(sqlite3* database) {
   return file_below(database, SQLITE_FCNTL_JOURNAL_POINTER);
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-namespace nexa::host {
+namespace nexa::store {
 
 // Bytes before the frames of a write-ahead journal, and before the page of each frame.
 inline constexpr int kJournalHeaderSize = 32;
@@ -62,6 +62,6 @@ std::int64_t integer_of(sqlite3* database, const char* sql, std::int64_t otherwi
 sqlite3_file* database_file(sqlite3* database);
 sqlite3_file* journal_file(sqlite3* database);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_LOG_SQLITE_H_

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-namespace nexa::host {
+namespace nexa::store {
 
 EntryMatch::EntryMatch(const model::TargetNode* meant) : meant_(meant) {
   if (meant == nullptr || meant->keys.empty()) return;
@@ -34,4 +34,4 @@ bool EntryMatch::matches(const ImageNode& node) const {
                      });
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

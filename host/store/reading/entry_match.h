@@ -9,7 +9,7 @@
 #include "store/image/image.h"
 #include "store/tree.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 class EntryMatch {
  public:
@@ -27,6 +27,6 @@ class EntryMatch {
   bool all_given_ = false;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_READING_ENTRY_MATCH_H_

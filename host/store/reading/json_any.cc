@@ -9,7 +9,7 @@
 #include "store/reading/json_scalar.h"
 #include "text/escape.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 // As deep as the JSON that a client can have stored; deeper content is cut.
@@ -116,4 +116,4 @@ void append_json_any(const lyd_node* node, bool qualify, const KnownNodeWriter& 
   }
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -8,7 +8,7 @@
 
 #include "store/tree.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // Appends the value of a node that has a schema node.
 using KnownNodeWriter = std::function<void(const lyd_node* node)>;
@@ -18,6 +18,6 @@ using KnownNodeWriter = std::function<void(const lyd_node* node)>;
 void append_json_any(const lyd_node* node, bool qualify, const KnownNodeWriter& known,
                      std::string& json);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_READING_JSON_ANY_H_

@@ -4,7 +4,7 @@
 
 #include "text/escape.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 void append_json_scalar(const ImageLeaf& leaf, bool qualify, std::string& json) {
   std::string_view text = leaf.text();
@@ -27,4 +27,4 @@ void append_json_scalar(const ImageLeaf& leaf, bool qualify, std::string& json) 
   }
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

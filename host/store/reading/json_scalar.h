@@ -6,12 +6,12 @@
 
 #include "store/image/image.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // Appends the value of a leaf or of one entry of a leaf-list. `qualify` writes identities with
 // their module.
 void append_json_scalar(const ImageLeaf& leaf, bool qualify, std::string& json);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_READING_JSON_SCALAR_H_

@@ -10,7 +10,7 @@
 #include "store/reading/json_any.h"
 #include "store/reading/json_scalar.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 // Only the configuration has configuration to give.
@@ -268,4 +268,4 @@ void for_each_leaf_of_tree(const ImageInner* config, const ImageInner* state, co
   walk.level(wanted(PairLevel{config, state}, form.part));
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

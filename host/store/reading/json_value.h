@@ -9,7 +9,7 @@
 #include "store/config_store.h"
 #include "store/reading/selection.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 struct JsonForm {
   DataPart part = DataPart::kAll;
@@ -37,6 +37,6 @@ void for_each_leaf(const NodePair& node, gnmi::Path& path, const JsonForm& form,
 void for_each_leaf_of_tree(const ImageInner* config, const ImageInner* state, const JsonForm& form,
                            bool qualify_names, const ValueSink& sink);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_READING_JSON_VALUE_H_

@@ -9,7 +9,7 @@
 #include "store/node_pairs.h"
 #include "store/reading/entry_match.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 using model::Target;
@@ -286,4 +286,4 @@ void select_chains(const Target& target, const ImageInner& root, const ChainSink
   }
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -9,7 +9,7 @@
 #include "model/target.h"
 #include "store/image/image.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // A data node that stands in one or both of two trees: the configuration, and operational data. For
 // all entries of a list or leaf-list their groups. Valid as long as the trees.
@@ -39,6 +39,6 @@ void select_nodes(const model::Target& target, const ImageInner* config, const I
 using ChainSink = std::function<void(const ImageChain& chain)>;
 void select_chains(const model::Target& target, const ImageInner& root, const ChainSink& found);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_READING_SELECTION_H_

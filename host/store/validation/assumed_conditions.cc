@@ -7,7 +7,7 @@
 #include "store/validation/tree_walk.h"
 #include "store/validation/violation_text.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 // What another case of the same change may have driven out: the node or what it stands in. A
@@ -91,4 +91,4 @@ std::vector<lyd_node*> AssumedConditions::left() const {
   return nodes;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -16,7 +16,7 @@
 #include "store/validation/unsure_conditions.h"
 #include "store/validation/validation.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // One judgement. `priv` of the tree's nodes is null before, and after find_lost().
 class AssumedConditions {
@@ -59,6 +59,6 @@ class AssumedConditions {
   std::vector<const Mark*> unsure_marks_;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_VALIDATION_ASSUMED_CONDITIONS_H_

@@ -1,7 +1,7 @@
 // The order of a judgement, and what it leaves behind in the tree.
 #include "store/validation/change_check.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 ChangeCheck::Verdict ChangeCheck::judge(std::size_t most_nodes) {
   most_nodes_ = most_nodes;
@@ -79,4 +79,4 @@ void ChangeCheck::fail(Violation violation) {
   if (!violation_) violation_ = std::move(violation);
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -46,7 +46,7 @@
 #include "store/validation/unsure_conditions.h"
 #include "store/validation/validation.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 struct Level {
   lyd_node* parent = nullptr;
@@ -233,6 +233,6 @@ class ChangeCheck {
   NodeStates states_;  // last: forgets its nodes before `dropped_` frees any
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_VALIDATION_CHANGE_CHECK_H_

@@ -2,7 +2,7 @@
 // node, at every instance within the reach of their expressions.
 #include "store/validation/change_check.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 void ChangeCheck::fire(const lysc_node* schema, lyd_node* start, Event event,
                        const char* old_value) {
@@ -104,4 +104,4 @@ void ChangeCheck::touch_uniques(lyd_node* start) {
   }
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

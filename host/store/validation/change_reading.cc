@@ -2,7 +2,7 @@
 // judged.
 #include "store/validation/change_check.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 void ChangeCheck::read() {
   is_reading_ = true;
@@ -171,4 +171,4 @@ void ChangeCheck::make_dirty(Level& level) {
   dirty_.emplace(level.depth, level.number);
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -22,7 +22,7 @@
 #include "store/tree.h"
 #include "text/descriptor.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -220,4 +220,4 @@ ChildOutcome run_in_child(const std::function<std::string()>& work,
   }
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

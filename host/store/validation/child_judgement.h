@@ -9,7 +9,7 @@
 #include <functional>
 #include <string>
 
-namespace nexa::host {
+namespace nexa::store {
 
 struct ChildOutcome {
   enum class Kind : std::uint8_t {
@@ -37,6 +37,6 @@ inline constexpr std::chrono::milliseconds kChildLimit{60'000};
 ChildOutcome run_in_child(const std::function<std::string()>& work,
                           std::chrono::milliseconds limit = kChildLimit);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_VALIDATION_CHILD_JUDGEMENT_H_

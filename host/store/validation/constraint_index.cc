@@ -9,7 +9,7 @@
 #include "store/validation/tree_walk.h"
 #include "store/validation/xpath_tree.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 // Dependencies of whens have no cycles (libyang refuses them); the bound is for the proof.
@@ -328,4 +328,4 @@ int ConstraintIndex::rank_of(Constraint& constraint, int depth) {
   return constraint.rank;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

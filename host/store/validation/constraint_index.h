@@ -17,7 +17,7 @@
 #include "store/tree.h"
 #include "store/validation/xpath_paths.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // Where a plain path without predicates leads: down from the nearest `top` (null: the root).
 struct PlainPath {
@@ -146,6 +146,6 @@ bool matters_absent(const lysc_node* node);
 // Whether a reference of this type needs an instance that is there.
 bool needs_instance(const lysc_type* type);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_VALIDATION_CONSTRAINT_INDEX_H_

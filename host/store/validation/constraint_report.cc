@@ -6,7 +6,7 @@
 
 #include "store/validation/constraint_index.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 std::string schema_path(const lysc_node* node) {
@@ -77,4 +77,4 @@ ConstraintReport report_constraints() {
   return report;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

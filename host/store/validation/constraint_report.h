@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace nexa::host {
+namespace nexa::store {
 
 struct WholeConstraint {
   std::string module;         // of the node that states it
@@ -27,6 +27,6 @@ struct ConstraintReport {
 // Over kestrel::context(), which must be loaded. One thread at a time.
 ConstraintReport report_constraints();
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_VALIDATION_CONSTRAINT_REPORT_H_

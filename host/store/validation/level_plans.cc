@@ -3,7 +3,7 @@
 
 #include <limits>
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 bool is_counted(const lysc_node* node) {
@@ -68,4 +68,4 @@ const std::vector<const lysc_node*>& LevelPlans::members(const lysc_node* branch
   return found->second;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -9,7 +9,7 @@
 
 #include "store/tree.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // Of the direct children, choices among them but not what is inside; configuration only, in the
 // order of the schema.
@@ -46,6 +46,6 @@ class LevelPlans {
   std::unordered_map<const lysc_node*, std::vector<const lysc_node*>> members_;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_VALIDATION_LEVEL_PLANS_H_

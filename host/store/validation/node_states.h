@@ -7,7 +7,7 @@
 
 #include "store/tree.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 struct Level;
 
@@ -100,6 +100,6 @@ class NodeStates {
   std::deque<NodeState> states_;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_VALIDATION_NODE_STATES_H_

@@ -8,7 +8,7 @@
 
 #include "store/validation/tree_walk.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 thread_local ReferenceTargets* in_use = nullptr;
@@ -120,4 +120,4 @@ const ReferenceTargets::Instances& ReferenceTargets::gather(const Way& way, cons
   return place->second;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -11,7 +11,7 @@
 
 #include "store/validation/constraint_index.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // A positive answer is libyang's own: the same instance, compared by the type's own function. There
 // is no negative answer. What was gathered holds as long as the tree does not change; libyang
@@ -63,6 +63,6 @@ class ReferenceTargets {
   const lys_module* module_ = nullptr;  // whose references were asked for
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_VALIDATION_REFERENCE_TARGETS_H_

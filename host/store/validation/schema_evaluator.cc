@@ -7,7 +7,7 @@
 
 #include "store/validation/constraint_index.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 using Kind = XpathExpression::Kind;
@@ -309,4 +309,4 @@ void SchemaEvaluator::risk(std::string hazard) {
   if (found_.hazard.empty()) found_.hazard = std::move(hazard);
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

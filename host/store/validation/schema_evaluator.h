@@ -12,7 +12,7 @@
 #include "store/validation/xpath_paths.h"
 #include "store/validation/xpath_tree.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // What a node-set may hold when data is there.
 //
@@ -87,6 +87,6 @@ class SchemaEvaluator {
   int deref_depth_ = 0;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_VALIDATION_SCHEMA_EVALUATOR_H_

@@ -8,7 +8,7 @@
 #include "store/validation/constraint_index.h"
 #include "store/validation/schema_evaluator.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 using Kind = XpathExpression::Kind;
@@ -329,4 +329,4 @@ const lys_module* SchemaEvaluator::module_of(const XpathStep& step) {
   return nullptr;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

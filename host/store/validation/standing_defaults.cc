@@ -6,7 +6,7 @@
 #include "store/node_tools.h"
 #include "store/validation/tree_walk.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 // Null when there are none, or libyang fails.
@@ -82,4 +82,4 @@ bool StandingDefaults::remove_others(lyd_node*& tree) const {
   return removed;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

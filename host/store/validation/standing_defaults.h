@@ -8,7 +8,7 @@
 
 #include "store/tree.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // Modules of the loaded schema whose defaults are valid by themselves. One that demands more, such
 // as a mandatory top-level leaf, comes into being with its first configured node instead: else it
@@ -34,6 +34,6 @@ class StandingDefaults {
   std::map<const lys_module*, TreePtr> modules_;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_VALIDATION_STANDING_DEFAULTS_H_

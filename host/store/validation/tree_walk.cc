@@ -2,7 +2,7 @@
 // parent has four children or more.
 #include "store/validation/tree_walk.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 lyd_node* find_among(const lyd_node* siblings, const lysc_node* schema) {
   lyd_node* found = nullptr;
@@ -26,4 +26,4 @@ bool holds_given(const lyd_node* node) {
   return false;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

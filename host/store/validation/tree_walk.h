@@ -8,7 +8,7 @@
 
 #include "store/tree.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // The first instance among siblings, null when there is none; the others follow it.
 lyd_node* find_among(const lyd_node* siblings, const lysc_node* schema);
@@ -69,6 +69,6 @@ inline const lys_module* owner_module(const lysc_node* schema) {
 // is a default, do not by themselves.
 bool holds_given(const lyd_node* node);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_VALIDATION_TREE_WALK_H_

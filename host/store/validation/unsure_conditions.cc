@@ -5,7 +5,7 @@
 
 #include "store/validation/level_plans.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 UnsureConditions::UnsureConditions(const ConstraintIndex& index) {
   may_wait_ = index.has_when_chains();
@@ -31,4 +31,4 @@ void UnsureConditions::add_watchers(const ConstraintIndex& index, const lysc_nod
   }
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

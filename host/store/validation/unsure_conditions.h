@@ -9,7 +9,7 @@
 
 #include "store/validation/constraint_index.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 class UnsureConditions {
  public:
@@ -31,6 +31,6 @@ class UnsureConditions {
   bool may_wait_ = false;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_VALIDATION_UNSURE_CONDITIONS_H_

@@ -12,7 +12,7 @@
 #include "store/validation/standing_defaults.h"
 #include "store/validation/violation_text.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr std::uint32_t kOptions = LYD_VALIDATE_PRESENT | LYD_VALIDATE_NO_STATE;
@@ -237,4 +237,4 @@ const StandingDefaults& Validator::standing_defaults() const { return *state_->s
 
 bool Validator::is_risky() const { return state_->index.is_risky(); }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

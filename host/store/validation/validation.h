@@ -12,7 +12,7 @@
 #include "store/tree.h"
 #include "store/tree_change.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 class StandingDefaults;
 
@@ -82,6 +82,6 @@ class Validator {
   std::unique_ptr<State> state_;
 };
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_VALIDATION_VALIDATION_H_

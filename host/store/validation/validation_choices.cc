@@ -3,7 +3,7 @@
 #include "store/validation/change_check.h"
 #include "store/validation/violation_text.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 bool has_choice(const lysc_node* branch) {
@@ -129,4 +129,4 @@ void ChangeCheck::check_mixed_defaults(Level& level) {
   }
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -5,7 +5,7 @@
 #include "store/child_table.h"
 #include "store/node_tools.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // The highest levels first: what settles there may take lower ones with it.
 bool ChangeCheck::settle_dirty() {
@@ -191,4 +191,4 @@ void ChangeCheck::set_default(lyd_node* container) {
   container->flags |= LYD_DEFAULT;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -3,7 +3,7 @@
 #include "store/validation/change_check.h"
 #include "store/validation/violation_text.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 bool has_data_of(const lyd_node* siblings, const lysc_node* branch) {
@@ -67,4 +67,4 @@ void ChangeCheck::search_choice(Level& level, const lysc_node* choice) {
   }
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -6,7 +6,7 @@
 #include "store/validation/change_check.h"
 #include "store/validation/violation_text.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 // The instance of a leaf that stands below a list entry; null when it is not there.
@@ -137,4 +137,4 @@ void ChangeCheck::judge_unique(const lyd_node* first, const lysc_node_list* list
   }
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -5,7 +5,7 @@
 #include "store/validation/change_check.h"
 #include "store/validation/violation_text.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 // Whether `list` is found by `leaf` alone.
@@ -125,4 +125,4 @@ void ChangeCheck::judge_musts() {
   }
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -3,7 +3,7 @@
 #include "store/validation/change_check.h"
 #include "store/validation/violation_text.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 // Calls `visit` with each `when` of a node and of the choices and cases around it, and with the
@@ -196,4 +196,4 @@ bool ChangeCheck::holds(const lyd_node* context, const lys_module* module,
   return result != 0;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -6,7 +6,7 @@
 
 #include "text/display.h"
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 constexpr std::string_view kDataLocation = "Data location \"";
@@ -188,4 +188,4 @@ Violation stored_violation(const ly_ctx* context, const lyd_node* tree) {
   return broken(kind, path, rule);
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

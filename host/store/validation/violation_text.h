@@ -9,7 +9,7 @@
 #include "store/tree.h"
 #include "store/validation/validation.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 // The problem that libyang stored last on this thread, in words. `tree` is the tree that was
 // judged: a `must` with a message of its own is looked up in it. Problems whose place libyang does
@@ -29,6 +29,6 @@ Violation many_violation(const lyd_node* node, std::uint32_t max);
 Violation unique_violation(const lyd_node* node, std::string_view leafs);
 Violation both_cases_violation(std::string path, std::string_view one, std::string_view other);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_VALIDATION_VIOLATION_TEXT_H_

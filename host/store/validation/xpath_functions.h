@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string_view>
 
-namespace nexa::host {
+namespace nexa::store {
 
 enum class XpathUse : std::uint8_t {
   kPresence,    // whether or how many nodes are there
@@ -66,6 +66,6 @@ constexpr const XpathFunction* find_xpath_function(std::string_view name) {
   return nullptr;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_VALIDATION_XPATH_FUNCTIONS_H_

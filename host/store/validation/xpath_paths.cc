@@ -4,7 +4,7 @@
 #include "store/validation/schema_evaluator.h"
 #include "store/validation/xpath_tree.h"
 
-namespace nexa::host {
+namespace nexa::store {
 
 ExpressionPaths paths_of(std::string_view expression, const ExpressionSite& site) {
   if (const std::optional<XpathExpression> parsed = parse_xpath(expression)) {
@@ -16,4 +16,4 @@ ExpressionPaths paths_of(std::string_view expression, const ExpressionSite& site
   return paths;
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-namespace nexa::host {
+namespace nexa::store {
 
 // What an expression is judged for.
 struct ExpressionSite {
@@ -42,6 +42,6 @@ struct ExpressionPaths {
 
 ExpressionPaths paths_of(std::string_view expression, const ExpressionSite& site);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_VALIDATION_XPATH_PATHS_H_

@@ -6,7 +6,7 @@
 #include <array>
 #include <utility>
 
-namespace nexa::host {
+namespace nexa::store {
 namespace {
 
 using Kind = XpathExpression::Kind;
@@ -369,4 +369,4 @@ bool is_plain_path(const XpathExpression& expression) {
 
 std::optional<XpathExpression> parse_xpath(std::string_view text) { return Parser(text).parse(); }
 
-}  // namespace nexa::host
+}  // namespace nexa::store

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-namespace nexa::host {
+namespace nexa::store {
 
 enum class XpathAxis : std::uint8_t {
   kChild,
@@ -78,6 +78,6 @@ std::optional<XpathExpression> parse_xpath(std::string_view text);
 // Whether it is a path of names that first climbs and then only goes down, without predicates.
 bool is_plain_path(const XpathExpression& expression);
 
-}  // namespace nexa::host
+}  // namespace nexa::store
 
 #endif  // HOST_STORE_VALIDATION_XPATH_TREE_H_

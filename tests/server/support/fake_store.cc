@@ -9,13 +9,13 @@
 namespace nexa_test {
 namespace {
 
-using nexa::host::DataPart;
-using nexa::host::Form;
-using nexa::host::Query;
-using nexa::host::StateTree;
-using nexa::host::ValueSink;
+using nexa::store::DataPart;
+using nexa::store::Form;
+using nexa::store::Query;
+using nexa::store::StateTree;
+using nexa::store::ValueSink;
 
-struct FakeState : StateTree {
+struct FakeState : nexa::store::StateTree {
   FakeLeaves leaves;
 };
 
@@ -25,7 +25,7 @@ std::string local_name(const std::string& name) {
 }
 
 gnmi::Path parsed(const std::string& text) {
-  return nexa::host::parse_path_string(text, nullptr).value_or(gnmi::Path());
+  return nexa::translate::parse_path_string(text, nullptr).value_or(gnmi::Path());
 }
 
 std::string names_of(const gnmi::Path& path) {
@@ -70,14 +70,14 @@ int match(const gnmi::Path& wanted, int from, const gnmi::Path& leaf, int at,
   return match(wanted, from + 1, leaf, at + 1, concrete);
 }
 
-class FakeSnapshot : public nexa::host::Snapshot {
+class FakeSnapshot : public nexa::store::Snapshot {
  public:
   FakeSnapshot(std::shared_ptr<const FakeLeaves> leaves, std::uint64_t number,
                std::function<void()> on_read)
       : leaves_(std::move(leaves)), number_(number), on_read_(std::move(on_read)) {}
 
-  grpc::Status read(const Query& query, const StateTree* state,
-                    const ValueSink& sink) const override;
+  grpc::Status read(const nexa::store::Query& query, const nexa::store::StateTree* state,
+                    const nexa::store::ValueSink& sink) const override;
   std::string xml() const override { return "<config/>"; }
   std::uint64_t number() const override { return number_; }
 
@@ -87,13 +87,14 @@ class FakeSnapshot : public nexa::host::Snapshot {
   std::function<void()> on_read_;
 };
 
-bool is_wanted(const FakeLeaf& leaf, DataPart part) {
-  if (part == DataPart::kAll) return true;
-  return leaf.state == (part == DataPart::kState);
+bool is_wanted(const FakeLeaf& leaf, nexa::store::DataPart part) {
+  if (part == nexa::store::DataPart::kAll) return true;
+  return leaf.state == (part == nexa::store::DataPart::kState);
 }
 
-grpc::Status FakeSnapshot::read(const Query& query, const StateTree* state,
-                                const ValueSink& sink) const {
+grpc::Status FakeSnapshot::read(const nexa::store::Query& query,
+                                const nexa::store::StateTree* state,
+                                const nexa::store::ValueSink& sink) const {
   if (on_read_) on_read_();
   FakeLeaves all = *leaves_;
   if (state != nullptr) {
@@ -105,7 +106,7 @@ grpc::Status FakeSnapshot::read(const Query& query, const StateTree* state,
     gnmi::Path concrete;
     const int end = match(query.target.path, 0, leaf.path, 0, concrete);
     if (end < 0 || !is_wanted(leaf, query.part)) continue;
-    if (query.form == Form::kLeaves || end == leaf.path.elem_size()) {
+    if (query.form == nexa::store::Form::kLeaves || end == leaf.path.elem_size()) {
       for (int at = end; at < leaf.path.elem_size(); ++at)
         *concrete.add_elem() = leaf.path.elem(at);
       values.emplace_back(concrete, leaf.json);
@@ -114,9 +115,9 @@ grpc::Status FakeSnapshot::read(const Query& query, const StateTree* state,
     gnmi::Path rest = leaf.path;
     rest.mutable_elem()->DeleteSubrange(0, end);
     const std::string member =
-        "\"" + nexa::host::format_path_string(rest).substr(1) + "\":" + leaf.json;
+        "\"" + nexa::translate::format_path_string(rest).substr(1) + "\":" + leaf.json;
     const auto [place, fresh] =
-        places.emplace(nexa::host::format_path_string(concrete), values.size());
+        places.emplace(nexa::translate::format_path_string(concrete), values.size());
     if (fresh) values.emplace_back(concrete, "{}");
     std::string& object = values[place->second].second;
     object.insert(object.size() - 1, (fresh ? "" : ",") + member);
@@ -152,7 +153,7 @@ void FakeStore::know(const std::string& path) {
   known_.insert(path);
 }
 
-std::vector<CommitRequest> FakeStore::commits() const {
+std::vector<nexa::store::CommitRequest> FakeStore::commits() const {
   const std::lock_guard<std::mutex> lock(mutex_);
   return commits_;
 }
@@ -167,30 +168,30 @@ int FakeStore::snapshots_taken() const {
   return snapshots_taken_;
 }
 
-CommitResult FakeStore::commit(const CommitRequest& request) {
+nexa::store::CommitResult FakeStore::commit(const nexa::store::CommitRequest& request) {
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     commits_.push_back(request);
   }
   if (request.approve) {
-    grpc::Status verdict = request.approve(nexa::host::Change());
+    grpc::Status verdict = request.approve(nexa::store::Change());
     if (!verdict.ok()) return {verdict, 0, 0, -1, "", ""};
   }
-  CommitResult result;
+  nexa::store::CommitResult result;
   if (on_commit) result = on_commit(request);
   const std::lock_guard<std::mutex> lock(mutex_);
   if (result.status.ok()) result.number = ++number_;
   return result;
 }
 
-std::shared_ptr<const nexa::host::Snapshot> FakeStore::snapshot() const {
+std::shared_ptr<const nexa::store::Snapshot> FakeStore::snapshot() const {
   const std::lock_guard<std::mutex> lock(mutex_);
   ++snapshots_taken_;
   return std::make_shared<FakeSnapshot>(leaves_, number_, on_read);
 }
 
-std::shared_ptr<const StateTree> FakeStore::parse_state(std::string_view xml,
-                                                        std::string& error) const {
+std::shared_ptr<const nexa::store::StateTree> FakeStore::parse_state(std::string_view xml,
+                                                                     std::string& error) const {
   const std::lock_guard<std::mutex> lock(mutex_);
   ++parsed_states_;
   if (xml.find("broken") != std::string_view::npos) {
@@ -211,14 +212,15 @@ std::shared_ptr<const StateTree> FakeStore::parse_state(std::string_view xml,
   return state;
 }
 
-grpc::Status FakeStore::history(std::size_t /*limit*/, std::vector<CommitRecord>& out) const {
+grpc::Status FakeStore::history(std::size_t /*limit*/,
+                                std::vector<nexa::store::CommitRecord>& out) const {
   out.clear();
   return grpc::Status::OK;
 }
 
-CommitResult FakeStore::rollback(
+nexa::store::CommitResult FakeStore::rollback(
     std::uint64_t /*number*/, const std::string& /*author*/,
-    const std::function<grpc::Status(const nexa::host::Change&)>& /*approve*/) {
+    const std::function<grpc::Status(const nexa::store::Change&)>& /*approve*/) {
   return {};
 }
 

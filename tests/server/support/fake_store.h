@@ -15,9 +15,9 @@
 
 namespace nexa_test {
 
-using nexa::host::CommitRecord;
-using nexa::host::CommitRequest;
-using nexa::host::CommitResult;
+using nexa::store::CommitRecord;
+using nexa::store::CommitRequest;
+using nexa::store::CommitResult;
 
 struct FakeLeaf {
   gnmi::Path path;
@@ -28,7 +28,7 @@ struct FakeLeaf {
 // By path string, names without modules.
 using FakeLeaves = std::map<std::string, FakeLeaf>;
 
-class FakeStore : public nexa::host::ConfigStore {
+class FakeStore : public nexa::store::ConfigStore {
  public:
   FakeStore();
 
@@ -39,29 +39,30 @@ class FakeStore : public nexa::host::ConfigStore {
   void know(const std::string& path);
 
   // What commit() gives; OK with the next number when not set. Set before calls are made.
-  std::function<CommitResult(const CommitRequest&)> on_commit;
+  std::function<nexa::store::CommitResult(const nexa::store::CommitRequest&)> on_commit;
   // Called by each read of a snapshot. Set before calls are made.
   std::function<void()> on_read;
 
-  std::vector<CommitRequest> commits() const;
+  std::vector<nexa::store::CommitRequest> commits() const;
   int parsed_states() const;
   int snapshots_taken() const;
 
-  CommitResult commit(const CommitRequest& request) override;
-  std::shared_ptr<const nexa::host::Snapshot> snapshot() const override;
+  nexa::store::CommitResult commit(const nexa::store::CommitRequest& request) override;
+  std::shared_ptr<const nexa::store::Snapshot> snapshot() const override;
   // Lines "path=json" in place of XML; an error when the text has the word "broken".
-  std::shared_ptr<const nexa::host::StateTree> parse_state(std::string_view xml,
-                                                           std::string& error) const override;
-  grpc::Status history(std::size_t limit, std::vector<CommitRecord>& out) const override;
-  CommitResult rollback(
+  std::shared_ptr<const nexa::store::StateTree> parse_state(std::string_view xml,
+                                                            std::string& error) const override;
+  grpc::Status history(std::size_t limit,
+                       std::vector<nexa::store::CommitRecord>& out) const override;
+  nexa::store::CommitResult rollback(
       std::uint64_t number, const std::string& author,
-      const std::function<grpc::Status(const nexa::host::Change&)>& approve) override;
+      const std::function<grpc::Status(const nexa::store::Change&)>& approve) override;
 
  private:
   mutable std::mutex mutex_;
   std::shared_ptr<const FakeLeaves> leaves_;
   std::set<std::string> known_;
-  std::vector<CommitRequest> commits_;
+  std::vector<nexa::store::CommitRequest> commits_;
   std::uint64_t number_ = 0;
   mutable int parsed_states_ = 0;
   mutable int snapshots_taken_ = 0;

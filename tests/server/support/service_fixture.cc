@@ -21,7 +21,8 @@ ExampleSchema& example_schema() {
     loaded.mapper.populate();
     loaded.schema = std::make_unique<nexa::model::Schema>();
     loaded.resolver = std::make_unique<nexa::model::Resolver>(*loaded.schema);
-    loaded.translator = std::make_unique<nexa::host::Translator>(loaded.mapper, *loaded.schema);
+    loaded.translator =
+        std::make_unique<nexa::translate::Translator>(loaded.mapper, *loaded.schema);
     return &loaded;
   }();
   return schema;
@@ -144,16 +145,16 @@ bool FakeAccess::reload(std::string& /*error*/) { return true; }
 
 void ServiceTest::start() {
   ExampleSchema& schema = example_schema();
-  nexa::host::ConfigStore& used = other_store != nullptr ? *other_store : store;
-  const nexa::host::GnmiServiceParts parts{*schema.resolver,
-                                           *schema.translator,
-                                           used,
-                                           access,
-                                           schema.mapper.cached_capability_response_,
-                                           providers,
-                                           recorder,
-                                           approve};
-  service = nexa::host::make_gnmi_service(parts, options);
+  nexa::store::ConfigStore& used = other_store != nullptr ? *other_store : store;
+  const nexa::server::GnmiServiceParts parts{*schema.resolver,
+                                             *schema.translator,
+                                             used,
+                                             access,
+                                             schema.mapper.cached_capability_response_,
+                                             providers,
+                                             recorder,
+                                             approve};
+  service = nexa::server::make_gnmi_service(parts, options);
   grpc::ServerBuilder builder;
   builder.AddListeningPort("127.0.0.1:0", credentials, &port_);
   builder.SetMaxReceiveMessageSize(max_receive_bytes);

@@ -27,12 +27,12 @@ struct ExampleSchema {
   nexa::ServiceKestrelNamespaceMapperImpl mapper;
   std::unique_ptr<nexa::model::Schema> schema;
   std::unique_ptr<nexa::model::Resolver> resolver;
-  std::unique_ptr<nexa::host::Translator> translator;
+  std::unique_ptr<nexa::translate::Translator> translator;
 };
 ExampleSchema& example_schema();
 
 // Keeps what the service tells.
-class Recorder : public nexa::host::ServiceObserver {
+class Recorder : public nexa::server::ServiceObserver {
  public:
   void call_ended(std::string_view method, grpc::StatusCode code,
                   std::chrono::nanoseconds time) override;
@@ -106,18 +106,18 @@ class ServiceTest : public testing::Test {
   grpc::Status set(const gnmi::SetRequest& request, gnmi::SetResponse& response);
 
   FakeStore store;
-  nexa::host::ConfigStore* other_store = nullptr;
+  nexa::store::ConfigStore* other_store = nullptr;
   FakeAccess access;
   Recorder recorder;
-  nexa::host::GnmiServiceOptions options;
+  nexa::server::GnmiServiceOptions options;
   std::vector<nexa::state::StateProvider*> providers;
-  std::function<grpc::Status(const nexa::host::Change&)> approve;
+  std::function<grpc::Status(const nexa::store::Change&)> approve;
   std::multimap<std::string, std::string> metadata;  // of get() and set()
   int max_receive_bytes = 64 << 20;
   bool offer_reflection = false;
   std::shared_ptr<grpc::ServerCredentials> credentials = grpc::InsecureServerCredentials();
 
-  std::unique_ptr<nexa::host::GnmiService> service;
+  std::unique_ptr<nexa::server::GnmiService> service;
 
  private:
   std::unique_ptr<grpc::Server> server_;

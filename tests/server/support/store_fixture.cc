@@ -14,7 +14,7 @@ std::string StoredServiceTest::read(const std::string& path) {
   std::string text;
   for (const gnmi::Update& update : response.notification(0).update()) {
     if (!text.empty()) text += "\n";
-    text += nexa::host::format_path_string(update.path()) + "=";
+    text += nexa::translate::format_path_string(update.path()) + "=";
     text +=
         request.encoding() == gnmi::JSON ? update.val().json_val() : update.val().json_ietf_val();
   }

@@ -29,11 +29,11 @@ class StoredServiceTest : public ServiceTest {
   }
 
   void open_store() {
-    nexa::host::TreeStoreOptions store_options;
+    nexa::store::TreeStoreOptions store_options;
     store_options.directory = directory;
     store_options.sync = false;
     std::string error;
-    real_store = nexa::host::open_tree_store(store_options, error);
+    real_store = nexa::store::open_tree_store(store_options, error);
     ASSERT_NE(real_store, nullptr) << error;
     other_store = real_store.get();
     start();
@@ -65,7 +65,7 @@ class StoredServiceTest : public ServiceTest {
   std::string read(const std::string& path);
 
   std::string directory;
-  std::unique_ptr<nexa::host::ConfigStore> real_store;
+  std::unique_ptr<nexa::store::ConfigStore> real_store;
   gnmi::GetRequest request;  // read() adds the path
   grpc::Status last_status;
 };

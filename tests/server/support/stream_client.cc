@@ -10,15 +10,16 @@ namespace {
 std::string shown(const gnmi::Notification& notification) {
   std::string text;
   if (notification.has_prefix()) {
-    text = notification.prefix().target() + nexa::host::format_path_string(notification.prefix());
+    text =
+        notification.prefix().target() + nexa::translate::format_path_string(notification.prefix());
   }
   for (const gnmi::Update& update : notification.update()) {
     const gnmi::TypedValue& value = update.val();
-    text += "|" + nexa::host::format_path_string(update.path()) + "=" +
+    text += "|" + nexa::translate::format_path_string(update.path()) + "=" +
             (value.has_json_val() ? "bare " + value.json_val() : value.json_ietf_val());
   }
   for (const gnmi::Path& path : notification.delete_()) {
-    text += "|-" + nexa::host::format_path_string(path);
+    text += "|-" + nexa::translate::format_path_string(path);
   }
   return text;
 }

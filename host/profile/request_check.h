@@ -11,7 +11,7 @@
 #include "gnmi.pb.h"
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
 
-namespace nexa::host {
+namespace nexa::profile {
 
 struct RequestVerdict {
   grpc::Status status;
@@ -34,6 +34,6 @@ RequestVerdict check_update(RequestType type, const gnmi::Path& prefix, const gn
 // The first message of a Subscribe stream. Later ones are for ServiceRpcMsgHelpers::validate_poll.
 RequestVerdict check_subscribe(const gnmi::SubscribeRequest& request);
 
-}  // namespace nexa::host
+}  // namespace nexa::profile
 
 #endif  // HOST_TRANSLATE_REQUEST_CHECK_H_

@@ -2,7 +2,7 @@
 // lists them. Four refusals are the host's own, for what the library's checks cannot see: numbers
 // that an enumeration does not have, paths in the old string form, updates without a value, and the
 // operation that came with version 0.10.
-#include "translate/request_check.h"
+#include "profile/request_check.h"
 
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/repeated_field.h>
@@ -12,7 +12,7 @@
 
 #include "model/target.h"
 
-namespace nexa::host {
+namespace nexa::profile {
 namespace {
 
 constexpr char kElementList[] =
@@ -204,4 +204,4 @@ RequestVerdict check_subscribe(const gnmi::SubscribeRequest& request) {
   return {};
 }
 
-}  // namespace nexa::host
+}  // namespace nexa::profile
