@@ -2,10 +2,20 @@
 #ifndef HOST_STATE_STATE_PROVIDER_H_
 #define HOST_STATE_STATE_PROVIDER_H_
 
+#include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 
+struct kestrel_cs_node;
+
 namespace nexa::state {
+
+// How the values of a leaf change; a subscription that leaves the mode to the target goes by it.
+enum class Pace : std::uint8_t {
+  kEvents,  // seldom, and the provider tells when
+  kGauge,   // all the time: counters, loads, clocks
+};
 
 class StateProvider {
  public:
@@ -20,6 +30,17 @@ class StateProvider {
   // Appends the present values to `xml`: top-level elements with their namespace, entries with
   // their keys. Any thread, several at a time; never blocks on another machine.
   virtual void append_xml(std::string& xml) = 0;
+
+  // Of a leaf that it fills. Any thread.
+  virtual Pace pace(const kestrel_cs_node& leaf) const {
+    static_cast<void>(leaf);
+    return Pace::kGauge;
+  }
+
+  // From now on `changed` is called, on any thread, whenever a leaf of Pace::kEvents may have
+  // another value; append_xml() gives the new one then. Called once, before anybody reads. A null
+  // function ends it: no call is running when watch() returns.
+  virtual void watch(std::function<void()> changed) { static_cast<void>(changed); }
 };
 
 }  // namespace nexa::state
