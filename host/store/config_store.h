@@ -7,10 +7,12 @@
 
 #include <grpcpp/support/status.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -43,10 +45,23 @@ struct Change {
   std::string after;   // XML, top element "config"
 };
 
+// A commit that is taken back unless somebody confirms it (gNMI commit-confirmed extension).
+struct PendingCommit {
+  std::string id;                        // the client's name for it
+  std::uint64_t number = 0;              // the newest commit
+  std::uint64_t base = 0;                // the commit that is restored when it is taken back
+  std::int64_t time_ns = 0;              // until when it waits, since the Unix epoch
+  std::chrono::nanoseconds duration{0};  // how long it was to wait
+};
+
 struct CommitRequest {
   std::vector<Edit> edits;
   std::string author;
   std::string comment;  // shown by the history
+  // With a name the commit waits that long for confirm(); other commits are refused meanwhile. It
+  // is for the caller to cancel() it when the time is over. Waits also when nothing changes.
+  std::string confirm_id;
+  std::chrono::nanoseconds confirm_within{0};
   // Asked once the result is valid and before it is made durable; a status that is not OK ends the
   // commit with that status. Readers go on meanwhile. Not asked when nothing changes.
   std::function<grpc::Status(const Change&)> approve;
@@ -62,7 +77,8 @@ struct CommitResult {
   // constraint together with data that was there before (must, when, leafref, unique, mandatory,
   // min- and max-elements); RESOURCE_EXHAUSTED: the disk is full, or the edits are above a limit;
   // UNAVAILABLE: the disk does not confirm writes, reading goes on; CANCELLED: nobody waits for it;
-  // INTERNAL: the engine failed.
+  // INTERNAL: the engine failed. FAILED_PRECONDITION also while a commit waits for its
+  // confirmation.
   grpc::Status status;
   std::uint64_t number = 0;  // of the commit; the current one when nothing changed
   std::int64_t time_ns = 0;
@@ -136,6 +152,8 @@ struct StoreHealth {
   std::uint64_t verified = 0;  // number of the newest commit that was found valid as a whole
 };
 
+inline constexpr char kNothingWaits[] = "no commit waits for a confirmation";
+
 class ConfigStore {
  public:
   virtual ~ConfigStore() = default;
@@ -153,6 +171,21 @@ class ConfigStore {
   // thread.
   virtual CommitResult commit(const CommitRequest& request) = 0;
 
+  // The commit that waits for its confirmation; it waits across a restart. Any thread, as the next
+  // three.
+  virtual std::optional<PendingCommit> pending() const { return std::nullopt; }
+
+  // Makes the commit that waits permanent, lets it wait for `duration` from now on, or takes it
+  // back by a new commit that restores what was there before. Durable on return. With an empty `id`
+  // cancel() means whichever waits. FAILED_PRECONDITION: none waits; INVALID_ARGUMENT: another one
+  // does; others as commit(). `reason` goes into the history. The verdict of `approve` on the
+  // commit of cancel() does not count: a device must know what was restored, and cannot refuse it.
+  virtual grpc::Status confirm(const std::string& id);
+  virtual grpc::Status extend(const std::string& id, std::chrono::nanoseconds duration);
+  virtual CommitResult cancel(const std::string& id, const std::string& author,
+                              const std::string& reason,
+                              const std::function<grpc::Status(const Change&)>& approve);
+
   virtual std::shared_ptr<const Snapshot> snapshot() const = 0;
 
   // Reads operational data: an XML document of top-level nodes below one element of any name.
@@ -163,10 +196,25 @@ class ConfigStore {
   // The newest `limit` commits (0: all), newest first. Empty `out` and a status on failure.
   virtual grpc::Status history(std::size_t limit, std::vector<CommitRecord>& out) const = 0;
 
-  // A new commit that restores the configuration as commit `number` left it (0: the empty one).
+  // A new commit that restores the configuration as commit `number` left it (0: the empty one). A
+  // commit that waits for its confirmation waits no more.
   virtual CommitResult rollback(std::uint64_t number, const std::string& author,
                                 const std::function<grpc::Status(const Change&)>& approve) = 0;
 };
+
+// What a store without commits that wait answers.
+inline grpc::Status ConfigStore::confirm(const std::string& id) { return extend(id, {}); }
+inline grpc::Status ConfigStore::extend(const std::string& /*id*/,
+                                        std::chrono::nanoseconds /*duration*/) {
+  return {grpc::StatusCode::FAILED_PRECONDITION, kNothingWaits};
+}
+inline CommitResult ConfigStore::cancel(
+    const std::string& id, const std::string& /*author*/, const std::string& /*reason*/,
+    const std::function<grpc::Status(const Change&)>& /*approve*/) {
+  CommitResult result;
+  result.status = extend(id, {});
+  return result;
+}
 
 }  // namespace nexa::store
 

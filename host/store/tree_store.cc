@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <limits>
 #include <optional>
 #include <thread>
 
@@ -24,6 +25,7 @@
 #include "store/schema_support.h"
 #include "store/store_start.h"
 #include "store/tree_snapshot.h"
+#include "text/display.h"
 
 namespace nexa::store {
 namespace {
@@ -35,6 +37,18 @@ constexpr char kUnknownOutcome[] =
 
 using Approve = std::function<grpc::Status(const Change&)>;
 using grpc::StatusCode;
+
+std::int64_t wall_clock() {
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  return std::chrono::duration_cast<std::chrono::nanoseconds>(now).count();
+}
+
+// The end of the clock's range when that is nearer.
+std::int64_t time_after(std::int64_t time_ns, std::int64_t duration_ns) {
+  return duration_ns > std::numeric_limits<std::int64_t>::max() - time_ns
+             ? std::numeric_limits<std::int64_t>::max()
+             : time_ns + duration_ns;
+}
 
 class TreeStore : public ConfigStore {
  public:
@@ -56,6 +70,11 @@ class TreeStore : public ConfigStore {
   grpc::Status history(std::size_t limit, std::vector<CommitRecord>& out) const override;
   CommitResult rollback(std::uint64_t number, const std::string& author,
                         const Approve& approve) override;
+  std::optional<PendingCommit> pending() const override;
+  grpc::Status confirm(const std::string& id) override;
+  grpc::Status extend(const std::string& id, std::chrono::nanoseconds duration) override;
+  CommitResult cancel(const std::string& id, const std::string& author, const std::string& reason,
+                      const Approve& approve) override;
   StoreHealth health() const override;
   void verified(std::uint64_t number, const std::string& violation) override;
 
@@ -69,12 +88,18 @@ class TreeStore : public ConfigStore {
     std::string author;
     std::string comment;
     const Approve* approve = nullptr;
+    bool may_be_refused = true;            // the verdict of `approve` counts
+    std::optional<PendingChange> pending;  // what becomes of the commit that waits
     CommitResult result;
     std::uint64_t number = 0;
     std::int64_t time_ns = 0;
   };
 
   bool make_ready(CommitResult& result);
+  bool is_free(CommitResult& result) const;
+  grpc::Status waiting(const std::string& id) const;
+  CommitResult restore(std::uint64_t number, Transaction& transaction);
+  CommitResult settle_pending(Transaction& transaction);
   bool settle(CommitResult& result);
   bool apply(const CommitRequest& request, EditApplier& applier, CommitResult& result) const;
   bool within_limits(const CommitRequest& request, const EditApplier& applier,
@@ -258,10 +283,79 @@ ImagePtr TreeStore::without_idle_modules(ImagePtr image) const {
   return ImagePtr::share(&root->inner());
 }
 
+// No other commit while one waits: taking it back would take the other back as well.
+bool TreeStore::is_free(CommitResult& result) const {
+  const std::optional<LogPending> pending = log_->pending();
+  if (!pending) return true;
+  result.status = {StatusCode::FAILED_PRECONDITION,
+                   "commit " + std::to_string(pending->number) + " waits for its confirmation as " +
+                       text::quoted(pending->id) + "; confirm or cancel it first"};
+  return false;
+}
+
+std::optional<PendingCommit> TreeStore::pending() const {
+  const std::optional<LogPending> pending = log_->pending();
+  if (!pending) return std::nullopt;
+  return PendingCommit{pending->id, pending->number, pending->base, pending->deadline_ns,
+                       std::chrono::nanoseconds(pending->duration_ns)};
+}
+
+grpc::Status TreeStore::waiting(const std::string& id) const {
+  const std::optional<LogPending> pending = log_->pending();
+  if (!pending) return {StatusCode::FAILED_PRECONDITION, kNothingWaits};
+  if (pending->id == id) return grpc::Status::OK;
+  return {StatusCode::INVALID_ARGUMENT, "the commit that waits for its confirmation is " +
+                                            text::quoted(pending->id) + ", not " +
+                                            text::quoted(id)};
+}
+
+grpc::Status TreeStore::confirm(const std::string& id) {
+  const std::lock_guard<std::mutex> lock(writer_);
+  CommitResult result;
+  if (!settle(result)) return result.status;
+  if (grpc::Status status = waiting(id); !status.ok()) return status;
+  const LogResult logged = log_->set_pending({PendingChange::Kind::kClear});
+  return logged.ok() ? grpc::Status::OK : grpc::Status(code_of(logged.code), logged.text);
+}
+
+grpc::Status TreeStore::extend(const std::string& id, std::chrono::nanoseconds duration) {
+  const std::lock_guard<std::mutex> lock(writer_);
+  CommitResult result;
+  if (!settle(result)) return result.status;
+  if (grpc::Status status = waiting(id); !status.ok()) return status;
+  LogPending pending = *log_->pending();
+  pending.duration_ns = duration.count();
+  pending.deadline_ns = time_after(wall_clock(), pending.duration_ns);
+  const LogResult logged = log_->set_pending({PendingChange::Kind::kSet, pending});
+  return logged.ok() ? grpc::Status::OK : grpc::Status(code_of(logged.code), logged.text);
+}
+
+CommitResult TreeStore::cancel(const std::string& id, const std::string& author,
+                               const std::string& reason, const Approve& approve) {
+  const std::lock_guard<std::mutex> lock(writer_);
+  Transaction transaction;
+  CommitResult& result = transaction.result;
+  if (!make_ready(result)) return result;
+  const std::optional<LogPending> pending = log_->pending();
+  result.status = waiting(id.empty() && pending ? pending->id : id);
+  if (!result.status.ok()) return result;
+  transaction.author = author;
+  transaction.comment = "rollback to " + std::to_string(pending->base) + ": " + reason;
+  transaction.approve = &approve;
+  transaction.may_be_refused = false;
+  transaction.pending = {PendingChange::Kind::kClear};
+  return restore(pending->base, transaction);
+}
+
 CommitResult TreeStore::commit(const CommitRequest& request) {
   const std::lock_guard<std::mutex> lock(writer_);
   Transaction transaction;
-  if (!make_ready(transaction.result)) return transaction.result;
+  if (!make_ready(transaction.result) || !is_free(transaction.result)) return transaction.result;
+  if (!request.confirm_id.empty()) {
+    transaction.pending = {PendingChange::Kind::kSet,
+                           {0, log_->head(), request.confirm_id, 0,
+                            static_cast<std::int64_t>(request.confirm_within.count())}};
+  }
   transaction.edits = &request.edits;
   transaction.author = request.author;
   transaction.comment = request.comment;
@@ -331,21 +425,28 @@ CommitResult TreeStore::rollback(std::uint64_t number, const std::string& author
   Transaction transaction;
   CommitResult& result = transaction.result;
   if (!make_ready(result)) return result;
-  std::string error;
   if (number > log_->head()) {
     result.status = {StatusCode::NOT_FOUND, "there is no commit " + std::to_string(number)};
-    return result;
-  }
-  StoredState state;
-  if (!configured_state(*log_, number, state, error)) {
-    result.status = {StatusCode::FAILED_PRECONDITION,
-                     "commit " + std::to_string(number) + " cannot be restored: " + error};
     return result;
   }
   transaction.author = author;
   transaction.comment = "rollback to " + std::to_string(number);
   transaction.approve = &approve;
+  if (log_->pending()) transaction.pending = {PendingChange::Kind::kClear};
+  return restore(number, transaction);
+}
+
+// Makes what commit `number` left the newest configuration.
+CommitResult TreeStore::restore(std::uint64_t number, Transaction& transaction) {
   try {
+    StoredState state;
+    std::string error;
+    if (!configured_state(*log_, number, state, error)) {
+      transaction.result.status = {
+          StatusCode::FAILED_PRECONDITION,
+          "commit " + std::to_string(number) + " cannot be restored: " + error};
+      return transaction.result;
+    }
     const std::shared_ptr<const TreeSnapshot> standing = current();
     transaction.before = ImagePtr::share(&standing->root());
     Judge::Verdict verdict =
@@ -355,12 +456,21 @@ CommitResult TreeStore::rollback(std::uint64_t number, const std::string& author
       take_json_types(image, *state.image);
       verdict.image = ImagePtr::share(&image->inner());
     }
-    if (accept(transaction, std::move(verdict))) finish(transaction);
+    if (accept(transaction, std::move(verdict))) return finish(transaction);
   } catch (const std::bad_alloc&) {
     judge_.take_back();
-    result.status = {StatusCode::RESOURCE_EXHAUSTED, kNoMemory};
+    transaction.result.status = {StatusCode::RESOURCE_EXHAUSTED, kNoMemory};
   }
-  return result;
+  return transaction.result;
+}
+
+// The end of a transaction that changes nothing in the configuration.
+CommitResult TreeStore::settle_pending(Transaction& transaction) {
+  judge_.take_back();
+  if (!transaction.pending) return transaction.result;
+  const LogResult logged = log_->set_pending(*transaction.pending);
+  if (!logged.ok()) transaction.result.status = {code_of(logged.code), logged.text};
+  return transaction.result;
 }
 
 CommitResult TreeStore::refuse(Transaction& transaction, StatusCode code, std::string text) {
@@ -372,21 +482,24 @@ CommitResult TreeStore::refuse(Transaction& transaction, StatusCode code, std::s
 CommitResult TreeStore::finish(Transaction& transaction) {
   LogEntry entry;
   entry.effect = difference_text(*transaction.before, *transaction.after);
-  if (entry.effect.empty()) {
-    judge_.take_back();
-    return transaction.result;
+  const std::int64_t now = wall_clock();
+  transaction.number = log_->head() + (entry.effect.empty() ? 0 : 1);
+  if (transaction.pending) {
+    LogPending& pending = transaction.pending->pending;
+    pending.number = transaction.number;
+    pending.deadline_ns = time_after(now, pending.duration_ns);
   }
-  const auto now = std::chrono::system_clock::now().time_since_epoch();
-  transaction.number = log_->head() + 1;
-  transaction.time_ns = std::max<std::int64_t>(
-      std::chrono::duration_cast<std::chrono::nanoseconds>(now).count(), last_time_ns_ + 1);
+  if (entry.effect.empty()) return settle_pending(transaction);
+  transaction.time_ns = std::max(now, last_time_ns_ + 1);
   if (transaction.approve != nullptr && *transaction.approve) {
     const Change change{
         transaction.number, transaction.time_ns, transaction.author,
         changed_nodes_xml(*transaction.before, *transaction.after, *transaction.before),
         changed_nodes_xml(*transaction.before, *transaction.after, *transaction.after)};
     const grpc::Status verdict = (*transaction.approve)(change);
-    if (!verdict.ok()) return refuse(transaction, verdict.error_code(), verdict.error_message());
+    if (!verdict.ok() && transaction.may_be_refused) {
+      return refuse(transaction, verdict.error_code(), verdict.error_message());
+    }
   }
   entry.number = transaction.number;
   entry.time_ns = transaction.time_ns;
@@ -396,7 +509,7 @@ CommitResult TreeStore::finish(Transaction& transaction) {
     entry.whole = true;
     entry.change = configuration_xml(*transaction.after);
   }
-  const LogResult logged = log_->append(entry);
+  const LogResult logged = log_->append(entry, transaction.pending.value_or(PendingChange()));
   if (logged.code == LogResult::Code::kUnknown) {
     CommitResult result = transaction.result;
     result.status = {StatusCode::UNAVAILABLE, kUnknownOutcome + logged.text};

@@ -90,6 +90,7 @@ bool CommitLog::verify(std::string& error) {
   newest_ = {found.head, found.head_hash};
   tail_ = found.tail;
   image_ = std::move(found.image);
+  pending_ = std::move(found.pending);
   return intact;
 }
 
@@ -198,8 +199,9 @@ LogResult CommitLog::reopen() {
 LogResult CommitLog::adopt(std::unique_ptr<LogWriter> writer) {
   const WitnessedCommit before = newest();
   WitnessedCommit found;
+  std::optional<LogPending> pending;
   std::string error;
-  if (!writer->read_head(found.number, found.hash)) {
+  if (!writer->read_head(found.number, found.hash) || !writer->read_pending(pending)) {
     error = log_file(options_.directory) + ": cannot be read";
   } else if (found.number == before.number
                  ? found.hash != before.hash
@@ -217,6 +219,10 @@ LogResult CommitLog::adopt(std::unique_ptr<LogWriter> writer) {
     witness_ = std::make_unique<CommitWitness>(options_.directory, false);
   }
   if (found.number != before.number) set_head(found.number, found.hash, unknown_->weight);
+  {
+    const std::lock_guard<std::mutex> lock(notes_);
+    pending_ = std::move(pending);
+  }
   writer_ = std::move(writer);
   in_doubt_ = false;
   pages_lost_ = false;
@@ -278,7 +284,10 @@ LogResult CommitLog::write(const std::function<int(LogWriter&)>& work, const Com
   }
   result = writer_->commit();
   if (result == SQLITE_OK) {
-    if (commit != nullptr) set_head(commit->number, commit->hash, commit->weight);
+    if (commit != nullptr) {
+      set_head(commit->number, commit->hash, commit->weight);
+      take(commit->pending);
+    }
     return {};
   }
   const DiskFailure failure = disk_failure(writer_->database(), file, result);
@@ -286,13 +295,43 @@ LogResult CommitLog::write(const std::function<int(LogWriter&)>& work, const Com
   return failed(checkpoints, lock, failure, commit);
 }
 
-LogResult CommitLog::append(const LogEntry& entry) {
+std::optional<LogPending> CommitLog::pending() const {
+  const std::lock_guard<std::mutex> lock(notes_);
+  return pending_;
+}
+
+void CommitLog::take(const PendingChange& change) {
+  if (change.kind == PendingChange::Kind::kKeep) return;
+  const std::lock_guard<std::mutex> lock(notes_);
+  pending_.reset();
+  if (change.kind == PendingChange::Kind::kSet) pending_ = change.pending;
+}
+
+LogResult CommitLog::append(const LogEntry& entry, const PendingChange& pending) {
   const WitnessedCommit before = newest();
   if (entry.number != before.number + 1) return {Code::kFailed, kGap};
   const Commit commit{entry.number, commit_digest(before.hash, entry),
-                      entry.effect.empty() ? entry.change.size() : entry.effect.size()};
+                      entry.effect.empty() ? entry.change.size() : entry.effect.size(), pending};
   if (commit.hash.empty()) return {Code::kFailed, "no checksum could be made"};
-  return write([&](LogWriter& writer) { return writer.append(entry, commit.hash); }, &commit);
+  return write(
+      [&](LogWriter& writer) {
+        const int result = writer.append(entry, commit.hash);
+        return result == SQLITE_OK ? writer.change(pending) : result;
+      },
+      &commit);
+}
+
+LogResult CommitLog::set_pending(const PendingChange& pending) {
+  LogResult result = write([&](LogWriter& writer) { return writer.change(pending); }, nullptr);
+  if (result.ok()) {
+    take(pending);
+  } else if (writable()) {
+    // The log was read again: what failed may have reached the disk all the same.
+    const std::optional<LogPending> now = this->pending();
+    const bool is_done = pending.kind == PendingChange::Kind::kSet ? now == pending.pending : !now;
+    if (is_done) return {};
+  }
+  return result;
 }
 
 LogResult CommitLog::set_schema(const std::string& text) {

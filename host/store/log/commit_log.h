@@ -58,7 +58,13 @@ class CommitLog {
   // Appends the commit after the newest one in one transaction, durable on return. While the log is
   // not writable it tries first to become so, at most once a second. kUnavailable, kFull, kFailed:
   // nothing was changed. kUnknown: call settle() until it is kDone before the next append().
-  LogResult append(const LogEntry& entry);
+  // `pending` is done in the same transaction.
+  LogResult append(const LogEntry& entry, const PendingChange& pending = {});
+
+  // The commit that waits for its confirmation.
+  std::optional<LogPending> pending() const;
+  // Durable on return; answers as append() does, never kUnknown.
+  LogResult set_pending(const PendingChange& pending);
 
   // Ends doubt: kDone when the log can be written; head() then tells whether the commit that was
   // answered with kUnknown is there. Otherwise kUnavailable or kFull with words, and nothing is
@@ -121,6 +127,7 @@ class CommitLog {
     std::uint64_t number = 0;
     std::string hash;
     std::size_t weight = 0;  // see LogTail::effect_bytes
+    PendingChange pending{};
   };
 
   explicit CommitLog(LogOptions options);
@@ -141,6 +148,7 @@ class CommitLog {
   void doubt(const DiskFailure& failure);
   void set_head(std::uint64_t number, const std::string& hash, std::size_t weight);
   void set_obstacle(const LogResult& why);
+  void take(const PendingChange& change);
   WitnessedCommit newest() const;
 
   DatabasePtr connect(LogResult& result);
@@ -172,10 +180,11 @@ class CommitLog {
   int format_ = 0;                            // of the tables that `reader_` reads
   mutable std::optional<LogSnapshot> image_;  // read at open, for the first newest_image()
 
-  mutable std::mutex notes_;  // for the next three; never held across a call of SQLite
+  mutable std::mutex notes_;  // for the next four; never held across a call of SQLite
   WitnessedCommit newest_;
   LogTail tail_;
   LogResult obstacle_;
+  std::optional<LogPending> pending_;
 
   static constexpr int kJournalPages = 1000;
   std::atomic<int> journal_pages_{0};

@@ -60,8 +60,8 @@ bool write_empty_rows(sqlite3* database) {
 bool write_empty_log(sqlite3* database) {
   return execute(database, "BEGIN IMMEDIATE") == SQLITE_OK &&
          execute(database, kMakeTables) == SQLITE_OK &&
-         execute(database, kUpgradeTables) == SQLITE_OK && write_empty_rows(database) &&
-         execute(database, "COMMIT") == SQLITE_OK;
+         execute(database, upgrade_tables(kOldestFormat).c_str()) == SQLITE_OK &&
+         write_empty_rows(database) && execute(database, "COMMIT") == SQLITE_OK;
 }
 
 bool create(const LogOptions& options, const std::string& file, DiskFailure& failure) {

@@ -34,7 +34,7 @@ const char* const kMakeTables =
     "CREATE TABLE schema(id INTEGER PRIMARY KEY CHECK (id = 0), modules TEXT NOT NULL,"
     " hash BLOB NOT NULL);";
 
-const char* const kUpgradeTables =
+constexpr char kToFormat2[] =
     "ALTER TABLE commits ADD COLUMN effect TEXT NOT NULL DEFAULT '';"
     "ALTER TABLE snapshots ADD COLUMN parts INTEGER NOT NULL DEFAULT 0;"
     "CREATE TABLE images(number INTEGER PRIMARY KEY, commit_hash BLOB NOT NULL,"
@@ -43,6 +43,18 @@ const char* const kUpgradeTables =
     "CREATE TABLE parts(id INTEGER PRIMARY KEY, part_of INTEGER NOT NULL, bytes BLOB NOT NULL);"
     "CREATE INDEX parts_of ON parts(part_of);"
     "PRAGMA user_version = 2;";
+
+constexpr char kToFormat3[] =
+    "CREATE TABLE pending(id INTEGER PRIMARY KEY CHECK (id = 0), number INTEGER NOT NULL,"
+    " base INTEGER NOT NULL, name TEXT NOT NULL, deadline_ns INTEGER NOT NULL,"
+    " duration_ns INTEGER NOT NULL, hash BLOB NOT NULL);"
+    "PRAGMA user_version = 3;";
+
+std::string upgrade_tables(int format) {
+  std::string statements = format < 2 ? kToFormat2 : "";
+  if (format < 3) statements += kToFormat3;
+  return statements;
+}
 
 std::string commit_digest(std::string_view before, const LogEntry& entry) {
   Digest digest;
@@ -74,6 +86,17 @@ std::string head_digest(std::uint64_t number, std::string_view commit_hash) {
 
 std::string schema_digest(std::string_view text) {
   return Digest().add("schema").add(text).finish();
+}
+
+std::string pending_digest(const LogPending& pending) {
+  return Digest()
+      .add("pending")
+      .add(pending.number)
+      .add(pending.base)
+      .add(pending.id)
+      .add(static_cast<std::uint64_t>(pending.deadline_ns))
+      .add(static_cast<std::uint64_t>(pending.duration_ns))
+      .finish();
 }
 
 std::string image_text_digest(std::string_view image) {
@@ -137,6 +160,21 @@ int read_image(sqlite3* database, const Statement& row, LogSnapshot& image) {
   const std::string text_digest = image_text_digest(image.image);
   return text_digest + image_digest(image, text_digest) == row.view(4) ? SQLITE_OK
                                                                        : SQLITE_MISMATCH;
+}
+
+int read_pending(sqlite3* database, int format, std::optional<LogPending>& pending) {
+  pending.reset();
+  if (format < 3) return SQLITE_OK;
+  Statement row(database, "SELECT number, base, name, deadline_ns, duration_ns, hash FROM pending");
+  const int result = row.step();
+  if (result != SQLITE_ROW) return result == SQLITE_DONE ? SQLITE_OK : result;
+  LogPending& found = pending.emplace();
+  found.number = static_cast<std::uint64_t>(row.integer(0));
+  found.base = static_cast<std::uint64_t>(row.integer(1));
+  found.id = row.text(2);
+  found.deadline_ns = row.integer(3);
+  found.duration_ns = row.integer(4);
+  return pending_digest(found) == row.view(5) ? SQLITE_OK : SQLITE_MISMATCH;
 }
 
 }  // namespace nexa::store

@@ -6,6 +6,7 @@
 #define HOST_STORE_LOG_LOG_ROWS_H_
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -18,18 +19,19 @@ namespace nexa::store {
 // What to do about a damaged log; the end of a message.
 inline constexpr char kRestore[] = "; restore a copy of the directory";
 
-// Format 1 has neither effects nor images nor parts.
+// Format 1 has neither effects nor images nor parts, format 2 no commit that waits for its
+// confirmation: a program that does not know of it would leave it standing for good.
 inline constexpr int kOldestFormat = 1;
-inline constexpr int kNewestFormat = 2;
+inline constexpr int kNewestFormat = 3;
 
 // A text of more bytes than this is cut into rows of their own ("parts"), each written in its own
 // short transaction.
 inline constexpr std::size_t kPartSize = std::size_t{256} * 1024;
 
-// The tables of format 1, and what makes format 2 of them; a new log is made by both. Each is to be
-// run in a transaction.
+// The tables of format 1.
 extern const char* const kMakeTables;
-extern const char* const kUpgradeTables;
+// Makes the newest format of an older one. To be run in a transaction.
+std::string upgrade_tables(int format);
 
 // Checksums of the rows; empty when OpenSSL failed. `before` is the checksum of the commit before.
 // A commit without an effect has the checksum that it had in format 1.
@@ -37,6 +39,7 @@ std::string commit_digest(std::string_view before, const LogEntry& entry);
 std::string snapshot_digest(const LogSnapshot& snapshot);
 std::string head_digest(std::uint64_t number, std::string_view commit_hash);
 std::string schema_digest(std::string_view text);
+std::string pending_digest(const LogPending& pending);
 std::string image_text_digest(std::string_view image);
 // The image's own `image` does not count, `text_digest` does: what is noted of an image can be
 // changed without reading it.
@@ -59,6 +62,10 @@ std::string select_images(const char* rest);
 // and config, read_image the rest instead of config.
 int read_snapshot(sqlite3* database, const Statement& row, LogSnapshot& snapshot);
 int read_image(sqlite3* database, const Statement& row, LogSnapshot& image);
+
+// The commit that waits, none in the older formats. SQLITE_OK, SQLITE_MISMATCH for a row that does
+// not match its checksum, or what SQLite answered.
+int read_pending(sqlite3* database, int format, std::optional<LogPending>& pending);
 
 inline std::int64_t signed_number(std::uint64_t number) {
   return static_cast<std::int64_t>(number);

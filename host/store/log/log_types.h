@@ -41,6 +41,24 @@ struct LogOptions {
   std::string vfs{};        // name of the SQLite VFS; empty: SQLite's own
 };
 
+// The commit that waits for its confirmation; the newest one.
+struct LogPending {
+  std::uint64_t number = 0;
+  std::uint64_t base = 0;  // the commit that is restored when it is taken back
+  std::string id;
+  std::int64_t deadline_ns = 0;  // since the Unix epoch
+  std::int64_t duration_ns = 0;
+
+  bool operator==(const LogPending&) const = default;
+};
+
+// What a transaction does to the commit that waits.
+struct PendingChange {
+  enum class Kind : std::uint8_t { kKeep, kClear, kSet };
+  Kind kind = Kind::kKeep;
+  LogPending pending{};  // kSet
+};
+
 // What is kept when a snapshot is written.
 struct LogLimits {
   std::uint64_t history = 0;   // commits before the newest snapshot; 0: all

@@ -21,9 +21,12 @@ class Verifier {
         error_(error),
         format_(format_of(database)) {}
 
-  bool for_start() { return schema() && newest_snapshot() && head() && commits() && tail(); }
+  bool for_start() {
+    return schema() && newest_snapshot() && head() && commits() && tail() && pending();
+  }
   bool all() {
-    return structure() && schema() && snapshots() && images() && head() && commits() && tail();
+    return structure() && schema() && snapshots() && images() && head() && commits() && tail() &&
+           pending();
   }
 
  private:
@@ -168,6 +171,16 @@ class Verifier {
       return damaged("the newest commit is not the one that was written last");
     }
     return true;
+  }
+
+  bool pending() {
+    const int result = read_pending(database_, format_, found_.pending);
+    if (result == SQLITE_MISMATCH) {
+      return damaged("the record of the commit that waits does not match its checksum");
+    }
+    if (result != SQLITE_OK) return ended(result);
+    if (!found_.pending || found_.pending->number == found_.head) return true;
+    return damaged("the commit that waits is not the newest one");
   }
 
   sqlite3* database_;

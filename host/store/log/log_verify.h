@@ -16,6 +16,7 @@ struct VerifiedLog {
   std::uint64_t head = 0;
   std::string head_hash;
   LogTail tail;
+  std::optional<LogPending> pending;
   std::optional<LogSnapshot> image;  // of the newest snapshot, if it has one; for_start only
 };
 

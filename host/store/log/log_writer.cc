@@ -1,4 +1,4 @@
-// A log of format 1 becomes one of format 2 in one transaction: it is either all of it or none.
+// A log of an older format becomes one of the newest in one transaction: all of it or none.
 #include "store/log/log_writer.h"
 
 #include <sys/stat.h>
@@ -16,7 +16,7 @@ bool journal_is_there(const LogOptions& options) {
 
 int upgrade(sqlite3* database) {
   if (const int result = execute(database, "BEGIN IMMEDIATE"); result != SQLITE_OK) return result;
-  const int result = execute(database, kUpgradeTables);
+  const int result = execute(database, upgrade_tables(format_of(database)).c_str());
   if (result == SQLITE_OK) return execute(database, "COMMIT");
   execute(database, "ROLLBACK");
   return result;
@@ -89,6 +89,25 @@ int LogWriter::append(const LogEntry& entry, const std::string& hash) {
       .bind_blob(2, hash)
       .bind_blob(3, head_hash)
       .run();
+}
+
+int LogWriter::change(const PendingChange& change) {
+  if (change.kind == PendingChange::Kind::kKeep) return SQLITE_OK;
+  if (change.kind == PendingChange::Kind::kClear) return execute(database(), "DELETE FROM pending");
+  const LogPending& pending = change.pending;
+  const std::string hash = pending_digest(pending);
+  Statement row(database(), "INSERT OR REPLACE INTO pending VALUES(0, ?, ?, ?, ?, ?, ?)");
+  return row.bind(1, signed_number(pending.number))
+      .bind(2, signed_number(pending.base))
+      .bind(3, std::string_view(pending.id))
+      .bind(4, pending.deadline_ns)
+      .bind(5, pending.duration_ns)
+      .bind_blob(6, hash)
+      .run();
+}
+
+bool LogWriter::read_pending(std::optional<LogPending>& pending) {
+  return store::read_pending(database(), kNewestFormat, pending) == SQLITE_OK;
 }
 
 bool LogWriter::read_head(std::uint64_t& number, std::string& hash) {

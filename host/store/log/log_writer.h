@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "store/log/log_database.h"
@@ -29,9 +30,11 @@ class LogWriter {
   int commit() { return commit_.run(); }
   void rollback();
   int append(const LogEntry& entry, const std::string& hash);
+  int change(const PendingChange& change);
 
-  // The newest commit's row, compared with its checksum.
+  // The newest commit's row, and that of the commit that waits, compared with their checksums.
   bool read_head(std::uint64_t& number, std::string& hash);
+  bool read_pending(std::optional<LogPending>& pending);
 
   // Lets the end of this object move the journal into the database and remove it.
   void tidy_up_at_the_end();
