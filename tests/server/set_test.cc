@@ -222,7 +222,7 @@ TEST_F(Set, AnEmptyObjectOrNullIsNoListEntry) {
 
 TEST_F(Set, RefusalsOfTheChecksComeAsTheyAre) {
   request.add_union_replace();
-  EXPECT_EQ(answer(), "12 nexa::translate::Operation union_replace not supported");
+  EXPECT_EQ(answer(), "12 Operation union_replace not supported");
   request.Clear();
   request.add_update();
   EXPECT_EQ(answer(), "3 No path field provided");
