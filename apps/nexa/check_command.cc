@@ -32,19 +32,22 @@ EXIT STATUS
 
 struct CheckOptions {
   std::string file;
+  std::string profile = nexa::profile::kFullName;
   std::string type;
   std::string format = "text";
 };
 
 struct Check {
+  nexa::profile::Profile profile;
+
   nexa::profile::RequestVerdict operator()(gnmi::GetRequest& request) const {
-    return nexa::profile::check_get(request);
+    return nexa::profile::check_get(profile, request);
   }
   nexa::profile::RequestVerdict operator()(gnmi::SetRequest& request) const {
-    return nexa::profile::check_set(request);
+    return nexa::profile::check_set(profile, request);
   }
   nexa::profile::RequestVerdict operator()(gnmi::SubscribeRequest& request) const {
-    return nexa::profile::check_subscribe(request);
+    return nexa::profile::check_subscribe(profile, request);
   }
 };
 
@@ -68,7 +71,9 @@ int run_check(const CheckOptions& options, Session& session) {
     std::fprintf(stderr, "nexa: %s: %s\n", options.file.c_str(), error.c_str());
     return kUsage;
   }
-  const nexa::profile::RequestVerdict verdict = std::visit(Check(), request);
+  const nexa::profile::Profile profile =
+      nexa::profile::profile_of(options.profile).value_or(nexa::profile::Profile::kFull);
+  const nexa::profile::RequestVerdict verdict = std::visit(Check{profile}, request);
   const std::string answer = options.format == "json" ? as_json(type_name(request), verdict)
                              : verdict.ok()           ? std::string("OK\n")
                                                       : std::string();
@@ -97,6 +102,10 @@ void add_check_command(CLI::App& app, Session& session) {
                    "Kind of the request; found out from its fields if not given")
       ->check(one_of({"get", "set", "subscribe"}))
       ->type_name("get|set|subscribe");
+  command->add_option("--profile", options->profile, "Contract of the server (nexad --profile)")
+      ->check(one_of({nexa::profile::kFullName, nexa::profile::kDeviceName}))
+      ->type_name("full|device")
+      ->capture_default_str();
   command->add_option("--format", options->format, "Form of the answer")
       ->check(one_of({"text", "json"}))
       ->type_name("text|json")

@@ -24,6 +24,7 @@ std::int64_t now_ns() {
 
 nexa::server::GnmiServiceOptions service_options(const ServerConfig& config) {
   nexa::server::GnmiServiceOptions options;
+  options.profile = nexa::profile::profile_of(config.profile).value_or(options.profile);
   options.max_operations = config.max_operations;
   options.max_paths = config.max_paths;
   options.max_streams = config.max_subscriptions;

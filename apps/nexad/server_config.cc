@@ -67,6 +67,9 @@ std::string fault_of(const ServerConfig& config) {
   if (config.verify != kVerifyOn && config.verify != kVerifyOff) {
     return config.origin("verify") + ": \"" + config.verify + "\" is neither on nor off";
   }
+  if (!nexa::profile::profile_of(config.profile)) {
+    return config.origin("profile") + ": \"" + config.profile + "\" is neither full nor device";
+  }
   if (!is_log_level(config.log_level)) {
     return config.origin("log-level") + ": \"" + config.log_level +
            "\" is none of debug, info, warning, error";

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "profile/profile.h"
+
 namespace nexad {
 
 inline constexpr char kDefaultMetrics[] = "127.0.0.1:9340";
@@ -24,12 +26,13 @@ struct ServerConfig {
   std::string verify = kVerifyOn;  // or kVerifyOff
   std::uint64_t verify_interval = 60;
 
-  // Who is served, and where.
+  // Who is served, where and how.
   std::string listen = "127.0.0.1:9339";
   std::string tls_cert;
   std::string tls_key;
   std::string tls_ca;
   std::string users;
+  std::string profile = nexa::profile::kFullName;  // or kDeviceName
 
   // The commit hook: program and arguments.
   std::vector<std::string> hook;

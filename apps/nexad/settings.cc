@@ -49,6 +49,10 @@ const std::vector<Setting> kSettings = {
     {"users", "FILE",
      "Users, one a line: name:role:hash. Without it everybody who can connect may read and write",
      Text{&Config::users}},
+    {"profile", "NAME",
+     "full: gNMI as its specification has it; device: the narrower contract of the library's "
+     "request checks",
+     Text{&Config::profile}},
     {"hook", "COMMAND", "Program that applies each commit, and may veto it",
      Command{&Config::hook}},
     {"hook-timeout-ms", "N", "Time that the program has",

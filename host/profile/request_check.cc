@@ -1,7 +1,7 @@
 // The order of the checks is the order of the server: options first, then paths as the request
-// lists them. Four refusals are the host's own, for what the library's checks cannot see: numbers
-// that an enumeration does not have, paths in the old string form, updates without a value, and the
-// operation that came with version 0.10.
+// lists them, extensions last. Some refusals are the host's own, for what the library's checks
+// cannot see: numbers that an enumeration does not have, paths in the old string form, updates
+// without a value, the operation that came with version 0.10, extensions.
 #include "profile/request_check.h"
 
 #include <google/protobuf/descriptor.h>
@@ -10,15 +10,12 @@
 #include <string>
 #include <utility>
 
-#include "model/target.h"
+#include "profile/extension_check.h"
+#include "profile/messages.h"
+#include "profile/path_check.h"
 
 namespace nexa::profile {
 namespace {
-
-constexpr char kElementList[] =
-    "Path field \"element\" is deprecated and not supported, use \"elem\"";
-constexpr char kNoValue[] = "No value field provided";
-constexpr char kUnionReplace[] = "Operation union_replace not supported";
 
 std::string indexed(const char* field, int index) {
   return std::string(field) + "[" + std::to_string(index) + "]";
@@ -54,38 +51,6 @@ bool asks_for_no_marking(const gnmi::SubscriptionList& list) {
   return list.has_qos() && list.qos().marking() == 0;
 }
 
-// Taken as it stands, a path in the old form would be the empty path: the whole tree.
-grpc::Status check_form(const gnmi::Path& path) {
-  static const google::protobuf::FieldDescriptor* const element =
-      gnmi::Path::descriptor()->FindFieldByName("element");
-  if (path.GetReflection()->FieldSize(path, element) == 0) return grpc::Status::OK;
-  return {grpc::StatusCode::UNIMPLEMENTED, kElementList};
-}
-
-// The entry of a leaf-list is named by the key ".", which is no identifier: the library's check
-// does not see it, and its value is checked like any other.
-grpc::Status take_entry_values(RequestType type, gnmi::Path& path) {
-  for (gnmi::PathElem& element : *path.mutable_elem()) {
-    const auto value = element.key().find(".");
-    if (value == element.key().end()) continue;
-    grpc::Status status = ServiceRpcMsgHelpers::validate_value(type, value->second);
-    if (!status.ok()) return status;
-    element.mutable_key()->erase(".");
-  }
-  return grpc::Status::OK;
-}
-
-grpc::Status check_path(RequestType type, const gnmi::Path& prefix, const gnmi::Path& path) {
-  grpc::Status status = check_form(path);
-  if (!status.ok()) return status;
-  gnmi::Path joined = model::join_paths(prefix, path);
-  status = ServiceRpcMsgHelpers::check_0_element_path(type, joined);
-  if (!status.ok()) return status;
-  status = take_entry_values(type, joined);
-  if (!status.ok()) return status;
-  return ServiceRpcMsgHelpers::validate_Path(type, std::move(joined));
-}
-
 // Scalar values carry no encoding of their own and pass.
 grpc::Status check_value(const gnmi::Update& update) {
   switch (update.val().value_case()) {
@@ -114,10 +79,11 @@ grpc::Status check_value(const gnmi::Update& update) {
   return grpc::Status::OK;
 }
 
-RequestVerdict check_updates(RequestType type, const char* field, const gnmi::Path& prefix,
+RequestVerdict check_updates(Profile profile, RequestType type, const char* field,
+                             const gnmi::Path& prefix,
                              const google::protobuf::RepeatedPtrField<gnmi::Update>& updates) {
   for (int index = 0; index < updates.size(); ++index) {
-    RequestVerdict verdict = check_update(type, prefix, updates.Get(index));
+    RequestVerdict verdict = check_update(profile, type, prefix, updates.Get(index));
     if (verdict.ok()) continue;
     verdict.place = indexed(field, index) + (verdict.place.empty() ? "" : "." + verdict.place);
     return verdict;
@@ -131,59 +97,91 @@ RequestVerdict refused_by(const Notification& notification) {
   return verdict;
 }
 
+grpc::Status check_get_options(Profile /*profile*/, gnmi::GetRequest& request) {
+  grpc::Status status = check_number("type", request.type());
+  if (status.ok()) status = check_number("encoding", request.encoding());
+  if (status.ok()) status = ServiceRpcMsgHelpers::validate_DataType(request.type());
+  if (status.ok()) status = ServiceRpcMsgHelpers::validate_Encoding(request.encoding());
+  if (status.ok()) status = ServiceRpcMsgHelpers::validate_ModelData(&request);
+  return status;
+}
+
+// The options of a subscription list as the library's checks judge them.
+RequestVerdict check_device_list(const gnmi::SubscribeRequest& request) {
+  if (asks_for_no_marking(request.subscribe())) {
+    gnmi::SubscribeRequest without = request;
+    without.mutable_subscribe()->clear_qos();
+    return check_device_list(without);
+  }
+  Notification notification;
+  const gnmi::SubscriptionList& list = request.subscribe();
+  const bool accepted = ServiceRpcMsgHelpers::validate_slist(list, &notification) &&
+                        ServiceRpcMsgHelpers::validate_subscriptions(list, &notification) &&
+                        ServiceRpcMsgHelpers::validate_encoding(list, &notification);
+  return accepted ? RequestVerdict() : refused_by(notification);
+}
+
+// The library looks at a list that asks for nothing but what every profile refuses; what the rest
+// of the list means is judged where the subscriptions are planned.
+RequestVerdict check_full_list(const gnmi::SubscriptionList& list) {
+  Notification notification;
+  gnmi::SubscriptionList refusable;
+  refusable.set_use_aliases(list.use_aliases());
+  if (list.subscription_size() > 0) refusable.add_subscription()->set_mode(gnmi::SAMPLE);
+  if (list.encoding() != gnmi::PROTO) refusable.set_encoding(list.encoding());
+  const bool accepted = ServiceRpcMsgHelpers::validate_slist(refusable, &notification) &&
+                        ServiceRpcMsgHelpers::validate_subscriptions(refusable, &notification) &&
+                        ServiceRpcMsgHelpers::validate_encoding(refusable, &notification);
+  return accepted ? RequestVerdict() : refused_by(notification);
+}
+
 }  // namespace
 
-RequestVerdict check_update(RequestType type, const gnmi::Path& prefix,
+RequestVerdict check_update(Profile profile, RequestType type, const gnmi::Path& prefix,
                             const gnmi::Update& update) {
   // The library's check takes its message by value; it looks at the path alone.
   gnmi::Update path_only;
   if (update.has_path()) *path_only.mutable_path() = update.path();
   grpc::Status status = ServiceRpcMsgHelpers::validate_path(std::move(path_only));
   if (!status.ok()) return {status, {}};
-  status = check_path(type, prefix, update.path());
+  status = check_path(profile, type, prefix, update.path());
   if (!status.ok()) return {status, "path"};
   status = check_value(update);
   if (!status.ok()) return {status, "val"};
   return {};
 }
 
-RequestVerdict check_get(gnmi::GetRequest& request) {
-  grpc::Status status = check_number("type", request.type());
-  if (status.ok()) status = check_number("encoding", request.encoding());
-  if (status.ok()) status = ServiceRpcMsgHelpers::validate_DataType(request.type());
-  if (status.ok()) status = ServiceRpcMsgHelpers::validate_Encoding(request.encoding());
-  if (status.ok()) status = ServiceRpcMsgHelpers::validate_ModelData(&request);
+RequestVerdict check_get(Profile profile, gnmi::GetRequest& request) {
+  grpc::Status status = check_get_options(profile, request);
   if (!status.ok()) return {status, {}};
   status = check_form(request.prefix());
   if (!status.ok()) return {status, "prefix"};
   for (int index = 0; index < request.path_size(); ++index) {
-    status = check_path(GET, request.prefix(), request.path(index));
+    status = check_path(profile, GET, request.prefix(), request.path(index));
     if (!status.ok()) return {status, indexed("path", index)};
   }
-  return {};
+  return check_extensions(profile, Rpc::kGet, request.extension());
 }
 
-RequestVerdict check_set(const gnmi::SetRequest& request) {
+RequestVerdict check_set(Profile profile, const gnmi::SetRequest& request) {
   if (request.union_replace_size() > 0) {
     return {{grpc::StatusCode::UNIMPLEMENTED, kUnionReplace}, "union_replace[0]"};
   }
-  grpc::Status status = check_form(request.prefix());
+  const grpc::Status status = check_form(request.prefix());
   if (!status.ok()) return {status, "prefix"};
   for (int index = 0; index < request.delete__size(); ++index) {
-    status = check_path(DELETE, request.prefix(), request.delete_(index));
-    if (!status.ok()) return {status, indexed("delete", index)};
+    grpc::Status refusal = check_path(profile, DELETE, request.prefix(), request.delete_(index));
+    if (!refusal.ok()) return {refusal, indexed("delete", index)};
   }
-  RequestVerdict verdict = check_updates(REPLACE, "replace", request.prefix(), request.replace());
-  if (!verdict.ok()) return verdict;
-  return check_updates(UPDATE, "update", request.prefix(), request.update());
+  RequestVerdict verdict =
+      check_updates(profile, REPLACE, "replace", request.prefix(), request.replace());
+  if (verdict.ok()) {
+    verdict = check_updates(profile, UPDATE, "update", request.prefix(), request.update());
+  }
+  return verdict.ok() ? check_extensions(profile, Rpc::kSet, request.extension()) : verdict;
 }
 
-RequestVerdict check_subscribe(const gnmi::SubscribeRequest& request) {
-  if (asks_for_no_marking(request.subscribe())) {
-    gnmi::SubscribeRequest without = request;
-    without.mutable_subscribe()->clear_qos();
-    return check_subscribe(without);
-  }
+RequestVerdict check_subscribe(Profile profile, const gnmi::SubscribeRequest& request) {
   Notification notification;
   const gnmi::SubscriptionList& list = request.subscribe();
   if (!ServiceRpcMsgHelpers::validate_subscribe(request, &notification)) {
@@ -191,17 +189,25 @@ RequestVerdict check_subscribe(const gnmi::SubscribeRequest& request) {
   }
   grpc::Status status = check_numbers(list);
   if (!status.ok()) return {status, {}};
-  const bool accepted = ServiceRpcMsgHelpers::validate_slist(list, &notification) &&
-                        ServiceRpcMsgHelpers::validate_subscriptions(list, &notification) &&
-                        ServiceRpcMsgHelpers::validate_encoding(list, &notification);
-  if (!accepted) return refused_by(notification);
+  const RequestVerdict verdict =
+      profile == Profile::kFull ? check_full_list(list) : check_device_list(request);
+  if (!verdict.ok()) return verdict;
   status = check_form(list.prefix());
   if (!status.ok()) return {status, "subscribe.prefix"};
   for (int index = 0; index < list.subscription_size(); ++index) {
-    status = check_path(SUBSCRIBE, list.prefix(), list.subscription(index).path());
+    status = check_path(profile, SUBSCRIBE, list.prefix(), list.subscription(index).path());
     if (!status.ok()) return {status, indexed("subscribe.subscription", index) + ".path"};
   }
-  return {};
+  return check_extensions(profile, Rpc::kSubscribe, request.extension());
+}
+
+RequestVerdict check_later_message(Profile profile, gnmi::SubscriptionList::Mode mode,
+                                   const gnmi::SubscribeRequest& request) {
+  const bool is_poll = request.has_poll() && mode == gnmi::SubscriptionList::POLL;
+  if (profile == Profile::kFull && is_poll) return {};
+  Notification notification;
+  ServiceRpcMsgHelpers::validate_poll(request, &notification);
+  return refused_by(notification);
 }
 
 }  // namespace nexa::profile

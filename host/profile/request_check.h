@@ -1,8 +1,8 @@
-// Whether the server takes a request at all: the library's checks in the order in which the server
-// runs them, before any path is resolved. Knows no schema. The tool and the server give the same
-// verdict because both ask here.
-#ifndef HOST_TRANSLATE_REQUEST_CHECK_H_
-#define HOST_TRANSLATE_REQUEST_CHECK_H_
+// Whether the server takes a request at all: the checks in the order in which the server runs them,
+// before any path is resolved. Knows no schema. The tool and the server give the same verdict
+// because both ask here. Where both profiles refuse, they refuse with one text: the library's.
+#ifndef HOST_PROFILE_REQUEST_CHECK_H_
+#define HOST_PROFILE_REQUEST_CHECK_H_
 
 #include <grpcpp/support/status.h>
 
@@ -10,6 +10,7 @@
 
 #include "gnmi.pb.h"
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
+#include "profile/profile.h"
 
 namespace nexa::profile {
 
@@ -22,18 +23,25 @@ struct RequestVerdict {
   bool ok() const { return status.ok(); }
 };
 
-// The first refusal, in the order of the checks; any thread. Only options and path texts are
-// judged.
-RequestVerdict check_get(gnmi::GetRequest& request);
-RequestVerdict check_set(const gnmi::SetRequest& request);
+// The first refusal, in the order of the checks; any thread. Only options, path texts and
+// extensions are judged.
+RequestVerdict check_get(Profile profile, gnmi::GetRequest& request);
+RequestVerdict check_set(Profile profile, const gnmi::SetRequest& request);
 
 // The part of check_set() for one update: `type` is UPDATE or REPLACE. The place is "path", "val"
 // or empty, for the update itself.
-RequestVerdict check_update(RequestType type, const gnmi::Path& prefix, const gnmi::Update& update);
+RequestVerdict check_update(Profile profile, RequestType type, const gnmi::Path& prefix,
+                            const gnmi::Update& update);
 
-// The first message of a Subscribe stream. Later ones are for ServiceRpcMsgHelpers::validate_poll.
-RequestVerdict check_subscribe(const gnmi::SubscribeRequest& request);
+// The first message of a Subscribe stream. The full profile takes every mode and option of a list
+// but aliases; what they mean together is for whoever plans the subscriptions.
+RequestVerdict check_subscribe(Profile profile, const gnmi::SubscribeRequest& request);
+
+// A later message on the stream, whose list had this mode: in the full profile a poll where polls
+// were asked for, nothing else.
+RequestVerdict check_later_message(Profile profile, gnmi::SubscriptionList::Mode mode,
+                                   const gnmi::SubscribeRequest& request);
 
 }  // namespace nexa::profile
 
-#endif  // HOST_TRANSLATE_REQUEST_CHECK_H_
+#endif  // HOST_PROFILE_REQUEST_CHECK_H_

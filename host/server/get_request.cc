@@ -107,9 +107,7 @@ grpc::Status check(const GetParts& parts, gnmi::GetRequest& request,
                                                     std::to_string(parts.max_paths) + " are taken"};
   }
   if (request.path_size() == 0) request.add_path();
-  grpc::Status status = profile::check_get(request).status;
-  if (!status.ok()) return status;
-  status = check_extensions(request.extension());
+  grpc::Status status = profile::check_get(parts.profile, request).status;
   if (!status.ok()) return status;
   for (int index = 0; index < request.path_size(); ++index) {
     auto resolved =

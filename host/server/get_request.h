@@ -9,6 +9,7 @@
 
 #include "gnmi.pb.h"
 #include "model/resolver.h"
+#include "profile/profile.h"
 #include "server/state_cache.h"
 #include "store/config_store.h"
 
@@ -18,6 +19,7 @@ struct GetParts {
   const model::Resolver& resolver;
   const store::ConfigStore& store;
   StateCache& state;
+  profile::Profile profile = profile::Profile::kFull;
   std::size_t max_paths = 1000;
   std::size_t max_bytes = 256 << 20;  // of the answer
   std::function<bool()> cancelled;    // asked between paths; may be empty

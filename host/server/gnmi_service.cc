@@ -14,10 +14,12 @@
 namespace nexa::server {
 namespace {
 
-void fill_capabilities(const gnmi::CapabilityResponse& models, gnmi::CapabilityResponse& response) {
+void fill_capabilities(const gnmi::CapabilityResponse& models, profile::Profile profile,
+                       gnmi::CapabilityResponse& response) {
   response.mutable_supported_models()->CopyFrom(models.supported_models());
-  response.add_supported_encodings(gnmi::JSON);
-  response.add_supported_encodings(gnmi::JSON_IETF);
+  for (const gnmi::Encoding encoding : profile::reported_encodings(profile)) {
+    response.add_supported_encodings(encoding);
+  }
   const google::protobuf::FileDescriptor* file = gnmi::CapabilityRequest::descriptor()->file();
   response.set_gnmi_version(file->options().GetExtension(gnmi::gnmi_service));
 }
@@ -88,7 +90,7 @@ grpc::ServerUnaryReactor* Service::Capabilities(grpc::CallbackServerContext* con
                                                 const gnmi::CapabilityRequest* /*request*/,
                                                 gnmi::CapabilityResponse* response) {
   return answer(*context, "Capabilities", *response, [this, response](const UnaryCall& /*call*/) {
-    fill_capabilities(core_.parts.models, *response);
+    fill_capabilities(core_.parts.models, core_.options.profile, *response);
     return grpc::Status::OK;
   });
 }
@@ -100,6 +102,7 @@ grpc::ServerUnaryReactor* Service::Get(grpc::CallbackServerContext* context,
     const GetParts parts{core_.parts.resolver,
                          core_.parts.store,
                          core_.state,
+                         core_.options.profile,
                          core_.options.max_paths,
                          core_.options.max_answer_bytes,
                          [this, &call] { return core_.stopping || call.cancelled(); }};

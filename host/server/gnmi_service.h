@@ -17,6 +17,7 @@
 #include "access/access.h"
 #include "gnmi.grpc.pb.h"
 #include "model/resolver.h"
+#include "profile/profile.h"
 #include "state/state_provider.h"
 #include "store/config_store.h"
 #include "translate/translate.h"
@@ -49,6 +50,7 @@ class ServiceObserver {
 };
 
 struct GnmiServiceOptions {
+  profile::Profile profile = profile::Profile::kFull;
   std::size_t max_operations = 100000;  // of one Set
   std::size_t max_paths = 1000;         // of one Get or Subscribe
   std::size_t max_streams = 10000;

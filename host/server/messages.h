@@ -20,11 +20,6 @@ inline constexpr char kNoData[] = "no data";
 inline constexpr char kEmptyEntry[] =
     "{} or null is no value for a list entry, give its members or delete it";
 
-inline constexpr char kCommitExtension[] = "Extension commit not supported";
-inline constexpr char kHistoryExtension[] = "Extension history not supported";
-inline constexpr char kDepthExtension[] = "Extension depth not supported";
-inline constexpr char kConfigSubscriptionExtension[] =
-    "Extension config_subscription not supported";
 inline constexpr char kNoElectionId[] = "Extension master_arbitration without an election_id";
 inline constexpr char kTwoArbitrations[] = "Extension master_arbitration is given twice";
 inline constexpr char kNotMaster[] = "Another client is master, the highest election_id is ";

@@ -41,8 +41,8 @@ void SetCall::judged(const grpc::Status& verdict, const access::Caller& caller) 
     finish({grpc::StatusCode::PERMISSION_DENIED, kReadOnlyRole});
     return;
   }
-  const SetParts parts{core_.parts.resolver, core_.parts.translator, core_.options.max_operations,
-                       [this] { return is_abandoned(); }};
+  const SetParts parts{core_.parts.resolver, core_.parts.translator, core_.options.profile,
+                       core_.options.max_operations, [this] { return is_abandoned(); }};
   const grpc::Status status = call_.guarded([&] { return prepare_set(parts, request_, edits_); });
   if (!status.ok()) {
     finish(status.error_code() == grpc::StatusCode::CANCELLED ? abandoned() : status);

@@ -185,17 +185,15 @@ grpc::Status prepare_set(const SetParts& parts, const gnmi::SetRequest& request,
             std::to_string(count) + " operations in one request, at most " +
                 std::to_string(parts.max_operations) + " are taken"};
   }
-  const profile::RequestVerdict verdict = profile::check_set(request);
+  const profile::RequestVerdict verdict = profile::check_set(parts.profile, request);
   if (!verdict.ok()) return refuse_checked(request, verdict);
-  grpc::Status status = check_extensions(request.extension());
-  if (!status.ok()) return status;
   edits.resize(count);
   const Preparation preparation(parts, request);
   for (std::size_t index = 0; index < count; ++index) {
     if (parts.abandoned && parts.abandoned()) {
       return {grpc::StatusCode::CANCELLED, kCallCancelled};
     }
-    status = preparation.add(operation_at(request, index), edits[index]);
+    const grpc::Status status = preparation.add(operation_at(request, index), edits[index]);
     if (!status.ok()) return status;
   }
   return grpc::Status::OK;

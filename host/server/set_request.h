@@ -12,6 +12,7 @@
 
 #include "gnmi.pb.h"
 #include "model/resolver.h"
+#include "profile/profile.h"
 #include "store/config_store.h"
 #include "translate/translate.h"
 
@@ -20,6 +21,7 @@ namespace nexa::server {
 struct SetParts {
   const model::Resolver& resolver;
   translate::Translator& translator;
+  profile::Profile profile = profile::Profile::kFull;
   std::size_t max_operations = 100000;
   std::function<bool()> abandoned;  // asked between operations; may be empty
 };

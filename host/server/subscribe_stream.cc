@@ -7,7 +7,7 @@
 #include <string>
 #include <utility>
 
-#include "nexa/nexa_srv_rpc_msg_helpers.h"
+#include "profile/request_check.h"
 #include "server/messages.h"
 #include "server/status_details.h"
 
@@ -75,11 +75,10 @@ void SubscribeStream::OnReadDone(bool ok) {
     return;
   }
   if (!first) {
-    Notification notification;
-    grpc::Status refusal;
-    ServiceRpcMsgHelpers::validate_poll(request_, &notification);
-    ServiceRpcMsgHelpers::build_status(notification, refusal);
-    end(refusal);
+    // Of the modes, only that of a list that was polled would let the message pass.
+    end(profile::check_later_message(core_.options.profile, gnmi::SubscriptionList::STREAM,
+                                     request_)
+            .status);
     return;
   }
   const bool posted = core_.rounds.post([self = shared_from_this()] {
@@ -94,7 +93,7 @@ void SubscribeStream::OnReadDone(bool ok) {
 
 void SubscribeStream::begin(const gnmi::SubscribeRequest& request) {
   const std::chrono::nanoseconds fastest = core_.options.min_sample_interval;
-  const PlanLimits limits{core_.options.max_paths,
+  const PlanLimits limits{core_.options.profile, core_.options.max_paths,
                           std::max<std::size_t>(core_.options.max_updates, 1),
                           std::max(fastest, kShortestInterval)};
   const grpc::Status status = plan_subscriptions(core_.parts.resolver, limits, request, plan_);

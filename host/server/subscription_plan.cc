@@ -54,9 +54,7 @@ grpc::Status plan_subscriptions(const model::Resolver& resolver, const PlanLimit
             std::to_string(list.subscription_size()) + " subscriptions in one request, at most " +
                 std::to_string(limits.max_paths) + " are taken"};
   }
-  grpc::Status status = profile::check_subscribe(request).status;
-  if (!status.ok()) return status;
-  status = check_extensions(request.extension());
+  grpc::Status status = profile::check_subscribe(limits.profile, request).status;
   if (!status.ok()) return status;
   plan.prefix = AnswerPrefix(list.prefix(), list.has_prefix());
   plan.encoding = list.encoding();

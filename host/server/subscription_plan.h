@@ -11,6 +11,7 @@
 
 #include "gnmi.pb.h"
 #include "model/resolver.h"
+#include "profile/profile.h"
 #include "server/answer_paths.h"
 #include "server/path_log.h"
 #include "server/sampler.h"
@@ -39,6 +40,7 @@ struct SubscriptionPlan {
 };
 
 struct PlanLimits {
+  profile::Profile profile = profile::Profile::kFull;
   std::size_t max_paths = 1000;
   std::size_t most_updates = 200;  // in one message, at least 1
   std::chrono::nanoseconds min_interval{0};

@@ -29,7 +29,7 @@ Translation translate_update(const model::Resolver& resolver, Translator& transl
                              Operation operation, bool explain) {
   Translation result;
   const nexa::RequestType type = operation == Operation::kUpdate ? nexa::UPDATE : nexa::REPLACE;
-  result.status = profile::check_update(type, prefix, update).status;
+  result.status = profile::check_update(profile::Profile::kDevice, type, prefix, update).status;
   if (!result.status.ok()) return result;
   std::vector<std::string> notes;
   const auto target =

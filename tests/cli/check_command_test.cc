@@ -13,6 +13,9 @@ using nexa_test::Outcome;
 using nexa_test::run_nexa;
 
 Outcome check(const std::string& request) { return run_nexa({"check", "--request", "-"}, request); }
+Outcome check_as_device(const std::string& request) {
+  return run_nexa({"check", "--profile", "device", "--request", "-"}, request);
+}
 
 void expect_ok(const Outcome& run) {
   EXPECT_EQ(run.status, 0);
@@ -40,7 +43,7 @@ TEST(CheckCommand, AcceptsASampleSubscription) {
 }
 
 TEST(CheckCommand, RefusesOperationalData) {
-  expect_refused(check("path { elem { name: 'a' } } type: OPERATIONAL"),
+  expect_refused(check_as_device("path { elem { name: 'a' } } type: OPERATIONAL"),
                  "UNIMPLEMENTED: Requested data type \"OPERATIONAL\" not supported\n");
 }
 
@@ -50,8 +53,9 @@ TEST(CheckCommand, NamesTheFieldOfABadPath) {
 }
 
 TEST(CheckCommand, RefusesUnionReplaceInWords) {
-  expect_refused(check("union_replace { path { elem { name: 'a' } } val { json_ietf_val: '1' } }"),
-                 "UNIMPLEMENTED: Operation union_replace not supported\n  in union_replace[0]\n");
+  expect_refused(
+      check_as_device("union_replace { path { elem { name: 'a' } } val { json_ietf_val: '1' } }"),
+      "UNIMPLEMENTED: Operation union_replace not supported\n  in union_replace[0]\n");
 }
 
 TEST(CheckCommand, RefusesAPollAsFirstMessage) {

@@ -11,24 +11,28 @@
 namespace {
 
 using google::protobuf::TextFormat;
+using nexa::profile::Profile;
 using nexa::profile::RequestVerdict;
 
-RequestVerdict get(const std::string& text) {
+// The device's verdicts, unless a test says otherwise.
+constexpr Profile kDevice = Profile::kDevice;
+
+RequestVerdict get(const std::string& text, Profile profile = kDevice) {
   gnmi::GetRequest request;
   EXPECT_TRUE(TextFormat::ParseFromString(text, &request));
-  return nexa::profile::check_get(request);
+  return nexa::profile::check_get(profile, request);
 }
 
-RequestVerdict set(const std::string& text) {
+RequestVerdict set(const std::string& text, Profile profile = kDevice) {
   gnmi::SetRequest request;
   EXPECT_TRUE(TextFormat::ParseFromString(text, &request));
-  return nexa::profile::check_set(request);
+  return nexa::profile::check_set(profile, request);
 }
 
-RequestVerdict subscribe(const std::string& text) {
+RequestVerdict subscribe(const std::string& text, Profile profile = kDevice) {
   gnmi::SubscribeRequest request;
   EXPECT_TRUE(TextFormat::ParseFromString(text, &request));
-  return nexa::profile::check_subscribe(request);
+  return nexa::profile::check_subscribe(profile, request);
 }
 
 void expect_ok(const RequestVerdict& verdict) {

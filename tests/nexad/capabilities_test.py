@@ -28,15 +28,23 @@ class Capabilities(ServerCase):
         names = [model.name for model in self.client.capabilities().supported_models]
         self.assertEqual(len(names), len(set(names)))
 
-    def test_encodings_are_json_and_json_ietf(self):
+    def test_encodings_are_those_that_get_and_subscribe_serve(self):
         encodings = self.client.capabilities().supported_encodings
-        self.assertEqual(sorted(encodings), [gnmi.JSON, gnmi.JSON_IETF])
+        self.assertEqual(sorted(encodings), [gnmi.JSON, gnmi.PROTO, gnmi.JSON_IETF])
 
     def test_version_is_that_of_the_gnmi_service(self):
         self.assertEqual(self.client.capabilities().gNMI_version, "0.10.0")
 
     def test_is_answered_the_same_again(self):
         self.assertEqual(self.client.capabilities(), self.client.capabilities())
+
+
+class CapabilitiesOfADevice(ServerCase):
+    flags = ["--insecure", "--profile", "device"]
+
+    def test_encodings_are_json_and_json_ietf(self):
+        encodings = self.client.capabilities().supported_encodings
+        self.assertEqual(sorted(encodings), [gnmi.JSON, gnmi.JSON_IETF])
 
 
 if __name__ == "__main__":

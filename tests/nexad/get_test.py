@@ -108,6 +108,8 @@ class Values(RulesCase):
 
 
 class Refusals(RulesCase):
+    flags = ["--insecure", "--profile", "device"]
+
     def refuse_request(self, code, text, **fields):
         with self.refused(code, text):
             self.client.get_request(gnmi.GetRequest(**fields))

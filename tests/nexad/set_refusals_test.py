@@ -26,6 +26,8 @@ def route(prefix, metric="1"):
 class FixedTexts(RulesCase):
     """Texts that the request checks own; clients compare them."""
 
+    flags = ["--insecure", "--profile", "device"]
+
     def refuse(self, code, text, **operations):
         self.rules({"level": 3})
         before = self.stored()

@@ -175,6 +175,8 @@ class Samples(StreamCase):
 
 
 class Refusals(StreamCase):
+    flags = ["--insecure", "--profile", "device"]
+
     def refuse(self, code, text, *requests):
         with self.refused(code, text):
             for _ in self.client.subscribe_requests(requests, timeout=5):
@@ -223,7 +225,7 @@ class Refusals(StreamCase):
         )
         request = gnmi.SubscribeRequest(subscribe=gnmi.SubscriptionList(**fields))
         ran = subprocess.run(
-            [program("nexa", "NEXA"), "check", "--request", "-", "--type", "subscribe"],
+            [program("nexa", "NEXA"), "check", "--profile", "device", "--request", "-", "--type", "subscribe"],
             input=text_format.MessageToString(request),
             capture_output=True,
             text=True,

@@ -64,6 +64,10 @@ class Types(ValuesCase):
                 self.assertEqual(self.text(path), ietf)
                 self.assertEqual(self.text(path, "json"), plain or ietf)
 
+
+class ScalarsOfADevice(ValuesCase):
+    flags = ["--insecure", "--profile", "device"]
+
     def test_scalars_without_a_json_form_are_refused(self):
         for name, value in (
             ("PROTO", gnmi.TypedValue(double_val=1.5)),

@@ -14,6 +14,7 @@ class Capabilities : public ServiceTest {
 };
 
 TEST_F(Capabilities, NamesModelsEncodingsAndVersion) {
+  options.profile = nexa::profile::Profile::kDevice;
   start();
   gnmi::CapabilityResponse response;
   ASSERT_EQ(shown(ask(response)), "0 ");

@@ -104,6 +104,7 @@ TEST_F(Get, APrefixAloneIsRead) {
 }
 
 TEST_F(Get, NothingAskedIsRefusedWithTheLibrarysText) {
+  options.profile = nexa::profile::Profile::kDevice;
   const std::string refusal =
       "3 Invalid argument.  Path with 0 elements (xpath = \"/\") is not supported for SET and GET "
       "requests";
@@ -115,6 +116,7 @@ TEST_F(Get, NothingAskedIsRefusedWithTheLibrarysText) {
 }
 
 TEST_F(Get, TypesChooseTheirPart) {
+  options.profile = nexa::profile::Profile::kDevice;
   *request.add_path() = path_of("/device/port[name=b]");
   request.set_type(gnmi::GetRequest::CONFIG);
   EXPECT_EQ(answer(), "|/device/port[name=b]={\"speed\":\"20\"}\n");
@@ -137,6 +139,7 @@ TEST_F(Get, NothingThereIsNotFound) {
 }
 
 TEST_F(Get, RefusalsOfTheChecksComeAsTheyAre) {
+  options.profile = nexa::profile::Profile::kDevice;
   *request.add_path() = path_of("/device/name");
   request.set_encoding(gnmi::PROTO);
   EXPECT_EQ(answer(), "12 Requested encoding \"PROTO\" not supported");
@@ -195,6 +198,7 @@ TEST_F(Get, TooManyPathsAreRefused) {
 }
 
 TEST_F(Get, ExtensionsThatChangeTheRequestAreRefusedUnknownOnesPassedOver) {
+  options.profile = nexa::profile::Profile::kDevice;
   *request.add_path() = path_of("/device/name");
   request.add_extension()->mutable_registered_ext()->set_msg("anything");
   EXPECT_EQ(answer(), "|/device/name=\"box\"\n");

@@ -221,6 +221,7 @@ TEST_F(Set, AnEmptyObjectOrNullIsNoListEntry) {
 }
 
 TEST_F(Set, RefusalsOfTheChecksComeAsTheyAre) {
+  options.profile = nexa::profile::Profile::kDevice;
   request.add_union_replace();
   EXPECT_EQ(answer(), "12 Operation union_replace not supported");
   request.Clear();
@@ -236,6 +237,7 @@ TEST_F(Set, RefusalsOfTheChecksComeAsTheyAre) {
 }
 
 TEST_F(Set, RefusalsOfTheChecksNameTheirOperationInTheDetails) {
+  options.profile = nexa::profile::Profile::kDevice;
   *request.add_update() = update_of("/device/name", "\"a\"");
   *request.add_update() = update_of("/device/*", "1");
   *request.add_delete_() = path_of("/device/location");
@@ -293,6 +295,7 @@ TEST_F(Set, AFaultOfTheStoreIsTheServers) {
 }
 
 TEST_F(Set, MeaningfulExtensionsAreRefusedUnknownOnesPassedOver) {
+  options.profile = nexa::profile::Profile::kDevice;
   *request.add_update() = update_of("/example-device:device/name", "\"a\"");
   request.add_extension()->mutable_registered_ext()->set_id(gnmi_ext::EID_EXPERIMENTAL);
   request.add_extension();

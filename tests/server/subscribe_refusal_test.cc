@@ -1,4 +1,5 @@
-// Which streams are refused, and with which text? Each text is what clients of the server match on.
+// Which streams does the device profile refuse, and with which text? Each text is what clients of
+// the server match on.
 #include "server/support/service_fixture.h"
 #include "server/support/stream_client.h"
 
@@ -7,7 +8,10 @@ namespace {
 
 class SubscribeRefusal : public ServiceTest {
  protected:
-  void SetUp() override { store.put("/device/name", "\"box\""); }
+  void SetUp() override {
+    store.put("/device/name", "\"box\"");
+    options.profile = nexa::profile::Profile::kDevice;
+  }
 
   std::string verdict(const gnmi::SubscribeRequest& first) {
     if (service == nullptr) start();
