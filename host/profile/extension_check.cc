@@ -31,10 +31,8 @@ const char* text_of(gnmi_ext::Extension::ExtCase extension) {
 // What the full profile serves of the extensions that have a refusal above, call by call. The
 // device profile serves none of them.
 bool is_served(Profile profile, Rpc rpc, gnmi_ext::Extension::ExtCase extension) {
-  static_cast<void>(profile);
-  static_cast<void>(rpc);
-  static_cast<void>(extension);
-  return false;
+  if (profile == Profile::kDevice) return false;
+  return extension == gnmi_ext::Extension::kCommit && rpc == Rpc::kSet;
 }
 
 }  // namespace

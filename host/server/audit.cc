@@ -44,6 +44,10 @@ std::string audit_line(const SetAudit& audit, const gnmi::SetRequest& request) {
   line.append(" replaces=").append(std::to_string(request.replace_size()));
   line.append(" updates=").append(std::to_string(request.update_size()));
   line.append(" operations=").append(text::quoted(shown_operations(request)));
+  if (audit.action.kind != CommitAction::Kind::kNone) {
+    line.append(" action=").append(name_of(audit.action.kind));
+    line.append(" id=").append(text::quoted(audit.action.id, kMostNameBytes));
+  }
   line.append(" verdict=").append(translate::code_name(audit.verdict.error_code()));
   if (!audit.verdict.ok()) {
     line.append(" reason=").append(text::quoted(audit.verdict.error_message(), kMostReasonBytes));
@@ -52,6 +56,12 @@ std::string audit_line(const SetAudit& audit, const gnmi::SetRequest& request) {
   const auto micros = std::chrono::duration_cast<std::chrono::microseconds>(audit.time);
   line.append(" time_us=").append(std::to_string(micros.count()));
   return line;
+}
+
+std::string expiry_line(const store::PendingCommit& pending, const store::CommitResult& result) {
+  return "expiry id=" + text::quoted(pending.id, kMostNameBytes) +
+         " unconfirmed=" + std::to_string(pending.number) +
+         " restored=" + std::to_string(pending.base) + " commit=" + std::to_string(result.number);
 }
 
 std::string login_line(const CallIdentity& identity, const char* method,

@@ -11,6 +11,8 @@
 
 #include "gnmi.pb.h"
 #include "server/call_identity.h"
+#include "server/commit_action.h"
+#include "store/config_store.h"
 
 namespace nexa::server {
 
@@ -19,12 +21,16 @@ struct SetAudit {
   std::string peer;
   grpc::Status verdict;
   std::uint64_t commit = 0;  // 0: none was made
+  CommitAction action;       // of the commit-confirmed extension
   std::chrono::nanoseconds time{0};
 };
 
 // One line of name=value fields, texts quoted and without control characters; paths beyond the
 // first few are counted only.
 std::string audit_line(const SetAudit& audit, const gnmi::SetRequest& request);
+
+// The same of a commit that the server took back because nobody confirmed it.
+std::string expiry_line(const store::PendingCommit& pending, const store::CommitResult& result);
 
 // The same of a login that failed: the names that were claimed, and where from.
 std::string login_line(const CallIdentity& identity, const char* method,

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "server/audit.h"
+#include "server/confirmation_watch.h"
 #include "server/messages.h"
 #include "server/status_details.h"
 
@@ -40,7 +41,10 @@ ServiceCore::ServiceCore(const GnmiServiceParts& used_parts, const GnmiServiceOp
       logins(1, kWaitingLogins, fault_sink(parts.observer)),
       workers(worker_count(options), kWaitingRequests, fault_sink(parts.observer)),
       rounds(worker_count(options), kWaitingRequests, fault_sink(parts.observer)),
-      writer(1, options.pending_sets, fault_sink(parts.observer)) {}
+      writer(1, options.pending_sets, fault_sink(parts.observer)),
+      confirmations(std::make_shared<ConfirmationWatch>(*this)) {
+  confirmations->begin();
+}
 
 grpc::Status ServiceCore::no_room() const {
   if (stopping) return {grpc::StatusCode::UNAVAILABLE, kShuttingDown};

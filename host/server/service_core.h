@@ -22,6 +22,8 @@
 
 namespace nexa::server {
 
+class ConfirmationWatch;
+
 class ServiceCore {
  public:
   ServiceCore(const GnmiServiceParts& used_parts, const GnmiServiceOptions& used_options);
@@ -56,6 +58,7 @@ class ServiceCore {
   WorkerPool rounds;   // the same for streams: neither waits for the other's serialisations
   WorkerPool writer;   // commits: one thread, in order of arrival
   Sampler sampler;
+  const std::shared_ptr<ConfirmationWatch> confirmations;
 
  private:
   static bool is_slow(const Login& login);

@@ -4,9 +4,11 @@
 #include <string>
 #include <utility>
 
+#include "server/confirmation_watch.h"
 #include "server/messages.h"
 #include "server/set_request.h"
 #include "server/status_details.h"
+#include "text/display.h"
 
 namespace nexa::server {
 
@@ -43,7 +45,8 @@ void SetCall::judged(const grpc::Status& verdict, const access::Caller& caller) 
   }
   const SetParts parts{core_.parts.resolver, core_.parts.translator, core_.options.profile,
                        core_.options.max_operations, [this] { return is_abandoned(); }};
-  const grpc::Status status = call_.guarded([&] { return prepare_set(parts, request_, edits_); });
+  grpc::Status status = call_.guarded([&] { return prepare_set(parts, request_, edits_); });
+  if (status.ok()) status = read_commit_action(request_, audit_.action);
   if (!status.ok()) {
     finish(status.error_code() == grpc::StatusCode::CANCELLED ? abandoned() : status);
     return;
@@ -67,20 +70,46 @@ grpc::Status SetCall::abandoned() const {
 grpc::Status SetCall::apply() {
   grpc::Status status = core_.arbitration.admit(request_);
   if (!status.ok()) return status;
-  if (!edits_.empty()) {
-    store::CommitRequest commit;
-    commit.edits = std::move(edits_);
-    commit.author = audit_.user;
-    commit.comment = "Set of " + std::to_string(operation_count(request_)) + " operations";
-    commit.approve = core_.parts.approve;
-    commit.abandoned = [this] { return is_abandoned(); };
-    const store::CommitResult result = core_.parts.store.commit(commit);
-    if (is_abandoned() && !result.status.ok()) return abandoned();
-    if (!result.status.ok()) return refusal_of(request_, result);
-    audit_.commit = result.number;
+  const CommitAction::Kind action = audit_.action.kind;
+  if (action == CommitAction::Kind::kCommit || !edits_.empty()) {
+    status = commit_edits();
+  } else if (action != CommitAction::Kind::kNone) {
+    status = settle_pending();
   }
-  answer_set(request_, response_);
+  if (action != CommitAction::Kind::kNone) core_.confirmations->look();
+  if (status.ok()) answer_set(request_, response_);
+  return status;
+}
+
+grpc::Status SetCall::commit_edits() {
+  const CommitAction& action = audit_.action;
+  store::CommitRequest commit;
+  commit.edits = std::move(edits_);
+  commit.author = audit_.user;
+  commit.comment = "Set of " + std::to_string(operation_count(request_)) + " operations";
+  if (action.kind == CommitAction::Kind::kCommit) {
+    commit.comment += ", to be confirmed as " + text::quoted(action.id);
+    commit.confirm_id = action.id;
+    commit.confirm_within = action.duration;
+  }
+  commit.approve = core_.parts.approve;
+  commit.abandoned = [this] { return is_abandoned(); };
+  const store::CommitResult result = core_.parts.store.commit(commit);
+  if (is_abandoned() && !result.status.ok()) return abandoned();
+  if (!result.status.ok()) return refusal_of(request_, result);
+  audit_.commit = result.number;
   return grpc::Status::OK;
+}
+
+grpc::Status SetCall::settle_pending() {
+  const CommitAction& action = audit_.action;
+  store::ConfigStore& store = core_.parts.store;
+  if (action.kind == CommitAction::Kind::kConfirm) return store.confirm(action.id);
+  if (action.kind == CommitAction::Kind::kExtend) return store.extend(action.id, action.duration);
+  const store::CommitResult result = store.cancel(
+      action.id, audit_.user, text::quoted(action.id) + " was cancelled", core_.parts.approve);
+  if (result.status.ok()) audit_.commit = result.number;
+  return result.status;
 }
 
 void SetCall::finish(const grpc::Status& verdict) {

@@ -26,6 +26,8 @@ class SetCall : public std::enable_shared_from_this<SetCall> {
   void judged(const grpc::Status& verdict, const nexa::access::Caller& caller);
   void commit();
   grpc::Status apply();
+  grpc::Status commit_edits();
+  grpc::Status settle_pending();
   // Whether nobody waits for the answer any more: a Set may be long, and others wait behind it.
   bool is_abandoned() const;
   grpc::Status abandoned() const;

@@ -1,0 +1,57 @@
+// A commit that nobody confirmed in time is taken back: at its time while the server runs, and at
+// the start when the time was over before.
+#ifndef HOST_SERVER_CONFIRMATION_WATCH_H_
+#define HOST_SERVER_CONFIRMATION_WATCH_H_
+
+#include <chrono>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "server/sampler.h"
+#include "server/service_core.h"
+
+namespace nexa::server {
+
+class ConfirmationWatch : public Sampler::Sampled,
+                          public std::enable_shared_from_this<ConfirmationWatch> {
+ public:
+  // `core` outlives its threads' last call of this object.
+  explicit ConfirmationWatch(ServiceCore& core) : core_(core) {}
+
+  // Before the first call is served: takes back what is overdue, and waits for what is not. A
+  // commit that cannot be taken back (a disk that cannot be written) is tried again and again; it
+  // is served meanwhile, and every other commit is refused.
+  void begin();
+
+  // Looks at the commit that waits anew. On the writer's thread, after each change of it.
+  void look();
+
+  void due() override;
+
+ private:
+  // What the appointment is for. The clock of the wall may jump; how long a commit waits is
+  // measured.
+  struct Waiting {
+    std::string id;
+    std::uint64_t number = 0;
+    std::int64_t time_ns = 0;
+    MonotonicTime deadline;
+  };
+
+  void run();
+  bool take_back(const store::PendingCommit& pending);
+  void schedule(MonotonicTime time);
+
+  ServiceCore& core_;
+  std::mutex mutex_;  // for the appointment
+  Sampler::Appointment appointment_;
+  // Of the writer's thread, and of begin().
+  Waiting waiting_;
+  std::chrono::seconds pause_{0};  // until the next try; 0: none failed
+  std::string last_fault_;
+};
+
+}  // namespace nexa::server
+
+#endif  // HOST_SERVER_CONFIRMATION_WATCH_H_
