@@ -142,6 +142,14 @@ class Snapshot {
   virtual std::uint64_t number() const = 0;
 };
 
+// One commit as its watchers get it: durable, and visible to readers.
+struct CommitStep {
+  std::shared_ptr<const Snapshot> before;
+  std::shared_ptr<const Snapshot> after;
+  std::int64_t time_ns = 0;  // since the Unix epoch
+};
+using StepSink = std::function<bool(const CommitStep& step)>;
+
 // What an operator should know of.
 struct StoreHealth {
   bool writable = true;        // the next commit can be expected to reach the disk
@@ -195,6 +203,19 @@ class ConfigStore {
 
   // The newest `limit` commits (0: all), newest first. Empty `out` and a status on failure.
   virtual grpc::Status history(std::size_t limit, std::vector<CommitRecord>& out) const = 0;
+
+  // The past: first the configuration as it was before `start_ns` (a step without a snapshot
+  // before it, of time `start_ns`), then a step for each commit from there to before `end_ns`, in
+  // order, until `each` returns false. Times are since the Unix epoch. Defaults are those of the
+  // loaded schema. OUT_OF_RANGE: the history does not go back that far; FAILED_PRECONDITION: what
+  // was stored does not fit the loaded schema; INTERNAL: the log cannot be read. Long; any thread.
+  virtual grpc::Status replay(std::int64_t start_ns, std::int64_t end_ns,
+                              const StepSink& each) const {
+    static_cast<void>(start_ns);
+    static_cast<void>(end_ns);
+    static_cast<void>(each);
+    return {grpc::StatusCode::UNIMPLEMENTED, "the store keeps no history"};
+  }
 
   // A new commit that restores the configuration as commit `number` left it (0: the empty one). A
   // commit that waits for its confirmation waits no more.

@@ -29,7 +29,21 @@ ImagePtr completed(const ImagePtr& configured) {
   return judged_image(owner.get(), *configured);
 }
 
-// Judges what was configured. A configuration that breaks a rule is taken all the same.
+bool write_base(CommitLog& log, const StartState& start, std::string& error) {
+  if (!log.writable()) return true;
+  LogSnapshot snapshot;
+  snapshot.number = log.head();
+  snapshot.config = configuration_xml(*start.image);
+  snapshot.image = image_text(*start.image);
+  snapshot.schema_hash = loaded_schema_hash();
+  snapshot.judged = start.judged;
+  const LogResult written = log.write_snapshot(snapshot, LogLimits());
+  if (!written.ok()) error = written.text;
+  return written.ok();
+}
+
+}  // namespace
+
 void judge_configured(const ImagePtr& configured, Judge& judge, StartState& start) {
   using Kind = Judge::Verdict::Kind;
   // The defaults alone were judged when the judge was made, where that can do no harm.
@@ -47,21 +61,6 @@ void judge_configured(const ImagePtr& configured, Judge& judge, StartState& star
                     : verdict.kind == Kind::kDied ? "it cannot be judged: " + verdict.text
                                                   : "it cannot be judged: out of memory";
 }
-
-bool write_base(CommitLog& log, const StartState& start, std::string& error) {
-  if (!log.writable()) return true;
-  LogSnapshot snapshot;
-  snapshot.number = log.head();
-  snapshot.config = configuration_xml(*start.image);
-  snapshot.image = image_text(*start.image);
-  snapshot.schema_hash = loaded_schema_hash();
-  snapshot.judged = start.judged;
-  const LogResult written = log.write_snapshot(snapshot, LogLimits());
-  if (!written.ok()) error = written.text;
-  return written.ok();
-}
-
-}  // namespace
 
 bool start_state(CommitLog& log, const std::string& file, Judge& judge, StartState& start,
                  std::vector<std::string>& notes, std::string& error) {

@@ -18,6 +18,10 @@ struct StartState {
   bool judged = false;    // libyang found it valid as a whole
 };
 
+// Completes what was configured by the loaded schema and judges it, in a process that may die. A
+// configuration that breaks a rule is taken all the same.
+void judge_configured(const ImagePtr& configured, Judge& judge, StartState& start);
+
 // An image under the loaded schema is taken as it is. Without one (an old log, a changed schema)
 // what was configured is read as XML and judged as a whole, in a process that may die; a
 // configuration that breaks a rule is taken with its violation told. The log is brought up to the

@@ -18,14 +18,14 @@ bool read_configuration(std::string_view xml, ImagePtr& image, std::string& erro
   return true;
 }
 
+}  // namespace
+
 bool apply_entry(const LogEntry& entry, ImagePtr& image, std::string& error) {
   const bool fits = entry.whole ? read_configuration(entry.change, image, error)
                                 : apply_change(entry.change, image, error);
   if (!fits) error = "commit " + std::to_string(entry.number) + ": " + error;
   return fits;
 }
-
-}  // namespace
 
 std::string loaded_schema_hash() { return schema_content_digest(); }
 

@@ -29,6 +29,9 @@ bool newest_image_state(const CommitLog& log, StoredState& state, std::string& e
 bool configured_state(const CommitLog& log, std::uint64_t number, StoredState& state,
                       std::string& error);
 
+// Makes what was configured after the entry of what was before it. False with `error`.
+bool apply_entry(const LogEntry& entry, ImagePtr& image, std::string& error);
+
 }  // namespace nexa::store
 
 #endif  // HOST_STORE_STORED_STATE_H_

@@ -21,6 +21,7 @@
 #include "store/log/data_directory.h"
 #include "store/log/log_database.h"
 #include "store/log/snapshot_writer.h"
+#include "store/past.h"
 #include "store/reading/selection.h"
 #include "store/schema_support.h"
 #include "store/store_start.h"
@@ -54,7 +55,7 @@ class TreeStore : public ConfigStore {
  public:
   TreeStore(const TreeStoreOptions& options, std::unique_ptr<DataDirectory> directory,
             std::unique_ptr<CommitLog> log)
-      : options_(options), directory_(std::move(directory)), log_(std::move(log)) {}
+      : options_(options), directory_(std::move(directory)), log_(std::move(log)), past_(*log_) {}
   ~TreeStore() override;
   TreeStore(const TreeStore&) = delete;
   TreeStore& operator=(const TreeStore&) = delete;
@@ -71,6 +72,10 @@ class TreeStore : public ConfigStore {
   CommitResult rollback(std::uint64_t number, const std::string& author,
                         const Approve& approve) override;
   std::optional<PendingCommit> pending() const override;
+  grpc::Status replay(std::int64_t start_ns, std::int64_t end_ns,
+                      const StepSink& each) const override {
+    return past_.replay(start_ns, end_ns, each);
+  }
   grpc::Status confirm(const std::string& id) override;
   grpc::Status extend(const std::string& id, std::chrono::nanoseconds duration) override;
   CommitResult cancel(const std::string& id, const std::string& author, const std::string& reason,
@@ -116,6 +121,7 @@ class TreeStore : public ConfigStore {
   const TreeStoreOptions options_;
   std::unique_ptr<DataDirectory> directory_;
   std::unique_ptr<CommitLog> log_;
+  mutable Past past_;
   std::string schema_hash_;
 
   std::mutex writer_;  // holds for everything down to `last_time_ns_`

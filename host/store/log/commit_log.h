@@ -100,6 +100,10 @@ class CommitLog {
   bool replay(std::uint64_t number, LogSnapshot& base,
               const std::function<bool(const LogEntry&)>& each, std::string& error) const;
 
+  // The newest commit that was made before a moment, 0 before the first. `is_kept`: whether the log
+  // still has what that commit left.
+  LogResult number_before(std::int64_t time_ns, std::uint64_t& number, bool& is_kept) const;
+
   // The newest `limit` commits (0: all), newest first.
   LogResult history(std::size_t limit, std::vector<CommitRecord>& out) const;
 

@@ -112,6 +112,23 @@ bool CommitLog::replay(std::uint64_t number, LogSnapshot& base,
   return walk(reader_.get(), file, base.number, number, base.commit_hash, each, error);
 }
 
+LogResult CommitLog::number_before(std::int64_t time_ns, std::uint64_t& number,
+                                   bool& is_kept) const {
+  const std::uint64_t last = head();
+  const std::lock_guard<std::mutex> lock(reading_);
+  // What is older than the oldest snapshot is no part of the log any more.
+  const std::int64_t oldest = integer_of(reader_.get(), "SELECT min(number) FROM snapshots", -1);
+  Statement row(reader_.get(),
+                "SELECT number FROM commits WHERE number <= ? AND number >= ? AND time_ns < ? "
+                "ORDER BY number DESC LIMIT 1");
+  row.bind(1, signed_number(last)).bind(2, oldest).bind(3, time_ns);
+  const int result = row.step();
+  is_kept = result == SQLITE_ROW || oldest == 0;
+  number = result == SQLITE_ROW ? static_cast<std::uint64_t>(row.integer(0)) : 0;
+  if (oldest >= 0 && (result == SQLITE_ROW || result == SQLITE_DONE)) return {};
+  return {Code::kFailed, database_error(reader_.get(), log_file(options_.directory))};
+}
+
 LogResult CommitLog::history(std::size_t limit, std::vector<CommitRecord>& out) const {
   out.clear();
   const std::uint64_t last = head();
