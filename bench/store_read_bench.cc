@@ -11,6 +11,7 @@
 #include "store/image/image_import.h"
 #include "store/image/image_xml.h"
 #include "store/reading/json_value.h"
+#include "store/reading/typed_value.h"
 
 namespace {
 
@@ -118,12 +119,13 @@ void BM_ThousandLeavesByPath(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * 1000);
 }
 
+template <gnmi::Encoding Encoded>
 void BM_EveryLeafWithItsPath(benchmark::State& state) {
   const ImageInner* tree = tree_of(state.range(0));
   std::int64_t leaves = 0;
   for (auto _ : state) {
-    nexa::store::for_each_leaf_of_tree(tree, nullptr, kIetf, true,
-                                       [&](gnmi::Path&, std::string&) { ++leaves; });
+    nexa::store::for_each_leaf_of_tree({tree, nullptr}, {DataPart::kAll, Encoded},
+                                       [&](gnmi::Path&, gnmi::TypedValue&) { ++leaves; });
   }
   state.SetItemsProcessed(leaves);
 }
@@ -175,7 +177,8 @@ void BM_WholeTreeAsXmlByLibyang(benchmark::State& state) { print_by_libyang(stat
 
 BENCHMARK(BM_OneLeaf)->Arg(10)->Arg(1000)->Arg(10000);
 BENCHMARK(BM_ThousandLeavesByPath)->Arg(10)->Arg(1000)->Arg(10000);
-BENCHMARK(BM_EveryLeafWithItsPath)->Arg(10)->Arg(1000)->Arg(10000);
+BENCHMARK(BM_EveryLeafWithItsPath<gnmi::JSON_IETF>)->Arg(10)->Arg(1000)->Arg(10000);
+BENCHMARK(BM_EveryLeafWithItsPath<gnmi::PROTO>)->Arg(10)->Arg(1000)->Arg(10000);
 BENCHMARK(BM_WholeTree)->Arg(10)->Arg(1000)->Arg(10000);
 BENCHMARK(BM_WholeTreeWithState)->Arg(10)->Arg(1000)->Arg(10000);
 BENCHMARK(BM_WholeTreeByLibyang)->Arg(10)->Arg(1000)->Arg(10000);

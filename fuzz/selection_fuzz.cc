@@ -79,7 +79,8 @@ Result<Target> resolved(const gnmi::Path& path) {
 }
 
 void check_value(const NodePair& node) {
-  for (const DataPart part : {DataPart::kAll, DataPart::kConfig, DataPart::kState}) {
+  for (const DataPart part :
+       {DataPart::kAll, DataPart::kConfig, DataPart::kState, DataPart::kOperational}) {
     std::string json = "[";
     if (!nexa::store::append_value(node, {part, true}, json)) {
       if (json != "[") std::abort();

@@ -50,13 +50,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (error.empty()) fuzz::fail("refused without a text", xml);
     return 0;
   }
-  for (const DataPart part : {DataPart::kAll, DataPart::kConfig, DataPart::kState}) {
+  for (const DataPart part :
+       {DataPart::kAll, DataPart::kConfig, DataPart::kState, DataPart::kOperational}) {
     for (const Form form : {Form::kSubtrees, Form::kLeaves}) {
       Query query;
       query.part = part;
       query.form = form;
       const grpc::Status status = store().snapshot()->read(
-          query, state.get(), [](gnmi::Path&, std::string& json) { check_json(json); });
+          query, state.get(),
+          [](gnmi::Path&, gnmi::TypedValue& value) { check_json(value.json_ietf_val()); });
       if (!status.ok()) fuzz::fail("the root cannot be read", status.error_message());
     }
   }

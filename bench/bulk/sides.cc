@@ -151,7 +151,8 @@ void StoreSide::change(const std::string& request) {
 std::size_t StoreSide::read_all() const {
   std::size_t bytes = 0;
   const grpc::Status status = store_->snapshot()->read(
-      {}, nullptr, [&](gnmi::Path&, std::string& json) { bytes += json.size(); });
+      {}, nullptr,
+      [&](gnmi::Path&, gnmi::TypedValue& value) { bytes += value.json_ietf_val().size(); });
   if (!status.ok()) give_up("Get: " + status.error_message());
   return bytes;
 }
@@ -162,8 +163,8 @@ bool StoreSide::serves(const std::string& path) const {
   if (!target.ok()) return false;
   query.target = std::move(target.value());
   bool found = false;
-  const grpc::Status status =
-      store_->snapshot()->read(query, nullptr, [&](gnmi::Path&, std::string&) { found = true; });
+  const grpc::Status status = store_->snapshot()->read(
+      query, nullptr, [&](gnmi::Path&, gnmi::TypedValue&) { found = true; });
   return status.ok() && found;
 }
 

@@ -23,14 +23,6 @@ store::DataPart part_of(gnmi::GetRequest::DataType type) {
   return type == gnmi::GetRequest::STATE ? store::DataPart::kState : store::DataPart::kAll;
 }
 
-void set_value(gnmi::Encoding encoding, std::string& json, gnmi::Update& update) {
-  if (encoding == gnmi::JSON) {
-    update.mutable_val()->set_json_val(std::move(json));
-  } else {
-    update.mutable_val()->set_json_ietf_val(std::move(json));
-  }
-}
-
 std::string place_of(int index) { return "path[" + std::to_string(index) + "]"; }
 
 class Reader {
@@ -67,17 +59,18 @@ grpc::Status Reader::read(int index, model::Target target, std::size_t& room,
   const std::size_t frame = request_.prefix().ByteSizeLong() + kBytesAroundUpdate;
   bool fits = frame <= room;
   if (fits) room -= frame;
-  grpc::Status status = snapshot_.read(query, state_, [&](gnmi::Path& path, std::string& json) {
-    const std::size_t bytes = json.size() + path.ByteSizeLong() + kBytesAroundUpdate;
-    fits = fits && bytes <= room;
-    if (!fits) return;
-    room -= bytes;
-    gnmi::Update* update = notification->add_update();
-    covered = covered && prefix_.covers(path);
-    set_value(request_.encoding(), json, *update);
-    AnswerPrefix::place_origin(requested, path);
-    *update->mutable_path() = std::move(path);
-  });
+  grpc::Status status =
+      snapshot_.read(query, state_, [&](gnmi::Path& path, gnmi::TypedValue& value) {
+        const std::size_t bytes = value.ByteSizeLong() + path.ByteSizeLong() + kBytesAroundUpdate;
+        fits = fits && bytes <= room;
+        if (!fits) return;
+        room -= bytes;
+        gnmi::Update* update = notification->add_update();
+        covered = covered && prefix_.covers(path);
+        *update->mutable_val() = std::move(value);
+        AnswerPrefix::place_origin(requested, path);
+        *update->mutable_path() = std::move(path);
+      });
   if (status.ok() && !fits) {
     status = grpc::Status(grpc::StatusCode::RESOURCE_EXHAUSTED, kAnswerTooLarge);
   } else if (status.ok() && notification->update_size() == 0) {

@@ -19,10 +19,10 @@ struct GetParts {
   const model::Resolver& resolver;
   const store::ConfigStore& store;
   StateCache& state;
-  profile::Profile profile = profile::Profile::kFull;
   std::size_t max_paths = 1000;
   std::size_t max_bytes = 256 << 20;  // of the answer
   std::function<bool()> cancelled;    // asked between paths; may be empty
+  profile::Profile profile = profile::Profile::kFull;
 };
 
 // Fills `response`, which is worth nothing after a failure (gNMI specification, section 3.3).

@@ -102,10 +102,10 @@ grpc::ServerUnaryReactor* Service::Get(grpc::CallbackServerContext* context,
     const GetParts parts{core_.parts.resolver,
                          core_.parts.store,
                          core_.state,
-                         core_.options.profile,
                          core_.options.max_paths,
                          core_.options.max_answer_bytes,
-                         [this, &call] { return core_.stopping || call.cancelled(); }};
+                         [this, &call] { return core_.stopping || call.cancelled(); },
+                         core_.options.profile};
     return serve_get(parts, *request, *response);
   });
 }

@@ -51,14 +51,11 @@ void SamplePage::close() {
   paths_.clear();
 }
 
-void SamplePage::add_leaf(const Subscription& subscription, gnmi::Path& path, std::string& json) {
+void SamplePage::add_leaf(const Subscription& subscription, gnmi::Path& path,
+                          gnmi::TypedValue& value) {
   gnmi::Update& update = *notification_for(subscription, path).add_update();
   *update.mutable_path() = std::move(path);
-  if (plan_.encoding == gnmi::JSON) {
-    update.mutable_val()->set_json_val(std::move(json));
-  } else {
-    update.mutable_val()->set_json_ietf_val(std::move(json));
-  }
+  *update.mutable_val() = std::move(value);
   ++messages_.back().leaves;
   count(update.ByteSizeLong());
 }
@@ -80,7 +77,7 @@ grpc::Status read_page(const store::Snapshot& snapshot, const store::StateTree* 
   const std::vector<std::uint64_t> before = reporting.sorted_numbers();
   complete = true;
   grpc::Status status =
-      snapshot.read(subscription.query, state, [&](gnmi::Path& path, std::string& json) {
+      snapshot.read(subscription.query, state, [&](gnmi::Path& path, gnmi::TypedValue& value) {
         if (!complete) return;
         if (!before.empty() &&
             std::binary_search(before.begin(), before.end(), PathLog::number_of(path))) {
@@ -91,7 +88,7 @@ grpc::Status read_page(const store::Snapshot& snapshot, const store::StateTree* 
           return;
         }
         reporting.add(path);
-        page.add_leaf(subscription, path, json);
+        page.add_leaf(subscription, path, value);
       });
   if (!status.ok() || !complete) return status;
   subscription.reported.for_each_missing(

@@ -35,7 +35,7 @@ class SamplePage {
   bool is_full() const { return bytes_ >= budget_; }
 
   // `path` is absolute, as the store gave it; both arguments are moved from.
-  void add_leaf(const Subscription& subscription, gnmi::Path& path, std::string& json);
+  void add_leaf(const Subscription& subscription, gnmi::Path& path, gnmi::TypedValue& value);
   void add_gone(const Subscription& subscription, gnmi::Path& path);
 
   // Ends the last message. The page is empty afterwards.

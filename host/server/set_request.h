@@ -21,9 +21,9 @@ namespace nexa::server {
 struct SetParts {
   const model::Resolver& resolver;
   translate::Translator& translator;
-  profile::Profile profile = profile::Profile::kFull;
   std::size_t max_operations = 100000;
   std::function<bool()> abandoned;  // asked between operations; may be empty
+  profile::Profile profile = profile::Profile::kFull;
 };
 
 std::size_t operation_count(const gnmi::SetRequest& request);

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "gnmi.pb.h"
+#include "model/model_set.h"
 #include "model/target.h"
 
 namespace nexa::store {
@@ -102,9 +103,10 @@ class StateTree {
 };
 
 enum class DataPart : std::uint8_t {
-  kAll,     // config true and config false
-  kConfig,  // config true only
-  kState,   // config false only, with the keys of the entries around it
+  kAll,          // config true and config false
+  kConfig,       // config true only
+  kState,        // config false only, with the keys of the entries around it
+  kOperational,  // the same without the leaves that repeat a leaf of the configuration
 };
 
 enum class Form : std::uint8_t {
@@ -116,14 +118,21 @@ struct Query {
   model::Target target;  // of model::Purpose::kRead
   DataPart part = DataPart::kAll;
   Form form = Form::kSubtrees;
-  gnmi::Encoding encoding = gnmi::JSON_IETF;  // JSON: member names without their module
+  gnmi::Encoding encoding = gnmi::JSON_IETF;
+  std::shared_ptr<const model::ModelSet> models;  // which nodes and identities there are; null: all
 };
 
 // Takes one value. `path` is absolute, its names and keys written as the query wrote them; below
 // the query's own elements names carry their module where it changes, if the query's names did.
-// `json` is the value alone (RFC 7951), without the node's name. The path is the callee's to move
-// from.
-using ValueSink = std::function<void(gnmi::Path& path, std::string& json)>;
+// Both arguments are the callee's to move from. What the query's encoding makes of a value:
+//   JSON_IETF  json_ietf_val: the value alone (RFC 7951), without the node's name
+//   JSON       json_val: the same, member names and identities without their module
+//   PROTO      a native scalar, leaflist_val for a leaf-list, json_ietf_val for anydata; there are
+//   no
+//              values of subtrees: each leaf at or below a node is given (reading/native_value.h)
+//   ASCII      ascii_val: lines of names and values (reading/ascii_text.h)
+// BYTES is written as JSON_IETF.
+using ValueSink = std::function<void(gnmi::Path& path, gnmi::TypedValue& value)>;
 
 // The configuration as one commit left it; unchanged while it is held, by any number of threads and
 // for any time. Nobody waits for it: what later commits changed is kept for it beside them.

@@ -4,8 +4,8 @@
 #include "store/change.h"
 #include "store/image/image_import.h"
 #include "store/image/image_xml.h"
-#include "store/reading/json_value.h"
 #include "store/reading/selection.h"
+#include "store/reading/typed_value.h"
 #include "store/validation/violation_text.h"
 
 namespace nexa::store {
@@ -28,33 +28,59 @@ class Writer {
   Writer(const Query& query, const ValueSink& sink)
       : query_(query),
         sink_(sink),
-        form_{query.part, query.encoding != gnmi::JSON},
-        qualify_names_(query.target.path.elem().empty() ? form_.qualify
-                                                        : query.target.qualifies_names()) {}
+        form_{query.part, query.encoding,
+              query.target.path.elem().empty() ? query.encoding != gnmi::JSON
+                                               : query.target.qualifies_names(),
+              query.models.get()} {}
 
-  void whole_tree(const ImageInner* config, const ImageInner* state, gnmi::Path& path) {
+  void whole_tree(const PairLevel& top, gnmi::Path& path) {
     if (query_.form == Form::kLeaves) {
-      for_each_leaf_of_tree(config, state, form_, qualify_names_, sink_);
-      return;
+      for_each_leaf_of_tree(top, form_, sink_);
+    } else {
+      give_tree(top, path, form_, sink_);
     }
-    std::string json;
-    if (append_tree(config, state, form_, json)) sink_(path, json);
   }
 
   void found(const NodePair& node, gnmi::Path& path) {
+    if (form_.models != nullptr && !is_of_models(*node.any()->schema(), path)) return;
     if (query_.form == Form::kLeaves) {
-      for_each_leaf(node, path, form_, qualify_names_, sink_);
-      return;
+      for_each_leaf(node, path, form_, sink_);
+    } else {
+      give_value(node, path, form_, sink_);
     }
-    std::string json;
-    if (append_value(node, form_, json)) sink_(path, json);
   }
 
  private:
+  // Whether everything on the way to the node is of the models, identities among the keys included.
+  bool is_of_models(const lysc_node& schema, const gnmi::Path& path) const {
+    if (!form_.models->has_way_to(&schema)) return false;
+    int at = path.elem_size();
+    for (const lysc_node* node = &schema; node != nullptr && at > 0;
+         node = lysc_data_parent(node)) {
+      for (const auto& [name, value] : path.elem(--at).key()) {
+        const bool is_outside = value.find(':') != std::string::npos && is_identity(*node, name) &&
+                                !form_.models->has_identity(value);
+        if (is_outside) return false;
+      }
+    }
+    return true;
+  }
+
+  static bool is_identity(const lysc_node& list, const std::string& key) {
+    const lysc_node* const leaf =
+        list.nodetype == LYS_LIST ? lys_find_child(&list, list.module, key.c_str(), 0, LYS_LEAF, 0)
+                                  : &list;
+    const lysc_type* const type = leaf != nullptr ? type_of(leaf) : nullptr;
+    if (type == nullptr) return false;
+    return type->basetype == LY_TYPE_LEAFREF
+               ? reinterpret_cast<const lysc_type_leafref*>(type)->realtype->basetype ==
+                     LY_TYPE_IDENT
+               : type->basetype == LY_TYPE_IDENT;
+  }
+
   const Query& query_;
   const ValueSink& sink_;
-  const JsonForm form_;
-  const bool qualify_names_;
+  const ValueForm form_;
 };
 
 }  // namespace
@@ -67,7 +93,7 @@ grpc::Status TreeSnapshot::read(const Query& query, const StateTree* state,
   Writer writer(query, sink);
   const auto found = [&](const NodePair& node, gnmi::Path& path) {
     if (node.any() == nullptr) {
-      writer.whole_tree(image_.get(), data, path);
+      writer.whole_tree({image_.get(), data}, path);
     } else {
       writer.found(node, path);
     }

@@ -13,6 +13,7 @@
 #include "store/image/image_import.h"
 #include "store/image/image_xml.h"
 #include "store/reading/json_value.h"
+#include "store/reading/typed_value.h"
 #include "support/instance_generator.h"
 #include "support/targets.h"
 #include "translate/path_string.h"
@@ -274,9 +275,9 @@ TEST_P(JsonOracle, EveryLeafIsFoundUnderItsPath) {
   for (TreePtr tree = next_tree(40); tree != nullptr; tree = next_tree(40)) {
     std::vector<std::pair<gnmi::Path, std::string>> leaves;
     const ImagePtr image = image_of_tree(tree.get());
-    for_each_leaf_of_tree(image.get(), nullptr, kIetf, true,
-                          [&](gnmi::Path& path, std::string& json) {
-                            leaves.emplace_back(std::move(path), std::move(json));
+    for_each_leaf_of_tree({image.get(), nullptr}, {},
+                          [&](gnmi::Path& path, gnmi::TypedValue& value) {
+                            leaves.emplace_back(std::move(path), value.json_ietf_val());
                           });
     for (const auto& [path, json] : leaves) {
       if (has_star(path)) continue;
@@ -308,10 +309,10 @@ TEST_P(JsonOracle, PartsMakeTheWhole) {
     std::multiset<std::string> whole;
     std::multiset<std::string> parts;
     const auto collect = [&](DataPart part, std::multiset<std::string>& into) {
-      for_each_leaf_of_tree(image.get(), nullptr, {part, true}, true,
-                            [&](gnmi::Path& path, std::string& json) {
-                              into.insert(translate::format_path_string(path) + json);
-                            });
+      for_each_leaf_of_tree(
+          {image.get(), nullptr}, {part}, [&](gnmi::Path& path, gnmi::TypedValue& value) {
+            into.insert(translate::format_path_string(path) + value.json_ietf_val());
+          });
     };
     collect(DataPart::kAll, whole);
     collect(DataPart::kConfig, parts);

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "shop_models.h"
+#include "store/reading/typed_value.h"
 #include "support/targets.h"
 #include "translate/path_string.h"
 
@@ -49,11 +50,20 @@ class JsonValue : public ::testing::Test {
     return found.size() == 1 ? found.front() : std::to_string(found.size()) + " values";
   }
 
+  static std::string line(const gnmi::Path& path, const gnmi::TypedValue& value) {
+    return translate::format_path_string(path) + " " +
+           (value.has_json_val() ? value.json_val() : value.json_ietf_val());
+  }
+
+  ValueForm leaf_form(bool qualify_names) const {
+    return {form_.part, form_.qualify ? gnmi::JSON_IETF : gnmi::JSON, qualify_names};
+  }
+
   std::vector<std::string> leaves(bool qualify_names) {
     std::vector<std::string> lines;
-    for_each_leaf_of_tree(config_.get(), state_.get(), form_, qualify_names,
-                          [&](gnmi::Path& path, std::string& json) {
-                            lines.push_back(translate::format_path_string(path) + " " + json);
+    for_each_leaf_of_tree({config_.get(), state_.get()}, leaf_form(qualify_names),
+                          [&](gnmi::Path& path, gnmi::TypedValue& value) {
+                            lines.push_back(line(path, value));
                             path.Clear();
                           });
     return lines;
@@ -245,13 +255,13 @@ TEST_F(JsonValue, LeavesBelowANodeContinueItsPath) {
       "<stock xmlns=\"urn:shop\"><season xmlns=\"urn:shop-more\">s</season><door>1</door>"
       "<card><number>1</number></card></stock>");
   std::vector<std::string> lines;
-  const ValueSink sink = [&](gnmi::Path& path, std::string& json) {
-    lines.push_back(translate::format_path_string(path) + " " + json);
+  const ValueSink sink = [&](gnmi::Path& path, gnmi::TypedValue& value) {
+    lines.push_back(line(path, value));
   };
   translate::PathStringError error;
   const auto walk = [&](const NodePair& node, gnmi::Path& path) {
     const std::string before = path.SerializeAsString();
-    for_each_leaf(node, path, form_, true, sink);
+    for_each_leaf(node, path, leaf_form(true), sink);
     EXPECT_EQ(path.SerializeAsString(), before);
   };
   for (const char* path :

@@ -73,7 +73,8 @@ std::string StoreAndOracle::store_json() {
   query.encoding = gnmi::JSON_IETF;
   std::string text;
   const grpc::Status status = store_->snapshot()->read(
-      query, nullptr, [&text](gnmi::Path& /*path*/, std::string& json) { text += json; });
+      query, nullptr,
+      [&text](gnmi::Path& /*path*/, gnmi::TypedValue& value) { text += value.json_ietf_val(); });
   if (!status.ok()) fail("reading", status.error_message());
   return text.empty() ? "{}" : text;
 }

@@ -65,7 +65,8 @@ class StoreFindings : public testing::Test {
     query.encoding = gnmi::JSON_IETF;
     std::string all;
     const grpc::Status status = store_->snapshot()->read(
-        query, nullptr, [&all](gnmi::Path& /*path*/, std::string& json) { all += json; });
+        query, nullptr,
+        [&all](gnmi::Path& /*path*/, gnmi::TypedValue& value) { all += value.json_ietf_val(); });
     if (!status.ok()) return status.error_message();
     return all.empty() ? "{}" : all;
   }

@@ -55,8 +55,8 @@ inline std::string read_text(const ConfigStore& store, const std::string& path,
   query.form = form;
   std::string text;
   const grpc::Status status =
-      store.snapshot()->read(query, nullptr, [&](gnmi::Path& at, std::string& json) {
-        text += nexa::translate::format_path_string(at) + "=" + json + "\n";
+      store.snapshot()->read(query, nullptr, [&](gnmi::Path& at, gnmi::TypedValue& value) {
+        text += nexa::translate::format_path_string(at) + "=" + value.json_ietf_val() + "\n";
       });
   return status.ok() ? text : status.error_message();
 }

@@ -8,7 +8,7 @@
 
 #include "store/image/image_import.h"
 #include "store/image/image_xml.h"
-#include "store/reading/json_value.h"
+#include "store/reading/typed_value.h"
 #include "store/validation/validation.h"
 #include "store_fixture.h"
 
@@ -286,8 +286,8 @@ std::multiset<std::string> leaves_of_store(const ConfigStore& store) {
   nexa::store::Query query;
   query.form = nexa::store::Form::kLeaves;
   const grpc::Status status =
-      store.snapshot()->read(query, nullptr, [&](gnmi::Path& path, std::string& json) {
-        lines.merge(leaf_lines(nexa::translate::format_path_string(path), json));
+      store.snapshot()->read(query, nullptr, [&](gnmi::Path& path, gnmi::TypedValue& value) {
+        lines.merge(leaf_lines(nexa::translate::format_path_string(path), value.json_ietf_val()));
       });
   EXPECT_TRUE(status.ok()) << status.error_message();
   return lines;
@@ -297,9 +297,9 @@ std::multiset<std::string> leaves_of_model(const Model& model) {
   std::multiset<std::string> lines;
   if (model.top() == nullptr) return lines;
   nexa::store::for_each_leaf_of_tree(
-      nexa::store::image_of_tree(model.top()).get(), nullptr, {}, true,
-      [&](gnmi::Path& path, std::string& json) {
-        lines.merge(leaf_lines(nexa::translate::format_path_string(path), json));
+      {nexa::store::image_of_tree(model.top()).get(), nullptr}, {},
+      [&](gnmi::Path& path, gnmi::TypedValue& value) {
+        lines.merge(leaf_lines(nexa::translate::format_path_string(path), value.json_ietf_val()));
       });
   return lines;
 }

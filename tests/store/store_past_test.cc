@@ -40,7 +40,7 @@ class StorePast : public StoreTest {
     std::string text;
     EXPECT_TRUE(
         snapshot
-            .read(query, nullptr, [&](gnmi::Path& /*path*/, std::string& json) { text += json; })
+            .read(query, nullptr, [&](gnmi::Path& /*path*/, gnmi::TypedValue& value) { text += value.json_ietf_val(); })
             .ok());
     return text;
   }

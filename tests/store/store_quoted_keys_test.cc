@@ -43,7 +43,7 @@ class QuotedKeys : public StoreTest {
     std::string names;
     EXPECT_TRUE(store_->snapshot()
                     ->read(query, nullptr,
-                           [&](gnmi::Path& at, std::string&) {
+                           [&](gnmi::Path& at, gnmi::TypedValue&) {
                              names += at.elem(1).key().at("name") + " ";
                            })
                     .ok());

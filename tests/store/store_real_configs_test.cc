@@ -101,10 +101,12 @@ class StoreRealConfigs : public testing::TestWithParam<std::size_t> {
     nexa::store::Query query;
     query.encoding = gnmi::JSON_IETF;
     std::string all;
-    EXPECT_TRUE(
-        store.snapshot()
-            ->read(query, nullptr, [&all](gnmi::Path& /*path*/, std::string& json) { all += json; })
-            .ok());
+    EXPECT_TRUE(store.snapshot()
+                    ->read(query, nullptr,
+                           [&all](gnmi::Path& /*path*/, gnmi::TypedValue& value) {
+                             all += value.json_ietf_val();
+                           })
+                    .ok());
     return all;
   }
 

@@ -59,6 +59,10 @@ class ReadValue {
   bool is_read() const { return is_read_; }
   ScalarForm form() const { return scalar_form(value_); }
   std::string_view text() const { return lyd_value_get_canonical(context_, &value_); }
+  LY_DATA_TYPE type() const {
+    const LY_DATA_TYPE own = value_.realtype->basetype;
+    return own == LY_TYPE_UNION ? value_.subvalue->value.realtype->basetype : own;
+  }
 
   void give_to(lyd_node* leaf) {
     lyd_value& place = reinterpret_cast<lyd_node_term*>(leaf)->value;
@@ -189,6 +193,11 @@ JsonType json_type(ScalarForm form, std::string_view text) {
 
 std::uint32_t hints_of(ScalarForm form, std::string_view text) {
   return hints_of(json_type(form, text));
+}
+
+LY_DATA_TYPE chosen_member(const ImageLeaf& leaf) {
+  const ReadValue value(leaf.schema(), leaf.text(), hints_of(leaf.form(), leaf.text()));
+  return value.is_read() ? value.type() : LY_TYPE_UNKNOWN;
 }
 
 std::optional<JsonType> needed_mark(const lysc_node* schema, std::string_view text,

@@ -27,6 +27,9 @@ std::uint32_t hints_of(ScalarForm form, std::string_view text);
 // The JSON type of a leaf's value.
 text::JsonType json_type(ScalarForm form, std::string_view text);
 
+// The type of the member that a union's value has, by its text and form.
+LY_DATA_TYPE chosen_member(const ImageLeaf& leaf);
+
 // The mark that a document needs for the value; nothing where its text says it all.
 std::optional<text::JsonType> needed_mark(const lysc_node* schema, std::string_view text,
                                           ScalarForm form);

@@ -9,36 +9,10 @@
 #include "store/node_pairs.h"
 #include "store/reading/json_any.h"
 #include "store/reading/json_scalar.h"
+#include "store/reading/wanted.h"
 
 namespace nexa::store {
 namespace {
-
-// Only the configuration has configuration to give.
-NodePair wanted(const NodePair& node, DataPart part) {
-  return part == DataPart::kConfig ? NodePair{node.config, nullptr} : node;
-}
-PairLevel wanted(const PairLevel& level, DataPart part) {
-  return part == DataPart::kConfig ? PairLevel{level.config, nullptr} : level;
-}
-
-// Whether the node, or with `below` a node under it, can belong to the part.
-bool is_wanted(const SchemaText& text, DataPart part, bool below) {
-  switch (part) {
-    case DataPart::kAll:
-      return true;
-    case DataPart::kConfig:
-      return text.is_config;
-    case DataPart::kState:
-      return below ? text.holds_state : !text.is_config;
-  }
-  return true;
-}
-
-// A config node's value is the configuration's, if that has one.
-const ImageNode& pick(const NodePair& node, bool is_config) {
-  if (node.config == nullptr || node.state == nullptr) return *node.any();
-  return is_config ? *node.config : *node.state;
-}
 
 class Printer {
  public:
@@ -60,11 +34,10 @@ class Printer {
  private:
   // Nothing is appended when nothing of the part is there.
   bool content(const NodePair& node, const SchemaText& text, bool is_top) {
-    if (!is_wanted(text, form_.part, text.is_inner)) return false;
+    if (!may_hold_wanted(form_, text, node.any()->schema())) return false;
     switch (node.any()->kind()) {
       case ImageKind::kLeaf:
-        append_json_scalar(pick(node, text.is_config).leaf(), form_.qualify, json_);
-        return true;
+        return scalar(pick(node, text.is_config).leaf());
       case ImageKind::kAny:
         any(pick(node, text.is_config).any());
         return true;
@@ -74,6 +47,12 @@ class Printer {
         return array(node, text);
     }
     return false;
+  }
+
+  bool scalar(const ImageLeaf& leaf) {
+    if (!is_wanted_value(form_, leaf)) return false;
+    append_json_scalar(leaf, form_.qualify, json_);
+    return true;
   }
 
   bool array(const NodePair& groups, const SchemaText& text) {
@@ -101,9 +80,10 @@ class Printer {
     const std::size_t begin = json_.size();
     const PairLevel level = PairLevel::below(node);
     const bool is_entry = !text.is_plain_container && !text.is_presence_container;
+    if (is_entry && !shows_keys(form_, node.any()->inner())) return false;
     if (is_entry ? entry(level, text, is_top) : members(level, is_top)) return true;
     // Whether the node itself says something, with nothing below it.
-    if (!text.is_plain_container && is_wanted(text, form_.part, false)) return true;
+    if (!text.is_plain_container && is_in_part(form_.part, text)) return true;
     json_.resize(begin);
     return false;
   }
@@ -121,18 +101,18 @@ class Printer {
         return;
       }
       name(text, is_top, is_first);
-      append_json_scalar(node.any()->leaf(), form_.qualify, json_);
+      scalar(node.any()->leaf());
       is_first = false;
       has_keys = true;
     });
     json_ += '}';
-    const bool keys_are_extra = form_.part == DataPart::kState && list.is_config;
+    const bool keys_are_extra = is_state_part(form_.part) && list.is_config;
     return has_more || (has_keys && !keys_are_extra);
   }
 
   bool member(const NodePair& node, bool is_top, bool& is_first) {
     const SchemaText& text = texts_.of(node.any()->schema());
-    if (!is_wanted(text, form_.part, text.is_inner)) return false;
+    if (!may_hold_wanted(form_, text, node.any()->schema())) return false;
     const std::size_t before = json_.size();
     name(text, is_top, is_first);
     if (content(node, text, false)) {
@@ -166,7 +146,7 @@ class Printer {
     lyd_dup_single(known, nullptr, LYD_DUP_RECURSIVE | LYD_DUP_NO_META, &copy);
     const TreePtr owner(copy);
     const ImageSlot image = copy == nullptr ? nullptr : image_of_node(copy);
-    const JsonForm all{DataPart::kAll, form_.qualify};
+    const JsonForm all{DataPart::kAll, form_.qualify, form_.models};
     const bool has_value =
         image &&
         Printer(all, json_).content({image.get(), nullptr}, texts_.of(known->schema), false);
@@ -176,62 +156,6 @@ class Printer {
   const SchemaTexts& texts_;
   const JsonForm form_;
   std::string& json_;
-};
-
-class LeafWalk {
- public:
-  LeafWalk(gnmi::Path& path, const JsonForm& form, bool qualify_names, const ValueSink& sink)
-      : texts_(SchemaTexts::current()),
-        path_(path),
-        form_(form),
-        qualify_names_(qualify_names),
-        sink_(sink) {}
-
-  void level(const PairLevel& at) {
-    each_child(at, [&](const NodePair& node) { visit(node); });
-  }
-
-  void give(const NodePair& node) {
-    std::string json;
-    if (!Printer(form_, json).value(node)) return;
-    gnmi::Path path = path_;
-    sink_(path, json);
-  }
-
- private:
-  void visit(const NodePair& node) {
-    const SchemaText& text = texts_.of(node.any()->schema());
-    if (!is_wanted(text, form_.part, text.is_inner)) return;
-    gnmi::PathElem& element = *path_.add_elem();
-    const bool qualify = (qualify_names_ && text.changes_module) || text.shares_name;
-    const std::string_view name = text.path_name(qualify);
-    element.set_name(name.data(), name.size());
-    if (!text.is_inner) {
-      give(node);
-    } else if (node.any()->kind() == ImageKind::kInner) {
-      level(PairLevel::below(node));
-    } else {
-      each_entry(node, [&](const NodePair& entry) {
-        set_keys(entry.any()->inner(), element);
-        level(PairLevel::below(entry));
-      });
-    }
-    path_.mutable_elem()->RemoveLast();
-  }
-
-  void set_keys(const ImageInner& entry, gnmi::PathElem& element) {
-    for (const ImageSlot& key : entry.children()) {
-      const SchemaText& text = texts_.of(key->schema());
-      if (!text.is_key) return;
-      (*element.mutable_key())[std::string(text.name)] = key->leaf().text();
-    }
-  }
-
-  const SchemaTexts& texts_;
-  gnmi::Path& path_;
-  const JsonForm form_;
-  const bool qualify_names_;
-  const ValueSink& sink_;
 };
 
 }  // namespace
@@ -247,25 +171,6 @@ bool append_tree(const ImageInner* config, const ImageInner* state, const JsonFo
   if (Printer(form, json).members(wanted(PairLevel{config, state}, form.part), true)) return true;
   json.resize(begin);
   return false;
-}
-
-void for_each_leaf(const NodePair& node, gnmi::Path& path, const JsonForm& form, bool qualify_names,
-                   const ValueSink& sink) {
-  const NodePair asked = wanted(node, form.part);
-  if (asked.any() == nullptr) return;
-  LeafWalk walk(path, form, qualify_names, sink);
-  if (asked.any()->kind() == ImageKind::kInner) {
-    walk.level(PairLevel::below(asked));
-  } else {
-    walk.give(asked);
-  }
-}
-
-void for_each_leaf_of_tree(const ImageInner* config, const ImageInner* state, const JsonForm& form,
-                           bool qualify_names, const ValueSink& sink) {
-  gnmi::Path path;
-  LeafWalk walk(path, form, qualify_names, sink);
-  walk.level(wanted(PairLevel{config, state}, form.part));
 }
 
 }  // namespace nexa::store

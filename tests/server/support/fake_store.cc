@@ -122,7 +122,15 @@ grpc::Status FakeSnapshot::read(const nexa::store::Query& query,
     std::string& object = values[place->second].second;
     object.insert(object.size() - 1, (fresh ? "" : ",") + member);
   }
-  for (auto& [path, json] : values) sink(path, json);
+  for (auto& [path, json] : values) {
+    gnmi::TypedValue value;
+    if (query.encoding == gnmi::JSON) {
+      value.set_json_val(std::move(json));
+    } else {
+      value.set_json_ietf_val(std::move(json));
+    }
+    sink(path, value);
+  }
   return grpc::Status::OK;
 }
 
