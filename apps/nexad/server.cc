@@ -7,7 +7,10 @@
 
 #include <algorithm>
 #include <limits>
+#include <system_error>
+#include <thread>
 #include <utility>
+#include <vector>
 
 #include "handshake_log.h"
 #include "log.h"
@@ -19,6 +22,8 @@ constexpr char kServiceName[] = "gnmi.gNMI";
 constexpr char kStoreName[] = "nexa.store";
 // Clients may ask whether the server lives; more often than this is abuse.
 constexpr int kLeastPingIntervalMs = 10000;
+// What health watchers get to read that the server goes.
+constexpr std::chrono::milliseconds kForNews{100};
 
 int milliseconds(std::uint64_t value) {
   return value == 0 ? std::numeric_limits<int>::max() : static_cast<int>(value);
@@ -59,6 +64,9 @@ std::unique_ptr<Server> Server::start(const ServerConfig& config, ListeningSocke
   result->credentials_ = std::move(credentials);
   grpc::ServerBuilder builder;
   set_limits(config, builder);
+  std::vector<std::unique_ptr<grpc::experimental::ServerInterceptorFactoryInterface>> observers;
+  observers.push_back(CallsInHand::counter(result->calls_));
+  builder.experimental().SetInterceptorCreators(std::move(observers));
   builder.RegisterService(&services.gnmi);
   if (services.reflection != nullptr) {
     builder.RegisterCallbackGenericService(services.reflection);
@@ -100,9 +108,24 @@ Server::~Server() {
 
 void Server::stop(const EndStreams& end_streams, std::chrono::milliseconds grace) {
   server_->GetHealthCheckService()->SetServingStatus(false);
+  const auto news_are_old = std::chrono::system_clock::now() + kForNews;
   if (listener_ != nullptr) listener_->stop();
   if (end_streams) end_streams();
-  server_->Shutdown(std::chrono::system_clock::now() + grace);
+  const auto end = std::chrono::system_clock::now() + grace;
+  // Shutdown() asks the clients to go, and waits until they do. One that does nothing does not read
+  // that: its connection is closed as soon as no call is in hand.
+  std::thread closing;
+  try {
+    closing = std::thread([this, news_are_old, end] {
+      calls_->wait_for_none(end);
+      if (calls_->health_watches() > 0) std::this_thread::sleep_until(std::min(news_are_old, end));
+      grpc_server_cancel_all_calls(server_->c_server());
+    });
+  } catch (const std::system_error&) {
+    // Then the idle ones have the whole grace.
+  }
+  server_->Shutdown(end);
+  if (closing.joinable()) closing.join();
 }
 
 }  // namespace nexad

@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 
+#include "calls_in_hand.h"
 #include "listener.h"
 #include "server_config.h"
 
@@ -39,7 +40,8 @@ class Server {
   Server& operator=(const Server&) = delete;
 
   // Tells health watchers NOT_SERVING, takes no more connections, ends the streams, and gives calls
-  // in hand `grace` to end. Afterwards nothing of the service runs. Once.
+  // in hand `grace` to end; connections without any are closed at once. Afterwards nothing of the
+  // service runs. Once.
   void stop(const EndStreams& end_streams, std::chrono::milliseconds grace);
 
   // What the health service says of "nexa.store".
@@ -51,6 +53,7 @@ class Server {
  private:
   // gRPC asks the credentials for certificates at each handshake, so they go last.
   std::shared_ptr<grpc::ServerCredentials> credentials_;
+  const std::shared_ptr<CallsInHand> calls_ = std::make_shared<CallsInHand>();
   std::unique_ptr<grpc::experimental::ExternalConnectionAcceptor> acceptor_;
   std::unique_ptr<grpc::Server> server_;
   std::unique_ptr<Listener> listener_;

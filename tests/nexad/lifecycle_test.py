@@ -83,13 +83,18 @@ class Stop(StartCase):
                 server.signal(number)
                 self.assertEqual(server.process.wait(20), 0, server.log())
 
-    def test_an_idle_server_ends_soon(self):
+    def test_nothing_in_hand_is_not_waited_for(self):
+        """Clients without a call in hand do not read that they are to go."""
         server = self.begin()
-        with server.client() as client:
-            client.capabilities()
+        with server.client() as one, server.client() as other:
+            one.set(update=[(LEVEL, 5)])
+            other.capabilities()
+            health = iter(raw.watch_health(other.channel))
+            self.assertEqual(next(health), raw.SERVING)
             began = time.monotonic()
             self.assertEqual(server.stop(), 0)
-            self.assertLess(time.monotonic() - began, 5)
+            self.assertLess(time.monotonic() - began, 1.5)
+            self.assertEqual(next(health), raw.NOT_SERVING)
 
     def test_streams_end_with_unavailable(self):
         server = self.begin()

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <future>
 #include <memory>
 #include <string>
 #include <thread>
@@ -22,8 +23,13 @@ using namespace nexad;
 using namespace std::chrono_literals;
 using nexad_test::RawClient;
 
-// Answers Capabilities with who asks, and Get with the request's size.
+// Answers Capabilities with who asks, and Get when the test likes.
 class Echo final : public gnmi::gNMI::CallbackService {
+ public:
+  // Waits for a Get; the caller finishes it.
+  grpc::ServerUnaryReactor* unanswered() { return gets_.get_future().get(); }
+
+ private:
   grpc::ServerUnaryReactor* Capabilities(grpc::CallbackServerContext* context,
                                          const gnmi::CapabilityRequest*,
                                          gnmi::CapabilityResponse* response) override {
@@ -34,6 +40,14 @@ class Echo final : public gnmi::gNMI::CallbackService {
     reactor->Finish(grpc::Status::OK);
     return reactor;
   }
+  grpc::ServerUnaryReactor* Get(grpc::CallbackServerContext* context, const gnmi::GetRequest*,
+                                gnmi::GetResponse*) override {
+    auto* reactor = context->DefaultReactor();
+    gets_.set_value(reactor);
+    return reactor;
+  }
+
+  std::promise<grpc::ServerUnaryReactor*> gets_;
 };
 
 struct Answer {
@@ -52,6 +66,13 @@ Answer ask(const std::shared_ptr<grpc::Channel>& channel, std::size_t padding = 
   gnmi::CapabilityResponse response;
   const auto status = gnmi::gNMI::NewStub(channel)->Capabilities(&context, request, &response);
   return {status, response.gnmi_version()};
+}
+
+Answer get(const std::shared_ptr<grpc::Channel>& channel) {
+  grpc::ClientContext context;
+  context.set_deadline(std::chrono::system_clock::now() + 30s);
+  gnmi::GetResponse response;
+  return {gnmi::gNMI::NewStub(channel)->Get(&context, gnmi::GetRequest(), &response), {}};
 }
 
 class ServerTest : public testing::Test {
@@ -197,6 +218,65 @@ TEST_F(ServerTest, TellsItsHealth) {
   int at_the_end = 0;
   server_->stop([&] { at_the_end = health(held, ""); }, 200ms);
   EXPECT_EQ(at_the_end, 2);
+  server_.reset();
+}
+
+constexpr auto kGrace = 20s;
+
+// A client's preface and SETTINGS frame, then nothing: it never reads that it is to go.
+void connect_and_be_silent(const RawClient& client) {
+  client.send("PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n");
+  client.send(std::string("\0\0\0\4\0\0\0\0\0", 9));
+}
+
+TEST_F(ServerTest, StopsAtOnceBesideIdleClients) {
+  start(grpc::InsecureServerCredentials());
+  const auto held = channel(grpc::InsecureChannelCredentials());
+  ASSERT_TRUE(ask(held).status.ok());
+  const RawClient silent(server_->address());
+  connect_and_be_silent(silent);
+  ASSERT_TRUE(ask(held).status.ok());
+  const auto begin = std::chrono::steady_clock::now();
+  server_->stop({}, kGrace);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, kGrace / 4);
+  EXPECT_TRUE(silent.is_closed_within(1s));
+  server_.reset();
+}
+
+TEST_F(ServerTest, GivesACallInHandTheGrace) {
+  start(grpc::InsecureServerCredentials());
+  const auto held = channel(grpc::InsecureChannelCredentials());
+  Answer answer;
+  std::thread client([&] { answer = get(held); });
+  auto* const call = service_.unanswered();
+  std::thread worker([call] {
+    std::this_thread::sleep_for(300ms);
+    call->Finish(grpc::Status::OK);
+  });
+  const auto begin = std::chrono::steady_clock::now();
+  server_->stop({}, kGrace);
+  const auto time = std::chrono::steady_clock::now() - begin;
+  worker.join();
+  client.join();
+  EXPECT_TRUE(answer.status.ok()) << answer.status.error_message();
+  EXPECT_GE(time, 250ms);
+  EXPECT_LT(time, kGrace / 4);
+  server_.reset();
+}
+
+TEST_F(ServerTest, EndsACallThatOutlivesTheGrace) {
+  start(grpc::InsecureServerCredentials());
+  const auto held = channel(grpc::InsecureChannelCredentials());
+  Answer answer;
+  std::thread client([&] { answer = get(held); });
+  auto* const call = service_.unanswered();
+  std::thread worker([&] {
+    client.join();  // the grace is over
+    call->Finish(grpc::Status::OK);
+  });
+  server_->stop({}, 200ms);
+  worker.join();
+  EXPECT_FALSE(answer.status.ok());
   server_.reset();
 }
 
