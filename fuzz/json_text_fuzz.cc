@@ -25,7 +25,8 @@ struct FreeTree {
 // The layer converts and checks types; libyang must be able to read what it made.
 void check_document(const std::string& xml) {
   constexpr std::string_view kOpen = "<config>";
-  if (xml == "<config/>") return;
+  constexpr std::string_view kNothing = "<config/>\n";
+  if (xml.ends_with(kNothing)) return;
   const std::size_t end = xml.rfind("</config>");
   const std::size_t begin = xml.find(kOpen);
   if (begin == std::string::npos || end == std::string::npos) fuzz::fail("no config", xml);
