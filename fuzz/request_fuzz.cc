@@ -4,12 +4,15 @@
 
 #include <chrono>
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include "gnmi.grpc.pb.h"
 #include "requests.h"
 #include "server/gnmi_service.h"
 #include "store/tree_store.h"
 #include "support.h"
+#include "unreadable_requests.h"
 
 namespace {
 
@@ -48,6 +51,11 @@ class Service {
     service_ = nexa::server::make_gnmi_service(
         {resolver_, translator_, *store_, access_, models_, {}, observer_, {}}, limits);
     grpc::ServerBuilder builder;
+    // Strings of which the mutations are no UTF-8 do not get to the service.
+    std::vector<std::unique_ptr<grpc::experimental::ServerInterceptorFactoryInterface>>
+        interceptors;
+    interceptors.push_back(nexad::explain_unreadable_requests());
+    builder.experimental().SetInterceptorCreators(std::move(interceptors));
     builder.RegisterService(&service_->service());
     server_ = builder.BuildAndStart();
     stub_ = gnmi::gNMI::NewStub(server_->InProcessChannel({}));

@@ -1,6 +1,7 @@
 // spdlog's part of the server.
 #include "log.h"
 
+#include <google/protobuf/stubs/logging.h>
 #include <grpc/support/log.h>
 #include <spdlog/pattern_formatter.h>
 #include <spdlog/sinks/stdout_sinks.h>
@@ -145,8 +146,8 @@ Limits& limits() {
   return instance;
 }
 
-void write_library_line(gpr_log_func_args* line) {
-  const spdlog::level::level_enum level = level_of(*line);
+void write_library_line(spdlog::level::level_enum level, const char* file, int line,
+                        std::string_view message) {
   spdlog::logger& library = *loggers().library;
   if (!library.should_log(level)) return;
   std::uint64_t left_out = 0;
@@ -155,9 +156,20 @@ void write_library_line(gpr_log_func_args* line) {
     return;
   }
   if (left_out > 0) library.warn("{} lines of the libraries were left out", left_out);
-  std::string text =
-      std::string(line->file) + ":" + std::to_string(line->line) + "] " + one_line(line->message);
+  const std::string text =
+      std::string(file) + ":" + std::to_string(line) + "] " + one_line(message);
   library.log(level, text);
+}
+
+void take_gpr_line(gpr_log_func_args* line) {
+  write_library_line(level_of(*line), line->file, line->line, line->message);
+}
+
+// The messages' code tells of texts that are not UTF-8, and whoever can connect sends such.
+void take_protobuf_line(google::protobuf::LogLevel level, const char* file, int line,
+                        const std::string& message) {
+  const bool is_fault = level >= google::protobuf::LOGLEVEL_WARNING;
+  write_library_line(is_fault ? spdlog::level::err : spdlog::level::debug, file, line, message);
 }
 
 // What a client sends is in the lines, and it may send megabytes.
@@ -184,7 +196,8 @@ void start_log(const std::string& level) {
     all.server = std::make_shared<spdlog::logger>("nexad", sink);
     all.library = std::make_shared<spdlog::logger>("library", sink);
     all.audit = std::make_shared<spdlog::logger>("audit", sink);
-    gpr_set_log_function(write_library_line);
+    gpr_set_log_function(take_gpr_line);
+    google::protobuf::SetLogHandler(take_protobuf_line);
   }
   for (const Level& known : kLevels) {
     if (level != known.name) continue;

@@ -11,12 +11,11 @@ namespace nexad {
 // "debug", "info", "warning" or "error".
 bool is_log_level(std::string_view level);
 
-// Opens the log and sends gpr_log, gRPC's and the library's, into it, with the whole file name of
-// each line; what the libraries tell as errors that are none, or that the server tells better, is
-// at "debug". Where
-// standard error is a stream to the journal, lines carry their priority and no time: the journal
-// has its own. Above "debug" the libraries' lines are limited (line_limit.h). Not thread-safe;
-// later calls change the level.
+// Opens the log and sends into it what gRPC and the library write with gpr_log, and protobuf's
+// lines, with the whole file name of each; what the libraries tell as errors that are none, or that
+// the server tells better, is at "debug". Where standard error is a stream to the journal, lines
+// carry their priority and no time: the journal has its own. Above "debug" the libraries' lines are
+// limited (line_limit.h). Not thread-safe; later calls change the level.
 void start_log(const std::string& level);
 
 // Lines before start_log() are lost. Control characters in a line are shown, not written: nothing

@@ -14,6 +14,7 @@
 
 #include "handshake_log.h"
 #include "log.h"
+#include "unreadable_requests.h"
 
 namespace nexad {
 namespace {
@@ -64,9 +65,10 @@ std::unique_ptr<Server> Server::start(const ServerConfig& config, ListeningSocke
   result->credentials_ = std::move(credentials);
   grpc::ServerBuilder builder;
   set_limits(config, builder);
-  std::vector<std::unique_ptr<grpc::experimental::ServerInterceptorFactoryInterface>> observers;
-  observers.push_back(CallsInHand::counter(result->calls_));
-  builder.experimental().SetInterceptorCreators(std::move(observers));
+  std::vector<std::unique_ptr<grpc::experimental::ServerInterceptorFactoryInterface>> interceptors;
+  interceptors.push_back(CallsInHand::counter(result->calls_));
+  interceptors.push_back(explain_unreadable_requests());
+  builder.experimental().SetInterceptorCreators(std::move(interceptors));
   builder.RegisterService(&services.gnmi);
   if (services.reflection != nullptr) {
     builder.RegisterCallbackGenericService(services.reflection);

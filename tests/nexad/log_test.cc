@@ -2,6 +2,7 @@
 #include "log.h"
 
 #include <fcntl.h>
+#include <google/protobuf/stubs/logging.h>
 #include <grpc/support/log.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -48,6 +49,11 @@ class CapturedError {
   int before_ = -1;
 };
 
+void write_as_protobuf(google::protobuf::LogLevel level, int line, const char* text) {
+  google::protobuf::internal::LogFinisher() =
+      google::protobuf::internal::LogMessage(level, "google/wire.cc", line) << text;
+}
+
 // What the log writes, of a process that ends with the test: the log is opened once for each.
 std::string log_of(const char* level, bool journal) {
   CapturedError captured(journal);
@@ -67,6 +73,8 @@ std::string log_of(const char* level, bool journal) {
   gpr_log("rooms/of/another.cc", 12, GPR_LOG_SEVERITY_ERROR, "%s", "toBeWalked: empty vector");
   gpr_log("core/ssl_transport_security.cc", 13, GPR_LOG_SEVERITY_ERROR, "%s",
           "Handshake failed with fatal error SSL_ERROR_SSL: why.");
+  write_as_protobuf(google::protobuf::LOGLEVEL_ERROR, 14, "no UTF-8");
+  write_as_protobuf(google::protobuf::LOGLEVEL_INFO, 15, "loaded");
   return captured.take();
 }
 
@@ -97,7 +105,8 @@ TEST(Log, WritesOneLineForEachEvent) {
                          "error library: rooms/of/the/library.cc:7] refused\n"
                          "error library: src/nexa_srv_kestrel_namespace_mapper_impl.cc:11] root "
                          "node registration failed\n"
-                         "error library: rooms/of/another.cc:12] toBeWalked: empty vector\n"),
+                         "error library: rooms/of/another.cc:12] toBeWalked: empty vector\n"
+                         "error library: google/wire.cc:14] no UTF-8\n"),
               testing::ExitedWithCode(0), "");
 }
 
@@ -120,7 +129,9 @@ TEST(Log, ShowsEverythingAtDebug) {
                          "node registration failed\n"
                          "error library: rooms/of/another.cc:12] toBeWalked: empty vector\n"
                          "debug library: core/ssl_transport_security.cc:13] Handshake failed with "
-                         "fatal error SSL_ERROR_SSL: why.\n"),
+                         "fatal error SSL_ERROR_SSL: why.\n"
+                         "error library: google/wire.cc:14] no UTF-8\n"
+                         "debug library: google/wire.cc:15] loaded\n"),
               testing::ExitedWithCode(0), "");
 }
 
@@ -133,7 +144,8 @@ TEST(Log, KeepsTheAuditWhateverTheLevel) {
                          "error library: rooms/of/the/library.cc:7] refused\n"
                          "error library: src/nexa_srv_kestrel_namespace_mapper_impl.cc:11] root "
                          "node registration failed\n"
-                         "error library: rooms/of/another.cc:12] toBeWalked: empty vector\n"),
+                         "error library: rooms/of/another.cc:12] toBeWalked: empty vector\n"
+                         "error library: google/wire.cc:14] no UTF-8\n"),
               testing::ExitedWithCode(0), "");
 }
 
@@ -148,7 +160,8 @@ TEST(Log, GivesPrioritiesAndNoTimesToTheJournal) {
                          "<3>library: rooms/of/the/library.cc:7] refused\n"
                          "<3>library: src/nexa_srv_kestrel_namespace_mapper_impl.cc:11] root "
                          "node registration failed\n"
-                         "<3>library: rooms/of/another.cc:12] toBeWalked: empty vector\n"),
+                         "<3>library: rooms/of/another.cc:12] toBeWalked: empty vector\n"
+                         "<3>library: google/wire.cc:14] no UTF-8\n"),
               testing::ExitedWithCode(0), "");
 }
 
