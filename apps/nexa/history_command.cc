@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "commands.h"
+#include "data_options.h"
 #include "json_writer.h"
 #include "option_checks.h"
 #include "pretty_xml.h"
@@ -135,10 +136,7 @@ void add_history_command(CLI::App& app, Session& session) {
   command->description(
       "List what was committed to a data directory\n\n"
       "Reads the log beside the server, which may go on working.");
-  command->add_option("--data", options->directory, "Data directory of the server")
-      ->required()
-      ->check(existing_folder())
-      ->type_name("DIR");
+  add_data_option(*command, options->directory);
   CLI::Option* const limit =
       command->add_option("--limit", options->limit, "List only the newest; 0 is all of them")
           ->check(whole_number(0))

@@ -2,22 +2,20 @@
 // conversion, wrapper, text. docs/library.md shows this file.
 #include "raw_convert.h"
 
-#include <set>
 #include <utility>
 
 #include "nexa/cjson_csnode.h"
 #include "nexa/kestrel_path.h"
+#include "raw_payload.h"
 #include "text/display.h"
 #include "text/json_owner.h"
 #include "text/utf8.h"
 #include "text/xml_owner.h"
-#include "translate/json_scanner.h"
 
 namespace nexa_tool {
 namespace {
 
 using Helpers = nexa::ServiceRpcMsgHelpers;
-using Bindings = nexa::Json2cJsonCsnodeHash;
 
 constexpr std::size_t kMostShown = 200;  // bytes of a path in a refusal
 
@@ -42,41 +40,6 @@ grpc::Status check_request(nexa::RequestType mode, const gnmi::Path& path) {
     }
   }
   return status;
-}
-
-// The walk and the converters assert that an array is not empty, and write nothing for null.
-grpc::Status check_shape(const cJSON* item, const std::string& place) {
-  if (cJSON_IsNull(item)) return invalid(place + " is null, which is not converted");
-  const bool is_array = cJSON_IsArray(item) != 0;
-  if (is_array && item->child == nullptr) return invalid(place + " is an empty array");
-  for (const cJSON* child = item->child; child != nullptr; child = child->next) {
-    if (is_array && cJSON_IsArray(child)) return invalid(place + " holds an array in an array");
-    grpc::Status status = check_shape(child, is_array ? place : place + "/" + child->string);
-    if (!status.ok()) return status;
-  }
-  return grpc::Status::OK;
-}
-
-// The walk leaves members unbound that it finds no schema node for, and binds what is given twice.
-grpc::Status check_bindings(const cJSON* item, const Bindings& bindings, const std::string& place) {
-  const nexa::cJsonCsnode* const binding = bindings.find(item);
-  if (binding == nullptr || binding->cs_node == nullptr) return invalid("Unknown member " + place);
-  const bool is_many = binding->is_list() || binding->is_leaflist();
-  const bool is_array = cJSON_IsArray(item) != 0;
-  if (is_array && !is_many) return invalid(place + " takes one value");
-  const bool is_scalar = !is_array && !cJSON_IsObject(item);
-  if (is_scalar && binding->cs_node->children != nullptr)
-    return invalid(place + " takes an object");
-  std::set<const kestrel_cs_node*> seen;
-  for (const cJSON* child = item->child; child != nullptr; child = child->next) {
-    const std::string at = is_array ? place : place + "/" + child->string;
-    grpc::Status status = check_bindings(child, bindings, at);
-    if (!status.ok()) return status;
-    if (!is_array && !seen.insert(bindings.find(child)->cs_node).second) {
-      return invalid(at + " is given twice");
-    }
-  }
-  return grpc::Status::OK;
 }
 
 struct Conversion {
@@ -105,7 +68,7 @@ struct Conversion {
     cJSON_AddItemToObject(values.get(), name.c_str(), value);
     status = check_shape(value, place);
     if (!status.ok()) return status;
-    Bindings bindings;
+    nexa::Json2cJsonCsnodeHash bindings;
     status = nexa::cJsonCsnode::walk_breathfirst_cjson_and_swap_contents(value, token.get(),
                                                                          &resolved, &bindings);
     if (status.ok()) status = check_bindings(value, bindings, place);
@@ -143,19 +106,11 @@ grpc::Status raw_convert(nexa::ServiceKestrelNamespaceMapperImpl& mapper, nexa::
                          std::string& xml) {
   grpc::Status status = check_request(mode, path);
   if (!status.ok()) return status;
-  // cJSON reads more than JSON, and ends a string at an escaped NUL.
-  nexa::translate::JsonDocument scanned;
-  std::string error;
-  std::size_t offset = 0;
-  std::uint32_t open_item = 0;
-  if (!nexa::translate::scan_json(value, scanned, error, offset, open_item)) {
-    return invalid("Malformed JSON: " + error + " at " + scanned.place(offset));
-  }
-  nexa::text::JsonPtr document(cJSON_ParseWithLength(value.data(), value.size()));
+  nexa::text::JsonPtr document;
+  status = read_payload(value, document);
+  if (!status.ok()) return status;
   const bool is_tree = path.elem_size() == 0;
-  if (document == nullptr || (is_tree && !cJSON_IsObject(document.get()))) {
-    return invalid(is_tree ? "The whole tree is an object" : "Malformed JSON");
-  }
+  if (is_tree && !cJSON_IsObject(document.get())) return invalid("The whole tree is an object");
   Conversion conversion{
       mapper, converter, nexa::text::JsonPtr(cJSON_CreateObject()),
       nexa::text::XmlNodePtr(Helpers::build_xml_node("config", XML_ELEMENT_NODE))};

@@ -3,16 +3,14 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "commands.h"
+#include "data_options.h"
 #include "option_checks.h"
-#include "schema_options.h"
 #include "status_output.h"
-#include "store/log/log_database.h"
 #include "store/tree_store.h"
 
 namespace nexa_tool {
@@ -29,8 +27,7 @@ EXIT STATUS
   0 done    1 refused: what is wrong is on standard error    2 wrong usage)";
 
 struct RollbackOptions {
-  SchemaOptions schema;
-  std::string directory;
+  ConfigurationOptions configuration;
   std::uint64_t number = 0;
 };
 
@@ -41,15 +38,9 @@ std::string user_name() {
 }
 
 int run_rollback(const RollbackOptions& options, Session& session) {
-  const std::string file = nexa::store::log_file(options.directory);
-  if (!std::filesystem::exists(file)) {
-    std::fprintf(stderr, "nexa: %s: no such file; name the data directory of a server\n",
-                 file.c_str());
-    return kRefused;
-  }
-  if (options.schema.load() == nullptr) return kRefused;
+  if (!options.configuration.load()) return kRefused;
   nexa::store::TreeStoreOptions place;
-  place.directory = options.directory;
+  place.directory = options.configuration.directory;
   // The tool drops no history; the server does that by its own limit.
   place.history_limit = 0;
   std::string error;
@@ -80,15 +71,11 @@ void add_rollback_command(CLI::App& app, Session& session) {
   command->description(
       "Return a configuration to an earlier commit\n\n"
       "Writes a new commit into the data directory of a server that is not running.");
-  command->add_option("--data", options->directory, "Data directory of the server")
-      ->required()
-      ->check(existing_folder())
-      ->type_name("DIR");
+  options->configuration.add_to(*command);
   command->add_option("--to", options->number, "Number of the commit to restore; 0 is empty")
       ->required()
       ->check(whole_number(0))
       ->type_name("N");
-  options->schema.add_to(*command);
   command->footer(kRollbackExamples);
   command->callback([options, &session] { session.exit_status = run_rollback(*options, session); });
 }

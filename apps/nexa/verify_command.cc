@@ -2,16 +2,14 @@
 // it.
 #include <cjson/cJSON.h>
 
-#include <filesystem>
 #include <memory>
 #include <string>
 
 #include "background.h"
 #include "commands.h"
+#include "data_options.h"
 #include "json_writer.h"
 #include "option_checks.h"
-#include "schema_options.h"
-#include "store/log/log_database.h"
 #include "store/verification.h"
 #include "text/display.h"
 
@@ -37,8 +35,7 @@ EXIT STATUS
   be judged    2 wrong usage)";
 
 struct VerifyOptions {
-  SchemaOptions schema;
-  std::string directory;
+  ConfigurationOptions configuration;
   std::uint64_t parent = 0;
   bool json = false;
 };
@@ -70,14 +67,8 @@ std::string as_json(const VerificationReport& report) {
 
 int run_verify(const VerifyOptions& options, Session& session) {
   if (options.parent != 0 && !work_in_background_for(options.parent)) return kRefused;
-  const std::string file = nexa::store::log_file(options.directory);
-  if (!std::filesystem::exists(file)) {
-    std::fprintf(stderr, "nexa: %s: no such file; name the data directory of a server\n",
-                 file.c_str());
-    return kRefused;
-  }
-  if (options.schema.load() == nullptr) return kRefused;
-  const VerificationReport report = nexa::store::verify_directory(options.directory);
+  if (!options.configuration.load()) return kRefused;
+  const VerificationReport report = nexa::store::verify_directory(options.configuration.directory);
   std::string text = options.json ? as_json(report) : report.line() + "\n";
   // Values of the configuration are quoted in it.
   if (session.output.is_terminal()) text = nexa::text::printable_lines(text);
@@ -93,11 +84,7 @@ void add_verify_command(CLI::App& app, Session& session) {
   command->description(
       "Tell whether a data directory holds a valid state\n\n"
       "Believes nothing that the server found out, changes nothing, and may run beside it.");
-  command->add_option("--data", options->directory, "Data directory of the server")
-      ->required()
-      ->check(existing_folder())
-      ->type_name("DIR");
-  options->schema.add_to(*command);
+  options->configuration.add_to(*command);
   command->add_flag("--json", options->json, "Answer as JSON");
   command
       ->add_option("--parent", options->parent,
