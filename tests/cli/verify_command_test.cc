@@ -227,7 +227,7 @@ TEST_F(VerifyCommand, WrongUsage) {
 
 TEST_F(VerifyCommand, WorksForItsParentOnly) {
   EXPECT_EQ(verify("lax", {"--parent", std::to_string(getpid())}).out, "commit 2: valid\n");
-  const Outcome run = verify("lax", {"--parent", std::to_string(getppid() + 1)});
+  const Outcome run = verify("lax", {"--parent", std::to_string(getpid() + 1)});
   EXPECT_EQ(run.status, 1);
   EXPECT_EQ(run.out, "");
 }

@@ -8,24 +8,6 @@
 
 namespace kestrel {
 
-std::uint32_t hints_of(Written written) {
-  switch (written) {
-    case Written::kString:
-      return LYD_VALHINT_STRING | LYD_VALHINT_NUM64;
-    case Written::kNumber:
-      return LYD_VALHINT_DECNUM;
-    case Written::kBoolean:
-      return LYD_VALHINT_BOOLEAN;
-    case Written::kEmpty:
-      return LYD_VALHINT_EMPTY;
-    case Written::kNull:
-      return 0;
-    case Written::kText:
-      return kAnyHint;
-  }
-  return 0;
-}
-
 std::uint32_t class_of(LY_DATA_TYPE type) {
   switch (type) {
     case LY_TYPE_INT8:

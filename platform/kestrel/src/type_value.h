@@ -26,13 +26,7 @@ enum TypeClass : std::uint32_t {
   kUnion = 0x100,  // the type is a union
 };
 
-inline constexpr std::uint32_t kAnyHint = LYD_VALHINT_STRING | LYD_VALHINT_DECNUM |
-                                          LYD_VALHINT_NUM64 | LYD_VALHINT_BOOLEAN |
-                                          LYD_VALHINT_EMPTY;
 inline constexpr std::uint32_t kAnyInteger = kSmallInteger | kLargeInteger;
-
-// What libyang has to know to read a text as JSON that was written so.
-std::uint32_t hints_of(Written written);
 
 std::uint32_t class_of(LY_DATA_TYPE type);
 

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <unordered_map>
 
+#include "kestrel/json_types.h"
 #include "kestrel/loader.h"
 #include "type_value.h"
 
@@ -44,6 +45,7 @@ struct ValueChecker::State {
     bool free_text = false;  // any string will do
     bool takes_binary = false;
     bool prefixed_text = false;  // the text of some member depends on prefixes
+    bool mixes_types = false;    // a text may stand for values of two JSON types
   };
 
   const ly_ctx* context = nullptr;
@@ -123,6 +125,7 @@ struct ValueChecker::State {
       return nullptr;
     }
     describe(leaf.type, leaf);
+    leaf.mixes_types = mixes_json_types(leaf.type);
     return &leaves.emplace(node, leaf).first->second;
   }
 
@@ -176,14 +179,6 @@ struct ValueChecker::State {
     return true;
   }
 
-  // Whether a union has members of several JSON types that may share a text: numbers, booleans and
-  // empty do not among themselves.
-  static bool mixes_json_types(const Leaf& leaf) {
-    constexpr std::uint32_t kBare = kSmallInteger | kBoolean | kEmptyType;
-    return (leaf.classes & kUnion) != 0 && (leaf.classes & kBare) != 0 &&
-           (leaf.classes & ~(kBare | kUnion)) != 0;
-  }
-
   // The canonical text that a union makes of a text with these hints, behind a letter for the JSON
   // type; empty when it takes none.
   std::string reading(const Leaf& leaf, std::string_view text, std::uint32_t hints) const {
@@ -198,7 +193,7 @@ struct ValueChecker::State {
   // text later has to choose the same one.
   bool set_mark(const Leaf& leaf, const TypeValue& value, std::string_view given, StoredText& out,
                 std::string& rule) const {
-    if (!mixes_json_types(leaf) || !out.namespaces.empty()) return true;
+    if (!leaf.mixes_types || !out.namespaces.empty()) return true;
     const Written written = written_as(value.real_class());
     const std::string canonical = value.print(LY_VALUE_CANON, nullptr);
     const std::string wanted = static_cast<char>('0' + static_cast<int>(written)) + canonical;
@@ -208,7 +203,7 @@ struct ValueChecker::State {
       rule = "no text keeps the member of the union that takes the value";
       return false;
     }
-    if (reading(leaf, text, kAnyHint) != wanted) out.mark = written;
+    if (reading(leaf, text, hints_of(Written::kText)) != wanted) out.mark = written;
     // A key of a path names the entry by its text: which of two JSON types a payload means counts.
     if (lysc_is_key(leaf.node)) {
       constexpr std::array<Written, 4> kTypes = {Written::kString, Written::kNumber,
