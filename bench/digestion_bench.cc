@@ -2,7 +2,6 @@
 // copying it, then all paths of a working set that the cache holds, and of one ten times its
 // capacity.
 #include <benchmark/benchmark.h>
-#include <libyang/libyang.h>
 
 #include <cstdint>
 #include <memory>
@@ -12,8 +11,8 @@
 #include <vector>
 
 #include "kestrel/kestrel.h"
-#include "kestrel/loader.h"
 #include "nexa/nexa_srv_kestrel_namespace_mapper_impl.h"
+#include "support/libyang_find_path.h"
 #include "support/workload.h"
 
 namespace {
@@ -131,15 +130,7 @@ void digest_keys(benchmark::State& state, std::size_t wanted) {
 }
 
 void BM_LibyangFindPath(benchmark::State& state) {
-  if (nexa_bench::openconfig_mapper() == nullptr) {
-    return state.SkipWithError("no OpenConfig modules");
-  }
-  const lysc_node* node = nullptr;
-  for (auto _ : state) {
-    node = lys_find_path(kestrel::context(), nullptr, kLibyangPath, 0);
-    benchmark::DoNotOptimize(node);
-  }
-  if (node == nullptr) state.SkipWithError("libyang does not know the path");
+  nexa_bench::libyang_find_path(state, kLibyangPath);
 }
 
 // The floor: what building the external path costs without any look-up.

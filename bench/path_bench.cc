@@ -1,10 +1,9 @@
 // Resolution of a nine-element path to its schema nodes, against libyang's look-up of the same
 // path.
 #include <benchmark/benchmark.h>
-#include <libyang/libyang.h>
 
-#include "kestrel/loader.h"
 #include "nexa/kestrel_path.h"
+#include "support/libyang_find_path.h"
 #include "support/workload.h"
 
 namespace {
@@ -26,14 +25,7 @@ gnmi::Path nine_elements() {
 }
 
 void BM_LibyangFindPath(benchmark::State& state) {
-  if (nexa_bench::openconfig_mapper() == nullptr)
-    return state.SkipWithError("no OpenConfig modules");
-  const lysc_node* node = nullptr;
-  for (auto _ : state) {
-    node = lys_find_path(kestrel::context(), nullptr, kLibyangPath, 0);
-    benchmark::DoNotOptimize(node);
-  }
-  if (node == nullptr) state.SkipWithError("libyang does not know the path");
+  nexa_bench::libyang_find_path(state, kLibyangPath);
 }
 
 void BM_KestrelPath(benchmark::State& state) {

@@ -5,20 +5,17 @@
 #include <filesystem>
 
 #include "kestrel/loader.h"
-#include "real/temp_folder.h"
 #include "run_program.h"
-#include "store/tree_store.h"
+#include "store_test.h"
 
 namespace {
 
-using nexa::store::CommitRequest;
-using nexa::store::Edit;
 using nexa_test::Outcome;
 using nexa_test::run_nexa;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 
-class HistoryCommand : public testing::Test {
+class HistoryCommand : public nexa_test::StoreTest {
  protected:
   void SetUp() override {
     kestrel::LoadOptions options;
@@ -28,32 +25,14 @@ class HistoryCommand : public testing::Test {
     ASSERT_EQ(name("one", "alice", "first"), 1U);
     ASSERT_EQ(name("two", "b\x1b[31m", ""), 2U);
   }
-  void open() {
-    nexa::store::TreeStoreOptions options;
-    options.directory = data();
-    options.sync = false;
-    std::string error;
-    store_ = nexa::store::open_tree_store(options, error);
-    ASSERT_NE(store_, nullptr) << error;
-  }
   std::uint64_t name(const std::string& value, const std::string& author,
                      const std::string& comment) {
-    CommitRequest request;
-    request.edits = {{Edit::Kind::kUpdate,
-                      {},
-                      "<config><device xmlns=\"urn:example:device\"><name>" + value +
-                          "</name></device></config>"}};
-    request.author = author;
-    request.comment = comment;
-    return store_->commit(request).number;
+    return commit("device", "urn:example:device", "<name>" + value + "</name>", author, comment)
+        .number;
   }
-  std::string data() const { return folder_.file("data"); }
   Outcome rollback(const std::string& number) {
     return run_nexa({"rollback", "-p", NEXA_MODELS_DIR, "--data", data(), "--to", number});
   }
-
-  nexa_test::TempFolder folder_;
-  std::unique_ptr<nexa::store::ConfigStore> store_;
 };
 
 TEST_F(HistoryCommand, ListsCommitsWhileTheStoreIsOpen) {

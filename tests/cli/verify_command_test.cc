@@ -8,15 +8,12 @@
 #include <fstream>
 #include <iterator>
 
-#include "real/temp_folder.h"
 #include "run_program.h"
 #include "store/log/commit_log.h"
-#include "store/tree_store.h"
+#include "store_test.h"
 
 namespace {
 
-using nexa::store::CommitRequest;
-using nexa::store::Edit;
 using nexa_test::Outcome;
 using nexa_test::run_nexa;
 using testing::HasSubstr;
@@ -33,7 +30,7 @@ constexpr char kModule[] = R"(module m {
   }
 })";
 
-class VerifyCommand : public testing::Test {
+class VerifyCommand : public nexa_test::StoreTest {
  protected:
   void SetUp() override {
     write_module("lax", "", "1", "2026-01-01");
@@ -60,31 +57,16 @@ class VerifyCommand : public testing::Test {
     options.search_dirs = {modules(name)};
     return options;
   }
-  void open() {
-    nexa::store::TreeStoreOptions options;
-    options.directory = data();
-    options.sync = false;
-    std::string error;
-    store_ = nexa::store::open_tree_store(options, error);
-    ASSERT_NE(store_, nullptr) << error;
-  }
   std::uint64_t commit(const std::string& inner) {
-    CommitRequest request;
-    request.edits = {
-        {Edit::Kind::kUpdate, {}, "<config><top xmlns=\"urn:m\">" + inner + "</top></config>"}};
-    const nexa::store::CommitResult result = store_->commit(request);
+    const nexa::store::CommitResult result = StoreTest::commit("top", "urn:m", inner);
     EXPECT_TRUE(result.status.ok()) << result.status.error_message();
     return result.number;
   }
-  std::string data() const { return folder_.file("data"); }
   Outcome verify(const std::string& name, const std::vector<std::string>& more = {}) const {
     std::vector<std::string> words{"verify", "-p", modules(name), "--data", data()};
     words.insert(words.end(), more.begin(), more.end());
     return run_nexa(words);
   }
-
-  nexa_test::TempFolder folder_;
-  std::unique_ptr<nexa::store::ConfigStore> store_;
 };
 
 TEST_F(VerifyCommand, AValidDirectoryBesideItsServer) {

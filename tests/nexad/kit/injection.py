@@ -37,23 +37,16 @@ Point = collections.namedtuple("Point", "call number fault")
 LINE = re.compile(r"^(\d+)\s+(\w+)\((.*)$")
 
 
+def tracing(call):
+    return ["strace", "-f", "-qq", "-o", "/dev/null", "-e", "trace=" + call]
+
+
 def unavailable():
     """Why no fault can be injected here; None when it can."""
     if not shutil.which("strace"):
         return "strace is not installed"
     ran = subprocess.run(
-        [
-            "strace",
-            "-f",
-            "-qq",
-            "-o",
-            "/dev/null",
-            "-e",
-            "trace=write",
-            "-e",
-            "inject=write:error=EIO",
-            "true",
-        ],
+        [*tracing("write"), "-e", "inject=write:error=EIO", "true"],
         capture_output=True,
         text=True,
         timeout=60,
@@ -81,13 +74,7 @@ def injecting(point):
     fault = point.fault.removesuffix("+")
     when = f"{point.number}+" if point.fault.endswith("+") else str(point.number)
     return [
-        "strace",
-        "-f",
-        "-qq",
-        "-o",
-        "/dev/null",
-        "-e",
-        "trace=" + point.call,
+        *tracing(point.call),
         "-e",
         "signal=none",
         "-e",
