@@ -1,26 +1,24 @@
 // nexa path: one path, between the forms in which clients and the configuration database write it.
-#include <boost/variant.hpp>
 #include <memory>
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "commands.h"
+#include "database_target.h"
 #include "json_writer.h"
 #include "option_checks.h"
 #include "schema_options.h"
 #include "status_output.h"
-#include "translate/database_path.h"
 #include "translate/database_text.h"
 #include "translate/path_string.h"
 
 namespace nexa_tool {
 namespace {
 
-using gnmi::rfc7951::SchemaEnums;
+using nexa::model::Target;
 using nexa::translate::OrderedPath;
-using nexa::translate::ResolvedPath;
-using nexa::translate::Snode;
 
 constexpr char kPathExamples[] = R"(TEXT
   What the database writes: an xpath /oc-if:interfaces/interface[name='eth0'] or
@@ -48,100 +46,69 @@ struct PathOptions {
   std::string format = "text";
 };
 
-const char* kind_name(SchemaEnums::NODE_KIND kind) {
-  switch (kind) {
-    case SchemaEnums::kContainer:
-      return "container";
-    case SchemaEnums::kChoice:
-      return "choice";
-    case SchemaEnums::kPresenceContainer:
-      return "presence container";
-    case SchemaEnums::kCase:
-      return "case";
-    case SchemaEnums::kKeyedList:
-      return "list";
-    case SchemaEnums::kKeylessList:
-      return "list without keys";
-    case SchemaEnums::kLeafList:
-      return "leaf-list";
-    case SchemaEnums::kAnyData:
-      return "anydata";
-  }
-  return "node";
+// The kinds of RFC 7950, and what tells two of a kind apart.
+const char* kind_of(const kestrel_cs_node& node) {
+  if (nexa::model::is_leaf_list(&node)) return "leaf-list";
+  if (nexa::model::is_list(&node)) return node.keys != nullptr ? "list" : "list without keys";
+  if (nexa::model::is_any_data(&node)) return "anydata";
+  if (nexa::model::is_leaf(&node)) return "leaf";
+  return (node.flags & KESTREL_FLAG_PRESENCE) != 0 ? "presence container" : "container";
 }
 
-struct KindName : boost::static_visitor<const char*> {
-  template <typename Children>
-  const char* operator()(const std::pair<SchemaEnums::NODE_KIND, Children>& interior) const {
-    return kind_name(interior.first);
-  }
-  template <typename Type>
-  const char* operator()(const std::pair<SchemaEnums::LEAF_KIND, Type>& /*leaf*/) const {
-    return "leaf";
-  }
-};
-
-const char* kind_of(const Snode& snode) {
-  return boost::apply_visitor(KindName(), *snode.nodeVariant);
+const char* access_of(const kestrel_cs_node& node) {
+  return nexa::model::is_state(&node) ? "state" : "config";
 }
 
-const char* access_of(const Snode& snode) {
-  return (snode.node->flags & KESTREL_FLAG_STATE) != 0 ? "state" : "config";
+// An entry of a leaf-list is named by its value, which is no key of the schema.
+std::vector<std::string> list_keys(const kestrel_cs_node& node) {
+  return nexa::model::is_list(&node) ? key_names(node) : std::vector<std::string>();
 }
 
-std::string keys_of(const Snode& snode) {
-  std::string text;
-  if ((snode.node->flags & KESTREL_FLAG_LEAF_LIST) != 0) return text;
-  for (const std::string& key : nexa::translate::key_names(*snode.node)) {
-    text.append(text.empty() ? "" : " ").append(key);
-  }
-  return text;
-}
-
-std::string resolved_text(const ResolvedPath& path,
-                          const nexa::ServiceKestrelNamespaceMapperImpl& mapper) {
-  std::string text = nexa::translate::format_path_string(path.external) + "\n";
-  for (const auto& node : path.nodes) {
-    text.append("  ").append(mapper.moduleNamePrefixFromNs_(node->ns)).append(":");
-    text.append(node->name).append("  ").append(kind_of(*node)).append(", ");
-    text.append(access_of(*node));
-    const std::string keys = keys_of(*node);
-    if (!keys.empty()) text.append(", keys: ").append(keys);
+std::string resolved_text(const Target& target) {
+  std::string text = nexa::translate::format_path_string(external_path(target)) + "\n";
+  for (const nexa::model::TargetNode* step : target.chain()) {
+    const kestrel_cs_node& node = *step->node;
+    text.append("  ").append(target.model->names().qualified(&node)).append("  ");
+    text.append(kind_of(node)).append(", ").append(access_of(node));
+    const char* before = ", keys: ";
+    for (const std::string& key : list_keys(node)) {
+      text.append(before).append(key);
+      before = " ";
+    }
     text.push_back('\n');
   }
   return text;
 }
 
-JsonPtr node_json(const Snode& node, const nexa::ServiceKestrelNamespaceMapperImpl& mapper) {
+JsonPtr node_json(const kestrel_cs_node& node, const nexa::model::SchemaNames& names) {
+  const KestrelNsEntry& module = *names.by_hash(node.ns);
   JsonPtr object(cJSON_CreateObject());
-  add_text(object.get(), "module", mapper.moduleNamePrefixFromNs_(node.ns));
-  add_text(object.get(), "prefix", mapper.ympPrefixFromNs_(node.ns));
-  add_text(object.get(), "namespace", node.ns);
-  add_text(object.get(), "name", node.name);
+  add_text(object.get(), "module", module.module);
+  add_text(object.get(), "prefix", module.prefix);
+  add_text(object.get(), "namespace", module.uri);
+  add_text(object.get(), "name", nexa::model::local_name(&node));
   add_text(object.get(), "kind", kind_of(node));
   add_text(object.get(), "access", access_of(node));
   JsonPtr keys(cJSON_CreateArray());
-  if ((node.node->flags & KESTREL_FLAG_LEAF_LIST) == 0) {
-    for (const std::string& key : nexa::translate::key_names(*node.node))
-      add_text(keys.get(), "", key);
-  }
+  for (const std::string& key : list_keys(node)) add_text(keys.get(), "", key);
   add_item(object.get(), "keys", std::move(keys));
   return object;
 }
 
-std::string resolved_json(const ResolvedPath& path,
-                          const nexa::ServiceKestrelNamespaceMapperImpl& mapper) {
+std::string resolved_json(const Target& target) {
   const JsonPtr answer(cJSON_CreateObject());
-  add_text(answer.get(), "path", nexa::translate::format_path_string(path.external));
+  const gnmi::Path external = external_path(target);
+  add_text(answer.get(), "path", nexa::translate::format_path_string(external));
   JsonPtr elements(cJSON_CreateArray());
-  const OrderedPath ordered = nexa::translate::in_byte_order(path.external);
+  const OrderedPath ordered = nexa::translate::in_byte_order(external);
+  const std::vector<const nexa::model::TargetNode*> nodes = target.chain();
   for (std::size_t i = 0; i < ordered.size(); ++i) {
     JsonPtr element(cJSON_CreateObject());
     add_text(element.get(), "name", ordered[i].name);
     JsonPtr keys(cJSON_CreateObject());
     for (const auto& [key, value] : ordered[i].keys) add_text(keys.get(), key.c_str(), value);
     add_item(element.get(), "key", std::move(keys));
-    add_item(element.get(), "node", node_json(*path.nodes[i], mapper));
+    add_item(element.get(), "node", node_json(*nodes[i]->node, target.model->names()));
     add_item(elements.get(), "", std::move(element));
   }
   add_item(answer.get(), "elem", std::move(elements));
@@ -156,12 +123,13 @@ int refuse(const grpc::Status& status) {
 int resolve(const PathOptions& options, Session& session) {
   const auto mapper = options.schema.load();
   if (mapper == nullptr) return kRefused;
-  ResolvedPath resolved;
-  const grpc::Status status =
-      nexa::translate::resolve_database_text(*options.text, mapper->newToken(), resolved);
+  const nexa::model::Schema schema;
+  const nexa::model::Resolver resolver(schema);
+  Target target;
+  const grpc::Status status = resolve_database_text(*options.text, *mapper, resolver, target);
   if (!status.ok()) return refuse(status);
-  const std::string answer = options.format == "json" ? resolved_json(resolved, *mapper)
-                                                      : resolved_text(resolved, *mapper);
+  const std::string answer =
+      options.format == "json" ? resolved_json(target) : resolved_text(target);
   return session.output.write(answer) ? kDone : kRefused;
 }
 
@@ -177,11 +145,13 @@ int convert(const PathOptions& options, Session& session) {
   if (options.schema.search_dirs.empty()) {
     ordered = nexa::translate::in_byte_order(*path);
   } else {
-    const auto mapper = options.schema.load();
-    if (mapper == nullptr) return kRefused;
-    const grpc::Status status =
-        nexa::translate::to_database_path(*path, mapper->newToken(), ordered);
+    if (options.schema.load() == nullptr) return kRefused;
+    const nexa::model::Schema schema;
+    const nexa::model::Resolver resolver(schema);
+    Target target;
+    const grpc::Status status = resolve_client_path(*path, resolver, target);
     if (!status.ok()) return refuse(status);
+    ordered = database_path(target);
   }
   std::string text;
   if (keypath) {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "real/temp_folder.h"
 #include "run_program.h"
 
 namespace {
@@ -67,15 +68,48 @@ TEST(PathCommand, DescribesNodesInJson) {
   EXPECT_NE(run.out.find("\"keys\":\t[\"name\"]"), std::string::npos);
 }
 
-TEST(PathCommand, RefusesAFirstElementWithoutPrefix) {
-  expect_refused(path({"/device"}),
-                 "INTERNAL: InternalError [ root element unknown namespace  [ device ] ]\n");
+TEST(PathCommand, UnderstandsNamesWithoutModuleWhereTheyMeanOneNode) {
+  expect_answer(path({"/device/port{a}/route{10/8 1}"}), kRoute);
+  expect_answer(path({"--to-keypath", "/device/port[name=a]"}), "/exd:device/port{a}\n");
+  expect_answer(path({"--to-keypath", "/exd:device/exd:port[exd:name=a]"}),
+                "/exd:device/port{a}\n");
 }
 
 TEST(PathCommand, RefusesAnUnknownElementInTheMiddle) {
-  const Outcome run = path({"/exd:device/prt/route"});
-  EXPECT_EQ(run.status, 1);
-  EXPECT_EQ(run.err.substr(0, 40), "INTERNAL: SchemaNode lookup failed [ nam");
+  expect_refused(path({"/exd:device/prt/route"}),
+                 "NOT_FOUND: no node \"prt\" below \"/exd:device\"\n");
+}
+
+TEST(PathCommand, RefusesAWildcardInPlaceOfAName) {
+  constexpr char kRefusal[] =
+      "INVALID_ARGUMENT: A wildcard in place of a name is no node of the schema\n";
+  expect_refused(path({"--to-keypath", "/example-device:device/*"}), kRefusal);
+  expect_refused(path({"--to-xpath", "/example-device:device/.../name"}), kRefusal);
+  expect_answer(path({"--to-keypath", "/example-device:device/port[name=*]"}),
+                "/exd:device/port{*}\n");
+}
+
+// The database writes an identity with a prefix, clients with a module.
+TEST(PathCommand, SpellsAnIdentityForItsReader) {
+  const nexa_test::TempFolder folder;
+  folder.write("kinds.yang", R"(module kinds { namespace "urn:k"; prefix k;
+    identity kind; identity fast { base kind; }
+    container top { list entry { key kind; leaf kind { type identityref { base kind; } } } } })");
+  const auto run = [&folder](std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {"path", "-p", folder.path()});
+    return run_nexa(arguments);
+  };
+  constexpr char kEntry[] =
+      "/kinds:top/entry[kind=kinds:fast]\n"
+      "  kinds:top  container, config\n"
+      "  kinds:entry  list, config, keys: kind\n";
+  expect_answer(run({"/k:top/entry{k:fast}"}), kEntry);
+  expect_answer(run({"/k:top/entry[kind='k:fast']"}), kEntry);
+  for (const char* spelling : {"fast", "k:fast", "kinds:fast"}) {
+    const std::string sent = "/kinds:top/entry[kind=" + std::string(spelling) + "]";
+    expect_answer(run({"--to-keypath", sent}), "/k:top/entry{k:fast}\n");
+    expect_answer(run({"--to-xpath", sent}), "/k:top/entry[kind='k:fast']\n");
+  }
 }
 
 TEST(PathCommand, RefusesMalformedTextWithThePlace) {
@@ -88,7 +122,7 @@ TEST(PathCommand, RefusesMalformedTextWithThePlace) {
 
 TEST(PathCommand, RefusesKeysThatTheListDoesNotHave) {
   expect_refused(path({"/exd:device/port[id='a']"}),
-                 "INVALID_ARGUMENT: Element \"port\" has no key \"id\"\n");
+                 "INVALID_ARGUMENT: \"/exd:device/port\" has no key \"id\"\n");
   expect_refused(path({"/exd:device/port{a b}"}),
                  "INVALID_ARGUMENT: Element \"port\": 2 key values given, the schema has 1\n");
 }
