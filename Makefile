@@ -56,7 +56,7 @@ FUZZ_SECONDS ?= 60
 fuzz:
 	@scripts/setup scripts/dependencies.txt scripts/dependencies-fuzz.txt
 	@cmake --preset fuzz --log-level=WARNING >/dev/null
-	@cmake --build build/fuzz
+	@cmake --build build/fuzz --target fuzzers
 	@scripts/fuzz build/fuzz $(FUZZ_SECONDS)
 
 build-cost: setup
