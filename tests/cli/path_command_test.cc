@@ -89,6 +89,30 @@ TEST(PathCommand, RefusesAWildcardInPlaceOfAName) {
                 "/exd:device/port{*}\n");
 }
 
+TEST(PathCommand, TellsRepeatedNamesApart) {
+  const nexa_test::TempFolder folder;
+  folder.write("outer.yang", R"(module outer { namespace "urn:outer"; prefix o;
+    container top { container x { leaf v { type string; } }
+      container y { container y { leaf v { type string; } } } } })");
+  folder.write("inner.yang", R"(module inner { namespace "urn:inner"; prefix i;
+    import outer { prefix o; }
+    augment "/o:top" { container x { leaf v { type string; } } } })");
+  const auto run = [&folder](const char* text) {
+    return run_nexa({"path", "-p", folder.path(), text});
+  };
+  constexpr char kTop[] = "  outer:top  container, config\n";
+  expect_answer(run("/o:top/o:x/v"), std::string("/outer:top/x/v\n") + kTop +
+                                         "  outer:x  container, config\n"
+                                         "  outer:v  leaf, config\n");
+  expect_answer(run("/o:top/i:x/v"), std::string("/outer:top/inner:x/v\n") + kTop +
+                                         "  inner:x  container, config\n"
+                                         "  inner:v  leaf, config\n");
+  expect_answer(run("/o:top/y/y/v"), std::string("/outer:top/y/y/v\n") + kTop +
+                                         "  outer:y  container, config\n"
+                                         "  outer:y  container, config\n"
+                                         "  outer:v  leaf, config\n");
+}
+
 // The database writes an identity with a prefix, clients with a module.
 TEST(PathCommand, SpellsAnIdentityForItsReader) {
   const nexa_test::TempFolder folder;
