@@ -16,6 +16,9 @@ constexpr int kMany = 5000;
 constexpr double kGrowthLimit = 1.2;
 constexpr int kAgainstLibyang = 1000;
 constexpr double kLibyangLimit = 1.5;
+constexpr int kMore = 300;  // entries, one by one, behind an ordered list
+constexpr int kFewOrdered = 100;
+constexpr double kOrderedLimit = 3.0;
 
 // Microseconds of processor time for each entry of a Set into an empty store, the median of runs
 // that together take a second or so.
@@ -43,6 +46,7 @@ std::vector<double> cpu_of_peer(int entries) {
           1e6 / entries};
 }
 
+// Microseconds of processor time for one entry more at the end of an ordered list.
 std::vector<double> cpu_of_ordered(int entries) {
   std::string json = R"({"bench-device:device":{"rule":[)";
   for (int entry = 0; entry < entries; ++entry) {
@@ -53,17 +57,16 @@ std::vector<double> cpu_of_ordered(int entries) {
   const Folder folder;
   StoreSide side(folder.data());
   side.set(set_request(json + "]}}"));
-  std::vector<double> times;
-  for (int more = 0; more < 20; ++more) {
-    const std::string request =
-        set_request(R"({"source":"192.0.2.1"})",
-                    "/bench-device:device/rule[name=m" + std::to_string(more) + "]");
-    // One is below the clock's grain on a fast machine.
-    times.push_back(cpu_of(1, [&] { side.change(request); }));
+  // The snapshot of so much and the checkpoint of its journal belong to the Set that brought it.
+  settled_bytes();
+  std::vector<std::string> requests;
+  for (int more = 0; more < kMore; ++more) {
+    requests.push_back(set_request(R"({"source":"192.0.2.1"})", "/bench-device:device/rule[name=m" +
+                                                                    std::to_string(more) + "]"));
   }
-  double sum = 0;
-  for (const double time : times) sum += time;
-  return {sum * 1e6 / static_cast<double>(times.size())};
+  const double start = cpu_seconds();
+  for (const std::string& request : requests) side.change(request);
+  return {(cpu_seconds() - start) * 1e6 / kMore};
 }
 
 }  // namespace
@@ -94,13 +97,21 @@ void measure_entries(const BenchOptions& options, Report& report) {
 
 void measure_ordered(const BenchOptions& options, Report& report) {
   load_models(NEXA_BENCH_MODELS);
-  const auto few = in_child(options.seconds, [] { return cpu_of_ordered(100); });
-  const int most = options.quick ? 2500 : 10000;
-  const auto many = in_child(options.seconds, [&] { return cpu_of_ordered(most); });
-  const bool measured = few.size() == 1 && many.size() == 1;
-  report.add({"ordered",
-              "CPU, one entry more in an ordered list of " + std::to_string(most) + ", over 100",
-              "us", measured ? many[0] : 0, measured ? few[0] : 0, 3.0, measured});
+  double few = 0;
+  double many = 0;
+  int most = 0;
+  for (const int entries : kEntries) {
+    if (options.quick && entries > kQuickMost) break;
+    const auto time = in_child(options.seconds, [&] { return cpu_of_ordered(entries); });
+    const bool measured = !time.empty();
+    if (measured && entries == kFewOrdered) few = time[0];
+    most = entries;
+    many = measured ? time[0] : 0;
+    report.add({"ordered", "CPU of one entry more behind " + std::to_string(entries), "us", many, 0,
+                0, measured});
+  }
+  report.add({"ordered", "one entry more behind " + std::to_string(most) + ", over behind 100",
+              "us", many, few, kOrderedLimit, few > 0 && many > 0});
 }
 
 }  // namespace nexa_bench

@@ -14,8 +14,6 @@ namespace nexa::store {
 namespace {
 
 constexpr char kDeclaration[] = " xmlns:yang=\"urn:ietf:params:xml:ns:yang:1\"";
-// Anchors of one list that are searched one by one before its entries are sorted.
-constexpr std::size_t kFewAnchors = 8;
 
 // Whether somebody configured the node, or something in it.
 bool counts(const ImageNode* node) { return node != nullptr && !node->is_default(); }
@@ -76,33 +74,6 @@ bool can_be_named(const ImageNode& entry) {
   return true;
 }
 
-// Finds the entry before one that the user ordered.
-class Anchors {
- public:
-  explicit Anchors(const ImageGroup& group) : group_(group) {}
-
-  const ImageNode* before(std::uint64_t order) {
-    if (++searches_ <= kFewAnchors) {
-      const GroupEntry* nearest = nullptr;
-      group_.each([&nearest, order](const GroupEntry& entry) {
-        if (entry.order >= order) return;
-        if (nearest == nullptr || nearest->order < entry.order) nearest = &entry;
-      });
-      return nearest != nullptr ? nearest->node.get() : nullptr;
-    }
-    if (sorted_.empty()) sorted_ = group_.in_order();
-    const auto place = std::lower_bound(
-        sorted_.begin(), sorted_.end(), order,
-        [](const GroupEntry* entry, std::uint64_t wanted) { return entry->order < wanted; });
-    return place == sorted_.begin() ? nullptr : (*(place - 1))->node.get();
-  }
-
- private:
-  const ImageGroup& group_;
-  std::vector<const GroupEntry*> sorted_;
-  std::size_t searches_ = 0;
-};
-
 class DifferenceWriter {
  public:
   std::string text;
@@ -131,14 +102,10 @@ class DifferenceWriter {
       const std::uint32_t other = schema_number(right.after->schema());
       return one_list != other ? one_list < other : left.order_after < right.order_after;
     });
-    std::optional<Anchors> anchors;
-    const lysc_node* list = nullptr;
     for (const NodeDifference& node : placed) {
-      if (list != node.after->schema()) {
-        list = node.after->schema();
-        anchors.emplace(after.find(list)->group());
-      }
-      one(node, position_of(*node.after, anchors->before(node.order_after)), is_top);
+      const ImageGroup& list = after.find(node.after->schema())->group();
+      const GroupEntry* const anchor = list.before(node.order_after);
+      one(node, position_of(*node.after, anchor != nullptr ? anchor->node.get() : nullptr), is_top);
     }
   }
 

@@ -31,20 +31,15 @@ class Step {
   Step(lyd_node*& top, TreeChanges& changes) : top_(top), changes_(changes) {}
 
   void children(const ImageInner& before, const ImageInner& after, lyd_node* parent) {
-    std::vector<const lysc_node*> out_of_order;
+    std::vector<NodeDifference> out_of_order;
     each_child_difference(&before, &after, [&](const NodeDifference& node) {
-      const bool in_order = difference(node, before, parent);
-      if (in_order) return;
-      const lysc_node* const schema = node.after->schema();
-      if (out_of_order.empty() || out_of_order.back() != schema) out_of_order.push_back(schema);
+      if (!difference(node, before, parent)) out_of_order.push_back(node);
     });
-    for (const lysc_node* const schema : out_of_order) {
-      make_order(after.find(schema)->group(), parent);
-    }
+    make_order(out_of_order, after, parent);
   }
 
  private:
-  // False when instances that the user orders may stand in the wrong place now.
+  // False when the node is one that the user orders and may stand in the wrong place now.
   bool difference(const NodeDifference& node, const ImageInner& before, lyd_node* parent) {
     if (node.after == nullptr) {
       remove(find(*node.before, parent), parent);
@@ -132,19 +127,26 @@ class Step {
     changes_.push_back(std::move(change));
   }
 
-  // Puts the instances below `parent` into the order of the group.
-  void make_order(const ImageGroup& group, lyd_node* parent) {
-    std::vector<lyd_node*> wanted;
-    wanted.reserve(group.size());
-    for (const GroupEntry* const entry : group.in_order()) {
-      wanted.push_back(find(*entry->node, parent));
-    }
-    lyd_node* before = nullptr;
-    for (lyd_node* const node : wanted) {
+  // Puts each of these behind the one that it follows. All others stand in their order, and those
+  // that were put in place before have smaller orders.
+  void make_order(std::vector<NodeDifference>& nodes, const ImageInner& after, lyd_node* parent) {
+    std::sort(nodes.begin(), nodes.end(), [](const auto& left, const auto& right) {
+      const std::uint32_t one_list = schema_number(left.after->schema());
+      const std::uint32_t other = schema_number(right.after->schema());
+      return one_list != other ? one_list < other : left.order_after < right.order_after;
+    });
+    for (const NodeDifference& moved : nodes) {
+      const ImageGroup& group = after.find(moved.after->schema())->group();
+      const GroupEntry* const anchor = group.before(moved.order_after);
+      lyd_node* const node = find(*moved.after, parent);
       lyd_node* const standing =
-          before != nullptr ? next_writable_instance(before) : first_of(node);
-      if (standing != node) move(node, standing);
-      before = node;
+          anchor != nullptr ? next_writable_instance(find(*anchor->node, parent)) : first_of(node);
+      if (standing == node) continue;
+      if (standing != nullptr) {
+        move(node, standing, lyd_insert_before);
+      } else {
+        move(node, find(*anchor->node, parent), lyd_insert_after);
+      }
     }
   }
 
@@ -153,7 +155,7 @@ class Step {
     return node;
   }
 
-  void move(lyd_node* node, lyd_node* next) {
+  void move(lyd_node* node, lyd_node* beside, LY_ERR (*insert)(lyd_node*, lyd_node*)) {
     TreeChange change;
     change.kind = TreeChange::Kind::kMoved;
     change.node = node;
@@ -162,7 +164,7 @@ class Step {
     keeping_flags(change.parent, [&] {
       if (node == top_) top_ = node->next;
       make_room(change.parent);
-      if (lyd_insert_before(next, node) != LY_SUCCESS) throw std::bad_alloc();
+      if (insert(beside, node) != LY_SUCCESS) throw std::bad_alloc();
       if (change.parent == nullptr) top_ = lyd_first_sibling(top_);
       return node;
     });

@@ -9,6 +9,7 @@
 #include <span>
 
 #include "store/image/image.h"
+#include "store/image/order_index.h"
 
 namespace nexa::store {
 
@@ -76,13 +77,15 @@ class GroupTrie {
   bool is_branch_;
 };
 
-// The root with the entry in it, in the place of one with the same key; takes over the reference
-// to `root`, which may be null.
-const GroupTrie* trie_put(const GroupTrie* root, GroupEntry&& entry, bool& is_new);
+// The root with the entry in it, in the place of one with the same key, whose order is `replaced`
+// then, else 0; takes over the reference to `root`, which may be null.
+const GroupTrie* trie_put(const GroupTrie* root, GroupEntry&& entry, std::uint64_t& replaced);
 // The root without the entry of the same key, which is there; null when it was the last one.
 const GroupTrie* trie_remove(const GroupTrie* root, const GroupEntry& like);
 // The entry of a key, to be changed in place: all on the way to it is the caller's own afterwards.
 GroupEntry* trie_own_entry(const GroupTrie*& root, std::string_view key);
+// Where the trie has the entry.
+OrderIndex::Place trie_place(const GroupEntry& entry);
 
 }  // namespace nexa::store
 

@@ -9,6 +9,12 @@
 #include "store/image/group_trie.h"
 
 namespace nexa::store {
+namespace {
+
+// Entries of a group that are looked at one by one.
+constexpr std::size_t kFewEntries = 16;
+
+}  // namespace
 
 ImageInner& ImageDraft::own_inner(ImageSlot& slot) {
   if (!slot->is_own()) {
@@ -26,6 +32,7 @@ ImageGroup& ImageDraft::own_group(ImageSlot& slot) {
     auto& made = const_cast<ImageGroup&>(*copy);
     made.count_ = old.count_;
     made.next_order_ = old.next_order_;
+    made.orders_ = old.orders_;
     made.root_ = old.root_;
     if (made.root_ != nullptr) made.root_->retain();
     slot = std::move(copy);
@@ -95,10 +102,24 @@ void ImageDraft::put_entry(ImageSlot& group, ImageSlot node, std::uint64_t order
   }
   if (order == 0) order = own.next_order_;
   own.next_order_ = std::max(own.next_order_, order + 1);
-  bool is_new = false;
-  const GroupTrie* const root = std::exchange(own.root_, nullptr);
-  own.root_ = trie_put(root, GroupEntry{std::move(node), order}, is_new);
-  if (is_new) ++own.count_;
+  GroupEntry entry{std::move(node), order};
+  const OrderIndex::Place its_place =
+      lysc_is_userordered(own.schema()) ? trie_place(entry) : OrderIndex::Place();
+  std::uint64_t replaced = 0;
+  own.root_ = trie_put(std::exchange(own.root_, nullptr), std::move(entry), replaced);
+  if (replaced == 0) ++own.count_;
+  if (lysc_is_userordered(own.schema())) place(own, its_place, replaced);
+}
+
+// Brings the index of orders in step with an entry that was put in.
+void ImageDraft::place(ImageGroup& group, const OrderIndex::Place& place, std::uint64_t replaced) {
+  if (!group.orders_.empty()) {
+    if (replaced == place.order) return;
+    if (replaced != 0) group.orders_.remove(replaced);
+    return group.orders_.put(place);
+  }
+  if (group.count_ <= kFewEntries) return;
+  group.each([&group](const GroupEntry& entry) { group.orders_.put(trie_place(entry)); });
 }
 
 bool ImageDraft::remove_entry(ImageSlot& group, std::string_view key) {
@@ -108,6 +129,7 @@ bool ImageDraft::remove_entry(ImageSlot& group, std::string_view key) {
   ImageGroup& own = own_group(group);
   own.root_ = trie_remove(std::exchange(own.root_, nullptr), like);
   --own.count_;
+  if (!own.orders_.empty()) own.orders_.remove(like.order);
   return true;
 }
 

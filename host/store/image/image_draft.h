@@ -27,6 +27,7 @@ struct ImageDraft {
  private:
   static ImageInner& own_inner(ImageSlot& slot);
   static ImageGroup& own_group(ImageSlot& slot);
+  static void place(ImageGroup& group, const OrderIndex::Place& place, std::uint64_t replaced);
 };
 
 }  // namespace nexa::store

@@ -159,9 +159,8 @@ void compare_tries(const GroupTrie* mine, const GroupTrie* others, const GroupTr
 // gives one back.
 struct TrieEdit {
   static const GroupTrie* put(const GroupTrie* trie, unsigned shift, std::uint64_t hash,
-                              GroupEntry&& entry, bool& is_new) {
+                              GroupEntry&& entry, std::uint64_t& replaced) {
     if (trie == nullptr) {
-      is_new = true;
       GroupTrie* const bucket = GroupTrie::make_bucket(1);
       bucket->entry(0) = std::move(entry);
       return bucket;
@@ -170,24 +169,22 @@ struct TrieEdit {
       GroupTrie* const branch = own(trie);
       const unsigned bit = GroupTrie::bit_of(hash, shift);
       if (branch->child(bit) == nullptr) {
-        is_new = true;
         GroupTrie* const bucket = GroupTrie::make_bucket(1);
         bucket->entry(0) = std::move(entry);
         return branch->with_child(bit, bucket);
       }
       const GroupTrie*& slot = branch->child_slot(bit);
-      slot = put(slot, shift + kBits, hash, std::move(entry), is_new);
+      slot = put(slot, shift + kBits, hash, std::move(entry), replaced);
       return branch;
     }
     const auto entries = trie->entries();
     for (std::size_t i = 0; i < entries.size(); ++i) {
       if (!same_key(entries[i], entry)) continue;
-      is_new = false;
+      replaced = entries[i].order;
       GroupTrie* const bucket = own(trie);
       bucket->entry(i) = std::move(entry);
       return bucket;
     }
-    is_new = true;
     if (entries.size() < kBucketSize || shift > kDeepest) {
       GroupTrie* const bucket = GroupTrie::make_bucket(entries.size() + 1);
       for (std::size_t i = 0; i < entries.size(); ++i) bucket->entry(i) = entries[i];
@@ -233,18 +230,19 @@ struct TrieEdit {
   static const GroupTrie* split(const GroupTrie* bucket, unsigned shift, std::uint64_t hash,
                                 GroupEntry&& entry) {
     const GroupTrie* branch = GroupTrie::make_branch();
-    bool is_new = false;
+    std::uint64_t replaced = 0;
     for (const GroupEntry& old : bucket->entries()) {
-      branch = put(branch, shift, hash_of(old), GroupEntry(old), is_new);
+      branch = put(branch, shift, hash_of(old), GroupEntry(old), replaced);
     }
     bucket->release();
-    return put(branch, shift, hash, std::move(entry), is_new);
+    return put(branch, shift, hash, std::move(entry), replaced);
   }
 };
 
-const GroupTrie* trie_put(const GroupTrie* root, GroupEntry&& entry, bool& is_new) {
+const GroupTrie* trie_put(const GroupTrie* root, GroupEntry&& entry, std::uint64_t& replaced) {
+  replaced = 0;
   const std::uint64_t hash = hash_of(entry);
-  return TrieEdit::put(root, 0, hash, std::move(entry), is_new);
+  return TrieEdit::put(root, 0, hash, std::move(entry), replaced);
 }
 
 const GroupTrie* trie_remove(const GroupTrie* root, const GroupEntry& like) {
@@ -270,6 +268,8 @@ GroupEntry* trie_own_entry(const GroupTrie*& root, std::string_view key) {
   }
   return nullptr;
 }
+
+OrderIndex::Place trie_place(const GroupEntry& entry) { return {entry.order, hash_of(entry)}; }
 
 ImageGroup::~ImageGroup() {
   if (root_ != nullptr) root_->release();
@@ -312,6 +312,28 @@ std::vector<const GroupEntry*> ImageGroup::in_order() const {
     std::sort(sorted.begin(), sorted.end(), before);
   }
   return sorted;
+}
+
+const GroupEntry* ImageGroup::before(std::uint64_t order) const {
+  const GroupEntry* nearest = nullptr;
+  if (orders_.empty()) {
+    each_entry(root_, [&nearest, order](const GroupEntry& entry) {
+      const bool is_before = entry.order < order;
+      if (is_before && (nearest == nullptr || nearest->order < entry.order)) nearest = &entry;
+    });
+    return nearest;
+  }
+  const auto place = orders_.before(order);
+  if (!place) return nullptr;
+  const GroupTrie* trie = root_;
+  for (unsigned shift = 0; trie != nullptr && trie->is_branch(); shift += kBits) {
+    trie = trie->child_at(place->hash, shift);
+  }
+  if (trie == nullptr) return nullptr;
+  for (const GroupEntry& entry : trie->entries()) {
+    if (entry.order == place->order) return &entry;
+  }
+  return nullptr;
 }
 
 void ImageGroup::each(const std::function<void(const GroupEntry&)>& visit) const {

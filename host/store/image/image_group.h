@@ -1,6 +1,7 @@
 // All entries of one list or leaf-list below one parent: in their order, and found by key. Up to 16
 // entries lie in one array; more of them in a trie over the hash of the key, so that a change
-// copies a few arrays whatever the number of entries is.
+// copies a few arrays whatever the number of entries is. Where the user orders that many, an index
+// of their orders stands beside the trie.
 #ifndef HOST_STORE_IMAGE_IMAGE_GROUP_H_
 #define HOST_STORE_IMAGE_IMAGE_GROUP_H_
 
@@ -8,6 +9,7 @@
 #include <functional>
 
 #include "store/image/image.h"
+#include "store/image/order_index.h"
 
 namespace nexa::store {
 
@@ -30,6 +32,10 @@ class ImageGroup final : public ImageNode {
   // All entries in their order. Costs n log n above 16 entries.
   std::vector<const GroupEntry*> in_order() const;
 
+  // The entry in front of all others whose order is smaller: the last one of them. Null when there
+  // is none. Of a list that the user orders it costs log n.
+  const GroupEntry* before(std::uint64_t order) const;
+
   // All entries in any order.
   void each(const std::function<void(const GroupEntry&)>& visit) const;
 
@@ -51,6 +57,7 @@ class ImageGroup final : public ImageNode {
   ~ImageGroup();
 
   const GroupTrie* root_ = nullptr;  // owns one reference
+  OrderIndex orders_;                // of all entries, or empty: too few, or not the user's order
   std::size_t count_ = 0;
   std::uint64_t next_order_ = 1;
 };

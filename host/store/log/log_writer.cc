@@ -41,8 +41,8 @@ LogWriter::LogWriter(DatabasePtr database)
               "INSERT INTO commits(number, time_ns, author, comment, whole, change, hash, effect) "
               "VALUES(?, ?, ?, ?, ?, ?, ?, ?)",
               true),
-      update_head_(database_.get(), "UPDATE head SET number = ?, commit_hash = ?, hash = ?", true) {
-}
+      update_head_(database_.get(),
+                   "UPDATE head SET number = ?, commit_hash = ?, hash = ? WHERE id = 0", true) {}
 
 std::unique_ptr<LogWriter> LogWriter::open(const LogOptions& options, bool rewrite,
                                            std::atomic<int>& journal_pages, DiskFailure& failure) {
