@@ -220,7 +220,10 @@ Judge::Verdict Judge::judge_in_child(TreePtr fresh, const ImageInner& like) {
   });
   if (outcome.kind != ChildOutcome::Kind::kDone || outcome.result.empty()) {
     ++deaths_;
-    verdict.kind = Verdict::Kind::kDied;
+    if (outcome.kind == ChildOutcome::Kind::kSignal) {
+      verdict.violation = violation_without_walk(std::move(fresh));
+    }
+    verdict.kind = verdict.violation ? Verdict::Kind::kInvalid : Verdict::Kind::kDied;
     verdict.text = outcome.in_words();
     return verdict;
   }
@@ -240,6 +243,19 @@ Judge::Verdict Judge::judge_in_child(TreePtr fresh, const ImageInner& like) {
   verdict.image = std::move(image);
   verdict.kind = Verdict::Kind::kValid;
   return verdict;
+}
+
+// libyang's walk takes conditions in no certain order, so it may die of one that an outer condition
+// makes void. What the Set does wrong is found where conditions are judged in their order.
+std::optional<Violation> Judge::violation_without_walk(TreePtr fresh) {
+  const ChildOutcome outcome = run_in_child([&]() -> std::string {
+    lyd_node* tree = fresh.release();
+    const std::optional<Violation> violation = validator_.find_violation(tree);
+    return violation ? answer_of(*violation) : std::string(1, kFailedLetter);
+  });
+  const bool is_found = outcome.kind == ChildOutcome::Kind::kDone && !outcome.result.empty() &&
+                        outcome.result.front() == kInvalidLetter;
+  return is_found ? std::optional(violation_of(outcome.result)) : std::nullopt;
 }
 
 void Judge::keep() {

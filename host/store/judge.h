@@ -74,6 +74,7 @@ class Judge {
  private:
   Verdict judge_change(const ImagePtr& before, const ImagePtr& edited);
   Verdict judge_in_child(TreePtr fresh, const ImageInner& like);
+  std::optional<Violation> violation_without_walk(TreePtr fresh);
   TreePtr fresh_tree(const ImageInner& given, const ImageInner* before, TreePtr document) const;
   void forget_tree();
 

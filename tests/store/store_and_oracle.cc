@@ -41,7 +41,7 @@ StoreAndOracle::StoreAndOracle(std::string directory, bool is_careful, bool may_
       outcome_(outcome) {
   open();
   if (store_ == nullptr) return;
-  commits_.push_back({0, normal_xml(store_xml()), normal_json(store_json())});
+  commits_.push_back({0, normal_xml(store_xml()), normal_json(store_json()), store_xml()});
   const OracleAnswer answer = oracle_.judge({});
   if (answer.verdict == Verdict::kAccepted && commits_[0].json != normal_json(answer.json)) {
     fail("defaults at first",
@@ -127,7 +127,7 @@ void StoreAndOracle::set(const std::vector<nexa::store::Edit>& edits) {
     return fail(is_accepted ? "wrongly accepted" : "wrongly refused", said);
   }
   if (!is_accepted) return;
-  const Commit commit{result.number, normal_xml(xml), normal_json(store_json())};
+  const Commit commit{result.number, normal_xml(xml), normal_json(store_json()), xml};
   if (answer.verdict == Verdict::kAccepted) {
     const std::string expected = normal_xml(answer.xml);
     if (commit.xml != expected) {
@@ -170,11 +170,18 @@ void StoreAndOracle::roll_back(std::uint64_t back) {
   const std::string said = "rollback to " + std::to_string(wanted.number) + ": " + text_of(result);
   if (!result.status.ok()) {
     // What was valid once is valid again under the same schema.
-    OracleAnswer alive = oracle_.judge({});
-    if (alive.verdict == Verdict::kAccepted) fail("rollback refused", said);
+    oracle_.keep(wanted.text);
+    const OracleAnswer answer = oracle_.judge({});
+    adopt();
+    if (answer.verdict == Verdict::kCrashed) {
+      ++outcome_.crashes;
+    } else if (answer.verdict == Verdict::kAccepted) {
+      fail("rollback refused", said);
+    }
     return;
   }
-  const Commit commit{result.number, normal_xml(store_xml()), normal_json(store_json())};
+  const std::string xml = store_xml();
+  const Commit commit{result.number, normal_xml(xml), normal_json(store_json()), xml};
   if (commit.xml != wanted.xml) {
     return fail("other nodes after a rollback",
                 said + "\nwanted: " + wanted.xml + "\nstore:  " + commit.xml);

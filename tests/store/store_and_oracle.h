@@ -27,6 +27,7 @@ class StoreAndOracle {
     std::uint64_t number = 0;
     std::string xml;   // normal
     std::string json;  // normal
+    std::string text;  // the XML as the store writes it
   };
 
   void open();

@@ -103,6 +103,45 @@ TEST_F(StoreFindings, MandatoryOfACaseThatBecomesActive) {
   expect_json(R"({"s:top":{"other":"x"}})");
 }
 
+// The refused Set was judged over a tree in which the condition had taken its container out. The
+// tree that is made anew has it.
+TEST_F(StoreFindings, AConditionIsAskedAfterARefusalThatFollowsAStart) {
+  start(R"yang(container top { leaf f { type string; } container n { choice ch { case a {
+    container o { when "string-length(../../s:f) < 2"; leaf p { type string; }
+                  leaf q { type string; } } } } } })yang");
+  ASSERT_EQ(text(top("<n><o><p>1</p></o></n>")), "");
+  restart();
+  EXPECT_EQ(text(top("<n><o><q>1</q></o></n><f>long</f>")),
+            "/s:top/n/o: when \"string-length(../../s:f) < 2\"");
+  EXPECT_EQ(text(top("<f>long</f>")), "");
+  expect_json(R"({"s:top":{"f":"long"}})");
+}
+
+TEST_F(StoreFindings, DefaultsOfAModuleStandWhereThoseOfAnotherDoNot) {
+  const TempFolder modules;
+  modules.write("s.yang", module_of(R"yang(container top { must "s:f"; leaf f { type string; }
+    leaf g { when "../s:f"; type string; default "g"; }
+    leaf h { when "../s:g"; type string; default "h"; } })yang"));
+  modules.write("t.yang",
+                "module t { namespace \"urn:t\"; prefix t; leaf d { type string; default D; } }");
+  ASSERT_EQ(load_text(modules), "");
+  restart();
+  expect_json(R"({"t:d":"D"})");
+}
+
+// libyang asks for the text of the empty anydata, which it dies of; the outer condition makes its
+// condition void.
+TEST_F(StoreFindings, AnOuterConditionAnswersWhereLibyangDiesOfAnInnerOne) {
+  start(R"yang(grouping g { anydata deep; }
+    list l { key "k"; leaf k { type string; }
+      container n { when "/s:l/s:k > 'c'"; uses g { when "current() = '2'"; } } })yang");
+  const Edit given = update("<l xmlns=\"urn:s\"><k>a</k><n><deep/></n></l>");
+  EXPECT_EQ(commit(given).error_code(), grpc::StatusCode::FAILED_PRECONDITION);
+  EXPECT_EQ(text(given), "/s:l[k='a']/n: when \"/s:l/s:k > 'c'\"");
+  EXPECT_EQ(store_->health().deaths, 2U);
+  expect_json("{}");
+}
+
 struct Way {
   const char* name;
   const char* condition;  // true when the leaf "flag" is "on"

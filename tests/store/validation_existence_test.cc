@@ -72,6 +72,35 @@ TEST_F(ValidationExistence, ADefaultWhoseConditionAsksForAnotherDefault) {
   EXPECT_TRUE(has("/m:c/e"));
 }
 
+// A stand-in for the absent leaf would not have its name.
+TEST_F(ValidationExistence, ADefaultWhoseConditionAsksForItsOwnNode) {
+  start(R"y(container c { leaf f { type string; }
+             choice ch { case a { leaf d { when "count(self::m:d/../m:f) = count(/m:c/m:f)";
+                                           type string; default "D"; }
+                                  leaf a1 { type string; } }
+                         case b { leaf b1 { type string; } } } })y",
+        "<f>1</f><b1>x</b1>");
+  EXPECT_FALSE(has("/m:c/d"));
+  EXPECT_EQ(merge("<a1>x</a1>"), "valid");
+  EXPECT_TRUE(has("/m:c/d"));
+}
+
+// The change does not reach the condition, but nobody asked for the leaf before.
+TEST_F(ValidationExistence, NodesOfACaseThatBecomesActiveWithAConditionOverTheWholeTree) {
+  start(R"y(container c { list l { key "k"; leaf k { type string; }
+             choice ch { case a { leaf m { when "string-length(/m:c/m:l/m:k) < 2"; type string;
+                                           mandatory true; }
+                                  leaf a1 { type string; } }
+                         case b { leaf b1 { type string; } }
+                         case d { leaf-list n { when "string-length(/m:c/m:l/m:k) < 2"; type string;
+                                                min-elements 2; }
+                                  leaf d1 { type string; } } } } })y",
+        "<l><k>1</k><b1>x</b1></l>");
+  is_whole_ = true;
+  EXPECT_EQ(merge("<l><k>1</k><a1>x</a1></l>"), "/m:c/l[k='1']/m: mandatory leaf \"m\" is missing");
+  EXPECT_EQ(merge("<l><k>1</k><d1>x</d1></l>"), "/m:c/l[k='1']/n: at least 2 entries of \"n\"");
+}
+
 // libyang makes the default b before it judges the condition of n.
 TEST_F(ValidationExistence, AConditionThatAsksForADefaultTakesNothingGivenAway) {
   start(R"y(container c { leaf a { type string; }

@@ -119,7 +119,15 @@ void flag_conditions_true(lyd_node* first) {
   }
 }
 
-// Deletes nodes whose `when` is false until none is left. Empty when no given node is among them.
+// Whether every condition holds, of what is given and of defaults.
+bool all_hold(const ExplicitTree& tree) {
+  std::vector<lyd_node*> found;
+  collect_false(tree.top(), false, found);
+  collect_false(tree.top(), true, found);
+  return found.empty();
+}
+
+// Deletes nodes whose `when` is false until none is left. Empty when that could be done.
 std::string settle_conditions(ExplicitTree& tree) {
   for (int round = 0; round < kMostRounds; ++round) {
     flag_conditions_true(tree.top());
@@ -135,6 +143,13 @@ std::string settle_conditions(ExplicitTree& tree) {
 
 OracleAnswer refusal(std::string why) {
   OracleAnswer answer;
+  answer.why = std::move(why);
+  return answer;
+}
+
+OracleAnswer uncertain(std::string why) {
+  OracleAnswer answer;
+  answer.verdict = Verdict::kUncertain;
   answer.why = std::move(why);
   return answer;
 }
@@ -156,24 +171,27 @@ OracleAnswer WholeOracle::judge_here(const std::string& inner_xml,
     const std::set<std::string> settled = explicit_paths(tree.top());
     flag_conditions_true(tree.top());
     if (!add_defaults(tree, used_modules(tree))) return refusal("defaults: " + last_message());
+    const bool held = all_hold(tree);
     const bool is_valid = validate(tree);
     if (!is_valid) why = last_message();
     const std::set<std::string> left = explicit_paths(tree.top());
+    // Every condition held: a default that does not stand was there while one was asked.
+    if (held && left.size() < settled.size())
+      return uncertain("nodes go although their when is true");
     for (const std::string& path : tree.given()) {
       if (edited.count(path) != 0 && left.count(path) == 0) {
         return refusal("a condition takes away what the Set gives: " + path);
       }
     }
-    OracleAnswer answer;
     std::vector<lyd_node*> wrong;
     collect_false(tree.top(), true, wrong);
     if (!wrong.empty()) {
-      answer.verdict = Verdict::kUncertain;
-      answer.why = "the default " + path_of_node(wrong.front()) + " although its when is false";
-      return answer;
+      return uncertain("the default " + path_of_node(wrong.front()) +
+                       " although its when is false");
     }
     if (left == settled) {
       if (!is_valid) return refusal(why);
+      OracleAnswer answer;
       answer.verdict = Verdict::kAccepted;
       answer.json = print_forest(tree.top(), LYD_JSON, LYD_PRINT_WD_ALL);
       tree.strip_defaults();

@@ -107,7 +107,8 @@ class ChangeCheck {
   // Conditions of one rank that wait for their judgement.
   struct WhenQueue {
     std::vector<Demand> nodes;
-    std::set<Demand> fired;  // all instances within a node, null: within the tree
+    std::vector<Demand> risky;  // nodes with conditions that libyang may die of: last
+    std::set<Demand> fired;     // all instances within a node, null: within the tree
     std::vector<Absent> absent;
   };
 
@@ -132,6 +133,7 @@ class ChangeCheck {
   void fire_deleted(lyd_node* root, lyd_node* parent);
   void expand(const Constraint& constraint, lyd_node* reach);
   void demand(const Constraint& constraint, lyd_node* node);
+  void demand_when(const Constraint& constraint, lyd_node* node);
   void demand_own(lyd_node* node);
   void demand_whole();
   void touch_uniques(lyd_node* start);
@@ -166,6 +168,7 @@ class ChangeCheck {
   void judge_absent(const lysc_node* node, Level& level);
   bool can_wait(const lysc_node* node, int& rank);
   bool is_excused(Level& level, const lysc_node* node);
+  bool is_in_touched_case(const Level& level, const lysc_node* node) const;
   bool is_whole(const lysc_node* node, const lysc_when& when) const;
   bool condition_holds(Level& level, const lysc_node* owner, const lysc_when& when,
                        const lysc_node* absent);

@@ -71,7 +71,7 @@ void ChangeCheck::demand(const Constraint& constraint, lyd_node* node) {
   switch (constraint.kind) {
     case Constraint::Kind::kWhen:
       unknown_ |= !judges_whole_ && schema_.unsure->has(constraint);
-      whens_[constraint.rank].nodes.emplace_back(&constraint, node);
+      demand_when(constraint, node);
       break;
     case Constraint::Kind::kReference:
       references_.emplace_back(&constraint, node);
@@ -80,6 +80,12 @@ void ChangeCheck::demand(const Constraint& constraint, lyd_node* node) {
       musts_.emplace_back(&constraint, node);
       break;
   }
+}
+
+// What libyang may die of is not asked where an outer condition takes the node out.
+void ChangeCheck::demand_when(const Constraint& constraint, lyd_node* node) {
+  WhenQueue& queue = whens_[constraint.rank];
+  (constraint.hazard.empty() ? queue.nodes : queue.risky).emplace_back(&constraint, node);
 }
 
 void ChangeCheck::demand_own(lyd_node* node) {

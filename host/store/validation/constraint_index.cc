@@ -247,6 +247,9 @@ ExpressionPaths ConstraintIndex::watch(Constraint& constraint, const lysc_node* 
   Looks& looks = looks_[&constraint];
   looks.visited.insert(looks.visited.end(), paths.visited.begin(), paths.visited.end());
   looks.asked.insert(looks.asked.end(), paths.asked.begin(), paths.asked.end());
+  // A stand-in for the absent node has neither its name nor its value.
+  const bool is_when = constraint.kind == Constraint::Kind::kWhen;
+  if (is_when && paths.asks_context && context == constraint.node) looks.visited.push_back(context);
   constraint.reach = is_first || constraint.reach == paths.reach ? paths.reach : nullptr;
   if (constraint.whole.empty()) constraint.whole = paths.reason;
   if (constraint.hazard.empty()) constraint.hazard = paths.hazard;

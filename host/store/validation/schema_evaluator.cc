@@ -252,6 +252,7 @@ void SchemaEvaluator::use(const SchemaValue& value, XpathUse use) {
   const SchemaNodes& nodes = value.nodes;
   if (!nodes.is_own) asked_.insert(nodes.nodes.begin(), nodes.nodes.end());
   if (use == XpathUse::kPresence) return;
+  found_.asks_context |= is_context(nodes);
   if (use == XpathUse::kFirstValue && nodes.has_root) risk("value of the root");
   if (use != XpathUse::kEveryValue && nodes.several) {
     not_proven("order of entries of " +

@@ -67,6 +67,11 @@ class SchemaEvaluator {
   const lys_module* module_of(const XpathStep& step);
   SchemaNodes root() const;
 
+  // Whether it is the context node, and that one as it stands.
+  bool is_context(const SchemaNodes& nodes) const {
+    return nodes.is_own && nodes.base == site_.node;
+  }
+
   // What is asked of a value.
   void use(const SchemaValue& value, XpathUse use);
   void ask_text(const SchemaNodes& nodes);

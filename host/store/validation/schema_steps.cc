@@ -74,6 +74,7 @@ SchemaNodes SchemaEvaluator::step(const XpathStep& step, const SchemaNodes& from
   switch (step.axis) {
     case XpathAxis::kSelf:
       to = from;
+      found_.asks_context |= is_context(from) && step.test != Test::kNode;
       filter(step, to);
       break;
     case XpathAxis::kParent:

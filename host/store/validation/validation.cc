@@ -2,6 +2,7 @@
 #include "store/validation/validation.h"
 
 #include <new>
+#include <set>
 
 #include "store/child_table.h"
 #include "store/validation/assumed_conditions.h"
@@ -54,18 +55,26 @@ struct Validator::State {
     knowledge.index = &index;
     knowledge.plans = &plans;
     knowledge.unsure = &unsure;
-    // While it is found out which stand, all do.
-    knowledge.has_standing_defaults = [this](const lys_module* module) {
-      return standing == nullptr || standing->has(module);
+    // While it is found out which stand, those do that are tried.
+    std::set<const lys_module*> tried;
+    knowledge.has_standing_defaults = [&tried](const lys_module* module) {
+      return tried.count(module) != 0;
     };
     // Where libyang may die of a judgement, none is made here: what dies is not valid.
-    const auto is_valid = [this](lyd_node*& tree) {
+    const auto is_valid = [this, &tried](lyd_node*& tree) {
+      tried.clear();
+      for (const lyd_node* top = tree; top != nullptr; top = top->next) {
+        tried.insert(owner_module(top->schema));
+      }
       if (!index.is_risky()) return !judge_all(tree).has_value();
       const ChildOutcome outcome =
           run_in_child([&] { return std::string(judge_all(tree) ? "no" : "yes"); });
       return outcome.kind == ChildOutcome::Kind::kDone && outcome.result == "yes";
     };
     standing = std::make_unique<StandingDefaults>(context, is_valid);
+    knowledge.has_standing_defaults = [this](const lys_module* module) {
+      return standing->has(module);
+    };
   }
 
   // Adds what the tree lacks of defaults. False when libyang fails.
@@ -220,11 +229,21 @@ std::optional<Violation> Validator::judge_whole(lyd_node*& tree) {
   return std::nullopt;
 }
 
+std::optional<Violation> Validator::find_violation(lyd_node*& tree) {
+  if (!state_->complete(tree)) return std::nullopt;
+  TreeChanges changes;
+  ChangeCheck check(state_->knowledge, tree, changes);
+  if (check.judge_everything() != ChangeCheck::Verdict::kInvalid) return std::nullopt;
+  return check.take_violation();
+}
+
 void Validator::mark_node(lyd_node* node, bool is_new) const {
+  const NodeRules& rules = state_->index.rules(node->schema);
+  rules.seen = true;
   node->flags &= ~static_cast<std::uint32_t>(LYD_NEW | LYD_WHEN_TRUE);
   if (is_new) {
     node->flags |= LYD_NEW;
-  } else if (state_->index.rules(node->schema).conditional) {
+  } else if (rules.conditional) {
     node->flags |= LYD_WHEN_TRUE;
   }
 }

@@ -65,6 +65,12 @@ class Validator {
   // violation the tree is to be thrown away.
   std::optional<Violation> judge_whole(lyd_node*& tree);
 
+  // A rule that such a tree breaks, by a way that is not libyang's walk: conditions are judged in
+  // the order that they depend on each other, and those that libyang may die of are the last. It
+  // is for a tree that libyang died of, and belongs into a process of its own, too. Nothing: there
+  // is none, or it cannot be told.
+  std::optional<Violation> find_violation(lyd_node*& tree);
+
   // Tells judge_whole whether `node`, without what is below it, stood in the tree before; also as a
   // default. mark_changed: a leaf that did, as a default or with another value.
   void mark_node(lyd_node* node, bool is_new) const;

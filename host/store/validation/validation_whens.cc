@@ -27,7 +27,8 @@ bool each_when(const lysc_node* node, const Visit& visit) {
 void ChangeCheck::judge_whens() {
   while (settle_dirty() && !whens_.empty()) {
     WhenQueue& lowest = whens_.begin()->second;
-    if (lowest.nodes.empty() && lowest.fired.empty() && lowest.absent.empty()) {
+    if (lowest.nodes.empty() && lowest.risky.empty() && lowest.fired.empty() &&
+        lowest.absent.empty()) {
       whens_.erase(whens_.begin());
       continue;
     }
@@ -41,9 +42,12 @@ void ChangeCheck::judge_next_when(WhenQueue& queue) {
     queue.fired.erase(queue.fired.begin());
     return expand(*fired.first, fired.second);
   }
-  if (!queue.nodes.empty()) {
-    const Demand demand = queue.nodes.back();
-    queue.nodes.pop_back();
+  std::vector<Demand>* const nodes = !queue.nodes.empty()   ? &queue.nodes
+                                     : queue.absent.empty() ? &queue.risky
+                                                            : nullptr;
+  if (nodes != nullptr) {
+    const Demand demand = nodes->back();
+    nodes->pop_back();
     if (!NodeStates::is_gone(demand.second)) judge_when(*demand.first, demand.second);
     return;
   }
@@ -141,12 +145,21 @@ bool ChangeCheck::can_wait(const lysc_node* node, int& rank) {
 bool ChangeCheck::is_excused(Level& level, const lysc_node* node) {
   return !each_when(node, [&](const lysc_node* owner, const lysc_when& when) {
     if (!judges_whole_ && is_whole(node, when)) {
-      // The change does not reach it, so the node is excused as it was before.
-      unknown_ |= level.fresh;
+      // The change does not reach it, so the node is excused as it was before. Where a case may
+      // have become the one that has data, nobody asked before.
+      unknown_ |= level.fresh || is_in_touched_case(level, node);
       return false;
     }
     return condition_holds(level, owner, when, node);
   });
+}
+
+bool ChangeCheck::is_in_touched_case(const Level& level, const lysc_node* node) const {
+  const lysc_node* branch = node->parent;
+  for (; branch != nullptr && branch->nodetype == LYS_CASE; branch = branch->parent->parent) {
+    if (is_touched(level, branch->parent)) return true;
+  }
+  return false;
 }
 
 // Whether a `when` of the node, which may be a choice, is left to libyang.
