@@ -7,6 +7,7 @@
 #include "store/image/image_xml.h"
 #include "store/log/log_rows.h"
 #include "store/log/schema_stamp.h"
+#include "store/validation/child_judgement.h"
 #include "store/workspace.h"
 
 namespace nexa::store {
@@ -21,12 +22,19 @@ std::string misfit(const std::string& file, const std::string& what,
   return text + kLoadOld;
 }
 
-// What is configured, with defaults as far as libyang completes them without a verdict.
+// What is configured, with defaults as far as libyang completes them without a verdict; without
+// any where it dies of the conditions of some.
 ImagePtr completed(const ImagePtr& configured) {
-  lyd_node* tree = tree_of_image(*configured, true).release();
-  lyd_new_implicit_all(&tree, kestrel::context(), LYD_IMPLICIT_NO_STATE, nullptr);
-  const TreePtr owner(lyd_first_sibling(tree));
-  return judged_image(owner.get(), *configured);
+  const ChildOutcome outcome = run_in_child([&configured] {
+    lyd_node* tree = tree_of_image(*configured, true).release();
+    lyd_new_implicit_all(&tree, kestrel::context(), LYD_IMPLICIT_NO_STATE, nullptr);
+    const TreePtr owner(lyd_first_sibling(tree));
+    return difference_text(*configured, *judged_image(owner.get(), *configured));
+  });
+  ImagePtr image = configured;
+  std::string error;
+  const bool is_done = outcome.kind == ChildOutcome::Kind::kDone;
+  return is_done && apply_text(outcome.result, image, error) ? image : configured;
 }
 
 bool write_base(CommitLog& log, const StartState& start, std::string& error) {

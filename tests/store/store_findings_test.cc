@@ -129,6 +129,30 @@ TEST_F(StoreFindings, DefaultsOfAModuleStandWhereThoseOfAnotherDoNot) {
   expect_json(R"({"t:d":"D"})");
 }
 
+// libyang judges the musts of a module before it looks at the conditions of the next one.
+TEST_F(StoreFindings, AMustMayLookAtTheConditionalNodesOfALaterModule) {
+  const TempFolder modules;
+  modules.write("s.yang", module_of(R"yang(import t { prefix t; }
+    container top { leaf f { type string; must "/t:box/t:v or //s:f"; } })yang"));
+  modules.write("t.yang", R"yang(module t { namespace "urn:t"; prefix t;
+    container box { leaf on { type string; } leaf v { when "../t:on"; type string; } } })yang");
+  ASSERT_EQ(load_text(modules), "");
+  restart();
+  const Edit box = update("<box xmlns=\"urn:t\"><on>1</on><v>1</v></box>");
+  CommitRequest request;
+  request.edits = {top("<f>1</f>"), box};
+  EXPECT_EQ(store_->commit(request).status.error_message(), "");
+  expect_json(R"({"s:top":{"f":"1"},"t:box":{"on":"1","v":"1"}})");
+}
+
+// Nothing is configured; libyang divides by zero as soon as it makes the default.
+TEST_F(StoreFindings, AStartOutlivesTheConditionOfADefault) {
+  start(R"yang(container top { leaf n { type uint8; }
+    leaf d { when "1 mod ../s:n = 0"; type string; default "D"; } })yang");
+  ASSERT_NE(store_, nullptr);
+  expect_json("{}");
+}
+
 // libyang asks for the text of the empty anydata, which it dies of; the outer condition makes its
 // condition void.
 TEST_F(StoreFindings, AnOuterConditionAnswersWhereLibyangDiesOfAnInnerOne) {

@@ -4,16 +4,29 @@
 #include <set>
 
 #include "store/node_tools.h"
+#include "store/validation/child_judgement.h"
 #include "store/validation/tree_walk.h"
 
 namespace nexa::store {
 namespace {
 
 // Null when there are none, or libyang fails.
-TreePtr defaults_of(const lys_module* module) {
+TreePtr make_defaults(const lys_module* module) {
   lyd_node* tree = nullptr;
   lyd_new_implicit_module(&tree, module, LYD_IMPLICIT_NO_STATE, nullptr);
   return TreePtr(lyd_first_sibling(tree));
+}
+
+// The same, and null where libyang would not survive it.
+TreePtr defaults_of(const lys_module* module, bool is_risky) {
+  if (is_risky) {
+    const ChildOutcome outcome = run_in_child([module] {
+      make_defaults(module);
+      return std::string();
+    });
+    if (outcome.kind != ChildOutcome::Kind::kDone) return nullptr;
+  }
+  return make_defaults(module);
 }
 
 bool insert_copy(lyd_node*& tree, const lyd_node* node) {
@@ -25,7 +38,7 @@ bool insert_copy(lyd_node*& tree, const lyd_node* node) {
 
 }  // namespace
 
-StandingDefaults::StandingDefaults(const ly_ctx* context, const Judge& judge) {
+StandingDefaults::StandingDefaults(const ly_ctx* context, bool is_risky, const Judge& judge) {
   const auto is_valid = [&judge](TreePtr& tree) {
     lyd_node* top = tree.release();
     const bool valid = judge(top);
@@ -35,8 +48,8 @@ StandingDefaults::StandingDefaults(const ly_ctx* context, const Judge& judge) {
   std::uint32_t at = 0;
   while (const lys_module* const module = ly_ctx_get_module_iter(context, &at)) {
     if (module->implemented == 0 || module->compiled == nullptr) continue;
-    TreePtr tree = defaults_of(module);
-    if (tree != nullptr && is_valid(tree)) modules_[module] = defaults_of(module);
+    TreePtr tree = defaults_of(module, is_risky);
+    if (tree != nullptr && is_valid(tree)) modules_[module] = make_defaults(module);
   }
   lyd_node* top = nullptr;
   const bool added = add_to(top);

@@ -18,7 +18,8 @@ class StandingDefaults {
   // Judges a tree and completes it; false after a violation.
   using Judge = std::function<bool(lyd_node*& tree)>;
 
-  StandingDefaults(const ly_ctx* context, const Judge& judge);
+  // `is_risky`: libyang may die of a condition, also of a default's while it is made.
+  StandingDefaults(const ly_ctx* context, bool is_risky, const Judge& judge);
 
   bool has(const lys_module* module) const { return modules_.count(module) != 0; }
 

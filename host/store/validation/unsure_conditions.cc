@@ -4,14 +4,29 @@
 #include <algorithm>
 
 #include "store/validation/level_plans.h"
+#include "store/validation/tree_walk.h"
 
 namespace nexa::store {
+namespace {
+
+// Whether libyang may judge one of them before it looks at the condition: it takes one module after
+// the other.
+bool any_of_other_module(const std::vector<const Constraint*>& constraints,
+                         const Constraint& when) {
+  const lys_module* const module = owner_module(when.node);
+  return std::any_of(
+      constraints.begin(), constraints.end(),
+      [module](const Constraint* constraint) { return owner_module(constraint->node) != module; });
+}
+
+}  // namespace
 
 UnsureConditions::UnsureConditions(const ConstraintIndex& index) {
   may_wait_ = index.has_when_chains();
   for (const Constraint* const when : index.whens()) {
     add_watchers(index, when->node, when->node);
     const std::vector<const Constraint*>& watchers = index.rules(when->node).watchers;
+    may_wait_ |= any_of_other_module(watchers, *when) || any_of_other_module(index.whole(), *when);
     may_wait_ |=
         !when->whole.empty() || std::find(watchers.begin(), watchers.end(), when) != watchers.end();
   }

@@ -18,7 +18,7 @@ class UnsureConditions {
   // Whether there are any such.
   bool any() const { return !unsure_.empty(); }
 
-  // Whether some condition may wait for another one, or for itself.
+  // Whether some condition may wait for another one, or for itself, or something else for it.
   bool may_wait() const { return may_wait_; }
 
   // Whether a default that has a condition, itself or above it, is among what `when` looks at.

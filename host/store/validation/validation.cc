@@ -71,7 +71,7 @@ struct Validator::State {
           run_in_child([&] { return std::string(judge_all(tree) ? "no" : "yes"); });
       return outcome.kind == ChildOutcome::Kind::kDone && outcome.result == "yes";
     };
-    standing = std::make_unique<StandingDefaults>(context, is_valid);
+    standing = std::make_unique<StandingDefaults>(context, index.is_risky(), is_valid);
     knowledge.has_standing_defaults = [this](const lys_module* module) {
       return standing->has(module);
     };
