@@ -59,6 +59,7 @@ struct Level {
   std::vector<const lyd_node*> arrivals;  // children that the change brought; not where fresh
   std::vector<const lysc_node*> retry;    // absent ones whose `when` may have become true
   std::vector<const lysc_node*> refused;  // made and taken out; not asked for again until retried
+  std::size_t refusals = 0;               // how often something was made and taken out
 };
 
 // What the check knows about the loaded schema; shared by all judgements.
@@ -163,6 +164,7 @@ class ChangeCheck {
   void judge_whens();
   void judge_next_when(WhenQueue& queue);
   void judge_when(const Constraint& constraint, lyd_node* node);
+  void refuse(const lysc_node* schema, Level& level);
   void refuse_given_below(lyd_node* root);
   bool is_in_active_case(const Level& level, const lysc_node* node);
   void judge_absent(const lysc_node* node, Level& level);
@@ -217,9 +219,10 @@ class ChangeCheck {
   bool judges_whole_ = false;   // nothing is left to libyang: it judged the tree before
   bool reached_whole_ = false;  // judges_whole_: something that whole constraints look at changed
   bool is_dropping_ = false;    // a condition takes out a node that was there before
-  bool any_gone_ = false;       // some node went or took another value
-  std::size_t most_nodes_ = 0;  // 0: no limit
-  std::size_t nodes_ = 0;       // touched so far
+  const lysc_node* refused_ = nullptr;  // a condition takes out a default of this that it was asked
+  bool any_gone_ = false;               // some node went or took another value
+  std::size_t most_nodes_ = 0;          // 0: no limit
+  std::size_t nodes_ = 0;               // touched so far
 
   std::vector<TreePtr> dropped_;  // made and taken out by the judgement itself
   std::deque<Level> levels_;

@@ -12,6 +12,8 @@ void ChangeCheck::fire(const lysc_node* schema, lyd_node* start, Event event,
   for (const Constraint* const constraint : rules.watchers) {
     const bool is_when = constraint->kind == Constraint::Kind::kWhen;
     const bool is_reference = constraint->kind == Constraint::Kind::kReference;
+    // That the node goes is its own condition's verdict.
+    if (is_when && constraint->node == schema && schema == refused_) continue;
     if (is_reference && event == Event::kCreated) continue;
     if (constraint->target != nullptr && constraint->target != schema) continue;
     lyd_node* reach = nullptr;

@@ -72,9 +72,19 @@ void ChangeCheck::judge_when(const Constraint& constraint, lyd_node* node) {
   }
   refuse_given_below(node);
   is_dropping_ = !NodeStates::is_implicit(node);
-  if (!is_dropping_) level_of(lyd_parent(node), node->schema).refused.push_back(node->schema);
+  if (!is_dropping_) refuse(node->schema, level_of(lyd_parent(node), node->schema));
   drop(node);
   is_dropping_ = false;
+  refused_ = nullptr;
+}
+
+// Notes that a default does not stand. Conditions that turn each other round and round have no
+// verdict.
+void ChangeCheck::refuse(const lysc_node* schema, Level& level) {
+  constexpr std::size_t kMostRefusals = 1000;
+  refused_ = schema;
+  level.refused.push_back(schema);
+  unknown_ |= ++level.refusals > kMostRefusals;
 }
 
 // What the change gives below a node that goes, and that has a condition itself, does not go with
