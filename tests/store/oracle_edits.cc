@@ -354,7 +354,7 @@ void ExplicitTree::note_given(const lyd_node* first) {
 
 bool ExplicitTree::apply(const Edit& edit, std::string& why) {
   if (!names_something(edit.target.path)) {
-    why = "the path names nothing in the schema";
+    why = kNoSuchPath;
     return false;
   }
   if (edit.kind == Edit::Kind::kDelete) {

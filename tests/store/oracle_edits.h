@@ -14,6 +14,9 @@
 
 namespace nexa_test {
 
+// Why an edit is refused whose path the schema does not have.
+inline constexpr char kNoSuchPath[] = "the path names nothing in the schema";
+
 struct ForestDelete {
   void operator()(lyd_node* top) const { lyd_free_all(top); }
 };

@@ -153,6 +153,30 @@ TEST_F(StoreFindings, AStartOutlivesTheConditionOfADefault) {
   expect_json("{}");
 }
 
+// For libyang the root is an ancestor of any name, and its text is that of all there is.
+TEST_F(StoreFindings, AMustThatAsksForTheTextOfItsAncestorsAtTheTop) {
+  start(R"yang(container top { leaf f { type string; } leaf g { type string; }
+    must "not(normalize-space(ancestor::*) = 'c')"; })yang");
+  ASSERT_EQ(text(top("<f>a</f><g>b</g>")), "");
+  EXPECT_EQ(commit(update("<top xmlns=\"urn:s\"><f/><g>c</g></top>")).error_code(),
+            grpc::StatusCode::FAILED_PRECONDITION);
+  expect_json(R"({"s:top":{"f":"a","g":"b"}})");
+}
+
+// The condition looks at the whole tree, and what it takes out is all that there is.
+TEST_F(StoreFindings, DefaultsComeBackWithTheLastNodeThatAConditionTakesOut) {
+  start(R"yang(container top { presence "There."; leaf f { type string; default "F"; }
+      list l { key "k"; leaf k { type string; } } }
+    choice ch { default usual;
+      case usual { leaf-list d { type string; default "D"; } }
+      case other { when "/s:top/s:f and (/s:top/s:l[last()] or true())";
+        container o { leaf v { type string; } } } })yang");
+  expect_json(R"({"s:d":["D"]})");
+  ASSERT_EQ(text(update("<top xmlns=\"urn:s\"/><o xmlns=\"urn:s\"><v>1</v></o>")), "");
+  EXPECT_EQ(text(drop("/s:top")), "");
+  expect_json(R"({"s:d":["D"]})");
+}
+
 // libyang asks for the text of the empty anydata, which it dies of; the outer condition makes its
 // condition void.
 TEST_F(StoreFindings, AnOuterConditionAnswersWhereLibyangDiesOfAnInnerOne) {

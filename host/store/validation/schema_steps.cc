@@ -236,7 +236,8 @@ void SchemaEvaluator::filter(const XpathStep& step, SchemaNodes& nodes) {
   }
   if (step.test == Test::kAnyName) not_proven("wildcard *");
   const lys_module* const module = module_of(step);
-  nodes.has_root = false;
+  // For libyang the root passes for a node of any name.
+  nodes.has_root = nodes.has_root && step.test == Test::kAnyName;
   const auto is_other = [&](const lysc_node* node) {
     if (module != nullptr && node->module != module) return true;
     return step.test == Test::kName && step.name != node->name;

@@ -132,7 +132,11 @@ struct Validator::State {
     int rounds = 0;
     bool valid = true;
     do {
-      if (rounds != 0) make_room_everywhere(tree);
+      if (rounds != 0) {
+        make_room_everywhere(tree);
+        // A module that has no data any more has its defaults again.
+        if (standing != nullptr && !standing->add_to(tree)) throw std::bad_alloc();
+      }
       before = after;
       ly_err_clean(const_cast<ly_ctx*>(context), nullptr);
       {
