@@ -177,6 +177,23 @@ TEST_F(StoreFindings, DefaultsComeBackWithTheLastNodeThatAConditionTakesOut) {
   expect_json(R"({"s:d":["D"]})");
 }
 
+// Not as RFC 7950 has it, sections 7.9.3 and 7.6.1: the case has data, so its default is in use.
+// libyang completes the innermost case alone, and the store does as libyang does.
+TEST_F(StoreFindings, ADefaultBesideTheDataOfANestedChoiceIsNotThere) {
+  start(R"yang(container top { leaf f { type string; }
+    choice outer {
+      case a { leaf d { type string; default "D"; } leaf e { type string; }
+               choice inner { case x { leaf x1 { type string; }
+                                       leaf x2 { type string; default "X"; } } } }
+      case b { leaf b1 { type string; } } } })yang");
+  ASSERT_EQ(text(top("<x1>1</x1>")), "");
+  expect_json(R"({"s:top":{"x1":"1","x2":"X"}})");
+  EXPECT_EQ(text(top("<f>1</f>")), "");
+  expect_json(R"({"s:top":{"f":"1","x1":"1","x2":"X"}})");
+  EXPECT_EQ(text(top("<e>1</e>")), "");
+  expect_json(R"({"s:top":{"f":"1","d":"D","e":"1","x1":"1","x2":"X"}})");
+}
+
 // libyang asks for the text of the empty anydata, which it dies of; the outer condition makes its
 // condition void.
 TEST_F(StoreFindings, AnOuterConditionAnswersWhereLibyangDiesOfAnInnerOne) {

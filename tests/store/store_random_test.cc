@@ -6,7 +6,7 @@
 //   NEXA_RANDOM_FAILURES   how many disagreements to show before the test ends, 1 unless told
 //
 // libyang 2.1.30 is the reference except here, where the generator leaves the expression out or
-// takes no result for a reference; the first four stand in RFC 7950, the fifth in XPath 1.0:
+// takes no result for a reference; the first five stand in RFC 7950, the sixth in XPath 1.0:
 //   7.21.5  defaults whose `when` looks at other conditional defaults: all are there while each is
 //           asked. Such results count as "without a reference".
 //   7.17    nodes that one module adds to a case of another one's top-level choice: not found, and
@@ -14,6 +14,7 @@
 //   10.3.1  deref() of a leaf that is no reference, a predicate that asks for current() where it is
 //           absent, preceding-sibling and preceding at the top level: libyang dies.
 //   7.9.3   a document that holds an empty container below a false `when`: refused or not.
+//   7.9.3   a default beside the data of a nested choice: not made, by the store neither.
 //   2.1     "*" or node() with further steps behind it finds nodes that are not there.
 #include <gtest/gtest.h>
 
