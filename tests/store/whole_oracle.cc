@@ -166,11 +166,12 @@ OracleAnswer WholeOracle::judge_here(const std::string& inner_xml,
   }
   const std::set<std::string> edited = explicit_paths(tree.top());
   for (int round = 0; round < kMostRounds; ++round) {
+    // deref() may be asked before the default is there that the reference names.
     why = settle_conditions(tree);
-    if (!why.empty()) return refusal(why);
+    if (!why.empty()) return uncertain(why);
     const std::set<std::string> settled = explicit_paths(tree.top());
     flag_conditions_true(tree.top());
-    if (!add_defaults(tree, used_modules(tree))) return refusal("defaults: " + last_message());
+    if (!add_defaults(tree, used_modules(tree))) return uncertain("defaults: " + last_message());
     const bool held = all_hold(tree);
     const bool is_valid = validate(tree);
     if (!is_valid) why = last_message();
