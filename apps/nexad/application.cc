@@ -8,7 +8,10 @@
 #include "kestrel/loader.h"
 #include "log.h"
 #include "preflight.h"
+#include "state/interface_events.h"
 #include "state/linux_interfaces.h"
+#include "state/openconfig_interfaces.h"
+#include "state/openconfig_system.h"
 #include "store/tree_store.h"
 
 namespace nexad {
@@ -240,7 +243,7 @@ bool Application::serve(std::string& error) {
       {},
       metrics_,
       {}};
-  if (!config_.no_linux_state) providers_.push_back(nexa::state::make_linux_interfaces());
+  add_linux_state();
   for (const auto& provider : providers_) parts.providers.push_back(provider.get());
   if (!hook_.command.empty()) {
     parts.approve = [this](const nexa::store::Change& change) {
@@ -255,6 +258,16 @@ bool Application::serve(std::string& error) {
       tls_ == nullptr ? grpc::InsecureServerCredentials() : make_tls_credentials(tls_),
       {service_->service(), config_.reflection ? &service_->reflection() : nullptr}, error);
   return server_ != nullptr;
+}
+
+void Application::add_linux_state() {
+  if (config_.no_linux_state) return;
+  nexa::state::InterfaceSources sources;
+  sources.events = nexa::state::make_netlink_events();
+  if (!sources.events->works()) log_warning("the kernel does not tell of changes of interfaces");
+  providers_.push_back(nexa::state::make_linux_interfaces(sources.sysfs, sources.events));
+  providers_.push_back(nexa::state::make_openconfig_interfaces(sources));
+  providers_.push_back(nexa::state::make_openconfig_system());
 }
 
 void Application::reload() {

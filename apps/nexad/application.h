@@ -58,6 +58,7 @@ class Application {
   bool run_hook_at_start(std::string& error);
   bool open_metrics(std::string& error);
   bool serve(std::string& error);
+  void add_linux_state();
   void start_verifier();
   void add_values();
   void add_store_values();

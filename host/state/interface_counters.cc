@@ -1,44 +1,62 @@
-// Counters of 32 bits are the lower half of the kernel's, as RFC 8343 lets them wrap.
+// The short counters of RFC 8343 are the lower half of the kernel's, as it lets them wrap; those of
+// OpenConfig are long throughout.
 #include "state/interface_counters.h"
 
 #include <net/if.h>
 
-#include <cstdint>
-
 #include "state/sysfs_value.h"
-#include "text/escape.h"
 
 namespace nexa::state {
 namespace {
 
+enum class Size : std::uint8_t {
+  kLong,   // counter64
+  kShort,  // counter32 in RFC 8343
+};
+
+enum class Of : std::uint8_t { kBoth, kUnicastOnly, kOpenConfigOnly };
+
 struct Counter {
   const char* leaf;
-  const char* file;
-  bool is_long;  // counter64
-  bool is_of_all_packets;
+  const char* file;  // below the interface's folder
+  Size size;
+  Of of;
 };
 
 constexpr Counter kCounters[] = {
-    {"in-octets", "rx_bytes", true, false},          {"in-unicast-pkts", "rx_packets", true, true},
-    {"in-multicast-pkts", "multicast", true, false}, {"in-discards", "rx_dropped", false, false},
-    {"in-errors", "rx_errors", false, false},        {"out-octets", "tx_bytes", true, false},
-    {"out-unicast-pkts", "tx_packets", true, true},  {"out-discards", "tx_dropped", false, false},
-    {"out-errors", "tx_errors", false, false},
+    {"in-octets", "/statistics/rx_bytes", Size::kLong, Of::kBoth},
+    {"in-pkts", "/statistics/rx_packets", Size::kLong, Of::kOpenConfigOnly},
+    {"in-unicast-pkts", "/statistics/rx_packets", Size::kLong, Of::kUnicastOnly},
+    {"in-multicast-pkts", "/statistics/multicast", Size::kLong, Of::kBoth},
+    {"in-discards", "/statistics/rx_dropped", Size::kShort, Of::kBoth},
+    {"in-errors", "/statistics/rx_errors", Size::kShort, Of::kBoth},
+    {"in-fcs-errors", "/statistics/rx_crc_errors", Size::kLong, Of::kOpenConfigOnly},
+    {"out-octets", "/statistics/tx_bytes", Size::kLong, Of::kBoth},
+    {"out-pkts", "/statistics/tx_packets", Size::kLong, Of::kOpenConfigOnly},
+    {"out-unicast-pkts", "/statistics/tx_packets", Size::kLong, Of::kUnicastOnly},
+    {"out-discards", "/statistics/tx_dropped", Size::kShort, Of::kBoth},
+    {"out-errors", "/statistics/tx_errors", Size::kShort, Of::kBoth},
+    {"carrier-transitions", "/carrier_changes", Size::kLong, Of::kOpenConfigOnly},
 };
 
 }  // namespace
 
-void append_counters(const std::string& folder, unsigned flags, const InterfaceSchema& schema,
-                     std::string& xml) {
+bool write_counters(const std::string& folder, unsigned flags, CounterModel model,
+                    SchemaWriter& writer) {
   const bool is_unicast_only = (flags & (IFF_BROADCAST | IFF_MULTICAST)) == 0;
+  const bool is_ietf = model == CounterModel::kIetf;
+  bool any = false;
   for (const Counter& counter : kCounters) {
-    if (counter.is_of_all_packets && !is_unicast_only) continue;
-    if (!schema.has_statistic(counter.leaf)) continue;
-    const auto value = read_number(folder + "/statistics/" + counter.file);
+    if (counter.of == Of::kUnicastOnly && !is_unicast_only) continue;
+    if (counter.of == Of::kOpenConfigOnly && is_ietf) continue;
+    if (!writer.has(counter.leaf)) continue;
+    const auto value = read_number(folder + counter.file);
     if (!value) continue;
-    const std::uint64_t shown = counter.is_long ? *value : *value & 0xFFFFFFFFU;
-    text::append_xml_leaf(counter.leaf, std::to_string(shown), xml);
+    const bool wraps = is_ietf && counter.size == Size::kShort;
+    writer.leaf(counter.leaf, wraps ? *value & 0xFFFFFFFFU : *value);
+    any = true;
   }
+  return any;
 }
 
 }  // namespace nexa::state

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "state/interface_events.h"
 #include "state/state_provider.h"
 
 namespace nexa::state {
@@ -15,7 +16,9 @@ namespace nexa::state {
 // The identities of types and the features (if-mib for if-index and admin-status) come from the
 // loaded schema. Left out are values whose node or identity is not loaded, values that cannot be
 // read, and interfaces whose name a YANG string cannot hold.
-std::unique_ptr<StateProvider> make_linux_interfaces(std::string sysfs = "/sys");
+// `events` tells of changes; null: nobody does.
+std::unique_ptr<StateProvider> make_linux_interfaces(
+    std::string sysfs = "/sys", std::shared_ptr<InterfaceEvents> events = nullptr);
 
 }  // namespace nexa::state
 

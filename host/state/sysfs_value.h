@@ -1,4 +1,5 @@
-// One-line values of sysfs. A value that cannot be read or is no such value is not there.
+// One-line values of sysfs and procfs. A value that cannot be read or is no such value is not
+// there.
 #ifndef HOST_STATE_SYSFS_VALUE_H_
 #define HOST_STATE_SYSFS_VALUE_H_
 
@@ -16,6 +17,9 @@ std::optional<std::uint64_t> read_number(const std::string& file);
 
 // The time of the machine's start out of `<proc>/stat`, in seconds since the Unix epoch.
 std::optional<std::int64_t> read_boot_time(const std::string& proc);
+
+// Seconds since the Unix epoch as yang:date-and-time, in UTC; empty for a time that has no year.
+std::string date_and_time(std::int64_t seconds);
 
 }  // namespace nexa::state
 

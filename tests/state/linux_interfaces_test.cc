@@ -3,14 +3,13 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <libyang/libyang.h>
 
-#include <cstdlib>
 #include <ctime>
 #include <memory>
 
 #include "fake_sysfs.h"
 #include "real/yang_folders.h"
+#include "state_documents.h"
 
 namespace nexa::state {
 namespace {
@@ -18,40 +17,9 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-struct FreeTree {
-  void operator()(lyd_node* tree) const { lyd_free_all(tree); }
-};
-using Tree = std::unique_ptr<lyd_node, FreeTree>;
-
-std::string load(std::vector<std::string> modules,
-                 std::map<std::string, std::vector<std::string>> features = {}) {
-  kestrel::LoadOptions options;
-  options.search_dirs = {nexa_test::ietf_nmda_folder().path, nexa_test::ietf_folder().path};
-  options.modules = std::move(modules);
-  options.features = std::move(features);
-  const auto error = kestrel::load(options);
-  return error ? error->text() : std::string();
-}
-
-// What libyang, at its strictest, makes of the text: JSON, or the message of the refusal.
-std::string read_strictly(const std::string& xml) {
-  lyd_node* tree = nullptr;
-  const LY_ERR read = lyd_parse_data_mem(kestrel::context(), xml.c_str(), LYD_XML,
-                                         LYD_PARSE_STRICT | LYD_PARSE_ONLY, 0, &tree);
-  const Tree owner(tree);
-  if (read != LY_SUCCESS) return std::string("refused: ") + ly_errmsg(kestrel::context());
-  char* text = nullptr;
-  lyd_print_mem(&text, tree, LYD_JSON, LYD_PRINT_WITHSIBLINGS | LYD_PRINT_SHRINK);
-  const std::string json = text == nullptr ? "" : text;
-  std::free(text);
-  return json;
-}
-
-std::string xml_of(StateProvider& provider) {
-  std::string xml;
-  provider.append_xml(xml);
-  return xml;
-}
+using nexa_test::load;
+using nexa_test::read_strictly;
+using nexa_test::xml_of;
 
 class LinuxInterfaces : public ::testing::Test {
  protected:
