@@ -124,6 +124,11 @@ bool Application::open_store(std::string& error) {
   options.max_nodes = static_cast<std::size_t>(config_.max_set_nodes);
   options.max_bytes = static_cast<std::size_t>(config_.max_set_bytes);
   options.warn = [](const std::string& line) { log_warning(line); };
+  if (mirrors_state(config_)) {
+    mirror_ = std::make_unique<nexa::model::StateMirror>();
+    // Readers of a schema without such containers need not ask for them.
+    if (!mirror_->empty()) options.mirror = mirror_.get();
+  }
   std::vector<std::string> notes;
   store_ = nexa::store::open_tree_store(options, error, &notes);
   for (const std::string& note : notes) log_info(note);

@@ -10,6 +10,7 @@
 #include "access/access.h"
 #include "hook/commit_hook.h"
 #include "metrics.h"
+#include "model/state_mirror.h"
 #include "nexa/nexa_srv_kestrel_namespace_mapper_impl.h"
 #include "server.h"
 #include "server/gnmi_service.h"
@@ -73,6 +74,7 @@ class Application {
   std::unique_ptr<nexa::translate::Translator> translator_;
   std::shared_ptr<TlsStore> tls_;
   std::unique_ptr<nexa::access::AccessControl> access_;
+  std::unique_ptr<nexa::model::StateMirror> mirror_;
   std::unique_ptr<nexa::store::ConfigStore> store_;
   std::vector<std::unique_ptr<nexa::state::StateProvider>> providers_;
   Metrics metrics_;

@@ -54,6 +54,11 @@ std::string ServerConfig::origin(const std::string& setting) const {
   return found == origins.end() ? "--" + setting : found->second;
 }
 
+bool mirrors_state(const ServerConfig& config) {
+  if (config.mirror_state != kMirrorOn) return false;
+  return config.given("mirror-state") || config.profile == nexa::profile::kFullName;
+}
+
 std::string fault_of(const ServerConfig& config) {
   if (config.yang_dirs.empty()) {
     return missing("--yang-dir", "without YANG modules there is nothing to serve");
@@ -69,6 +74,10 @@ std::string fault_of(const ServerConfig& config) {
   }
   if (!nexa::profile::profile_of(config.profile)) {
     return config.origin("profile") + ": \"" + config.profile + "\" is neither full nor device";
+  }
+  if (config.mirror_state != kMirrorOn && config.mirror_state != kMirrorOff) {
+    return config.origin("mirror-state") + ": \"" + config.mirror_state +
+           "\" is neither on nor off";
   }
   if (!is_log_level(config.log_level)) {
     return config.origin("log-level") + ": \"" + config.log_level +

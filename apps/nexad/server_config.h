@@ -14,6 +14,8 @@ namespace nexad {
 inline constexpr char kDefaultMetrics[] = "127.0.0.1:9340";
 inline constexpr char kVerifyOn[] = "on";
 inline constexpr char kVerifyOff[] = "off";
+inline constexpr char kMirrorOn[] = "on";
+inline constexpr char kMirrorOff[] = "off";
 
 struct ServerConfig {
   // Schema and data.
@@ -25,6 +27,7 @@ struct ServerConfig {
   std::uint64_t history_limit = 100000;
   std::string verify = kVerifyOn;  // or kVerifyOff
   std::uint64_t verify_interval = 60;
+  std::string mirror_state = kMirrorOn;  // or kMirrorOff; see mirrors_state()
 
   // Who is served, where and how.
   std::string listen = "127.0.0.1:9339";
@@ -85,6 +88,10 @@ struct ServerConfig {
 };
 
 // What is wrong with the configuration as a whole, naming the settings; empty when nothing is.
+// Whether what is configured shows in operational data: unless it is given, the full profile alone
+// has it.
+bool mirrors_state(const ServerConfig& config);
+
 // Looks at no file.
 std::string fault_of(const ServerConfig& config);
 

@@ -40,6 +40,10 @@ const std::vector<Setting> kSettings = {
     {"no-linux-state", "",
      "Do not show this machine's interfaces, addresses and system as state data",
      Switch{&Config::no_linux_state}},
+    {"mirror-state", "STATE",
+     "on or off: whether a leaf of a container \"state\" shows what is configured for the leaf of "
+     "the same name in the container \"config\" beside it; with --profile device only when given",
+     Text{&Config::mirror_state}},
     {"listen", "ADDRESS", "Where clients are served; port 0: any free one", Text{&Config::listen}},
     {"tls-cert", "FILE", "The server's certificate, and those that lead to its root (PEM)",
      Text{&Config::tls_cert}},

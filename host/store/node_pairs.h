@@ -5,7 +5,10 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
+#include "store/reading/mirrored_state.h"
 #include "store/reading/selection.h"
 
 namespace nexa::store {
@@ -17,17 +20,24 @@ inline bool may_repeat(const lysc_node* schema) { return lysc_is_dup_inst_list(s
 struct PairLevel {
   const ImageInner* config = nullptr;
   const ImageInner* state = nullptr;
+  const model::StateMirror* mirror = nullptr;  // as in NodePair
 
   // `node` is a pair of containers or entries.
   static PairLevel below(const NodePair& node) {
-    return {static_cast<const ImageInner*>(node.config),
-            static_cast<const ImageInner*>(node.state)};
+    return {static_cast<const ImageInner*>(node.config), static_cast<const ImageInner*>(node.state),
+            node.mirror};
+  }
+
+  // The containers "state" of the level that the configuration may fill.
+  std::span<const model::MirroredContainer> mirrored() const {
+    if (mirror == nullptr || config == nullptr) return {};
+    return mirror->below(config->schema());
   }
 };
 
-// The children of the level; those of a list or leaf-list are one pair of groups.
+// The children that stand in the two trees.
 template <typename Take>
-void each_child(const PairLevel& level, Take&& take) {
+void each_stored_child(const PairLevel& level, Take&& take) {
   using Children = std::span<const ImageSlot>;
   const Children config = level.config != nullptr ? level.config->children() : Children();
   const Children state = level.state != nullptr ? level.state->children() : Children();
@@ -41,10 +51,46 @@ void each_child(const PairLevel& level, Take&& take) {
     if (left_number <= right_number) ++i;
     if (right_number <= left_number) ++j;
     take(NodePair{left_number <= right_number ? left : nullptr,
-                  right_number <= left_number ? right : nullptr});
+                  right_number <= left_number ? right : nullptr, level.mirror});
   }
-  for (; i < config.size(); ++i) take(NodePair{config[i].get(), nullptr});
-  for (; j < state.size(); ++j) take(NodePair{nullptr, state[j].get()});
+  for (; i < config.size(); ++i) take(NodePair{config[i].get(), nullptr, level.mirror});
+  for (; j < state.size(); ++j) take(NodePair{nullptr, state[j].get(), level.mirror});
+}
+
+// The children of the level; those of a list or leaf-list are one pair of groups. A container
+// "state" that the mirror fills is made for the time of the call.
+template <typename Take>
+void each_child(const PairLevel& level, Take&& take) {
+  std::vector<ImageSlot> made;
+  for (const model::MirroredContainer& pair : level.mirrored()) {
+    if (ImageSlot node = mirrored_state(pair, *level.config, level.state)) {
+      made.push_back(std::move(node));
+    }
+  }
+  if (made.empty()) return each_stored_child(level, take);
+  auto next = made.cbegin();
+  each_stored_child(level, [&](const NodePair& node) {
+    const std::uint32_t number = schema_number(node.any()->schema());
+    bool is_replaced = false;
+    for (; next != made.cend() && schema_number((*next)->schema()) <= number; ++next) {
+      is_replaced = schema_number((*next)->schema()) == number;
+      take(NodePair{nullptr, next->get()});
+    }
+    if (!is_replaced) take(node);
+  });
+  for (; next != made.cend(); ++next) take(NodePair{nullptr, next->get()});
+}
+
+// The child of one schema node, as each_child() gives it; an empty pair where there is none.
+template <typename Take>
+void with_child(const PairLevel& level, const lysc_node* schema, Take&& take) {
+  for (const model::MirroredContainer& pair : level.mirrored()) {
+    if (pair.state != schema) continue;
+    const ImageSlot made = mirrored_state(pair, *level.config, level.state);
+    if (made) return take(NodePair{nullptr, made.get()});
+  }
+  take(NodePair{level.config == nullptr ? nullptr : level.config->find(schema),
+                level.state == nullptr ? nullptr : level.state->find(schema), level.mirror});
 }
 
 // What a group knows an entry by (image_key): the only key and a leaf-list's value are seen in
@@ -72,13 +118,14 @@ void each_entry(const NodePair& groups, Take&& take) {
     for (const GroupEntry* const entry : config->in_order()) {
       const GroupEntry* const like = alike ? state->find(key_of(*entry->node, kept)) : nullptr;
       if (like != nullptr) ++matched;
-      take(NodePair{entry->node.get(), like != nullptr ? like->node.get() : nullptr});
+      take(
+          NodePair{entry->node.get(), like != nullptr ? like->node.get() : nullptr, groups.mirror});
     }
   }
   if (state != nullptr && matched < state->size()) {
     for (const GroupEntry* const entry : state->in_order()) {
       if (alike && config->find(key_of(*entry->node, kept)) != nullptr) continue;
-      take(NodePair{nullptr, entry->node.get()});
+      take(NodePair{nullptr, entry->node.get(), groups.mirror});
     }
   }
 }

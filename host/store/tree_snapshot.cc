@@ -90,15 +90,16 @@ grpc::Status TreeSnapshot::read(const Query& query, const StateTree* state,
   const ImageInner* const data = state != nullptr && query.part != DataPart::kConfig
                                      ? static_cast<const ParsedState*>(state)->top()
                                      : nullptr;
+  const model::StateMirror* const mirror = query.part != DataPart::kConfig ? mirror_ : nullptr;
   Writer writer(query, sink);
   const auto found = [&](const NodePair& node, gnmi::Path& path) {
     if (node.any() == nullptr) {
-      writer.whole_tree({image_.get(), data}, path);
+      writer.whole_tree({image_.get(), data, mirror}, path);
     } else {
       writer.found(node, path);
     }
   };
-  select_nodes(query.target, image_.get(), data, found, LeafLists::kWhole);
+  select_nodes(query.target, image_.get(), data, found, LeafLists::kWhole, mirror);
   return grpc::Status::OK;
 }
 

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <utility>
 
+#include "model/state_mirror.h"
 #include "store/config_store.h"
 #include "store/image/image.h"
 
@@ -14,8 +15,10 @@ namespace nexa::store {
 
 class TreeSnapshot : public Snapshot {
  public:
-  // `image` is not null; `number` is the commit that left it.
-  TreeSnapshot(ImagePtr image, std::uint64_t number) : image_(std::move(image)), number_(number) {}
+  // `image` is not null; `number` is the commit that left it. With `mirror`, which outlives the
+  // object, readers see what is configured in the containers "state" as well.
+  TreeSnapshot(ImagePtr image, std::uint64_t number, const model::StateMirror* mirror = nullptr)
+      : image_(std::move(image)), number_(number), mirror_(mirror) {}
 
   grpc::Status read(const Query& query, const StateTree* state,
                     const ValueSink& sink) const override;
@@ -26,6 +29,7 @@ class TreeSnapshot : public Snapshot {
  private:
   ImagePtr image_;
   std::uint64_t number_;
+  const model::StateMirror* mirror_;
 };
 
 // ConfigStore::parse_state.

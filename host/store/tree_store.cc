@@ -146,7 +146,7 @@ bool TreeStore::load(const std::string& file, std::vector<std::string>& notes, s
   schema_hash_ = loaded_schema_hash();
   StartState start;
   if (!start_state(*log_, file, judge_, start, notes, error)) return false;
-  current_ = std::make_shared<TreeSnapshot>(start.image, log_->head());
+  current_ = std::make_shared<TreeSnapshot>(start.image, log_->head(), options_.mirror);
   health_.violation = start.violation;
   health_.deaths = judge_.deaths();
   if (start.judged) health_.verified = log_->head();
@@ -536,7 +536,8 @@ CommitResult TreeStore::finish(Transaction& transaction) {
 
 void TreeStore::publish(const Transaction& transaction) {
   last_time_ns_ = transaction.time_ns;
-  auto snapshot = std::make_shared<const TreeSnapshot>(transaction.after, transaction.number);
+  auto snapshot =
+      std::make_shared<const TreeSnapshot>(transaction.after, transaction.number, options_.mirror);
   const std::lock_guard<std::mutex> lock(publication_);
   current_.swap(snapshot);
   if (!transaction.whole) return;

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "model/state_mirror.h"
 #include "store/config_store.h"
 
 namespace nexa::store {
@@ -18,6 +19,9 @@ struct TreeStoreOptions {
   // What the documents of one commit may hold; 0: any number.
   std::size_t max_nodes = 0;
   std::size_t max_bytes = 0;
+  // With it, snapshots show what is configured in operational data as well, unless that has the
+  // values itself. Outlives the store and its snapshots; null: they do not.
+  const model::StateMirror* mirror = nullptr;
   // Hears, in one line, of what went wrong beside the commits. Any thread; null: nobody.
   std::function<void(const std::string& line)> warn;
 };

@@ -92,7 +92,7 @@ std::string printed_by_libyang(const lyd_node* tree) {
 
 std::string printed(const lyd_node* config, const lyd_node* state, const JsonForm& form) {
   std::string json;
-  append_tree(image_of_tree(config).get(), image_of_tree(state).get(), form, json);
+  append_tree({image_of_tree(config).get(), image_of_tree(state).get()}, form, json);
   return json;
 }
 

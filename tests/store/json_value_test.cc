@@ -25,7 +25,7 @@ class JsonValue : public ::testing::Test {
     config_ = nexa_test::shop_image(config);
     state_ = nexa_test::shop_image(state);
     std::string json = "<";
-    if (append_tree(config_.get(), state_.get(), form_, json)) return json.substr(1);
+    if (append_tree({config_.get(), state_.get()}, form_, json)) return json.substr(1);
     EXPECT_EQ(json, "<") << "changed without a value";
     return kMissing;
   }

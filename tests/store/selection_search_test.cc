@@ -104,7 +104,7 @@ TEST_F(SelectionSearch, OverlayTakesTimeByTheEntry) {
     std::string json;
     return best_seconds([&] {
       json.clear();
-      EXPECT_TRUE(append_tree(config.get(), state.get(), kIetf, json));
+      EXPECT_TRUE(append_tree({config.get(), state.get()}, kIetf, json));
     });
   };
   // Eight times the entries; looking at every one for each would take 64 times as long.
@@ -115,7 +115,7 @@ TEST_F(SelectionSearch, TopLevelListsAreOverlaidByTheirKeys) {
   const ImagePtr config = shelves(256, false);
   const ImagePtr state = shelves(200, true);
   std::string json;
-  ASSERT_TRUE(append_tree(config.get(), state.get(), kIetf, json));
+  ASSERT_TRUE(append_tree({config.get(), state.get()}, kIetf, json));
   const auto count_of = [&](const std::string& text) {
     int count = 0;
     for (std::size_t at = json.find(text); at != std::string::npos; at = json.find(text, at + 1)) {
@@ -131,12 +131,12 @@ TEST_F(SelectionSearch, SeveralReadersFindWhatOneFinds) {
   const ImagePtr config = stock(500, false);
   const ImagePtr state = stock(400, true);
   std::string expected;
-  ASSERT_TRUE(append_tree(config.get(), state.get(), kIetf, expected));
+  ASSERT_TRUE(append_tree({config.get(), state.get()}, kIetf, expected));
   std::atomic<int> wrong = 0;
   const auto read = [&](int seed) {
     for (int round = 0; round < 20; ++round) {
       std::string json;
-      append_tree(config.get(), state.get(), kIetf, json);
+      append_tree({config.get(), state.get()}, kIetf, json);
       if (json != expected) ++wrong;
       for (int i = seed; i < 400; i += 7) {
         int found = 0;

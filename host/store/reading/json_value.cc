@@ -165,10 +165,9 @@ bool append_value(const NodePair& node, const JsonForm& form, std::string& json)
   return asked.any() != nullptr && Printer(form, json).value(asked);
 }
 
-bool append_tree(const ImageInner* config, const ImageInner* state, const JsonForm& form,
-                 std::string& json) {
+bool append_tree(const PairLevel& top, const JsonForm& form, std::string& json) {
   const std::size_t begin = json.size();
-  if (Printer(form, json).members(wanted(PairLevel{config, state}, form.part), true)) return true;
+  if (Printer(form, json).members(wanted(top, form.part), true)) return true;
   json.resize(begin);
   return false;
 }

@@ -7,6 +7,7 @@
 
 #include "model/model_set.h"
 #include "store/config_store.h"
+#include "store/node_pairs.h"
 #include "store/reading/selection.h"
 
 namespace nexa::store {
@@ -25,8 +26,7 @@ struct JsonForm {
 bool append_value(const NodePair& node, const JsonForm& form, std::string& json);
 
 // Appends the object of all top-level nodes of the two trees.
-bool append_tree(const ImageInner* config, const ImageInner* state, const JsonForm& form,
-                 std::string& json);
+bool append_tree(const PairLevel& top, const JsonForm& form, std::string& json);
 
 }  // namespace nexa::store
 

@@ -54,7 +54,7 @@ class DataWalk {
     if (open.size() == 1 && steps_[open.front()].kind == TargetStep::Kind::kName) {
       const auto [first, end] = steps_[open.front()].below(parent);
       for (const TargetNode* meant = first; meant != end; ++meant) {
-        instances({child(level.config, meant->schema), child(level.state, meant->schema)}, open);
+        with_child(level, meant->schema, [&](const NodePair& node) { instances(node, open); });
       }
       return;
     }
@@ -65,10 +65,6 @@ class DataWalk {
       }
       if (!matching.empty()) instances(node, matching);
     });
-  }
-
-  static const ImageNode* child(const ImageInner* parent, const lysc_node* schema) {
-    return parent == nullptr ? nullptr : parent->find(schema);
   }
 
   bool may_mean(std::size_t i, const lysc_node* parent, const lysc_node* schema) const {
@@ -98,7 +94,7 @@ class DataWalk {
       each_entry(node, [&](const NodePair& entry) { enter(entry, matching, matches); });
       return;
     }
-    const NodePair entry = {find(node.config, *only), find(node.state, *only)};
+    const NodePair entry = {find(node.config, *only), find(node.state, *only), node.mirror};
     if (entry.any() != nullptr) enter(entry, matching, matches);
   }
 
@@ -259,7 +255,7 @@ class PathNamer {
 }  // namespace
 
 void select_nodes(const Target& target, const ImageInner* config, const ImageInner* state,
-                  const NodeSink& found, LeafLists leaf_lists) {
+                  const NodeSink& found, LeafLists leaf_lists, const model::StateMirror* mirror) {
   PathNamer namer(target);
   const DataWalk::Sink sink = [&](const NodePair& node, const std::vector<DataWalk::Met>& way) {
     gnmi::Path concrete = namer.name(way);
@@ -268,7 +264,7 @@ void select_nodes(const Target& target, const ImageInner* config, const ImageInn
   if (target.is_root()) {
     sink({}, {});
   } else {
-    DataWalk(target, leaf_lists, sink).run({config, state});
+    DataWalk(target, leaf_lists, sink).run({config, state, mirror});
   }
 }
 

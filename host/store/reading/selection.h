@@ -6,16 +6,19 @@
 #include <functional>
 
 #include "gnmi.pb.h"
+#include "model/state_mirror.h"
 #include "model/target.h"
 #include "store/image/image.h"
 
 namespace nexa::store {
 
 // A data node that stands in one or both of two trees: the configuration, and operational data. For
-// all entries of a list or leaf-list their groups. Valid as long as the trees.
+// all entries of a list or leaf-list their groups. Valid during the call that it is given to.
 struct NodePair {
   const ImageNode* config = nullptr;
   const ImageNode* state = nullptr;
+  // By which the configuration below shows in operational data; null: it does not.
+  const model::StateMirror* mirror = nullptr;
 
   const ImageNode* any() const { return config != nullptr ? config : state; }
 };
@@ -29,10 +32,12 @@ enum class LeafLists : std::uint8_t {
 // Calls `found` for every node that the target names in the two trees, either of which may be null;
 // several matches of "..." give a node once. `concrete` is the path with wildcards and keys filled
 // in, names and keys as the path wrote them; for the root it is called once with an empty pair.
-// "..." takes no level or several. The trees are only read. Any thread.
+// "..." takes no level or several. With a mirror the containers "state" that the configuration
+// fills are there as well. The trees are only read. Any thread.
 using NodeSink = std::function<void(const NodePair& node, gnmi::Path& concrete)>;
 void select_nodes(const model::Target& target, const ImageInner* config, const ImageInner* state,
-                  const NodeSink& found, LeafLists leaf_lists = LeafLists::kEntries);
+                  const NodeSink& found, LeafLists leaf_lists = LeafLists::kEntries,
+                  const model::StateMirror* mirror = nullptr);
 
 // The same for one tree, with the way to each node instead of its path; for the root the way is
 // empty. Leaf-lists give their entries. The ways are valid as long as the tree.

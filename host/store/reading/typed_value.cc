@@ -137,12 +137,10 @@ void give_tree(const PairLevel& top, gnmi::Path& path, const ValueForm& form,
       has_value = append_ascii_tree(asked, json_form(form), *value.mutable_ascii_val());
       break;
     case gnmi::JSON:
-      has_value =
-          append_tree(asked.config, asked.state, json_form(form), *value.mutable_json_val());
+      has_value = append_tree(asked, json_form(form), *value.mutable_json_val());
       break;
     default:
-      has_value =
-          append_tree(asked.config, asked.state, json_form(form), *value.mutable_json_ietf_val());
+      has_value = append_tree(asked, json_form(form), *value.mutable_json_ietf_val());
   }
   if (has_value) sink(path, value);
 }
