@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "feed/state_command.h"
 #include "kestrel/loader.h"
 #include "log.h"
 #include "preflight.h"
@@ -249,6 +250,7 @@ bool Application::serve(std::string& error) {
       metrics_,
       {}};
   add_linux_state();
+  add_state_command();
   for (const auto& provider : providers_) parts.providers.push_back(provider.get());
   if (!hook_.command.empty()) {
     parts.approve = [this](const nexa::store::Change& change) {
@@ -273,6 +275,16 @@ void Application::add_linux_state() {
   providers_.push_back(nexa::state::make_linux_interfaces(sources.sysfs, sources.events));
   providers_.push_back(nexa::state::make_openconfig_interfaces(sources));
   providers_.push_back(nexa::state::make_openconfig_system());
+}
+
+// The last provider, which counts more than the others: its author knows the device best.
+void Application::add_state_command() {
+  if (config_.state_command.empty()) return;
+  nexa::feed::StateCommandOptions options;
+  options.command = config_.state_command;
+  options.warn = [](const std::string& line) { log_warning(line); };
+  options.tell = [](const std::string& line) { log_info(line); };
+  providers_.push_back(nexa::feed::make_state_command(*resolver_, std::move(options)));
 }
 
 void Application::reload() {

@@ -60,6 +60,7 @@ class Application {
   bool open_metrics(std::string& error);
   bool serve(std::string& error);
   void add_linux_state();
+  void add_state_command();
   void start_verifier();
   void add_values();
   void add_store_values();

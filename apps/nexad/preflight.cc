@@ -45,9 +45,19 @@ bool can_run(const std::string& path) {
          access(path.c_str(), X_OK) == 0;
 }
 
+// `setting` names the program of a command.
+std::string fault_of_program(const ServerConfig& config, const char* setting,
+                             const std::vector<std::string>& command) {
+  if (command.empty() || !find_program(command.front()).empty()) return {};
+  return config.origin(setting) + ": there is no program " + command.front();
+}
+
 std::string fault_of_hook(const ServerConfig& config) {
-  if (config.hook.empty() || !find_program(config.hook.front()).empty()) return {};
-  return config.origin("hook") + ": there is no program " + config.hook.front();
+  return fault_of_program(config, "hook", config.hook);
+}
+
+std::string fault_of_state_command(const ServerConfig& config) {
+  return fault_of_program(config, "state-command", config.state_command);
 }
 
 std::string fault_of_name(const Address& address) {
@@ -98,6 +108,7 @@ bool check_folders_and_programs(const ServerConfig& config, std::string& error) 
     return false;
   }
   if (error = fault_of_hook(config); !error.empty()) return false;
+  if (error = fault_of_state_command(config); !error.empty()) return false;
   const auto address = parse_address(config.listen);
   const std::string fault = address ? fault_of_name(*address) : "it is no address";
   if (!fault.empty()) {
@@ -114,6 +125,9 @@ std::vector<std::string> warnings_of(const ServerConfig& config) {
   // It may come later, with the file system that it is on.
   if (const std::string fault = fault_of_hook(config); !fault.empty()) {
     warnings.push_back(fault + "; until there is, every Set is refused");
+  }
+  if (const std::string fault = fault_of_state_command(config); !fault.empty()) {
+    warnings.push_back(fault + "; it is looked for again");
   }
   const auto address = parse_address(config.listen);
   if (!address || is_loopback(*address)) return warnings;

@@ -27,7 +27,8 @@ struct ServerConfig {
   std::uint64_t history_limit = 100000;
   std::string verify = kVerifyOn;  // or kVerifyOff
   std::uint64_t verify_interval = 60;
-  std::string mirror_state = kMirrorOn;  // or kMirrorOff; see mirrors_state()
+  std::string mirror_state = kMirrorOn;    // or kMirrorOff; see mirrors_state()
+  std::vector<std::string> state_command;  // program and arguments
 
   // Who is served, where and how.
   std::string listen = "127.0.0.1:9339";

@@ -44,6 +44,9 @@ const std::vector<Setting> kSettings = {
      "on or off: whether a leaf of a container \"state\" shows what is configured for the leaf of "
      "the same name in the container \"config\" beside it; with --profile device only when given",
      Text{&Config::mirror_state}},
+    {"state-command", "COMMAND",
+     "Program that tells state data: started with the server, it writes a line for each value",
+     Command{&Config::state_command}},
     {"listen", "ADDRESS", "Where clients are served; port 0: any free one", Text{&Config::listen}},
     {"tls-cert", "FILE", "The server's certificate, and those that lead to its root (PEM)",
      Text{&Config::tls_cert}},

@@ -42,11 +42,12 @@ class SpawnActions {
   SpawnActions(const SpawnActions&) = delete;
   SpawnActions& operator=(const SpawnActions&) = delete;
 
-  int prepare(int input, int errors, ChildProcess::Output output) {
+  // `output`: a descriptor for it, negative where it goes nowhere.
+  int prepare(int input, int errors, int output) {
     int error = posix_spawn_file_actions_adddup2(&actions_, input, STDIN_FILENO);
     if (error == 0) error = posix_spawn_file_actions_adddup2(&actions_, errors, STDERR_FILENO);
-    if (error == 0 && output == ChildProcess::Output::kWithErrors) {
-      error = posix_spawn_file_actions_adddup2(&actions_, errors, STDOUT_FILENO);
+    if (error == 0 && output >= 0) {
+      error = posix_spawn_file_actions_adddup2(&actions_, output, STDOUT_FILENO);
     } else if (error == 0) {
       error = posix_spawn_file_actions_addopen(&actions_, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
     }
@@ -90,7 +91,8 @@ ChildProcess::ChildProcess(ChildProcess&& other) noexcept
     : pid_(std::exchange(other.pid_, -1)),
       process_(std::move(other.process_)),
       input_(std::move(other.input_)),
-      errors_(std::move(other.errors_)) {}
+      errors_(std::move(other.errors_)),
+      output_(std::move(other.output_)) {}
 
 ChildProcess::~ChildProcess() {
   if (pid_ < 0) return;
@@ -101,11 +103,16 @@ ChildProcess::~ChildProcess() {
 int ChildProcess::start(const std::vector<std::string>& command, Output output) {
   Pipe input;
   Pipe errors;
+  Pipe printed;
   if (!input.open() || !errors.open()) return errno;
+  if (output == Output::kPiped && (!printed.open() || !set_nonblocking(printed.read.get()))) {
+    return errno;
+  }
+  const int out = output == Output::kWithErrors ? errors.write.get() : printed.write.get();
   if (!set_nonblocking(input.write.get()) || !set_nonblocking(errors.read.get())) return errno;
   SpawnActions actions;
   SpawnAttributes attributes;
-  int error = actions.prepare(input.read.get(), errors.write.get(), output);
+  int error = actions.prepare(input.read.get(), errors.write.get(), out);
   if (error == 0) error = attributes.prepare();
   if (error != 0) return error;
   std::vector<char*> arguments;
@@ -123,7 +130,12 @@ int ChildProcess::start(const std::vector<std::string>& command, Output output) 
   if (process_.get() < 0) return errno;
   input_ = std::move(input.write);
   errors_ = std::move(errors.read);
+  output_ = std::move(printed.read);
   return 0;
+}
+
+void ChildProcess::ask_group_to_end() {
+  if (pid_ > 0) kill(-pid_, SIGTERM);
 }
 
 void ChildProcess::kill_group() {

@@ -1,4 +1,5 @@
-// A program in a process group of its own, with pipes on its standard input and standard error.
+// A program in a process group of its own, with pipes on its standard input and standard error, and
+// on its standard output where it is asked for.
 #ifndef HOST_HOOK_CHILD_PROCESS_H_
 #define HOST_HOOK_CHILD_PROCESS_H_
 
@@ -23,10 +24,10 @@ class ChildProcess {
   ~ChildProcess();
 
   // What becomes of the program's standard output.
-  enum class Output : std::uint8_t { kDiscarded, kWithErrors };
+  enum class Output : std::uint8_t { kDiscarded, kWithErrors, kPiped };
 
   // Starts the program, found in PATH when its name has no slash, with default signals, none
-  // blocked, and no descriptor of ours but the two pipes. 0, or the errno value of the failure.
+  // blocked, and no descriptor of ours but the pipes. 0, or the errno value of the failure.
   int start(const std::vector<std::string>& command, Output output = Output::kDiscarded);
 
   pid_t pid() const { return pid_; }
@@ -36,8 +37,13 @@ class ChildProcess {
   int process() const { return process_.get(); }
   int input() const { return input_.get(); }
   int errors() const { return errors_.get(); }
+  int output() const { return output_.get(); }  // of Output::kPiped
   void close_input() { input_.close(); }
   void close_errors() { errors_.close(); }
+  void close_output() { output_.close(); }
+
+  // SIGTERM for the whole group.
+  void ask_group_to_end();
 
   // SIGKILL for the whole group.
   void kill_group();
@@ -50,6 +56,7 @@ class ChildProcess {
   text::Descriptor process_;
   text::Descriptor input_;
   text::Descriptor errors_;
+  text::Descriptor output_;
 };
 
 // write(2), but a reader that went away is EPIPE and never a signal.

@@ -27,7 +27,8 @@ StateCache::StateCache(const store::ConfigStore& store,
                        std::chrono::nanoseconds lifetime, FaultSink on_fault)
     : store_(store), lifetime_(lifetime), on_fault_(std::move(on_fault)) {
   for (state::StateProvider* provider : providers) {
-    if (module_is_loaded(provider->module())) providers_.push_back(provider);
+    const std::string_view module = provider->module();
+    if (module.empty() || module_is_loaded(module)) providers_.push_back(provider);
   }
 }
 
@@ -46,20 +47,34 @@ grpc::Status StateCache::read(std::shared_ptr<const store::StateTree>& state) {
 
 grpc::Status StateCache::refresh() {
   const auto now = std::chrono::steady_clock::now();
-  std::string xml = "<state>";
+  std::vector<std::shared_ptr<const store::StateTree>> trees;
   for (state::StateProvider* provider : providers_) {
-    try {
-      provider->append_xml(xml);
-    } catch (const std::exception& fault) {
-      return refuse("state provider " + std::string(provider->name()) + ": " + fault.what());
+    grpc::Status status = ask(*provider, trees);
+    if (!status.ok()) return status;
+  }
+  tree_ = trees.size() == 1 ? trees.front() : store_.join_states(trees);
+  taken_ = now;
+  last_fault_.clear();
+  return grpc::Status::OK;
+}
+
+grpc::Status StateCache::ask(state::StateProvider& provider,
+                             std::vector<std::shared_ptr<const store::StateTree>>& trees) {
+  std::string xml = "<state>";
+  try {
+    if (auto tree = provider.tree()) {
+      trees.push_back(std::move(tree));
+      return grpc::Status::OK;
     }
+    provider.append_xml(xml);
+  } catch (const std::exception& fault) {
+    return refuse("state provider " + std::string(provider.name()) + ": " + fault.what());
   }
   xml.append("</state>");
   std::string error;
-  tree_ = store_.parse_state(xml, error);
-  if (tree_ == nullptr) return refuse("operational data: " + error);
-  taken_ = now;
-  last_fault_.clear();
+  auto tree = store_.parse_state(xml, error);
+  if (tree == nullptr) return refuse("operational data: " + error);
+  trees.push_back(std::move(tree));
   return grpc::Status::OK;
 }
 

@@ -21,7 +21,8 @@ class StateCache {
  public:
   using FaultSink = std::function<void(const std::string&)>;
 
-  // Asks those of `providers` whose module is in the loaded schema. A tree older than `lifetime` is
+  // Asks those of `providers` whose module is in the loaded schema; where several fill a leaf, the
+  // last one counts. A tree older than `lifetime` is
   // not handed out.
   StateCache(const store::ConfigStore& store,
              const std::vector<nexa::state::StateProvider*>& providers,
@@ -33,6 +34,8 @@ class StateCache {
 
  private:
   grpc::Status refresh();
+  grpc::Status ask(nexa::state::StateProvider& provider,
+                   std::vector<std::shared_ptr<const store::StateTree>>& trees);
   // A fault that lasts is told once.
   grpc::Status refuse(const std::string& fault);
 

@@ -4,10 +4,15 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 
 struct kestrel_cs_node;
+
+namespace nexa::store {
+class StateTree;
+}
 
 namespace nexa::state {
 
@@ -24,12 +29,17 @@ class StateProvider {
   // The provider's name, for logs.
   virtual std::string_view name() const = 0;
 
-  // The YANG module whose nodes it fills; it is not asked when that module is not loaded.
+  // The YANG module whose nodes it fills; it is not asked when that module is not loaded. Empty: it
+  // knows itself what it can fill.
   virtual std::string_view module() const = 0;
 
   // Appends the present values to `xml`: top-level elements with their namespace, entries with
   // their keys. Any thread, several at a time; never blocks on another machine.
   virtual void append_xml(std::string& xml) = 0;
+
+  // The present values as the store's own tree, of a provider that keeps one; then nobody calls
+  // append_xml(). Null: it has none. As append_xml().
+  virtual std::shared_ptr<const store::StateTree> tree() { return nullptr; }
 
   // Of a leaf that it fills. Any thread.
   virtual Pace pace(const kestrel_cs_node& leaf) const {

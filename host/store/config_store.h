@@ -13,6 +13,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -209,6 +210,11 @@ class ConfigStore {
   // nullptr with `error` set when it does not fit the schema.
   virtual std::shared_ptr<const StateTree> parse_state(std::string_view xml,
                                                        std::string& error) const = 0;
+
+  // One tree of several of this store's, at least one, in which later ones count more: their leaves
+  // and leaf-lists replace those of earlier ones.
+  virtual std::shared_ptr<const StateTree> join_states(
+      std::span<const std::shared_ptr<const StateTree>> trees) const = 0;
 
   // The newest `limit` commits (0: all), newest first. Empty `out` and a status on failure.
   virtual grpc::Status history(std::size_t limit, std::vector<CommitRecord>& out) const = 0;

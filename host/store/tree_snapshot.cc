@@ -87,9 +87,8 @@ class Writer {
 
 grpc::Status TreeSnapshot::read(const Query& query, const StateTree* state,
                                 const ValueSink& sink) const {
-  const ImageInner* const data = state != nullptr && query.part != DataPart::kConfig
-                                     ? static_cast<const ParsedState*>(state)->top()
-                                     : nullptr;
+  const ImageInner* const data =
+      state != nullptr && query.part != DataPart::kConfig ? &image_of_state(*state) : nullptr;
   const model::StateMirror* const mirror = query.part != DataPart::kConfig ? mirror_ : nullptr;
   Writer writer(query, sink);
   const auto found = [&](const NodePair& node, gnmi::Path& path) {
@@ -105,13 +104,21 @@ grpc::Status TreeSnapshot::read(const Query& query, const StateTree* state,
 
 std::string TreeSnapshot::xml() const { return configuration_xml(*image_); }
 
+std::shared_ptr<const StateTree> state_tree_of(ImagePtr image) {
+  return std::make_shared<ParsedState>(std::move(image));
+}
+
+const ImageInner& image_of_state(const StateTree& tree) {
+  return *static_cast<const ParsedState&>(tree).top();
+}
+
 std::shared_ptr<const StateTree> parse_state_tree(std::string_view xml, std::string& error) {
   const std::string_view inner = inner_xml(xml);
   if (inner.data() == nullptr) {
     error = kNoElement;
     return nullptr;
   }
-  if (inner.empty()) return std::make_shared<ParsedState>(empty_image());
+  if (inner.empty()) return state_tree_of(empty_image());
   ly_err_clean(const_cast<ly_ctx*>(kestrel::context()), nullptr);
   lyd_node* parsed = nullptr;
   const LY_ERR done = lyd_parse_data_mem(kestrel::context(), std::string(inner).c_str(), LYD_XML,
@@ -122,7 +129,7 @@ std::shared_ptr<const StateTree> parse_state_tree(std::string_view xml, std::str
     error = problem.path.empty() ? problem.rule : problem.path + ": " + problem.rule;
     return nullptr;
   }
-  return std::make_shared<ParsedState>(image_of_tree(tree.get()));
+  return state_tree_of(image_of_tree(tree.get()));
 }
 
 }  // namespace nexa::store

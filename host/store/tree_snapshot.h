@@ -32,6 +32,10 @@ class TreeSnapshot : public Snapshot {
   const model::StateMirror* mirror_;
 };
 
+// The tree of an image, and the image of a tree of this store's.
+std::shared_ptr<const StateTree> state_tree_of(ImagePtr image);
+const ImageInner& image_of_state(const StateTree& tree);
+
 // ConfigStore::parse_state.
 std::shared_ptr<const StateTree> parse_state_tree(std::string_view xml, std::string& error);
 

@@ -13,6 +13,7 @@
 #include "store/edit_blame.h"
 #include "store/edits.h"
 #include "store/given_nodes.h"
+#include "store/held_state.h"
 #include "store/image/image_draft.h"
 #include "store/image/image_text.h"
 #include "store/image/image_xml.h"
@@ -67,6 +68,10 @@ class TreeStore : public ConfigStore {
   std::shared_ptr<const StateTree> parse_state(std::string_view xml,
                                                std::string& error) const override {
     return parse_state_tree(xml, error);
+  }
+  std::shared_ptr<const StateTree> join_states(
+      std::span<const std::shared_ptr<const StateTree>> trees) const override {
+    return join_state_trees(trees);
   }
   grpc::Status history(std::size_t limit, std::vector<CommitRecord>& out) const override;
   CommitResult rollback(std::uint64_t number, const std::string& author,

@@ -53,6 +53,10 @@ class FakeStore : public nexa::store::ConfigStore {
                                                             std::string&) const override {
     return nullptr;
   }
+  std::shared_ptr<const nexa::store::StateTree> join_states(
+      std::span<const std::shared_ptr<const nexa::store::StateTree>>) const override {
+    return nullptr;
+  }
   grpc::Status history(std::size_t, std::vector<nexa::store::CommitRecord>&) const override {
     return grpc::Status::OK;
   }

@@ -220,6 +220,17 @@ std::shared_ptr<const nexa::store::StateTree> FakeStore::parse_state(std::string
   return state;
 }
 
+std::shared_ptr<const nexa::store::StateTree> FakeStore::join_states(
+    std::span<const std::shared_ptr<const nexa::store::StateTree>> trees) const {
+  auto joined = std::make_shared<FakeState>();
+  for (const auto& tree : trees) {
+    for (const auto& [path, leaf] : static_cast<const FakeState&>(*tree).leaves) {
+      joined->leaves[path] = leaf;
+    }
+  }
+  return joined;
+}
+
 grpc::Status FakeStore::history(std::size_t /*limit*/,
                                 std::vector<nexa::store::CommitRecord>& out) const {
   out.clear();

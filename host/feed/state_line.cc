@@ -1,0 +1,108 @@
+// The value stays the text that was sent: the schema says how it is read.
+#include "feed/state_line.h"
+
+#include <cstdint>
+
+#include "text/display.h"
+#include "translate/json_scanner.h"
+#include "translate/path_string.h"
+
+namespace nexa::feed {
+namespace {
+
+using translate::JsonItem;
+using translate::JsonKind;
+
+constexpr char kNoObject[] = "a line is one object";
+constexpr char kForms[] = R"(a line has "path" and "value", or "delete" alone)";
+constexpr char kNoPath[] = "a path is a string";
+
+// Behind the string that begins at `at`.
+std::size_t end_of_string(std::string_view text, std::size_t at) {
+  for (++at; text[at] != '"'; ++at) {
+    if (text[at] == '\\') ++at;
+  }
+  return at + 1;
+}
+
+// Behind the value that begins at `at` of a text that was found to be JSON.
+std::size_t end_of_value(std::string_view text, std::size_t at) {
+  if (text[at] != '{' && text[at] != '[') {
+    if (text[at] == '"') return end_of_string(text, at);
+    return std::min(text.find_first_of(",} \t\r\n", at), text.size());
+  }
+  for (int depth = 0; true;) {
+    const char byte = text[at];
+    if (byte == '"') {
+      at = end_of_string(text, at);
+      continue;
+    }
+    if (byte == '{' || byte == '[') ++depth;
+    if (byte == '}' || byte == ']') --depth;
+    ++at;
+    if (depth == 0) return at;
+  }
+}
+
+struct Members {
+  const JsonItem* path = nullptr;
+  const JsonItem* value = nullptr;
+  const JsonItem* deleted = nullptr;
+};
+
+// False when there is another member, or one twice.
+bool find_members(const translate::JsonDocument& document, Members& members) {
+  const JsonItem& root = document.items[document.root];
+  for (std::uint32_t at = root.child; at != translate::kNoItem; at = document.items[at].next) {
+    const JsonItem& item = document.items[at];
+    const JsonItem** const place = item.name == "path"     ? &members.path
+                                   : item.name == "value"  ? &members.value
+                                   : item.name == "delete" ? &members.deleted
+                                                           : nullptr;
+    if (place == nullptr || *place != nullptr) return false;
+    *place = &item;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool read_state_line(std::string_view text, StateLine& line, std::string& error) {
+  translate::JsonDocument document;
+  std::size_t offset = 0;
+  std::uint32_t open_item = 0;
+  if (!translate::scan_json(text, document, error, offset, open_item)) {
+    error += " at byte " + std::to_string(offset);
+    return false;
+  }
+  error.clear();
+  Members members;
+  if (document.items[document.root].kind != JsonKind::kObject) {
+    error = kNoObject;
+  } else if (!find_members(document, members) ||
+             (members.path == nullptr) != (members.value == nullptr) ||
+             (members.path == nullptr) == (members.deleted == nullptr)) {
+    error = kForms;
+  }
+  if (!error.empty()) return false;
+  line.is_delete = members.deleted != nullptr;
+  const JsonItem& path = line.is_delete ? *members.deleted : *members.path;
+  if (path.kind != JsonKind::kString) {
+    error = kNoPath;
+    return false;
+  }
+  translate::PathStringError fault;
+  auto parsed = translate::parse_path_string(path.text, &fault);
+  if (!parsed) {
+    error = "path: " + fault.text();
+    return false;
+  }
+  line.path = std::move(*parsed);
+  if (!line.is_delete) {
+    const std::size_t begin = members.value->offset;
+    line.value = text.substr(begin, end_of_value(text, begin) - begin);
+  }
+  return true;
+}
+
+}  // namespace nexa::feed
