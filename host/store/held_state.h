@@ -19,11 +19,11 @@ class HeldState {
  public:
   HeldState();
 
-  // Puts the value of one node in, JSON as RFC 7951 writes it: a scalar for a leaf, an array for a
-  // leaf-list, an object for a container or an entry. Leaves and leaf-lists that it has replace
-  // those that are there, everything else stays. False with `error` set, and nothing changed, when
-  // the target has wildcards or means several nodes, when the value does not fit, or when it holds
-  // configuration other than list keys.
+  // Puts the value of one node in, well-formed JSON as RFC 7951 writes it: a scalar for a leaf, an
+  // array for a leaf-list, an object for a container or an entry. Leaves and leaf-lists that it has
+  // replace those that are there, everything else stays. False with `error` set, and nothing
+  // changed, when the target has wildcards or means several nodes, when the value does not fit, or
+  // when it holds configuration other than list keys.
   bool update(const model::Target& target, std::string_view json, std::string& error);
 
   // Whether a node that the target names is there.

@@ -1,0 +1,111 @@
+// Operational data that is told piece by piece, and trees of several sources in one.
+#include "store/held_state.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "shop_models.h"
+#include "store/tree_snapshot.h"
+#include "support/targets.h"
+#include "translate/path_string.h"
+
+namespace nexa::store {
+namespace {
+
+using ::testing::HasSubstr;
+
+class HeldStateTest : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() { nexa_test::load_shop(); }
+
+  static model::Target target(std::string_view path) {
+    translate::PathStringError error;
+    return nexa_test::target_of(*translate::parse_path_string(path, &error), model::Purpose::kRead);
+  }
+
+  // "" or the fault.
+  std::string update(std::string_view path, std::string_view json) {
+    std::string error;
+    return held_.update(target(path), json, error) ? "" : error;
+  }
+
+  static std::string read(const StateTree& tree, std::string_view path) {
+    const TreeSnapshot nothing(empty_image(), 0);
+    Query query;
+    query.target = target(path);
+    std::string text;
+    nothing.read(query, &tree, [&](gnmi::Path&, std::string& json) { text += json; });
+    return text;
+  }
+  std::string read(std::string_view path) const { return read(*held_.tree(), path); }
+
+  HeldState held_;
+};
+
+TEST_F(HeldStateTest, HoldsWhatItWasTold) {
+  EXPECT_TRUE(held_.is_empty());
+  EXPECT_EQ(update("/shop:stock/item[name=a]/sold", "\"5\""), "");
+  EXPECT_EQ(update("/shop:stock/item[name=b]", R"({"name":"b","sold":"6"})"), "");
+  EXPECT_EQ(update("/shop:stock/code", R"(["x","y"])"), "");
+  EXPECT_EQ(
+      read("/shop:stock"),
+      R"({"shop:item":[{"name":"a","sold":"5"},{"name":"b","sold":"6"}],"shop:code":["x","y"]})");
+  const auto before = held_.tree();
+  EXPECT_EQ(update("/shop:stock/item[name=a]/sold", "\"7\""), "");
+  EXPECT_EQ(update("/shop:stock/code", R"(["z"])"), "");
+  EXPECT_EQ(read("/shop:stock/item[name=a]/sold"), "\"7\"");
+  EXPECT_EQ(read("/shop:stock/code"), R"(["z"])");
+  EXPECT_EQ(read(*before, "/shop:stock/item[name=a]/sold"), "\"5\"");
+  EXPECT_TRUE(held_.holds(target("/shop:stock/item[name=a]/sold")));
+  EXPECT_FALSE(held_.holds(target("/shop:stock/item[name=c]/sold")));
+}
+
+TEST_F(HeldStateTest, RefusesWhatDoesNotFitAndChangesNothing) {
+  EXPECT_EQ(update("/", "{}"), "the path names no node");
+  EXPECT_EQ(update("/shop:stock/item[name=*]/sold", "\"1\""), "an update names one node");
+  EXPECT_EQ(update("/shop:stock/item[name=a]/name", "\"a\""),
+            "the path names a key, which is told with its entry");
+  EXPECT_THAT(update("/shop:stock/owner", "\"Ann\""), HasSubstr(" is configuration"));
+  EXPECT_THAT(update("/shop:stock/item[name=a]", R"({"sold":"1","price":"1.5"})"),
+              HasSubstr("price is configuration"));
+  EXPECT_EQ(update("/shop:stock/item[name=a]", R"({"name":"b"})"),
+            "a key of the value contradicts the path");
+  EXPECT_NE(update("/shop:stock/item[name=a]/sold", "\"many\""), "");
+  EXPECT_NE(update("/shop:stock/item[name=a]/sold", "[1,2]"), "");
+  EXPECT_NE(update("/shop:stock/item[name=a]", R"({"unknown":1})"), "");
+  EXPECT_NE(update("/shop:stock/item[name=a]", "5"), "");
+  EXPECT_TRUE(held_.is_empty());
+  EXPECT_EQ(held_.count(), HeldState().count());
+}
+
+TEST_F(HeldStateTest, TakesOutWhatATargetNames) {
+  for (const char* const name : {"a", "b", "c"}) {
+    ASSERT_EQ(update("/shop:stock/item[name=" + std::string(name) + "]/sold", "\"1\""), "");
+  }
+  held_.remove(target("/shop:stock/item[name=b]"));
+  EXPECT_EQ(read("/shop:stock/item/name"), R"("a""c")");
+  held_.remove(target("/shop:stock/item[name=*]/sold"));
+  EXPECT_EQ(read("/shop:stock/item/sold"), "");
+  held_.remove(target("/"));
+  EXPECT_TRUE(held_.is_empty());
+}
+
+TEST_F(HeldStateTest, LaterTreesCountMore) {
+  HeldState later;
+  std::string error;
+  ASSERT_EQ(update("/shop:stock/item[name=a]/sold", "\"1\""), "");
+  ASSERT_EQ(update("/shop:stock/item[name=b]/sold", "\"2\""), "");
+  ASSERT_EQ(update("/shop:stock/code", R"(["x","x"])"), "");
+  ASSERT_TRUE(later.update(target("/shop:stock/item[name=b]/sold"), "\"3\"", error)) << error;
+  ASSERT_TRUE(later.update(target("/shop:stock/item[name=c]/sold"), "\"4\"", error)) << error;
+  ASSERT_TRUE(later.update(target("/shop:stock/code"), R"(["y"])", error)) << error;
+  const std::shared_ptr<const StateTree> trees[] = {held_.tree(), later.tree()};
+  EXPECT_EQ(
+      read(*join_state_trees(trees), "/shop:stock"),
+      R"({"shop:item":[{"name":"a","sold":"1"},{"name":"b","sold":"3"},{"name":"c","sold":"4"}],)"
+      R"("shop:code":["y"]})");
+  EXPECT_EQ(read("/shop:stock/item[name=b]/sold"), "\"2\"");
+}
+
+}  // namespace
+}  // namespace nexa::store
