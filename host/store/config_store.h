@@ -21,6 +21,7 @@
 #include "gnmi.pb.h"
 #include "model/model_set.h"
 #include "model/target.h"
+#include "store/change_sinks.h"
 
 namespace nexa::store {
 
@@ -121,19 +122,8 @@ struct Query {
   Form form = Form::kSubtrees;
   gnmi::Encoding encoding = gnmi::JSON_IETF;
   std::shared_ptr<const model::ModelSet> models;  // which nodes and identities there are; null: all
+  LeafFilter wanted;  // Form::kLeaves: which leaves are given; empty: all of them
 };
-
-// Takes one value. `path` is absolute, its names and keys written as the query wrote them; below
-// the query's own elements names carry their module where it changes, if the query's names did.
-// Both arguments are the callee's to move from. What the query's encoding makes of a value:
-//   JSON_IETF  json_ietf_val: the value alone (RFC 7951), without the node's name
-//   JSON       json_val: the same, member names and identities without their module
-//   PROTO      a native scalar, leaflist_val for a leaf-list, json_ietf_val for anydata; there are
-//   no
-//              values of subtrees: each leaf at or below a node is given (reading/native_value.h)
-//   ASCII      ascii_val: lines of names and values (reading/ascii_text.h)
-// BYTES is written as JSON_IETF.
-using ValueSink = std::function<void(gnmi::Path& path, gnmi::TypedValue& value)>;
 
 // The configuration as one commit left it; unchanged while it is held, by any number of threads and
 // for any time. Nobody waits for it: what later commits changed is kept for it beside them.
@@ -145,6 +135,35 @@ class Snapshot {
   // operational data stand in the same tree. OK and no value when nothing is there.
   virtual grpc::Status read(const Query& query, const StateTree* state,
                             const ValueSink& sink) const = 0;
+
+  // What became of the configuration that the query names since `since`, an earlier snapshot of the
+  // same store: what reads of both would show to differ, at the cost of what differs. `query.part`
+  // and the form are taken as kConfig and kLeaves. `state` is asked for the operational data where
+  // an entry went that may live on in them: then its own nodes go, not the whole branch.
+  virtual grpc::Status read_changes(const Query& query, const Snapshot& since,
+                                    const StateSource& state, const ChangeSink& sink) const {
+    static_cast<void>(query);
+    static_cast<void>(since);
+    static_cast<void>(state);
+    static_cast<void>(sink);
+    return {grpc::StatusCode::UNIMPLEMENTED, "the store does not compare snapshots"};
+  }
+
+  // The same for operational data beside this configuration; null stands for none.
+  virtual grpc::Status read_state_changes(const Query& query, const StateTree* since,
+                                          const StateTree* now, const ChangeSink& sink) const {
+    static_cast<void>(query);
+    static_cast<void>(since);
+    static_cast<void>(now);
+    static_cast<void>(sink);
+    return {grpc::StatusCode::UNIMPLEMENTED, "the store does not compare operational data"};
+  }
+
+  // Shows the nodes that differ from `since`, from the top down, at the cost of what differs.
+  virtual void visit_changes(const Snapshot& since, ChangeVisitor& visitor) const {
+    static_cast<void>(since);
+    static_cast<void>(visitor);
+  }
 
   // The whole configuration without defaults: XML, top element "config".
   virtual std::string xml() const = 0;
@@ -159,6 +178,14 @@ struct CommitStep {
   std::int64_t time_ns = 0;  // since the Unix epoch
 };
 using StepSink = std::function<bool(const CommitStep& step)>;
+
+class CommitWatcher {
+ public:
+  virtual ~CommitWatcher() = default;
+  // Each commit that changed something, in order, before its writer is answered. Called on the
+  // writer's thread, which waits.
+  virtual void committed(const std::shared_ptr<const CommitStep>& step) noexcept = 0;
+};
 
 // What an operator should know of.
 struct StoreHealth {
@@ -205,6 +232,15 @@ class ConfigStore {
                               const std::function<grpc::Status(const Change&)>& approve);
 
   virtual std::shared_ptr<const Snapshot> snapshot() const = 0;
+
+  // From now on `watcher` is told of commits: of each one after the snapshot that is returned. Null
+  // for a store without such a feed, which tells nothing.
+  virtual std::shared_ptr<const Snapshot> watch(CommitWatcher& watcher) {
+    static_cast<void>(watcher);
+    return nullptr;
+  }
+  // Ends it; none is no error. No call is running when it returns. Not from committed().
+  virtual void unwatch(CommitWatcher& watcher) { static_cast<void>(watcher); }
 
   // Reads operational data: an XML document of top-level nodes below one element of any name.
   // nullptr with `error` set when it does not fit the schema.

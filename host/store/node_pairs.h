@@ -130,6 +130,28 @@ void each_entry(const NodePair& groups, Take&& take) {
   }
 }
 
+// The entries of a pair of groups of two moments (`config`: before, `state`: after) that are not
+// shared, in any order.
+template <typename Take>
+void each_differing_entry(const NodePair& groups, Take&& take) {
+  if (groups.config == nullptr) {
+    groups.state->group().each([&](const GroupEntry& entry) {
+      take(NodePair{nullptr, entry.node.get()});
+    });
+  } else if (groups.state == nullptr) {
+    groups.config->group().each([&](const GroupEntry& entry) {
+      take(NodePair{entry.node.get(), nullptr});
+    });
+  } else {
+    groups.config->group().each_difference(
+        groups.state->group(), [&](const GroupEntry* before, const GroupEntry* after) {
+          const NodePair pair = {before == nullptr ? nullptr : before->node.get(),
+                                 after == nullptr ? nullptr : after->node.get()};
+          if (pair.config != pair.state) take(pair);
+        });
+  }
+}
+
 }  // namespace nexa::store
 
 #endif  // HOST_STORE_NODE_PAIRS_H_

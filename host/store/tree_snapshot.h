@@ -22,6 +22,11 @@ class TreeSnapshot : public Snapshot {
 
   grpc::Status read(const Query& query, const StateTree* state,
                     const ValueSink& sink) const override;
+  grpc::Status read_changes(const Query& query, const Snapshot& since, const StateSource& state,
+                            const ChangeSink& sink) const override;
+  grpc::Status read_state_changes(const Query& query, const StateTree* since, const StateTree* now,
+                                  const ChangeSink& sink) const override;
+  void visit_changes(const Snapshot& since, ChangeVisitor& visitor) const override;
   std::string xml() const override;
   std::uint64_t number() const override { return number_; }
   const ImageInner& root() const { return *image_; }

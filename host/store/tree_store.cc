@@ -87,6 +87,8 @@ class TreeStore : public ConfigStore {
                       const Approve& approve) override;
   StoreHealth health() const override;
   void verified(std::uint64_t number, const std::string& violation) override;
+  std::shared_ptr<const Snapshot> watch(CommitWatcher& watcher) override;
+  void unwatch(CommitWatcher& watcher) override;
 
  private:
   // A transaction on its way.
@@ -133,6 +135,9 @@ class TreeStore : public ConfigStore {
   Judge judge_;
   std::optional<Transaction> unknown_;  // perhaps on the disk
   std::int64_t last_time_ns_ = 0;
+
+  std::mutex watching_;  // taken before `publication_`; a commit is published and told under it
+  std::vector<CommitWatcher*> watchers_;
 
   mutable std::mutex publication_;  // holds for the rest down to `health_`
   std::shared_ptr<const TreeSnapshot> current_;
@@ -543,11 +548,31 @@ void TreeStore::publish(const Transaction& transaction) {
   last_time_ns_ = transaction.time_ns;
   auto snapshot =
       std::make_shared<const TreeSnapshot>(transaction.after, transaction.number, options_.mirror);
-  const std::lock_guard<std::mutex> lock(publication_);
-  current_.swap(snapshot);
-  if (!transaction.whole) return;
-  health_.violation.clear();
-  health_.verified = transaction.number;
+  const std::lock_guard<std::mutex> watching(watching_);
+  std::shared_ptr<const CommitStep> step;
+  if (!watchers_.empty()) {
+    step = std::make_shared<const CommitStep>(CommitStep{current(), snapshot, transaction.time_ns});
+  }
+  {
+    const std::lock_guard<std::mutex> lock(publication_);
+    current_.swap(snapshot);
+    if (transaction.whole) {
+      health_.violation.clear();
+      health_.verified = transaction.number;
+    }
+  }
+  for (CommitWatcher* const watcher : watchers_) watcher->committed(step);
+}
+
+std::shared_ptr<const Snapshot> TreeStore::watch(CommitWatcher& watcher) {
+  const std::lock_guard<std::mutex> lock(watching_);
+  watchers_.push_back(&watcher);
+  return current();
+}
+
+void TreeStore::unwatch(CommitWatcher& watcher) {
+  const std::lock_guard<std::mutex> lock(watching_);
+  std::erase(watchers_, &watcher);
 }
 
 }  // namespace

@@ -28,8 +28,18 @@ class DataWalk {
   };
   using Sink = std::function<void(const NodePair& node, const std::vector<Met>& way)>;
 
-  DataWalk(const Target& target, LeafLists leaf_lists, const Sink& found)
-      : target_(target), steps_(target.steps), leaf_lists_(leaf_lists), found_(found) {}
+  // What the two trees of a pair are to each other.
+  enum class Trees : std::uint8_t {
+    kBeside,  // configuration and operational data
+    kBefore,  // the same data at two moments: what they share is passed over
+  };
+
+  DataWalk(const Target& target, LeafLists leaf_lists, Trees trees, const Sink& found)
+      : target_(target),
+        steps_(target.steps),
+        leaf_lists_(leaf_lists),
+        trees_(trees),
+        found_(found) {}
 
   void run(const PairLevel& top) {
     Positions open = {0};
@@ -77,7 +87,7 @@ class DataWalk {
 
   // `node` is all that there is of one schema node on a level: one node, or groups.
   void instances(const NodePair& node, const Positions& matching) {
-    if (node.any() == nullptr) return;
+    if (node.any() == nullptr || is_shared(node)) return;
     const lysc_node* const schema = node.any()->schema();
     if (is_whole_leaf_list(schema, matching)) {
       const TargetStep* const step = step_of(matching);
@@ -91,11 +101,24 @@ class DataWalk {
     if (node.any()->kind() != ImageKind::kGroup) return enter(node, matching, matches);
     const std::string* const only = matching.size() == 1 ? matches.front()->only_entry() : nullptr;
     if (only == nullptr) {
-      each_entry(node, [&](const NodePair& entry) { enter(entry, matching, matches); });
+      each_entry_of(node, [&](const NodePair& entry) { enter(entry, matching, matches); });
       return;
     }
     const NodePair entry = {find(node.config, *only), find(node.state, *only), node.mirror};
-    if (entry.any() != nullptr) enter(entry, matching, matches);
+    if (entry.any() != nullptr && !is_shared(entry)) enter(entry, matching, matches);
+  }
+
+  bool is_shared(const NodePair& node) const {
+    return trees_ == Trees::kBefore && node.config == node.state;
+  }
+
+  template <typename Take>
+  void each_entry_of(const NodePair& groups, Take&& take) const {
+    if (trees_ == Trees::kBeside) {
+      each_entry(groups, take);
+    } else {
+      each_differing_entry(groups, take);
+    }
   }
 
   static const ImageNode* find(const ImageNode* group, std::string_view key) {
@@ -168,6 +191,7 @@ class DataWalk {
   const Target& target_;
   const std::vector<TargetStep>& steps_;
   const LeafLists leaf_lists_;
+  const Trees trees_;
   const Sink& found_;
   std::vector<Met> met_;
   const EntryMatch any_entry_{nullptr};
@@ -264,7 +288,7 @@ void select_nodes(const Target& target, const ImageInner* config, const ImageInn
   if (target.is_root()) {
     sink({}, {});
   } else {
-    DataWalk(target, leaf_lists, sink).run({config, state, mirror});
+    DataWalk(target, leaf_lists, DataWalk::Trees::kBeside, sink).run({config, state, mirror});
   }
 }
 
@@ -278,7 +302,25 @@ void select_chains(const Target& target, const ImageInner& root, const ChainSink
   if (target.is_root()) {
     sink({}, {});
   } else {
-    DataWalk(target, LeafLists::kEntries, sink).run({&root, nullptr});
+    DataWalk(target, LeafLists::kEntries, DataWalk::Trees::kBeside, sink).run({&root, nullptr});
+  }
+}
+
+void select_differing(const Target& target, const ImageInner* before, const ImageInner* after,
+                      const DifferingNodeSink& found) {
+  PathNamer namer(target);
+  ImageChain chain;
+  const DataWalk::Sink sink = [&](const NodePair& node, const std::vector<DataWalk::Met>& way) {
+    chain.clear();
+    for (const DataWalk::Met& met : way) chain.push_back(met.node);
+    gnmi::Path concrete = namer.name(way);
+    found(node, concrete, chain);
+  };
+  if (before == after) return;
+  if (target.is_root()) {
+    sink({}, {});
+  } else {
+    DataWalk(target, LeafLists::kWhole, DataWalk::Trees::kBefore, sink).run({before, after});
   }
 }
 

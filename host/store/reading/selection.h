@@ -39,6 +39,14 @@ void select_nodes(const model::Target& target, const ImageInner* config, const I
                   const NodeSink& found, LeafLists leaf_lists = LeafLists::kEntries,
                   const model::StateMirror* mirror = nullptr);
 
+// The same for what differs between two trees: nodes whose subtrees are not shared, each as the
+// pair of its two states (`config`: before, `state`: after), with the way to it from the top. Costs
+// what differs. Leaf-lists whole. For the root the pair is empty.
+using DifferingNodeSink =
+    std::function<void(const NodePair& node, gnmi::Path& concrete, const ImageChain& way)>;
+void select_differing(const model::Target& target, const ImageInner* before,
+                      const ImageInner* after, const DifferingNodeSink& found);
+
 // The same for one tree, with the way to each node instead of its path; for the root the way is
 // empty. Leaf-lists give their entries. The ways are valid as long as the tree.
 using ChainSink = std::function<void(const ImageChain& chain)>;

@@ -12,10 +12,6 @@
 namespace nexa::store {
 namespace {
 
-JsonForm json_form(const ValueForm& form) {
-  return {form.part, form.encoding != gnmi::JSON, form.models};
-}
-
 bool set_json(const NodePair& node, const ValueForm& form, gnmi::TypedValue& value) {
   return append_value(
       node, json_form(form),
@@ -56,6 +52,7 @@ class LeafWalk {
   }
 
   void give(const NodePair& node) {
+    if (!is_wanted_leaf(form_, node.any()->schema())) return;
     gnmi::TypedValue value;
     if (!set_leaf(node, value)) return;
     gnmi::Path path = path_;
@@ -83,19 +80,11 @@ class LeafWalk {
     } else {
       each_entry(node, [&](const NodePair& entry) {
         if (!shows_keys(filter_, entry.any()->inner())) return;
-        set_keys(entry.any()->inner(), element);
+        set_entry_keys(entry.any()->inner(), element);
         level(PairLevel::below(entry));
       });
     }
     path_.mutable_elem()->RemoveLast();
-  }
-
-  void set_keys(const ImageInner& entry, gnmi::PathElem& element) {
-    for (const ImageSlot& key : entry.children()) {
-      const SchemaText& text = texts_.of(key->schema());
-      if (!text.is_key) return;
-      (*element.mutable_key())[std::string(text.name)] = key->leaf().text();
-    }
   }
 
   const SchemaTexts& texts_;
@@ -106,6 +95,17 @@ class LeafWalk {
 };
 
 }  // namespace
+
+JsonForm json_form(const ValueForm& form) {
+  return {form.part, form.encoding != gnmi::JSON, form.models};
+}
+
+void set_entry_keys(const ImageInner& entry, gnmi::PathElem& element) {
+  for (const ImageSlot& key : entry.children()) {
+    if (!lysc_is_key(key->schema())) return;
+    (*element.mutable_key())[key->schema()->name] = key->leaf().text();
+  }
+}
 
 void give_value(const NodePair& node, gnmi::Path& path, const ValueForm& form,
                 const ValueSink& sink) {

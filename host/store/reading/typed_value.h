@@ -5,6 +5,7 @@
 #include "gnmi.pb.h"
 #include "store/config_store.h"
 #include "store/node_pairs.h"
+#include "store/reading/json_value.h"
 
 namespace nexa::store {
 
@@ -14,7 +15,18 @@ struct ValueForm {
   gnmi::Encoding encoding = gnmi::JSON_IETF;
   bool qualify_names = true;  // modules in the paths of leaves, where they change
   const model::ModelSet* models = nullptr;
+  const LeafFilter* wanted = nullptr;  // of for_each_leaf(); null or empty: every leaf
 };
+
+inline bool is_wanted_leaf(const ValueForm& form, const lysc_node* leaf) {
+  return form.wanted == nullptr || !*form.wanted || (*form.wanted)(leaf);
+}
+
+// What `form` says of JSON, and of which nodes there are.
+JsonForm json_form(const ValueForm& form);
+
+// Writes the keys of an entry below a query's own elements.
+void set_entry_keys(const ImageInner& entry, gnmi::PathElem& element);
 
 // Gives the value of `node` to `sink`, or nothing when nothing of the wanted part is there. PROTO,
 // which has no values of subtrees, gives those of the leaves.
