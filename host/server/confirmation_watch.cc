@@ -47,7 +47,7 @@ void ConfirmationWatch::look() {
   schedule(waiting_.deadline);
 }
 
-void ConfirmationWatch::schedule(MonotonicTime time) {
+void ConfirmationWatch::schedule(telemetry::MonotonicTime time) {
   const std::lock_guard<std::mutex> lock(mutex_);
   core_.sampler.cancel(appointment_);
   appointment_ = core_.sampler.schedule(time, weak_from_this());

@@ -8,12 +8,12 @@
 #include <mutex>
 #include <string>
 
-#include "server/sampler.h"
 #include "server/service_core.h"
+#include "telemetry/sampler.h"
 
 namespace nexa::server {
 
-class ConfirmationWatch : public Sampler::Sampled,
+class ConfirmationWatch : public telemetry::Sampler::Sampled,
                           public std::enable_shared_from_this<ConfirmationWatch> {
  public:
   // `core` outlives its threads' last call of this object.
@@ -36,16 +36,16 @@ class ConfirmationWatch : public Sampler::Sampled,
     std::string id;
     std::uint64_t number = 0;
     std::int64_t time_ns = 0;
-    MonotonicTime deadline;
+    telemetry::MonotonicTime deadline;
   };
 
   void run();
   bool take_back(const store::PendingCommit& pending);
-  void schedule(MonotonicTime time);
+  void schedule(telemetry::MonotonicTime time);
 
   ServiceCore& core_;
   std::mutex mutex_;  // for the appointment
-  Sampler::Appointment appointment_;
+  telemetry::Sampler::Appointment appointment_;
   // Of the writer's thread, and of begin().
   Waiting waiting_;
   std::chrono::seconds pause_{0};  // until the next try; 0: none failed

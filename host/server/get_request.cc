@@ -8,9 +8,9 @@
 
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
 #include "profile/request_check.h"
-#include "server/answer_paths.h"
 #include "server/messages.h"
 #include "server/request_rules.h"
+#include "telemetry/answer_paths.h"
 
 namespace nexa::server {
 namespace {
@@ -41,7 +41,7 @@ class Reader {
 
  private:
   const gnmi::GetRequest& request_;
-  const AnswerPrefix prefix_;
+  const telemetry::AnswerPrefix prefix_;
   const store::Snapshot& snapshot_;
   const store::StateTree* state_;
 };
@@ -68,7 +68,7 @@ grpc::Status Reader::read(int index, model::Target target, std::size_t& room,
         gnmi::Update* update = notification->add_update();
         covered = covered && prefix_.covers(path);
         *update->mutable_val() = std::move(value);
-        AnswerPrefix::place_origin(requested, path);
+        telemetry::AnswerPrefix::place_origin(requested, path);
         *update->mutable_path() = std::move(path);
       });
   if (status.ok() && !fits) {

@@ -27,7 +27,9 @@ void fill_capabilities(const gnmi::CapabilityResponse& models, profile::Profile 
 class Service final : public GnmiService, public gnmi::gNMI::CallbackService {
  public:
   Service(const GnmiServiceParts& parts, const GnmiServiceOptions& options)
-      : core_(parts, options), streams_(core_) {}
+      : core_(parts, options), streams_(core_) {
+    core_.state_events->start();
+  }
   ~Service() override { stop(); }
 
   grpc::Service& service() override { return *this; }
@@ -125,6 +127,7 @@ grpc::ServerBidiReactor<gnmi::SubscribeRequest, gnmi::SubscribeResponse>* Servic
 // begun is finished and answered; a Set that waits is answered that the server goes.
 void Service::stop() {
   core_.stopping = true;
+  core_.state_events->stop();
   core_.sampler.stop();
   streams_.close_all();
   if (reflection_ != nullptr) reflection_->close_all();

@@ -60,7 +60,10 @@ struct GnmiServiceOptions {
   std::size_t stream_queue_bytes = 8 << 20;   // unsent; a stream beyond it is ended
   std::size_t pending_sets = 1000;            // waiting for the writer; more are refused
   std::chrono::milliseconds min_sample_interval{50};  // what interval 0 means; less is refused
-  unsigned workers = 0;                               // threads that serialise; 0: as many as cores
+  // How often a stream looks at counters and the like where the target chooses the mode, and where
+  // changes of them are asked for.
+  std::chrono::milliseconds target_sample_interval{10000};
+  unsigned workers = 0;  // threads that serialise; 0: as many as cores
 };
 
 struct GnmiServiceParts {

@@ -11,7 +11,6 @@ inline constexpr char kTooManyUnread[] = "Too many answers wait to be read by th
 inline constexpr char kTooManySets[] = "Too many Set requests are waiting";
 inline constexpr char kCallCancelled[] = "The call was cancelled before it was served";
 inline constexpr char kServerFault[] = "The server failed to serve the call";
-inline constexpr char kStateNotAvailable[] = "The operational data are not available";
 inline constexpr char kReadOnlyRole[] = "Set needs a user of the role read-write";
 
 inline constexpr char kAnswerTooLarge[] =
@@ -28,8 +27,6 @@ inline constexpr char kTooManyRoles[] = "Too many roles of master_arbitration";
 inline constexpr char kTooManyStreams[] = "Too many streams are open";
 inline constexpr char kNoReflectionRequest[] = "The message is no ServerReflectionRequest";
 inline constexpr char kNoSubscription[] = "The stream was closed before a subscription";
-inline constexpr char kStreamOverflow[] =
-    "The client does not read fast enough, the stream's queue is full";
 
 }  // namespace nexa::server
 

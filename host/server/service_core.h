@@ -15,10 +15,13 @@
 #include "server/arbitration.h"
 #include "server/call_identity.h"
 #include "server/gnmi_service.h"
-#include "server/sampler.h"
 #include "server/state_cache.h"
+#include "server/state_events.h"
 #include "server/unread_answers.h"
 #include "server/worker_pool.h"
+#include "telemetry/change_feed.h"
+#include "telemetry/leaf_paces.h"
+#include "telemetry/sampler.h"
 
 namespace nexa::server {
 
@@ -48,6 +51,8 @@ class ServiceCore {
   const GnmiServiceOptions options;
   std::atomic<bool> stopping{false};
   StateCache state;
+  const telemetry::LeafPaces paces;
+  telemetry::ChangeFeed feed;
   Arbitration arbitration;
   const std::shared_ptr<UnreadAnswers> unread;
 
@@ -57,8 +62,10 @@ class ServiceCore {
   WorkerPool workers;  // unary calls: checks, conversions, serialisations
   WorkerPool rounds;   // the same for streams: neither waits for the other's serialisations
   WorkerPool writer;   // commits: one thread, in order of arrival
-  Sampler sampler;
+  telemetry::Sampler sampler;
   const std::shared_ptr<ConfirmationWatch> confirmations;
+  // Tells the streams that operational data changed, once for a burst of events.
+  const std::shared_ptr<StateEvents> state_events;
 
  private:
   static bool is_slow(const Login& login);

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "kestrel/kestrel.h"
-#include "server/messages.h"
+#include "telemetry/messages.h"
 
 namespace nexa::server {
 namespace {
@@ -45,6 +45,11 @@ grpc::Status StateCache::read(std::shared_ptr<const store::StateTree>& state) {
   return grpc::Status::OK;
 }
 
+void StateCache::expire() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  tree_.reset();
+}
+
 grpc::Status StateCache::refresh() {
   const auto now = std::chrono::steady_clock::now();
   std::vector<std::shared_ptr<const store::StateTree>> trees;
@@ -81,7 +86,7 @@ grpc::Status StateCache::ask(state::StateProvider& provider,
 grpc::Status StateCache::refuse(const std::string& fault) {
   if (fault != last_fault_) on_fault_(fault);
   last_fault_ = fault;
-  return {grpc::StatusCode::INTERNAL, kStateNotAvailable};
+  return {grpc::StatusCode::INTERNAL, telemetry::kStateNotAvailable};
 }
 
 }  // namespace nexa::server

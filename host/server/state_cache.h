@@ -32,6 +32,12 @@ class StateCache {
   // schema; `on_fault` has been told what is wrong. Any thread.
   grpc::Status read(std::shared_ptr<const store::StateTree>& state);
 
+  // The next read() asks the providers. Any thread.
+  void expire();
+
+  // Those that are asked.
+  const std::vector<nexa::state::StateProvider*>& providers() const { return providers_; }
+
  private:
   grpc::Status refresh();
   grpc::Status ask(nexa::state::StateProvider& provider,

@@ -1,4 +1,4 @@
-// The stream's state is guarded by its mutex; the plan belongs to the one task that is posted at a
+// The call's state is guarded by its mutex; the stream belongs to the one task that is posted at a
 // time. After end() nothing is started on the call any more.
 #include "server/subscribe_stream.h"
 
@@ -10,9 +10,14 @@
 #include "profile/request_check.h"
 #include "server/messages.h"
 #include "server/status_details.h"
+#include "server/subscribe_request.h"
+#include "telemetry/messages.h"
 
 namespace nexa::server {
 namespace {
+
+using telemetry::MonotonicTime;
+using telemetry::QueuedMessage;
 
 // A round larger than the queue waits for its reader; one that takes nothing for so long is gone.
 constexpr std::chrono::seconds kStallLimit{5};
@@ -68,17 +73,19 @@ void SubscribeStream::OnReadDone(bool ok) {
     first = !subscribed_;
     subscribed_ = true;
     task_posted_ = task_posted_ || (first && ok);
+    half_closed_ = !ok;
+    // A client that has nothing more to say goes on listening; one that polled gets its answers.
+    if (!ok && !first) {
+      if (mode_ == gnmi::SubscriptionList::POLL) request_round();
+      return;
+    }
   }
   if (!ok) {
-    // A client that has nothing more to say goes on listening.
-    if (first) end({grpc::StatusCode::INVALID_ARGUMENT, kNoSubscription});
+    end({grpc::StatusCode::INVALID_ARGUMENT, kNoSubscription});
     return;
   }
   if (!first) {
-    // Of the modes, only that of a list that was polled would let the message pass.
-    end(profile::check_later_message(core_.options.profile, gnmi::SubscriptionList::STREAM,
-                                     request_)
-            .status);
+    read_later_message();
     return;
   }
   const bool posted = core_.rounds.post([self = shared_from_this()] {
@@ -91,18 +98,42 @@ void SubscribeStream::OnReadDone(bool ok) {
   if (!posted) end(core_.no_room());
 }
 
+void SubscribeStream::read_later_message() {
+  const profile::RequestVerdict verdict =
+      profile::check_later_message(core_.options.profile, mode_, request_);
+  if (!verdict.ok()) {
+    end(verdict.status);
+    return;
+  }
+  stream_->poll();
+  wake();
+  read_next();
+}
+
 void SubscribeStream::begin(const gnmi::SubscribeRequest& request) {
-  const std::chrono::nanoseconds fastest = core_.options.min_sample_interval;
-  const PlanLimits limits{core_.options.profile, core_.options.max_paths,
-                          std::max<std::size_t>(core_.options.max_updates, 1),
-                          std::max(fastest, kShortestInterval)};
-  const grpc::Status status = plan_subscriptions(core_.parts.resolver, limits, request, plan_);
+  const GnmiServiceOptions& options = core_.options;
+  const std::chrono::nanoseconds fastest = options.min_sample_interval;
+  const SubscribeParts parts{
+      core_.parts.resolver, core_.paces, options.profile, options.max_paths,
+      telemetry::PlanLimits{
+          std::max<std::size_t>(options.max_updates, 1), std::max(fastest, kShortestInterval),
+          std::max<std::chrono::nanoseconds>(options.target_sample_interval, kShortestInterval)}};
+  telemetry::SubscriptionPlan plan;
+  const grpc::Status status = plan_stream(parts, request, plan);
   if (!status.ok()) {
     end(status);
     return;
   }
-  const MonotonicTime now = std::chrono::steady_clock::now();
-  for (Subscription& subscription : plan_.subscriptions) subscription.due = now;
+  const telemetry::StreamSources sources{core_.parts.store, core_.feed,
+                                         [this](std::shared_ptr<const store::StateTree>& state) {
+                                           return core_.state.read(state).ok();
+                                         }};
+  stream_.emplace(sources, weak_from_this());
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    mode_ = plan.mode;
+  }
+  stream_->begin(std::move(plan), std::chrono::steady_clock::now());
   read_next();
   run_round();
 }
@@ -140,12 +171,23 @@ void SubscribeStream::due() {
   }
   if (!stalled) return;
   core_.parts.observer.stream_overflowed();
-  end({grpc::StatusCode::RESOURCE_EXHAUSTED, kStreamOverflow});
+  end({grpc::StatusCode::RESOURCE_EXHAUSTED, telemetry::kStreamOverflow});
+}
+
+void SubscribeStream::wake() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (ended_ || draining_) return;  // the round that waits for room comes first
+  core_.sampler.cancel(appointment_);
+  request_round();
 }
 
 // With the mutex held.
 void SubscribeStream::request_round() {
-  if (task_posted_ || ended_) return;
+  if (ended_) return;
+  if (task_posted_) {
+    woken_ = true;
+    return;
+  }
   // Each stream has one task at most, so the number of streams bounds them.
   task_posted_ = core_.rounds.post_unbounded(
       [self = shared_from_this()] { self->guarded([&self] { self->run_round(); }); });
@@ -156,83 +198,39 @@ void SubscribeStream::run_round() {
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (ended_) return;
+    woken_ = false;
     unsent = queued_bytes_;
   }
   const std::size_t limit = std::max<std::size_t>(core_.options.stream_queue_bytes, 1);
-  if (pending_.empty()) {
-    collect_due();
-    reader_keeps_up_ = unsent <= limit / 4;
-  }
-  SamplePage page(plan_, unsent < limit ? limit - unsent : 0);
-  grpc::Status status = read_subscriptions(page);
-  // A reader that was behind when the round began does not get the round's own size on top.
-  if (status.ok() && !pending_.empty() && !reader_keeps_up_) {
-    core_.parts.observer.stream_overflowed();
-    status = grpc::Status(grpc::StatusCode::RESOURCE_EXHAUSTED, kStreamOverflow);
-  }
-  if (!status.ok()) {
-    end(status);
+  telemetry::Stream::Round round =
+      stream_->round(unsent < limit ? limit - unsent : 0, unsent > limit / 4);
+  if (!round.status.ok()) {
+    if (round.status.error_code() == grpc::StatusCode::RESOURCE_EXHAUSTED) {
+      core_.parts.observer.stream_overflowed();
+    }
+    end(round.status);
     return;
   }
-  queue(page.take());
-  finish_page();
+  queue(std::move(round.messages));
+  finish_round(round);
 }
 
-void SubscribeStream::collect_due() {
-  const MonotonicTime now = std::chrono::steady_clock::now();
-  for (Subscription& subscription : plan_.subscriptions) {
-    if (subscription.due > now) continue;
-    subscription.due = next_beat(subscription.due, subscription.interval, now);
-    subscription.reporting = PathLog();  // what an interrupted round left
-    pending_.push_back(&subscription);
-  }
-}
-
-grpc::Status SubscribeStream::read_subscriptions(SamplePage& page) {
-  std::shared_ptr<const store::StateTree> state;
-  if (!core_.state.read(state).ok()) {
-    // Leaves that could not be asked for are not gone: the next round tries again.
-    pending_.clear();
-    return grpc::Status::OK;
-  }
-  const std::shared_ptr<const store::Snapshot> snapshot = core_.parts.store.snapshot();
-  while (!pending_.empty()) {
-    bool complete = false;
-    grpc::Status status = read_page(*snapshot, state.get(), *pending_.front(), page, complete);
-    if (!status.ok() || !complete) return status;
-    pending_.erase(pending_.begin());
-  }
-  return grpc::Status::OK;
-}
-
-void SubscribeStream::finish_page() {
-  if (!synced_ && std::all_of(plan_.subscriptions.begin(), plan_.subscriptions.end(),
-                              [](const Subscription& each) { return each.sampled; })) {
-    synced_ = true;
-    std::deque<QueuedMessage> sync(1);
-    sync.front().response.set_sync_response(true);
-    sync.front().bytes = sync.front().response.ByteSizeLong();
-    queue(std::move(sync));
-  }
+void SubscribeStream::finish_round(const telemetry::Stream::Round& round) {
   const std::lock_guard<std::mutex> lock(mutex_);
   task_posted_ = false;
   if (ended_) return;
-  if (pending_.empty()) {
-    appointment_ = core_.sampler.schedule(next_due(), weak_from_this());
-  } else if (queued_bytes_ <= core_.options.stream_queue_bytes / 2) {
-    request_round();
-  } else {
+  const bool polled_out = half_closed_ && mode_ == gnmi::SubscriptionList::POLL && round.is_idle;
+  if (round.is_over || polled_out) {
+    closing_ = true;
+    write_next();
+  } else if (round.has_more && queued_bytes_ > core_.options.stream_queue_bytes / 2) {
     draining_ = true;
     appointment_ = core_.sampler.schedule(last_progress_ + kStallLimit, weak_from_this());
+  } else if (round.has_more || woken_) {
+    request_round();
+  } else if (round.next != MonotonicTime::max()) {
+    appointment_ = core_.sampler.schedule(round.next, weak_from_this());
   }
-}
-
-MonotonicTime SubscribeStream::next_due() const {
-  MonotonicTime next = MonotonicTime::max();
-  for (const Subscription& subscription : plan_.subscriptions) {
-    next = std::min(next, subscription.due);
-  }
-  return next;
 }
 
 void SubscribeStream::queue(std::deque<QueuedMessage> messages) {
@@ -253,7 +251,11 @@ void SubscribeStream::queue(std::deque<QueuedMessage> messages) {
 
 // With the mutex held.
 void SubscribeStream::write_next() {
-  if (writing_ || ended_ || waiting_.empty()) return;
+  if (writing_ || ended_) return;
+  if (waiting_.empty()) {
+    if (closing_) end_locked(grpc::Status::OK);
+    return;
+  }
   writing_ = true;
   in_flight_ = std::move(waiting_.front());
   waiting_.pop_front();
@@ -279,6 +281,10 @@ void SubscribeStream::OnCancel() { end({grpc::StatusCode::CANCELLED, kCallCancel
 
 void SubscribeStream::end(const grpc::Status& status) {
   const std::lock_guard<std::mutex> lock(mutex_);
+  end_locked(status);
+}
+
+void SubscribeStream::end_locked(const grpc::Status& status) {
   if (ended_) return;
   ended_ = true;
   code_ = status.error_code();

@@ -1,5 +1,6 @@
-// One Subscribe stream: STREAM mode, SAMPLE subscriptions. No thread and no buffer of its own while
-// it waits: the sampler knows when it is due, a worker reads the round, gRPC writes the queue.
+// One Subscribe call: messages in and out. What is to be sent is telemetry's to say. No thread and
+// no buffer of its own while it waits: the sampler knows when it is due, the feed of changes wakes
+// it, a worker reads the round, gRPC writes the queue.
 #ifndef HOST_SERVER_SUBSCRIBE_STREAM_H_
 #define HOST_SERVER_SUBSCRIBE_STREAM_H_
 
@@ -10,9 +11,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "server/sample_page.h"
 #include "server/service_core.h"
-#include "server/subscription_plan.h"
+#include "telemetry/stream.h"
 
 namespace nexa::server {
 
@@ -21,7 +21,8 @@ class StreamRegistry;
 using SubscribeReactor = grpc::ServerBidiReactor<gnmi::SubscribeRequest, gnmi::SubscribeResponse>;
 
 class SubscribeStream final : public SubscribeReactor,
-                              public Sampler::Sampled,
+                              public telemetry::Sampler::Sampled,
+                              public telemetry::Waker,
                               public std::enable_shared_from_this<SubscribeStream> {
  public:
   SubscribeStream(ServiceCore& core, StreamRegistry& registry,
@@ -34,6 +35,7 @@ class SubscribeStream final : public SubscribeReactor,
   void end(const grpc::Status& status);
 
   void due() override;
+  void wake() override;
   void OnReadDone(bool ok) override;
   void OnWriteDone(bool ok) override;
   void OnCancel() override;
@@ -46,16 +48,16 @@ class SubscribeStream final : public SubscribeReactor,
   void read_next();
   void guarded(const std::function<void()>& work);
 
+  void read_later_message();
+
   // A round, on a worker; one at a time.
   void request_round();
   void run_round();
-  void collect_due();
-  grpc::Status read_subscriptions(SamplePage& page);
-  void finish_page();
-  MonotonicTime next_due() const;
+  void finish_round(const telemetry::Stream::Round& round);
 
-  void queue(std::deque<QueuedMessage> messages);
+  void queue(std::deque<telemetry::QueuedMessage> messages);
   void write_next();
+  void end_locked(const grpc::Status& status);
 
   ServiceCore& core_;
   StreamRegistry& registry_;
@@ -64,25 +66,26 @@ class SubscribeStream final : public SubscribeReactor,
   std::shared_ptr<SubscribeStream> self_;
   gnmi::SubscribeRequest request_;
 
-  // Of the task in hand alone.
-  SubscriptionPlan plan_;
-  std::vector<Subscription*> pending_;  // of the round in progress
-  bool synced_ = false;
-  bool reader_keeps_up_ = true;  // when the round began
+  // Set by the task that begins; rounds are run by the task in hand alone.
+  std::optional<telemetry::Stream> stream_;
 
   std::mutex mutex_;  // guards what follows
   bool subscribed_ = false;
+  gnmi::SubscriptionList::Mode mode_ = gnmi::SubscriptionList::STREAM;
+  bool half_closed_ = false;  // the client has nothing more to say
   bool task_posted_ = false;
+  bool woken_ = false;     // while a task was posted
+  bool closing_ = false;   // ends with OK when all is written
   bool draining_ = false;  // a round waits until the queue has room
   bool writing_ = false;
   bool ended_ = false;
   bool done_ = false;
   grpc::StatusCode code_ = grpc::StatusCode::OK;
-  std::deque<QueuedMessage> waiting_;
-  QueuedMessage in_flight_;
+  std::deque<telemetry::QueuedMessage> waiting_;
+  telemetry::QueuedMessage in_flight_;
   std::size_t queued_bytes_ = 0;  // waiting and in flight
-  MonotonicTime last_progress_ = std::chrono::steady_clock::now();
-  Sampler::Appointment appointment_;
+  telemetry::MonotonicTime last_progress_ = std::chrono::steady_clock::now();
+  telemetry::Sampler::Appointment appointment_;
 };
 
 // All streams of a service.

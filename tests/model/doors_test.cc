@@ -13,7 +13,7 @@
 #include "real/temp_folder.h"
 #include "server/get_request.h"
 #include "server/set_request.h"
-#include "server/subscription_plan.h"
+#include "server/subscribe_request.h"
 #include "store/store_module.h"
 #include "store/tree_store.h"
 #include "support/targets.h"
@@ -176,9 +176,10 @@ class Doors : public testing::Test {
     gnmi::Subscription& one = *list.add_subscription();
     *one.mutable_path() = asked.own_path();
     one.set_mode(gnmi::SAMPLE);
-    nexa::server::SubscriptionPlan plan;
-    nexa::server::PlanLimits limits;
-    const grpc::Status status = plan_subscriptions(*resolver_, limits, request, plan);
+    nexa::telemetry::SubscriptionPlan plan;
+    const nexa::telemetry::LeafPaces paces(resolver_->schema(), {});
+    const nexa::server::SubscribeParts parts{*resolver_, paces};
+    const grpc::Status status = plan_stream(parts, request, plan);
     if (!status.ok()) return answer(status);
     if (leaves != nullptr) {
       *leaves = 0;

@@ -6,15 +6,15 @@
 #include <string>
 #include <vector>
 
-#include "server/sampler.h"
+#include "telemetry/sampler.h"
 #include "server/worker_pool.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-using nexa::server::MonotonicTime;
-using nexa::server::next_beat;
-using nexa::server::Sampler;
+using nexa::telemetry::MonotonicTime;
+using nexa::telemetry::next_beat;
+using nexa::telemetry::Sampler;
 using nexa::server::WorkerPool;
 
 void ignore_faults(const std::string& /*line*/) {}

@@ -1,7 +1,7 @@
 // When is a stream's next round due? One thread that waits on the monotonic clock for the earliest
 // of all appointments; what is then to be done is done elsewhere.
-#ifndef HOST_SERVER_SAMPLER_H_
-#define HOST_SERVER_SAMPLER_H_
+#ifndef HOST_TELEMETRY_SAMPLER_H_
+#define HOST_TELEMETRY_SAMPLER_H_
 
 #include <chrono>
 #include <condition_variable>
@@ -13,7 +13,7 @@
 #include <thread>
 #include <utility>
 
-namespace nexa::server {
+namespace nexa::telemetry {
 
 using MonotonicTime = std::chrono::steady_clock::time_point;
 
@@ -59,6 +59,6 @@ class Sampler {
   std::thread thread_;
 };
 
-}  // namespace nexa::server
+}  // namespace nexa::telemetry
 
-#endif  // HOST_SERVER_SAMPLER_H_
+#endif  // HOST_TELEMETRY_SAMPLER_H_

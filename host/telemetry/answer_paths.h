@@ -1,12 +1,12 @@
 // How are paths written in an answer? Relative to the request's prefix where they lie below it.
-#ifndef HOST_SERVER_ANSWER_PATHS_H_
-#define HOST_SERVER_ANSWER_PATHS_H_
+#ifndef HOST_TELEMETRY_ANSWER_PATHS_H_
+#define HOST_TELEMETRY_ANSWER_PATHS_H_
 
 #include <string>
 
 #include "gnmi.pb.h"
 
-namespace nexa::server {
+namespace nexa::telemetry {
 
 // The prefix of one request. A prefix with wildcards, or without the keys of a list, names many
 // places: answers then carry whole paths and a prefix of origin and target alone, for a path
@@ -33,6 +33,6 @@ class AnswerPrefix {
   bool present_;
 };
 
-}  // namespace nexa::server
+}  // namespace nexa::telemetry
 
-#endif  // HOST_SERVER_ANSWER_PATHS_H_
+#endif  // HOST_TELEMETRY_ANSWER_PATHS_H_

@@ -1,17 +1,18 @@
 // Which leaves did a round report? Paths in the order of the round, in a few bytes each: a path
 // shares most of its text with the one before it.
-#ifndef HOST_SERVER_PATH_LOG_H_
-#define HOST_SERVER_PATH_LOG_H_
+#ifndef HOST_TELEMETRY_PATH_LOG_H_
+#define HOST_TELEMETRY_PATH_LOG_H_
 
 #include <cstdint>
 #include <functional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "gnmi.pb.h"
 
-namespace nexa::server {
+namespace nexa::telemetry {
 
 class PathLog {
  public:
@@ -19,6 +20,12 @@ class PathLog {
   static std::uint64_t number_of(const gnmi::Path& path);
 
   void add(const gnmi::Path& path);
+
+  // The same with a number that stands for its value; for all paths of a log or for none.
+  void add(const gnmi::Path& path, std::uint64_t value);
+
+  // The values by the numbers of their paths; empty where none were given.
+  std::unordered_map<std::uint64_t, std::uint64_t> values() const;
 
   // The numbers of all paths, in ascending order.
   std::vector<std::uint64_t> sorted_numbers() const;
@@ -31,10 +38,11 @@ class PathLog {
 
  private:
   std::vector<std::uint64_t> numbers_;
+  std::vector<std::uint64_t> values_;
   std::string text_;  // for each path: bytes shared with the one before, bytes that follow, those
   std::string last_;
 };
 
-}  // namespace nexa::server
+}  // namespace nexa::telemetry
 
-#endif  // HOST_SERVER_PATH_LOG_H_
+#endif  // HOST_TELEMETRY_PATH_LOG_H_

@@ -1,17 +1,25 @@
 // Leaves are gathered into a message until it holds enough of them, or of their bytes.
-#include "server/sample_page.h"
+#include "telemetry/sample_page.h"
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
 
-namespace nexa::server {
+namespace nexa::telemetry {
 namespace {
 
 constexpr std::size_t kMostMessageBytes = 32 << 10;
+// A commit is one message; far below what clients take by default, 4 MiB.
+constexpr std::size_t kMostCommitBytes = 1 << 20;
+
+std::uint64_t number_of_value(const gnmi::TypedValue& value) {
+  return std::hash<std::string>()(value.SerializeAsString());
+}
 
 }  // namespace
 
@@ -21,7 +29,7 @@ SamplePage::SamplePage(const SubscriptionPlan& plan, std::size_t budget)
 gnmi::Notification& SamplePage::notification_for(const Subscription& subscription,
                                                  gnmi::Path& path) {
   const bool relative = plan_.prefix.covers(path);
-  const bool may_repeat = plan_.subscriptions.size() > 1;
+  const bool may_repeat = plan_.subscriptions.size() > 1 && !in_commit_;
   const std::uint64_t number = may_repeat ? PathLog::number_of(path) : 0;
   if (open_ && (relative != relative_ || paths_.count(number) != 0)) close();
   if (may_repeat) paths_.insert(number);
@@ -31,7 +39,7 @@ gnmi::Notification& SamplePage::notification_for(const Subscription& subscriptio
   open_ = true;
   relative_ = relative;
   gnmi::Notification& added = *messages_.emplace_back().response.mutable_update();
-  added.set_timestamp(ServiceRpcMsgHelpers::get_timestamp());
+  added.set_timestamp(in_commit_ ? commit_time_ns_ : ServiceRpcMsgHelpers::get_timestamp());
   const gnmi::Path* prefix = plan_.prefix.shown(relative);
   if (prefix != nullptr) *added.mutable_prefix() = *prefix;
   messages_.back().bytes = added.ByteSizeLong();
@@ -42,7 +50,11 @@ void SamplePage::count(std::size_t bytes) {
   bytes_ += bytes;
   QueuedMessage& message = messages_.back();
   message.bytes += bytes;
-  if (++entries_ >= plan_.most_updates || message.bytes >= kMostMessageBytes) close();
+  ++entries_;
+  const bool ends = in_commit_
+                        ? message.bytes >= kMostCommitBytes
+                        : entries_ >= plan_.most_updates || message.bytes >= kMostMessageBytes;
+  if (ends) close();
 }
 
 void SamplePage::close() {
@@ -51,11 +63,30 @@ void SamplePage::close() {
   paths_.clear();
 }
 
+void SamplePage::begin_commit(std::int64_t time_ns) {
+  close();
+  in_commit_ = true;
+  commit_time_ns_ = time_ns;
+}
+
+void SamplePage::end_commit() {
+  close();
+  in_commit_ = false;
+}
+
+void SamplePage::add_sync() {
+  close();
+  QueuedMessage& sync = messages_.emplace_back();
+  sync.response.set_sync_response(true);
+  sync.bytes = sync.response.ByteSizeLong();
+}
+
 void SamplePage::add_leaf(const Subscription& subscription, gnmi::Path& path,
-                          gnmi::TypedValue& value) {
+                          gnmi::TypedValue& value, std::uint32_t duplicates) {
   gnmi::Update& update = *notification_for(subscription, path).add_update();
   *update.mutable_path() = std::move(path);
   *update.mutable_val() = std::move(value);
+  if (duplicates != 0) update.set_duplicates(duplicates);
   ++messages_.back().leaves;
   count(update.ByteSizeLong());
 }
@@ -72,30 +103,39 @@ std::deque<QueuedMessage> SamplePage::take() {
 }
 
 grpc::Status read_page(const store::Snapshot& snapshot, const store::StateTree* state,
-                       Subscription& subscription, SamplePage& page, bool& complete) {
+                       const RoundForm& form, Subscription& subscription, SamplePage& page,
+                       bool& complete) {
   PathLog& reporting = subscription.reporting;
   const std::vector<std::uint64_t> before = reporting.sorted_numbers();
+  const bool compares = subscription.suppress_redundant;
+  std::unordered_map<std::uint64_t, std::uint64_t> known;
+  if (compares && !form.resend) known = subscription.reported.values();
   complete = true;
-  grpc::Status status =
-      snapshot.read(subscription.query, state, [&](gnmi::Path& path, gnmi::TypedValue& value) {
-        if (!complete) return;
-        if (!before.empty() &&
-            std::binary_search(before.begin(), before.end(), PathLog::number_of(path))) {
-          return;
-        }
-        if (page.is_full()) {
-          complete = false;
-          return;
-        }
-        reporting.add(path);
-        page.add_leaf(subscription, path, value);
-      });
+  const auto take = [&](gnmi::Path& path, gnmi::TypedValue& value) {
+    if (!complete) return;
+    const std::uint64_t number = compares || !before.empty() ? PathLog::number_of(path) : 0;
+    if (!before.empty() && std::binary_search(before.begin(), before.end(), number)) return;
+    if (page.is_full()) {
+      complete = false;
+      return;
+    }
+    bool is_sent = !form.silent;
+    if (compares) {
+      const std::uint64_t content = number_of_value(value);
+      const auto last = known.find(number);
+      is_sent = is_sent && (last == known.end() || last->second != content);
+      reporting.add(path, content);
+    } else {
+      reporting.add(path);
+    }
+    if (is_sent) page.add_leaf(subscription, path, value);
+  };
+  grpc::Status status = snapshot.read(subscription.query, state, take);
   if (!status.ok() || !complete) return status;
   subscription.reported.for_each_missing(
       reporting, [&](gnmi::Path& path) { page.add_gone(subscription, path); });
   subscription.reported = std::exchange(reporting, PathLog());
-  subscription.sampled = true;
   return grpc::Status::OK;
 }
 
-}  // namespace nexa::server
+}  // namespace nexa::telemetry

@@ -1,21 +1,21 @@
 // Pages of a round, and what is remembered of a round's paths.
-#include "server/sample_page.h"
+#include "telemetry/sample_page.h"
 
 #include <gtest/gtest.h>
 
-#include "server/path_log.h"
 #include "server/support/service_fixture.h"
+#include "telemetry/path_log.h"
 #include "translate/path_string.h"
 
 namespace nexa_test {
 namespace {
 
-using nexa::server::AnswerPrefix;
-using nexa::server::PathLog;
-using nexa::server::QueuedMessage;
-using nexa::server::SamplePage;
-using nexa::server::Subscription;
-using nexa::server::SubscriptionPlan;
+using nexa::telemetry::AnswerPrefix;
+using nexa::telemetry::PathLog;
+using nexa::telemetry::QueuedMessage;
+using nexa::telemetry::SamplePage;
+using nexa::telemetry::Subscription;
+using nexa::telemetry::SubscriptionPlan;
 
 using Lines = std::vector<std::string>;
 
@@ -100,7 +100,7 @@ class Pages : public testing::Test {
   std::string page(std::size_t budget) {
     SamplePage page(plan, budget);
     bool complete = false;
-    EXPECT_TRUE(read_page(*store.snapshot(), nullptr, subscription(), page, complete).ok());
+    EXPECT_TRUE(read_page(*store.snapshot(), nullptr, {}, subscription(), page, complete).ok());
     std::string names;
     for (const QueuedMessage& message : page.take()) {
       const gnmi::Notification& notification = message.response.update();
@@ -144,7 +144,7 @@ TEST_F(Pages, HaveNoPathTwiceInAMessage) {
   SamplePage page(plan, 100000);
   for (Subscription& each : plan.subscriptions) {
     bool complete = false;
-    EXPECT_TRUE(read_page(*store.snapshot(), nullptr, each, page, complete).ok());
+    EXPECT_TRUE(read_page(*store.snapshot(), nullptr, {}, each, page, complete).ok());
   }
   Lines messages;
   for (const QueuedMessage& message : page.take()) {
@@ -160,7 +160,7 @@ TEST_F(Pages, HaveNoMoreLeavesInAMessageThanAreAllowed) {
   plan.most_updates = 4;
   SamplePage page(plan, 100000);
   bool complete = false;
-  EXPECT_TRUE(read_page(*store.snapshot(), nullptr, subscription(), page, complete).ok());
+  EXPECT_TRUE(read_page(*store.snapshot(), nullptr, {}, subscription(), page, complete).ok());
   const auto messages = page.take();
   ASSERT_EQ(messages.size(), 2U);
   EXPECT_EQ(messages[0].response.update().update_size(), 4);

@@ -1,7 +1,7 @@
-// What does a round send? The leaves of a subscription as messages, as many as the stream's queue
-// takes at a time, and the leaves that are gone since the last round.
-#ifndef HOST_SERVER_SAMPLE_PAGE_H_
-#define HOST_SERVER_SAMPLE_PAGE_H_
+// What does a stream send next? Leaves and deletes as messages, as many as the stream's queue takes
+// at a time.
+#ifndef HOST_TELEMETRY_SAMPLE_PAGE_H_
+#define HOST_TELEMETRY_SAMPLE_PAGE_H_
 
 #include <grpcpp/support/status.h>
 
@@ -12,10 +12,10 @@
 #include <unordered_set>
 
 #include "gnmi.pb.h"
-#include "server/subscription_plan.h"
 #include "store/config_store.h"
+#include "telemetry/subscription_plan.h"
 
-namespace nexa::server {
+namespace nexa::telemetry {
 
 // One message and what it counts against the queue's limit.
 struct QueuedMessage {
@@ -34,9 +34,18 @@ class SamplePage {
 
   bool is_full() const { return bytes_ >= budget_; }
 
-  // `path` is absolute, as the store gave it; both arguments are moved from.
-  void add_leaf(const Subscription& subscription, gnmi::Path& path, gnmi::TypedValue& value);
+  // `path` is absolute, as the store gave it; both arguments are moved from. `duplicates`: how many
+  // values of the leaf were passed over for this one.
+  void add_leaf(const Subscription& subscription, gnmi::Path& path, gnmi::TypedValue& value,
+                std::uint32_t duplicates = 0);
   void add_gone(const Subscription& subscription, gnmi::Path& path);
+
+  // What follows, up to end_commit(), is one commit's: a Notification of its own with the commit's
+  // time, in several only when it is longer than a message may be.
+  void begin_commit(std::int64_t time_ns);
+  void end_commit();
+
+  void add_sync();
 
   // Ends the last message. The page is empty afterwards.
   std::deque<QueuedMessage> take();
@@ -51,18 +60,27 @@ class SamplePage {
   std::size_t bytes_ = 0;
   bool relative_ = true;  // paths of the open message are relative to the prefix
   bool open_ = false;
+  bool in_commit_ = false;
+  std::int64_t commit_time_ns_ = 0;
   std::size_t entries_ = 0;
   std::unordered_set<std::uint64_t>
       paths_;  // of the open message; empty for one subscription alone
   std::deque<QueuedMessage> messages_;
 };
 
+// How a round reports what it reads.
+struct RoundForm {
+  bool silent = false;  // nothing is sent, the values are remembered
+  bool resend = false;  // also what is as it was
+};
+
 // Reads a subscription's leaves into the page. `complete` is set when all that is there was
 // reported; otherwise the page was full, and the next one goes on. A leaf is reported once in a
 // round, also when the configuration changes between two pages.
 grpc::Status read_page(const store::Snapshot& snapshot, const store::StateTree* state,
-                       Subscription& subscription, SamplePage& page, bool& complete);
+                       const RoundForm& form, Subscription& subscription, SamplePage& page,
+                       bool& complete);
 
-}  // namespace nexa::server
+}  // namespace nexa::telemetry
 
-#endif  // HOST_SERVER_SAMPLE_PAGE_H_
+#endif  // HOST_TELEMETRY_SAMPLE_PAGE_H_

@@ -1,7 +1,7 @@
 // Elements are compared one by one, keys included.
-#include "server/answer_paths.h"
+#include "telemetry/answer_paths.h"
 
-namespace nexa::server {
+namespace nexa::telemetry {
 namespace {
 
 bool same_element(const gnmi::PathElem& left, const gnmi::PathElem& right) {
@@ -46,4 +46,4 @@ void AnswerPrefix::place_origin(const gnmi::Path& requested, gnmi::Path& path) {
   }
 }
 
-}  // namespace nexa::server
+}  // namespace nexa::telemetry

@@ -1,11 +1,11 @@
 // A path is encoded as lengths and texts, and kept as what differs from the one before it.
-#include "server/path_log.h"
+#include "telemetry/path_log.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <utility>
 
-namespace nexa::server {
+namespace nexa::telemetry {
 namespace {
 
 void append_number(std::size_t value, std::string& out) {
@@ -103,6 +103,18 @@ void PathLog::add(const gnmi::Path& path) {
   last_ = std::move(encoded);
 }
 
+void PathLog::add(const gnmi::Path& path, std::uint64_t value) {
+  add(path);
+  values_.push_back(value);
+}
+
+std::unordered_map<std::uint64_t, std::uint64_t> PathLog::values() const {
+  std::unordered_map<std::uint64_t, std::uint64_t> values;
+  values.reserve(values_.size());
+  for (std::size_t i = 0; i < values_.size(); ++i) values.emplace(numbers_[i], values_[i]);
+  return values;
+}
+
 std::vector<std::uint64_t> PathLog::sorted_numbers() const {
   std::vector<std::uint64_t> sorted = numbers_;
   std::sort(sorted.begin(), sorted.end());
@@ -124,4 +136,4 @@ void PathLog::for_each_missing(const PathLog& later,
   }
 }
 
-}  // namespace nexa::server
+}  // namespace nexa::telemetry

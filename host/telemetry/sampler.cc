@@ -1,7 +1,7 @@
 // Appointments are kept in the order of their times; the thread sleeps until the first.
-#include "server/sampler.h"
+#include "telemetry/sampler.h"
 
-namespace nexa::server {
+namespace nexa::telemetry {
 
 MonotonicTime next_beat(MonotonicTime previous, std::chrono::nanoseconds interval,
                         MonotonicTime now) {
@@ -57,4 +57,4 @@ void Sampler::run() {
   }
 }
 
-}  // namespace nexa::server
+}  // namespace nexa::telemetry

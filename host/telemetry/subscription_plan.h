@@ -1,0 +1,74 @@
+// What does a stream watch, and how? The list of a stream against the schema and the server's
+// limits (gNMI specification, section 3.5.1). What the options mean together is settled here; which
+// of them a request may use was judged before.
+#ifndef HOST_TELEMETRY_SUBSCRIPTION_PLAN_H_
+#define HOST_TELEMETRY_SUBSCRIPTION_PLAN_H_
+
+#include <grpcpp/support/status.h>
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "gnmi.pb.h"
+#include "model/resolver.h"
+#include "store/config_store.h"
+#include "telemetry/answer_paths.h"
+#include "telemetry/leaf_paces.h"
+#include "telemetry/path_log.h"
+#include "telemetry/sampler.h"
+
+namespace nexa::telemetry {
+
+// One way of watching one path, and how far it has come. A client's subscription is one to three of
+// these: the target chooses leaf by leaf in mode TARGET_DEFINED, and ON_CHANGE hears of
+// configuration from commits and of operational data from the providers.
+struct Subscription {
+  enum class Source : std::uint8_t {
+    kData,     // reads what is there: at each beat, each poll, or once
+    kCommits,  // configuration: each commit's difference
+    kEvents,   // operational data: compared when they may have changed
+  };
+  Source source = Source::kData;
+  store::Query query;
+  gnmi::Path requested;                   // origin only: where answers write it
+  std::chrono::nanoseconds interval{0};   // 0: no beat
+  std::chrono::nanoseconds heartbeat{0};  // 0: none
+  bool suppress_redundant = false;
+
+  MonotonicTime due = MonotonicTime::max();
+  MonotonicTime heartbeat_due = MonotonicTime::max();
+  PathLog reported;                              // kData: by the last complete round
+  PathLog reporting;                             // by the round in progress
+  std::shared_ptr<const store::StateTree> seen;  // kEvents: what the client knows
+};
+
+struct SubscriptionPlan {
+  SubscriptionPlan() : prefix(gnmi::Path(), false) {}
+
+  AnswerPrefix prefix;
+  gnmi::SubscriptionList::Mode mode = gnmi::SubscriptionList::STREAM;
+  gnmi::Encoding encoding = gnmi::JSON;
+  bool updates_only = false;
+  std::size_t most_updates = 200;  // in one message of a round
+  std::vector<Subscription> subscriptions;
+};
+
+struct PlanLimits {
+  std::size_t most_updates = 200;  // in one message, at least 1
+  std::chrono::nanoseconds min_interval{1000000};
+  std::chrono::nanoseconds target_interval{10000000000};  // where the target chooses
+};
+
+// NOT_FOUND for a node that the schema does not have: a valid path without data is watched.
+// `at_fault` is the index of the subscription that was refused, -1 for none of them. `paces`
+// outlives the plan. Any thread.
+grpc::Status plan_subscriptions(const model::Resolver& resolver, const LeafPaces& paces,
+                                const PlanLimits& limits, const gnmi::SubscriptionList& list,
+                                SubscriptionPlan& plan, int& at_fault);
+
+}  // namespace nexa::telemetry
+
+#endif  // HOST_TELEMETRY_SUBSCRIPTION_PLAN_H_
