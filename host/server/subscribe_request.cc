@@ -2,7 +2,9 @@
 #include "server/subscribe_request.h"
 
 #include <string>
+#include <utility>
 
+#include "model/model_set.h"
 #include "profile/request_check.h"
 #include "server/request_rules.h"
 
@@ -18,9 +20,14 @@ grpc::Status plan_stream(const SubscribeParts& parts, const gnmi::SubscribeReque
   }
   grpc::Status status = profile::check_subscribe(parts.profile, request).status;
   if (!status.ok()) return status;
+  telemetry::PlanLimits limits = parts.limits;
+  const gnmi::CapabilityResponse none;
+  auto used = model::ModelSet::of(
+      list.use_models(), (parts.models != nullptr ? *parts.models : none).supported_models());
+  if (!used.ok()) return used.refusal().status();
+  limits.models = std::move(used.value());
   int at_fault = -1;
-  status = telemetry::plan_subscriptions(parts.resolver, parts.paces, parts.limits, list, plan,
-                                         at_fault);
+  status = telemetry::plan_subscriptions(parts.resolver, parts.paces, limits, list, plan, at_fault);
   if (status.ok() || at_fault < 0) return status;
   const std::string place = "subscription[" + std::to_string(at_fault) + "]";
   const gnmi::Path joined = model::join_paths(list.prefix(), list.subscription(at_fault).path());

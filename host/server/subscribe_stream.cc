@@ -113,11 +113,13 @@ void SubscribeStream::read_later_message() {
 void SubscribeStream::begin(const gnmi::SubscribeRequest& request) {
   const GnmiServiceOptions& options = core_.options;
   const std::chrono::nanoseconds fastest = options.min_sample_interval;
-  const SubscribeParts parts{
-      core_.parts.resolver, core_.paces, options.profile, options.max_paths,
-      telemetry::PlanLimits{
-          std::max<std::size_t>(options.max_updates, 1), std::max(fastest, kShortestInterval),
-          std::max<std::chrono::nanoseconds>(options.target_sample_interval, kShortestInterval)}};
+  telemetry::PlanLimits limits;
+  limits.most_updates = std::max<std::size_t>(options.max_updates, 1);
+  limits.min_interval = std::max(fastest, kShortestInterval);
+  limits.target_interval =
+      std::max<std::chrono::nanoseconds>(options.target_sample_interval, kShortestInterval);
+  const SubscribeParts parts{core_.parts.resolver, core_.paces, options.profile,
+                             options.max_paths,    limits,      &core_.parts.models};
   telemetry::SubscriptionPlan plan;
   const grpc::Status status = plan_stream(parts, request, plan);
   if (!status.ok()) {

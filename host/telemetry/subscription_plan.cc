@@ -87,6 +87,7 @@ grpc::Status Planner::add(const gnmi::Subscription& request) {
   Subscription whole;
   whole.query.form = store::Form::kLeaves;
   whole.query.encoding = list_.encoding();
+  whole.query.models = limits_.models;
   whole.requested.set_origin(request.path().origin());
   auto resolved = resolver_.resolve(list_.prefix(), request.path(), model::Purpose::kRead);
   if (!resolved.ok()) return resolved.refusal().status();

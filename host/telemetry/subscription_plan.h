@@ -60,6 +60,7 @@ struct PlanLimits {
   std::size_t most_updates = 200;  // in one message, at least 1
   std::chrono::nanoseconds min_interval{1000000};
   std::chrono::nanoseconds target_interval{10000000000};  // where the target chooses
+  std::shared_ptr<const model::ModelSet> models;          // null: all of them
 };
 
 // NOT_FOUND for a node that the schema does not have: a valid path without data is watched.

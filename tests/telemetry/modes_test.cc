@@ -299,6 +299,24 @@ TEST_F(Modes, Row35ARollbackIsACommitLikeAnother) {
   EXPECT_EQ(client.next(), "|/device/name=\"box\"|-/device/port[name=q]");
 }
 
+TEST_F(Modes, Row6EncodingProtoHasNativeScalars) {
+  gnmi::SubscribeRequest asked = on_change({"/device/port[name=a]/speed"});
+  asked.mutable_subscribe()->set_encoding(gnmi::PROTO);
+  StreamClient client(stub(), asked);
+  client.next();
+  EXPECT_EQ(client.last().update().update(0).val().uint_val(), 1U);
+  ASSERT_EQ(client.next(), "sync");
+  ASSERT_EQ(update("/device/port[name=a]/speed", "\"2\""), "0 ");
+  client.next();
+  EXPECT_EQ(client.last().update().update(0).val().uint_val(), 2U);
+}
+
+TEST_F(Modes, Row11AModelThatIsNotLoadedIsRefused) {
+  gnmi::SubscribeRequest asked = on_change({"/device/name"});
+  asked.mutable_subscribe()->add_use_models()->set_name("no-such-model");
+  EXPECT_THAT(StreamClient(stub(), asked).end(), HasSubstr("no-such-model"));
+}
+
 // A reader that takes nothing while commits come.
 TEST_F(Modes, Row2ASlowReaderGetsTheNewestValueWithItsDuplicatesCounted) {
   stop();
