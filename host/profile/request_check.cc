@@ -7,6 +7,7 @@
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/repeated_field.h>
 
+#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -97,13 +98,43 @@ RequestVerdict refused_by(const Notification& notification) {
   return verdict;
 }
 
-grpc::Status check_get_options(Profile /*profile*/, gnmi::GetRequest& request) {
-  grpc::Status status = check_number("type", request.type());
-  if (status.ok()) status = check_number("encoding", request.encoding());
-  if (status.ok()) status = ServiceRpcMsgHelpers::validate_DataType(request.type());
+grpc::Status check_device_get(gnmi::GetRequest& request) {
+  grpc::Status status = ServiceRpcMsgHelpers::validate_DataType(request.type());
   if (status.ok()) status = ServiceRpcMsgHelpers::validate_Encoding(request.encoding());
   if (status.ok()) status = ServiceRpcMsgHelpers::validate_ModelData(&request);
   return status;
+}
+
+grpc::Status check_full_get(const gnmi::GetRequest& request) {
+  if (request.encoding() == gnmi::PROTO) return grpc::Status::OK;
+  if (request.encoding() != gnmi::ASCII) {
+    return ServiceRpcMsgHelpers::validate_Encoding(request.encoding());
+  }
+  if (request.type() == gnmi::GetRequest::CONFIG) return grpc::Status::OK;
+  return {grpc::StatusCode::UNIMPLEMENTED, kAsciiOfConfigOnly};
+}
+
+grpc::Status check_get_options(Profile profile, gnmi::GetRequest& request) {
+  grpc::Status status = check_number("type", request.type());
+  if (status.ok()) status = check_number("encoding", request.encoding());
+  if (!status.ok()) return status;
+  return profile == Profile::kFull ? check_full_get(request) : check_device_get(request);
+}
+
+RequestVerdict check_union_replace(Profile profile, const gnmi::SetRequest& request) {
+  if (request.union_replace_size() == 0) return {};
+  if (profile == Profile::kDevice) {
+    return {{grpc::StatusCode::UNIMPLEMENTED, kUnionReplace}, "union_replace[0]"};
+  }
+  if (request.delete__size() + request.replace_size() + request.update_size() > 0) {
+    return {{grpc::StatusCode::INVALID_ARGUMENT, kUnionReplaceAlone}, "union_replace[0]"};
+  }
+  return {};
+}
+
+bool has_json_token(const gnmi::TypedValue& value) {
+  return value.has_string_val() || value.has_int_val() || value.has_uint_val() ||
+         value.has_bool_val();
 }
 
 // The options of a subscription list as the library's checks judge them.
@@ -164,21 +195,40 @@ RequestVerdict check_get(Profile profile, gnmi::GetRequest& request) {
 }
 
 RequestVerdict check_set(Profile profile, const gnmi::SetRequest& request) {
-  if (request.union_replace_size() > 0) {
-    return {{grpc::StatusCode::UNIMPLEMENTED, kUnionReplace}, "union_replace[0]"};
-  }
+  RequestVerdict verdict = check_union_replace(profile, request);
+  if (!verdict.ok()) return verdict;
   const grpc::Status status = check_form(request.prefix());
   if (!status.ok()) return {status, "prefix"};
   for (int index = 0; index < request.delete__size(); ++index) {
     grpc::Status refusal = check_path(profile, DELETE, request.prefix(), request.delete_(index));
     if (!refusal.ok()) return {refusal, indexed("delete", index)};
   }
-  RequestVerdict verdict =
-      check_updates(profile, REPLACE, "replace", request.prefix(), request.replace());
+  verdict = check_updates(profile, REPLACE, "replace", request.prefix(), request.replace());
+  if (verdict.ok()) {
+    verdict =
+        check_updates(profile, REPLACE, "union_replace", request.prefix(), request.union_replace());
+  }
   if (verdict.ok()) {
     verdict = check_updates(profile, UPDATE, "update", request.prefix(), request.update());
   }
   return verdict.ok() ? check_extensions(profile, Rpc::kSet, request.extension()) : verdict;
+}
+
+grpc::Status check_value_kind(Profile profile, model::Mode mode, const gnmi::TypedValue& value) {
+  const bool is_json = value.has_json_ietf_val() || value.has_json_val();
+  if (profile == Profile::kFull || is_json) return grpc::Status::OK;
+  if (value.has_bytes_val()) return ServiceRpcMsgHelpers::validate_Encoding(gnmi::BYTES);
+  const auto& elements = value.leaflist_val().element();
+  const bool has_token = value.has_leaflist_val()
+                             ? std::all_of(elements.begin(), elements.end(), has_json_token)
+                             : has_json_token(value);
+  if (has_token && mode == model::Mode::kTolerant) return grpc::Status::OK;
+  return ServiceRpcMsgHelpers::validate_Encoding(gnmi::PROTO);
+}
+
+grpc::StatusCode code_for_reader(Profile profile, grpc::StatusCode unresolved) {
+  const bool is_unknown = unresolved == grpc::StatusCode::NOT_FOUND;
+  return profile == Profile::kFull && is_unknown ? grpc::StatusCode::UNIMPLEMENTED : unresolved;
 }
 
 RequestVerdict check_subscribe(Profile profile, const gnmi::SubscribeRequest& request) {

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "gnmi.pb.h"
+#include "model/schema_names.h"
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
 #include "profile/profile.h"
 
@@ -32,6 +33,14 @@ RequestVerdict check_set(Profile profile, const gnmi::SetRequest& request);
 // or empty, for the update itself.
 RequestVerdict check_update(Profile profile, RequestType type, const gnmi::Path& prefix,
                             const gnmi::Update& update);
+
+// Whether the value is of a kind that is served; asked once the path of its update is resolved. The
+// device profile takes JSON, and what a tolerant reader can write as JSON without knowing the leaf.
+grpc::Status check_value_kind(Profile profile, model::Mode mode, const gnmi::TypedValue& value);
+
+// The code for a path of a Get or Subscribe that the schema does not have. The full profile says
+// UNIMPLEMENTED (gNMI specification, section 3.3.4), and keeps NOT_FOUND for data that may come.
+grpc::StatusCode code_for_reader(Profile profile, grpc::StatusCode unresolved);
 
 // The first message of a Subscribe stream. The full profile takes every mode and option of a list
 // but aliases; what they mean together is for whoever plans the subscriptions.

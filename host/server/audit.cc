@@ -43,6 +43,9 @@ std::string audit_line(const SetAudit& audit, const gnmi::SetRequest& request) {
   line.append(" deletes=").append(std::to_string(request.delete__size()));
   line.append(" replaces=").append(std::to_string(request.replace_size()));
   line.append(" updates=").append(std::to_string(request.update_size()));
+  if (request.union_replace_size() > 0) {
+    line.append(" union_replaces=").append(std::to_string(request.union_replace_size()));
+  }
   line.append(" operations=").append(text::quoted(shown_operations(request)));
   if (audit.action.kind != CommitAction::Kind::kNone) {
     line.append(" action=").append(name_of(audit.action.kind));

@@ -19,20 +19,35 @@ namespace {
 constexpr std::size_t kBytesAroundUpdate = 64;
 
 store::DataPart part_of(gnmi::GetRequest::DataType type) {
-  if (type == gnmi::GetRequest::CONFIG) return store::DataPart::kConfig;
-  return type == gnmi::GetRequest::STATE ? store::DataPart::kState : store::DataPart::kAll;
+  switch (type) {
+    case gnmi::GetRequest::CONFIG:
+      return store::DataPart::kConfig;
+    case gnmi::GetRequest::STATE:
+      return store::DataPart::kState;
+    case gnmi::GetRequest::OPERATIONAL:
+      return store::DataPart::kOperational;
+    default:
+      return store::DataPart::kAll;
+  }
 }
 
 std::string place_of(int index) { return "path[" + std::to_string(index) + "]"; }
 
+// What a request asks for, once its checks are passed.
+struct Question {
+  std::vector<model::Target> targets;
+  std::shared_ptr<const model::ModelSet> models;
+};
+
 class Reader {
  public:
   Reader(const gnmi::GetRequest& request, const store::Snapshot& snapshot,
-         const store::StateTree* state)
+         const store::StateTree* state, std::shared_ptr<const model::ModelSet> models)
       : request_(request),
         prefix_(request.prefix(), request.has_prefix()),
         snapshot_(snapshot),
-        state_(state) {}
+        state_(state),
+        models_(std::move(models)) {}
 
   // Adds what the target of a path names; no more is kept than `room` bytes, of which it takes what
   // it needs.
@@ -44,6 +59,8 @@ class Reader {
   const telemetry::AnswerPrefix prefix_;
   const store::Snapshot& snapshot_;
   const store::StateTree* state_;
+  const std::shared_ptr<const model::ModelSet> models_;
+  const std::int64_t timestamp_ = ServiceRpcMsgHelpers::get_timestamp();  // the snapshot's
 };
 
 grpc::Status Reader::read(int index, model::Target target, std::size_t& room,
@@ -53,7 +70,9 @@ grpc::Status Reader::read(int index, model::Target target, std::size_t& room,
   query.target = std::move(target);
   query.part = part_of(request_.type());
   query.encoding = request_.encoding();
+  query.models = models_;
   gnmi::Notification* notification = ServiceRpcMsgHelpers::build_notification(&response, nullptr);
+  notification->set_timestamp(timestamp_);
   bool covered = true;
   // Each notification repeats the prefix, which may hold a long target.
   const std::size_t frame = request_.prefix().ByteSizeLong() + kBytesAroundUpdate;
@@ -92,8 +111,7 @@ grpc::Status Reader::read(int index, model::Target target, std::size_t& room,
 
 // The checks of the request as it came, and its targets; `request` gains the path that a bare
 // prefix stands for.
-grpc::Status check(const GetParts& parts, gnmi::GetRequest& request,
-                   std::vector<model::Target>& targets) {
+grpc::Status check(const GetParts& parts, gnmi::GetRequest& request, Question& question) {
   if (static_cast<std::size_t>(request.path_size()) > parts.max_paths) {
     return {grpc::StatusCode::INVALID_ARGUMENT, std::to_string(request.path_size()) +
                                                     " paths in one request, at most " +
@@ -106,12 +124,18 @@ grpc::Status check(const GetParts& parts, gnmi::GetRequest& request,
     auto resolved =
         parts.resolver.resolve(request.prefix(), request.path(index), model::Purpose::kRead);
     if (resolved.ok()) {
-      targets.push_back(std::move(resolved.value()));
+      question.targets.push_back(std::move(resolved.value()));
       continue;
     }
     const gnmi::Path joined = model::join_paths(request.prefix(), request.path(index));
-    return {resolved.refusal().code, at_place(place_of(index), joined) + resolved.refusal().rule};
+    return {profile::code_for_reader(parts.profile, resolved.refusal().code),
+            at_place(place_of(index), joined) + resolved.refusal().rule};
   }
+  static const gnmi::CapabilityResponse no_models;
+  const gnmi::CapabilityResponse& models = parts.models != nullptr ? *parts.models : no_models;
+  auto used = model::ModelSet::of(request.use_models(), models.supported_models());
+  if (!used.ok()) return used.refusal().status();
+  question.models = std::move(used.value());
   return grpc::Status::OK;
 }
 
@@ -120,8 +144,8 @@ grpc::Status check(const GetParts& parts, gnmi::GetRequest& request,
 grpc::Status serve_get(const GetParts& parts, const gnmi::GetRequest& request,
                        gnmi::GetResponse& response) {
   gnmi::GetRequest checked = request;
-  std::vector<model::Target> targets;
-  grpc::Status status = check(parts, checked, targets);
+  Question question;
+  grpc::Status status = check(parts, checked, question);
   if (!status.ok()) return status;
   std::shared_ptr<const store::StateTree> state;
   if (checked.type() != gnmi::GetRequest::CONFIG) {
@@ -129,13 +153,13 @@ grpc::Status serve_get(const GetParts& parts, const gnmi::GetRequest& request,
     if (!status.ok()) return status;
   }
   const std::shared_ptr<const store::Snapshot> snapshot = parts.store.snapshot();
-  const Reader reader(checked, *snapshot, state.get());
+  const Reader reader(checked, *snapshot, state.get(), std::move(question.models));
   std::size_t room = parts.max_bytes;
   for (int index = 0; index < checked.path_size(); ++index) {
     if (parts.cancelled && parts.cancelled()) {
       return {grpc::StatusCode::CANCELLED, kCallCancelled};
     }
-    model::Target& target = targets[static_cast<std::size_t>(index)];
+    model::Target& target = question.targets[static_cast<std::size_t>(index)];
     status = reader.read(index, std::move(target), room, response);
     if (!status.ok()) return status;
   }

@@ -23,6 +23,7 @@ struct GetParts {
   std::size_t max_bytes = 256 << 20;  // of the answer
   std::function<bool()> cancelled;    // asked between paths; may be empty
   profile::Profile profile = profile::Profile::kFull;
+  const gnmi::CapabilityResponse* models = nullptr;  // those that use_models can name
 };
 
 // Fills `response`, which is worth nothing after a failure (gNMI specification, section 3.3).

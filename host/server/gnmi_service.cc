@@ -107,7 +107,8 @@ grpc::ServerUnaryReactor* Service::Get(grpc::CallbackServerContext* context,
                          core_.options.max_paths,
                          core_.options.max_answer_bytes,
                          [this, &call] { return core_.stopping || call.cancelled(); },
-                         core_.options.profile};
+                         core_.options.profile,
+                         &core_.parts.models};
     return serve_get(parts, *request, *response);
   });
 }

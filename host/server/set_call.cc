@@ -92,7 +92,7 @@ grpc::Status SetCall::commit_edits() {
     commit.confirm_id = action.id;
     commit.confirm_within = action.duration;
   }
-  commit.approve = core_.parts.approve;
+  commit.approve = approval();
   commit.abandoned = [this] { return is_abandoned(); };
   const store::CommitResult result = core_.parts.store.commit(commit);
   if (is_abandoned() && !result.status.ok()) return abandoned();
@@ -110,6 +110,18 @@ grpc::Status SetCall::settle_pending() {
       action.id, audit_.user, text::quoted(action.id) + " was cancelled", core_.parts.approve);
   if (result.status.ok()) audit_.commit = result.number;
   return result.status;
+}
+
+// A union that the device does not take has failed to be applied (gNMI union_replace,
+// section 5.2.2).
+SetCall::Approval SetCall::approval() const {
+  const Approval& approve = core_.parts.approve;
+  if (!approve || request_.union_replace_size() == 0) return approve;
+  return [&approve](const store::Change& change) {
+    const grpc::Status verdict = approve(change);
+    if (verdict.ok()) return verdict;
+    return grpc::Status(grpc::StatusCode::INTERNAL, verdict.error_message());
+  };
 }
 
 void SetCall::finish(const grpc::Status& verdict) {

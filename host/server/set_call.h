@@ -3,6 +3,7 @@
 #ifndef HOST_SERVER_SET_CALL_H_
 #define HOST_SERVER_SET_CALL_H_
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -23,11 +24,14 @@ class SetCall : public std::enable_shared_from_this<SetCall> {
   grpc::ServerUnaryReactor* start();
 
  private:
+  using Approval = std::function<grpc::Status(const store::Change&)>;
+
   void judged(const grpc::Status& verdict, const nexa::access::Caller& caller);
   void commit();
   grpc::Status apply();
   grpc::Status commit_edits();
   grpc::Status settle_pending();
+  Approval approval() const;
   // Whether nobody waits for the answer any more: a Set may be long, and others wait behind it.
   bool is_abandoned() const;
   grpc::Status abandoned() const;

@@ -37,13 +37,26 @@ OperationView operation_at(const gnmi::SetRequest& request, std::size_t edit) {
     return {gnmi::UpdateResult::REPLACE, index, &update.path(), &update};
   }
   index -= request.replace_size();
-  const gnmi::Update& update = request.update(index);
-  return {gnmi::UpdateResult::UPDATE, index, &update.path(), &update};
+  if (index < request.update_size()) {
+    const gnmi::Update& update = request.update(index);
+    return {gnmi::UpdateResult::UPDATE, index, &update.path(), &update};
+  }
+  index -= request.update_size();
+  const gnmi::Update& update = request.union_replace(index);
+  return {gnmi::UpdateResult::UNION_REPLACE, index, &update.path(), &update};
 }
 
 const char* name_of(gnmi::UpdateResult::Operation kind) {
-  if (kind == gnmi::UpdateResult::DELETE) return "delete";
-  return kind == gnmi::UpdateResult::REPLACE ? "replace" : "update";
+  switch (kind) {
+    case gnmi::UpdateResult::DELETE:
+      return "delete";
+    case gnmi::UpdateResult::REPLACE:
+      return "replace";
+    case gnmi::UpdateResult::UNION_REPLACE:
+      return "union_replace";
+    default:
+      return "update";
+  }
 }
 
 std::string name_of(const OperationView& operation) {
@@ -157,11 +170,16 @@ grpc::Status Preparation::add_value(const OperationView& operation, store::Edit&
   if (is_json && names_entry(edit.target.path) && is_empty_object(value_text(value))) {
     return {grpc::StatusCode::INVALID_ARGUMENT, shown_value(operation) + kEmptyEntry};
   }
+  const grpc::Status served =
+      profile::check_value_kind(parts_.profile, parts_.resolver.mode(), value);
+  if (!served.ok()) return served;
   translate::Translation translation = parts_.translator.translate(edit.target, value);
   if (!translation.status.ok()) return translation.status;
   edit.xml = std::move(translation.xml);
   if (operation.kind == gnmi::UpdateResult::REPLACE) {
     edit.kind = store::Edit::Kind::kReplace;
+  } else if (operation.kind == gnmi::UpdateResult::UNION_REPLACE) {
+    edit.kind = store::Edit::Kind::kUnion;  // the target tells which origin is replaced
   } else {
     edit.kind = store::Edit::Kind::kUpdate;
     edit.target = model::Target();  // the document says where it belongs
@@ -169,12 +187,22 @@ grpc::Status Preparation::add_value(const OperationView& operation, store::Edit&
   return grpc::Status::OK;
 }
 
+// Nothing stands beside the union that its values could be right without: what breaks a rule
+// contradicts itself.
+grpc::StatusCode code_of(const gnmi::SetRequest& request, const store::CommitResult& result) {
+  const grpc::StatusCode code = result.status.error_code();
+  const bool breaks_rule = code == grpc::StatusCode::FAILED_PRECONDITION && !result.rule.empty();
+  return request.union_replace_size() > 0 && breaks_rule ? grpc::StatusCode::INVALID_ARGUMENT
+                                                         : code;
+}
+
 }  // namespace
 
 std::size_t operation_count(const gnmi::SetRequest& request) {
   return static_cast<std::size_t>(request.delete__size()) +
          static_cast<std::size_t>(request.replace_size()) +
-         static_cast<std::size_t>(request.update_size());
+         static_cast<std::size_t>(request.update_size()) +
+         static_cast<std::size_t>(request.union_replace_size());
 }
 
 grpc::Status prepare_set(const SetParts& parts, const gnmi::SetRequest& request,
@@ -200,7 +228,7 @@ grpc::Status prepare_set(const SetParts& parts, const gnmi::SetRequest& request,
 }
 
 grpc::Status refusal_of(const gnmi::SetRequest& request, const store::CommitResult& result) {
-  const grpc::StatusCode code = result.status.error_code();
+  const grpc::StatusCode code = code_of(request, result);
   const std::string& rule = result.rule.empty() ? result.status.error_message() : result.rule;
   const std::string place = result.path.empty()
                                 ? std::string()

@@ -31,6 +31,10 @@ struct Edit {
     kDelete,   // every node that the path names; none is no error
     kReplace,  // the node becomes what `xml` says
     kUpdate,   // what `xml` says is merged in; nothing is deleted
+    // What belongs to the origin of `target` becomes the union of the documents of all edits of
+    // this kind. They stand alone in their transaction; a value that two of them give differently
+    // is refused.
+    kUnion,
   };
   Kind kind = Kind::kUpdate;
   // What the path of the operation names; kUpdate needs none, its document says where it belongs.

@@ -7,6 +7,7 @@
 
 #include "store/change.h"
 #include "store/document_check.h"
+#include "store/image/image_draft.h"
 #include "store/image/image_import.h"
 #include "store/image/union_value.h"
 #include "store/image_merge.h"
@@ -22,6 +23,8 @@ constexpr char kKeyDelete[] = "a list key cannot be deleted without its entry";
 constexpr char kStateDelete[] = "operational data cannot be deleted";
 constexpr char kStateReplace[] = "operational data cannot be set";
 constexpr char kOneNode[] = "a replace names one node";
+constexpr char kOtherOrigin[] = "the node does not belong to the origin that is replaced";
+constexpr char kContradiction[] = "another update of the union says something else";
 
 model::Refusal refused(std::string path, std::string rule) {
   return {grpc::StatusCode::INVALID_ARGUMENT, std::move(path), std::move(rule)};
@@ -92,7 +95,18 @@ std::size_t count_forest(const lyd_node* first) {
 
 }  // namespace
 
-ImagePtr EditApplier::result() const { return ImagePtr::share(&root_->inner()); }
+ImagePtr EditApplier::result() const {
+  if (!union_) return ImagePtr::share(&root_->inner());
+  ImageSlot made = root_;
+  for (const model::Scope& scope : united_) {
+    model::Target root;
+    root.scope = scope;
+    root.model = model_;
+    replace_siblings(made, nullptr, &root);
+  }
+  for (const ImageSlot& child : union_->inner().children()) ImageDraft::put(made, child);
+  return ImagePtr::share(&made->inner());
+}
 
 EditApplier::EditApplier(const ImagePtr& before) : root_(before) {
   const auto children = before->children();
@@ -142,7 +156,9 @@ std::optional<model::Refusal> EditApplier::apply(const Edit& edit) {
   nodes_ += count_forest(document.get());
   // Its values have the members that their JSON types choose, those of a judged tree have not.
   const bool has_marks = inner.find(text::kMarkNamespace) != std::string_view::npos;
-  if (edit.kind == Edit::Kind::kReplace) {
+  if (edit.kind == Edit::Kind::kUnion) {
+    if (auto refusal = unite(edit.target, document.get())) return refusal;
+  } else if (edit.kind == Edit::Kind::kReplace) {
     is_all_ = edit.target.is_root() && edit.target.scope.is_all();
     document_.reset();
     if (auto refusal = replace(edit.target, document.get())) return refusal;
@@ -160,6 +176,29 @@ std::optional<model::Refusal> EditApplier::apply(const Edit& edit) {
     document_.reset();
   }
   add_document(std::move(document));
+  return std::nullopt;
+}
+
+// The union is made beside the image, so that the order of the updates counts nothing.
+std::optional<model::Refusal> EditApplier::unite(const model::Target& target,
+                                                 const lyd_node* document) {
+  for (const lyd_node* node = document; node != nullptr; node = node->next) {
+    if (!target.may_begin_with(node->schema)) return refused(instance_path(node), kOtherOrigin);
+  }
+  if (!union_) {
+    union_ = empty_image();
+    model_ = target.model;
+    is_all_ = target.scope.is_all();
+    document_.reset();
+  }
+  const auto is_same = [&target](const model::Scope& scope) {
+    return scope.kind == target.scope.kind && scope.ns == target.scope.ns;
+  };
+  if (std::none_of(united_.begin(), united_.end(), is_same)) united_.push_back(target.scope);
+  if (const lyd_node* const fault = contradicting_node(union_->inner(), document)) {
+    return refused(instance_path(fault), kContradiction);
+  }
+  merge_siblings(union_, document);
   return std::nullopt;
 }
 

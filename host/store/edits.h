@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <optional>
+#include <vector>
 
 #include "model/result.h"
 #include "store/config_store.h"
@@ -35,10 +36,14 @@ class EditApplier {
 
  private:
   void add_document(TreePtr document);
+  std::optional<model::Refusal> unite(const model::Target& target, const lyd_node* document);
   std::optional<model::Refusal> replace(const model::Target& target, const lyd_node* document);
   std::optional<model::Refusal> remove(const model::Target& target);
 
   ImageSlot root_;
+  ImageSlot union_;                       // what edits of kUnion say; null while there was none
+  const model::Schema* model_ = nullptr;  // of its targets
+  std::vector<model::Scope> united_;      // the origins that they replace
   TreePtr document_;
   bool is_all_ = false;  // document_ is all that is configured; true of an empty one
   std::size_t nodes_ = 0;

@@ -27,15 +27,16 @@ ImageSlot* match_of(ImageSlot& parent, const lyd_node* source) {
   return ImageDraft::entry(*slot, tree_key(source));
 }
 
-const ImageNode* find_match(const ImageSlot& parent, const lyd_node* source) {
-  const ImageNode* const child = parent->inner().find(source->schema);
+const ImageNode* find_match(const ImageInner& parent, const lyd_node* source) {
+  const ImageNode* const child = parent.find(source->schema);
   if (child == nullptr || !is_many(source->schema)) return child;
   const GroupEntry* const entry = child->group().find(tree_key(source));
   return entry != nullptr ? entry->node.get() : nullptr;
 }
 
-// RFC 7950, section 7.9: data of one case make all others give way.
-void drop_other_cases(ImageSlot& parent, const lysc_node* schema) {
+// The members of the cases that give way to a node (RFC 7950, section 7.9).
+template <typename Take>
+void each_member_of_other_cases(const lysc_node* schema, Take&& take) {
   for (const lysc_node* node = schema; node != nullptr; node = node->parent) {
     if (node != schema && (node->nodetype & (LYS_CHOICE | LYS_CASE)) == 0) return;
     if (node->nodetype != LYS_CASE) continue;
@@ -43,11 +44,23 @@ void drop_other_cases(ImageSlot& parent, const lysc_node* schema) {
          other = other->next) {
       if (other == node) continue;
       const lysc_node* member = nullptr;
-      while ((member = lys_getnext(member, other, nullptr, 0)) != nullptr) {
-        ImageDraft::remove(parent, member);
-      }
+      while ((member = lys_getnext(member, other, nullptr, 0)) != nullptr) take(member);
     }
   }
+}
+
+void drop_other_cases(ImageSlot& parent, const lysc_node* schema) {
+  each_member_of_other_cases(
+      schema, [&parent](const lysc_node* member) { ImageDraft::remove(parent, member); });
+}
+
+bool has_other_case(const ImageInner& parent, const lysc_node* schema) {
+  bool found = false;
+  each_member_of_other_cases(schema, [&](const lysc_node* member) {
+    const ImageNode* const node = parent.find(member);
+    found = found || (node != nullptr && is_explicit(*node));
+  });
+  return found;
 }
 
 void put_new(ImageSlot& parent, const lyd_node* source) {
@@ -73,7 +86,7 @@ bool is_same_value(const ImageNode& node, const lyd_node* source) {
 }
 
 void merge_one(ImageSlot& parent, const lyd_node* source) {
-  const ImageNode* const match = find_match(parent, source);
+  const ImageNode* const match = find_match(parent->inner(), source);
   if (match == nullptr) return put_new(parent, source);
   if (match->kind() != ImageKind::kInner) {
     // A key without a mark comes from a path, which knows no JSON types.
@@ -87,7 +100,7 @@ void merge_one(ImageSlot& parent, const lyd_node* source) {
 }
 
 void replace_one(ImageSlot& parent, const lyd_node* source) {
-  const ImageNode* const match = find_match(parent, source);
+  const ImageNode* const match = find_match(parent->inner(), source);
   if (match == nullptr || match->kind() != ImageKind::kInner) return merge_one(parent, source);
   replace_siblings(*match_of(parent, source), lyd_child(source));
 }
@@ -154,7 +167,7 @@ void replace_below(ImageSlot& parent, const lyd_node* document,
     if (document == nullptr) return;
     if (is_last) {
       replace_one(parent, document);
-    } else if (find_match(parent, document) == nullptr) {
+    } else if (find_match(parent->inner(), document) == nullptr) {
       put_new(parent, document);
     } else {
       replace_below(*match_of(parent, document), lyd_child(document), chain, at + 1, all_instances);
@@ -281,6 +294,24 @@ void replace_siblings(ImageSlot& parent, const lyd_node* sources, const model::T
 void replace_at(ImageSlot& root, const lyd_node* document,
                 const std::vector<const lysc_node*>& chain, bool all_instances) {
   replace_below(root, document, chain, 0, all_instances);
+}
+
+const lyd_node* contradicting_node(const ImageInner& image, const lyd_node* sources) {
+  for (const lyd_node* source = sources; source != nullptr; source = source->next) {
+    const ImageNode* const match = find_match(image, source);
+    if (match == nullptr) {
+      const bool is_nothing = lysc_is_np_cont(source->schema) && lyd_child(source) == nullptr;
+      if (!is_nothing && has_other_case(image, source->schema)) return source;
+      continue;
+    }
+    if (match->kind() == ImageKind::kInner) {
+      const lyd_node* const fault = contradicting_node(match->inner(), lyd_child(source));
+      if (fault != nullptr) return fault;
+    } else if (!lysc_is_key(source->schema) && !is_same_value(*match, source)) {
+      return source;
+    }
+  }
+  return nullptr;
 }
 
 void remove_chain(ImageSlot& root, const ImageChain& chain) { remove_below(root, chain, 0); }

@@ -32,6 +32,10 @@ void refresh_default_flag(ImageSlot& slot);
 // there.
 void take_json_types(ImageSlot& image, const ImageInner& given);
 
+// The first node of a document that cannot stand beside what `image` says explicitly: a leaf or
+// anydata with another value, a node of another case of a choice. Null when there is none.
+const lyd_node* contradicting_node(const ImageInner& image, const lyd_node* sources);
+
 // Takes out the node at the end of a chain, if it is still there.
 void remove_chain(ImageSlot& root, const ImageChain& chain);
 

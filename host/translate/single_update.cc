@@ -34,11 +34,10 @@ Translation translate_update(const model::Resolver& resolver, Translator& transl
   std::vector<std::string> notes;
   const auto target =
       resolver.resolve(prefix, update.path(), model::Purpose::kWrite, explain ? &notes : nullptr);
-  if (target.ok()) {
-    result = translator.translate(target.value(), update.val(), explain);
-  } else {
-    result.status = target.refusal().status();
-  }
+  result.status = target.ok() ? profile::check_value_kind(profile::Profile::kDevice,
+                                                          resolver.mode(), update.val())
+                              : target.refusal().status();
+  if (result.status.ok()) result = translator.translate(target.value(), update.val(), explain);
   notes.insert(notes.end(), std::make_move_iterator(result.notes.begin()),
                std::make_move_iterator(result.notes.end()));
   result.notes = std::move(notes);

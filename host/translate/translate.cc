@@ -21,7 +21,7 @@ struct Translator::State {
         Mode used_mode)
       : mapper(used_mapper), mode(used_mode), names(schema.names()) {}
 
-  grpc::Status convert(const model::Target& target, std::string_view json,
+  grpc::Status convert(const model::Target& target, std::string_view json, bool strict,
                        std::vector<std::string>* notes, std::string& xml);
   grpc::Status convert_root(const model::Target& target, Payload& payload, Conversion& conversion);
 
@@ -60,8 +60,9 @@ grpc::Status Translator::State::convert_root(const model::Target& target, Payloa
 }
 
 grpc::Status Translator::State::convert(const model::Target& target, std::string_view json,
-                                        std::vector<std::string>* notes, std::string& xml) {
-  Payload payload(names, values, mode == Mode::kStrict, notes);
+                                        bool strict, std::vector<std::string>* notes,
+                                        std::string& xml) {
+  Payload payload(names, values, strict, notes);
   grpc::Status status = payload.scan(json);
   if (!status.ok()) return status;
   Conversion conversion(mapper, names, notes);
@@ -86,13 +87,18 @@ Translation Translator::translate(const model::Target& target, const gnmi::Typed
   const std::lock_guard<std::mutex> lock(state_->mutex);
   std::string storage;
   std::string_view json;
-  result.status = value_as_json(value, state_->mode == Mode::kStrict, storage, json);
+  const model::ValueKind kind =
+      target.is_root() ? model::ValueKind::kOther : model::value_kind(target.last().schema);
+  result.status = value_as_json(value, kind, storage, json);
   if (!result.status.ok()) return result;
   if (json.data() == nullptr) {
     result.status = {grpc::StatusCode::INVALID_ARGUMENT, kUpdateWithoutValue};
     return result;
   }
-  result.status = state_->convert(target, json, explain ? &result.notes : nullptr, result.xml);
+  // What RFC 7951 asks of a text does not bind the token that a scalar was made into.
+  const bool strict = state_->mode == Mode::kStrict && is_json(value);
+  result.status =
+      state_->convert(target, json, strict, explain ? &result.notes : nullptr, result.xml);
   if (!result.status.ok()) result.xml.clear();
   return result;
 }

@@ -155,7 +155,7 @@ TEST_F(Get, OriginsAreServedOrRefusedInWords) {
   *request.add_path() = path_of("/device/name");
   request.mutable_path(0)->set_origin("openconfig");
   EXPECT_EQ(answer(),
-            "5 path[0] /device/name: no node \"device\" at the top of origin \"openconfig\"");
+            "12 path[0] /device/name: no node \"device\" at the top of origin \"openconfig\"");
   request.mutable_path(0)->mutable_elem(0)->set_name("example-device:device");
   EXPECT_EQ(answer(), "|openconfig/example-device:device/name=\"box\"\n");
   request.mutable_path(0)->mutable_elem(0)->set_name("device");

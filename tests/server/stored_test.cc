@@ -48,7 +48,7 @@ TEST_F(Stored, NoDataAndNoSuchNodeAreToldApart) {
   EXPECT_EQ(read("/device/port[name=*]"), "5 path[0] /device/port[name=*]: no data");
   const std::string rule = "no node \"nothing\" below \"/example-device:device\"";
   EXPECT_EQ(read("/example-device:device/nothing"),
-            "5 path[0] /example-device:device/nothing: " + rule);
+            "12 path[0] /example-device:device/nothing: " + rule);
   EXPECT_EQ(update("/example-device:device/nothing", "1"),
             "5 update[0] of /example-device:device/nothing: " + rule);
 }
