@@ -1,0 +1,228 @@
+// What subscribers cost, without the wire: a commit that nobody watches beside 10,000 streams that
+// wait, the way of a commit to 1,000 streams that watch it, the memory of a stream that waits, and
+// an update by 1,000 leaf paths beside one by a wide path. Fails when the first is above 1.1 times
+// that without streams, or the last above 1.5.
+#include <malloc.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "kestrel/loader.h"
+#include "model/resolver.h"
+#include "store/tree_store.h"
+#include "telemetry/stream.h"
+
+namespace {
+
+using nexa::telemetry::Stream;
+using Clock = std::chrono::steady_clock;
+
+constexpr int kPorts = 10000;
+constexpr std::size_t kRoom = 64U << 20U;
+
+double microseconds(Clock::duration time) {
+  return std::chrono::duration<double, std::micro>(time).count();
+}
+
+// A stream, woken or not.
+struct Client : nexa::telemetry::Waker {
+  std::optional<Stream> stream;
+  bool is_woken = false;
+  void wake() override { is_woken = true; }
+  std::size_t take() {
+    is_woken = false;
+    std::size_t leaves = 0;
+    for (bool goes_on = true; goes_on;) {
+      const Stream::Round round = stream->round(kRoom, false);
+      for (const auto& message : round.messages) leaves += message.leaves;
+      goes_on = round.has_more;
+    }
+    return leaves;
+  }
+};
+
+class Bench {
+ public:
+  explicit Bench(std::string directory)
+      : directory_(std::move(directory)), resolver_(schema_), paces_(schema_, {}) {
+    nexa::store::TreeStoreOptions options;
+    options.directory = directory_;
+    options.sync = false;
+    std::string error;
+    store_ = nexa::store::open_tree_store(options, error);
+    if (store_ == nullptr) {
+      std::fprintf(stderr, "%s\n", error.c_str());
+      std::exit(2);
+    }
+    std::string ports;
+    for (int port = 0; port < kPorts; ++port) ports += entry(port, "1");
+    commit(ports);
+    feed_.emplace(*store_);
+  }
+  ~Bench() {
+    feed_.reset();
+    store_.reset();
+    std::filesystem::remove_all(directory_);
+  }
+  Bench(const Bench&) = delete;
+  Bench& operator=(const Bench&) = delete;
+
+  static std::string entry(int port, const std::string& speed) {
+    return "<port><name>p" + std::to_string(port) + "</name><speed>" + speed + "</speed></port>";
+  }
+
+  void commit(const std::string& ports) {
+    nexa::store::CommitRequest request;
+    request.edits.resize(1);
+    request.edits[0].xml =
+        "<config><device xmlns=\"urn:example:device\">" + ports + "</device></config>";
+    const nexa::store::CommitResult result = store_->commit(request);
+    if (result.status.ok()) return;
+    std::fprintf(stderr, "%s\n", result.status.error_message().c_str());
+    std::exit(2);
+  }
+
+  static gnmi::Path leaf(int port, const char* name = "speed") {
+    gnmi::Path path;
+    path.add_elem()->set_name("device");
+    path.add_elem()->set_name("port");
+    (*path.mutable_elem(1)->mutable_key())["name"] = port < 0 ? "*" : "p" + std::to_string(port);
+    path.add_elem()->set_name(name);
+    return path;
+  }
+
+  std::shared_ptr<Client> open(const std::vector<gnmi::Path>& paths,
+                               gnmi::SubscriptionList::Mode mode) {
+    gnmi::SubscriptionList list;
+    list.set_mode(mode);
+    list.set_encoding(gnmi::JSON_IETF);
+    for (const gnmi::Path& path : paths) {
+      gnmi::Subscription& added = *list.add_subscription();
+      *added.mutable_path() = path;
+      added.set_mode(gnmi::ON_CHANGE);
+    }
+    nexa::telemetry::SubscriptionPlan plan;
+    int at_fault = -1;
+    if (!plan_subscriptions(resolver_, paces_, {}, list, plan, at_fault).ok()) std::exit(2);
+    auto client = std::make_shared<Client>();
+    client->stream.emplace(
+        nexa::telemetry::StreamSources{*store_, *feed_,
+                                       [](std::shared_ptr<const nexa::store::StateTree>& state) {
+                                         state.reset();
+                                         return true;
+                                       }},
+        std::weak_ptr<nexa::telemetry::Waker>(client));
+    client->stream->begin(std::move(plan), Clock::now());
+    return client;
+  }
+
+  // The median time of a commit of one leaf that nobody watches.
+  double idle_commit() {
+    std::vector<double> times;
+    for (int round = 0; round < 500; ++round) {
+      const std::string change = entry(0, std::to_string(++value_));
+      const Clock::time_point begin = Clock::now();
+      commit(change);
+      times.push_back(microseconds(Clock::now() - begin));
+    }
+    std::nth_element(times.begin(), times.begin() + 250, times.end());
+    return times[250];
+  }
+
+  double shared_commit(std::vector<std::shared_ptr<Client>>& clients) {
+    std::vector<double> times;
+    for (int round = 0; round < 50; ++round) {
+      commit(entry(1, std::to_string(++value_)));
+      const Clock::time_point begin = Clock::now();
+      for (const auto& client : clients) {
+        if (client->is_woken && client->take() != 1) std::exit(2);
+      }
+      times.push_back(microseconds(Clock::now() - begin));
+    }
+    std::nth_element(times.begin(), times.begin() + 25, times.end());
+    return times[25];
+  }
+
+  // The time of one update of a poll.
+  static double update_time(Client& client) {
+    std::vector<double> times;
+    client.take();
+    for (int round = 0; round < 21; ++round) {
+      client.stream->poll();
+      const Clock::time_point begin = Clock::now();
+      const std::size_t leaves = client.take();
+      times.push_back(microseconds(Clock::now() - begin) / static_cast<double>(leaves));
+    }
+    std::nth_element(times.begin(), times.begin() + 10, times.end());
+    return times[10];
+  }
+
+ private:
+  const std::string directory_;
+  nexa::model::Schema schema_;
+  nexa::model::Resolver resolver_;
+  nexa::telemetry::LeafPaces paces_;
+  std::unique_ptr<nexa::store::ConfigStore> store_;
+  std::optional<nexa::telemetry::ChangeFeed> feed_;
+  int value_ = 1;
+};
+
+bool check(const char* what, double ratio, double limit) {
+  std::printf("%-52s %8.2f (at most %.1f)\n", what, ratio, limit);
+  return ratio <= limit;
+}
+
+}  // namespace
+
+int main() {
+  kestrel::LoadOptions options;
+  options.search_dirs = {NEXA_MODELS_DIR};
+  if (kestrel::load(options)) return 2;
+  std::string pattern = std::filesystem::temp_directory_path() / "telemetry_bench_XXXXXX";
+  if (mkdtemp(pattern.data()) == nullptr) return 2;
+  Bench bench(pattern);
+
+  const double alone = bench.idle_commit();
+  const std::size_t before = mallinfo2().uordblks;
+  std::vector<std::shared_ptr<Client>> idle;
+  for (int i = 0; i < 10000; ++i) {
+    const gnmi::Path path = i % 2 == 0 ? Bench::leaf(2 + i / 2) : Bench::leaf(-1, "medium");
+    idle.push_back(bench.open({path}, gnmi::SubscriptionList::STREAM));
+    idle.back()->take();
+  }
+  const std::size_t bytes = mallinfo2().uordblks - before;
+  const double beside = bench.idle_commit();
+  std::printf("%-52s %8.1f us\n", "commit of a leaf, no streams", alone);
+  std::printf("%-52s %8.1f us\n", "the same beside 10,000 idle streams", beside);
+  std::printf("%-52s %8.1f MB (without gRPC's part)\n", "memory of 10,000 idle streams",
+              static_cast<double>(bytes) / 1e6);
+  bool passes = check("idle streams: ratio", beside / alone, 1.1);
+  idle.clear();
+
+  std::vector<std::shared_ptr<Client>> watching;
+  for (int i = 0; i < 1000; ++i) {
+    watching.push_back(bench.open({Bench::leaf(1)}, gnmi::SubscriptionList::STREAM));
+    watching.back()->take();
+  }
+  std::printf("%-52s %8.1f us\n", "from a commit to the last of 1,000 streams, one core",
+              bench.shared_commit(watching));
+  watching.clear();
+
+  std::vector<gnmi::Path> leaves;
+  for (int port = 0; port < 1000; ++port) leaves.push_back(Bench::leaf(port));
+  const auto narrow = bench.open(leaves, gnmi::SubscriptionList::POLL);
+  const auto wide = bench.open({Bench::leaf(-1)}, gnmi::SubscriptionList::POLL);
+  const double by_leaf = Bench::update_time(*narrow);
+  const double by_wide = Bench::update_time(*wide);
+  std::printf("%-52s %8.2f us\n", "an update by 1,000 leaf paths", by_leaf);
+  std::printf("%-52s %8.2f us\n", "an update by one wide path", by_wide);
+  passes = check("leaf paths: ratio", by_leaf / by_wide, 1.5) && passes;
+  return passes ? 0 : 1;
+}
