@@ -6,16 +6,16 @@
 #include <string>
 #include <vector>
 
-#include "telemetry/sampler.h"
 #include "server/worker_pool.h"
+#include "telemetry/sampler.h"
 
 namespace {
 
 using namespace std::chrono_literals;
+using nexa::server::WorkerPool;
 using nexa::telemetry::MonotonicTime;
 using nexa::telemetry::next_beat;
 using nexa::telemetry::Sampler;
-using nexa::server::WorkerPool;
 
 void ignore_faults(const std::string& /*line*/) {}
 
