@@ -87,12 +87,16 @@ grpc::Status refuse(const OperationView& operation, grpc::StatusCode code,
 }
 
 // The number of the edit that a place of the checks lies in, such as "update[1].path"; none when it
-// is no operation's.
+// is no operation's. A union_replace by itself stands for the kind of request, not for an
+// operation.
 std::optional<std::size_t> edit_of(const gnmi::SetRequest& request, std::string_view place) {
   const std::size_t count = operation_count(request);
   for (std::size_t edit = 0; edit < count; ++edit) {
-    const std::string name = name_of(operation_at(request, edit));
-    if (place.substr(0, name.size()) == name) return edit;
+    const OperationView operation = operation_at(request, edit);
+    const std::string name = name_of(operation);
+    if (place.substr(0, name.size()) != name) continue;
+    const bool is_kind = operation.kind == gnmi::UpdateResult::UNION_REPLACE && place == name;
+    return is_kind ? std::nullopt : std::optional<std::size_t>(edit);
   }
   return std::nullopt;
 }

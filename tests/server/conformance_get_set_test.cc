@@ -308,7 +308,7 @@ TEST_F(Conformance, Row19PresentAbsentNotImplementedAndBadAreToldApart) {
   EXPECT_EQ(get_text("/device/limits/tiny"), "5 path[0] /device/limits/tiny: no data");
   EXPECT_EQ(get_text("/device/port[name=none]"), "5 path[0] /device/port[name=none]: no data");
   EXPECT_EQ(get_text("/device/colour"),
-            "12 path[0] /device/colour: no node \"colour\" below \"/example-device:device\"");
+            "12 path[0] /device/colour: no node \"colour\" below \"/device\"");
   EXPECT_EQ(get_text("/no-module:device"),
             "12 path[0] /no-module:device: unknown module \"no-module\"");
   EXPECT_EQ(get_text("/device/port[colour=1]").substr(0, 2), "3 ");
