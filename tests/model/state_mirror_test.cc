@@ -196,9 +196,9 @@ class MirroredReading : public StateMirrorTest {
     query.form = form;
     std::string text;
     const grpc::Status status =
-        store_->snapshot()->read(query, state_.get(), [&](gnmi::Path& at, std::string& json) {
+        store_->snapshot()->read(query, state_.get(), [&](gnmi::Path& at, gnmi::TypedValue& value) {
           if (!text.empty()) text += '\n';
-          text += translate::format_path_string(at) + "=" + json;
+          text += translate::format_path_string(at) + "=" + value.json_ietf_val();
         });
     return status.ok() ? text : status.error_message();
   }

@@ -34,7 +34,8 @@ class HeldStateTest : public ::testing::Test {
     Query query;
     query.target = target(path);
     std::string text;
-    nothing.read(query, &tree, [&](gnmi::Path&, std::string& json) { text += json; });
+    nothing.read(query, &tree,
+                 [&](gnmi::Path&, gnmi::TypedValue& value) { text += value.json_ietf_val(); });
     return text;
   }
   std::string read(std::string_view path) const { return read(*held_.tree(), path); }
