@@ -135,7 +135,7 @@ void BM_WholeTree(benchmark::State& state) {
   std::size_t bytes = 0;
   for (auto _ : state) {
     std::string json;
-    nexa::store::append_tree(tree, nullptr, kIetf, json);
+    nexa::store::append_tree({tree, nullptr}, kIetf, json);
     bytes += json.size();
   }
   state.SetBytesProcessed(static_cast<std::int64_t>(bytes));
@@ -147,7 +147,7 @@ void BM_WholeTreeWithState(benchmark::State& state) {
   std::size_t bytes = 0;
   for (auto _ : state) {
     std::string json;
-    nexa::store::append_tree(config, operational, kIetf, json);
+    nexa::store::append_tree({config, operational}, kIetf, json);
     bytes += json.size();
   }
   state.SetBytesProcessed(static_cast<std::int64_t>(bytes));

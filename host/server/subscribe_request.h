@@ -18,7 +18,7 @@ struct SubscribeParts {
   const telemetry::LeafPaces& paces;  // outlives the plan
   profile::Profile profile = profile::Profile::kFull;
   std::size_t max_paths = 1000;
-  telemetry::PlanLimits limits;                      // `models` is the request's to say
+  telemetry::PlanLimits limits{};                    // `models` is the request's to say
   const gnmi::CapabilityResponse* models = nullptr;  // what use_models chooses from; null: nothing
 };
 

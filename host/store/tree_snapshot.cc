@@ -8,7 +8,9 @@
 #include "store/reading/change_walk.h"
 #include "store/reading/selection.h"
 #include "store/reading/typed_value.h"
+#include "store/unbound_prefix.h"
 #include "store/validation/violation_text.h"
+#include "text/display.h"
 
 namespace nexa::store {
 namespace {
@@ -194,6 +196,10 @@ std::shared_ptr<const StateTree> parse_state_tree(std::string_view xml, std::str
   if (done != LY_SUCCESS) {
     const Violation problem = stored_violation(kestrel::context(), nullptr);
     error = problem.path.empty() ? problem.rule : problem.path + ": " + problem.rule;
+    return nullptr;
+  }
+  if (const std::string name = unbound_prefix(tree.get()); !name.empty()) {
+    error = text::quoted(name) + ": the prefix stands for no namespace";
     return nullptr;
   }
   return state_tree_of(image_of_tree(tree.get()));
