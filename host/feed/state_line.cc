@@ -1,7 +1,9 @@
 // The value stays the text that was sent: the schema says how it is read.
 #include "feed/state_line.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <utility>
 
 #include "text/display.h"
 #include "translate/json_scanner.h"
@@ -85,20 +87,20 @@ bool read_state_line(std::string_view text, StateLine& line, std::string& error)
     error = kForms;
   }
   if (!error.empty()) return false;
-  line.is_delete = members.deleted != nullptr;
-  const JsonItem& path = line.is_delete ? *members.deleted : *members.path;
-  if (path.kind != JsonKind::kString) {
+  line.is_delete = members.path == nullptr;
+  const JsonItem* const path = line.is_delete ? members.deleted : members.path;
+  if (path == nullptr || path->kind != JsonKind::kString) {
     error = kNoPath;
     return false;
   }
   translate::PathStringError fault;
-  auto parsed = translate::parse_path_string(path.text, &fault);
+  auto parsed = translate::parse_path_string(path->text, &fault);
   if (!parsed) {
     error = "path: " + fault.text();
     return false;
   }
   line.path = std::move(*parsed);
-  if (!line.is_delete) {
+  if (members.value != nullptr) {
     const std::size_t begin = members.value->offset;
     line.value = text.substr(begin, end_of_value(text, begin) - begin);
   }

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+struct lysc_module;
 struct lysc_node;
 
 namespace nexa::model {
@@ -47,7 +48,7 @@ class StateMirror {
   const lysc_node* state_of(const lysc_node* config_leaf) const;
 
  private:
-  void add_below(const lysc_node* parent, const struct lysc_module* module);
+  void add_below(const lysc_node* parent, const lysc_module* module);
   void add_pair(const lysc_node* config, const lysc_node* state,
                 std::vector<MirroredContainer>& pairs);
 

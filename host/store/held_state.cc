@@ -179,7 +179,7 @@ class Reading {
         const TextPtr path(lyd_path(node, LYD_PATH_STD, nullptr, 0));
         return (path != nullptr ? std::string(path.get()) : node->schema->name) + kConfiguration;
       }
-      const std::string fault = fault_below(lyd_child(node));
+      std::string fault = fault_below(lyd_child(node));
       if (!fault.empty()) return fault;
     }
     return {};
