@@ -194,6 +194,38 @@ TEST_F(StoreFindings, ADefaultBesideTheDataOfANestedChoiceIsNotThere) {
   expect_json(R"({"s:top":{"f":"1","d":"D","e":"1","x1":"1","x2":"X"}})");
 }
 
+// The module of the reference is judged before the container comes as a default.
+TEST_F(StoreFindings, AnInstanceIdentifierMayNameAContainerOfALaterModule) {
+  const TempFolder modules;
+  modules.write("s.yang", module_of("leaf ref { type instance-identifier; }"));
+  modules.write("t.yang", R"yang(module t { namespace "urn:t"; prefix t;
+    container box { list l { key "k"; leaf k { type string; }
+      container c { leaf v { type string; } } must "count(../l[2]) < 9"; } } })yang");
+  ASSERT_EQ(load_text(modules), "");
+  restart();
+  const auto entry = [](const std::string& key) {
+    return update("<box xmlns=\"urn:t\"><l><k>" + key + "</k></l></box>");
+  };
+  ASSERT_EQ(text(entry("a")), "");
+  ASSERT_EQ(text(update("<ref xmlns=\"urn:s\" xmlns:t=\"urn:t\">/t:box/t:l[t:k='a']/t:c</ref>")),
+            "");
+  EXPECT_EQ(text(entry("b")), "");
+}
+
+// The default belongs to a case whose last node goes with a condition.
+TEST_F(StoreFindings, DefaultsOfACaseGoWithWhatAConditionTakesOut) {
+  start(R"yang(container top { leaf f { type string; } must "not(s:f) or s:d"; choice outer {
+    case a { leaf a1 { type string; } }
+    case b { choice inner { default x;
+        case x { leaf g { type string; } choice deep { default usual;
+            case other { leaf o { type string; } }
+            case usual { leaf d { type string; default "D"; } } } } }
+      leaf b1 { when "../s:g"; type string; } } } })yang");
+  ASSERT_EQ(text(top("<g>1</g>")), "");
+  ASSERT_EQ(text(top("<b1>1</b1><f>1</f>")), "");
+  EXPECT_EQ(commit(drop("/s:top/g")).error_code(), grpc::StatusCode::FAILED_PRECONDITION);
+}
+
 // libyang asks for the text of the empty anydata, which it dies of; the outer condition makes its
 // condition void.
 TEST_F(StoreFindings, AnOuterConditionAnswersWhereLibyangDiesOfAnInnerOne) {

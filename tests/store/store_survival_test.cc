@@ -160,9 +160,10 @@ TEST(StoreSurvives, StartOverDataThatLibyangCannotJudge) {
              .empty()) {
       _exit(4);
     }
-    const auto store = nexa::store::open_tree_store(options, error);
+    auto store = nexa::store::open_tree_store(options, error);
     if (store == nullptr) _exit(5);
     const std::string xml = store->snapshot()->xml();
+    store.reset();
     _exit(xml.find(">y</b>") != std::string::npos ? 0 : 6);
   };
   EXPECT_EXIT(live(), testing::ExitedWithCode(0), "");

@@ -206,6 +206,8 @@ void ConstraintIndex::add_reference(const lysc_node* node, const lysc_type* type
   Constraint& constraint = constraints_.back();
   if (type->basetype == LY_TYPE_INST) {
     by_value_.push_back(&constraint);
+    // It may name a default of any module.
+    asks_other_modules_ = true;
     return;
   }
   if (is_union(type)) {

@@ -5,6 +5,7 @@
 #include <set>
 
 #include "store/child_table.h"
+#include "store/node_tools.h"
 #include "store/validation/assumed_conditions.h"
 #include "store/validation/change_check.h"
 #include "store/validation/child_judgement.h"
@@ -31,6 +32,19 @@ std::size_t count_explicit(const lyd_node* tree) {
     if (!is_default(tree)) count += 1 + count_explicit(lyd_child(tree));
   }
   return count;
+}
+
+// Takes out what came by itself, except where somebody keeps a mark at it.
+void drop_defaults(lyd_node*& tree, lyd_node* first) {
+  for (lyd_node* node = first; node != nullptr;) {
+    lyd_node* const next = node->next;
+    if (is_default(node) && node->priv == nullptr) {
+      remove_node(tree, node);
+    } else {
+      drop_defaults(tree, lyd_child(node));
+    }
+    node = next;
+  }
 }
 
 // Whether a condition is at fault, which takes away what was given.
@@ -125,7 +139,8 @@ struct Validator::State {
     return found;
   }
 
-  // What the deletion of explicit nodes leaves to be completed takes libyang another round.
+  // What the deletion of explicit nodes leaves to be completed takes libyang another round. It
+  // keeps the defaults of a case that has gone, so each round makes them anew.
   std::optional<Violation> judge_rounds(lyd_node*& tree) {
     std::size_t before = 0;
     std::size_t after = count_explicit(tree);
@@ -133,9 +148,10 @@ struct Validator::State {
     bool valid = true;
     do {
       if (rounds != 0) {
+        drop_defaults(tree, tree);
         make_room_everywhere(tree);
         // A module that has no data any more has its defaults again.
-        if (standing != nullptr && !standing->add_to(tree)) throw std::bad_alloc();
+        if (standing != nullptr && !complete(tree)) throw std::bad_alloc();
       }
       before = after;
       ly_err_clean(const_cast<ly_ctx*>(context), nullptr);
