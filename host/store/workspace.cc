@@ -139,13 +139,14 @@ class Step {
       const ImageGroup& group = after.find(moved.after->schema())->group();
       const GroupEntry* const anchor = group.before(moved.order_after);
       lyd_node* const node = find(*moved.after, parent);
+      lyd_node* const before = anchor != nullptr ? find(*anchor->node, parent) : nullptr;
       lyd_node* const standing =
-          anchor != nullptr ? next_writable_instance(find(*anchor->node, parent)) : first_of(node);
+          before != nullptr ? next_writable_instance(before) : first_of(node);
       if (standing == node) continue;
       if (standing != nullptr) {
         move(node, standing, lyd_insert_before);
-      } else {
-        move(node, find(*anchor->node, parent), lyd_insert_after);
+      } else if (before != nullptr) {
+        move(node, before, lyd_insert_after);
       }
     }
   }
