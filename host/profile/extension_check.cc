@@ -32,7 +32,8 @@ const char* text_of(gnmi_ext::Extension::ExtCase extension) {
 // device profile serves none of them.
 bool is_served(Profile profile, Rpc rpc, gnmi_ext::Extension::ExtCase extension) {
   if (profile == Profile::kDevice) return false;
-  return extension == gnmi_ext::Extension::kCommit && rpc == Rpc::kSet;
+  return (extension == gnmi_ext::Extension::kCommit && rpc == Rpc::kSet) ||
+         (extension == gnmi_ext::Extension::kHistory && rpc == Rpc::kSubscribe);
 }
 
 }  // namespace

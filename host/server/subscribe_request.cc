@@ -1,6 +1,8 @@
 // Texts of the profile's checks come as they are; others name the subscription and its path.
 #include "server/subscribe_request.h"
 
+#include <chrono>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -9,6 +11,49 @@
 #include "server/request_rules.h"
 
 namespace nexa::server {
+namespace {
+
+constexpr char kTwoHistories[] = "Extension history is given twice";
+constexpr char kNoHistoryRequest[] = "Extension history without a snapshot_time or a range";
+constexpr char kSnapshotIsOnce[] = "Extension history: a snapshot_time needs mode ONCE";
+constexpr char kRangeIsStream[] = "Extension history: a range needs mode STREAM";
+constexpr char kRangeBackwards[] = "Extension history: the range ends before it starts";
+constexpr char kFuture[] = "Extension history: times in the future are not waited for";
+
+grpc::Status invalid(const char* text) { return {grpc::StatusCode::INVALID_ARGUMENT, text}; }
+
+// The time of the snapshot is in it, that of a range's end is not.
+grpc::Status read_history(const gnmi_ext::History& asked, gnmi::SubscriptionList::Mode mode,
+                          telemetry::History& history) {
+  const auto now = std::chrono::nanoseconds(std::chrono::system_clock::now().time_since_epoch());
+  if (asked.has_snapshot_time()) {
+    if (mode != gnmi::SubscriptionList::ONCE) return invalid(kSnapshotIsOnce);
+    if (asked.snapshot_time() > now.count()) return {grpc::StatusCode::UNIMPLEMENTED, kFuture};
+    history = {asked.snapshot_time() + 1, asked.snapshot_time() + 1};
+    return grpc::Status::OK;
+  }
+  if (!asked.has_range()) return invalid(kNoHistoryRequest);
+  if (mode != gnmi::SubscriptionList::STREAM) return invalid(kRangeIsStream);
+  if (asked.range().start() > asked.range().end()) return invalid(kRangeBackwards);
+  if (asked.range().end() > now.count()) return {grpc::StatusCode::UNIMPLEMENTED, kFuture};
+  history = {asked.range().start(), asked.range().end()};
+  return grpc::Status::OK;
+}
+
+grpc::Status read_history(const gnmi::SubscribeRequest& request,
+                          std::optional<telemetry::History>& history) {
+  history.reset();
+  for (const gnmi_ext::Extension& extension : request.extension()) {
+    if (!extension.has_history()) continue;
+    if (history) return invalid(kTwoHistories);
+    grpc::Status status =
+        read_history(extension.history(), request.subscribe().mode(), history.emplace());
+    if (!status.ok()) return status;
+  }
+  return grpc::Status::OK;
+}
+
+}  // namespace
 
 grpc::Status plan_stream(const SubscribeParts& parts, const gnmi::SubscribeRequest& request,
                          telemetry::SubscriptionPlan& plan) {
@@ -19,6 +64,8 @@ grpc::Status plan_stream(const SubscribeParts& parts, const gnmi::SubscribeReque
                                                     std::to_string(parts.max_paths) + " are taken"};
   }
   grpc::Status status = profile::check_subscribe(parts.profile, request).status;
+  if (!status.ok()) return status;
+  status = read_history(request, plan.history);
   if (!status.ok()) return status;
   telemetry::PlanLimits limits = parts.limits;
   const gnmi::CapabilityResponse none;
@@ -31,7 +78,8 @@ grpc::Status plan_stream(const SubscribeParts& parts, const gnmi::SubscribeReque
   if (status.ok() || at_fault < 0) return status;
   const std::string place = "subscription[" + std::to_string(at_fault) + "]";
   const gnmi::Path joined = model::join_paths(list.prefix(), list.subscription(at_fault).path());
-  return {status.error_code(), at_place(place, joined) + status.error_message()};
+  return {profile::code_for_reader(parts.profile, status.error_code()),
+          at_place(place, joined) + status.error_message()};
 }
 
 }  // namespace nexa::server

@@ -129,7 +129,8 @@ void SubscribeStream::begin(const gnmi::SubscribeRequest& request) {
   const telemetry::StreamSources sources{core_.parts.store, core_.feed,
                                          [this](std::shared_ptr<const store::StateTree>& state) {
                                            return core_.state.read(state).ok();
-                                         }};
+                                         },
+                                         [this] { return core_.stopping || is_over(); }};
   stream_.emplace(sources, weak_from_this());
   {
     const std::lock_guard<std::mutex> lock(mutex_);

@@ -263,7 +263,8 @@ class ConfigStore {
   // before it, of time `start_ns`), then a step for each commit from there to before `end_ns`, in
   // order, until `each` returns false. Times are since the Unix epoch. Defaults are those of the
   // loaded schema. OUT_OF_RANGE: the history does not go back that far; FAILED_PRECONDITION: what
-  // was stored does not fit the loaded schema; INTERNAL: the log cannot be read. Long; any thread.
+  // was stored does not fit the loaded schema; UNAVAILABLE: another call is under way; INTERNAL:
+  // the log cannot be read. Long; any thread.
   virtual grpc::Status replay(std::int64_t start_ns, std::int64_t end_ns,
                               const StepSink& each) const {
     static_cast<void>(start_ns);

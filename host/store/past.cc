@@ -15,6 +15,7 @@ using grpc::StatusCode;
 
 // Commits that are read at a time: their texts are in memory together.
 constexpr std::uint64_t kCommitsAtOnce = 100;
+constexpr char kInUse[] = "the past is being read for somebody else, try again";
 
 }  // namespace
 
@@ -44,7 +45,8 @@ std::shared_ptr<const Snapshot> Past::as_read(const ImagePtr& configured, std::u
 }
 
 grpc::Status Past::replay(std::int64_t start_ns, std::int64_t end_ns, const StepSink& each) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const std::unique_lock<std::mutex> lock(mutex_, std::try_to_lock);
+  if (!lock.owns_lock()) return {StatusCode::UNAVAILABLE, kInUse};
   ImagePtr configured;
   std::uint64_t number = 0;
   grpc::Status status = base_of(start_ns, configured, number);

@@ -19,7 +19,8 @@ class Past {
   // `log` outlives the object.
   explicit Past(const CommitLog& log) : log_(log) {}
 
-  // ConfigStore::replay(). Any thread; one at a time, others wait. Commits go on meanwhile.
+  // ConfigStore::replay(). Any thread; one at a time: UNAVAILABLE for others,
+  // so that they hold no thread. Commits go on meanwhile.
   grpc::Status replay(std::int64_t start_ns, std::int64_t end_ns, const StepSink& each);
 
  private:

@@ -10,6 +10,9 @@ inline constexpr char kStreamOverflow[] =
 inline constexpr char kIntervalOfTarget[] =
     "sample_interval is the target's to choose in mode TARGET_DEFINED";
 
+inline constexpr char kLongHistory[] =
+    "the range has more commits than are sent at a time, ask for a shorter one";
+
 }  // namespace nexa::telemetry
 
 #endif  // HOST_TELEMETRY_MESSAGES_H_

@@ -14,6 +14,8 @@ using Source = Subscription::Source;
 
 // When operational data that could not be read are asked for again.
 constexpr std::chrono::milliseconds kStateRetry{500};
+// Of commits and subscriptions, in one look at the past.
+constexpr std::size_t kMostPastTasks = 100000;
 
 }  // namespace
 
@@ -24,6 +26,7 @@ Stream::~Stream() { sources_.feed.close(backlog_); }
 
 void Stream::begin(SubscriptionPlan plan, MonotonicTime now) {
   plan_ = std::move(plan);
+  if (plan_.history) return;
   bool follows = false;
   for (std::size_t i = 0; i < plan_.subscriptions.size(); ++i) {
     const Subscription& each = plan_.subscriptions[i];
@@ -177,7 +180,12 @@ Stream::Round Stream::round(std::size_t room, bool is_behind) {
     return result;
   }
   const MonotonicTime now = std::chrono::steady_clock::now();
-  if (tasks_.empty()) collect(now, is_behind);
+  if (plan_.history) {
+    if (!recalled_) result.status = recall();
+    if (!result.status.ok()) return result;
+  } else if (tasks_.empty()) {
+    collect(now, is_behind);
+  }
   SamplePage page(plan_, room);
   lacks_state_ = false;
   while (!tasks_.empty()) {
@@ -194,7 +202,8 @@ Stream::Round Stream::round(std::size_t room, bool is_behind) {
     return result;
   }
   result.messages = page.take();
-  result.is_over = plan_.mode == gnmi::SubscriptionList::ONCE && tasks_.empty();
+  const bool ends = plan_.history || plan_.mode == gnmi::SubscriptionList::ONCE;
+  result.is_over = ends && tasks_.empty();
   result.next = lacks_state_ ? now + kStateRetry : next_due();
   // What came while the tasks were run is the next round's.
   const bool has_come = polls_.load() != 0 || backlog_->has_come();
@@ -265,16 +274,50 @@ grpc::Status Stream::run_as_of(Task& task, SamplePage& page, bool& complete) {
     if (task.snapshot == nullptr) task.snapshot = sources_.store.snapshot();
   }
   std::size_t met = 0;
-  return task.snapshot->read(subscription.query, task.state.get(),
-                             [&](gnmi::Path& path, gnmi::TypedValue& value) {
-                               if (!complete || met++ < task.given) return;
-                               if (page.is_full()) {
-                                 complete = false;
-                                 return;
-                               }
-                               ++task.given;
-                               page.add_leaf(subscription, path, value);
-                             });
+  const auto take = [&](gnmi::Path& path, gnmi::TypedValue& value) {
+    if (!complete || met++ < task.given) return;
+    if (page.is_full()) {
+      complete = false;
+      return;
+    }
+    ++task.given;
+    page.add_leaf(subscription, path, value);
+  };
+  // The values of a moment of the past bear its time.
+  if (plan_.history) page.begin_commit(task.time_ns);
+  grpc::Status status = task.snapshot->read(subscription.query, task.state.get(), take);
+  if (plan_.history) page.end_commit();
+  return status;
+}
+
+grpc::Status Stream::recall() {
+  bool fits = true;
+  grpc::Status status = sources_.store.replay(plan_.history->start_ns, plan_.history->end_ns,
+                                              [&](const store::CommitStep& step) {
+                                                if (sources_.abandoned && sources_.abandoned())
+                                                  return false;
+                                                fits = recall_step(step);
+                                                return fits;
+                                              });
+  if (status.ok() && !fits) status = {grpc::StatusCode::RESOURCE_EXHAUSTED, kLongHistory};
+  recalled_ = status.ok();
+  return status;
+}
+
+// False when there are too many commits.
+bool Stream::recall_step(const store::CommitStep& step) {
+  if (tasks_.size() + plan_.subscriptions.size() > kMostPastTasks) return false;
+  const bool is_first = step.before == nullptr;
+  if (is_first && plan_.updates_only) add_task(TaskKind::kSync, 0);
+  for (std::size_t i = 0; i < plan_.subscriptions.size(); ++i) {
+    if (is_first && plan_.updates_only) break;
+    Task& task = add_task(is_first ? TaskKind::kAsOf : TaskKind::kCommit, i);
+    task.since = step.before;
+    task.snapshot = step.after;
+    task.time_ns = step.time_ns;
+  }
+  if (is_first && !plan_.updates_only) add_task(TaskKind::kSync, 0);
+  return true;
 }
 
 store::ChangeSink Stream::change_sink(Task& task, SamplePage& page, bool& complete) {

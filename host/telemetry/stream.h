@@ -25,6 +25,8 @@ struct StreamSources {
   const store::ConfigStore& store;
   ChangeFeed& feed;
   std::function<bool(std::shared_ptr<const store::StateTree>& state)> state;
+  // Whether nobody listens any more; asked between commits of the past. May be empty.
+  std::function<bool()> abandoned{};
 };
 
 class Stream {
@@ -92,6 +94,9 @@ class Stream {
   void count_values(const store::CommitStep& step, Task& task);
   Task& add_task(TaskKind kind, std::size_t subscription);
 
+  grpc::Status recall();
+  bool recall_step(const store::CommitStep& step);
+
   grpc::Status run(Task& task, SamplePage& page, bool& complete);
   grpc::Status run_read(Task& task, SamplePage& page, bool& complete);
   grpc::Status run_as_of(Task& task, SamplePage& page, bool& complete);
@@ -105,6 +110,7 @@ class Stream {
   const std::shared_ptr<Backlog> backlog_;
   SubscriptionPlan plan_;
   std::deque<Task> tasks_;
+  bool recalled_ = false;     // the tasks of the past are there
   bool synced_ = false;       // the first sync_response was given
   bool lacks_state_ = false;  // the task in front waits for operational data
   bool fits_ = true;          // the client kept up when the tasks were collected

@@ -92,6 +92,12 @@ grpc::Status Planner::add(const gnmi::Subscription& request) {
   auto resolved = resolver_.resolve(list_.prefix(), request.path(), model::Purpose::kRead);
   if (!resolved.ok()) return resolved.refusal().status();
   whole.query.target = std::move(resolved.value());
+  if (plan_.history) {
+    whole.source = Source::kCommits;
+    whole.query.part = store::DataPart::kConfig;
+    plan_.subscriptions.push_back(std::move(whole));
+    return grpc::Status::OK;
+  }
   if (list_.mode() != gnmi::SubscriptionList::STREAM) {
     plan_.subscriptions.push_back(std::move(whole));
     return grpc::Status::OK;

@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "gnmi.pb.h"
@@ -45,6 +46,13 @@ struct Subscription {
   std::shared_ptr<const store::StateTree> seen;  // kEvents: what the client knows
 };
 
+// A look at the past: the configuration as it was before `start_ns`, and the commits from then to
+// before `end_ns`. Since the Unix epoch.
+struct History {
+  std::int64_t start_ns = 0;
+  std::int64_t end_ns = 0;
+};
+
 struct SubscriptionPlan {
   SubscriptionPlan() : prefix(gnmi::Path(), false) {}
 
@@ -52,6 +60,7 @@ struct SubscriptionPlan {
   gnmi::SubscriptionList::Mode mode = gnmi::SubscriptionList::STREAM;
   gnmi::Encoding encoding = gnmi::JSON;
   bool updates_only = false;
+  std::optional<History> history;
   std::size_t most_updates = 200;  // in one message of a round
   std::vector<Subscription> subscriptions;
 };
@@ -64,6 +73,7 @@ struct PlanLimits {
 };
 
 // NOT_FOUND for a node that the schema does not have: a valid path without data is watched.
+// `plan.history` is the caller's to set before: with it only configuration is watched.
 // `at_fault` is the index of the subscription that was refused, -1 for none of them. `paces`
 // outlives the plan. Any thread.
 grpc::Status plan_subscriptions(const model::Resolver& resolver, const LeafPaces& paces,

@@ -178,7 +178,7 @@ class Doors : public testing::Test {
     one.set_mode(gnmi::SAMPLE);
     nexa::telemetry::SubscriptionPlan plan;
     const nexa::telemetry::LeafPaces paces(resolver_->schema(), {});
-    const nexa::server::SubscribeParts parts{*resolver_, paces};
+    const nexa::server::SubscribeParts parts{*resolver_, paces, nexa::profile::Profile::kDevice};
     const grpc::Status status = plan_stream(parts, request, plan);
     if (!status.ok()) return answer(status);
     if (leaves != nullptr) {

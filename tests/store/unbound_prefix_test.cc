@@ -7,6 +7,7 @@ namespace {
 using namespace nexa_test;
 
 constexpr char kModule[] = R"(module v {
+  yang-version 1.1;
   namespace "urn:v";
   prefix v;
   container c { config false; anydata any; }
