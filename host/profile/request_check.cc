@@ -239,7 +239,7 @@ RequestVerdict check_subscribe(Profile profile, const gnmi::SubscribeRequest& re
   }
   grpc::Status status = check_numbers(list);
   if (!status.ok()) return {status, {}};
-  const RequestVerdict verdict =
+  RequestVerdict verdict =
       profile == Profile::kFull ? check_full_list(list) : check_device_list(request);
   if (!verdict.ok()) return verdict;
   status = check_form(list.prefix());

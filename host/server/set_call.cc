@@ -118,7 +118,7 @@ SetCall::Approval SetCall::approval() const {
   const Approval& approve = core_.parts.approve;
   if (!approve || request_.union_replace_size() == 0) return approve;
   return [&approve](const store::Change& change) {
-    const grpc::Status verdict = approve(change);
+    grpc::Status verdict = approve(change);
     if (verdict.ok()) return verdict;
     return grpc::Status(grpc::StatusCode::INTERNAL, verdict.error_message());
   };

@@ -174,8 +174,7 @@ grpc::Status Preparation::add_value(const OperationView& operation, store::Edit&
   if (is_json && names_entry(edit.target.path) && is_empty_object(value_text(value))) {
     return {grpc::StatusCode::INVALID_ARGUMENT, shown_value(operation) + kEmptyEntry};
   }
-  const grpc::Status served =
-      profile::check_value_kind(parts_.profile, parts_.resolver.mode(), value);
+  grpc::Status served = profile::check_value_kind(parts_.profile, parts_.resolver.mode(), value);
   if (!served.ok()) return served;
   translate::Translation translation = parts_.translator.translate(edit.target, value);
   if (!translation.status.ok()) return translation.status;
@@ -225,7 +224,7 @@ grpc::Status prepare_set(const SetParts& parts, const gnmi::SetRequest& request,
     if (parts.abandoned && parts.abandoned()) {
       return {grpc::StatusCode::CANCELLED, kCallCancelled};
     }
-    const grpc::Status status = preparation.add(operation_at(request, index), edits[index]);
+    grpc::Status status = preparation.add(operation_at(request, index), edits[index]);
     if (!status.ok()) return status;
   }
   return grpc::Status::OK;

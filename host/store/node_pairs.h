@@ -61,6 +61,7 @@ void each_stored_child(const PairLevel& level, Take&& take) {
 // "state" that the mirror fills is made for the time of the call.
 template <typename Take>
 void each_child(const PairLevel& level, Take&& take) {
+  if (level.config == nullptr) return each_stored_child(level, take);
   std::vector<ImageSlot> made;
   for (const model::MirroredContainer& pair : level.mirrored()) {
     if (ImageSlot node = mirrored_state(pair, *level.config, level.state)) {
@@ -85,7 +86,7 @@ void each_child(const PairLevel& level, Take&& take) {
 template <typename Take>
 void with_child(const PairLevel& level, const lysc_node* schema, Take&& take) {
   for (const model::MirroredContainer& pair : level.mirrored()) {
-    if (pair.state != schema) continue;
+    if (level.config == nullptr || pair.state != schema) continue;
     const ImageSlot made = mirrored_state(pair, *level.config, level.state);
     if (made) return take(NodePair{nullptr, made.get()});
   }

@@ -111,7 +111,9 @@ void write_changes(const Query& query, const ImageInner* before, const ImageInne
 void visit_level(const ImageInner* before, const ImageInner* after, ChangeVisitor& visitor,
                  EntryKeys& keys) {
   each_child_difference(before, after, [&](const NodeDifference& difference) {
-    const ImageNode& node = difference.after != nullptr ? *difference.after : *difference.before;
+    const ImageNode* const shown = difference.after ? difference.after : difference.before;
+    if (shown == nullptr) return;
+    const ImageNode& node = *shown;
     // The order of a leaf-list is part of its value; that of a list's entries no reader sees.
     const bool has_moved = difference.before == difference.after;
     if (has_moved && node.schema()->nodetype != LYS_LEAFLIST) return;
