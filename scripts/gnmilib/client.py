@@ -17,6 +17,11 @@ ENCODINGS = {
     "proto": gnmi.PROTO,
     "ascii": gnmi.ASCII,
 }
+STREAM_MODES = {
+    "sample": gnmi.SAMPLE,
+    "on-change": gnmi.ON_CHANGE,
+    "target-defined": gnmi.TARGET_DEFINED,
+}
 TYPES = {name: number for name, number in gnmi.GetRequest.DataType.items()}
 
 
@@ -138,15 +143,31 @@ class Client:
             request.prefix.CopyFrom(as_path(prefix))
         return self.set_request(request)
 
-    def subscribe(self, *wanted, interval=1.0, encoding="json_ietf", prefix=None, timeout=None):
-        """A SAMPLE stream: a call that yields SubscribeResponse messages and can be cancelled."""
+    def subscribe(
+        self,
+        *wanted,
+        mode="sample",
+        interval=1.0,
+        encoding="json_ietf",
+        prefix=None,
+        timeout=None,
+    ):
+        """A stream, or with mode "once" a single answer: a call that yields SubscribeResponse
+        messages and can be cancelled. The interval is that of mode "sample".
+        """
         subscriptions = [
             gnmi.Subscription(
-                path=as_path(path), mode=gnmi.SAMPLE, sample_interval=int(interval * 1e9)
+                path=as_path(path),
+                mode=STREAM_MODES.get(mode, gnmi.TARGET_DEFINED),
+                sample_interval=int(interval * 1e9) if mode == "sample" else 0,
             )
             for path in wanted
         ]
-        listed = gnmi.SubscriptionList(subscription=subscriptions, encoding=ENCODINGS[encoding])
+        listed = gnmi.SubscriptionList(
+            subscription=subscriptions,
+            encoding=ENCODINGS[encoding],
+            mode=gnmi.SubscriptionList.ONCE if mode == "once" else gnmi.SubscriptionList.STREAM,
+        )
         if prefix is not None:
             listed.prefix.CopyFrom(as_path(prefix))
         return self.subscribe_requests([gnmi.SubscribeRequest(subscribe=listed)], timeout)

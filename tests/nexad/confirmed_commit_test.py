@@ -8,7 +8,6 @@ import os
 import random
 import threading
 import time
-import unittest
 
 import grpc
 from gnmilib.client import as_update, gnmi
