@@ -248,7 +248,8 @@ bool Application::serve(std::string& error) {
       nexa::ServiceKestrelNamespaceMapperImpl::cached_capability_response_,
       {},
       metrics_,
-      {}};
+      {},
+      mirror_ != nullptr && !mirror_->empty() ? mirror_.get() : nullptr};
   add_linux_state();
   add_state_command();
   for (const auto& provider : providers_) parts.providers.push_back(provider.get());

@@ -96,6 +96,7 @@ void StateMirror::add_pair(const lysc_node* config, const lysc_node* state,
     if (shown == nullptr) continue;
     pair.leaves.push_back({shown, leaf});
     state_leaves_.emplace(shown, leaf);
+    showing_.insert(leaf);
   }
   if (!pair.leaves.empty()) pairs.push_back(std::move(pair));
 }

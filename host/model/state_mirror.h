@@ -6,6 +6,7 @@
 
 #include <span>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -47,6 +48,9 @@ class StateMirror {
   // a change of the one changes, unless a provider gives it.
   const lysc_node* state_of(const lysc_node* config_leaf) const;
 
+  // Whether a leaf or leaf-list of operational data shows one of the configuration.
+  bool shows(const lysc_node* state_leaf) const { return showing_.count(state_leaf) != 0; }
+
  private:
   void add_below(const lysc_node* parent, const lysc_module* module);
   void add_pair(const lysc_node* config, const lysc_node* state,
@@ -54,6 +58,7 @@ class StateMirror {
 
   std::unordered_map<const lysc_node*, std::vector<MirroredContainer>> by_parent_;
   std::unordered_map<const lysc_node*, const lysc_node*> state_leaves_;
+  std::unordered_set<const lysc_node*> showing_;
 };
 
 }  // namespace nexa::model

@@ -17,6 +17,7 @@
 #include "access/access.h"
 #include "gnmi.grpc.pb.h"
 #include "model/resolver.h"
+#include "model/state_mirror.h"
 #include "profile/profile.h"
 #include "state/state_provider.h"
 #include "store/config_store.h"
@@ -75,6 +76,8 @@ struct GnmiServiceParts {
   std::vector<nexa::state::StateProvider*> providers;
   ServiceObserver& observer;
   std::function<grpc::Status(const store::Change&)> approve;  // the commit hook; may be empty
+  // What the store shows of the configuration as operational data; null for nothing.
+  const model::StateMirror* mirror = nullptr;
 };
 
 // The service. Everything in `parts` outlives it. shutdown() ends the streams (UNAVAILABLE) and

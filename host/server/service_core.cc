@@ -37,7 +37,7 @@ ServiceCore::ServiceCore(const GnmiServiceParts& used_parts, const GnmiServiceOp
     : parts(used_parts),
       options(used_options),
       state(parts.store, parts.providers, kStateLifetime, fault_sink(parts.observer)),
-      paces(parts.resolver.schema(), state.providers()),
+      paces(parts.resolver.schema(), state.providers(), parts.mirror),
       feed(parts.store),
       unread(std::make_shared<UnreadAnswers>(options.unread_answer_bytes)),
       logins(1, kWaitingLogins, fault_sink(parts.observer)),

@@ -6,8 +6,13 @@
 
 namespace nexa::telemetry {
 
-LeafPaces::LeafPaces(const model::Schema& schema, std::vector<state::StateProvider*> providers)
-    : schema_(schema), providers_(std::move(providers)) {}
+LeafPaces::LeafPaces(const model::Schema& schema, std::vector<state::StateProvider*> providers,
+                     const model::StateMirror* mirror)
+    : schema_(schema), providers_(std::move(providers)), mirror_(mirror) {}
+
+bool LeafPaces::is_mirrored(const lysc_node* leaf) const {
+  return mirror_ != nullptr && mirror_->shows(leaf);
+}
 
 state::Pace LeafPaces::pace(const kestrel_cs_node& leaf) const {
   const bool by_events =
@@ -28,27 +33,33 @@ LeafPaces::Content LeafPaces::below(const kestrel_cs_node& node) const {
   Content content;
   const bool is_leaf =
       model::is_leaf(&node) || model::is_leaf_list(&node) || model::is_any_data(&node);
-  if (is_leaf && model::is_state(&node)) {
+  if (is_leaf && is_mirrored(schema_.compiled(&node))) {
+    content.mirrored = true;
+  } else if (is_leaf && model::is_state(&node) && !providers_.empty()) {
     (pace(node) == state::Pace::kEvents ? content.events : content.gauges) = true;
   }
   for (const kestrel_cs_node* child = node.children; child != nullptr; child = child->next) {
     const Content inner = below(*child);
     content.events = content.events || inner.events;
     content.gauges = content.gauges || inner.gauges;
+    content.mirrored = content.mirrored || inner.mirrored;
   }
   contents_.emplace(&node, content);
   return content;
 }
 
 LeafPaces::Content LeafPaces::content(const model::Target& target) const {
-  if (providers_.empty()) return {};
-  if (target.steps.empty() || target.steps.back().unlimited) return {true, true};
+  const bool has_providers = !providers_.empty();
+  if (target.steps.empty() || target.steps.back().unlimited) {
+    return {has_providers, has_providers, mirror_ != nullptr};
+  }
   Content content;
   const std::lock_guard<std::mutex> lock(mutex_);
   for (const model::TargetNode& meant : target.steps.back().nodes) {
     const Content one = below(*meant.node);
     content.events = content.events || one.events;
     content.gauges = content.gauges || one.gauges;
+    content.mirrored = content.mirrored || one.mirrored;
   }
   return content;
 }

@@ -1,5 +1,5 @@
-// How do operational leaves change: by events that a provider tells of, or all the time? What the
-// providers say, leaf by leaf.
+// How do operational leaves change: by events that a provider tells of, with the configuration that
+// they show, or all the time? What the providers and the mirror say, leaf by leaf.
 #ifndef HOST_TELEMETRY_LEAF_PACES_H_
 #define HOST_TELEMETRY_LEAF_PACES_H_
 
@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "model/state_mirror.h"
 #include "model/target.h"
 #include "state/state_provider.h"
 
@@ -14,12 +15,15 @@ namespace nexa::telemetry {
 
 class LeafPaces {
  public:
-  // Both outlive the object. Without providers there are no operational data.
-  LeafPaces(const model::Schema& schema, std::vector<state::StateProvider*> providers);
+  // All outlive the object. Without providers and mirror (null for none) there are no operational
+  // data.
+  LeafPaces(const model::Schema& schema, std::vector<state::StateProvider*> providers,
+            const model::StateMirror* mirror = nullptr);
 
   struct Content {
-    bool events = false;  // leaves of Pace::kEvents
-    bool gauges = false;  // leaves of Pace::kGauge
+    bool events = false;    // leaves of Pace::kEvents
+    bool gauges = false;    // leaves of Pace::kGauge
+    bool mirrored = false;  // leaves that show the configuration; of none of the two
   };
 
   // What of operational data the target can mean. Any thread.
@@ -28,12 +32,16 @@ class LeafPaces {
   // Of an operational leaf: kEvents if a provider says so. Any thread.
   state::Pace pace(const lysc_node* leaf) const;
 
+  // Whether an operational leaf shows the configuration, unless a provider gives it. Any thread.
+  bool is_mirrored(const lysc_node* leaf) const;
+
  private:
   state::Pace pace(const kestrel_cs_node& leaf) const;
   Content below(const kestrel_cs_node& node) const;  // with the mutex held
 
   const model::Schema& schema_;
   const std::vector<state::StateProvider*> providers_;
+  const model::StateMirror* const mirror_;
   mutable std::mutex mutex_;
   mutable std::unordered_map<const kestrel_cs_node*, Content> contents_;
 };

@@ -31,8 +31,8 @@ void Stream::begin(SubscriptionPlan plan, MonotonicTime now) {
   for (std::size_t i = 0; i < plan_.subscriptions.size(); ++i) {
     const Subscription& each = plan_.subscriptions[i];
     if (each.source == Source::kCommits) backlog_->add(i, each.query.target);
-    if (each.source == Source::kEvents) backlog_->want_state();
-    follows = follows || each.source != Source::kData;
+    if (each.source == Source::kEvents || each.only_when_changed) backlog_->want_state();
+    follows = follows || each.source != Source::kData || each.only_when_changed;
   }
   std::shared_ptr<const store::Snapshot> first;
   if (follows) first = sources_.feed.open(backlog_);
@@ -125,6 +125,11 @@ void Stream::collect_due(MonotonicTime now) {
     if (is_due) each.due = next_beat(each.due, each.interval, now);
     if (resends) each.heartbeat_due = next_beat(each.heartbeat_due, each.heartbeat, now);
     if (each.source == Source::kData) {
+      if (each.only_when_changed && !resends) {
+        each.must_read = each.must_read || has_events;
+        const std::uint64_t number = sources_.store.snapshot()->number() + 1;
+        if (!is_due || (!each.must_read && number == each.read_number)) continue;
+      }
       if (is_due || resends) add_task(TaskKind::kRead, i).form.resend = resends;
       continue;
     }
@@ -255,16 +260,20 @@ grpc::Status Stream::run_read(Task& task, SamplePage& page, bool& complete) {
     lacks_state_ = !complete;
     return grpc::Status::OK;
   }
-  if (task.given == 0) {
-    subscription.reporting = PathLog();  // what an interrupted round left
-    // Each poll is answered in full, and so is each list.
-    if (plan_.mode != gnmi::SubscriptionList::STREAM) subscription.reported = PathLog();
-    task.given = 1;
-  }
   std::shared_ptr<const store::Snapshot> snapshot = task.snapshot;
   if (snapshot == nullptr) snapshot = sources_.store.snapshot();
+  if (task.given == 0) begin_read(subscription, snapshot->number());
+  task.given = 1;
   if (plan_.mode != gnmi::SubscriptionList::STREAM) task.snapshot = snapshot;
   return read_page(*snapshot, state.get(), task.form, subscription, page, complete);
+}
+
+void Stream::begin_read(Subscription& subscription, std::uint64_t number) const {
+  subscription.reporting = PathLog();  // what an interrupted round left
+  // Each poll is answered in full, and so is each list.
+  if (plan_.mode != gnmi::SubscriptionList::STREAM) subscription.reported = PathLog();
+  subscription.must_read = false;
+  subscription.read_number = number + 1;
 }
 
 grpc::Status Stream::run_as_of(Task& task, SamplePage& page, bool& complete) {

@@ -98,6 +98,7 @@ class Stream {
   bool recall_step(const store::CommitStep& step);
 
   grpc::Status run(Task& task, SamplePage& page, bool& complete);
+  void begin_read(Subscription& subscription, std::uint64_t number) const;
   grpc::Status run_read(Task& task, SamplePage& page, bool& complete);
   grpc::Status run_as_of(Task& task, SamplePage& page, bool& complete);
   grpc::Status run_commit(Task& task, SamplePage& page, bool& complete);

@@ -13,6 +13,8 @@ namespace {
 using Source = Subscription::Source;
 
 // Longer than any process lives, and far from the clock's range.
+// How soon a change of the configuration shows in the operational leaves that repeat it.
+constexpr std::chrono::seconds kMirrorBeat{1};
 constexpr std::uint64_t kLongestInterval = 1000000000ULL * 3600 * 24 * 366 * 10;
 
 class Planner {
@@ -29,6 +31,8 @@ class Planner {
   void add_sampled(Subscription whole);
   void add_changes(Subscription whole, bool target_chooses);
   store::LeafFilter filter(state::Pace pace) const;
+  store::LeafFilter unmirrored() const;
+  void add_mirrored(Subscription whole);
 
   const model::Resolver& resolver_;
   const LeafPaces& paces_;
@@ -51,7 +55,22 @@ grpc::Status Planner::check_interval(const char* field, std::uint64_t asked,
 }
 
 store::LeafFilter Planner::filter(state::Pace pace) const {
-  return [&paces = paces_, pace](const lysc_node* leaf) { return paces.pace(leaf) == pace; };
+  return [&paces = paces_, pace](const lysc_node* leaf) {
+    return paces.pace(leaf) == pace && !paces.is_mirrored(leaf);
+  };
+}
+
+store::LeafFilter Planner::unmirrored() const {
+  return [&paces = paces_](const lysc_node* leaf) { return !paces.is_mirrored(leaf); };
+}
+
+void Planner::add_mirrored(Subscription whole) {
+  whole.query.part = store::DataPart::kState;
+  whole.query.wanted = [&paces = paces_](const lysc_node* leaf) { return paces.is_mirrored(leaf); };
+  whole.interval = kMirrorBeat;
+  whole.suppress_redundant = true;
+  whole.only_when_changed = true;
+  plan_.subscriptions.push_back(std::move(whole));
 }
 
 void Planner::add_sampled(Subscription whole) {
@@ -67,16 +86,21 @@ void Planner::add_changes(Subscription whole, bool target_chooses) {
     Subscription& events = plan_.subscriptions.emplace_back(whole);
     events.source = Source::kEvents;
     events.query.part = store::DataPart::kState;
-    if (target_chooses && state.gauges) events.query.wanted = filter(state::Pace::kEvents);
+    if (target_chooses && state.gauges) {
+      events.query.wanted = filter(state::Pace::kEvents);
+    } else if (state.mirrored) {
+      events.query.wanted = unmirrored();
+    }
     // Nobody tells when a gauge changes: it is looked at.
     if (!target_chooses && state.gauges) events.interval = limits_.target_interval;
   }
   if (state.gauges && target_chooses) {
     Subscription& gauges = plan_.subscriptions.emplace_back(whole);
     gauges.query.part = store::DataPart::kState;
-    if (state.events) gauges.query.wanted = filter(state::Pace::kGauge);
+    if (state.events || state.mirrored) gauges.query.wanted = filter(state::Pace::kGauge);
     gauges.interval = limits_.target_interval;
   }
+  if (state.mirrored) add_mirrored(whole);
   if (whole.query.target.only_state) return;
   whole.source = Source::kCommits;
   whole.query.part = store::DataPart::kConfig;

@@ -23,9 +23,10 @@
 
 namespace nexa::telemetry {
 
-// One way of watching one path, and how far it has come. A client's subscription is one to three of
+// One way of watching one path, and how far it has come. A client's subscription is one to four of
 // these: the target chooses leaf by leaf in mode TARGET_DEFINED, and ON_CHANGE hears of
-// configuration from commits and of operational data from the providers.
+// configuration from commits and of operational data from the providers. Operational leaves that
+// show the configuration are compared after commits, at the beat of kMirrorBeat.
 struct Subscription {
   enum class Source : std::uint8_t {
     kData,     // reads what is there: at each beat, each poll, or once
@@ -38,6 +39,10 @@ struct Subscription {
   std::chrono::nanoseconds interval{0};   // 0: no beat
   std::chrono::nanoseconds heartbeat{0};  // 0: none
   bool suppress_redundant = false;
+  // kData: a beat looks at the data only when a commit or an event came since the last one.
+  bool only_when_changed = false;
+  bool must_read = false;         // an event came since
+  std::uint64_t read_number = 0;  // of the configuration that was read last, plus 1
 
   MonotonicTime due = MonotonicTime::max();
   MonotonicTime heartbeat_due = MonotonicTime::max();

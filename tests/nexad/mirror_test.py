@@ -124,6 +124,41 @@ class Mirror(MirrorCase):
         at = "/openconfig-interfaces:interfaces/interface[name=eth7]"
         self.assertEqual(seen[at + "/state/mtu"], seen[at + "/config/mtu"])
 
+    def test_streams_follow_it(self):
+        listener = self.server.client()
+        self.addCleanup(listener.close)
+        for mode in ("on-change", "target-defined"):
+            for path in (ETH7, ETH7 + "/state", ETH7 + "/state/mtu"):
+                with self.subTest(mode=mode, path=path):
+                    self.follow_once(listener, mode, path)
+
+    def follow_once(self, listener, mode, path):
+        mtu = ETH7 + "/state/mtu"
+        self.client.set(update=[(ETH7 + "/config/mtu", 1500)])
+        stream = listener.subscribe(path, mode=mode, timeout=20)
+        first = []
+        for answer in stream:
+            if answer.sync_response:
+                break
+            first += answer.update.update
+        values = [python_value(one.val) for one in first if paths.text(one.path) == mtu]
+        self.assertEqual(values, [1500])
+        self.client.set(update=[(ETH7 + "/config/mtu", 9000)])
+        self.assertEqual(self.next_of(stream, mtu), 9000)
+        self.client.set(delete=[ETH7 + "/config/mtu"])
+        self.assertEqual(self.next_of(stream, mtu), "gone")
+        stream.cancel()
+
+    def next_of(self, stream, wanted):
+        """The next value of one path; "gone" for a delete."""
+        for answer in stream:
+            if wanted in [paths.text(path) for path in answer.update.delete]:
+                return "gone"
+            for update in answer.update.update:
+                if paths.text(update.path) == wanted:
+                    return python_value(update.val)
+        return None
+
     def test_augmented_leaves_and_deeper_entries(self):
         address = {"ip": "10.0.0.1", "config": {"ip": "10.0.0.1", "prefix-length": 24}}
         below = ETH7 + "/subinterfaces/subinterface[index=0]"
