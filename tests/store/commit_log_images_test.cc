@@ -1,5 +1,5 @@
-// What a start reads: images and effects, in the newest format and in a log that format 1 left; and that the
-// history before them costs it nothing.
+// What a start reads: images and effects, in the newest format and in a log that format 1 left; and
+// that the history before them costs it nothing.
 #include <filesystem>
 
 #include "failing_disk.h"

@@ -38,10 +38,12 @@ class StorePast : public StoreTest {
     nexa::store::Query query;
     query.target = target_of(path_of("/s:top/speed"), nexa::model::Purpose::kRead);
     std::string text;
-    EXPECT_TRUE(
-        snapshot
-            .read(query, nullptr, [&](gnmi::Path& /*path*/, gnmi::TypedValue& value) { text += value.json_ietf_val(); })
-            .ok());
+    EXPECT_TRUE(snapshot
+                    .read(query, nullptr,
+                          [&](gnmi::Path& /*path*/, gnmi::TypedValue& value) {
+                            text += value.json_ietf_val();
+                          })
+                    .ok());
     return text;
   }
 };
