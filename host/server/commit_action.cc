@@ -62,10 +62,6 @@ grpc::Status read_duration(const gnmi_ext::Commit& commit, CommitAction& action)
   return status;
 }
 
-bool has_operations(const gnmi::SetRequest& request) {
-  return operation_count(request) > 0 || request.union_replace_size() > 0;
-}
-
 }  // namespace
 
 const char* name_of(CommitAction::Kind kind) {
@@ -97,7 +93,7 @@ grpc::Status read_commit_action(const gnmi::SetRequest& request, CommitAction& a
   if (commit->id().size() > kLongestId) return invalid(kLongCommitId);
   action.kind = kind_of(commit->action_case());
   if (action.kind == Kind::kNone) return invalid(kNoCommitAction);
-  if (action.kind != Kind::kCommit && has_operations(request)) {
+  if (action.kind != Kind::kCommit && operation_count(request) > 0) {
     return invalid(std::string("Action ") + name_of(action.kind) + kBesideOperations);
   }
   action.id = commit->id();

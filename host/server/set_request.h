@@ -28,8 +28,9 @@ struct SetParts {
 
 std::size_t operation_count(const gnmi::SetRequest& request);
 
-// The request's operations in the order in which they apply: deletes, replaces, updates. On a
-// refusal `edits` is worth nothing. Any thread; the translation takes turns.
+// The request's operations in the order in which they apply: deletes, replaces, updates;
+// or its union_replaces, which stand alone. On a refusal `edits` is worth nothing. Any thread; the
+// translation takes turns.
 grpc::Status prepare_set(const SetParts& parts, const gnmi::SetRequest& request,
                          std::vector<store::Edit>& edits);
 
@@ -39,7 +40,8 @@ grpc::Status refusal_of(const gnmi::SetRequest& request, const store::CommitResu
 // The answer to a Set that was applied.
 void answer_set(const gnmi::SetRequest& request, gnmi::SetResponse& response);
 
-// "delete", "replace" or "update" with its index, of the edit that prepare_set made.
+// "delete", "replace", "update" or "union_replace" with its index, of the edit that prepare_set
+// made.
 std::string operation_name(const gnmi::SetRequest& request, std::size_t edit);
 
 // The path of that operation, as the request wrote it.
