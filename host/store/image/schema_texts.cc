@@ -8,7 +8,7 @@
 #include <memory>
 #include <mutex>
 
-#include "store/image/union_value.h"
+#include "kestrel/json_types.h"
 
 namespace nexa::store {
 namespace {
@@ -121,7 +121,7 @@ bool SchemaTexts::add(const lysc_node* node, const lysc_node* parent) {
   text.shares_name = store::shares_name(node, parent);
   const lysc_type* const type = type_of(node);
   text.may_have_prefixes = type != nullptr && holds_paths(type);
-  text.mixes_json_types = type != nullptr && mixes_json_types(type);
+  text.mixes_json_types = type != nullptr && kestrel::mixes_json_types(type);
   text.is_plain_container = lysc_is_np_cont(node);
   text.is_presence_container = node->nodetype == LYS_CONTAINER && !text.is_plain_container;
   text.has_choice = store::has_choice(node);

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <vector>
 
+#include "kestrel/json_types.h"
 #include "store/image/schema_texts.h"
 
 namespace nexa::store {
@@ -20,21 +21,21 @@ using text::JsonType;
 constexpr char kReadableNamespace[] = "urn:ietf:params:xml:ns:yang:1";
 constexpr char kReadableName[] = "orig-position";
 
-constexpr std::uint32_t kAnyValue = LYD_VALHINT_STRING | LYD_VALHINT_DECNUM | LYD_VALHINT_NUM64 |
-                                    LYD_VALHINT_BOOLEAN | LYD_VALHINT_EMPTY;
+// The hints with which the text alone decides.
+std::uint32_t any_hints() { return kestrel::hints_of(kestrel::Written::kText); }
 
 std::uint32_t hints_of(JsonType type) {
   switch (type) {
     case JsonType::kString:
-      return LYD_VALHINT_STRING | LYD_VALHINT_NUM64;
+      return kestrel::hints_of(kestrel::Written::kString);
     case JsonType::kNumber:
-      return LYD_VALHINT_DECNUM;
+      return kestrel::hints_of(kestrel::Written::kNumber);
     case JsonType::kBoolean:
-      return LYD_VALHINT_BOOLEAN;
+      return kestrel::hints_of(kestrel::Written::kBoolean);
     case JsonType::kNull:
-      return LYD_VALHINT_EMPTY;
+      return kestrel::hints_of(kestrel::Written::kEmpty);
   }
-  return kAnyValue;
+  return any_hints();
 }
 
 // A value of its own, freed with the object unless it was given to a node.
@@ -76,41 +77,6 @@ class ReadValue {
   lyd_value value_{};
   bool is_read_ = false;
 };
-
-// JSON types that the values of a type have, a bit each.
-unsigned json_types(const lysc_type* type) {
-  constexpr auto bit = [](JsonType one) { return 1U << static_cast<unsigned>(one); };
-  switch (type->basetype) {
-    case LY_TYPE_UNION: {
-      const auto* const choice = reinterpret_cast<const lysc_type_union*>(type);
-      unsigned all = 0;
-      LY_ARRAY_COUNT_TYPE i = 0;
-      LY_ARRAY_FOR(choice->types, i) { all |= json_types(choice->types[i]); }
-      return all;
-    }
-    case LY_TYPE_LEAFREF:
-      return json_types(reinterpret_cast<const lysc_type_leafref*>(type)->realtype);
-    case LY_TYPE_EMPTY:
-      return bit(JsonType::kNull);
-    case LY_TYPE_BOOL:
-      return bit(JsonType::kBoolean);
-    case LY_TYPE_INT8:
-    case LY_TYPE_INT16:
-    case LY_TYPE_INT32:
-    case LY_TYPE_UINT8:
-    case LY_TYPE_UINT16:
-    case LY_TYPE_UINT32:
-      return bit(JsonType::kNumber);
-    default:
-      return bit(JsonType::kString);
-  }
-}
-
-const lysc_type* real_type(const lysc_type* type) {
-  return type->basetype == LY_TYPE_LEAFREF
-             ? reinterpret_cast<const lysc_type_leafref*>(type)->realtype
-             : type;
-}
 
 const lyd_value_union* union_of(const lyd_node* leaf) {
   const lyd_value& value = reinterpret_cast<const lyd_node_term*>(leaf)->value;
@@ -171,13 +137,6 @@ bool is_in_tag(std::string_view xml, std::size_t at) {
 
 }  // namespace
 
-bool mixes_json_types(const lysc_type* type) {
-  if (real_type(type)->basetype != LY_TYPE_UNION) return false;
-  const unsigned types = json_types(type);
-  // Without strings the texts are of one type each: digits, true and false, nothing.
-  return (types & 1U) != 0 && types != 1U;
-}
-
 JsonType json_type(ScalarForm form, std::string_view text) {
   switch (form) {
     case ScalarForm::kEmpty:
@@ -203,7 +162,7 @@ LY_DATA_TYPE chosen_member(const ImageLeaf& leaf) {
 std::optional<JsonType> needed_mark(const lysc_node* schema, std::string_view text,
                                     ScalarForm form) {
   if (!SchemaTexts::current().of(schema).mixes_json_types) return std::nullopt;
-  const ReadValue by_text(schema, text, kAnyValue);
+  const ReadValue by_text(schema, text, any_hints());
   if (by_text.is_read() && by_text.form() == form && by_text.text() == text) return std::nullopt;
   return json_type(form, text);
 }
@@ -220,7 +179,7 @@ void keep_text(lyd_node* leaf, const char* text) {
 
 bool has_chosen_member(const lyd_node* leaf) {
   const lyd_value_union* const value = union_of(leaf);
-  return value != nullptr && (value->hints & kAnyValue) != kAnyValue;
+  return value != nullptr && (value->hints & any_hints()) != any_hints();
 }
 
 std::string_view readable_marks(std::string_view xml, std::string& storage) {

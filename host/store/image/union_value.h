@@ -18,9 +18,6 @@
 
 namespace nexa::store {
 
-// Whether a type is a union that takes values of more than one JSON type for the same text.
-bool mixes_json_types(const lysc_type* type);
-
 // The hints that make libyang read a text as JSON of this form. Numbers and booleans have one form.
 std::uint32_t hints_of(ScalarForm form, std::string_view text);
 
