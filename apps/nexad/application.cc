@@ -29,15 +29,15 @@ std::int64_t now_ns() {
 nexa::server::GnmiServiceOptions service_options(const ServerConfig& config) {
   nexa::server::GnmiServiceOptions options;
   options.profile = nexa::profile::profile_of(config.profile).value_or(options.profile);
-  options.max_operations = config.max_operations;
-  options.max_paths = config.max_paths;
-  options.max_streams = config.max_subscriptions;
-  options.max_updates = config.max_updates;
-  options.max_answer_bytes = static_cast<std::size_t>(config.max_answer_bytes);
-  options.unread_answer_bytes = static_cast<std::size_t>(config.unread_answer_bytes);
-  options.stream_queue_bytes = config.stream_queue_bytes;
-  options.pending_sets = config.pending_sets;
-  options.min_sample_interval = std::chrono::milliseconds(config.min_sample_interval_ms);
+  options.limits.max_operations = config.max_operations;
+  options.limits.max_paths = config.max_paths;
+  options.limits.max_streams = config.max_subscriptions;
+  options.limits.max_updates = config.max_updates;
+  options.limits.max_answer_bytes = static_cast<std::size_t>(config.max_answer_bytes);
+  options.limits.unread_answer_bytes = static_cast<std::size_t>(config.unread_answer_bytes);
+  options.limits.stream_queue_bytes = config.stream_queue_bytes;
+  options.limits.pending_sets = config.pending_sets;
+  options.limits.min_sample_interval = std::chrono::milliseconds(config.min_sample_interval_ms);
   options.workers = static_cast<unsigned>(config.workers);
   return options;
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "profile/profile.h"
+#include "server/limits.h"
 
 namespace nexad {
 
@@ -58,18 +59,20 @@ struct ServerConfig {
   std::uint64_t connection_idle_ms = 900000;
   std::uint64_t connection_age_ms = 0;
 
-  // Limits of requests.
-  std::uint64_t max_operations = 100000;
+  // Limits of requests. What the service counts has the service's defaults.
+  static constexpr nexa::server::Limits kLimits{};
+  std::uint64_t max_operations = kLimits.max_operations;
   std::uint64_t max_set_nodes = 2'000'000;
   std::uint64_t max_set_bytes = 256U << 20U;
-  std::uint64_t max_paths = 1000;
-  std::uint64_t max_subscriptions = 10000;
-  std::uint64_t max_updates = 200;
-  std::uint64_t max_answer_bytes = 256U << 20U;
-  std::uint64_t unread_answer_bytes = 1U << 30U;
-  std::uint64_t stream_queue_bytes = 8U << 20U;
-  std::uint64_t pending_sets = 1000;
-  std::uint64_t min_sample_interval_ms = 50;
+  std::uint64_t max_paths = kLimits.max_paths;
+  std::uint64_t max_subscriptions = kLimits.max_streams;
+  std::uint64_t max_updates = kLimits.max_updates;
+  std::uint64_t max_answer_bytes = kLimits.max_answer_bytes;
+  std::uint64_t unread_answer_bytes = kLimits.unread_answer_bytes;
+  std::uint64_t stream_queue_bytes = kLimits.stream_queue_bytes;
+  std::uint64_t pending_sets = kLimits.pending_sets;
+  std::uint64_t min_sample_interval_ms =
+      static_cast<std::uint64_t>(kLimits.min_sample_interval.count());
   std::uint64_t workers = 0;
 
   // Switches of all of the above.

@@ -118,7 +118,7 @@ std::vector<nexa::store::Edit> StoreSide::prepare(const std::string& bytes) {
   gnmi::SetRequest request;
   if (!request.ParseFromString(bytes)) give_up("the request is no SetRequest");
   std::vector<nexa::store::Edit> edits;
-  const nexa::server::SetParts parts{*resolver_, *translator_, 100000, {}};
+  const nexa::server::SetParts parts{*resolver_, *translator_, {}, {}};
   const grpc::Status status = nexa::server::prepare_set(parts, request, edits);
   if (!status.ok()) give_up("Set: " + status.error_message());
   return edits;
@@ -128,7 +128,7 @@ void StoreSide::set(const std::string& bytes) {
   gnmi::SetRequest request;
   if (!request.ParseFromString(bytes)) give_up("the request is no SetRequest");
   nexa::store::CommitRequest commit;
-  const nexa::server::SetParts parts{*resolver_, *translator_, 100000, {}};
+  const nexa::server::SetParts parts{*resolver_, *translator_, {}, {}};
   const grpc::Status status = nexa::server::prepare_set(parts, request, commit.edits);
   if (!status.ok()) give_up("Set: " + status.error_message());
   commit.author = "bench";

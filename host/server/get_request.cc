@@ -112,10 +112,10 @@ grpc::Status Reader::read(int index, model::Target target, std::size_t& room,
 // The checks of the request as it came, and its targets; `request` gains the path that a bare
 // prefix stands for.
 grpc::Status check(const GetParts& parts, gnmi::GetRequest& request, Question& question) {
-  if (static_cast<std::size_t>(request.path_size()) > parts.max_paths) {
-    return {grpc::StatusCode::INVALID_ARGUMENT, std::to_string(request.path_size()) +
-                                                    " paths in one request, at most " +
-                                                    std::to_string(parts.max_paths) + " are taken"};
+  if (static_cast<std::size_t>(request.path_size()) > parts.limits.max_paths) {
+    return {grpc::StatusCode::INVALID_ARGUMENT,
+            std::to_string(request.path_size()) + " paths in one request, at most " +
+                std::to_string(parts.limits.max_paths) + " are taken"};
   }
   if (request.path_size() == 0) request.add_path();
   grpc::Status status = profile::check_get(parts.profile, request).status;
@@ -154,7 +154,7 @@ grpc::Status serve_get(const GetParts& parts, const gnmi::GetRequest& request,
   }
   const std::shared_ptr<const store::Snapshot> snapshot = parts.store.snapshot();
   const Reader reader(checked, *snapshot, state.get(), std::move(question.models));
-  std::size_t room = parts.max_bytes;
+  std::size_t room = parts.limits.max_answer_bytes;
   for (int index = 0; index < checked.path_size(); ++index) {
     if (parts.cancelled && parts.cancelled()) {
       return {grpc::StatusCode::CANCELLED, kCallCancelled};

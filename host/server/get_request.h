@@ -10,6 +10,7 @@
 #include "gnmi.pb.h"
 #include "model/resolver.h"
 #include "profile/profile.h"
+#include "server/limits.h"
 #include "server/state_cache.h"
 #include "store/config_store.h"
 
@@ -19,9 +20,8 @@ struct GetParts {
   const model::Resolver& resolver;
   const store::ConfigStore& store;
   StateCache& state;
-  std::size_t max_paths = 1000;
-  std::size_t max_bytes = 256 << 20;  // of the answer
-  std::function<bool()> cancelled;    // asked between paths; may be empty
+  Limits limits{};
+  std::function<bool()> cancelled;  // asked between paths; may be empty
   profile::Profile profile = profile::Profile::kFull;
   const gnmi::CapabilityResponse* models = nullptr;  // those that use_models can name
 };

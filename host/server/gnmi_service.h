@@ -6,7 +6,6 @@
 #include <grpcpp/generic/async_generic_service.h>
 
 #include <chrono>
-#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -19,6 +18,7 @@
 #include "model/resolver.h"
 #include "model/state_mirror.h"
 #include "profile/profile.h"
+#include "server/limits.h"
 #include "state/state_provider.h"
 #include "store/config_store.h"
 #include "translate/translate.h"
@@ -52,18 +52,7 @@ class ServiceObserver {
 
 struct GnmiServiceOptions {
   profile::Profile profile = profile::Profile::kFull;
-  std::size_t max_operations = 100000;  // of one Set
-  std::size_t max_paths = 1000;         // of one Get or Subscribe
-  std::size_t max_streams = 10000;
-  std::size_t max_updates = 200;              // of one message of a stream; 1: each leaf in its own
-  std::size_t max_answer_bytes = 256 << 20;   // of one Get
-  std::size_t unread_answer_bytes = 1 << 30;  // of all unary calls, until clients have read them
-  std::size_t stream_queue_bytes = 8 << 20;   // unsent; a stream beyond it is ended
-  std::size_t pending_sets = 1000;            // waiting for the writer; more are refused
-  std::chrono::milliseconds min_sample_interval{50};  // what interval 0 means; less is refused
-  // How often a stream looks at counters and the like where the target chooses the mode, and where
-  // changes of them are asked for.
-  std::chrono::milliseconds target_sample_interval{10000};
+  Limits limits;
   unsigned workers = 0;  // threads that serialise; 0: as many as cores
 };
 

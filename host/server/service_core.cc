@@ -39,11 +39,11 @@ ServiceCore::ServiceCore(const GnmiServiceParts& used_parts, const GnmiServiceOp
       state(parts.store, parts.providers, kStateLifetime, fault_sink(parts.observer)),
       paces(parts.resolver.schema(), state.providers(), parts.mirror),
       feed(parts.store),
-      unread(std::make_shared<UnreadAnswers>(options.unread_answer_bytes)),
+      unread(std::make_shared<UnreadAnswers>(options.limits.unread_answer_bytes)),
       logins(1, kWaitingLogins, fault_sink(parts.observer)),
       workers(worker_count(options), kWaitingRequests, fault_sink(parts.observer)),
       rounds(worker_count(options), kWaitingRequests, fault_sink(parts.observer)),
-      writer(1, options.pending_sets, fault_sink(parts.observer)),
+      writer(1, options.limits.pending_sets, fault_sink(parts.observer)),
       confirmations(std::make_shared<ConfirmationWatch>(*this)),
       state_events(std::make_shared<StateEvents>(state, feed, sampler)) {
   confirmations->begin();

@@ -43,7 +43,7 @@ void SetCall::judged(const grpc::Status& verdict, const access::Caller& caller) 
     finish({grpc::StatusCode::PERMISSION_DENIED, kReadOnlyRole});
     return;
   }
-  const SetParts parts{core_.parts.resolver, core_.parts.translator, core_.options.max_operations,
+  const SetParts parts{core_.parts.resolver, core_.parts.translator, core_.options.limits,
                        [this] { return is_abandoned(); }, core_.options.profile};
   grpc::Status status = call_.guarded([&] { return prepare_set(parts, request_, edits_); });
   if (status.ok()) status = read_commit_action(request_, audit_.action);

@@ -211,10 +211,10 @@ std::size_t operation_count(const gnmi::SetRequest& request) {
 grpc::Status prepare_set(const SetParts& parts, const gnmi::SetRequest& request,
                          std::vector<store::Edit>& edits) {
   const std::size_t count = operation_count(request);
-  if (count > parts.max_operations) {
+  if (count > parts.limits.max_operations) {
     return {grpc::StatusCode::INVALID_ARGUMENT,
             std::to_string(count) + " operations in one request, at most " +
-                std::to_string(parts.max_operations) + " are taken"};
+                std::to_string(parts.limits.max_operations) + " are taken"};
   }
   const profile::RequestVerdict verdict = profile::check_set(parts.profile, request);
   if (!verdict.ok()) return refuse_checked(request, verdict);

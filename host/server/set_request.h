@@ -13,6 +13,7 @@
 #include "gnmi.pb.h"
 #include "model/resolver.h"
 #include "profile/profile.h"
+#include "server/limits.h"
 #include "store/config_store.h"
 #include "translate/translate.h"
 
@@ -21,7 +22,7 @@ namespace nexa::server {
 struct SetParts {
   const model::Resolver& resolver;
   translate::Translator& translator;
-  std::size_t max_operations = 100000;
+  Limits limits{};
   std::function<bool()> abandoned;  // asked between operations; may be empty
   profile::Profile profile = profile::Profile::kFull;
 };

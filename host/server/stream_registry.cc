@@ -36,7 +36,7 @@ SubscribeReactor* StreamRegistry::open(grpc::CallbackServerContext& context) {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (closed_) {
       refusal = grpc::Status(grpc::StatusCode::UNAVAILABLE, kShuttingDown);
-    } else if (streams_.size() >= core_.options.max_streams) {
+    } else if (streams_.size() >= core_.options.limits.max_streams) {
       refusal = grpc::Status(grpc::StatusCode::RESOURCE_EXHAUSTED, kTooManyStreams);
     } else {
       streams_.emplace(stream.get(), stream);

@@ -1,6 +1,7 @@
 // Texts of the profile's checks come as they are; others name the subscription and its path.
 #include "server/subscribe_request.h"
 
+#include <algorithm>
 #include <chrono>
 #include <optional>
 #include <string>
@@ -53,21 +54,34 @@ grpc::Status read_history(const gnmi::SubscribeRequest& request,
   return grpc::Status::OK;
 }
 
+// Whatever the options say: an interval of nought has no next time.
+std::chrono::nanoseconds interval_of(std::chrono::nanoseconds asked) {
+  return std::max<std::chrono::nanoseconds>(asked, std::chrono::milliseconds(1));
+}
+
+telemetry::PlanLimits plan_limits(const Limits& limits) {
+  telemetry::PlanLimits plan;
+  plan.most_updates = std::max<std::size_t>(limits.max_updates, 1);
+  plan.min_interval = interval_of(limits.min_sample_interval);
+  plan.target_interval = interval_of(limits.target_sample_interval);
+  return plan;
+}
+
 }  // namespace
 
 grpc::Status plan_stream(const SubscribeParts& parts, const gnmi::SubscribeRequest& request,
                          telemetry::SubscriptionPlan& plan) {
   const gnmi::SubscriptionList& list = request.subscribe();
-  if (static_cast<std::size_t>(list.subscription_size()) > parts.max_paths) {
-    return {grpc::StatusCode::INVALID_ARGUMENT, std::to_string(list.subscription_size()) +
-                                                    " subscriptions in one request, at most " +
-                                                    std::to_string(parts.max_paths) + " are taken"};
+  if (static_cast<std::size_t>(list.subscription_size()) > parts.limits.max_paths) {
+    return {grpc::StatusCode::INVALID_ARGUMENT,
+            std::to_string(list.subscription_size()) + " subscriptions in one request, at most " +
+                std::to_string(parts.limits.max_paths) + " are taken"};
   }
   grpc::Status status = profile::check_subscribe(parts.profile, request).status;
   if (!status.ok()) return status;
   status = read_history(request, plan.history);
   if (!status.ok()) return status;
-  telemetry::PlanLimits limits = parts.limits;
+  telemetry::PlanLimits limits = plan_limits(parts.limits);
   const gnmi::CapabilityResponse none;
   auto used = model::ModelSet::of(
       list.use_models(), (parts.models != nullptr ? *parts.models : none).supported_models());

@@ -9,6 +9,7 @@
 #include "gnmi.pb.h"
 #include "model/resolver.h"
 #include "profile/profile.h"
+#include "server/limits.h"
 #include "telemetry/subscription_plan.h"
 
 namespace nexa::server {
@@ -17,8 +18,7 @@ struct SubscribeParts {
   const model::Resolver& resolver;
   const telemetry::LeafPaces& paces;  // outlives the plan
   profile::Profile profile = profile::Profile::kFull;
-  std::size_t max_paths = 1000;
-  telemetry::PlanLimits limits{};                    // `models` is the request's to say
+  Limits limits{};
   const gnmi::CapabilityResponse* models = nullptr;  // what use_models chooses from; null: nothing
 };
 

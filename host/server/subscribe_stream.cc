@@ -21,8 +21,6 @@ using telemetry::QueuedMessage;
 
 // A round larger than the queue waits for its reader; one that takes nothing for so long is gone.
 constexpr std::chrono::seconds kStallLimit{5};
-// Whatever the options say: an interval of nought has no next time.
-constexpr std::chrono::nanoseconds kShortestInterval = std::chrono::milliseconds(1);
 // How long the status of an ended stream may wait behind what the client has not read.
 constexpr std::chrono::seconds kEndLimit{10};
 
@@ -112,14 +110,8 @@ void SubscribeStream::read_later_message() {
 
 void SubscribeStream::begin(const gnmi::SubscribeRequest& request) {
   const GnmiServiceOptions& options = core_.options;
-  const std::chrono::nanoseconds fastest = options.min_sample_interval;
-  telemetry::PlanLimits limits;
-  limits.most_updates = std::max<std::size_t>(options.max_updates, 1);
-  limits.min_interval = std::max(fastest, kShortestInterval);
-  limits.target_interval =
-      std::max<std::chrono::nanoseconds>(options.target_sample_interval, kShortestInterval);
-  const SubscribeParts parts{core_.parts.resolver, core_.paces, options.profile,
-                             options.max_paths,    limits,      &core_.parts.models};
+  const SubscribeParts parts{core_.parts.resolver, core_.paces, options.profile, options.limits,
+                             &core_.parts.models};
   telemetry::SubscriptionPlan plan;
   const grpc::Status status = plan_stream(parts, request, plan);
   if (!status.ok()) {
@@ -204,7 +196,7 @@ void SubscribeStream::run_round() {
     woken_ = false;
     unsent = queued_bytes_;
   }
-  const std::size_t limit = std::max<std::size_t>(core_.options.stream_queue_bytes, 1);
+  const std::size_t limit = std::max<std::size_t>(core_.options.limits.stream_queue_bytes, 1);
   telemetry::Stream::Round round =
       stream_->round(unsent < limit ? limit - unsent : 0, unsent > limit / 4);
   if (!round.status.ok()) {
@@ -226,7 +218,7 @@ void SubscribeStream::finish_round(const telemetry::Stream::Round& round) {
   if (round.is_over || polled_out) {
     closing_ = true;
     write_next();
-  } else if (round.has_more && queued_bytes_ > core_.options.stream_queue_bytes / 2) {
+  } else if (round.has_more && queued_bytes_ > core_.options.limits.stream_queue_bytes / 2) {
     draining_ = true;
     appointment_ = core_.sampler.schedule(last_progress_ + kStallLimit, weak_from_this());
   } else if (round.has_more || woken_) {
@@ -274,7 +266,7 @@ void SubscribeStream::OnWriteDone(bool ok) {
   // A write that failed is followed by the end of the call.
   if (!ok || ended_) return;
   write_next();
-  if (!draining_ || queued_bytes_ > core_.options.stream_queue_bytes / 2) return;
+  if (!draining_ || queued_bytes_ > core_.options.limits.stream_queue_bytes / 2) return;
   draining_ = false;
   core_.sampler.cancel(appointment_);
   request_round();

@@ -127,7 +127,7 @@ class Doors : public testing::Test {
   Answer commit(const gnmi::SetRequest& request) {
     nexa::store::CommitRequest commit;
     const nexa::server::SetParts parts{
-        *resolver_, *translator_, 100, {}, nexa::profile::Profile::kDevice};
+        *resolver_, *translator_, {}, {}, nexa::profile::Profile::kDevice};
     const grpc::Status status = prepare_set(parts, request, commit.edits);
     if (!status.ok()) return answer(status);
     const nexa::store::CommitResult result = store_->commit(commit);
@@ -158,8 +158,7 @@ class Doors : public testing::Test {
     nexa::server::StateCache state(*store_, {}, std::chrono::seconds(1), [](const std::string&) {});
     gnmi::GetResponse response;
     const grpc::Status status = nexa::server::serve_get(
-        {*resolver_, *store_, state, 10, 1U << 20U, {}, nexa::profile::Profile::kDevice}, request,
-        response);
+        {*resolver_, *store_, state, {}, {}, nexa::profile::Profile::kDevice}, request, response);
     if (!status.ok()) return answer(status);
     const gnmi::Update& update = response.notification(0).update(0);
     json = update.val().json_ietf_val();

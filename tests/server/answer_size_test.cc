@@ -64,7 +64,7 @@ class AnswerSize : public ServiceTest {
 };
 
 TEST_F(AnswerSize, MoreThanTheLimitIsRefused) {
-  options.max_answer_bytes = 10000;
+  options.limits.max_answer_bytes = 10000;
   store.put("/device/name", "\"" + std::string(4000, 'n') + "\"");
   start();
   EXPECT_EQ(verdict(names(2)), "0 ");
@@ -74,7 +74,7 @@ TEST_F(AnswerSize, MoreThanTheLimitIsRefused) {
 }
 
 TEST_F(AnswerSize, APrefixCountsAsOftenAsItIsSent) {
-  options.max_answer_bytes = 10000;
+  options.limits.max_answer_bytes = 10000;
   store.put("/device/name", "\"box\"");
   start();
   gnmi::GetRequest request = names(2);
@@ -85,7 +85,7 @@ TEST_F(AnswerSize, APrefixCountsAsOftenAsItIsSent) {
 }
 
 TEST_F(AnswerSize, AnswersThatNobodyReadsAreBounded) {
-  options.unread_answer_bytes = 65 << 20;  // each answer counts twice
+  options.limits.unread_answer_bytes = 65 << 20;  // each answer counts twice
   store.put("/device/name", "\"" + std::string(10 << 20, 'n') + "\"");
   start();
   const std::shared_ptr<grpc::Channel> channel = new_channel();

@@ -93,7 +93,7 @@ TEST_F(Concurrency, ReadersGoOnWhileAHookIsBusy) {
 }
 
 TEST_F(Concurrency, MoreSetsThanMayWaitAreRefused) {
-  options.pending_sets = 2;
+  options.limits.pending_sets = 2;
   start();
   begin_set("first");
   door.await_arrival();

@@ -190,7 +190,7 @@ TEST_F(Get, ATargetStandsInThePrefixOnly) {
 }
 
 TEST_F(Get, TooManyPathsAreRefused) {
-  options.max_paths = 3;
+  options.limits.max_paths = 3;
   for (int count = 0; count < 3; ++count) *request.add_path() = path_of("/device/name");
   EXPECT_EQ(answer().substr(0, 1), "|");
   *request.add_path() = path_of("/device/name");

@@ -13,7 +13,7 @@ class Hostile : public ServiceTest {
   void SetUp() override {
     store.put("/device/name", "\"box\"");
     store.put("/device/port[name=a]/speed", "\"1\"");
-    options.min_sample_interval = std::chrono::milliseconds(20);
+    options.limits.min_sample_interval = std::chrono::milliseconds(20);
   }
 
   void expect_alive() {

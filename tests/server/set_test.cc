@@ -268,7 +268,7 @@ TEST_F(Set, OriginsAreServedOrRefusedInWords) {
 }
 
 TEST_F(Set, TooManyOperationsAreRefused) {
-  options.max_operations = 2;
+  options.limits.max_operations = 2;
   for (int count = 0; count < 3; ++count) {
     *request.add_delete_() = path_of("/example-device:device/name");
   }

@@ -12,7 +12,7 @@ using std::chrono::milliseconds;
 
 class SubscribeLoad : public ServiceTest {
  protected:
-  void SetUp() override { options.min_sample_interval = milliseconds(20); }
+  void SetUp() override { options.limits.min_sample_interval = milliseconds(20); }
 
   // `count` leaves of `bytes` each below /device/port.
   void fill(int count, std::size_t bytes) {
@@ -26,7 +26,7 @@ class SubscribeLoad : public ServiceTest {
 
 TEST_F(SubscribeLoad, AClientThatDoesNotReadIsEndedOthersGoOn) {
   fill(100, 2000);
-  options.stream_queue_bytes = 1 << 20;
+  options.limits.stream_queue_bytes = 1 << 20;
   start();
   const auto slow_stub = gnmi::gNMI::NewStub(new_channel());
   StreamClient slow(*slow_stub, watch({"/device/port"}, 20));
@@ -45,7 +45,7 @@ TEST_F(SubscribeLoad, AClientThatDoesNotReadIsEndedOthersGoOn) {
 
 TEST_F(SubscribeLoad, AnEndedClientThatNeverReadsIsForgotten) {
   fill(100, 2000);
-  options.stream_queue_bytes = 1 << 20;
+  options.limits.stream_queue_bytes = 1 << 20;
   start();
   StreamClient slow(stub(), watch({"/device/port"}, 20));
   ASSERT_TRUE(eventually([this] { return recorder.overflows() == 1; }));
@@ -54,7 +54,7 @@ TEST_F(SubscribeLoad, AnEndedClientThatNeverReadsIsForgotten) {
 
 TEST_F(SubscribeLoad, AClientThatStopsInALargeRoundIsEnded) {
   fill(400, 50000);
-  options.stream_queue_bytes = 1 << 20;
+  options.limits.stream_queue_bytes = 1 << 20;
   start();
   StreamClient stopped(stub(), watch({"/device/port"}, 60000));
   ASSERT_TRUE(eventually([this] { return recorder.overflows() == 1; }));
@@ -63,7 +63,7 @@ TEST_F(SubscribeLoad, AClientThatStopsInALargeRoundIsEnded) {
 
 TEST_F(SubscribeLoad, ARoundLargerThanTheQueueReachesAClientThatReads) {
   fill(400, 1000);
-  options.stream_queue_bytes = 40000;
+  options.limits.stream_queue_bytes = 40000;
   start();
   StreamClient client(stub(), watch({"/device"}, 500));
   int leaves = 0;

@@ -89,7 +89,7 @@ TEST_F(SubscribeRefusal, AnUnknownPath) {
 }
 
 TEST_F(SubscribeRefusal, AnIntervalBelowTheFastest) {
-  options.min_sample_interval = std::chrono::milliseconds(50);
+  options.limits.min_sample_interval = std::chrono::milliseconds(50);
   list.mutable_subscription(0)->set_sample_interval(49999999);
   EXPECT_EQ(verdict(request),
             "3 subscription[0] /device/name: sample_interval 49999999 is below the server's "
@@ -104,7 +104,7 @@ TEST_F(SubscribeRefusal, OriginsThatAreNotServed) {
 }
 
 TEST_F(SubscribeRefusal, TooManySubscriptions) {
-  options.max_paths = 1;
+  options.limits.max_paths = 1;
   *list.add_subscription() = list.subscription(0);
   EXPECT_EQ(verdict(request), "3 2 subscriptions in one request, at most 1 are taken");
 }
@@ -147,7 +147,7 @@ TEST_F(SubscribeRefusal, Strangers) {
 }
 
 TEST_F(SubscribeRefusal, MoreStreamsThanTheServerHolds) {
-  options.max_streams = 2;
+  options.limits.max_streams = 2;
   start();
   StreamClient first(stub(), request);
   auto second = std::make_unique<StreamClient>(stub(), request);

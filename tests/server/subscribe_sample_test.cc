@@ -37,7 +37,7 @@ class SubscribeSample : public ServiceTest {
     store.put("/device/port[name=a]/speed", "\"10\"");
     store.put("/device/port[name=b]/speed", "\"20\"");
     store.know("/device/location");
-    options.min_sample_interval = milliseconds(20);
+    options.limits.min_sample_interval = milliseconds(20);
   }
 
   Counter counter;
@@ -92,7 +92,7 @@ TEST_F(SubscribeSample, HasOneLeafInAnUpdateAndABoundOnAMessage) {
 }
 
 TEST_F(SubscribeSample, GivesEachLeafItsOwnMessageWhereThatIsAskedFor) {
-  options.max_updates = 1;
+  options.limits.max_updates = 1;
   start();
   StreamClient client(stub(), watch({"/device"}, 60000));
   EXPECT_EQ(client.read_to_sync(),
@@ -191,7 +191,7 @@ TEST_F(SubscribeSample, KeepsItsIntervalWithoutDrift) {
 }
 
 TEST_F(SubscribeSample, IntervalNoughtIsTheServersFastest) {
-  options.min_sample_interval = milliseconds(60);
+  options.limits.min_sample_interval = milliseconds(60);
   start();
   const auto begin = std::chrono::steady_clock::now();
   StreamClient client(stub(), watch({"/device/name"}, 0));

@@ -41,7 +41,7 @@ gnmi::SubscribeRequest poll_message() {
 class Modes : public StoredServiceTest {
  protected:
   void SetUp() override {
-    options.min_sample_interval = milliseconds(20);
+    options.limits.min_sample_interval = milliseconds(20);
     StoredServiceTest::SetUp();
     ASSERT_EQ(update("/device", R"({"name":"box","port":[{"name":"a","speed":"1"}]})"), "0 ");
   }
@@ -320,7 +320,7 @@ TEST_F(Modes, Row11AModelThatIsNotLoadedIsRefused) {
 // A reader that takes nothing while commits come.
 TEST_F(Modes, Row2ASlowReaderGetsTheNewestValueWithItsDuplicatesCounted) {
   stop();
-  options.stream_queue_bytes = 64 << 10;
+  options.limits.stream_queue_bytes = 64 << 10;
   start();
   const std::string padding(30000, 'x');
   StreamClient client(stub(), on_change({"/device/name"}));

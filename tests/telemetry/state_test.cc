@@ -56,8 +56,8 @@ class Events : public nexa::state::StateProvider {
 class OperationalData : public StoredServiceTest {
  protected:
   void SetUp() override {
-    options.min_sample_interval = milliseconds(20);
-    options.target_sample_interval = milliseconds(50);
+    options.limits.min_sample_interval = milliseconds(20);
+    options.limits.target_sample_interval = milliseconds(50);
     providers = {&events};
     StoredServiceTest::SetUp();
   }
