@@ -27,7 +27,7 @@ void fill_capabilities(const gnmi::CapabilityResponse& models, profile::Profile 
 class Service final : public GnmiService, public gnmi::gNMI::CallbackService {
  public:
   Service(const GnmiServiceParts& parts, const GnmiServiceOptions& options)
-      : core_(parts, options), streams_(core_) {
+      : core_(parts, options), streams_(options.limits.max_streams) {
     core_.state_events->start();
   }
   ~Service() override { stop(); }
@@ -56,7 +56,7 @@ class Service final : public GnmiService, public gnmi::gNMI::CallbackService {
   void stop();
 
   ServiceCore core_;
-  StreamRegistry streams_;
+  OpenStreams<SubscribeStream> streams_;
   std::unique_ptr<ReflectionService> reflection_;
 };
 
@@ -120,7 +120,7 @@ grpc::ServerUnaryReactor* Service::Set(grpc::CallbackServerContext* context,
 
 grpc::ServerBidiReactor<gnmi::SubscribeRequest, gnmi::SubscribeResponse>* Service::Subscribe(
     grpc::CallbackServerContext* context) {
-  return streams_.open(*context);
+  return open_stream(core_, streams_, *context);
 }
 
 // The streams end first: nothing is handed to the threads by them afterwards. A commit that has

@@ -5,6 +5,8 @@
 #include <grpcpp/support/slice.h>
 
 #include <cstddef>
+#include <memory>
+#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -36,10 +38,10 @@ bool text_of(const grpc::ByteBuffer& buffer, std::string& text) {
 class ReflectionStream final : public grpc::ServerGenericBidiReactor,
                                public std::enable_shared_from_this<ReflectionStream> {
  public:
-  ReflectionStream(ServiceCore& core, ReflectionService& service,
+  ReflectionStream(ServiceCore& core, OpenStreams<ReflectionStream>& open,
                    const ServiceDescriptions& descriptions,
                    grpc::GenericCallbackServerContext& context)
-      : core_(core), service_(service), descriptions_(descriptions), context_(context) {}
+      : core_(core), open_(open), descriptions_(descriptions), context_(context) {}
 
   // Begins with the login, or ends with the refusal.
   void start(const grpc::Status& refusal) {
@@ -85,7 +87,7 @@ class ReflectionStream final : public grpc::ServerGenericBidiReactor,
   void OnCancel() override { end({grpc::StatusCode::CANCELLED, kCallCancelled}); }
 
   void OnDone() override {
-    service_.remove(this);
+    open_.remove(this);
     const std::shared_ptr<ReflectionStream> self = std::move(self_);
   }
 
@@ -101,7 +103,7 @@ class ReflectionStream final : public grpc::ServerGenericBidiReactor,
   }
 
   ServiceCore& core_;
-  ReflectionService& service_;
+  OpenStreams<ReflectionStream>& open_;
   const ServiceDescriptions& descriptions_;
   grpc::GenericCallbackServerContext& context_;
   std::shared_ptr<ReflectionStream> self_;
@@ -111,42 +113,18 @@ class ReflectionStream final : public grpc::ServerGenericBidiReactor,
   bool ended_ = false;
 };
 
+ReflectionService::ReflectionService(ServiceCore& core) : core_(core), streams_(kMostStreams) {}
+
 grpc::ServerGenericBidiReactor* ReflectionService::CreateReactor(
     grpc::GenericCallbackServerContext* context) {
   if (!descriptions_.serves(context->method())) {
     return grpc::CallbackGenericService::CreateReactor(context);
   }
-  const auto stream = std::make_shared<ReflectionStream>(core_, *this, descriptions_, *context);
-  grpc::Status refusal;
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    if (closed_) {
-      refusal = grpc::Status(grpc::StatusCode::UNAVAILABLE, kShuttingDown);
-    } else if (streams_.size() >= kMostStreams) {
-      refusal = grpc::Status(grpc::StatusCode::RESOURCE_EXHAUSTED, kTooManyStreams);
-    } else {
-      streams_.emplace(stream.get(), stream);
-    }
-  }
-  stream->start(refusal);
+  const auto stream = std::make_shared<ReflectionStream>(core_, streams_, descriptions_, *context);
+  stream->start(streams_.admit(stream));
   return stream.get();
 }
 
-void ReflectionService::remove(const ReflectionStream* stream) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  streams_.erase(stream);
-}
-
-void ReflectionService::close_all() {
-  std::vector<std::shared_ptr<ReflectionStream>> open;
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    closed_ = true;
-    for (const auto& [stream, weak] : streams_) {
-      if (auto living = weak.lock()) open.push_back(std::move(living));
-    }
-  }
-  for (const auto& stream : open) stream->end({grpc::StatusCode::UNAVAILABLE, kShuttingDown});
-}
+void ReflectionService::close_all() { streams_.close_all(); }
 
 }  // namespace nexa::server

@@ -5,10 +5,7 @@
 
 #include <grpcpp/generic/async_generic_service.h>
 
-#include <memory>
-#include <mutex>
-#include <unordered_map>
-
+#include "server/open_streams.h"
 #include "server/service_core.h"
 #include "server/service_descriptions.h"
 
@@ -20,12 +17,10 @@ class ReflectionStream;
 // credentials as by every other call. Any thread.
 class ReflectionService final : public grpc::CallbackGenericService {
  public:
-  explicit ReflectionService(ServiceCore& core) : core_(core) {}
+  explicit ReflectionService(ServiceCore& core);
 
   grpc::ServerGenericBidiReactor* CreateReactor(
       grpc::GenericCallbackServerContext* context) override;
-
-  void remove(const ReflectionStream* stream);
 
   // Ends all streams and refuses new ones.
   void close_all();
@@ -33,9 +28,7 @@ class ReflectionService final : public grpc::CallbackGenericService {
  private:
   ServiceCore& core_;
   const ServiceDescriptions descriptions_;
-  std::mutex mutex_;
-  bool closed_ = false;
-  std::unordered_map<const ReflectionStream*, std::weak_ptr<ReflectionStream>> streams_;
+  OpenStreams<ReflectionStream> streams_;
 };
 
 }  // namespace nexa::server

@@ -26,9 +26,9 @@ constexpr std::chrono::seconds kEndLimit{10};
 
 }  // namespace
 
-SubscribeStream::SubscribeStream(ServiceCore& core, StreamRegistry& registry,
+SubscribeStream::SubscribeStream(ServiceCore& core, OpenStreams<SubscribeStream>& open,
                                  grpc::CallbackServerContext& context)
-    : core_(core), registry_(registry), context_(context) {}
+    : core_(core), open_(open), context_(context) {}
 
 void SubscribeStream::start() {
   self_ = shared_from_this();
@@ -295,7 +295,7 @@ void SubscribeStream::end_locked(const grpc::Status& status) {
 }
 
 void SubscribeStream::OnDone() {
-  registry_.remove(this);
+  open_.remove(this);
   std::shared_ptr<SubscribeStream> self;
   grpc::StatusCode code = grpc::StatusCode::OK;
   {

@@ -8,15 +8,13 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <unordered_map>
 #include <vector>
 
+#include "server/open_streams.h"
 #include "server/service_core.h"
 #include "telemetry/stream.h"
 
 namespace nexa::server {
-
-class StreamRegistry;
 
 using SubscribeReactor = grpc::ServerBidiReactor<gnmi::SubscribeRequest, gnmi::SubscribeResponse>;
 
@@ -25,7 +23,7 @@ class SubscribeStream final : public SubscribeReactor,
                               public telemetry::Waker,
                               public std::enable_shared_from_this<SubscribeStream> {
  public:
-  SubscribeStream(ServiceCore& core, StreamRegistry& registry,
+  SubscribeStream(ServiceCore& core, OpenStreams<SubscribeStream>& open,
                   grpc::CallbackServerContext& context);
 
   // Begins with the login; the stream keeps itself until gRPC is done with it.
@@ -60,7 +58,7 @@ class SubscribeStream final : public SubscribeReactor,
   void end_locked(const grpc::Status& status);
 
   ServiceCore& core_;
-  StreamRegistry& registry_;
+  OpenStreams<SubscribeStream>& open_;
   grpc::CallbackServerContext& context_;
   const std::chrono::steady_clock::time_point opened_ = std::chrono::steady_clock::now();
   std::shared_ptr<SubscribeStream> self_;
@@ -89,24 +87,9 @@ class SubscribeStream final : public SubscribeReactor,
 };
 
 // All streams of a service.
-class StreamRegistry {
- public:
-  explicit StreamRegistry(ServiceCore& core) : core_(core) {}
-
-  // A reactor for the call: a stream, or a refusal when there are too many.
-  SubscribeReactor* open(grpc::CallbackServerContext& context);
-
-  void remove(const SubscribeStream* stream);
-
-  // Ends all streams and refuses new ones.
-  void close_all();
-
- private:
-  ServiceCore& core_;
-  std::mutex mutex_;
-  bool closed_ = false;
-  std::unordered_map<const SubscribeStream*, std::weak_ptr<SubscribeStream>> streams_;
-};
+// A reactor for the call: a stream that is counted in `open`, or a refusal when there are too many.
+SubscribeReactor* open_stream(ServiceCore& core, OpenStreams<SubscribeStream>& open,
+                              grpc::CallbackServerContext& context);
 
 }  // namespace nexa::server
 
