@@ -17,12 +17,12 @@ void fail(const char* what, const std::string& detail) {
   std::abort();
 }
 
-nexa::ServiceKestrelNamespaceMapperImpl& mapper() {
+nexa::ServiceKestrelNamespaceMapperImpl& mapper(const char* folder) {
   static nexa::ServiceKestrelNamespaceMapperImpl instance;
-  static const bool ready = [] {
+  static const bool ready = [folder] {
     gpr_set_log_function([](gpr_log_func_args*) {});
     kestrel::LoadOptions options;
-    options.search_dirs = {NEXA_MODELS_DIR};
+    options.search_dirs = {folder};
     if (const auto error = kestrel::load(options)) fail("the models do not load", error->text());
     ly_log_options(LY_LOSTORE_LAST);
     return instance.populate().ok();

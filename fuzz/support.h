@@ -13,8 +13,9 @@ namespace fuzz {
 // Stops the process: the input found a fault. `what` goes to standard error.
 [[noreturn]] void fail(const char* what, const std::string& detail = {});
 
-// The mapper over the example modules; the first call loads them and silences libyang and gRPC.
-nexa::ServiceKestrelNamespaceMapperImpl& mapper();
+// The mapper over the modules of a folder, the example modules unless told; the first call loads
+// them and silences libyang and gRPC.
+nexa::ServiceKestrelNamespaceMapperImpl& mapper(const char* folder = NEXA_MODELS_DIR);
 
 inline std::string text_of(const std::uint8_t* data, std::size_t size) {
   return {reinterpret_cast<const char*>(data), size};

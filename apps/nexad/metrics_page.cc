@@ -37,6 +37,24 @@ bool is_passing(int error) { return error == EAGAIN || error == EINTR; }
 
 }  // namespace
 
+std::string answer_metrics_request(std::string_view request,
+                                   const std::function<std::string()>& text) {
+  const std::string_view line = request.substr(0, request.find("\r\n"));
+  const std::size_t first = line.find(' ');
+  const std::size_t last = line.rfind(' ');
+  if (first == last || !line.substr(last + 1).starts_with("HTTP/1.")) {
+    return refusal("400 Bad Request");
+  }
+  if (line.substr(0, first) != "GET") return refusal("405 Method Not Allowed");
+  const std::string_view target = line.substr(first + 1, last - first - 1);
+  if (target.substr(0, target.find('?')) != "/metrics") return refusal("404 Not Found");
+  try {
+    return answer("200 OK", "text/plain; version=0.0.4; charset=utf-8", text());
+  } catch (const std::exception&) {
+    return refusal("500 Internal Server Error");
+  }
+}
+
 MetricsPage::MetricsPage(std::function<std::string()> text) : text_(std::move(text)) {}
 
 MetricsPage::~MetricsPage() { stop(); }
@@ -123,28 +141,11 @@ bool MetricsPage::read_request(Connection& connection) const {
   std::string& request = connection.request;
   request.append(buffer.data(), static_cast<std::size_t>(count));
   if (request.find("\r\n\r\n") != std::string::npos) {
-    connection.answer = answer_to(request);
+    connection.answer = answer_metrics_request(request, text_);
   } else if (request.size() > kMostRequestBytes) {
     connection.answer = refusal("431 Request Header Fields Too Large");
   }
   return true;
-}
-
-std::string MetricsPage::answer_to(const std::string& request) const {
-  const std::string_view line = std::string_view(request).substr(0, request.find("\r\n"));
-  const std::size_t first = line.find(' ');
-  const std::size_t last = line.rfind(' ');
-  if (first == last || !line.substr(last + 1).starts_with("HTTP/1.")) {
-    return refusal("400 Bad Request");
-  }
-  if (line.substr(0, first) != "GET") return refusal("405 Method Not Allowed");
-  const std::string_view target = line.substr(first + 1, last - first - 1);
-  if (target.substr(0, target.find('?')) != "/metrics") return refusal("404 Not Found");
-  try {
-    return answer("200 OK", "text/plain; version=0.0.4; charset=utf-8", text_());
-  } catch (const std::exception&) {
-    return refusal("500 Internal Server Error");
-  }
 }
 
 }  // namespace nexad

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -13,6 +14,11 @@
 #include "sockets.h"
 
 namespace nexad {
+
+// The answer to a request, HTTP both: headers with the empty line behind them in, the whole answer
+// out. `text` is the page, asked for when the request is for it. Any thread.
+std::string answer_metrics_request(std::string_view request,
+                                   const std::function<std::string()>& text);
 
 // One thread answers one request for each connection and closes it. Who is slow is in nobody's way:
 // a connection has a few seconds, and the oldest goes when there are too many.
@@ -48,7 +54,6 @@ class MetricsPage {
   // Both: false when the connection has come to its end.
   bool go_on(Connection& connection) const;
   bool read_request(Connection& connection) const;
-  std::string answer_to(const std::string& request) const;
 
   const std::function<std::string()> text_;
   ListeningSockets sockets_;
