@@ -7,6 +7,8 @@
 #   make install   install the build (DESTDIR, PREFIX)
 #   make bench     build and run the benchmarks
 #   make fuzz      build the fuzzers with clang and run each of them FUZZ_SECONDS
+#   make coverage  which share of each room the tests reach
+#   make mutation  plants single faults in src and host/store; which do the tests not find?
 #   make build-cost   what a build from clean costs, in CPU seconds
 #   make nightly   what a night has time for: generated updates and a million generated Sets against libyang,
 #                  2,000 crashes, an hour of load
@@ -16,7 +18,7 @@ PREFIX ?= /usr/local
 DESTDIR ?=
 BUILD := build/release
 
-.PHONY: all build setup configure demo demo-convert test install bench fuzz build-cost nightly clean
+.PHONY: all build setup configure demo demo-convert test install bench fuzz coverage mutation build-cost nightly clean
 
 all: build
 
@@ -58,6 +60,18 @@ fuzz:
 	@cmake --preset fuzz --log-level=WARNING >/dev/null
 	@cmake --build build/fuzz --target fuzzers
 	@scripts/fuzz build/fuzz $(FUZZ_SECONDS)
+
+coverage:
+	@scripts/setup scripts/dependencies.txt scripts/dependencies-coverage.txt
+	@cmake --preset coverage --log-level=WARNING >/dev/null
+	@cmake --build build/coverage
+	@scripts/test build/coverage
+	@scripts/coverage build/coverage
+
+MUTATION_FAULTS ?= 200
+
+mutation: setup
+	@scripts/mutate --count $(MUTATION_FAULTS)
 
 build-cost: setup
 	@scripts/build_cost
