@@ -92,3 +92,10 @@ function(nexa_fast_tests target)
   target_compile_definitions(${target} PRIVATE BOOST_ALL_NO_LIB GTEST_HAS_PTHREAD=1)
   target_compile_options(${target} PRIVATE ${nexa_test_options})
 endfunction()
+
+# nexa_exports(TARGET MAP): of the shared library only what the export map names is seen outside, under the
+# map's version.
+function(nexa_exports target map)
+  target_link_options(${target} PRIVATE "LINKER:--version-script=${CMAKE_CURRENT_SOURCE_DIR}/${map}")
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/${map}")
+endfunction()
