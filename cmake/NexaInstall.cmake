@@ -13,7 +13,6 @@ if(TARGET nexad)
   # The unit names the program by its place, which is known when it is installed.
   install(CODE "
     set(nexad_bindir \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}\")
-    set(nexad_docdir \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_DOCDIR}\")
     configure_file(\"${PROJECT_SOURCE_DIR}/apps/nexad/nexad.service.in\"
                    \"${PROJECT_BINARY_DIR}/nexad.service\" @ONLY)")
   install(FILES "${PROJECT_BINARY_DIR}/nexad.service" DESTINATION lib/systemd/system)

@@ -7,9 +7,11 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "commands.h"
 #include "help_text.h"
+#include "manual_text.h"
 
 namespace {
 
@@ -18,7 +20,7 @@ using namespace nexa_tool;
 constexpr char kAbout[] =
     "nexa works offline on what a gNMI server receives: paths, JSON_IETF values, and the "
     "configuration XML that they become over a set of YANG modules; and on the data directory of a "
-    "server, for its history and its health.";
+    "server, for its history and its health. For a first server it makes the directory.";
 constexpr char kFooter[] =
     R"(Each command explains itself: nexa convert --help
 
@@ -66,6 +68,10 @@ int run(int argc, char** argv, ResultOutput& output) {
   add_history_command(app, session);
   add_rollback_command(app, session);
   add_verify_command(app, session);
+  add_init_command(app, session);
+  if (manual_text::is_asked_for(std::vector<std::string>(argv + 1, argv + argc))) {
+    return output.write(manual_text::description_of(app)) ? kDone : kRefused;
+  }
   const auto is_named = [&](CLI::App* command) { return command->check_name(argv[1]); };
   if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(is_named).empty()) {
     std::fprintf(stderr, "nexa: there is no command \"%s\"; nexa --help lists them\n", argv[1]);

@@ -9,6 +9,7 @@
 
 #include "config_file.h"
 #include "help_text.h"
+#include "manual_text.h"
 #include "settings.h"
 
 extern char** environ;
@@ -31,18 +32,26 @@ class Parser {
  public:
   Parser() : app_(kAbout, "nexad") {
     app_.formatter(std::make_shared<help_text::Formatter>());
-    app_.set_version_flag("-V,--version", "nexad " NEXA_VERSION);
+    app_.option_defaults()->group("Flags of the command line alone");
+    app_.set_help_flag("-h,--help", "Print this help message and exit");
+    app_.set_version_flag("-V,--version", "nexad " NEXA_VERSION, "Print the version and exit");
     app_.add_option("--config", config_file_, "File of settings (TOML)")->type_name("FILE");
     app_.add_flag("--check-config", check_config_,
                   "Check settings, schema, certificates, users and data folder; serve nothing");
     app_.add_flag("--hash-password", hash_password_,
                   "Read a password from standard input and print its hash for the users file");
     hash_command_ = app_.add_subcommand("hash-password", "The same as --hash-password");
+    hash_command_->set_help_flag("-h,--help", "Print this help message and exit");
     for (const Setting& setting : settings()) add(setting);
   }
 
   bool parse(const std::vector<std::string>& arguments, Invocation& invocation,
              std::string& error) {
+    if (manual_text::is_asked_for(arguments)) {
+      invocation.action = Action::kShow;
+      invocation.text = manual_text::description_of(app_);
+      return true;
+    }
     try {
       app_.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
     } catch (const CLI::ParseError& problem) {
@@ -78,10 +87,10 @@ class Parser {
     if (*setting.other_flags != '\0') flag.append(",").append(setting.other_flags);
     CLI::Option*& option = options_[setting.name];
     if (setting.is_switch()) {
-      option = app_.add_flag(flag)->description(setting.help);
+      option = app_.add_flag(flag)->description(setting.help)->group(setting.group);
       return;
     }
-    option = app_.add_option(flag)->description(setting.help);
+    option = app_.add_option(flag)->description(setting.help)->group(setting.group);
     option->type_name(setting.value_name)->expected(1)->allow_extra_args(false)->take_all();
     if (std::string text = setting.default_text(); !text.empty()) option->default_str(text);
   }

@@ -1,5 +1,5 @@
 // The settings by name, each with its kind, its bounds and its help: one table for the command
-// line, the environment and the file.
+// line, the environment, the file, the help and the manual.
 #ifndef APPS_NEXAD_SETTINGS_H_
 #define APPS_NEXAD_SETTINGS_H_
 
@@ -39,8 +39,9 @@ struct Command {
 };
 
 struct Setting {
+  const char* group;       // the heading that it stands under, in the help and in the manual
   const char* name;        // the flag without dashes, the key of the file
-  const char* value_name;  // how the help calls the value
+  const char* value_name;  // how the help calls the value, or the values that there are: a|b
   const char* help;
   std::variant<Text, Switch, Number, Texts, Features, Command> kind;
   const char* other_flags = "";  // more names on the command line, separated by commas

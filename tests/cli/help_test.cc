@@ -25,7 +25,7 @@ TEST(NexaHelp, NamesEveryCommand) {
 
 TEST(NexaHelp, FitsATerminalOf80Columns) {
   for (const char* command :
-       {"", "capabilities", "check", "convert", "history", "path", "rollback", "verify"}) {
+       {"", "capabilities", "check", "convert", "history", "init", "path", "rollback", "verify"}) {
     std::vector<std::string> words{command, "--help"};
     if (words.front().empty()) words.erase(words.begin());
     const Outcome outcome = run_nexa(words);
