@@ -12,13 +12,16 @@
 #   make build-cost   what a build from clean costs, in CPU seconds
 #   make nightly   what a night has time for: generated updates and a million generated Sets against libyang,
 #                  2,000 crashes, an hour of load
+#   make deb       build Debian packages into build/deb
+#   make test-deb  build them, and install, use, upgrade and remove them in a clean Debian
 #   make clean     remove build/release
 
 PREFIX ?= /usr/local
 DESTDIR ?=
 BUILD := build/release
 
-.PHONY: all build setup configure demo demo-convert test install bench fuzz coverage mutation build-cost nightly clean
+.PHONY: all build setup configure demo demo-convert test install bench fuzz coverage mutation build-cost deb test-deb \
+        nightly clean
 
 all: build
 
@@ -73,6 +76,14 @@ MUTATION_FAULTS ?= 200
 mutation: setup
 	@scripts/mutate --count $(MUTATION_FAULTS)
 
+deb:
+	@scripts/setup scripts/dependencies.txt scripts/dependencies-deb.txt
+	@scripts/deb
+
+test-deb: deb configure
+	@cmake --build $(BUILD) --target gnmi_python
+	@scripts/test-deb $(BUILD)
+
 build-cost: setup
 	@scripts/build_cost
 
@@ -87,6 +98,7 @@ nightly: setup
 	@NEXA_RANDOM_SETS=$(NIGHTLY_SETS) $(BUILD)/bin/store_tests --gtest_filter='StoreRandom.*'
 	@NEXA_CRASH_POINTS=$(NIGHTLY_CRASHES) ctest --test-dir $(BUILD) -R '^nexad_crash$$' --output-on-failure
 	@NEXA_SOAK_SECONDS=$(NEXA_SOAK_SECONDS) scripts/soak $(BUILD)
+	@$(MAKE) --no-print-directory test-deb
 
 clean:
 	@rm -rf $(BUILD)

@@ -9,8 +9,10 @@ from kit import report
 from kit.server import program
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-HELP_LINE = re.compile(r"^  (?:-\w,)?--([\w-]+)(?:,--[\w-]+)*(?: ([A-Z:]+)(?:=(\S+))?)?(?: .*)?$")
-ROW = re.compile(r"^\| `--([\w-]+)(?: ([A-Z:]+))?` \| (?:`([^`]+)`)? *\|")
+HELP_LINE = re.compile(
+    r"^  (?:-\w,)?--([\w-]+)(?:,--[\w-]+)*(?: ([A-Z:]+|[a-z|]+)(?:=(\S+))?)?(?: .*)?$"
+)
+ROW = re.compile(r"^\| `--([\w-]+)(?: ([A-Z:]+|[a-z\\|]+))?` \| (?:`([^`]+)`)? *\|")
 
 
 def document(name):
@@ -25,7 +27,11 @@ class Reference(unittest.TestCase):
     def flags(pattern, text):
         """{flag: (value's name, default)}"""
         found = (pattern.match(line.rstrip()) for line in text.splitlines())
-        return {match.group(1): (match.group(2), match.group(3)) for match in found if match}
+        return {
+            match.group(1): (match.group(2) and match.group(2).replace("\\|", "|"), match.group(3))
+            for match in found
+            if match
+        }
 
     @staticmethod
     def help_of(*command):
