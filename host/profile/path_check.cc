@@ -41,11 +41,14 @@ void take_literal_values(gnmi::Path& path) {
 
 }  // namespace
 
-// Taken as it stands, a path in the old form would be the empty path: the whole tree.
+// Taken as it stands, a path in the old form alone would be the empty path: the whole tree. Clients
+// that write both forms, for servers of every age, mean the same by them.
 grpc::Status check_form(const gnmi::Path& path) {
   static const google::protobuf::FieldDescriptor* const element =
       gnmi::Path::descriptor()->FindFieldByName("element");
-  if (path.GetReflection()->FieldSize(path, element) == 0) return grpc::Status::OK;
+  if (path.elem_size() != 0 || path.GetReflection()->FieldSize(path, element) == 0) {
+    return grpc::Status::OK;
+  }
   return {grpc::StatusCode::UNIMPLEMENTED, kElementList};
 }
 
