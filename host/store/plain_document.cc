@@ -1,9 +1,11 @@
 // One pass over the text with the schema at its side. Every node is made and every value is read by
 // libyang's own functions; a value whose meaning depends on prefixes goes through its XML reader.
+// A leaf that has been read with the same text a while before is copied, which saves reading it.
 #include "store/plain_document.h"
 
 #include <algorithm>
 #include <array>
+#include <functional>
 #include <iterator>
 #include <string>
 #include <unordered_map>
@@ -12,6 +14,7 @@
 #include <vector>
 
 #include "store/image/schema_texts.h"
+#include "text/byte_search.h"
 
 namespace nexa::store {
 namespace {
@@ -20,6 +23,9 @@ constexpr std::size_t kMostKeys = 8;
 constexpr std::uint32_t kParseOptions = LYD_PARSE_ONLY | LYD_PARSE_STRICT | LYD_PARSE_NO_STATE;
 constexpr std::pair<std::string_view, char> kEntities[] = {
     {"&lt;", '<'}, {"&gt;", '>'}, {"&amp;", '&'}, {"&quot;", '"'}, {"&apos;", '\''}};
+
+using NotInNames = text::ByteSearch<true, '!', '?', ':', '"', '\''>;
+using NotInUris = text::ByteSearch<false, '&', '<'>;
 
 // How a value's text names identities and nodes.
 enum class Names : std::uint8_t {
@@ -67,6 +73,34 @@ Names names_in(const lysc_node* leaf) {
   return has_other ? Names::kMaybe : Names::kColon;
 }
 
+// Leaves that were read, by their schema and text. Newer ones take the places of older ones.
+class ReadLeaves {
+ public:
+  struct Place {
+    const lysc_node* schema = nullptr;
+    std::string text;
+    const lyd_node* leaf = nullptr;
+  };
+
+  // A short document has no places: its leaves are few.
+  explicit ReadLeaves(std::size_t document_size)
+      : places_(std::min(document_size / kBytesForPlace, kMostPlaces)) {}
+
+  // Where a leaf with this text is or would be; null without places.
+  Place* place(const lysc_node* schema, const std::string& text) {
+    if (places_.empty()) return nullptr;
+    const std::size_t hash =
+        std::hash<std::string>()(text) ^ schema_number(schema) * std::size_t{31};
+    return &places_[hash % places_.size()];
+  }
+
+ private:
+  static constexpr std::size_t kBytesForPlace = 256;
+  static constexpr std::size_t kMostPlaces = 1024;
+
+  std::vector<Place> places_;
+};
+
 struct Tag {
   std::string_view name;
   std::string_view uri;     // of the default namespace, when it is given here
@@ -75,6 +109,11 @@ struct Tag {
   std::string_view attributes;  // all of them, as written
   bool is_empty = false;        // <name/>
 };
+
+bool copy_leaf(const lyd_node* leaf, lyd_node* parent) {
+  auto* const inner = reinterpret_cast<lyd_node_inner*>(parent);
+  return lyd_dup_single(leaf, inner, LYD_DUP_NO_META, nullptr) == LY_SUCCESS;
+}
 
 struct Element {
   std::string_view name;
@@ -88,7 +127,7 @@ struct Element {
 
 class Reader {
  public:
-  explicit Reader(std::string_view xml) : xml_(xml) {}
+  explicit Reader(std::string_view xml) : xml_(xml), leaves_(xml.size()) {}
 
   bool read();
   TreePtr take() { return TreePtr(std::exchange(top_, nullptr)); }
@@ -117,6 +156,7 @@ class Reader {
   lyd_node* top_ = nullptr;  // owned
   std::vector<std::pair<std::string_view, const lys_module*>> modules_;
   std::string value_;
+  ReadLeaves leaves_;
 };
 
 bool Reader::read() {
@@ -148,9 +188,7 @@ bool Reader::read_tag(Tag& tag) {
   }
   const std::size_t blank = text.find(' ');
   tag.name = text.substr(0, blank);
-  if (tag.name.empty() || tag.name.find_first_of("!?:\t\r\n\"'") != std::string_view::npos) {
-    return false;
-  }
+  if (tag.name.empty() || NotInNames::find(tag.name, 0) != tag.name.size()) return false;
   text.remove_prefix(tag.name.size());
   tag.attributes = text;
   while (!text.empty()) {
@@ -160,7 +198,7 @@ bool Reader::read_tag(Tag& tag) {
     const std::size_t close = open == std::string_view::npos ? open : text.find('"', open + 2);
     if (close == std::string_view::npos) return false;
     const std::string_view uri = text.substr(open + 2, close - open - 2);
-    if (uri.find_first_of("&<") != std::string_view::npos) return false;
+    if (NotInUris::find(uri, 0) != uri.size()) return false;
     if (open == 0) {
       if (!tag.uri.empty() || uri.empty()) return false;
       tag.uri = uri;
@@ -291,8 +329,17 @@ bool Reader::add_leaf(const Tag& tag, const Element& leaf, std::string_view raw)
     if (!parent.entries[schema].emplace(is_plain ? value_ : raw).second) return false;
   }
   if (!is_plain) return parse_leaf(tag, leaf, raw);
-  return lyd_new_term(parent.node, schema->module, schema->name, value_.c_str(), 0, nullptr) ==
-         LY_SUCCESS;
+  ReadLeaves::Place* const place = leaves_.place(schema, value_);
+  if (place != nullptr && place->schema == schema && place->text == value_) {
+    return copy_leaf(place->leaf, parent.node);
+  }
+  lyd_node* made = nullptr;
+  if (lyd_new_term(parent.node, schema->module, schema->name, value_.c_str(), 0, &made) !=
+      LY_SUCCESS) {
+    return false;
+  }
+  if (place != nullptr) *place = {schema, value_, made};
+  return true;
 }
 
 // Puts the value into value_ as JSON has it. False when only libyang's XML reader knows it.

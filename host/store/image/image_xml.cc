@@ -4,6 +4,8 @@
 
 #include <libyang/plugins_types.h>
 
+#include <functional>
+
 #include "store/image/union_value.h"
 #include "text/escape.h"
 
@@ -134,7 +136,7 @@ void XmlWriter::keys(const ImageInner& entry) {
 void XmlWriter::leaf(const ImageLeaf& leaf, std::string_view attributes) {
   const SchemaText& text = texts_.of(leaf.schema());
   if (text.mixes_json_types) {
-    const std::optional<text::JsonType> mark = needed_mark(leaf.schema(), leaf.text(), leaf.form());
+    const std::optional<text::JsonType> mark = mark_of(leaf);
     std::string marked;
     if (mark) marked.append(text::mark_attributes(*mark)).append(attributes);
     start_tag(text, leaf.schema()->module, mark ? std::string_view(marked) : attributes);
@@ -144,6 +146,20 @@ void XmlWriter::leaf(const ImageLeaf& leaf, std::string_view attributes) {
   if (leaf.form() == ScalarForm::kIdentity) return identity(leaf.text(), text);
   if (text.may_have_prefixes && prefixed(leaf, text)) return;
   value(leaf.text(), text);
+}
+
+// Finding it out reads the value, and many leaves of a list have the same.
+std::optional<text::JsonType> XmlWriter::mark_of(const ImageLeaf& leaf) {
+  constexpr std::size_t kMostMarks = 256;
+  if (marks_.empty()) marks_.resize(kMostMarks);
+  const std::size_t hash =
+      std::hash<std::string_view>()(leaf.text()) ^ schema_number(leaf.schema()) * std::size_t{31};
+  Mark& last = marks_[hash % kMostMarks];
+  if (last.schema != leaf.schema() || last.form != leaf.form() || last.text != leaf.text()) {
+    last = {leaf.schema(), leaf.form(), std::string(leaf.text()),
+            needed_mark(leaf.schema(), leaf.text(), leaf.form())};
+  }
+  return last.mark;
 }
 
 void XmlWriter::any(const ImageAny& any, std::string_view attributes) {

@@ -4,6 +4,7 @@
 #ifndef HOST_STORE_IMAGE_IMAGE_XML_H_
 #define HOST_STORE_IMAGE_IMAGE_XML_H_
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -11,6 +12,7 @@
 
 #include "store/image/image.h"
 #include "store/image/schema_texts.h"
+#include "text/json_mark.h"
 
 namespace nexa::store {
 
@@ -50,11 +52,20 @@ class XmlWriter {
     const lys_module* outer;  // whose namespace was the default one around the element
   };
 
+  // The mark that a value was found to need.
+  struct Mark {
+    const lysc_node* schema = nullptr;
+    ScalarForm form = ScalarForm::kString;
+    std::string text;
+    std::optional<text::JsonType> mark;
+  };
+
   void inner(const ImageInner& node, std::string_view attributes);
   void start_tag(const SchemaText& text, const lys_module* module, std::string_view attributes);
   void identity(std::string_view value, const SchemaText& text);
   bool prefixed(const ImageLeaf& leaf, const SchemaText& text);
   void value(std::string_view value, const SchemaText& text);
+  std::optional<text::JsonType> mark_of(const ImageLeaf& leaf);
   void declare(const lys_module& module);
   const lys_module* module_named(std::string_view name);
 
@@ -65,6 +76,7 @@ class XmlWriter {
   bool tag_is_open_ = false;            // the innermost start tag lacks its ">"
   std::unordered_map<std::string, const lys_module*> modules_;
   std::string module_name_;
+  std::vector<Mark> marks_;  // newer ones take the places of older ones
 };
 
 }  // namespace nexa::store

@@ -57,8 +57,8 @@ void AssumedConditions::note(lyd_node* node, const NodeRules& rules) {
   });
   lyd_node* const old = in_old_case(node);
   if (when == rules.own.end() || old == node) return;
-  given_.push_back({mark_of(node), old != nullptr ? mark_of(old) : nullptr,
-                    when_violation(node, *(*when)->when)});
+  given_.push_back(
+      {mark_of(node), old != nullptr ? mark_of(old) : nullptr, instance_path(node), (*when)->when});
 }
 
 std::optional<Violation> AssumedConditions::find_lost(lyd_node* tree) {
@@ -72,7 +72,7 @@ std::optional<Violation> AssumedConditions::find_lost(lyd_node* tree) {
   }
   for (const Given& given : given_) {
     if (!given.node->is_left && (given.old == nullptr || given.old->is_left)) {
-      return given.violation;
+      return when_violation(given.path, *given.when);
     }
   }
   return std::nullopt;

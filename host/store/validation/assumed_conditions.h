@@ -9,6 +9,7 @@
 
 #include <deque>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "store/tree.h"
@@ -45,7 +46,8 @@ class AssumedConditions {
   struct Given {
     Mark* node = nullptr;
     Mark* old = nullptr;  // what a choice may have taken out with the node; null: nothing
-    Violation violation;
+    std::string path;
+    const lysc_when* when = nullptr;
   };
 
   void mark(lyd_node* tree);

@@ -64,7 +64,8 @@ void ChangeCheck::judge_when(const Constraint& constraint, lyd_node* node) {
     return;
   }
   if (holds(context, constraint.owner->module, when.cond, when.prefixes) || stopped()) return;
-  if (NodeStates::is_asked(node) && holds_given(node)) return fail(when_violation(node, when));
+  if (NodeStates::is_asked(node) && holds_given(node))
+    return fail(when_violation(instance_path(node), when));
   // What a choice falls back to is settled before conditions are: libyang's own order decides.
   if (in_case(node->schema) && !NodeStates::is_implicit(node) && !judges_whole_) {
     unknown_ = true;
@@ -99,7 +100,7 @@ void ChangeCheck::refuse_given_below(lyd_node* root) {
       if (above == root) break;
     }
     each_when(node->schema, [&](const lysc_node* /*owner*/, const lysc_when& when) {
-      fail(when_violation(node, when));
+      fail(when_violation(instance_path(node), when));
       return false;
     });
   });

@@ -94,8 +94,8 @@ Violation must_violation(const lyd_node* node, const lysc_must& must) {
   return broken(ViolationKind::kConstraint, instance_path(node), std::move(rule));
 }
 
-Violation when_violation(const lyd_node* node, const lysc_when& when) {
-  return broken(ViolationKind::kConstraint, instance_path(node),
+Violation when_violation(std::string path, const lysc_when& when) {
+  return broken(ViolationKind::kConstraint, std::move(path),
                 "when " + text::quoted(lyxp_get_expr(when.cond)));
 }
 

@@ -20,7 +20,7 @@ Violation stored_violation(const ly_ctx* context, const lyd_node* tree);
 std::string instance_path(const lyd_node* node);
 
 Violation must_violation(const lyd_node* node, const lysc_must& must);
-Violation when_violation(const lyd_node* node, const lysc_when& when);
+Violation when_violation(std::string path, const lysc_when& when);
 Violation leafref_violation(const lyd_node* node, std::string_view target);
 Violation instance_violation(const lyd_node* node);
 Violation missing_violation(std::string path, const lysc_node* node);
