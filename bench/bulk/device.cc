@@ -1,9 +1,6 @@
-// Stores of many interfaces: what they hold in memory, what one leaf costs in them, and how long a
-// Set waits for the snapshots and the readers beside it.
+// Stores of many interfaces: what they hold in memory, and what one leaf costs in them.
 #include <algorithm>
-#include <atomic>
 #include <filesystem>
-#include <thread>
 
 #include "bulk/measure.h"
 #include "bulk/sections.h"
@@ -16,12 +13,9 @@ constexpr std::size_t kInterfacesPerSet = 10'000;
 constexpr std::size_t kLeaves[] = {10, 1'000, 10'000, 100'000};
 constexpr std::size_t kQuickMost = 10'000;
 constexpr int kSamples = 400;
-// Added to the values of the second run over one store: a Set of what is there already is none.
-constexpr std::size_t kOtherValues = 4001;
 constexpr std::size_t kFewInterfaces = 10;
 constexpr double kLeafLimit = 1.5;
 constexpr double kResidentLimit = 1.2;
-constexpr double kStallLimit = 5;
 
 std::vector<double> fill(const std::string& data, std::size_t interfaces) {
   StoreSide side(data, {false, 1000});
@@ -30,17 +24,6 @@ std::vector<double> fill(const std::string& data, std::size_t interfaces) {
         set_request(device_interfaces(first, std::min(interfaces, first + kInterfacesPerSet))));
   }
   return {1};
-}
-
-bool fill_in_child(const BenchOptions& options, const std::string& data, std::size_t interfaces) {
-  return !in_child(options.seconds, [&] { return fill(data, interfaces); }).empty();
-}
-
-// No interface is made with such a value, so the Set changes something.
-std::string leaf_request(std::size_t interface, std::size_t value) {
-  return set_request(
-      std::to_string(2000 + value % 8000),
-      "/bench-device:device/interface[name=port" + std::to_string(interface) + "]/mtu");
 }
 
 // What a store holds when it stands still, and what the process with it holds.
@@ -86,35 +69,17 @@ std::vector<double> leaf_of(const std::string& data, std::size_t interfaces, boo
   return {cpu, median(walls)};
 }
 
-// The wall milliseconds of each of `sets` Sets: the slowest, and the one that 1 % exceed.
-std::vector<double> waits_of(const std::string& data, std::size_t interfaces, std::size_t sets,
-                             bool disturbed) {
-  StoreSide side(data, {true, disturbed ? 1000U : 1'000'000U});
-  side.set(leaf_request(0, 1));
-  settled_bytes();
-  std::atomic<bool> done = false;
-  std::atomic<std::size_t> gets = 0;
-  std::thread reader;
-  if (disturbed) {
-    reader = std::thread([&] {
-      for (; !done; ++gets) side.read_all();
-    });
-  }
-  std::vector<double> waits;
-  const std::size_t salt = disturbed ? kOtherValues : 0;
-  for (std::size_t set = 0; set < sets; ++set) {
-    const std::string request = leaf_request(set * 37 % interfaces, set + salt);
-    const double start = wall_seconds();
-    side.change(request);
-    waits.push_back((wall_seconds() - start) * 1e3);
-  }
-  done = true;
-  if (reader.joinable()) reader.join();
-  return {*std::max_element(waits.begin(), waits.end()), quantile(waits, 0.99), median(waits),
-          static_cast<double>(gets)};
+}  // namespace
+
+bool fill_in_child(const BenchOptions& options, const std::string& data, std::size_t interfaces) {
+  return !in_child(options.seconds, [&] { return fill(data, interfaces); }).empty();
 }
 
-}  // namespace
+std::string leaf_request(std::size_t interface, std::size_t value) {
+  return set_request(
+      std::to_string(2000 + value % 8000),
+      "/bench-device:device/interface[name=port" + std::to_string(interface) + "]/mtu");
+}
 
 std::string device_interfaces(std::size_t first, std::size_t last) {
   std::string json = R"({"bench-device:device":{"interface":[)";
@@ -177,33 +142,6 @@ void measure_leaf(const BenchOptions& options, Report& report) {
                   base.empty() ? 0 : base[1], 0, measured && !base.empty()});
     }
   }
-}
-
-void measure_stall(const BenchOptions& options, Report& report) {
-  load_models(NEXA_BENCH_MODELS);
-  const std::size_t interfaces = options.quick ? 10'000 : 100'000;
-  const std::size_t sets = options.quick ? 3'000 : 20'000;
-  const Folder folder;
-  std::vector<double> calm;
-  std::vector<double> disturbed;
-  if (fill_in_child(options, folder.data(), interfaces)) {
-    calm =
-        in_child(options.seconds, [&] { return waits_of(folder.data(), interfaces, sets, false); });
-    disturbed =
-        in_child(options.seconds, [&] { return waits_of(folder.data(), interfaces, sets, true); });
-  }
-  const bool measured = calm.size() == 4 && disturbed.size() == 4;
-  if (measured) {
-    report.add({"stall", "median Set, with snapshots and Gets, and without", "ms", disturbed[2],
-                calm[2], 0, true});
-    report.add({"stall", "p99 Set, with snapshots and Gets, and without", "ms", disturbed[1],
-                calm[1], 0, true});
-    report.add({"stall", "full Gets beside the Sets", "", disturbed[3], 0, 0, true});
-  }
-  report.add({"stall",
-              "slowest of " + std::to_string(sets) + " at " + std::to_string(interfaces) +
-                  " interfaces, over the calm p99",
-              "ms", measured ? disturbed[0] : 0, measured ? calm[1] : 0, kStallLimit, measured});
 }
 
 }  // namespace nexa_bench

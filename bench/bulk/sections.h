@@ -41,6 +41,16 @@ int run_libyang_program(const std::string& folder, const std::string& file);
 // leaves with its defaults, as one document.
 std::string device_interfaces(std::size_t first, std::size_t last);
 
+// Makes a store of so many interfaces in the folder `data`, in a child. False when it fails.
+bool fill_in_child(const BenchOptions& options, const std::string& data, std::size_t interfaces);
+
+// A Set of one leaf of the interface. No interface is made with such a value, so it changes
+// something.
+std::string leaf_request(std::size_t interface, std::size_t value);
+
+// Added to the values of the second run over one store: a Set of what is there already is none.
+constexpr std::size_t kOtherValues = 4001;
+
 }  // namespace nexa_bench
 
 #endif  // BENCH_BULK_SECTIONS_H_
