@@ -14,6 +14,7 @@
 #                  2,000 crashes, an hour of load
 #   make deb       build Debian packages into build/deb
 #   make test-deb  build them, and install, use, upgrade and remove them in a clean Debian
+#   make deb-reproducible   build them twice, in different places and times, and compare the bytes
 #   make clean     remove build/release
 
 PREFIX ?= /usr/local
@@ -21,7 +22,7 @@ DESTDIR ?=
 BUILD := build/release
 
 .PHONY: all build setup configure demo demo-convert test install bench fuzz coverage mutation build-cost deb test-deb \
-        nightly clean
+        deb-reproducible nightly clean
 
 all: build
 
@@ -84,6 +85,9 @@ test-deb: deb configure
 	@cmake --build $(BUILD) --target gnmi_python
 	@scripts/test-deb $(BUILD)
 
+deb-reproducible: deb
+	@scripts/deb-reproducible
+
 build-cost: setup
 	@scripts/build_cost
 
@@ -99,6 +103,7 @@ nightly: setup
 	@NEXA_CRASH_POINTS=$(NIGHTLY_CRASHES) ctest --test-dir $(BUILD) -R '^nexad_crash$$' --output-on-failure
 	@NEXA_SOAK_SECONDS=$(NEXA_SOAK_SECONDS) scripts/soak $(BUILD)
 	@$(MAKE) --no-print-directory test-deb
+	@scripts/deb-reproducible
 
 clean:
 	@rm -rf $(BUILD)

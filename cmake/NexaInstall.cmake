@@ -34,7 +34,9 @@ install(DIRECTORY "${PROJECT_BINARY_DIR}/proto/generated/"
         FILES_MATCHING PATTERN "*.pb.h")
 install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" "${PROJECT_SOURCE_DIR}/README.md"
         DESTINATION "${CMAKE_INSTALL_DOCDIR}")
-install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs" DESTINATION "${CMAKE_INSTALL_DOCDIR}"
+        PATTERN "*.in" EXCLUDE)
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/models" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 
 install(EXPORT nexa_schemaif_targets NAMESPACE nexa:: DESTINATION "${nexa_package_dir}")
 configure_package_config_file(
