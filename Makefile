@@ -12,7 +12,7 @@
 #   make build-cost   what a build from clean costs, in CPU seconds
 #   make nightly   what a night has time for: generated updates and a million generated Sets against libyang,
 #                  2,000 crashes, an hour of load
-#   make deb       build Debian packages into build/deb
+#   make deb       build Debian packages into build/deb; DEB_ARCH=armhf cross-builds
 #   make test-deb  build them, and install, use, upgrade and remove them in a clean Debian
 #   make deb-reproducible   build them twice, in different places and times, and compare the bytes
 #   make clean     remove build/release
@@ -79,7 +79,7 @@ mutation: setup
 
 deb:
 	@scripts/setup scripts/dependencies.txt scripts/dependencies-deb.txt
-	@scripts/deb
+	@DEB_ARCH="$(DEB_ARCH)" scripts/deb
 
 test-deb: deb configure
 	@cmake --build $(BUILD) --target gnmi_python
