@@ -31,11 +31,13 @@ nexa::server::GnmiServiceOptions service_options(const ServerConfig& config) {
   options.profile = nexa::profile::profile_of(config.profile).value_or(options.profile);
   options.limits.max_operations = config.max_operations;
   options.limits.max_paths = config.max_paths;
+  options.limits.max_parts = config.max_path_elements;
   options.limits.max_streams = config.max_subscriptions;
   options.limits.max_updates = config.max_updates;
   options.limits.max_answer_bytes = static_cast<std::size_t>(config.max_answer_bytes);
   options.limits.unread_answer_bytes = static_cast<std::size_t>(config.unread_answer_bytes);
   options.limits.stream_queue_bytes = config.stream_queue_bytes;
+  options.limits.unread_stream_bytes = static_cast<std::size_t>(config.unread_stream_bytes);
   options.limits.pending_sets = config.pending_sets;
   options.limits.min_sample_interval = std::chrono::milliseconds(config.min_sample_interval_ms);
   options.workers = static_cast<unsigned>(config.workers);
@@ -220,15 +222,24 @@ void Application::add_values() {
                      [folder = config_.data] { return folder_bytes(folder); });
   auto* server = server_.get();
   metrics_.add_value("nexad_connections", "Connections that are open", false,
-                     [server] { return static_cast<double>(server->connections().open); });
+                     [server] { return static_cast<double>(server->connection_counts().open); });
   metrics_.add_value("nexad_connections_total", "Connections that were accepted", true,
-                     [server] { return static_cast<double>(server->connections().accepted); });
-  metrics_.add_value("nexad_connections_over_limit_total",
-                     "Connections closed at once because of the limit", true,
-                     [server] { return static_cast<double>(server->connections().over_limit); });
+                     [server] { return static_cast<double>(server->listener_counts().accepted); });
+  metrics_.add_value(
+      "nexad_connections_over_limit_total", "Connections closed at once because of a limit", true,
+      [server] { return static_cast<double>(server->listener_counts().over_limit); });
   metrics_.add_value("nexad_connections_no_resource_total",
-                     "Connections not accepted for want of descriptors or memory", true,
-                     [server] { return static_cast<double>(server->connections().no_resource); });
+                     "Connections not accepted for want of descriptors or memory", true, [server] {
+                       return static_cast<double>(server->listener_counts().no_resource);
+                     });
+  metrics_.add_values(
+      "nexad_connections_ended_total",
+      "Connections that the server closed before their clients did, by reason", "reason", [server] {
+        const Connections::Counts counts = server->connection_counts();
+        return std::map<std::string, double>{{"gave_way", static_cast<double>(counts.gave_way)},
+                                             {"unused", static_cast<double>(counts.unused)},
+                                             {"flooding", static_cast<double>(counts.flooding)}};
+      });
 }
 
 bool Application::serve(std::string& error) {
@@ -249,7 +260,10 @@ bool Application::serve(std::string& error) {
       {},
       metrics_,
       {},
-      mirror_ != nullptr && !mirror_->empty() ? mirror_.get() : nullptr};
+      mirror_ != nullptr && !mirror_->empty() ? mirror_.get() : nullptr,
+      nullptr};
+  const auto connections = std::make_shared<Connections>(connection_limits(config_));
+  parts.connections = connections;
   add_linux_state();
   add_state_command();
   for (const auto& provider : providers_) parts.providers.push_back(provider.get());
@@ -264,7 +278,8 @@ bool Application::serve(std::string& error) {
   server_ = Server::start(
       config_, std::move(sockets),
       tls_ == nullptr ? grpc::InsecureServerCredentials() : make_tls_credentials(tls_),
-      {service_->service(), config_.reflection ? &service_->reflection() : nullptr}, error);
+      {service_->service(), config_.reflection ? &service_->reflection() : nullptr, connections},
+      error);
   return server_ != nullptr;
 }
 

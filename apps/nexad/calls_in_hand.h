@@ -10,6 +10,8 @@
 #include <memory>
 #include <mutex>
 
+#include "connections.h"
+
 namespace nexad {
 
 // Any thread. A call is in hand from its arrival until its last byte was given to the connection,
@@ -17,10 +19,10 @@ namespace nexad {
 // they are counted apart.
 class CallsInHand {
  public:
-  // For the server's builder: tells `calls` of each call. The server may outlive the caller's
+  // For the server's builder: tells both of each call. The server may outlive the caller's
   // share.
   static std::unique_ptr<grpc::experimental::ServerInterceptorFactoryInterface> counter(
-      std::shared_ptr<CallsInHand> calls);
+      std::shared_ptr<CallsInHand> calls, std::shared_ptr<Connections> connections);
 
   // Returns when no call but health watches is in hand, or the time has come.
   void wait_for_none(std::chrono::system_clock::time_point until);

@@ -28,13 +28,6 @@ constexpr int kAcceptsPerTurn = 64;
 
 Socket open_spare() { return Socket(open("/dev/null", O_RDONLY | O_CLOEXEC)); }
 
-// 0 when the descriptor is closed.
-std::uint64_t inode_of(int fd) {
-  struct statx status {};
-  if (statx(fd, "", AT_EMPTY_PATH, STATX_INO, &status) != 0) return 0;
-  return status.stx_ino;
-}
-
 // accept(2) also reports what happened to one connection on the network before it was accepted.
 bool is_of_one_connection(int error) {
   constexpr int kErrors[] = {EINTR,  ECONNABORTED, EPROTO,     ENETDOWN,    ENOPROTOOPT, EHOSTDOWN,
@@ -42,11 +35,20 @@ bool is_of_one_connection(int error) {
   return std::find(std::begin(kErrors), std::end(kErrors), error) != std::end(kErrors);
 }
 
+// How long poll(2) may wait until then; rounded up, lest it turns until then.
+int poll_time(std::chrono::steady_clock::time_point until) {
+  if (until == std::chrono::steady_clock::time_point::max()) return -1;
+  const auto left =
+      std::chrono::ceil<std::chrono::milliseconds>(until - std::chrono::steady_clock::now());
+  return static_cast<int>(std::max<std::int64_t>(left.count(), 0));
+}
+
 }  // namespace
 
-Listener::Listener(ListeningSockets sockets, std::size_t max_connections, Handler handler)
+Listener::Listener(ListeningSockets sockets, std::shared_ptr<Connections> connections,
+                   Handler handler)
     : sockets_(std::move(sockets)),
-      max_connections_(max_connections),
+      connections_(std::move(connections)),
       handler_(std::move(handler)) {}
 
 Listener::~Listener() { stop(); }
@@ -75,8 +77,6 @@ void Listener::stop() {
 
 ListenerCounts Listener::counts() {
   const std::lock_guard lock(mutex_);
-  forget_closed();
-  counts_.open = connections_.size();
   return counts_;
 }
 
@@ -84,8 +84,8 @@ void Listener::run() {
   std::vector<pollfd> watched{{wake_.get(), POLLIN, 0}};
   for (const Socket& socket : sockets_.sockets) watched.push_back({socket.get(), POLLIN, 0});
   while (!stopping_) {
-    if (poll(watched.data(), watched.size(), -1) < 0 && errno != EINTR) {
-      std::this_thread::sleep_for(kPause);
+    if (poll(watched.data(), watched.size(), poll_time(connections_->next_look())) < 0) {
+      if (errno != EINTR) std::this_thread::sleep_for(kPause);
       continue;
     }
     for (std::size_t i = 1; i < watched.size(); ++i) {
@@ -93,6 +93,7 @@ void Listener::run() {
       for (int n = 0; n < kAcceptsPerTurn && !stopping_ && accept_one(watched[i].fd); ++n) {
       }
     }
+    if (Clock::now() >= connections_->next_look()) connections_->look();
     note_refusals();
   }
 }
@@ -106,15 +107,12 @@ bool Listener::accept_one(int listening_socket) {
     return false;
   }
   Socket connection(fd);
+  const bool has_room = connections_->add(fd);
   {
     const std::lock_guard lock(mutex_);
-    if (!has_room()) {
-      ++counts_.over_limit;
-      return true;
-    }
-    connections_[fd] = inode_of(fd);
-    ++counts_.accepted;
+    ++(has_room ? counts_.accepted : counts_.over_limit);
   }
+  if (!has_room) return true;
   handler_(listening_socket, connection.release());
   return true;
 }
@@ -138,24 +136,6 @@ void Listener::refuse_for_want_of_resources(int listening_socket, int error) {
   if (spare_.get() < 0) spare_ = open_spare();
 }
 
-bool Listener::has_room() {
-  if (connections_.size() < max_connections_) return true;
-  if (Clock::now() < next_sweep_) return false;
-  forget_closed();
-  return connections_.size() < max_connections_;
-}
-
-// Costs a system call for each connection; the next one for want of room waits ten times as long as
-// this one took, so that a flood of connections costs a tenth of the thread at most.
-void Listener::forget_closed() {
-  const auto start = Clock::now();
-  std::erase_if(connections_, [](const auto& connection) {
-    return inode_of(connection.first) != connection.second;
-  });
-  const auto end = Clock::now();
-  next_sweep_ = end + 10 * (end - start);
-}
-
 void Listener::note_refusals() {
   std::uint64_t over_limit = 0;
   std::uint64_t no_resource = 0;
@@ -168,8 +148,7 @@ void Listener::note_refusals() {
   if (over_limit + no_resource == noted_ || now < next_note_) return;
   noted_ = over_limit + no_resource;
   next_note_ = now + kBetweenNotes;
-  log_warning("connections refused so far: " + std::to_string(over_limit) +
-              " beyond the limit of " + std::to_string(max_connections_) + ", " +
+  log_warning("connections refused so far: " + std::to_string(over_limit) + " beyond the limits, " +
               std::to_string(no_resource) + " for want of descriptors or memory");
 }
 

@@ -8,18 +8,18 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <thread>
-#include <unordered_map>
 
+#include "connections.h"
 #include "sockets.h"
 
 namespace nexad {
 
 struct ListenerCounts {
-  std::size_t open = 0;           // connections that gRPC holds now
   std::uint64_t accepted = 0;     // handed to gRPC
-  std::uint64_t over_limit = 0;   // closed at once: the limit on connections
+  std::uint64_t over_limit = 0;   // closed at once: a limit on connections
   std::uint64_t no_resource = 0;  // closed at once, or kept waiting: no descriptor or no memory
 };
 
@@ -28,12 +28,13 @@ class Listener {
   // Takes a connection's descriptor over for good.
   using Handler = std::function<void(int listening_socket, int connection)>;
 
-  Listener(ListeningSockets sockets, std::size_t max_connections, Handler handler);
+  Listener(ListeningSockets sockets, std::shared_ptr<Connections> connections, Handler handler);
   ~Listener();
   Listener(const Listener&) = delete;
   Listener& operator=(const Listener&) = delete;
 
-  // Accepts on a thread of its own until stop(). False when no thread or descriptor can be had.
+  // Accepts, and looks after the connections, on a thread of its own until stop(). False when no
+  // thread or descriptor can be had.
   bool start();
   // New connections are refused by the machine afterwards.
   void stop();
@@ -50,12 +51,10 @@ class Listener {
   // False when nothing more can be accepted now.
   bool accept_one(int listening_socket);
   void refuse_for_want_of_resources(int listening_socket, int error);
-  bool has_room();
-  void forget_closed();
   void note_refusals();
 
   ListeningSockets sockets_;
-  const std::size_t max_connections_;
+  const std::shared_ptr<Connections> connections_;
   const Handler handler_;
   Socket wake_;
   // Given up for a moment so that a connection can be accepted, and closed, when there is no other.
@@ -64,11 +63,7 @@ class Listener {
   std::atomic<bool> stopping_{false};
 
   std::mutex mutex_;
-  // Descriptors that gRPC holds, with their sockets' inode numbers: a descriptor that has gone, or
-  // stands for another socket now, was closed.
-  std::unordered_map<int, std::uint64_t> connections_;
   ListenerCounts counts_;
-  Clock::time_point next_sweep_{};
   Clock::time_point next_note_{};
   std::uint64_t noted_ = 0;
 };

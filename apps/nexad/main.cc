@@ -5,6 +5,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -18,6 +19,7 @@
 #include "log.h"
 #include "ready_file.h"
 #include "service_manager.h"
+#include "spare_memory.h"
 
 namespace {
 
@@ -29,7 +31,8 @@ constexpr int kWrong = 2;
 constexpr int kTicksPerLookAtCertificates = 6;
 constexpr int kLargeBlock = 1 << 20;
 constexpr int kSpareHeap = 16 << 20;
-constexpr timespec kTick{0, 500'000'000};
+constexpr timespec kTick{
+    0, std::chrono::duration_cast<std::chrono::nanoseconds>(SpareMemory::kTick).count()};
 
 // The library below writes to standard output where nobody wants it, so that becomes nothing;
 // what is meant to be read goes to the descriptor that this returns. Missing standard descriptors
@@ -92,6 +95,7 @@ int check(const ServerConfig& config, int output) {
 // Until a signal asks for the end.
 void run(Application& application, const ServiceManager& manager, const sigset_t& signals) {
   ServiceManager watched = manager;
+  SpareMemory memory;
   const std::string status = "serving on " + application.address().text();
   for (int tick = 0;; ++tick) {
     watched.tick();
@@ -105,6 +109,7 @@ void run(Application& application, const ServiceManager& manager, const sigset_t
       application.look_at_certificates();
     }
     application.look_at_store();
+    memory.look();
   }
 }
 

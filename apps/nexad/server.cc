@@ -14,7 +14,6 @@
 
 #include "handshake_log.h"
 #include "log.h"
-#include "unreadable_requests.h"
 
 namespace nexad {
 namespace {
@@ -23,8 +22,12 @@ constexpr char kServiceName[] = "gnmi.gNMI";
 constexpr char kStoreName[] = "nexa.store";
 // Clients may ask whether the server lives; more often than this is abuse.
 constexpr int kLeastPingIntervalMs = 10000;
+// What a client may have sent of a message that is not asked for yet.
+constexpr int kWindowBytes = 256 << 10;
 // What health watchers get to read that the server goes.
 constexpr std::chrono::milliseconds kForNews{100};
+// How many connections may send stray bytes up to their limit at the same time.
+constexpr std::uint64_t kStrayConnections = 32;
 
 int milliseconds(std::uint64_t value) {
   return value == 0 ? std::numeric_limits<int>::max() : static_cast<int>(value);
@@ -48,11 +51,25 @@ void set_limits(const ServerConfig& config, grpc::ServerBuilder& builder) {
       {GRPC_ARG_HTTP2_MIN_RECV_PING_INTERVAL_WITHOUT_DATA_MS, kLeastPingIntervalMs},
       {GRPC_ARG_MAX_CONNECTION_IDLE_MS, milliseconds(config.connection_idle_ms)},
       {GRPC_ARG_MAX_CONNECTION_AGE_MS, milliseconds(config.connection_age_ms)},
+      // Otherwise a stream may have sent 4 MB, and more, before anybody reads them.
+      {GRPC_ARG_HTTP2_BDP_PROBE, 0},
+      {GRPC_ARG_HTTP2_STREAM_LOOKAHEAD_BYTES, kWindowBytes},
   };
   for (const auto& [name, value] : arguments) builder.AddChannelArgument(name, value);
 }
 
 }  // namespace
+
+ConnectionLimits connection_limits(const ServerConfig& config) {
+  ConnectionLimits limits;
+  limits.of_all = static_cast<std::size_t>(config.max_connections);
+  limits.of_one_peer = static_cast<std::size_t>(config.max_connections_per_peer);
+  limits.unused = std::chrono::milliseconds(config.unused_connection_ms);
+  limits.stray_bytes = config.stray_bytes;
+  limits.stray_bytes_of_all = kStrayConnections * config.stray_bytes;
+  limits.message_bytes = config.max_message_bytes;
+  return limits;
+}
 
 std::unique_ptr<Server> Server::start(const ServerConfig& config, ListeningSockets sockets,
                                       std::shared_ptr<grpc::ServerCredentials> credentials,
@@ -63,11 +80,13 @@ std::unique_ptr<Server> Server::start(const ServerConfig& config, ListeningSocke
   }
   auto result = std::make_unique<Server>(Passkey{});
   result->credentials_ = std::move(credentials);
+  result->connections_ = services.connections != nullptr
+                             ? services.connections
+                             : std::make_shared<Connections>(connection_limits(config));
   grpc::ServerBuilder builder;
   set_limits(config, builder);
   std::vector<std::unique_ptr<grpc::experimental::ServerInterceptorFactoryInterface>> interceptors;
-  interceptors.push_back(CallsInHand::counter(result->calls_));
-  interceptors.push_back(explain_unreadable_requests());
+  interceptors.push_back(CallsInHand::counter(result->calls_, result->connections_));
   builder.experimental().SetInterceptorCreators(std::move(interceptors));
   builder.RegisterService(&services.gnmi);
   if (services.reflection != nullptr) {
@@ -84,8 +103,7 @@ std::unique_ptr<Server> Server::start(const ServerConfig& config, ListeningSocke
   result->server_->GetHealthCheckService()->SetServingStatus(kServiceName, true);
   auto* acceptor = result->acceptor_.get();
   result->listener_ = std::make_unique<Listener>(
-      std::move(sockets), static_cast<std::size_t>(config.max_connections),
-      [acceptor](int listening_socket, int connection) {
+      std::move(sockets), result->connections_, [acceptor](int listening_socket, int connection) {
         grpc::experimental::ExternalConnectionAcceptor::NewConnectionParameters parameters;
         parameters.listener_fd = listening_socket;
         parameters.fd = connection;

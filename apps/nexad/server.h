@@ -20,7 +20,11 @@ namespace nexad {
 struct OfferedServices {
   grpc::Service& gnmi;
   grpc::CallbackGenericService* reflection = nullptr;  // null: none
+  // What the services tell of the connections' callers; null: nothing.
+  std::shared_ptr<Connections> connections = nullptr;
 };
+
+ConnectionLimits connection_limits(const ServerConfig& config);
 
 class Server {
   struct Passkey {};
@@ -48,12 +52,14 @@ class Server {
   void set_store_health(bool is_well);
 
   const Address& address() const { return listener_->address(); }
-  ListenerCounts connections() { return listener_->counts(); }
+  ListenerCounts listener_counts() { return listener_->counts(); }
+  Connections::Counts connection_counts() { return connections_->counts(); }
 
  private:
   // gRPC asks the credentials for certificates at each handshake, so they go last.
   std::shared_ptr<grpc::ServerCredentials> credentials_;
   const std::shared_ptr<CallsInHand> calls_ = std::make_shared<CallsInHand>();
+  std::shared_ptr<Connections> connections_;
   std::unique_ptr<grpc::experimental::ExternalConnectionAcceptor> acceptor_;
   std::unique_ptr<grpc::Server> server_;
   std::unique_ptr<Listener> listener_;

@@ -50,6 +50,9 @@ struct ServerConfig {
 
   // Limits of connections. 0 is "none" where the option's help says so.
   std::uint64_t max_connections = 1000;
+  std::uint64_t max_connections_per_peer = 200;
+  std::uint64_t unused_connection_ms = 30000;
+  std::uint64_t stray_bytes = 1U << 20U;
   std::uint64_t max_streams_per_connection = 100;
   std::uint64_t max_message_bytes = 16U << 20U;
   std::uint64_t rpc_memory_bytes = 256U << 20U;
@@ -65,11 +68,13 @@ struct ServerConfig {
   std::uint64_t max_set_nodes = 2'000'000;
   std::uint64_t max_set_bytes = 256U << 20U;
   std::uint64_t max_paths = kLimits.max_paths;
+  std::uint64_t max_path_elements = kLimits.max_parts;
   std::uint64_t max_subscriptions = kLimits.max_streams;
   std::uint64_t max_updates = kLimits.max_updates;
   std::uint64_t max_answer_bytes = kLimits.max_answer_bytes;
   std::uint64_t unread_answer_bytes = kLimits.unread_answer_bytes;
   std::uint64_t stream_queue_bytes = kLimits.stream_queue_bytes;
+  std::uint64_t unread_stream_bytes = kLimits.unread_stream_bytes;
   std::uint64_t pending_sets = kLimits.pending_sets;
   std::uint64_t min_sample_interval_ms =
       static_cast<std::uint64_t>(kLimits.min_sample_interval.count());

@@ -1,9 +1,9 @@
 // getaddrinfo(3), socket(2), bind(2), listen(2).
 #include "sockets.h"
 
+#include <linux/tcp.h>
 #include <netdb.h>
 #include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 

@@ -37,14 +37,18 @@ class OpenAccess final : public AccessControl {
     caller.role = Role::kReadWrite;
     return grpc::Status::OK;
   }
+  bool remembers(const Credentials& credentials, Caller& caller) override {
+    return authenticate(credentials, caller).ok();
+  }
   bool reload(std::string&) override { return true; }
 };
 
-// The users as one reading of the file gave them, with the passwords that fitted since then. Going
-// with the users, what is remembered never outlives a change of the file.
+// The users as one reading of the file gave them, with the passwords that fitted. What is
+// remembered of a user never outlives a change of that user's hash.
 class UserTable {
  public:
-  explicit UserTable(Users users) : users_(std::move(users)) {
+  UserTable(Users users, const UserTable* before) : users_(std::move(users)) {
+    if (before != nullptr) inherit(*before);
     for (const auto& [name, user] : users_) {
       if (!user.hash.empty()) hashes_.push_back(&user.hash);
     }
@@ -74,6 +78,14 @@ class UserTable {
   }
 
  private:
+  void inherit(const UserTable& before) {
+    const std::shared_lock lock(before.mutex_);
+    for (const auto& [name, digest] : before.fitted_) {
+      const User* user = find(name);
+      if (user != nullptr && user->hash == before.find(name)->hash) fitted_[name] = digest;
+    }
+  }
+
   const Users users_;
   std::vector<const std::string*> hashes_;
   mutable std::shared_mutex mutex_;
@@ -85,12 +97,10 @@ class FileAccess final : public AccessControl {
   FileAccess(std::string file, Users users)
       : file_(std::move(file)),
         unused_hash_(hash_password("no user's password")),
-        table_(std::make_shared<UserTable>(std::move(users))) {}
+        table_(std::make_shared<UserTable>(std::move(users), nullptr)) {}
 
   grpc::Status authenticate(const Credentials& credentials, Caller& caller) override {
-    if (credentials.users_differ) return unauthenticated(kUsersDiffer);
-    if (credentials.passwords_differ) return unauthenticated(kPasswordsDiffer);
-    if (credentials.has_several_names) return unauthenticated(kSeveralNames);
+    if (const char* why = contradiction_of(credentials)) return unauthenticated(why);
     const std::shared_ptr<UserTable> table = current();
     switch (proof_of(credentials)) {
       case Proof::kPassword:
@@ -103,16 +113,37 @@ class FileAccess final : public AccessControl {
     return refused();
   }
 
+  bool remembers(const Credentials& credentials, Caller& caller) override {
+    if (contradiction_of(credentials) != nullptr || proof_of(credentials) != Proof::kPassword) {
+      return false;
+    }
+    const std::shared_ptr<UserTable> table = current();
+    const User* user = table->find(credentials.user);
+    const auto digest = key_.of(credentials.user, credentials.password);
+    if (user == nullptr || !digest || is_other_users(*table, credentials) ||
+        !table->remembers(std::string(credentials.user), *digest)) {
+      return false;
+    }
+    return accepted(credentials.user, *user, caller).ok();
+  }
+
   bool reload(std::string& error) override {
     auto users = read_users(file_, error);
     if (!users) return false;
-    auto table = std::make_shared<UserTable>(std::move(*users));
+    auto table = std::make_shared<UserTable>(std::move(*users), current().get());
     const std::lock_guard lock(mutex_);
     table_ = std::move(table);
     return true;
   }
 
  private:
+  // Null when there is none.
+  static const char* contradiction_of(const Credentials& credentials) {
+    if (credentials.users_differ) return kUsersDiffer;
+    if (credentials.passwords_differ) return kPasswordsDiffer;
+    return credentials.has_several_names ? kSeveralNames : nullptr;
+  }
+
   static grpc::Status refused() { return unauthenticated(kRefused); }
 
   static grpc::Status accepted(std::string_view name, const User& user, Caller& caller) {
@@ -136,13 +167,15 @@ class FileAccess final : public AccessControl {
   // A certificate beside the password may be of the machine that the client runs on. When its name
   // is a user's, that user has to be the one who gives the password; which one of the two means it
   // is not for the server to guess.
+  static bool is_other_users(const UserTable& table, const Credentials& credentials) {
+    return credentials.certificate && !credentials.user.empty() &&
+           credentials.certificate_name != credentials.user &&
+           table.find(credentials.certificate_name) != nullptr;
+  }
+
   grpc::Status with_password(UserTable& table, const Credentials& credentials,
                              Caller& caller) const {
-    if (credentials.certificate && !credentials.user.empty() &&
-        credentials.certificate_name != credentials.user &&
-        table.find(credentials.certificate_name) != nullptr) {
-      return unauthenticated(kOtherUser);
-    }
+    if (is_other_users(table, credentials)) return unauthenticated(kOtherUser);
     const auto digest = key_.of(credentials.user, credentials.password);
     const auto of_name = key_.of(credentials.user, {});
     if (!digest || !of_name) return refused();

@@ -47,6 +47,10 @@ class AccessControl {
   // themselves are refused in words of their own.
   virtual grpc::Status authenticate(const Credentials& credentials, Caller& caller) = 0;
 
+  // Whether the credentials are known to be right, with `caller` set then; it costs next to
+  // nothing. Otherwise authenticate() decides, which may take long.
+  virtual bool remembers(const Credentials& credentials, Caller& caller) = 0;
+
   // Reads the users again; on failure the users in place stay, and `error` says what and where.
   virtual bool reload(std::string& error) = 0;
 };

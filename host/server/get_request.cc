@@ -8,15 +8,13 @@
 
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
 #include "profile/request_check.h"
+#include "server/get_answer.h"
 #include "server/messages.h"
 #include "server/request_rules.h"
 #include "telemetry/answer_paths.h"
 
 namespace nexa::server {
 namespace {
-
-// Tags and lengths of an update, its value and its notification, and the origin of its path.
-constexpr std::size_t kBytesAroundUpdate = 64;
 
 store::DataPart part_of(gnmi::GetRequest::DataType type) {
   switch (type) {
@@ -43,69 +41,43 @@ class Reader {
  public:
   Reader(const gnmi::GetRequest& request, const store::Snapshot& snapshot,
          const store::StateTree* state, std::shared_ptr<const model::ModelSet> models)
-      : request_(request),
-        prefix_(request.prefix(), request.has_prefix()),
-        snapshot_(snapshot),
-        state_(state),
-        models_(std::move(models)) {}
+      : request_(request), snapshot_(snapshot), state_(state), models_(std::move(models)) {}
 
-  // Adds what the target of a path names; no more is kept than `room` bytes, of which it takes what
-  // it needs.
-  grpc::Status read(int index, model::Target target, std::size_t& room,
-                    gnmi::GetResponse& response) const;
+  // Adds what the target of a path names.
+  grpc::Status read(int index, model::Target target, GetAnswer& answer) const;
 
  private:
   const gnmi::GetRequest& request_;
-  const telemetry::AnswerPrefix prefix_;
   const store::Snapshot& snapshot_;
   const store::StateTree* state_;
   const std::shared_ptr<const model::ModelSet> models_;
   const std::int64_t timestamp_ = ServiceRpcMsgHelpers::get_timestamp();  // the snapshot's
 };
 
-grpc::Status Reader::read(int index, model::Target target, std::size_t& room,
-                          gnmi::GetResponse& response) const {
+grpc::Status Reader::read(int index, model::Target target, GetAnswer& answer) const {
   const gnmi::Path& requested = request_.path(index);
   store::Query query;
   query.target = std::move(target);
   query.part = part_of(request_.type());
   query.encoding = request_.encoding();
   query.models = models_;
-  gnmi::Notification* notification = ServiceRpcMsgHelpers::build_notification(&response, nullptr);
-  notification->set_timestamp(timestamp_);
-  bool covered = true;
   // Each notification repeats the prefix, which may hold a long target.
-  const std::size_t frame = request_.prefix().ByteSizeLong() + kBytesAroundUpdate;
-  bool fits = frame <= room;
-  if (fits) room -= frame;
+  answer.begin(request_.prefix().ByteSizeLong());
   grpc::Status status =
       snapshot_.read(query, state_, [&](gnmi::Path& path, gnmi::TypedValue& value) {
-        const std::size_t bytes = value.ByteSizeLong() + path.ByteSizeLong() + kBytesAroundUpdate;
-        fits = fits && bytes <= room;
-        if (!fits) return;
-        room -= bytes;
-        gnmi::Update* update = notification->add_update();
-        covered = covered && prefix_.covers(path);
-        *update->mutable_val() = std::move(value);
         telemetry::AnswerPrefix::place_origin(requested, path);
-        *update->mutable_path() = std::move(path);
+        answer.add(path, value);
       });
-  if (status.ok() && !fits) {
+  if (status.ok() && answer.is_too_large()) {
     status = grpc::Status(grpc::StatusCode::RESOURCE_EXHAUSTED, kAnswerTooLarge);
-  } else if (status.ok() && notification->update_size() == 0) {
+  } else if (status.ok() && answer.is_empty()) {
     status = grpc::Status(grpc::StatusCode::NOT_FOUND, kNoData);
   }
   if (!status.ok()) {
     return {status.error_code(),
             at_place(place_of(index), query.target.path) + status.error_message()};
   }
-  if (covered) {
-    for (gnmi::Update& update : *notification->mutable_update()) {
-      prefix_.make_relative(*update.mutable_path());
-    }
-  }
-  const gnmi::Path* shown = prefix_.shown(covered);
-  if (shown != nullptr) *notification->mutable_prefix() = *shown;
+  answer.end(timestamp_);
   return grpc::Status::OK;
 }
 
@@ -142,7 +114,7 @@ grpc::Status check(const GetParts& parts, gnmi::GetRequest& request, Question& q
 }  // namespace
 
 grpc::Status serve_get(const GetParts& parts, const gnmi::GetRequest& request,
-                       gnmi::GetResponse& response) {
+                       grpc::ByteBuffer& answer) {
   gnmi::GetRequest checked = request;
   Question question;
   grpc::Status status = check(parts, checked, question);
@@ -154,15 +126,17 @@ grpc::Status serve_get(const GetParts& parts, const gnmi::GetRequest& request,
   }
   const std::shared_ptr<const store::Snapshot> snapshot = parts.store.snapshot();
   const Reader reader(checked, *snapshot, state.get(), std::move(question.models));
-  std::size_t room = parts.limits.max_answer_bytes;
+  const telemetry::AnswerPrefix prefix(checked.prefix(), checked.has_prefix());
+  GetAnswer written(prefix, parts.limits.max_answer_bytes);
   for (int index = 0; index < checked.path_size(); ++index) {
     if (parts.cancelled && parts.cancelled()) {
       return {grpc::StatusCode::CANCELLED, kCallCancelled};
     }
     model::Target& target = question.targets[static_cast<std::size_t>(index)];
-    status = reader.read(index, std::move(target), room, response);
+    status = reader.read(index, std::move(target), written);
     if (!status.ok()) return status;
   }
+  answer = written.take();
   return grpc::Status::OK;
 }
 

@@ -2,6 +2,7 @@
 #ifndef HOST_SERVER_GET_REQUEST_H_
 #define HOST_SERVER_GET_REQUEST_H_
 
+#include <grpcpp/support/byte_buffer.h>
 #include <grpcpp/support/status.h>
 
 #include <cstddef>
@@ -26,10 +27,10 @@ struct GetParts {
   const gnmi::CapabilityResponse* models = nullptr;  // those that use_models can name
 };
 
-// Fills `response`, which is worth nothing after a failure (gNMI specification, section 3.3).
+// Sets `answer` to the bytes of a GetResponse unless it fails (gNMI specification, section 3.3).
 // Any thread.
 grpc::Status serve_get(const GetParts& parts, const gnmi::GetRequest& request,
-                       gnmi::GetResponse& response);
+                       grpc::ByteBuffer& answer);
 
 }  // namespace nexa::server
 

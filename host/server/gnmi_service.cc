@@ -6,7 +6,9 @@
 
 #include "server/get_request.h"
 #include "server/messages.h"
+#include "server/raw_methods.h"
 #include "server/reflection_service.h"
+#include "server/request_bytes.h"
 #include "server/service_core.h"
 #include "server/set_call.h"
 #include "server/subscribe_stream.h"
@@ -24,7 +26,7 @@ void fill_capabilities(const gnmi::CapabilityResponse& models, profile::Profile 
   response.set_gnmi_version(file->options().GetExtension(gnmi::gnmi_service));
 }
 
-class Service final : public GnmiService, public gnmi::gNMI::CallbackService {
+class Service final : public GnmiService, public RawMethods {
  public:
   Service(const GnmiServiceParts& parts, const GnmiServiceOptions& options)
       : core_(parts, options), streams_(options.limits.max_streams) {
@@ -36,23 +38,19 @@ class Service final : public GnmiService, public gnmi::gNMI::CallbackService {
   grpc::CallbackGenericService& reflection() override;
   void shutdown() override { stop(); }
 
-  grpc::ServerUnaryReactor* Capabilities(grpc::CallbackServerContext* context,
-                                         const gnmi::CapabilityRequest* /*request*/,
-                                         gnmi::CapabilityResponse* response) override;
-  grpc::ServerUnaryReactor* Get(grpc::CallbackServerContext* context,
-                                const gnmi::GetRequest* request,
-                                gnmi::GetResponse* response) override;
-  grpc::ServerUnaryReactor* Set(grpc::CallbackServerContext* context,
-                                const gnmi::SetRequest* request,
-                                gnmi::SetResponse* response) override;
-  grpc::ServerBidiReactor<gnmi::SubscribeRequest, gnmi::SubscribeResponse>* Subscribe(
-      grpc::CallbackServerContext* context) override;
+  BytesReactor* Capabilities(grpc::CallbackServerContext* context) override;
+  BytesReactor* Get(grpc::CallbackServerContext* context) override;
+  BytesReactor* Set(grpc::CallbackServerContext* context) override;
+  BytesReactor* Subscribe(grpc::CallbackServerContext* context) override;
 
  private:
-  // Judges the caller and answers with what `serve` gives and puts into `response`.
-  grpc::ServerUnaryReactor* answer(grpc::CallbackServerContext& context, const char* method,
-                                   google::protobuf::Message& response,
-                                   std::function<grpc::Status(const UnaryCall&)> serve);
+  // Reads the request of a call and writes its answer; not OK: that is the answer.
+  using Serve = std::function<grpc::Status(UnaryCall& call, grpc::ByteBuffer& answer)>;
+
+  // Judges the caller, receives the request and answers with what `serve` gives.
+  BytesReactor* answer(grpc::CallbackServerContext& context, const char* method, Serve serve);
+  grpc::Status serve_capabilities(UnaryCall& call, grpc::ByteBuffer& answer);
+  grpc::Status serve_paths(UnaryCall& call, grpc::ByteBuffer& answer);
   void stop();
 
   ServiceCore core_;
@@ -65,61 +63,67 @@ grpc::CallbackGenericService& Service::reflection() {
   return *reflection_;
 }
 
-grpc::ServerUnaryReactor* Service::answer(grpc::CallbackServerContext& context, const char* method,
-                                          google::protobuf::Message& response,
-                                          std::function<grpc::Status(const UnaryCall&)> serve) {
+BytesReactor* Service::answer(grpc::CallbackServerContext& context, const char* method,
+                              Serve serve) {
   const auto call = std::make_shared<UnaryCall>(core_, context, method);
-  grpc::ServerUnaryReactor* reactor = call->reactor();
-  ServiceCore::Login login{
-      call->identity(), method, core_.workers, [call] { return call->cancelled(); }, {}};
-  login.then = [this, call, &response, serve = std::move(serve)](const grpc::Status& verdict,
-                                                                 const access::Caller& /*caller*/) {
-    if (!verdict.ok()) {
-      call->finish(verdict);
-    } else if (call->cancelled()) {
-      call->finish({grpc::StatusCode::CANCELLED, kCallCancelled});
-    } else {
-      const grpc::Status status = call->guarded([&] { return serve(*call); });
+  BytesReactor* reactor = call->reactor();
+  ServiceCore::Login login{call->identity(), method, [call] { return call->cancelled(); }, {}};
+  login.then = [this, call, serve = std::move(serve)](const grpc::Status& verdict,
+                                                      const access::Caller& /*caller*/) {
+    if (!verdict.ok()) return call->finish(verdict);
+    call->receive([this, call, serve](const grpc::Status& received) {
+      if (!received.ok()) return call->finish(received);
+      if (call->cancelled()) return call->finish({grpc::StatusCode::CANCELLED, kCallCancelled});
+      grpc::ByteBuffer bytes;
+      const grpc::Status status = call->guarded([&] { return serve(*call, bytes); });
       const bool given_up = status.error_code() == grpc::StatusCode::CANCELLED && core_.stopping;
-      call->finish(given_up ? core_.no_room() : status, response);
-    }
+      call->finish(given_up ? core_.no_room() : status, bytes);
+    });
   };
   core_.authenticate(std::move(login));
   return reactor;
 }
 
-grpc::ServerUnaryReactor* Service::Capabilities(grpc::CallbackServerContext* context,
-                                                const gnmi::CapabilityRequest* /*request*/,
-                                                gnmi::CapabilityResponse* response) {
-  return answer(*context, "Capabilities", *response, [this, response](const UnaryCall& /*call*/) {
-    fill_capabilities(core_.parts.models, core_.options.profile, *response);
-    return grpc::Status::OK;
+grpc::Status Service::serve_capabilities(UnaryCall& call, grpc::ByteBuffer& answer) {
+  gnmi::CapabilityRequest request;
+  grpc::Status status = call.request(request);
+  if (!status.ok()) return status;
+  gnmi::CapabilityResponse response;
+  fill_capabilities(core_.parts.models, core_.options.profile, response);
+  return write_answer(response, answer);
+}
+
+grpc::Status Service::serve_paths(UnaryCall& call, grpc::ByteBuffer& answer) {
+  gnmi::GetRequest request;
+  grpc::Status status = call.request(request);
+  if (!status.ok()) return status;
+  const GetParts parts{core_.parts.resolver,
+                       core_.parts.store,
+                       core_.state,
+                       core_.options.limits,
+                       [this, &call] { return core_.stopping || call.cancelled(); },
+                       core_.options.profile,
+                       &core_.parts.models};
+  return serve_get(parts, request, answer);
+}
+
+BytesReactor* Service::Capabilities(grpc::CallbackServerContext* context) {
+  return answer(*context, "Capabilities", [this](UnaryCall& call, grpc::ByteBuffer& bytes) {
+    return serve_capabilities(call, bytes);
   });
 }
 
-grpc::ServerUnaryReactor* Service::Get(grpc::CallbackServerContext* context,
-                                       const gnmi::GetRequest* request,
-                                       gnmi::GetResponse* response) {
-  return answer(*context, "Get", *response, [this, request, response](const UnaryCall& call) {
-    const GetParts parts{core_.parts.resolver,
-                         core_.parts.store,
-                         core_.state,
-                         core_.options.limits,
-                         [this, &call] { return core_.stopping || call.cancelled(); },
-                         core_.options.profile,
-                         &core_.parts.models};
-    return serve_get(parts, *request, *response);
+BytesReactor* Service::Get(grpc::CallbackServerContext* context) {
+  return answer(*context, "Get", [this](UnaryCall& call, grpc::ByteBuffer& bytes) {
+    return serve_paths(call, bytes);
   });
 }
 
-grpc::ServerUnaryReactor* Service::Set(grpc::CallbackServerContext* context,
-                                       const gnmi::SetRequest* request,
-                                       gnmi::SetResponse* response) {
-  return std::make_shared<SetCall>(core_, *context, *request, *response)->start();
+BytesReactor* Service::Set(grpc::CallbackServerContext* context) {
+  return std::make_shared<SetCall>(core_, *context)->start();
 }
 
-grpc::ServerBidiReactor<gnmi::SubscribeRequest, gnmi::SubscribeResponse>* Service::Subscribe(
-    grpc::CallbackServerContext* context) {
+BytesReactor* Service::Subscribe(grpc::CallbackServerContext* context) {
   return open_stream(core_, streams_, *context);
 }
 

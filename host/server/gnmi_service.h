@@ -50,6 +50,15 @@ class ServiceObserver {
   virtual void fault(const std::string& /*line*/) {}
 };
 
+// Who looks after the connections. Any thread.
+class ConnectionObserver {
+ public:
+  virtual ~ConnectionObserver() = default;
+
+  // A message of a caller whose login was right. `peer` as gRPC writes it.
+  virtual void message_received(const std::string& peer, std::size_t bytes) = 0;
+};
+
 struct GnmiServiceOptions {
   profile::Profile profile = profile::Profile::kFull;
   Limits limits;
@@ -67,6 +76,7 @@ struct GnmiServiceParts {
   std::function<grpc::Status(const store::Change&)> approve;  // the commit hook; may be empty
   // What the store shows of the configuration as operational data; null for nothing.
   const model::StateMirror* mirror = nullptr;
+  std::shared_ptr<ConnectionObserver> connections = nullptr;  // may be null
 };
 
 // The service. Everything in `parts` outlives it. shutdown() ends the streams (UNAVAILABLE) and

@@ -8,9 +8,12 @@ namespace nexa::server {
 inline constexpr char kShuttingDown[] = "The server is shutting down";
 inline constexpr char kTooManyRequests[] = "Too many requests are waiting";
 inline constexpr char kTooManyUnread[] = "Too many answers wait to be read by their clients";
+inline constexpr char kTooManyLogins[] = "Too many logins are waiting, try again later";
 inline constexpr char kTooManySets[] = "Too many Set requests are waiting";
 inline constexpr char kCallCancelled[] = "The call was cancelled before it was served";
 inline constexpr char kServerFault[] = "The server failed to serve the call";
+inline constexpr char kNoSuchMessage[] =
+    "The request cannot be read: it is no message of this method, or a text in it is not UTF-8";
 inline constexpr char kReadOnlyRole[] = "Set needs a user of the role read-write";
 
 inline constexpr char kAnswerTooLarge[] =

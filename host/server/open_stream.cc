@@ -9,7 +9,7 @@ namespace nexa::server {
 namespace {
 
 // A stream that is over before it begins.
-class RefusedStream final : public SubscribeReactor {
+class RefusedStream final : public BytesReactor {
  public:
   explicit RefusedStream(const grpc::Status& status) { Finish(status); }
   void hold(std::unique_ptr<RefusedStream> self) { self_ = std::move(self); }
@@ -19,7 +19,7 @@ class RefusedStream final : public SubscribeReactor {
   std::unique_ptr<RefusedStream> self_;
 };
 
-SubscribeReactor* refuse(ServiceCore& core, const grpc::Status& status) {
+BytesReactor* refuse(ServiceCore& core, const grpc::Status& status) {
   core.parts.observer.call_ended("Subscribe", status.error_code(), {});
   auto stream = std::make_unique<RefusedStream>(status);
   RefusedStream* reactor = stream.get();
@@ -29,8 +29,8 @@ SubscribeReactor* refuse(ServiceCore& core, const grpc::Status& status) {
 
 }  // namespace
 
-SubscribeReactor* open_stream(ServiceCore& core, OpenStreams<SubscribeStream>& open,
-                              grpc::CallbackServerContext& context) {
+BytesReactor* open_stream(ServiceCore& core, OpenStreams<SubscribeStream>& open,
+                          grpc::CallbackServerContext& context) {
   const auto stream = std::make_shared<SubscribeStream>(core, open, context);
   const grpc::Status refusal = open.admit(stream);
   if (!refusal.ok()) return refuse(core, refusal);

@@ -49,7 +49,7 @@ class ReflectionStream final : public grpc::ServerGenericBidiReactor,
     if (!refusal.ok()) return end(refusal);
     auto identity = std::make_shared<const CallIdentity>(identify(context_));
     ServiceCore::Login login{
-        std::move(identity), kName, core_.workers, [self = self_] { return self->is_over(); }, {}};
+        std::move(identity), kName, [self = self_] { return self->is_over(); }, {}};
     login.then = [self = self_](const grpc::Status& verdict, const access::Caller& /*caller*/) {
       if (!verdict.ok()) return self->end(verdict);
       self->read_next();
@@ -66,6 +66,7 @@ class ReflectionStream final : public grpc::ServerGenericBidiReactor,
 
   void OnReadDone(bool ok) override {
     if (!ok) return end(grpc::Status::OK);
+    core_.message_received(context_.peer(), request_);
     std::string request;
     std::string response;
     if (request_.Length() > kMostRequestBytes || !text_of(request_, request) ||

@@ -6,17 +6,16 @@
 #include <thread>
 #include <utility>
 
+#include "access/peer_address.h"
 #include "server/audit.h"
 #include "server/confirmation_watch.h"
 #include "server/messages.h"
+#include "server/request_bytes.h"
 #include "server/status_details.h"
 
 namespace nexa::server {
 namespace {
 
-// The message and what is sent of it.
-constexpr std::size_t kCopiesOfAnswer = 2;
-constexpr std::size_t kWaitingLogins = 1000;
 constexpr std::size_t kWaitingRequests = 10000;
 constexpr unsigned kFewestWorkers = 2;
 constexpr std::chrono::milliseconds kStateLifetime{10};
@@ -40,7 +39,8 @@ ServiceCore::ServiceCore(const GnmiServiceParts& used_parts, const GnmiServiceOp
       paces(parts.resolver.schema(), state.providers(), parts.mirror),
       feed(parts.store),
       unread(std::make_shared<UnreadAnswers>(options.limits.unread_answer_bytes)),
-      logins(1, kWaitingLogins, fault_sink(parts.observer)),
+      queues(options.limits.unread_stream_bytes),
+      logins({}, fault_sink(parts.observer)),
       workers(worker_count(options), kWaitingRequests, fault_sink(parts.observer)),
       rounds(worker_count(options), kWaitingRequests, fault_sink(parts.observer)),
       writer(1, options.limits.pending_sets, fault_sink(parts.observer)),
@@ -49,22 +49,35 @@ ServiceCore::ServiceCore(const GnmiServiceParts& used_parts, const GnmiServiceOp
   confirmations->begin();
 }
 
+void ServiceCore::message_received(const std::string& peer, const grpc::ByteBuffer& bytes) const {
+  if (parts.connections != nullptr) parts.connections->message_received(peer, bytes.Length());
+}
+
 grpc::Status ServiceCore::no_room() const {
   if (stopping) return {grpc::StatusCode::UNAVAILABLE, kShuttingDown};
   return {grpc::StatusCode::RESOURCE_EXHAUSTED, kTooManyRequests};
 }
 
-// Passwords are hashed.
-bool ServiceCore::is_slow(const Login& login) {
-  return access::proof_of(login.identity->credentials()) == access::Proof::kPassword;
-}
-
 bool ServiceCore::authenticate(Login login) {
-  WorkerPool& pool = is_slow(login) ? logins : login.pool;
-  return pool.post([this, login = std::move(login)] { judge(login); });
+  const access::Credentials credentials = login.identity->credentials();
+  access::Caller caller;
+  if (access::proof_of(credentials) != access::Proof::kPassword || stopping) {
+    judge(login);
+    return true;
+  }
+  if (parts.access.remembers(credentials, caller)) {
+    login.then(grpc::Status::OK, caller);
+    return true;
+  }
+  const auto peer = access::parse_peer(login.identity->peer);
+  const auto refuse = [then = login.then] {
+    then({grpc::StatusCode::RESOURCE_EXHAUSTED, kTooManyLogins}, {});
+  };
+  return logins.post(peer ? peer->network() : login.identity->peer,
+                     {[this, login = std::move(login)] { return judge(login); }, refuse});
 }
 
-void ServiceCore::judge(const Login& login) {
+bool ServiceCore::judge(const Login& login) {
   access::Caller caller;
   grpc::Status verdict(grpc::StatusCode::INTERNAL, kServerFault);
   if (stopping) {
@@ -78,15 +91,12 @@ void ServiceCore::judge(const Login& login) {
       parts.observer.fault(std::string("access control failed: ") + fault.what());
     }
   }
-  if (verdict.error_code() == grpc::StatusCode::UNAUTHENTICATED) {
+  const bool is_wrong = verdict.error_code() == grpc::StatusCode::UNAUTHENTICATED;
+  if (is_wrong) {
     parts.observer.login_failed(login_line(*login.identity, login.method, verdict));
   }
-  // The login thread goes back to logins.
-  if (!is_slow(login) || !verdict.ok()) {
-    login.then(verdict, caller);
-  } else if (!login.pool.post([then = login.then, verdict, caller] { then(verdict, caller); })) {
-    login.then(no_room(), caller);
-  }
+  login.then(verdict, caller);
+  return is_wrong;
 }
 
 UnaryCall::UnaryCall(ServiceCore& core, grpc::CallbackServerContext& context, const char* method)
@@ -104,16 +114,29 @@ void UnaryCall::finish(const grpc::Status& status) {
   reactor_->Finish(bounded(status));
 }
 
-void UnaryCall::finish(const grpc::Status& status, google::protobuf::Message& answer) {
-  if (!status.ok()) {
-    answer.Clear();  // nothing of it is sent, and it would stay until the client has the status
-    finish(status);
-  } else if (finished_ || reactor_->count(kCopiesOfAnswer * answer.ByteSizeLong())) {
-    finish(status);
-  } else {
-    answer.Clear();
-    finish({grpc::StatusCode::RESOURCE_EXHAUSTED, kTooManyUnread});
+void UnaryCall::finish(const grpc::Status& status, grpc::ByteBuffer& answer) {
+  if (!status.ok()) return finish(status);
+  if (finished_.exchange(true)) return;
+  grpc::Status verdict;
+  if (!reactor_->answer(answer)) {
+    verdict = grpc::Status(grpc::StatusCode::RESOURCE_EXHAUSTED, kTooManyUnread);
+    reactor_->Finish(verdict);
   }
+  core_.parts.observer.call_ended(method_, verdict.error_code(), age());
+}
+
+void UnaryCall::receive(std::function<void(const grpc::Status&)> then) {
+  reactor_->read([this, then = std::move(then)](bool is_request, grpc::ByteBuffer& bytes) {
+    if (cancelled()) return then({grpc::StatusCode::CANCELLED, kCallCancelled});
+    if (!is_request) return then({grpc::StatusCode::INVALID_ARGUMENT, kNoSuchMessage});
+    core_.message_received(identity_->peer, bytes);
+    bytes_.Swap(&bytes);
+    if (!core_.workers.post([then] { then(grpc::Status::OK); })) then(core_.no_room());
+  });
+}
+
+grpc::Status UnaryCall::request(google::protobuf::Message& message) {
+  return read_request(bytes_, core_.options.limits.max_parts, message);
 }
 
 std::chrono::nanoseconds UnaryCall::age() const {

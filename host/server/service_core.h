@@ -15,6 +15,7 @@
 #include "server/arbitration.h"
 #include "server/call_identity.h"
 #include "server/gnmi_service.h"
+#include "server/login_queue.h"
 #include "server/state_cache.h"
 #include "server/state_events.h"
 #include "server/unread_answers.h"
@@ -31,18 +32,22 @@ class ServiceCore {
  public:
   ServiceCore(const GnmiServiceParts& used_parts, const GnmiServiceOptions& used_options);
 
-  // What a call needs of its login. Both are called on threads of the core, one at a time.
+  // What a call needs of its login.
   struct Login {
     std::shared_ptr<const CallIdentity> identity;
     const char* method;                  // for the audit
-    WorkerPool& pool;                    // where the call's work goes
     std::function<bool()> is_abandoned;  // whether nobody waits for the verdict any more
+    // Does nothing that takes long: the thread has other logins to judge, or is gRPC's.
     std::function<void(const grpc::Status& verdict, const nexa::access::Caller& caller)> then;
   };
 
-  // Judges the caller away from gRPC's threads and calls `then` with the verdict, on a thread of
-  // the pool when it is OK. False when there is no room for it; `login` is dropped then.
+  // Judges the caller by what its metadata say, before anything of the request is read, and calls
+  // `then` with the verdict: at once, or on a thread of the core when a password has to be hashed.
+  // False when there is no room for it; `login` is dropped then.
   bool authenticate(Login login);
+
+  // To be told of each message that is read.
+  void message_received(const std::string& peer, const grpc::ByteBuffer& bytes) const;
 
   // What a call is answered for which no thread could be found.
   grpc::Status no_room() const;
@@ -55,10 +60,10 @@ class ServiceCore {
   telemetry::ChangeFeed feed;
   Arbitration arbitration;
   const std::shared_ptr<UnreadAnswers> unread;
+  UnreadAnswers queues;  // of all streams
 
-  // Hashing a password takes as long as a thousand reads. It has a thread of its own, so that
-  // strangers who guess passwords slow down other logins and nothing else.
-  WorkerPool logins;
+  // Passwords that are not known to be right.
+  LoginQueue logins;
   WorkerPool workers;  // unary calls: checks, conversions, serialisations
   WorkerPool rounds;   // the same for streams: neither waits for the other's serialisations
   WorkerPool writer;   // commits: one thread, in order of arrival
@@ -68,8 +73,8 @@ class ServiceCore {
   const std::shared_ptr<StateEvents> state_events;
 
  private:
-  static bool is_slow(const Login& login);
-  void judge(const Login& login);
+  // Whether the credentials are wrong.
+  bool judge(const Login& login);
 };
 
 // One unary call: answered exactly once, if by nobody else then when it is dropped.
@@ -84,7 +89,14 @@ class UnaryCall {
 
   // The same, with an answer that waits in memory until its client has read it; refused when too
   // many do.
-  void finish(const grpc::Status& status, google::protobuf::Message& answer);
+  void finish(const grpc::Status& status, grpc::ByteBuffer& answer);
+
+  // Receives the request, and calls `then` on a worker; on one of gRPC's threads, with what the
+  // call is to be answered, when there is no request or no worker. Once, after the login.
+  void receive(std::function<void(const grpc::Status&)> then);
+
+  // What receive() read, parsed; as read_request().
+  grpc::Status request(google::protobuf::Message& message);
 
   bool cancelled() const { return context_.IsCancelled(); }
   std::chrono::nanoseconds age() const;
@@ -93,13 +105,14 @@ class UnaryCall {
   grpc::Status guarded(const std::function<grpc::Status()>& work) const;
 
   const std::shared_ptr<const CallIdentity>& identity() const { return identity_; }
-  grpc::ServerUnaryReactor* reactor() const { return reactor_; }
+  BytesReactor* reactor() const { return reactor_; }
 
  private:
   ServiceCore& core_;
   grpc::CallbackServerContext& context_;
   const char* method_;
   AnswerReactor* reactor_;
+  grpc::ByteBuffer bytes_;
   std::shared_ptr<const CallIdentity> identity_;
   const std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
   std::atomic<bool> finished_{false};

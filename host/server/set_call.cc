@@ -6,26 +6,25 @@
 
 #include "server/confirmation_watch.h"
 #include "server/messages.h"
+#include "server/request_bytes.h"
 #include "server/set_request.h"
 #include "server/status_details.h"
 #include "text/display.h"
 
 namespace nexa::server {
 
-SetCall::SetCall(ServiceCore& core, grpc::CallbackServerContext& context,
-                 const gnmi::SetRequest& request, gnmi::SetResponse& response)
-    : core_(core), call_(core, context, "Set"), request_(request), response_(response) {
+SetCall::SetCall(ServiceCore& core, grpc::CallbackServerContext& context)
+    : core_(core), call_(core, context, "Set") {
   audit_.user = call_.identity()->claimed_name();
   audit_.peer = call_.identity()->peer;
 }
 
 SetCall::~SetCall() { finish(core_.no_room()); }
 
-grpc::ServerUnaryReactor* SetCall::start() {
-  grpc::ServerUnaryReactor* reactor = call_.reactor();
+BytesReactor* SetCall::start() {
+  BytesReactor* reactor = call_.reactor();
   const auto self = shared_from_this();
-  ServiceCore::Login login{
-      call_.identity(), "Set", core_.workers, [self] { return self->call_.cancelled(); }, {}};
+  ServiceCore::Login login{call_.identity(), "Set", [self] { return self->call_.cancelled(); }, {}};
   login.then = [self](const grpc::Status& verdict, const access::Caller& caller) {
     self->judged(verdict, caller);
   };
@@ -39,13 +38,25 @@ void SetCall::judged(const grpc::Status& verdict, const access::Caller& caller) 
     return;
   }
   audit_.user = caller.name;
-  if (caller.role != access::Role::kReadWrite) {
+  call_.receive([self = shared_from_this(), role = caller.role](const grpc::Status& received) {
+    self->received(received, role);
+  });
+}
+
+void SetCall::received(const grpc::Status& received, access::Role role) {
+  grpc::Status status = received;
+  if (status.ok()) status = call_.guarded([&] { return call_.request(request_); });
+  if (!status.ok()) {
+    finish(status);
+    return;
+  }
+  if (role != access::Role::kReadWrite) {
     finish({grpc::StatusCode::PERMISSION_DENIED, kReadOnlyRole});
     return;
   }
   const SetParts parts{core_.parts.resolver, core_.parts.translator, core_.options.limits,
                        [this] { return is_abandoned(); }, core_.options.profile};
-  grpc::Status status = call_.guarded([&] { return prepare_set(parts, request_, edits_); });
+  status = call_.guarded([&] { return prepare_set(parts, request_, edits_); });
   if (status.ok()) status = read_commit_action(request_, audit_.action);
   if (!status.ok()) {
     finish(status.error_code() == grpc::StatusCode::CANCELLED ? abandoned() : status);
@@ -133,9 +144,14 @@ void SetCall::finish(const grpc::Status& verdict) {
   if (verdict.error_code() != grpc::StatusCode::UNAUTHENTICATED) {
     core_.parts.observer.audit(audit_line(audit_, request_));
   }
-  const bool is_plain = !verdict.ok() && verdict.error_details().empty();
-  call_.finish(is_plain ? with_details(verdict.error_code(), verdict.error_message(), nullptr)
-                        : verdict);
+  grpc::ByteBuffer answer;
+  grpc::Status status = verdict;
+  if (status.ok()) {
+    status = write_answer(response_, answer);
+  } else if (status.error_details().empty()) {
+    status = with_details(verdict.error_code(), verdict.error_message(), nullptr);
+  }
+  call_.finish(status, answer);
 }
 
 }  // namespace nexa::server

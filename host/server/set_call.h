@@ -14,19 +14,18 @@ namespace nexa::server {
 
 class SetCall : public std::enable_shared_from_this<SetCall> {
  public:
-  // `request` and `response` live until the call is answered.
-  SetCall(ServiceCore& core, grpc::CallbackServerContext& context, const gnmi::SetRequest& request,
-          gnmi::SetResponse& response);
+  SetCall(ServiceCore& core, grpc::CallbackServerContext& context);
   ~SetCall();
   SetCall(const SetCall&) = delete;
   SetCall& operator=(const SetCall&) = delete;
 
-  grpc::ServerUnaryReactor* start();
+  BytesReactor* start();
 
  private:
   using Approval = std::function<grpc::Status(const store::Change&)>;
 
   void judged(const grpc::Status& verdict, const nexa::access::Caller& caller);
+  void received(const grpc::Status& received, nexa::access::Role role);
   void commit();
   grpc::Status apply();
   grpc::Status commit_edits();
@@ -40,8 +39,8 @@ class SetCall : public std::enable_shared_from_this<SetCall> {
 
   ServiceCore& core_;
   UnaryCall call_;
-  const gnmi::SetRequest& request_;
-  gnmi::SetResponse& response_;
+  gnmi::SetRequest request_;
+  gnmi::SetResponse response_;
   std::vector<store::Edit> edits_;
   SetAudit audit_;
   bool finished_ = false;

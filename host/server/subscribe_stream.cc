@@ -9,6 +9,7 @@
 
 #include "profile/request_check.h"
 #include "server/messages.h"
+#include "server/request_bytes.h"
 #include "server/status_details.h"
 #include "server/subscribe_request.h"
 #include "telemetry/messages.h"
@@ -34,11 +35,8 @@ void SubscribeStream::start() {
   self_ = shared_from_this();
   core_.parts.observer.stream_opened();
   auto identity = std::make_shared<const CallIdentity>(identify(context_));
-  ServiceCore::Login login{std::move(identity),
-                           "Subscribe",
-                           core_.rounds,
-                           [self = self_] { return self->is_over(); },
-                           {}};
+  ServiceCore::Login login{
+      std::move(identity), "Subscribe", [self = self_] { return self->is_over(); }, {}};
   login.then = [self = self_](const grpc::Status& verdict, const access::Caller& /*caller*/) {
     self->judged(verdict);
   };
@@ -82,23 +80,21 @@ void SubscribeStream::OnReadDone(bool ok) {
     end({grpc::StatusCode::INVALID_ARGUMENT, kNoSubscription});
     return;
   }
+  core_.message_received(context_.peer(), request_);
   if (!first) {
     read_later_message();
     return;
   }
-  const bool posted = core_.rounds.post([self = shared_from_this()] {
-    self->guarded([&self] {
-      gnmi::SubscribeRequest request;
-      request.Swap(&self->request_);
-      self->begin(request);
-    });
-  });
+  const bool posted =
+      core_.rounds.post([self = shared_from_this()] { self->guarded([&self] { self->begin(); }); });
   if (!posted) end(core_.no_room());
 }
 
 void SubscribeStream::read_later_message() {
+  gnmi::SubscribeRequest request;
+  if (!parse_request(request)) return;
   const profile::RequestVerdict verdict =
-      profile::check_later_message(core_.options.profile, mode_, request_);
+      profile::check_later_message(core_.options.profile, mode_, request);
   if (!verdict.ok()) {
     end(verdict.status);
     return;
@@ -108,7 +104,15 @@ void SubscribeStream::read_later_message() {
   read_next();
 }
 
-void SubscribeStream::begin(const gnmi::SubscribeRequest& request) {
+bool SubscribeStream::parse_request(gnmi::SubscribeRequest& request) {
+  const grpc::Status status = read_request(request_, core_.options.limits.max_parts, request);
+  if (!status.ok()) end(status);
+  return status.ok();
+}
+
+void SubscribeStream::begin() {
+  gnmi::SubscribeRequest request;
+  if (!parse_request(request)) return;
   const GnmiServiceOptions& options = core_.options;
   const SubscribeParts parts{core_.parts.resolver, core_.paces, options.profile, options.limits,
                              &core_.parts.models};
@@ -190,13 +194,18 @@ void SubscribeStream::request_round() {
 
 void SubscribeStream::run_round() {
   std::size_t unsent = 0;
+  std::size_t limit = 0;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (ended_) return;
     woken_ = false;
     unsent = queued_bytes_;
+    // The more all streams have waiting, the less each may have: those that nobody reads end first,
+    // and there is always room left for a stream that is read.
+    limit = std::max<std::size_t>(
+        std::min(core_.options.limits.stream_queue_bytes, core_.queues.room()), 1);
+    queue_limit_ = limit;
   }
-  const std::size_t limit = std::max<std::size_t>(core_.options.limits.stream_queue_bytes, 1);
   telemetry::Stream::Round round =
       stream_->round(unsent < limit ? limit - unsent : 0, unsent > limit / 4);
   if (!round.status.ok()) {
@@ -206,7 +215,7 @@ void SubscribeStream::run_round() {
     end(round.status);
     return;
   }
-  queue(std::move(round.messages));
+  if (!queue(std::move(round.messages))) return end({grpc::StatusCode::INTERNAL, kServerFault});
   finish_round(round);
 }
 
@@ -218,7 +227,7 @@ void SubscribeStream::finish_round(const telemetry::Stream::Round& round) {
   if (round.is_over || polled_out) {
     closing_ = true;
     write_next();
-  } else if (round.has_more && queued_bytes_ > core_.options.limits.stream_queue_bytes / 2) {
+  } else if (round.has_more && queued_bytes_ > queue_limit_ / 2) {
     draining_ = true;
     appointment_ = core_.sampler.schedule(last_progress_ + kStallLimit, weak_from_this());
   } else if (round.has_more || woken_) {
@@ -228,20 +237,31 @@ void SubscribeStream::finish_round(const telemetry::Stream::Round& round) {
   }
 }
 
-void SubscribeStream::queue(std::deque<QueuedMessage> messages) {
+// What waits, waits as the bytes that are sent: as messages they take several times as much.
+bool SubscribeStream::queue(std::deque<QueuedMessage> messages) {
   std::size_t leaves = 0;
+  std::vector<QueuedBytes> written;
+  written.reserve(messages.size());
+  while (!messages.empty()) {
+    QueuedBytes& next = written.emplace_back();
+    if (!write_answer(messages.front().response, next.bytes).ok()) return false;
+    next.size = next.bytes.Length();
+    leaves += messages.front().leaves;
+    messages.pop_front();
+  }
   {
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (ended_) return;
+    if (ended_) return true;
     if (!writing_) last_progress_ = std::chrono::steady_clock::now();
-    for (QueuedMessage& message : messages) {
-      queued_bytes_ += message.bytes;
-      leaves += message.leaves;
+    for (QueuedBytes& message : written) {
+      queued_bytes_ += message.size;
+      core_.queues.add(message.size);
       waiting_.push_back(std::move(message));
     }
     write_next();
   }
   if (leaves > 0) core_.parts.observer.updates_sent(leaves);
+  return true;
 }
 
 // With the mutex held.
@@ -254,22 +274,28 @@ void SubscribeStream::write_next() {
   writing_ = true;
   in_flight_ = std::move(waiting_.front());
   waiting_.pop_front();
-  StartWrite(&in_flight_.response);
+  StartWrite(&in_flight_.bytes);
 }
 
 void SubscribeStream::OnWriteDone(bool ok) {
   const std::lock_guard<std::mutex> lock(mutex_);
   writing_ = false;
-  queued_bytes_ -= in_flight_.bytes;
-  in_flight_ = QueuedMessage();
+  unqueue(in_flight_.size);
+  in_flight_ = QueuedBytes();
   last_progress_ = std::chrono::steady_clock::now();
   // A write that failed is followed by the end of the call.
   if (!ok || ended_) return;
   write_next();
-  if (!draining_ || queued_bytes_ > core_.options.limits.stream_queue_bytes / 2) return;
+  if (!draining_ || queued_bytes_ > queue_limit_ / 2) return;
   draining_ = false;
   core_.sampler.cancel(appointment_);
   request_round();
+}
+
+// With the mutex held.
+void SubscribeStream::unqueue(std::size_t bytes) {
+  queued_bytes_ -= bytes;
+  core_.queues.give_back(bytes);
 }
 
 void SubscribeStream::OnCancel() { end({grpc::StatusCode::CANCELLED, kCallCancelled}); }
@@ -283,7 +309,7 @@ void SubscribeStream::end_locked(const grpc::Status& status) {
   if (ended_) return;
   ended_ = true;
   code_ = status.error_code();
-  for (const QueuedMessage& message : waiting_) queued_bytes_ -= message.bytes;
+  for (const QueuedBytes& message : waiting_) unqueue(message.size);
   waiting_.clear();
   waiting_.shrink_to_fit();
   core_.sampler.cancel(appointment_);
@@ -302,6 +328,7 @@ void SubscribeStream::OnDone() {
     const std::lock_guard<std::mutex> lock(mutex_);
     self = std::move(self_);
     done_ = true;
+    unqueue(queued_bytes_);
     code = code_;
     core_.sampler.cancel(appointment_);
   }

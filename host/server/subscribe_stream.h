@@ -11,14 +11,19 @@
 #include <vector>
 
 #include "server/open_streams.h"
+#include "server/raw_methods.h"
 #include "server/service_core.h"
 #include "telemetry/stream.h"
 
 namespace nexa::server {
 
-using SubscribeReactor = grpc::ServerBidiReactor<gnmi::SubscribeRequest, gnmi::SubscribeResponse>;
+// A message as it is sent.
+struct QueuedBytes {
+  grpc::ByteBuffer bytes;
+  std::size_t size = 0;
+};
 
-class SubscribeStream final : public SubscribeReactor,
+class SubscribeStream final : public BytesReactor,
                               public telemetry::Sampler::Sampled,
                               public telemetry::Waker,
                               public std::enable_shared_from_this<SubscribeStream> {
@@ -42,18 +47,22 @@ class SubscribeStream final : public SubscribeReactor,
  private:
   bool is_over();
   void judged(const grpc::Status& verdict);
-  void begin(const gnmi::SubscribeRequest& request);
+  void begin();
   void read_next();
   void guarded(const std::function<void()>& work);
 
   void read_later_message();
+  // Parses the message that was read; ends the stream when it cannot be.
+  bool parse_request(gnmi::SubscribeRequest& request);
 
   // A round, on a worker; one at a time.
   void request_round();
   void run_round();
   void finish_round(const telemetry::Stream::Round& round);
 
-  void queue(std::deque<telemetry::QueuedMessage> messages);
+  // False when the messages cannot be written.
+  bool queue(std::deque<telemetry::QueuedMessage> messages);
+  void unqueue(std::size_t bytes);
   void write_next();
   void end_locked(const grpc::Status& status);
 
@@ -62,7 +71,7 @@ class SubscribeStream final : public SubscribeReactor,
   grpc::CallbackServerContext& context_;
   const std::chrono::steady_clock::time_point opened_ = std::chrono::steady_clock::now();
   std::shared_ptr<SubscribeStream> self_;
-  gnmi::SubscribeRequest request_;
+  grpc::ByteBuffer request_;
 
   // Set by the task that begins; rounds are run by the task in hand alone.
   std::optional<telemetry::Stream> stream_;
@@ -79,17 +88,17 @@ class SubscribeStream final : public SubscribeReactor,
   bool ended_ = false;
   bool done_ = false;
   grpc::StatusCode code_ = grpc::StatusCode::OK;
-  std::deque<telemetry::QueuedMessage> waiting_;
-  telemetry::QueuedMessage in_flight_;
+  std::deque<QueuedBytes> waiting_;
+  QueuedBytes in_flight_;
   std::size_t queued_bytes_ = 0;  // waiting and in flight
+  std::size_t queue_limit_ = 1;   // as the last round found it
   telemetry::MonotonicTime last_progress_ = std::chrono::steady_clock::now();
   telemetry::Sampler::Appointment appointment_;
 };
 
-// All streams of a service.
 // A reactor for the call: a stream that is counted in `open`, or a refusal when there are too many.
-SubscribeReactor* open_stream(ServiceCore& core, OpenStreams<SubscribeStream>& open,
-                              grpc::CallbackServerContext& context);
+BytesReactor* open_stream(ServiceCore& core, OpenStreams<SubscribeStream>& open,
+                          grpc::CallbackServerContext& context);
 
 }  // namespace nexa::server
 

@@ -1,12 +1,19 @@
 // One counter for all answers; each reactor gives back what it took when its call is done.
 #include "server/unread_answers.h"
 
+#include <utility>
+
 namespace nexa::server {
 
 bool UnreadAnswers::take(std::size_t bytes) {
   if (bytes_.fetch_add(bytes) + bytes <= limit_) return true;
   bytes_ -= bytes;
   return false;
+}
+
+std::size_t UnreadAnswers::room() const {
+  const std::size_t taken = bytes_;
+  return taken < limit_ ? limit_ - taken : 0;
 }
 
 AnswerReactor* AnswerReactor::make(std::shared_ptr<UnreadAnswers> unread) {
@@ -16,15 +23,28 @@ AnswerReactor* AnswerReactor::make(std::shared_ptr<UnreadAnswers> unread) {
   return reactor;
 }
 
-bool AnswerReactor::count(std::size_t bytes) {
-  if (!unread_->take(bytes)) return false;
-  bytes_ = bytes;
+void AnswerReactor::read(Received received) {
+  received_ = std::move(received);
+  StartRead(&request_);
+}
+
+void AnswerReactor::OnReadDone(bool ok) {
+  const Received received = std::move(received_);
+  received(ok, request_);
+}
+
+bool AnswerReactor::answer(grpc::ByteBuffer& bytes) {
+  const std::size_t size = bytes.Length();
+  if (!unread_->take(size)) return false;
+  counted_ = size;
+  answer_.Swap(&bytes);
+  StartWriteAndFinish(&answer_, grpc::WriteOptions(), grpc::Status::OK);
   return true;
 }
 
 void AnswerReactor::OnDone() {
   const std::unique_ptr<AnswerReactor> self = std::move(self_);
-  unread_->give_back(bytes_);
+  unread_->give_back(counted_);
 }
 
 }  // namespace nexa::server

@@ -3,12 +3,12 @@
 #ifndef HOST_SERVER_UNREAD_ANSWERS_H_
 #define HOST_SERVER_UNREAD_ANSWERS_H_
 
-#include <grpcpp/support/server_callback.h>
-
 #include <atomic>
 #include <cstddef>
+#include <functional>
 #include <memory>
-#include <utility>
+
+#include "server/raw_methods.h"
 
 namespace nexa::server {
 
@@ -21,26 +21,42 @@ class UnreadAnswers {
   bool take(std::size_t bytes);
   void give_back(std::size_t bytes) { bytes_ -= bytes; }
 
+  // Counts what is there already.
+  void add(std::size_t bytes) { bytes_ += bytes; }
+  // What there is still room for.
+  std::size_t room() const;
+
  private:
   const std::size_t limit_;
   std::atomic<std::size_t> bytes_{0};
 };
 
 // gRPC's side of a unary call; goes when gRPC is done with it, which may be after the service.
-class AnswerReactor final : public grpc::ServerUnaryReactor {
+class AnswerReactor final : public BytesReactor {
  public:
+  // `is_request`: whether there is a request, which is in `bytes`. One of gRPC's threads calls it.
+  using Received = std::function<void(bool is_request, grpc::ByteBuffer& bytes)>;
+
   // Use make(): it keeps itself.
   explicit AnswerReactor(std::shared_ptr<UnreadAnswers> unread) : unread_(std::move(unread)) {}
   static AnswerReactor* make(std::shared_ptr<UnreadAnswers> unread);
 
-  // Counts the answer until its client has read it; false when there is no room for it. Once,
-  // before Finish().
-  bool count(std::size_t bytes);
+  // Reads the request. Once, and not after the call was finished.
+  void read(Received received);
+
+  // Ends the call with an answer, which is counted until its client has read it; false, and nothing
+  // is sent, when there is no room for it.
+  bool answer(grpc::ByteBuffer& bytes);
+
+  void OnReadDone(bool ok) override;
   void OnDone() override;
 
  private:
   const std::shared_ptr<UnreadAnswers> unread_;
-  std::size_t bytes_ = 0;
+  Received received_;
+  grpc::ByteBuffer request_;
+  grpc::ByteBuffer answer_;
+  std::size_t counted_ = 0;
   std::unique_ptr<AnswerReactor> self_;
 };
 

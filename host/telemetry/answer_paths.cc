@@ -32,6 +32,13 @@ void AnswerPrefix::make_relative(gnmi::Path& path) const {
   path.mutable_elem()->DeleteSubrange(0, whole_.elem_size());
 }
 
+void AnswerPrefix::make_whole(gnmi::Path& path) const {
+  gnmi::Path joined;
+  *joined.mutable_elem() = whole_.elem();
+  joined.mutable_elem()->MergeFrom(path.elem());
+  path.mutable_elem()->Swap(joined.mutable_elem());
+}
+
 const gnmi::Path* AnswerPrefix::shown(bool with_elements) const {
   if (!present_) return nullptr;
   return with_elements ? &whole_ : &bare_;

@@ -21,6 +21,9 @@ class AnswerPrefix {
   // Takes the prefix's elements away from a path that it covers.
   void make_relative(gnmi::Path& path) const;
 
+  // Puts them in front again.
+  void make_whole(gnmi::Path& path) const;
+
   // The prefix of the answer, null for none: as the request wrote it, or without its elements.
   const gnmi::Path* shown(bool with_elements) const;
 

@@ -218,6 +218,47 @@ TEST_F(UsersFile, ReloadTakesOverChangesAndForgetsOldPasswords) {
   expect_refused(password("bob", "builder"));
 }
 
+TEST_F(UsersFile, RemembersPasswordsThatWereRight) {
+  const auto remembered = [this](const Credentials& credentials) {
+    Caller caller;
+    return access_->remembers(credentials, caller) ? caller.name : "nobody";
+  };
+  const Credentials right = password("alice", "wonder");
+  EXPECT_EQ(remembered(right), "nobody");
+  expect_accepted(right, "alice", Role::kReadWrite);
+  EXPECT_EQ(remembered(right), "alice");
+  EXPECT_EQ(remembered(password("alice", "wonde")), "nobody");
+  EXPECT_EQ(remembered(password("bob", "wonder")), "nobody");
+  EXPECT_EQ(remembered(with_certificate(right, "bob")), "nobody");
+  EXPECT_EQ(remembered(certificate("alice")), "nobody");
+  Credentials doubtful = right;
+  doubtful.users_differ = true;
+  EXPECT_EQ(remembered(doubtful), "nobody");
+  doubtful = right;
+  doubtful.passwords_differ = true;
+  EXPECT_EQ(remembered(doubtful), "nobody");
+}
+
+TEST_F(UsersFile, ReloadForgetsThePasswordsOfUsersWhoChanged) {
+  for (const char* name : {"alice", "bob"}) {
+    Caller caller;
+    EXPECT_TRUE(
+        access_->authenticate(password(name, name[0] == 'a' ? "wonder" : "builder"), caller).ok());
+  }
+  std::ifstream file(path_);
+  std::string alice;
+  std::getline(file, alice);
+  write(alice + "\nbob:read-write:" + hash_password("builder") + "\n");
+  std::string error;
+  ASSERT_TRUE(access_->reload(error)) << error;
+  Caller caller;
+  EXPECT_TRUE(access_->remembers(password("alice", "wonder"), caller));
+  EXPECT_FALSE(access_->remembers(password("bob", "builder"), caller));
+  write("");
+  ASSERT_TRUE(access_->reload(error)) << error;
+  EXPECT_FALSE(access_->remembers(password("alice", "wonder"), caller));
+}
+
 TEST_F(UsersFile, KeepsItsUsersWhenTheNewFileIsWrong) {
   write("alice:boss:*\n");
   std::string error;

@@ -1,6 +1,7 @@
 // Every spelling of a path through every door: Get, Set, delete, Subscribe and the tool's convert
 // give one answer, or one refusal with one text. The doors are asked as the service asks them.
 #include <gmock/gmock.h>
+#include <grpcpp/impl/codegen/proto_utils.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -156,10 +157,12 @@ class Doors : public testing::Test {
     *request.add_path() = asked.own_path();
     request.set_encoding(gnmi::JSON_IETF);
     nexa::server::StateCache state(*store_, {}, std::chrono::seconds(1), [](const std::string&) {});
-    gnmi::GetResponse response;
+    grpc::ByteBuffer bytes;
     const grpc::Status status = nexa::server::serve_get(
-        {*resolver_, *store_, state, {}, {}, nexa::profile::Profile::kDevice}, request, response);
+        {*resolver_, *store_, state, {}, {}, nexa::profile::Profile::kDevice}, request, bytes);
     if (!status.ok()) return answer(status);
+    gnmi::GetResponse response;
+    EXPECT_TRUE(grpc::SerializationTraits<gnmi::GetResponse>::Deserialize(&bytes, &response).ok());
     const gnmi::Update& update = response.notification(0).update(0);
     json = update.val().json_ietf_val();
     if (path != nullptr) *path = nexa::translate::format_path_string(update.path());

@@ -141,7 +141,7 @@ class EncryptedServerTest : public ServerTest {
 TEST_F(ServerTest, ServesWithoutEncryption) {
   start(grpc::InsecureServerCredentials());
   EXPECT_EQ(ask_plain().text, "nobody");
-  EXPECT_EQ(server_->connections().accepted, 1U);
+  EXPECT_EQ(server_->listener_counts().accepted, 1U);
 }
 
 TEST_F(ServerTest, CountsAConnectionUntilItEnds) {
@@ -149,21 +149,21 @@ TEST_F(ServerTest, CountsAConnectionUntilItEnds) {
   {
     const auto held = channel(grpc::InsecureChannelCredentials());
     ASSERT_TRUE(ask(held).status.ok());
-    EXPECT_EQ(server_->connections().open, 1U);
+    EXPECT_EQ(server_->connection_counts().open, 1U);
   }
-  for (int i = 0; i < 200 && server_->connections().open != 0; ++i) {
+  for (int i = 0; i < 200 && server_->connection_counts().open != 0; ++i) {
     std::this_thread::sleep_for(10ms);
   }
-  EXPECT_EQ(server_->connections().open, 0U);
+  EXPECT_EQ(server_->connection_counts().open, 0U);
 }
 
-TEST_F(ServerTest, RefusesConnectionsBeyondTheLimit) {
+TEST_F(ServerTest, ClosesTheOldestIdleConnectionForOneBeyondTheLimit) {
   config_.max_connections = 1;
   start(grpc::InsecureServerCredentials());
   const auto held = channel(grpc::InsecureChannelCredentials());
   ASSERT_TRUE(ask(held).status.ok());
-  EXPECT_EQ(ask_plain().status.error_code(), grpc::StatusCode::UNAVAILABLE);
-  EXPECT_TRUE(ask(held).status.ok());
+  EXPECT_TRUE(ask_plain().status.ok());
+  EXPECT_EQ(server_->connection_counts().gave_way, 1U);
 }
 
 TEST_F(ServerTest, RefusesARequestBeyondTheLimit) {

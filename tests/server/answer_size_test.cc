@@ -85,7 +85,7 @@ TEST_F(AnswerSize, APrefixCountsAsOftenAsItIsSent) {
 }
 
 TEST_F(AnswerSize, AnswersThatNobodyReadsAreBounded) {
-  options.limits.unread_answer_bytes = 65 << 20;  // each answer counts twice
+  options.limits.unread_answer_bytes = 32 << 20;
   store.put("/device/name", "\"" + std::string(10 << 20, 'n') + "\"");
   start();
   const std::shared_ptr<grpc::Channel> channel = new_channel();

@@ -141,6 +141,8 @@ std::string FakeAccess::last_shown() const {
   return last_shown_;
 }
 
+bool FakeAccess::remembers(const Credentials& /*credentials*/, Caller& /*caller*/) { return false; }
+
 bool FakeAccess::reload(std::string& /*error*/) { return true; }
 
 void ServiceTest::start() {

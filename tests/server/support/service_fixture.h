@@ -74,6 +74,8 @@ class FakeAccess : public nexa::access::AccessControl {
 
   grpc::Status authenticate(const nexa::access::Credentials& credentials,
                             nexa::access::Caller& caller) override;
+  bool remembers(const nexa::access::Credentials& credentials,
+                 nexa::access::Caller& caller) override;
   bool reload(std::string& error) override;
 
   // What the last caller showed: "user/password/certificate", "-" for what was not there, "?" in
