@@ -45,6 +45,18 @@ class Reference(unittest.TestCase):
         self.assertGreater(len(told), 30)
         self.assertEqual(self.flags(ROW, document("reference.md")), told)
 
+    def test_limits_of_the_security_page_are_those_of_the_program(self):
+        told = self.flags(HELP_LINE, self.help_of(program("nexad", "NEXAD")))
+        with open(os.path.join(ROOT, "SECURITY.md"), encoding="utf-8") as file:
+            page = file.read()
+        rows = dict(re.findall(r"^\| `--([\w-]+)` \| (\d+) \|", page, re.MULTILINE))
+        self.assertGreater(len(rows), 20)
+        self.assertEqual(rows, {flag: told[flag][1] for flag in rows})
+        for flag in re.findall(r"`--([\w-]+)", page):
+            self.assertIn(flag, told)
+        limits = {flag for flag in told if flag.startswith(("max-", "unread-"))}
+        self.assertEqual(limits - set(rows), {"max-updates"})
+
     def test_flags_that_other_pages_name_exist(self):
         known = set(self.flags(ROW, document("reference.md")))
         for command in ("history", "rollback", "verify"):
