@@ -11,7 +11,7 @@
 #   make mutation  plants single faults in src and host/store; which do the tests not find?
 #   make build-cost   what a build from clean costs, in CPU seconds
 #   make nightly   what a night has time for: generated updates and a million generated Sets against libyang,
-#                  2,000 crashes, an hour of load
+#                  2,000 crashes, twenty seconds of each flood, an hour of load
 #   make deb       build Debian packages into build/deb; DEB_ARCH=armhf cross-builds
 #   make test-deb  build them, and install, use, upgrade and remove them in a clean Debian
 #   make deb-reproducible   build them twice, in different places and times, and compare the bytes
@@ -101,6 +101,7 @@ nightly: setup
 	@NEXA_ORACLE_UPDATES=$(NIGHTLY_UPDATES) $(BUILD)/bin/translate_tests --gtest_filter='*Generated*'
 	@NEXA_RANDOM_SETS=$(NIGHTLY_SETS) $(BUILD)/bin/store_tests --gtest_filter='StoreRandom.*'
 	@NEXA_CRASH_POINTS=$(NIGHTLY_CRASHES) ctest --test-dir $(BUILD) -R '^nexad_crash$$' --output-on-failure
+	@scripts/floods $(BUILD)
 	@NEXA_SOAK_SECONDS=$(NEXA_SOAK_SECONDS) scripts/soak $(BUILD)
 	@$(MAKE) --no-print-directory test-deb
 	@scripts/deb-reproducible
