@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <new>
 #include <string_view>
 #include <tuple>
 
@@ -41,6 +42,20 @@ const kestrel_cs_node* only_child(const kestrel_cs_node& parent, std::uint32_t t
     found = child;
   }
   return found;
+}
+
+// As every problem of populate() a want of memory is logged only; the text may find none either.
+template <typename Work>
+void or_shortage(ServiceKestrelNamespaceMapperImpl& mapper, Work work) {
+  try {
+    try {
+      work();
+    } catch (const std::bad_alloc&) {
+      static_cast<void>(mapper.resourceShortage_("populate"));
+    }
+  } catch (const std::bad_alloc&) {
+    gpr_log(GPR_ERROR, "Resource Unavailable [ %s ]", "populate");
+  }
 }
 
 bool has_upper_case(const std::string& text) {
@@ -103,17 +118,20 @@ grpc::Status ServiceKestrelNamespaceMapperImpl::populate() {
   nsCount_ = kestrel_get_nslist(&nsList_);
   for (std::int32_t i = 0; i < nsCount_; ++i) {
     const KestrelNsEntry& entry = nsList_[i];
-    const ModuleNames names = {schema_text(entry.module), schema_text(entry.prefix),
-                               schema_text(entry.uri)};
-    add_names_(names);
-    add_roots_(names, entry.hash, to_be_walked);
+    or_shortage(*this, [&] {
+      const ModuleNames names = {schema_text(entry.module), schema_text(entry.prefix),
+                                 schema_text(entry.uri)};
+      add_names_(names);
+      add_roots_(names, entry.hash, to_be_walked);
+    });
   }
   schema_data_cached_ = true;
   if (to_be_walked.empty()) {
     gpr_log(GPR_ERROR, "toBeWalked: empty vector");
   } else {
     // A failed walk costs pseudo names only; the server starts without them.
-    static_cast<void>(schemaWalk_(ORIGIN_OPENCONFIG_STR, to_be_walked));
+    or_shortage(*this,
+                [&] { static_cast<void>(schemaWalk_(ORIGIN_OPENCONFIG_STR, to_be_walked)); });
   }
   return grpc::Status::OK;
 }

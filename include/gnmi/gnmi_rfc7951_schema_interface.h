@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <new>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -92,6 +93,13 @@ class GenericSchemaInterfaceImpl {
   grpc::Status noSchemaNode_(const std::string& ns, std::string msg);
   grpc::Status nsCollision_(const std::string& ns, std::string msg);
   grpc::Status internalError_(std::string msg);
+  // internalError_() for want of memory, of which the text may find none either: the status is
+  // without it then.
+  grpc::Status shortage_(const char* msg);
+
+  // What is said of a node that there is no memory for, here and by whoever looks one up.
+  static constexpr char kNoNode_[] =
+      "GenericSchemaInterfaceImpl::payload2Snode ---> leave(alloc failed(sn))";
 
   Transform transform_;
   std::unordered_map<RootKey, SnodePtr, key_hash, key_equal> rootSnodes_;
@@ -101,6 +109,24 @@ class GenericSchemaInterfaceImpl {
   static grpc::Status refuse_(std::string message) {
     gpr_log(GPR_ERROR, "%s", message.c_str());
     return {grpc::StatusCode::INTERNAL, message};
+  }
+
+  // A node of known kind, or none. `no_kind` is told when the node was made and its kind was not.
+  template <typename NoKind>
+  grpc::Status make_(const std::string& ns, const std::string& name, const CsNode* node,
+                     const char* no_node, NoKind no_kind, SnodePtr& out) {
+    out = Snode::create(ns, name, node);
+    if (out == nullptr) return shortage_(no_node);
+    grpc::Status status;
+    try {
+      status = transform_(node, out->nodeVariant);
+    } catch (const std::bad_alloc&) {
+      status = shortage_(no_node);
+    }
+    if (status.ok()) return status;
+    out.reset();
+    no_kind();
+    return status;
   }
 };
 
@@ -147,6 +173,17 @@ grpc::Status GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode,
 }
 
 template <unsigned Capacity, typename Unused, typename CsNode, typename Snode, typename PathPointer>
+grpc::Status GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode, PathPointer>::shortage_(
+    const char* msg) {
+  try {
+    return internalError_(msg);
+  } catch (const std::bad_alloc&) {
+    gpr_log(GPR_ERROR, "InternalError [ %s ]", msg);
+    return {grpc::StatusCode::INTERNAL, ""};
+  }
+}
+
+template <unsigned Capacity, typename Unused, typename CsNode, typename Snode, typename PathPointer>
 grpc::Status GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode,
                                         PathPointer>::registerRootSnode(const std::string& ns,
                                                                         const std::string& name,
@@ -154,20 +191,23 @@ grpc::Status GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode,
   gpr_log(GPR_DEBUG,
           "GenericSchemaInterfaceImpl::registerRootSnode ---> enter ns [ %s ] name [ %s ]",
           ns.c_str(), name.c_str());
-  const auto [entry, added] = rootSnodes_.try_emplace(RootKey(ns, name));
-  if (!added) return nsCollision_(ns, "Unexpected duplicate namespace");
-  entry->second = Snode::create(ns, name, node);
-  if (entry->second == nullptr) {
-    rootSnodes_.erase(entry);
-    return internalError_(
-        "GenericSchemaInterfaceImpl::registerRootSnode ---> leave(alloc failed(sn))");
-  }
-  grpc::Status status = transform_(node, entry->second->nodeVariant);
-  if (!status.ok()) {
-    rootSnodes_.erase(entry);
-    gpr_log(GPR_DEBUG,
-            "GenericSchemaInterfaceImpl::registerRootSnode ---> leave(alloc failed(nv))");
-    return status;
+  constexpr char kNoNode[] =
+      "GenericSchemaInterfaceImpl::registerRootSnode ---> leave(alloc failed(sn))";
+  try {
+    if (rootSnodes_.find(std::tie(ns, name)) != rootSnodes_.end()) {
+      return nsCollision_(ns, "Unexpected duplicate namespace");
+    }
+    // The entry is made last: whatever fails before leaves none.
+    SnodePtr made;
+    const auto no_kind = [] {
+      gpr_log(GPR_DEBUG,
+              "GenericSchemaInterfaceImpl::registerRootSnode ---> leave(alloc failed(nv))");
+    };
+    grpc::Status status = make_(ns, name, node, kNoNode, no_kind, made);
+    if (!status.ok()) return status;
+    rootSnodes_.emplace(RootKey(ns, name), std::move(made));
+  } catch (const std::bad_alloc&) {
+    return shortage_(kNoNode);
   }
   gpr_log(GPR_INFO,
           "GenericSchemaInterfaceImpl::registerRootSnode[ namespace %s, element %s ] ---> "
@@ -209,16 +249,10 @@ template <unsigned Capacity, typename Unused, typename CsNode, typename Snode, t
 grpc::Status
 GenericSchemaInterfaceImpl<Capacity, Unused, CsNode, Snode, PathPointer>::payload2Snode(
     const std::string& ns, const std::string& name, const CsNode* node, SnodePtr& out) {
-  out = Snode::create(ns, name, node);
-  if (out == nullptr) {
-    return internalError_("GenericSchemaInterfaceImpl::payload2Snode ---> leave(alloc failed(sn))");
-  }
-  grpc::Status status = transform_(node, out->nodeVariant);
-  if (!status.ok()) {
-    out.reset();
+  const auto no_kind = [] {
     gpr_log(GPR_ERROR, "GenericSchemaInterfaceImpl::payload2Snode ---> leave(alloc failed(nv))");
-  }
-  return status;
+  };
+  return make_(ns, name, node, kNoNode_, no_kind, out);
 }
 
 template <unsigned Capacity, typename Unused, typename CsNode, typename Snode, typename PathPointer>

@@ -9,6 +9,7 @@
 #include <boost/optional.hpp>
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -51,6 +52,10 @@ class NEXA_EXPORT GenericServiceKestrelSchemaifImpl
            cached.node->parent == parent.node;
   }
 
+  grpc::Status find_(const std::string& keyNs, int depth, const std::string& name,
+                     const std::string& ns, const std::shared_ptr<Snode>& parent,
+                     std::shared_ptr<Snode>& out);
+
   grpc::Status not_found_(const std::string& key, const std::string& name, const std::string& ns) {
     return this->noSchemaNode_(
         key, "Node not found in dictionary[ name: " + name + ", namespace: " + ns + " ]");
@@ -59,6 +64,17 @@ class NEXA_EXPORT GenericServiceKestrelSchemaifImpl
 
 template <unsigned Capacity>
 grpc::Status GenericServiceKestrelSchemaifImpl<Capacity>::findSnode(
+    const std::string& keyNs, int depth, const std::string& name, const std::string& ns,
+    const std::shared_ptr<Snode>& parent, std::shared_ptr<Snode>& out) {
+  try {
+    return find_(keyNs, depth, name, ns, parent, out);
+  } catch (const std::bad_alloc&) {
+    return this->shortage_(this->kNoNode_);
+  }
+}
+
+template <unsigned Capacity>
+grpc::Status GenericServiceKestrelSchemaifImpl<Capacity>::find_(
     const std::string& keyNs, int depth, const std::string& name, const std::string& ns,
     const std::shared_ptr<Snode>& parent, std::shared_ptr<Snode>& out) {
   thread_local std::string key;

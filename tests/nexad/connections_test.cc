@@ -226,6 +226,7 @@ TEST_F(ConnectionsTest, MessagesOfKnownCallersDoNotCount) {
 }
 
 TEST_F(ConnectionsTest, ManyUnknownOnesTogetherHaveALimit) {
+  limits.stray_bytes = 8 << 20;
   limits.stray_bytes_of_all = 5 << 20;
   Connections& connections = make();
   for (const std::size_t megabytes : {2U, 3U, 1U}) {
