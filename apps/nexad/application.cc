@@ -107,7 +107,7 @@ bool Application::load_schema(std::string& error) {
 }
 
 TlsFiles Application::tls_files() const {
-  return {config_.tls_cert, config_.tls_key, config_.tls_ca};
+  return {config_.tls_cert, config_.tls_key, config_.tls_ca, config_.client_crl};
 }
 
 bool Application::open_identities(std::string& error) {

@@ -15,6 +15,7 @@
 #include <cstddef>
 #include <exception>
 #include <memory>
+#include <utility>
 
 #include "address.h"
 #include "log.h"
@@ -27,9 +28,11 @@ constexpr int kNoIndex = -1;  // OpenSSL's word for it
 constexpr char kUnknownPeer[] = "an unknown address";
 
 thread_local int connection_in_hand = kNoConnection;
+thread_local std::shared_ptr<const RevokedCertificates> revoked_in_hand;
 
 struct Session {
   std::string peer;
+  std::shared_ptr<const RevokedCertificates> revoked;
   bool has_begun = false;  // the client sent something
   bool is_over = false;    // with success, or with a line
   const char* unless_finished = "the client gave up or was too slow";
@@ -75,14 +78,32 @@ void observe(int is_sent, int /*version*/, int type, const void* bytes, std::siz
   }
 }
 
+int session_index();
+
+// Called for each certificate of the client, from the root on. A session that lacks the lists, for
+// want of memory, takes nobody.
+int verify(int is_good, X509_STORE_CTX* context) {
+  const auto* ssl = static_cast<const SSL*>(
+      X509_STORE_CTX_get_ex_data(context, SSL_get_ex_data_X509_STORE_CTX_idx()));
+  const X509* certificate = X509_STORE_CTX_get_current_cert(context);
+  if (is_good == 0 || ssl == nullptr || certificate == nullptr) return 0;
+  const auto* session = static_cast<const Session*>(SSL_get_ex_data(ssl, session_index()));
+  const bool is_revoked =
+      session == nullptr || session->revoked == nullptr || session->revoked->has(*certificate);
+  if (is_revoked) X509_STORE_CTX_set_error(context, X509_V_ERR_CERT_REVOKED);
+  return is_revoked ? 0 : 1;
+}
+
 void at_new_session(void* parent, void* /*data*/, CRYPTO_EX_DATA* all, int index, long /*number*/,
                     void* /*argument*/) {
+  auto* ssl = static_cast<SSL*>(parent);
+  if (revoked_in_hand != nullptr) SSL_set_verify(ssl, SSL_get_verify_mode(ssl), verify);
   if (connection_in_hand == kNoConnection) return;
   try {
     auto session = std::make_unique<Session>();
     session->peer = peer_text(connection_in_hand);
+    session->revoked = revoked_in_hand;
     if (CRYPTO_set_ex_data(all, index, session.get()) != 1) return;
-    auto* ssl = static_cast<SSL*>(parent);
     SSL_set_msg_callback_arg(ssl, session.get());
     SSL_set_msg_callback(ssl, observe);
     static_cast<void>(session.release());
@@ -109,6 +130,10 @@ int session_index() {
 }
 
 }  // namespace
+
+void refuse_revoked(std::shared_ptr<const RevokedCertificates> revoked) {
+  revoked_in_hand = std::move(revoked);
+}
 
 bool watch_handshakes() { return session_index() != kNoIndex; }
 

@@ -3,7 +3,10 @@
 #ifndef APPS_NEXAD_HANDSHAKE_LOG_H_
 #define APPS_NEXAD_HANDSHAKE_LOG_H_
 
+#include <memory>
 #include <string>
+
+#include "revoked_certificates.h"
 
 namespace nexad {
 
@@ -11,6 +14,10 @@ namespace nexad {
 // log when its handshake fails. Call it before the first session; more calls change nothing. False
 // when OpenSSL has no room for it: then handshakes fail without a line.
 bool watch_handshakes();
+
+// TLS sessions that this thread begins from now on refuse clients whose certificate, or one that
+// leads to its root, is revoked; null: none is. Needs watch_handshakes().
+void refuse_revoked(std::shared_ptr<const RevokedCertificates> revoked);
 
 // While it lives, sessions that this thread begins are of the connection's peer.
 class HandshakePeer {

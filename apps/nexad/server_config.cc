@@ -12,7 +12,7 @@ std::string missing(const char* flag, const char* what) {
 }
 
 std::string fault_of_tls(const ServerConfig& config) {
-  const char* const tls_settings[] = {"tls-cert", "tls-key", "tls-ca"};
+  const char* const tls_settings[] = {"tls-cert", "tls-key", "tls-ca", "client-crl"};
   for (const char* setting : tls_settings) {
     if (config.insecure && config.given(setting)) {
       return config.origin("insecure") + " and " + config.origin(setting) +
@@ -26,6 +26,9 @@ std::string fault_of_tls(const ServerConfig& config) {
   }
   if (config.tls_cert.empty()) return missing("--tls-cert", "the private key has no certificate");
   if (config.tls_key.empty()) return missing("--tls-key", "the certificate has no private key");
+  if (!config.client_crl.empty() && config.tls_ca.empty()) {
+    return missing("--tls-ca", "the lists of --client-crl are of its authorities");
+  }
   return {};
 }
 

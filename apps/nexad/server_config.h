@@ -36,6 +36,7 @@ struct ServerConfig {
   std::string tls_cert;
   std::string tls_key;
   std::string tls_ca;
+  std::string client_crl;
   std::string users;
   std::string profile = nexa::profile::kFullName;  // or kDeviceName
 

@@ -7,6 +7,8 @@
 #include <grpc/grpc_security.h>
 #include <grpcpp/security/auth_metadata_processor.h>
 
+#include "handshake_log.h"
+
 namespace nexad {
 namespace {
 
@@ -40,6 +42,8 @@ class TlsCredentials final : public grpc::ServerCredentials {
       void* self, grpc_ssl_server_certificate_config** config) {
     auto& credentials = *static_cast<TlsCredentials*>(self);
     const auto [material, generation] = credentials.store_->current();
+    // The session of this handshake is next on this thread.
+    refuse_revoked(material->revoked);
     if (generation == credentials.fetched_) return GRPC_SSL_CERTIFICATE_CONFIG_RELOAD_UNCHANGED;
     const grpc_ssl_pem_key_cert_pair pair{material->key.c_str(), material->certificate.c_str()};
     // The core insists on authorities; where clients are not asked, any certificate will do.

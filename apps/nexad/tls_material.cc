@@ -18,23 +18,12 @@
 #include <vector>
 
 #include "text/descriptor.h"
+#include "tls_handles.h"
 
 namespace nexad {
 namespace {
 
 constexpr std::size_t kMostBytes = 1U << 20U;
-
-template <auto Free>
-struct Release {
-  template <typename Handle>
-  void operator()(Handle* handle) const {
-    Free(handle);
-  }
-};
-using Bio = std::unique_ptr<BIO, Release<BIO_free>>;
-using Certificate = std::unique_ptr<X509, Release<X509_free>>;
-using Key = std::unique_ptr<EVP_PKEY, Release<EVP_PKEY_free>>;
-using Context = std::unique_ptr<SSL_CTX, Release<SSL_CTX_free>>;
 
 // Never waits: a FIFO is no certificate.
 bool read_file(const std::string& path, std::string& text, std::string& error) {
@@ -61,38 +50,9 @@ bool read_file(const std::string& path, std::string& text, std::string& error) {
   return error.empty();
 }
 
-// OpenSSL's own words for its last error; clears its list.
-std::string last_fault() {
-  const unsigned long code = ERR_peek_last_error();
-  ERR_clear_error();
-  const char* reason = code == 0 ? nullptr : ERR_reason_error_string(code);
-  return reason == nullptr ? "it cannot be used" : reason;
-}
-
 int no_passphrase(char*, int, int, void* asked) {
   *static_cast<bool*>(asked) = true;
   return -1;
-}
-
-// All certificates of the text; false when something in it cannot be read, as in a file that is
-// still being written.
-bool read_certificates(const std::string& pem, std::vector<Certificate>& certificates) {
-  const Bio bio(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
-  ERR_clear_error();
-  while (auto* next = PEM_read_bio_X509(bio.get(), nullptr, nullptr, nullptr)) {
-    certificates.emplace_back(next);
-  }
-  const bool at_end = ERR_GET_REASON(ERR_peek_last_error()) == PEM_R_NO_START_LINE;
-  if (at_end) ERR_clear_error();
-  return at_end;
-}
-
-std::string date_text(const ASN1_TIME* time) {
-  const Bio bio(BIO_new(BIO_s_mem()));
-  if (bio == nullptr || ASN1_TIME_print(bio.get(), time) != 1) return "an unknown date";
-  char* data = nullptr;
-  const long size = BIO_get_mem_data(bio.get(), &data);
-  return {data, static_cast<std::size_t>(size)};
 }
 
 std::string fault_of_dates(const X509* certificate) {
@@ -142,7 +102,41 @@ std::string fault_of_authorities(const TlsFiles& files, const TlsMaterial& mater
   return files.authorities + ": " + fault;
 }
 
+// They are of the authorities, so these are known to be good.
+std::string fault_of_revocations(const TlsFiles& files, TlsMaterial& material) {
+  if (files.revoked.empty()) return {};
+  std::string fault;
+  material.revoked = RevokedCertificates::read(material.revoked_text, material.authorities, fault);
+  return fault.empty() ? fault : files.revoked + ": " + fault;
+}
+
 }  // namespace
+
+std::string last_fault() {
+  const unsigned long code = ERR_peek_last_error();
+  ERR_clear_error();
+  const char* reason = code == 0 ? nullptr : ERR_reason_error_string(code);
+  return reason == nullptr ? "it cannot be used" : reason;
+}
+
+bool read_certificates(const std::string& pem, std::vector<Certificate>& certificates) {
+  const Bio bio(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
+  ERR_clear_error();
+  while (auto* next = PEM_read_bio_X509(bio.get(), nullptr, nullptr, nullptr)) {
+    certificates.emplace_back(next);
+  }
+  const bool at_end = ERR_GET_REASON(ERR_peek_last_error()) == PEM_R_NO_START_LINE;
+  if (at_end) ERR_clear_error();
+  return at_end;
+}
+
+std::string date_text(const ASN1_TIME* time) {
+  const Bio bio(BIO_new(BIO_s_mem()));
+  if (bio == nullptr || ASN1_TIME_print(bio.get(), time) != 1) return "an unknown date";
+  char* data = nullptr;
+  const long size = BIO_get_mem_data(bio.get(), &data);
+  return {data, static_cast<std::size_t>(size)};
+}
 
 std::optional<TlsMaterial> read_tls_files(const TlsFiles& files, std::string& error) {
   error.clear();
@@ -150,6 +144,9 @@ std::optional<TlsMaterial> read_tls_files(const TlsFiles& files, std::string& er
   if (!read_file(files.certificate, material.certificate, error)) return std::nullopt;
   if (!read_file(files.key, material.key, error)) return std::nullopt;
   if (!files.authorities.empty() && !read_file(files.authorities, material.authorities, error)) {
+    return std::nullopt;
+  }
+  if (!files.revoked.empty() && !read_file(files.revoked, material.revoked_text, error)) {
     return std::nullopt;
   }
   return material;
@@ -166,7 +163,8 @@ std::string fault_of_tls(const TlsFiles& files, TlsMaterial& material) {
   fault = fault_of_pair(files, material, chain);
   if (!fault.empty()) return fault;
   material.expires = date_text(X509_get0_notAfter(chain.front().get()));
-  return fault_of_authorities(files, material);
+  fault = fault_of_authorities(files, material);
+  return fault.empty() ? fault_of_revocations(files, material) : fault;
 }
 
 }  // namespace nexad

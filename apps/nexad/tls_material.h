@@ -3,8 +3,11 @@
 #ifndef APPS_NEXAD_TLS_MATERIAL_H_
 #define APPS_NEXAD_TLS_MATERIAL_H_
 
+#include <memory>
 #include <optional>
 #include <string>
+
+#include "revoked_certificates.h"
 
 namespace nexad {
 
@@ -12,6 +15,7 @@ struct TlsFiles {
   std::string certificate;  // the server's own first, then those that lead to its root
   std::string key;
   std::string authorities;  // empty: clients are not asked for certificates
+  std::string revoked{};    // lists of the authorities; empty: none
 };
 
 // PEM.
@@ -19,10 +23,13 @@ struct TlsMaterial {
   std::string certificate;
   std::string key;
   std::string authorities;
-  std::string expires;  // the server's certificate, for the log
+  std::string revoked_text;
+  std::shared_ptr<const RevokedCertificates> revoked;  // the same, read; null: none
+  std::string expires;                                 // the server's certificate, for the log
 
   bool operator==(const TlsMaterial& other) const {
-    return certificate == other.certificate && key == other.key && authorities == other.authorities;
+    return certificate == other.certificate && key == other.key &&
+           authorities == other.authorities && revoked_text == other.revoked_text;
   }
 };
 
@@ -31,8 +38,8 @@ struct TlsMaterial {
 std::optional<TlsMaterial> read_tls_files(const TlsFiles& files, std::string& error);
 
 // Whether TLS can be served with it: every certificate can be read, the key is not encrypted and
-// belongs to the certificate, which is valid today. Fills `expires`. What is wrong otherwise,
-// naming the file; empty when nothing is.
+// belongs to the certificate, which is valid today. Fills `expires` and `revoked`. What is wrong
+// otherwise, naming the file; empty when nothing is.
 std::string fault_of_tls(const TlsFiles& files, TlsMaterial& material);
 
 }  // namespace nexad

@@ -43,6 +43,32 @@ TEST_F(SubscribeLoad, AClientThatDoesNotReadIsEndedOthersGoOn) {
   EXPECT_EQ(recorder.overflows(), 1);
 }
 
+TEST_F(SubscribeLoad, ManyThatDoNotReadHaveOneLimitAndOneThatReadsGoesOn) {
+  fill(100, 2000);
+  options.stream_queue_bytes = 64 << 20;
+  options.unread_stream_bytes = 4 << 20;
+  start();
+  std::vector<std::unique_ptr<gnmi::gNMI::Stub>> stubs;
+  std::vector<std::unique_ptr<StreamClient>> slow;
+  for (int index = 0; index < 4; ++index) {
+    stubs.push_back(gnmi::gNMI::NewStub(new_channel()));
+    slow.push_back(std::make_unique<StreamClient>(*stubs.back(), watch({"/device/port"}, 20)));
+  }
+  StreamClient other(stub(), watch({"/device/name"}, 20));
+  ASSERT_EQ(other.read_to_sync().back(), "sync");
+  int rounds = 0;
+  while (recorder.overflows() == 0) {
+    ASSERT_EQ(other.next(), "|/device/name=\"box\"");
+    ASSERT_LT(++rounds, 900);
+  }
+  for (int more = 0; more < 10; ++more) ASSERT_EQ(other.next(), "|/device/name=\"box\"");
+  slow.clear();
+  // What they had is given back: one alone may have as much as the sum.
+  ASSERT_TRUE(eventually([this] { return recorder.open_streams() == 1; }));
+  StreamClient later(stub(), watch({"/device/port"}, 60000));
+  EXPECT_EQ(later.read_to_sync().back(), "sync");
+}
+
 TEST_F(SubscribeLoad, AnEndedClientThatNeverReadsIsForgotten) {
   fill(100, 2000);
   options.limits.stream_queue_bytes = 1 << 20;
