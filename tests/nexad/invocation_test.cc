@@ -257,6 +257,9 @@ TEST(Invocation, SaysWhatIsMissing) {
             "--tls-key is missing: the certificate has no private key");
   EXPECT_EQ(error_of({"--yang-dir", "y", "--data", "d", "--tls-key", "k"}),
             "--tls-cert is missing: the private key has no certificate");
+  EXPECT_EQ(error_of({"--yang-dir", "y", "--data", "d", "--tls-cert", "c", "--tls-key", "k",
+                      "--client-crl", "r"}),
+            "--tls-ca is missing: the lists of --client-crl are of its authorities");
 }
 
 TEST(Invocation, KnowsItsActions) {
