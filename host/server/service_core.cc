@@ -70,11 +70,11 @@ bool ServiceCore::authenticate(Login login) {
     return true;
   }
   const auto peer = access::parse_peer(login.identity->peer);
+  const std::string address = peer ? peer->network() : login.identity->peer;
   const auto refuse = [then = login.then] {
     then({grpc::StatusCode::RESOURCE_EXHAUSTED, kTooManyLogins}, {});
   };
-  return logins.post(peer ? peer->network() : login.identity->peer,
-                     {[this, login = std::move(login)] { return judge(login); }, refuse});
+  return logins.post(address, {[this, login = std::move(login)] { return judge(login); }, refuse});
 }
 
 bool ServiceCore::judge(const Login& login) {

@@ -40,3 +40,5 @@ foreach(file IN LISTS files)
 endforeach()
 # The long ones: started first, and alone where they use both cores themselves.
 set_tests_properties(nexad_crash PROPERTIES TIMEOUT 5400 COST 1000 PROCESSORS 2)
+# It measures how long others wait and how much memory there is.
+set_tests_properties(nexad_floods PROPERTIES TIMEOUT 5400 PROCESSORS 2)
