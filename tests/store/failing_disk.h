@@ -14,6 +14,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <random>
@@ -34,6 +35,8 @@ class FailingDisk {
     static FailingDisk disk;
     const std::lock_guard<std::mutex> lock(disk.mutex_);
     disk.failures_.clear();
+    disk.skips_.clear();
+    disk.at_sync_ = nullptr;
     disk.files_.clear();
     disk.pretends_ = false;
     disk.full_ = false;
@@ -46,6 +49,15 @@ class FailingDisk {
     const std::lock_guard<std::mutex> lock(mutex_);
     failures_[part] = count;
   }
+  // The sync of that part after `count` others says that all is well and does nothing.
+  void skip_sync(Part part, int count) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    skips_[part] = count + 1;
+  }
+  // Called before and after each sync, on the thread that syncs. Not while files are open.
+  void at_syncs(std::function<void()> hook) { at_sync_ = std::move(hook); }
+  // From now on this disk, or the usual one, is where SQLite opens files that name none.
+  void stand_in(bool yes) { sqlite3_vfs_register(yes ? &vfs_ : real_, 1); }
   // Syncs say that all is well and do nothing.
   void pretend_to_sync() { pretends_ = true; }
   // No file grows, none can be made.
@@ -76,9 +88,12 @@ class FailingDisk {
       for (const std::size_t page : state.dirty) {
         if (random_() % 2 == 0) write_back(path, page, state);
       }
-      state.dirty.clear();
       std::ofstream(path, std::ios::binary | std::ios::trunc) << state.durable;
     }
+    // Who opens these files finds them on the disk.
+    std::erase_if(files_, [&to](const auto& file) {
+      return std::filesystem::path(file.first).parent_path() == to;
+    });
   }
 
  private:
@@ -223,19 +238,27 @@ class FailingDisk {
 
   static int sync(sqlite3_file* handle, int /*flags*/) {
     FailingDisk& disk = FailingDisk::disk();
-    File* const file = of(handle);
-    if (!file->is_tracked || disk.pretends_) return SQLITE_OK;
-    const std::lock_guard<std::mutex> lock(disk.mutex_);
-    State& state = disk.files_[*file->path];
-    int& failures = disk.failures_[file->is_journal ? Part::kJournal : Part::kDatabase];
+    if (!of(handle)->is_tracked || disk.pretends_) return SQLITE_OK;
+    if (disk.at_sync_) disk.at_sync_();
+    const int result = disk.sync_pages(*of(handle));
+    if (disk.at_sync_) disk.at_sync_();
+    return result;
+  }
+
+  int sync_pages(const File& file) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const Part part = file.is_journal ? Part::kJournal : Part::kDatabase;
+    if (skips_[part] > 0 && --skips_[part] == 0) return SQLITE_OK;
+    State& state = files_[*file.path];
+    int& failures = failures_[part];
     const bool fails = failures != 0;
     if (failures > 0) --failures;
     for (const std::size_t page : state.dirty) {
-      if (!fails || disk.random_() % 2 == 0) disk.write_back(*file->path, page, state);
+      if (!fails || random_() % 2 == 0) write_back(*file.path, page, state);
     }
     state.dirty.clear();
     if (!fails) {
-      state.durable.resize(std::filesystem::file_size(*file->path));
+      state.durable.resize(std::filesystem::file_size(*file.path));
       return SQLITE_OK;
     }
     errno = EIO;
@@ -261,10 +284,12 @@ class FailingDisk {
     state.durable.replace(page * kPage, size, bytes.data(), size);
   }
 
-  std::mutex mutex_;  // for the next three
+  std::mutex mutex_;  // for the next four
   std::map<std::string, State> files_;
   std::map<Part, int> failures_;
+  std::map<Part, int> skips_;  // syncs up to the one that does nothing, with it
   std::mt19937 random_{1};
+  std::function<void()> at_sync_;
   std::atomic<bool> pretends_{false};
   std::atomic<bool> full_{false};
   std::atomic<int> reads_{0};
