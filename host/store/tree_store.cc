@@ -2,19 +2,17 @@
 // the image that readers get. Everything that may take long for a reader happens on images.
 #include "store/tree_store.h"
 
-#include <atomic>
 #include <chrono>
-#include <limits>
 #include <optional>
 #include <thread>
 
+#include "store/apply_request.h"
 #include "store/change.h"
 #include "store/commit_answer.h"
 #include "store/edit_blame.h"
 #include "store/edits.h"
 #include "store/given_nodes.h"
 #include "store/held_state.h"
-#include "store/image/image_draft.h"
 #include "store/image/image_text.h"
 #include "store/image/image_xml.h"
 #include "store/image_merge.h"
@@ -23,16 +21,16 @@
 #include "store/log/log_database.h"
 #include "store/log/snapshot_writer.h"
 #include "store/past.h"
+#include "store/publication.h"
 #include "store/reading/selection.h"
 #include "store/schema_support.h"
 #include "store/store_start.h"
 #include "store/tree_snapshot.h"
-#include "text/display.h"
+#include "store/waiting_commit.h"
 
 namespace nexa::store {
 namespace {
 
-constexpr char kAbandoned[] = "nobody waits for the commit any more";
 constexpr char kNoMemory[] = "out of memory";
 constexpr char kUnknownOutcome[] =
     "whether the commit is stored is not known until the log can be read again: ";
@@ -45,18 +43,15 @@ std::int64_t wall_clock() {
   return std::chrono::duration_cast<std::chrono::nanoseconds>(now).count();
 }
 
-// The end of the clock's range when that is nearer.
-std::int64_t time_after(std::int64_t time_ns, std::int64_t duration_ns) {
-  return duration_ns > std::numeric_limits<std::int64_t>::max() - time_ns
-             ? std::numeric_limits<std::int64_t>::max()
-             : time_ns + duration_ns;
-}
-
 class TreeStore : public ConfigStore {
  public:
   TreeStore(const TreeStoreOptions& options, std::unique_ptr<DataDirectory> directory,
             std::unique_ptr<CommitLog> log)
-      : options_(options), directory_(std::move(directory)), log_(std::move(log)), past_(*log_) {}
+      : options_(options),
+        directory_(std::move(directory)),
+        log_(std::move(log)),
+        past_(*log_),
+        waiting_(*log_) {}
   ~TreeStore() override;
   TreeStore(const TreeStore&) = delete;
   TreeStore& operator=(const TreeStore&) = delete;
@@ -64,7 +59,7 @@ class TreeStore : public ConfigStore {
   bool load(const std::string& file, std::vector<std::string>& notes, std::string& error);
 
   CommitResult commit(const CommitRequest& request) override;
-  std::shared_ptr<const Snapshot> snapshot() const override;
+  std::shared_ptr<const Snapshot> snapshot() const override { return publication_.current(); }
   std::shared_ptr<const StateTree> parse_state(std::string_view xml,
                                                std::string& error) const override {
     return parse_state_tree(xml, error);
@@ -76,7 +71,7 @@ class TreeStore : public ConfigStore {
   grpc::Status history(std::size_t limit, std::vector<CommitRecord>& out) const override;
   CommitResult rollback(std::uint64_t number, const std::string& author,
                         const Approve& approve) override;
-  std::optional<PendingCommit> pending() const override;
+  std::optional<PendingCommit> pending() const override { return waiting_.pending(); }
   grpc::Status replay(std::int64_t start_ns, std::int64_t end_ns,
                       const StepSink& each) const override {
     return past_.replay(start_ns, end_ns, each);
@@ -87,8 +82,10 @@ class TreeStore : public ConfigStore {
                       const Approve& approve) override;
   StoreHealth health() const override;
   void verified(std::uint64_t number, const std::string& violation) override;
-  std::shared_ptr<const Snapshot> watch(CommitWatcher& watcher) override;
-  void unwatch(CommitWatcher& watcher) override;
+  std::shared_ptr<const Snapshot> watch(CommitWatcher& watcher) override {
+    return publication_.watch(watcher);
+  }
+  void unwatch(CommitWatcher& watcher) override { publication_.unwatch(watcher); }
 
  private:
   // A transaction on its way.
@@ -108,27 +105,21 @@ class TreeStore : public ConfigStore {
   };
 
   bool make_ready(CommitResult& result);
-  bool is_free(CommitResult& result) const;
-  grpc::Status waiting(const std::string& id) const;
   CommitResult restore(std::uint64_t number, Transaction& transaction);
   CommitResult settle_pending(Transaction& transaction);
   bool settle(CommitResult& result);
-  bool apply(const CommitRequest& request, EditApplier& applier, CommitResult& result) const;
-  bool within_limits(const CommitRequest& request, const EditApplier& applier,
-                     CommitResult& result) const;
-  ImagePtr without_idle_modules(ImagePtr image) const;
   void run(const CommitRequest& request, Transaction& transaction);
   bool accept(Transaction& transaction, Judge::Verdict verdict);
   CommitResult finish(Transaction& transaction);
   CommitResult refuse(Transaction& transaction, StatusCode code, std::string text);
   void publish(const Transaction& transaction);
   std::optional<LogSnapshot> log_snapshot() const;
-  std::shared_ptr<const TreeSnapshot> current() const;
 
   const TreeStoreOptions options_;
   std::unique_ptr<DataDirectory> directory_;
   std::unique_ptr<CommitLog> log_;
   mutable Past past_;
+  WaitingCommit waiting_;  // changes it with `writer_`
   std::string schema_hash_;
 
   std::mutex writer_;  // holds for everything down to `last_time_ns_`
@@ -136,13 +127,7 @@ class TreeStore : public ConfigStore {
   std::optional<Transaction> unknown_;  // perhaps on the disk
   std::int64_t last_time_ns_ = 0;
 
-  std::mutex watching_;  // taken before `publication_`; a commit is published and told under it
-  std::vector<CommitWatcher*> watchers_;
-
-  mutable std::mutex publication_;  // holds for the rest down to `health_`
-  std::shared_ptr<const TreeSnapshot> current_;
-  StoreHealth health_;
-
+  Publication publication_;
   std::thread preparation_;                    // makes the judge's tree beside the first readers
   std::unique_ptr<SnapshotWriter> snapshots_;  // last: its thread ends first
 };
@@ -156,15 +141,17 @@ bool TreeStore::load(const std::string& file, std::vector<std::string>& notes, s
   schema_hash_ = loaded_schema_hash();
   StartState start;
   if (!start_state(*log_, file, judge_, start, notes, error)) return false;
-  current_ = std::make_shared<TreeSnapshot>(start.image, log_->head(), options_.mirror);
-  health_.violation = start.violation;
-  health_.deaths = judge_.deaths();
-  if (start.judged) health_.verified = log_->head();
+  StoreHealth health;
+  health.violation = start.violation;
+  health.deaths = judge_.deaths();
+  if (start.judged) health.verified = log_->head();
+  publication_.start(std::make_shared<TreeSnapshot>(start.image, log_->head(), options_.mirror),
+                     std::move(health));
   std::vector<CommitRecord> newest;
   if (log_->history(1, newest).ok() && !newest.empty()) last_time_ns_ = newest.front().time_ns;
   preparation_ = std::thread([this] {
     const std::lock_guard<std::mutex> lock(writer_);
-    judge_.stand_for(current()->root());
+    judge_.stand_for(publication_.current()->root());
   });
   snapshots_ = std::make_unique<SnapshotWriter>(
       *log_, LogLimits{options_.history_limit, options_.commits_per_snapshot},
@@ -172,34 +159,15 @@ bool TreeStore::load(const std::string& file, std::vector<std::string>& notes, s
   return true;
 }
 
-std::shared_ptr<const TreeSnapshot> TreeStore::current() const {
-  const std::lock_guard<std::mutex> lock(publication_);
-  return current_;
-}
-
-std::shared_ptr<const Snapshot> TreeStore::snapshot() const { return current(); }
-
 StoreHealth TreeStore::health() const {
-  StoreHealth health;
-  {
-    const std::lock_guard<std::mutex> lock(publication_);
-    health = health_;
-  }
+  StoreHealth health = publication_.health();
   health.writable = log_->writable();
   if (!health.writable) health.obstacle = log_->obstacle();
   return health;
 }
 
 void TreeStore::verified(std::uint64_t number, const std::string& violation) {
-  {
-    const std::lock_guard<std::mutex> lock(publication_);
-    if (violation.empty()) {
-      health_.verified = std::max(health_.verified, number);
-      if (number == current_->number()) health_.violation.clear();
-    } else if (number >= health_.verified) {
-      health_.violation = "commit " + std::to_string(number) + ": " + violation;
-    }
-  }
+  publication_.verified(number, violation);
   if (violation.empty()) log_->mark_judged(number);
 }
 
@@ -210,14 +178,13 @@ grpc::Status TreeStore::history(std::size_t limit, std::vector<CommitRecord>& ou
 }
 
 std::optional<LogSnapshot> TreeStore::log_snapshot() const {
-  const std::shared_ptr<const TreeSnapshot> snapshot = current();
+  const std::shared_ptr<const TreeSnapshot> snapshot = publication_.current();
   LogSnapshot made;
   made.number = snapshot->number();
   made.config = snapshot->xml();
   made.image = image_text(snapshot->root());
   made.schema_hash = schema_hash_;
-  const std::lock_guard<std::mutex> lock(publication_);
-  made.judged = health_.verified == made.number && health_.violation.empty();
+  made.judged = publication_.is_verified(made.number);
   return made;
 }
 
@@ -240,110 +207,22 @@ bool TreeStore::settle(CommitResult& result) {
 }
 
 bool TreeStore::make_ready(CommitResult& result) {
-  result.number = current()->number();
+  result.number = publication_.current()->number();
   if (!settle(result)) return false;
-  result.number = current()->number();
+  result.number = publication_.current()->number();
   return true;
-}
-
-bool TreeStore::within_limits(const CommitRequest& request, const EditApplier& applier,
-                              CommitResult& result) const {
-  std::size_t bytes = 0;
-  for (const Edit& edit : request.edits) bytes += edit.xml.size();
-  if (options_.max_bytes != 0 && bytes > options_.max_bytes) {
-    result.rule = std::to_string(bytes) + " bytes of configuration in one transaction, at most " +
-                  std::to_string(options_.max_bytes) + " are taken";
-  } else if (options_.max_nodes != 0 && applier.nodes() > options_.max_nodes) {
-    result.rule = std::to_string(applier.nodes()) + " nodes in one transaction, at most " +
-                  std::to_string(options_.max_nodes) + " are taken";
-  } else {
-    return true;
-  }
-  result.status = {StatusCode::RESOURCE_EXHAUSTED, result.rule};
-  return false;
-}
-
-bool TreeStore::apply(const CommitRequest& request, EditApplier& applier,
-                      CommitResult& result) const {
-  for (std::size_t i = 0; i < request.edits.size(); ++i) {
-    if (request.abandoned && request.abandoned()) {
-      result.status = {StatusCode::CANCELLED, kAbandoned};
-      return false;
-    }
-    if (auto refusal = applier.apply(request.edits[i])) {
-      const std::string place = refusal->path.empty() ? "" : refusal->path + ": ";
-      result.status = {refusal->code, place + refusal->rule};
-      result.edit = static_cast<int>(i);
-      result.path = std::move(refusal->path);
-      result.rule = std::move(refusal->rule);
-      return false;
-    }
-    if (!within_limits(request, applier, result)) return false;
-  }
-  return true;
-}
-
-// Of a module without configured data only standing defaults stay.
-ImagePtr TreeStore::without_idle_modules(ImagePtr image) const {
-  std::unordered_map<const lys_module*, bool> configured;
-  for (const ImageSlot& child : image->children()) {
-    configured[child->schema()->module] |= !child->is_default();
-  }
-  ImageSlot root = image;
-  for (const ImageSlot& child : image->children()) {
-    const lys_module* const module = child->schema()->module;
-    if (!configured[module] && !judge_.has_standing_defaults(module)) {
-      ImageDraft::remove(root, child->schema());
-    }
-  }
-  return ImagePtr::share(&root->inner());
-}
-
-// No other commit while one waits: taking it back would take the other back as well.
-bool TreeStore::is_free(CommitResult& result) const {
-  const std::optional<LogPending> pending = log_->pending();
-  if (!pending) return true;
-  result.status = {StatusCode::FAILED_PRECONDITION,
-                   "commit " + std::to_string(pending->number) + " waits for its confirmation as " +
-                       text::quoted(pending->id) + "; confirm or cancel it first"};
-  return false;
-}
-
-std::optional<PendingCommit> TreeStore::pending() const {
-  const std::optional<LogPending> pending = log_->pending();
-  if (!pending) return std::nullopt;
-  return PendingCommit{pending->id, pending->number, pending->base, pending->deadline_ns,
-                       std::chrono::nanoseconds(pending->duration_ns)};
-}
-
-grpc::Status TreeStore::waiting(const std::string& id) const {
-  const std::optional<LogPending> pending = log_->pending();
-  if (!pending) return {StatusCode::FAILED_PRECONDITION, kNothingWaits};
-  if (pending->id == id) return grpc::Status::OK;
-  return {StatusCode::INVALID_ARGUMENT, "the commit that waits for its confirmation is " +
-                                            text::quoted(pending->id) + ", not " +
-                                            text::quoted(id)};
 }
 
 grpc::Status TreeStore::confirm(const std::string& id) {
   const std::lock_guard<std::mutex> lock(writer_);
   CommitResult result;
-  if (!settle(result)) return result.status;
-  if (grpc::Status status = waiting(id); !status.ok()) return status;
-  const LogResult logged = log_->set_pending({PendingChange::Kind::kClear});
-  return logged.ok() ? grpc::Status::OK : grpc::Status(code_of(logged.code), logged.text);
+  return settle(result) ? waiting_.confirm(id) : result.status;
 }
 
 grpc::Status TreeStore::extend(const std::string& id, std::chrono::nanoseconds duration) {
   const std::lock_guard<std::mutex> lock(writer_);
   CommitResult result;
-  if (!settle(result)) return result.status;
-  if (grpc::Status status = waiting(id); !status.ok()) return status;
-  LogPending pending = *log_->pending();
-  pending.duration_ns = duration.count();
-  pending.deadline_ns = time_after(wall_clock(), pending.duration_ns);
-  const LogResult logged = log_->set_pending({PendingChange::Kind::kSet, pending});
-  return logged.ok() ? grpc::Status::OK : grpc::Status(code_of(logged.code), logged.text);
+  return settle(result) ? waiting_.extend(id, duration, wall_clock()) : result.status;
 }
 
 CommitResult TreeStore::cancel(const std::string& id, const std::string& author,
@@ -353,7 +232,7 @@ CommitResult TreeStore::cancel(const std::string& id, const std::string& author,
   CommitResult& result = transaction.result;
   if (!make_ready(result)) return result;
   const std::optional<LogPending> pending = log_->pending();
-  result.status = waiting(id.empty() && pending ? pending->id : id);
+  result.status = waiting_.has_name(id.empty() && pending ? pending->id : id);
   if (!result.status.ok()) return result;
   transaction.author = author;
   transaction.comment = "rollback to " + std::to_string(pending->base) + ": " + reason;
@@ -366,12 +245,10 @@ CommitResult TreeStore::cancel(const std::string& id, const std::string& author,
 CommitResult TreeStore::commit(const CommitRequest& request) {
   const std::lock_guard<std::mutex> lock(writer_);
   Transaction transaction;
-  if (!make_ready(transaction.result) || !is_free(transaction.result)) return transaction.result;
-  if (!request.confirm_id.empty()) {
-    transaction.pending = {PendingChange::Kind::kSet,
-                           {0, log_->head(), request.confirm_id, 0,
-                            static_cast<std::int64_t>(request.confirm_within.count())}};
-  }
+  if (!make_ready(transaction.result)) return transaction.result;
+  transaction.result.status = waiting_.is_free();
+  if (!transaction.result.status.ok()) return transaction.result;
+  if (!request.confirm_id.empty()) transaction.pending = waiting_.wait_for(request);
   transaction.edits = &request.edits;
   transaction.author = request.author;
   transaction.comment = request.comment;
@@ -386,11 +263,14 @@ CommitResult TreeStore::commit(const CommitRequest& request) {
 }
 
 void TreeStore::run(const CommitRequest& request, Transaction& transaction) {
-  const std::shared_ptr<const TreeSnapshot> standing = current();
+  const std::shared_ptr<const TreeSnapshot> standing = publication_.current();
   transaction.before = ImagePtr::share(&standing->root());
   EditApplier applier(transaction.before);
-  if (!apply(request, applier, transaction.result)) return;
-  const ImagePtr edited = without_idle_modules(applier.result());
+  const RequestLimits limits{options_.max_nodes, options_.max_bytes};
+  if (!apply_request(request, limits, applier, transaction.result)) return;
+  const ImagePtr edited = without_idle_modules(applier.result(), [this](const lys_module* module) {
+    return judge_.has_standing_defaults(module);
+  });
   const bool is_broken = !health().violation.empty();
   Judge::Verdict verdict = judge_.judge(transaction.before, edited,
                                         {applier.nodes(), applier.take_document()}, is_broken);
@@ -409,11 +289,7 @@ bool TreeStore::accept(Transaction& transaction, Judge::Verdict verdict) {
   CommitResult& result = transaction.result;
   using Kind = Judge::Verdict::Kind;
   transaction.whole = verdict.whole;
-  {
-    const std::lock_guard<std::mutex> lock(publication_);
-    health_.deaths = judge_.deaths();
-    if (verdict.whole) ++health_.whole;
-  }
+  publication_.judged(judge_.deaths(), verdict.whole);
   if (verdict.kind == Kind::kValid) {
     transaction.after = std::move(verdict.image);
     return true;
@@ -463,7 +339,7 @@ CommitResult TreeStore::restore(std::uint64_t number, Transaction& transaction) 
           "commit " + std::to_string(number) + " cannot be restored: " + error};
       return transaction.result;
     }
-    const std::shared_ptr<const TreeSnapshot> standing = current();
+    const std::shared_ptr<const TreeSnapshot> standing = publication_.current();
     transaction.before = ImagePtr::share(&standing->root());
     Judge::Verdict verdict =
         judge_.judge_whole(state.image, transaction.before.get(), *transaction.before);
@@ -484,8 +360,7 @@ CommitResult TreeStore::restore(std::uint64_t number, Transaction& transaction) 
 CommitResult TreeStore::settle_pending(Transaction& transaction) {
   judge_.take_back();
   if (!transaction.pending) return transaction.result;
-  const LogResult logged = log_->set_pending(*transaction.pending);
-  if (!logged.ok()) transaction.result.status = {code_of(logged.code), logged.text};
+  transaction.result.status = waiting_.write(*transaction.pending);
   return transaction.result;
 }
 
@@ -500,11 +375,7 @@ CommitResult TreeStore::finish(Transaction& transaction) {
   entry.effect = difference_text(*transaction.before, *transaction.after);
   const std::int64_t now = wall_clock();
   transaction.number = log_->head() + (entry.effect.empty() ? 0 : 1);
-  if (transaction.pending) {
-    LogPending& pending = transaction.pending->pending;
-    pending.number = transaction.number;
-    pending.deadline_ns = time_after(now, pending.duration_ns);
-  }
+  if (transaction.pending) WaitingCommit::set_out(*transaction.pending, transaction.number, now);
   if (entry.effect.empty()) return settle_pending(transaction);
   transaction.time_ns = std::max(now, last_time_ns_ + 1);
   if (transaction.approve != nullptr && *transaction.approve) {
@@ -546,33 +417,9 @@ CommitResult TreeStore::finish(Transaction& transaction) {
 
 void TreeStore::publish(const Transaction& transaction) {
   last_time_ns_ = transaction.time_ns;
-  auto snapshot =
-      std::make_shared<const TreeSnapshot>(transaction.after, transaction.number, options_.mirror);
-  const std::lock_guard<std::mutex> watching(watching_);
-  std::shared_ptr<const CommitStep> step;
-  if (!watchers_.empty()) {
-    step = std::make_shared<const CommitStep>(CommitStep{current(), snapshot, transaction.time_ns});
-  }
-  {
-    const std::lock_guard<std::mutex> lock(publication_);
-    current_.swap(snapshot);
-    if (transaction.whole) {
-      health_.violation.clear();
-      health_.verified = transaction.number;
-    }
-  }
-  for (CommitWatcher* const watcher : watchers_) watcher->committed(step);
-}
-
-std::shared_ptr<const Snapshot> TreeStore::watch(CommitWatcher& watcher) {
-  const std::lock_guard<std::mutex> lock(watching_);
-  watchers_.push_back(&watcher);
-  return current();
-}
-
-void TreeStore::unwatch(CommitWatcher& watcher) {
-  const std::lock_guard<std::mutex> lock(watching_);
-  std::erase(watchers_, &watcher);
+  publication_.publish(
+      std::make_shared<const TreeSnapshot>(transaction.after, transaction.number, options_.mirror),
+      transaction.time_ns, transaction.whole);
 }
 
 }  // namespace
