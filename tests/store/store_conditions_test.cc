@@ -1,0 +1,207 @@
+// Conditions that look far, at each other, or at what comes later.
+#include <ostream>
+
+#include "store_findings.h"
+
+namespace nexa_test::findings {
+namespace {
+
+using StoreConditions = StoreFindings;
+
+// The refused Set was judged over a tree in which the condition had taken its container out. The
+// tree that is made anew has it.
+TEST_F(StoreConditions, AConditionIsAskedAfterARefusalThatFollowsAStart) {
+  start(R"yang(container top { leaf f { type string; } container n { choice ch { case a {
+    container o { when "string-length(../../s:f) < 2"; leaf p { type string; }
+                  leaf q { type string; } } } } } })yang");
+  ASSERT_EQ(text(top("<n><o><p>1</p></o></n>")), "");
+  restart();
+  EXPECT_EQ(text(top("<n><o><q>1</q></o></n><f>long</f>")),
+            "/s:top/n/o: when \"string-length(../../s:f) < 2\"");
+  EXPECT_EQ(text(top("<f>long</f>")), "");
+  expect_json(R"({"s:top":{"f":"long"}})");
+}
+
+// libyang judges the musts of a module before it looks at the conditions of the next one.
+TEST_F(StoreConditions, AMustMayLookAtTheConditionalNodesOfALaterModule) {
+  const TempFolder modules;
+  modules.write("s.yang", module_of(R"yang(import t { prefix t; }
+    container top { leaf f { type string; must "/t:box/t:v or //s:f"; } })yang"));
+  modules.write("t.yang", R"yang(module t { namespace "urn:t"; prefix t;
+    container box { leaf on { type string; } leaf v { when "../t:on"; type string; } } })yang");
+  ASSERT_EQ(load_text(modules), "");
+  restart();
+  const Edit box = update("<box xmlns=\"urn:t\"><on>1</on><v>1</v></box>");
+  CommitRequest request;
+  request.edits = {top("<f>1</f>"), box};
+  EXPECT_EQ(store_->commit(request).status.error_message(), "");
+  expect_json(R"({"s:top":{"f":"1"},"t:box":{"on":"1","v":"1"}})");
+}
+
+// Nothing is configured; libyang divides by zero as soon as it makes the default.
+TEST_F(StoreConditions, AStartOutlivesTheConditionOfADefault) {
+  start(R"yang(container top { leaf n { type uint8; }
+    leaf d { when "1 mod ../s:n = 0"; type string; default "D"; } })yang");
+  ASSERT_NE(store_, nullptr);
+  expect_json("{}");
+}
+
+// For libyang the root is an ancestor of any name, and its text is that of all there is.
+TEST_F(StoreConditions, AMustThatAsksForTheTextOfItsAncestorsAtTheTop) {
+  start(R"yang(container top { leaf f { type string; } leaf g { type string; }
+    must "not(normalize-space(ancestor::*) = 'c')"; })yang");
+  ASSERT_EQ(text(top("<f>a</f><g>b</g>")), "");
+  EXPECT_EQ(commit(update("<top xmlns=\"urn:s\"><f/><g>c</g></top>")).error_code(),
+            grpc::StatusCode::FAILED_PRECONDITION);
+  expect_json(R"({"s:top":{"f":"a","g":"b"}})");
+}
+
+// libyang asks for the text of the empty anydata, which it dies of; the outer condition makes its
+// condition void.
+TEST_F(StoreConditions, AnOuterConditionAnswersWhereLibyangDiesOfAnInnerOne) {
+  start(R"yang(grouping g { anydata deep; }
+    list l { key "k"; leaf k { type string; }
+      container n { when "/s:l/s:k > 'c'"; uses g { when "current() = '2'"; } } })yang");
+  const Edit given = update("<l xmlns=\"urn:s\"><k>a</k><n><deep/></n></l>");
+  EXPECT_EQ(commit(given).error_code(), grpc::StatusCode::FAILED_PRECONDITION);
+  EXPECT_EQ(text(given), "/s:l[k='a']/n: when \"/s:l/s:k > 'c'\"");
+  EXPECT_EQ(store_->health().deaths, 2U);
+  expect_json("{}");
+}
+
+struct Way {
+  const char* name;
+  const char* condition;  // true when the leaf "flag" is "on"
+};
+
+void PrintTo(const Way& way, std::ostream* out) { *out << way.condition; }
+
+class StoreConditionsWay : public StoreFindings, public testing::WithParamInterface<Way> {
+ protected:
+  std::string body(const std::string& node) const {
+    return "container top { leaf first { type string; }\n" + node +
+           "leaf flag { type string; } leaf ref { type leafref { path \"../flag\"; } } }\n";
+  }
+  std::string when() const { return "when \"" + std::string(GetParam().condition) + "\"; "; }
+};
+
+TEST_P(StoreConditionsWay, ThatBecomesTrueBringsTheDefault) {
+  start(body("leaf d { " + when() + " type string; default \"x\"; }"));
+  ASSERT_EQ(text(top("<first>1</first>")), "");
+  ASSERT_EQ(text(top("<flag>on</flag><ref>on</ref>")), "");
+  expect_json(R"({"s:top":{"first":"1","d":"x","flag":"on","ref":"on"}})");
+  ASSERT_EQ(text(top("<flag>off</flag><ref>off</ref>")), "");
+  expect_json(R"({"s:top":{"first":"1","flag":"off","ref":"off"}})");
+}
+
+TEST_P(StoreConditionsWay, ThatBecomesTrueAsksForTheMandatoryLeaf) {
+  start(body("leaf d { " + when() + " type string; mandatory true; }"));
+  ASSERT_EQ(text(top("<first>1</first>")), "");
+  EXPECT_EQ(commit(top("<flag>on</flag><ref>on</ref>")).error_code(),
+            grpc::StatusCode::FAILED_PRECONDITION);
+  expect_json(R"({"s:top":{"first":"1"}})");
+  EXPECT_EQ(text(top("<d>y</d><flag>on</flag><ref>on</ref>")), "");
+}
+
+TEST_P(StoreConditionsWay, ThatBecomesTrueAsksForTheEntries) {
+  start(body("leaf-list d { " + when() + " type string; min-elements 1; }"));
+  ASSERT_EQ(text(top("<first>1</first>")), "");
+  EXPECT_EQ(commit(top("<flag>on</flag><ref>on</ref>")).error_code(),
+            grpc::StatusCode::FAILED_PRECONDITION);
+  expect_json(R"({"s:top":{"first":"1"}})");
+}
+
+TEST_P(StoreConditionsWay, ThatBecomesTrueAsksForTheMandatoryChoice) {
+  // The context of a choice's condition is the container around it.
+  const bool from_child = GetParam().name == std::string("Axis");
+  const std::string condition = from_child ? "when \"descendant::s:flag = 'on'\"; " : when();
+  start(body("choice d { " + condition +
+             "mandatory true; leaf d1 { type string; } leaf d2 { type string; } }"));
+  EXPECT_EQ(commit(top("<flag>on</flag><ref>on</ref>")).error_code(),
+            grpc::StatusCode::FAILED_PRECONDITION);
+  EXPECT_EQ(text(top("<d2>y</d2><flag>on</flag><ref>on</ref>")), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Ways, StoreConditionsWay,
+                         testing::Values(Way{"Everywhere", "//s:flag = 'on'"},
+                                         Way{"Axis", "ancestor::s:top/child::s:flag = 'on'"},
+                                         Way{"Descendants", "/descendant::s:flag = 'on'"},
+                                         Way{"Deref", "deref(/s:top/s:ref) = 'on'"}),
+                         [](const testing::TestParamInfo<Way>& way) {
+                           return std::string(way.param.name);
+                         });
+
+TEST_F(StoreConditions, DefaultWhoseWhenAsksForAnotherDefault) {
+  start(R"yang(container top { leaf on { type string; }
+    leaf b { when "../a"; type string; default "2"; }
+    leaf a { when "../on"; type string; default "1"; }
+    leaf c { when "../b"; type string; default "3"; } })yang");
+  EXPECT_EQ(json(), "{}");
+  ASSERT_EQ(text(top("<on>x</on>")), "");
+  expect_json(R"({"s:top":{"on":"x","b":"2","a":"1","c":"3"}})");
+  ASSERT_EQ(text(drop("/s:top/on")), "");
+  expect_json("{}");
+}
+
+TEST_F(StoreConditions, DefaultWhoseWhenDeniesAnotherDefault) {
+  start(R"yang(container top { leaf on { type string; }
+    leaf b { when "not(../a)"; type string; default "2"; }
+    leaf a { when "../on"; type string; default "1"; } })yang");
+  EXPECT_EQ(json(), R"({"s:top":{"b":"2"}})");
+  ASSERT_EQ(text(top("<on>x</on>")), "");
+  expect_json(R"({"s:top":{"on":"x","a":"1"}})");
+  ASSERT_EQ(text(drop("/s:top/on")), "");
+  expect_json(R"({"s:top":{"b":"2"}})");
+}
+
+// libyang waits for ever for the outcome of a condition that looks at its own node, and then takes
+// the node as it is.
+TEST_F(StoreConditions, WhenThatLooksAtItsOwnNodeOnTheWay) {
+  start(R"yang(container top { leaf a { type string; } leaf f { type string; }
+      uses g { when "self::s:top//s:f = 'x'"; } }
+    grouping g { list l { key k; leaf k { type string; } } })yang");
+  EXPECT_FALSE(commit(top("<l><k>1</k></l>")).ok());
+  expect_json("{}");
+  EXPECT_EQ(text(top("<f>x</f><l><k>1</k></l>")), "");
+  expect_json(R"({"s:top":{"f":"x","l":[{"k":"1"}]}})");
+}
+
+// A name that the schema does not have selects nothing, which is false.
+TEST_F(StoreConditions, WhenOverANameThatTheSchemaDoesNotHave) {
+  const char* const conditions[] = {
+      "/s:top/s:none = 'x'",          "//s:none = 'x'",
+      "/s:top//s:none = 'x'",         "ancestor-or-self::s:top//s:none >= 'a'",
+      "string(/s:top//s:none) = 'x'", "../s:none"};
+  std::string body;
+  for (int i = 0; i < 6; ++i) {
+    const std::string number = std::to_string(i);
+    body +=
+        "list l" + number + " { when \"" + conditions[i] + "\"; key k; leaf k { type string; } }\n";
+  }
+  start("container top { leaf a { type string; } " + body + "}");
+  for (int i = 0; i < 6; ++i) {
+    const std::string name = "l" + std::to_string(i);
+    EXPECT_FALSE(commit(top("<" + name + "><k>1</k></" + name + ">")).ok()) << conditions[i];
+  }
+  expect_json("{}");
+}
+
+// The one is there while the other is not, the other while the one is: RFC 7950 knows no answer,
+// and looking for one ends. The schema does not tell, because both look at the text of what they
+// stand in.
+TEST_F(StoreConditions, ThatTurnEachOtherRoundForEver) {
+  start(R"yang(container top { leaf on { type string; } leaf-list other { type uint8; }
+    leaf a { when "../on and not(contains(string(..), 'B'))"; type string; default "A"; }
+    leaf b { when "contains(string(..), 'A')"; type string; default "B"; } })yang");
+  EXPECT_EQ(text(top("<other>1</other><other>2</other><other>3</other>")), "");
+  const std::string before = json();
+  EXPECT_EQ(text(top("<on>x</on>")), "");
+  const std::string during = json();
+  EXPECT_NE(during, before);
+  expect_json(during);
+  EXPECT_EQ(text(drop("/s:top/on")), "");
+  expect_json(before);
+}
+
+}  // namespace
+}  // namespace nexa_test::findings
