@@ -168,7 +168,7 @@ std::string write_files(const fs::path& directory, const std::vector<NewFile>& f
   for (const NewFile& file : files) {
     const fs::path path = directory / file.name;
     if (write_file(path, file)) continue;
-    const std::string error = path.string() + ": " + system_text();
+    std::string error = path.string() + ": " + system_text();
     for (const NewFile& made : files) fs::remove(directory / made.name, fault);
     fs::remove(directory / "tls", fault);
     return error;

@@ -5,45 +5,14 @@ module can be had; otherwise the tests are skipped and say why.
 """
 
 import json
-import os
-import shutil
 import subprocess
 import unittest
 
-from kit import report
+from kit import clients, report
 from kit.case import ServerCase
 from kit.certificates import Authority
 
-MODULE = "github.com/openconfig/gnmic@v0.38.2"
 PATH = "/test-rules:rules"
-
-
-def find_gnmic():
-    """The program, or raises SkipTest with the reason."""
-    found = shutil.which("gnmic")
-    if found:
-        return found
-    go = shutil.which("go") or shutil.which("go", path="/usr/local/go/bin")
-    if not go:
-        raise unittest.SkipTest("gnmic is not in PATH, and there is no go to build it")
-    folder = os.path.join(os.environ["NEXA_BUILD_DIR"], "gnmic")
-    program = os.path.join(folder, "gnmic")
-    if not os.path.exists(program):
-        try:
-            ran = subprocess.run(
-                [go, "install", MODULE],
-                capture_output=True,
-                text=True,
-                timeout=240,
-                env={**os.environ, "GOBIN": folder, "GOFLAGS": "-modcacherw"},
-            )
-        except subprocess.TimeoutExpired:
-            raise unittest.SkipTest("gnmic could not be built: go install took too long") from None
-        if ran.returncode != 0:
-            raise unittest.SkipTest(
-                "gnmic could not be built: " + " ".join(ran.stderr.split())[-300:]
-            )
-    return program
 
 
 class Gnmic:
@@ -53,7 +22,7 @@ class Gnmic:
 
     @classmethod
     def setUpClass(cls):
-        cls.gnmic = find_gnmic()
+        cls.gnmic = clients.find_go_program("gnmic")
         super().setUpClass()
 
     def run_gnmic(self, *words, timeout=30, expect=0):

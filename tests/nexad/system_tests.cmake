@@ -38,6 +38,8 @@ foreach(file IN LISTS files)
   set_tests_properties(${name} PROPERTIES
     ENVIRONMENT "${environment};NEXA_TEST_NAME=${name}" TIMEOUT 600)
 endforeach()
+# The first time it makes the clients ready.
+set_tests_properties(nexad_clients PROPERTIES TIMEOUT 1500 COST 500)
 # The long ones: started first, and alone where they use both cores themselves.
 set_tests_properties(nexad_crash PROPERTIES TIMEOUT 5400 COST 1000 PROCESSORS 2)
 # It measures how long others wait and how much memory there is.
