@@ -57,7 +57,8 @@ def bash(program):
         "  local command= words= files= i",
         "  COMPREPLY=()",
         "  for ((i = 1; i < COMP_CWORD; i++)); do",
-        f'    case " {commands} " in *" ${{COMP_WORDS[i]}} "*) command=${{COMP_WORDS[i]}}; break ;; esac',
+        f'    case " {commands} " in *" ${{COMP_WORDS[i]}} "*)',
+        "      command=${COMP_WORDS[i]}; break ;; esac",
         "  done",
         '  case "$command" in',
     ]
@@ -86,7 +87,8 @@ def _quoted(text):
 
 
 def _zsh_value(option):
-    actions = {"choice": f"({' '.join(option.choices)})", "folder": "_directories", "file": "_files"}
+    choices = f"({' '.join(option.choices)})"
+    actions = {"choice": choices, "folder": "_directories", "file": "_files"}
     name = option.names[0] if option.positional else option.value or option.name
     return f":{_quoted(name)}:{actions.get(_kind(option), ' ')}"
 

@@ -4,9 +4,9 @@ A page begins with a comment that says what it is:
 
     <!-- man NAME SECTION: one line about it -->
 
-Headings, paragraphs, lists, tables, indented and fenced code, `code`, *emphasis* and links are known. A
-table becomes a list of tagged paragraphs: the first cell is the tag. A line "@options@" stands for the
-options of the program, "@commands@" for its commands with theirs.
+Headings, paragraphs, lists, tables, indented and fenced code, `code`, *emphasis* and links are known.
+A table becomes a list of tagged paragraphs: the first cell is the tag. A line "@options@" stands for
+the options of the program, "@commands@" for its commands with theirs.
 """
 
 import re
@@ -186,16 +186,16 @@ class Page:
         for command in self._program.commands:
             words = [f"{self._program.name} {command.name}", "[OPTIONS]"]
             words += [option.name for option in command.positionals]
-            self._add(
-                ".SS " + escaped(" ".join(words)), *filled(escaped(command.about or command.summary))
-            )
+            about = escaped(command.about or command.summary)
+            self._add(".SS " + escaped(" ".join(words)), *filled(about))
             for option in command.positionals + command.flags:
                 self._add(*self._option(option))
             self._footer(command.footer)
 
     def _option(self, option):
         names = ", ".join(f"\\fB{escaped(name)}\\fR" for name in option.names)
-        value = f" \\fI{escaped(option.value)}\\fR" if option.value and not option.positional else ""
+        has_value = option.value and not option.positional
+        value = f" \\fI{escaped(option.value)}\\fR" if has_value else ""
         text = escaped(option.help)
         more = []
         if option.required and not option.positional:

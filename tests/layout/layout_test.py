@@ -115,6 +115,16 @@ class CommentsTest(unittest.TestCase):
 
 
 class DocumentsTest(unittest.TestCase):
+    def test_links_lead_somewhere(self):
+        lost, found = [], 0
+        for path in [ROOT / "README.md", *sorted((ROOT / "docs").rglob("*.md"))]:
+            for target in re.findall(r"\]\(([^)#:]+)(?:#[^)]*)?\)", path.read_text()):
+                found += 1
+                if not (path.parent / target).exists():
+                    lost.append(f"{path.relative_to(ROOT)}: {target}")
+        self.assertEqual(lost, [])
+        self.assertGreater(found, 20)
+
     def test_the_librarys_page_shows_the_file_that_runs(self):
         code = (ROOT / "apps/nexa/raw_convert.cc").read_text()
         page = (ROOT / "docs/library.md").read_text()

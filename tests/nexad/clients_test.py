@@ -1,7 +1,7 @@
 """docs/clients.md: each line runs as it stands there, where the client can be had.
 
-A client is taken from PATH, or made ready in the build directory: gnmic, gnmi_cli and grpcurl by go, pygnmi
-by pip in an environment of its own. Without one its tests are skipped and say why.
+A client is taken from PATH, or made ready in the build directory: gnmic, gnmi_cli and grpcurl by
+go, pygnmi by pip in an environment of its own. Without one its tests are skipped and say why.
 """
 
 import os
@@ -91,7 +91,8 @@ class Way(ServerCase):
             timeout=60,
         ).stdout.strip()
         users = cls.write("users", f"alice:read-write:{hashed}\noperator:read-only:*\n", 0o600)
-        tls = ["--tls-cert", cls.path("tls/server.pem"), "--tls-key", cls.path("tls/server-key.pem")]
+        cert, key = cls.path("tls/server.pem"), cls.path("tls/server-key.pem")
+        tls = ["--tls-cert", cert, "--tls-key", key]
         cls.flags = {
             "Plain": ["--insecure"],
             "TLS and users": [*tls, "--users", users],

@@ -6,7 +6,6 @@ module can be had; otherwise the tests are skipped and say why.
 
 import json
 import subprocess
-import unittest
 
 from kit import clients, report
 from kit.case import ServerCase

@@ -148,7 +148,8 @@ class Pages(unittest.TestCase):
         self.lint("mandoc", "-Tlint")
 
     def test_text_is_never_a_request(self):
-        page = roff.Page().render("<!-- man x 1: y -->\n## A\n\n.so /etc/passwd\n\n    'br\n", "v", 0)
+        text = "<!-- man x 1: y -->\n## A\n\n.so /etc/passwd\n\n    'br\n"
+        page = roff.Page().render(text, "v", 0)
         for line in page.splitlines():
             self.assertNotRegex(line, r"^(\.so|'br)")
         self.assertIn("\\&.so /etc/passwd", page)

@@ -1,7 +1,7 @@
 """Other people's gNMI clients: from PATH, or made ready in the build directory.
 
-A function below returns what runs a block of docs/clients.md: of its language, its text and a folder it makes
-the words of a command and the environment.
+A function below returns what runs a block of docs/clients.md: of its language, its text and a folder
+it makes the words of a command and the environment.
 """
 
 import functools
