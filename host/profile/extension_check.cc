@@ -32,8 +32,17 @@ const char* text_of(gnmi_ext::Extension::ExtCase extension) {
 // device profile serves none of them.
 bool is_served(Profile profile, Rpc rpc, gnmi_ext::Extension::ExtCase extension) {
   if (profile == Profile::kDevice) return false;
-  return (extension == gnmi_ext::Extension::kCommit && rpc == Rpc::kSet) ||
-         (extension == gnmi_ext::Extension::kHistory && rpc == Rpc::kSubscribe);
+  switch (extension) {
+    case gnmi_ext::Extension::kCommit:
+      return rpc == Rpc::kSet;
+    case gnmi_ext::Extension::kDepth:
+      return rpc == Rpc::kGet || rpc == Rpc::kSubscribe;
+    case gnmi_ext::Extension::kHistory:
+    case gnmi_ext::Extension::kConfigSubscription:
+      return rpc == Rpc::kSubscribe;
+    default:
+      return false;
+  }
 }
 
 }  // namespace

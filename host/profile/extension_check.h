@@ -9,7 +9,7 @@
 
 namespace nexa::profile {
 
-enum class Rpc : std::uint8_t { kGet, kSet, kSubscribe };
+enum class Rpc : std::uint8_t { kCapabilities, kGet, kSet, kSubscribe };
 
 // UNIMPLEMENTED for a known extension that changes what the request means and that this call does
 // not serve; the place is its field. Unknown ones are passed over.

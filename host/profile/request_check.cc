@@ -182,6 +182,12 @@ RequestVerdict check_update(Profile profile, RequestType type, const gnmi::Path&
   return {};
 }
 
+// The device answers whatever extensions there are.
+RequestVerdict check_capabilities(Profile profile, const gnmi::CapabilityRequest& request) {
+  if (profile == Profile::kDevice) return {};
+  return check_extensions(profile, Rpc::kCapabilities, request.extension());
+}
+
 RequestVerdict check_get(Profile profile, gnmi::GetRequest& request) {
   grpc::Status status = check_get_options(profile, request);
   if (!status.ok()) return {status, {}};

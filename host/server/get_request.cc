@@ -10,6 +10,7 @@
 #include "profile/request_check.h"
 #include "server/get_answer.h"
 #include "server/messages.h"
+#include "server/reading_extensions.h"
 #include "server/request_rules.h"
 #include "telemetry/answer_paths.h"
 
@@ -35,13 +36,18 @@ std::string place_of(int index) { return "path[" + std::to_string(index) + "]"; 
 struct Question {
   std::vector<model::Target> targets;
   std::shared_ptr<const model::ModelSet> models;
+  std::uint32_t depth = 0;
 };
 
 class Reader {
  public:
   Reader(const gnmi::GetRequest& request, const store::Snapshot& snapshot,
-         const store::StateTree* state, std::shared_ptr<const model::ModelSet> models)
-      : request_(request), snapshot_(snapshot), state_(state), models_(std::move(models)) {}
+         const store::StateTree* state, const Question& question)
+      : request_(request),
+        snapshot_(snapshot),
+        state_(state),
+        models_(question.models),
+        depth_(question.depth) {}
 
   // Adds what the target of a path names.
   grpc::Status read(int index, model::Target target, GetAnswer& answer) const;
@@ -51,6 +57,7 @@ class Reader {
   const store::Snapshot& snapshot_;
   const store::StateTree* state_;
   const std::shared_ptr<const model::ModelSet> models_;
+  const std::uint32_t depth_;
   const std::int64_t timestamp_ = ServiceRpcMsgHelpers::get_timestamp();  // the snapshot's
 };
 
@@ -61,6 +68,7 @@ grpc::Status Reader::read(int index, model::Target target, GetAnswer& answer) co
   query.part = part_of(request_.type());
   query.encoding = request_.encoding();
   query.models = models_;
+  query.depth = depth_;
   // Each notification repeats the prefix, which may hold a long target.
   answer.begin(request_.prefix().ByteSizeLong());
   grpc::Status status =
@@ -108,7 +116,7 @@ grpc::Status check(const GetParts& parts, gnmi::GetRequest& request, Question& q
   auto used = model::ModelSet::of(request.use_models(), models.supported_models());
   if (!used.ok()) return used.refusal().status();
   question.models = std::move(used.value());
-  return grpc::Status::OK;
+  return read_depth(request.extension(), question.depth);
 }
 
 }  // namespace
@@ -125,7 +133,7 @@ grpc::Status serve_get(const GetParts& parts, const gnmi::GetRequest& request,
     if (!status.ok()) return status;
   }
   const std::shared_ptr<const store::Snapshot> snapshot = parts.store.snapshot();
-  const Reader reader(checked, *snapshot, state.get(), std::move(question.models));
+  const Reader reader(checked, *snapshot, state.get(), question);
   const telemetry::AnswerPrefix prefix(checked.prefix(), checked.has_prefix());
   GetAnswer written(prefix, parts.limits.max_answer_bytes);
   for (int index = 0; index < checked.path_size(); ++index) {

@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "profile/request_check.h"
 #include "server/get_request.h"
 #include "server/messages.h"
 #include "server/raw_methods.h"
@@ -88,8 +89,11 @@ grpc::Status Service::serve_capabilities(UnaryCall& call, grpc::ByteBuffer& answ
   gnmi::CapabilityRequest request;
   grpc::Status status = call.request(request);
   if (!status.ok()) return status;
+  const profile::Profile profile = core_.options.profile;
+  status = profile::check_capabilities(profile, request).status;
+  if (!status.ok()) return status;
   gnmi::CapabilityResponse response;
-  fill_capabilities(core_.parts.models, core_.options.profile, response);
+  fill_capabilities(core_.parts.models, profile, response);
   return write_answer(response, answer);
 }
 

@@ -3,56 +3,16 @@
 
 #include <algorithm>
 #include <chrono>
-#include <optional>
 #include <string>
 #include <utility>
 
 #include "model/model_set.h"
 #include "profile/request_check.h"
+#include "server/reading_extensions.h"
 #include "server/request_rules.h"
 
 namespace nexa::server {
 namespace {
-
-constexpr char kTwoHistories[] = "Extension history is given twice";
-constexpr char kNoHistoryRequest[] = "Extension history without a snapshot_time or a range";
-constexpr char kSnapshotIsOnce[] = "Extension history: a snapshot_time needs mode ONCE";
-constexpr char kRangeIsStream[] = "Extension history: a range needs mode STREAM";
-constexpr char kRangeBackwards[] = "Extension history: the range ends before it starts";
-constexpr char kFuture[] = "Extension history: times in the future are not waited for";
-
-grpc::Status invalid(const char* text) { return {grpc::StatusCode::INVALID_ARGUMENT, text}; }
-
-// The time of the snapshot is in it, that of a range's end is not.
-grpc::Status read_history(const gnmi_ext::History& asked, gnmi::SubscriptionList::Mode mode,
-                          telemetry::History& history) {
-  const auto now = std::chrono::nanoseconds(std::chrono::system_clock::now().time_since_epoch());
-  if (asked.has_snapshot_time()) {
-    if (mode != gnmi::SubscriptionList::ONCE) return invalid(kSnapshotIsOnce);
-    if (asked.snapshot_time() > now.count()) return {grpc::StatusCode::UNIMPLEMENTED, kFuture};
-    history = {asked.snapshot_time() + 1, asked.snapshot_time() + 1};
-    return grpc::Status::OK;
-  }
-  if (!asked.has_range()) return invalid(kNoHistoryRequest);
-  if (mode != gnmi::SubscriptionList::STREAM) return invalid(kRangeIsStream);
-  if (asked.range().start() > asked.range().end()) return invalid(kRangeBackwards);
-  if (asked.range().end() > now.count()) return {grpc::StatusCode::UNIMPLEMENTED, kFuture};
-  history = {asked.range().start(), asked.range().end()};
-  return grpc::Status::OK;
-}
-
-grpc::Status read_history(const gnmi::SubscribeRequest& request,
-                          std::optional<telemetry::History>& history) {
-  history.reset();
-  for (const gnmi_ext::Extension& extension : request.extension()) {
-    if (!extension.has_history()) continue;
-    if (history) return invalid(kTwoHistories);
-    grpc::Status status =
-        read_history(extension.history(), request.subscribe().mode(), history.emplace());
-    if (!status.ok()) return status;
-  }
-  return grpc::Status::OK;
-}
 
 // Whatever the options say: an interval of nought has no next time.
 std::chrono::nanoseconds interval_of(std::chrono::nanoseconds asked) {
@@ -79,7 +39,7 @@ grpc::Status plan_stream(const SubscribeParts& parts, const gnmi::SubscribeReque
   }
   grpc::Status status = profile::check_subscribe(parts.profile, request).status;
   if (!status.ok()) return status;
-  status = read_history(request, plan.history);
+  status = read_extensions(request, plan);
   if (!status.ok()) return status;
   telemetry::PlanLimits limits = plan_limits(parts.limits);
   const gnmi::CapabilityResponse none;

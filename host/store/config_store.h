@@ -127,6 +127,9 @@ struct Query {
   gnmi::Encoding encoding = gnmi::JSON_IETF;
   std::shared_ptr<const model::ModelSet> models;  // which nodes and identities there are; null: all
   LeafFilter wanted;  // Form::kLeaves: which leaves are given; empty: all of them
+  // How many levels below the nodes of the path are shown: with 1 their leaves and leaf-lists, with
+  // 2 those of their containers and entries as well. 0: all levels. Anydata count as leaves.
+  std::uint32_t depth = 0;
 };
 
 // The configuration as one commit left it; unchanged while it is held, by any number of threads and
@@ -180,6 +183,9 @@ struct CommitStep {
   std::shared_ptr<const Snapshot> before;
   std::shared_ptr<const Snapshot> after;
   std::int64_t time_ns = 0;  // since the Unix epoch
+  // The client's name for a commit that waits for its confirmation, and for the one that takes it
+  // back. Empty for others, and in replay(): the log keeps no names of commits that wait no more.
+  std::string confirm_id{};
 };
 using StepSink = std::function<bool(const CommitStep& step)>;
 

@@ -42,18 +42,18 @@ bool Publication::is_verified(std::uint64_t number) const {
   return health_.verified == number && health_.violation.empty();
 }
 
-void Publication::publish(std::shared_ptr<const TreeSnapshot> snapshot, std::int64_t time_ns,
-                          bool whole) {
+void Publication::publish(std::shared_ptr<const TreeSnapshot> snapshot, const Commit& commit) {
   const std::lock_guard<std::mutex> watching(watching_);
   std::shared_ptr<const CommitStep> step;
   if (!watchers_.empty()) {
-    step = std::make_shared<const CommitStep>(CommitStep{current(), snapshot, time_ns});
+    step = std::make_shared<const CommitStep>(
+        CommitStep{current(), snapshot, commit.time_ns, commit.confirm_id});
   }
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     const std::uint64_t number = snapshot->number();
     current_.swap(snapshot);
-    if (whole) {
+    if (commit.whole) {
       health_.violation.clear();
       health_.verified = number;
     }

@@ -33,9 +33,15 @@ class Publication {
   // Whether the configuration after this commit is known to be valid as a whole.
   bool is_verified(std::uint64_t number) const;
 
-  // A commit that is durable becomes visible, and watchers hear of it. `whole`: it was judged
-  // whole.
-  void publish(std::shared_ptr<const TreeSnapshot> snapshot, std::int64_t time_ns, bool whole);
+  // What is known of a commit beside what it left.
+  struct Commit {
+    std::int64_t time_ns = 0;
+    std::string confirm_id;  // of the commit that waits or waited
+    bool whole = false;      // every rule was asked
+  };
+
+  // A commit that is durable becomes visible, and watchers hear of it.
+  void publish(std::shared_ptr<const TreeSnapshot> snapshot, const Commit& commit);
 
   // ConfigStore::watch() and unwatch().
   std::shared_ptr<const Snapshot> watch(CommitWatcher& watcher);

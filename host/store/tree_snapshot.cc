@@ -31,10 +31,13 @@ const ImageInner* top_of(const StateTree* state) {
 }
 
 ValueForm form_of(const Query& query, DataPart part) {
-  return {part, query.encoding,
+  return {part,
+          query.encoding,
           query.target.path.elem().empty() ? query.encoding != gnmi::JSON
                                            : query.target.qualifies_names(),
-          query.models.get(), &query.wanted};
+          query.models.get(),
+          &query.wanted,
+          query.depth};
 }
 
 bool is_identity(const lysc_node& list, const std::string& key) {

@@ -99,6 +99,7 @@ class TreeStore : public ConfigStore {
     const Approve* approve = nullptr;
     bool may_be_refused = true;            // the verdict of `approve` counts
     std::optional<PendingChange> pending;  // what becomes of the commit that waits
+    std::string confirm_id;                // of the commit that waits or waited
     CommitResult result;
     std::uint64_t number = 0;
     std::int64_t time_ns = 0;
@@ -239,6 +240,7 @@ CommitResult TreeStore::cancel(const std::string& id, const std::string& author,
   transaction.approve = &approve;
   transaction.may_be_refused = false;
   transaction.pending = {PendingChange::Kind::kClear};
+  transaction.confirm_id = pending->id;
   return restore(pending->base, transaction);
 }
 
@@ -248,7 +250,10 @@ CommitResult TreeStore::commit(const CommitRequest& request) {
   if (!make_ready(transaction.result)) return transaction.result;
   transaction.result.status = waiting_.is_free();
   if (!transaction.result.status.ok()) return transaction.result;
-  if (!request.confirm_id.empty()) transaction.pending = waiting_.wait_for(request);
+  if (!request.confirm_id.empty()) {
+    transaction.pending = waiting_.wait_for(request);
+    transaction.confirm_id = request.confirm_id;
+  }
   transaction.edits = &request.edits;
   transaction.author = request.author;
   transaction.comment = request.comment;
@@ -324,7 +329,10 @@ CommitResult TreeStore::rollback(std::uint64_t number, const std::string& author
   transaction.author = author;
   transaction.comment = "rollback to " + std::to_string(number);
   transaction.approve = &approve;
-  if (log_->pending()) transaction.pending = {PendingChange::Kind::kClear};
+  if (const std::optional<LogPending> pending = log_->pending()) {
+    transaction.pending = {PendingChange::Kind::kClear};
+    transaction.confirm_id = pending->id;
+  }
   return restore(number, transaction);
 }
 
@@ -419,7 +427,7 @@ void TreeStore::publish(const Transaction& transaction) {
   last_time_ns_ = transaction.time_ns;
   publication_.publish(
       std::make_shared<const TreeSnapshot>(transaction.after, transaction.number, options_.mirror),
-      transaction.time_ns, transaction.whole);
+      {transaction.time_ns, transaction.confirm_id, transaction.whole});
 }
 
 }  // namespace

@@ -81,6 +81,17 @@ void SamplePage::add_sync() {
   sync.bytes = sync.response.ByteSizeLong();
 }
 
+void SamplePage::add_commit_done(std::uint64_t number, const std::string& confirm_id) {
+  close();
+  QueuedMessage& message = messages_.emplace_back();
+  gnmi_ext::ConfigSubscriptionSyncDone& done =
+      *message.response.add_extension()->mutable_config_subscription()->mutable_sync_done();
+  done.set_server_commit_id(std::to_string(number));
+  done.set_commit_confirm_id(confirm_id);
+  done.set_done(true);
+  message.bytes = message.response.ByteSizeLong();
+}
+
 void SamplePage::add_leaf(const Subscription& subscription, gnmi::Path& path,
                           gnmi::TypedValue& value, std::uint32_t duplicates) {
   gnmi::Update& update = *notification_for(subscription, path).add_update();

@@ -47,6 +47,9 @@ class SamplePage {
 
   void add_sync();
 
+  // All of a commit was given (config_subscription extension).
+  void add_commit_done(std::uint64_t number, const std::string& confirm_id);
+
   // Ends the last message. The page is empty afterwards.
   std::deque<QueuedMessage> take();
 

@@ -96,12 +96,16 @@ void Stream::collect_commits(MonotonicTime now, bool is_behind) {
       });
   std::shared_ptr<const store::Snapshot> as_of;
   if (beats) as_of = sources_.feed.current();
+  std::shared_ptr<const store::CommitStep> last;
   for (const TouchedStep& touched : backlog_->take()) {
+    if (last != nullptr && last != touched.step && !is_behind) add_commit_done(*last);
     if (as_of && touched.step->after->number() > as_of->number()) {
       collect_heartbeats(now, std::exchange(as_of, nullptr));
     }
     add_commit(touched, is_behind);
+    last = touched.step;
   }
+  if (last != nullptr) add_commit_done(*last);
   if (as_of) collect_heartbeats(now, as_of);
 }
 
@@ -143,7 +147,8 @@ void Stream::add_commit(const TouchedStep& touched, bool merges) {
   const store::CommitStep& step = *touched.step;
   if (merges) {
     const auto last = std::find_if(tasks_.rbegin(), tasks_.rend(), [&](const Task& task) {
-      return task.subscription == touched.subscription && task.kind != TaskKind::kSync;
+      return task.subscription == touched.subscription && task.kind != TaskKind::kSync &&
+             task.kind != TaskKind::kCommitDone;
     });
     if (last != tasks_.rend() && last->kind == TaskKind::kCommit) {
       if (!last->is_merged) count_values({last->since, last->snapshot, 0}, *last);
@@ -158,6 +163,14 @@ void Stream::add_commit(const TouchedStep& touched, bool merges) {
   task.since = step.before;
   task.snapshot = step.after;
   task.time_ns = step.time_ns;
+}
+
+// Commits that became one end together.
+void Stream::add_commit_done(const store::CommitStep& step) {
+  if (!plan_.config_only) return;
+  Task& task = add_task(TaskKind::kCommitDone, 0);
+  task.snapshot = step.after;
+  task.confirm_id = step.confirm_id;
 }
 
 // A refusal comes again, and is told, when the task runs.
@@ -230,6 +243,11 @@ grpc::Status Stream::run(Task& task, SamplePage& page, bool& complete) {
     case TaskKind::kSync:
       page.add_sync();
       synced_ = true;
+      return grpc::Status::OK;
+    case TaskKind::kCommitDone:
+      if (std::exchange(is_in_commit_, false)) {
+        page.add_commit_done(task.snapshot->number(), task.confirm_id);
+      }
       return grpc::Status::OK;
     case TaskKind::kRead:
       return run_read(task, page, complete);
@@ -326,6 +344,7 @@ bool Stream::recall_step(const store::CommitStep& step) {
     task.time_ns = step.time_ns;
   }
   if (is_first && !plan_.updates_only) add_task(TaskKind::kSync, 0);
+  if (!is_first) add_commit_done(step);
   return true;
 }
 
@@ -364,6 +383,7 @@ grpc::Status Stream::run_commit(Task& task, SamplePage& page, bool& complete) {
   grpc::Status status = task.snapshot->read_changes(subscription_of(task).query, *task.since, state,
                                                     change_sink(task, page, complete));
   page.end_commit();
+  is_in_commit_ = is_in_commit_ || task.given > 0;
   return status;
 }
 

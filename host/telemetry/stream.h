@@ -10,6 +10,7 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <string>
 #include <unordered_map>
 
 #include "store/config_store.h"
@@ -66,6 +67,7 @@ class Stream {
     kCommit,   // what differs between `since` and `snapshot`
     kCompare,  // what differs between what the client knows of operational data and `state`
     kSync,
+    kCommitDone,  // all that is told of the commit that left `snapshot`
   };
   using Counts = std::unordered_map<std::uint64_t, std::uint32_t>;  // of values, by path
 
@@ -78,6 +80,7 @@ class Stream {
     std::shared_ptr<const store::StateTree> state;
     bool has_state = false;  // `state` was read
     std::int64_t time_ns = 0;
+    std::string confirm_id;  // kCommitDone
     bool is_merged = false;  // kCommit: several commits together
     Counts counts;           // of these
     std::size_t given = 0;   // entries that earlier pages have
@@ -91,6 +94,7 @@ class Stream {
   void collect_heartbeats(MonotonicTime now, const std::shared_ptr<const store::Snapshot>& as_of);
   void collect_due(MonotonicTime now);
   void add_commit(const TouchedStep& touched, bool merges);
+  void add_commit_done(const store::CommitStep& step);
   void count_values(const store::CommitStep& step, Task& task);
   Task& add_task(TaskKind kind, std::size_t subscription);
 
@@ -111,10 +115,11 @@ class Stream {
   const std::shared_ptr<Backlog> backlog_;
   SubscriptionPlan plan_;
   std::deque<Task> tasks_;
-  bool recalled_ = false;     // the tasks of the past are there
-  bool synced_ = false;       // the first sync_response was given
-  bool lacks_state_ = false;  // the task in front waits for operational data
-  bool fits_ = true;          // the client kept up when the tasks were collected
+  bool recalled_ = false;      // the tasks of the past are there
+  bool synced_ = false;        // the first sync_response was given
+  bool is_in_commit_ = false;  // something of a commit was given, not yet that this was all
+  bool lacks_state_ = false;   // the task in front waits for operational data
+  bool fits_ = true;           // the client kept up when the tasks were collected
   std::atomic<unsigned> polls_{0};
 };
 

@@ -79,7 +79,8 @@ void Planner::add_sampled(Subscription whole) {
 }
 
 void Planner::add_changes(Subscription whole, bool target_chooses) {
-  const LeafPaces::Content state = paces_.content(whole.query.target);
+  LeafPaces::Content state;
+  if (!plan_.config_only) state = paces_.content(whole.query.target);
   whole.interval = std::chrono::nanoseconds(0);
   whole.suppress_redundant = false;
   if (state.events || (state.gauges && !target_chooses)) {
@@ -112,6 +113,8 @@ grpc::Status Planner::add(const gnmi::Subscription& request) {
   whole.query.form = store::Form::kLeaves;
   whole.query.encoding = list_.encoding();
   whole.query.models = limits_.models;
+  whole.query.depth = plan_.depth;
+  if (plan_.config_only) whole.query.part = store::DataPart::kConfig;
   whole.requested.set_origin(request.path().origin());
   auto resolved = resolver_.resolve(list_.prefix(), request.path(), model::Purpose::kRead);
   if (!resolved.ok()) return resolved.refusal().status();

@@ -65,6 +65,9 @@ struct SubscriptionPlan {
   gnmi::SubscriptionList::Mode mode = gnmi::SubscriptionList::STREAM;
   gnmi::Encoding encoding = gnmi::JSON;
   bool updates_only = false;
+  // Configuration alone is watched, and the end of each commit is told.
+  bool config_only = false;
+  std::uint32_t depth = 0;  // store::Query::depth
   std::optional<History> history;
   std::size_t most_updates = 200;  // in one message of a round
   std::vector<Subscription> subscriptions;
@@ -78,9 +81,9 @@ struct PlanLimits {
 };
 
 // NOT_FOUND for a node that the schema does not have: a valid path without data is watched.
-// `plan.history` is the caller's to set before: with it only configuration is watched.
-// `at_fault` is the index of the subscription that was refused, -1 for none of them. `paces`
-// outlives the plan. Any thread.
+// `history`, `config_only` and `depth` of the plan are the caller's to set before; with a history
+// only configuration is watched. `at_fault` is the index of the subscription that was refused, -1
+// for none of them. `paces` outlives the plan. Any thread.
 grpc::Status plan_subscriptions(const model::Resolver& resolver, const LeafPaces& paces,
                                 const PlanLimits& limits, const gnmi::SubscriptionList& list,
                                 SubscriptionPlan& plan, int& at_fault);

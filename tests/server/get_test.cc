@@ -202,8 +202,8 @@ TEST_F(Get, ExtensionsThatChangeTheRequestAreRefusedUnknownOnesPassedOver) {
   *request.add_path() = path_of("/device/name");
   request.add_extension()->mutable_registered_ext()->set_msg("anything");
   EXPECT_EQ(answer(), "|/device/name=\"box\"\n");
-  request.add_extension()->mutable_depth()->set_level(1);
-  EXPECT_EQ(answer(), "12 Extension depth not supported");
+  request.add_extension()->mutable_config_subscription()->mutable_start();
+  EXPECT_EQ(answer(), "12 Extension config_subscription not supported");
 }
 
 TEST_F(Get, AFaultOfTheStoreIsTheServers) {

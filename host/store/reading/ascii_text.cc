@@ -32,7 +32,7 @@ void append_key_value(std::string_view value, std::string& text) {
 class AsciiWriter {
  public:
   AsciiWriter(const JsonForm& form, std::string& text)
-      : texts_(SchemaTexts::current()), form_(form), text_(text) {}
+      : texts_(SchemaTexts::current()), form_(form), left_(form.depth), text_(text) {}
 
   bool level(const PairLevel& at, bool is_top) {
     bool has_any = false;
@@ -82,7 +82,8 @@ class AsciiWriter {
   }
 
   bool inner(const NodePair& node, const SchemaText& text, std::string_view name) {
-    if (!shows_keys(form_, node.any()->inner())) return false;
+    if (!left_.shows_inner() || !shows_keys(form_, node.any()->inner())) return false;
+    const LevelsLeft::Descent deeper(left_);
     const std::size_t begin = text_.size();
     begin_line(name);
     append_keys(node.any()->inner());
@@ -114,6 +115,7 @@ class AsciiWriter {
 
   const SchemaTexts& texts_;
   const JsonForm form_;
+  LevelsLeft left_;
   std::string& text_;
   std::size_t depth_ = 0;
 };

@@ -13,13 +13,17 @@
 namespace nexa::store {
 namespace {
 
-bool has_leaf(const ImageNode& node) {
+// Whether a follower has got anything of the node; `levels` of it are shown (Query::depth).
+bool has_leaf(const ImageNode& node, std::uint32_t levels) {
   if (node.kind() == ImageKind::kGroup) return node.group().size() > 0;
   if (node.kind() != ImageKind::kInner) return true;
   if (lysc_is_key(node.schema()) || node.schema()->nodetype == LYS_LIST) return true;
   const auto children = node.inner().children();
-  return std::any_of(children.begin(), children.end(),
-                     [](const ImageSlot& child) { return has_leaf(*child); });
+  return std::any_of(children.begin(), children.end(), [levels](const ImageSlot& child) {
+    const bool is_leaf = (child->schema()->nodetype & LYD_NODE_INNER) == 0;
+    if (is_leaf || levels != 1) return has_leaf(*child, levels - (levels > 1));
+    return false;
+  });
 }
 
 // The texts of a leaf-list in its order.
@@ -52,6 +56,7 @@ class ChangeWalk {
         way_(way),
         form_(form),
         filter_(json_form(form.value)),
+        left_(form.value.depth),
         sink_(sink) {}
 
   void differing(const NodePair& node) {
@@ -61,7 +66,7 @@ class ChangeWalk {
     } else if (!texts_.of(node.any()->schema()).is_inner) {
       leaf(node);
     } else if (node.config == nullptr) {
-      for_each_leaf(in_tree(*node.state), path_, form_.value, sink_.update);
+      came(*node.state);
     } else {
       level(PairLevel::below(node));
     }
@@ -83,6 +88,9 @@ class ChangeWalk {
   void child(const NodePair& node) {
     const SchemaText& text = texts_.of(node.any()->schema());
     if (!may_hold_wanted(filter_, text, node.any()->schema())) return;
+    if (text.is_inner && !left_.shows_inner()) return;
+    std::optional<LevelsLeft::Descent> deeper;
+    if (text.is_inner) deeper.emplace(left_);
     gnmi::PathElem& element = *path_.add_elem();
     const bool qualify = (form_.value.qualify_names && text.changes_module) || text.shares_name;
     const std::string_view name = text.path_name(qualify);
@@ -122,7 +130,13 @@ class ChangeWalk {
   void leaf(const NodePair& node) {
     if (changes_config() != texts_.of(node.any()->schema()).is_config) return;
     if (node.config != nullptr && reads_same(*node.config, *node.state)) return;
-    for_each_leaf(in_tree(*node.state), path_, form_.value, sink_.update);
+    came(*node.state);
+  }
+
+  void came(const ImageNode& node) {
+    ValueForm rest = form_.value;
+    rest.depth = left_.count();
+    for_each_leaf(in_tree(node), path_, rest, sink_.update);
   }
 
   void gone(const ImageNode& node) {
@@ -132,7 +146,7 @@ class ChangeWalk {
       if (is_mine && is_wanted_leaf(form_.value, node.schema())) sink_gone();
     } else if (lives_on(text)) {
       level({static_cast<const ImageInner*>(&node), nullptr});
-    } else if (has_leaf(node)) {
+    } else if (has_leaf(node, left_.count())) {
       sink_gone();
     }
   }
@@ -166,6 +180,7 @@ class ChangeWalk {
   ImageChain& way_;
   const ChangeForm& form_;
   const JsonForm filter_;
+  LevelsLeft left_;
   const ChangeSink& sink_;
   std::optional<const ImageInner*> other_;
 };

@@ -2,6 +2,7 @@
 // looked at twice.
 #include "store/reading/json_value.h"
 
+#include <optional>
 #include <string_view>
 
 #include "store/image/image_import.h"
@@ -17,7 +18,7 @@ namespace {
 class Printer {
  public:
   Printer(const JsonForm& form, std::string& json)
-      : texts_(SchemaTexts::current()), form_(form), json_(json) {}
+      : texts_(SchemaTexts::current()), form_(form), left_(form.depth), json_(json) {}
 
   // A node that stands for itself: the names below it carry their modules.
   bool value(const NodePair& node) { return content(node, texts_.of(node.any()->schema()), true); }
@@ -113,8 +114,11 @@ class Printer {
   bool member(const NodePair& node, bool is_top, bool& is_first) {
     const SchemaText& text = texts_.of(node.any()->schema());
     if (!may_hold_wanted(form_, text, node.any()->schema())) return false;
+    if (text.is_inner && !left_.shows_inner()) return false;
     const std::size_t before = json_.size();
     name(text, is_top, is_first);
+    std::optional<LevelsLeft::Descent> deeper;
+    if (text.is_inner) deeper.emplace(left_);
     if (content(node, text, false)) {
       is_first = false;
       return true;
@@ -155,6 +159,7 @@ class Printer {
 
   const SchemaTexts& texts_;
   const JsonForm form_;
+  LevelsLeft left_;
   std::string& json_;
 };
 

@@ -3,6 +3,7 @@
 #ifndef HOST_STORE_READING_JSON_VALUE_H_
 #define HOST_STORE_READING_JSON_VALUE_H_
 
+#include <cstdint>
 #include <string>
 
 #include "model/model_set.h"
@@ -18,6 +19,7 @@ struct JsonForm {
   // stand twice in an object do.
   bool qualify = true;
   const model::ModelSet* models = nullptr;  // which nodes and identities there are; null: all
+  std::uint32_t depth = 0;  // levels of nodes that are shown; 0: all of them (Query::depth)
 };
 
 // Appends the value of `node` to `json`: an object for a container or a list entry, a scalar for a

@@ -45,6 +45,7 @@ class LeafWalk {
         path_(path),
         form_(form),
         filter_(json_form(form)),
+        left_(form.depth),
         sink_(sink) {}
 
   void level(const PairLevel& at) {
@@ -69,35 +70,41 @@ class LeafWalk {
   void visit(const NodePair& node) {
     const SchemaText& text = texts_.of(node.any()->schema());
     if (!may_hold_wanted(filter_, text, node.any()->schema())) return;
+    if (text.is_inner && !left_.shows_inner()) return;
     gnmi::PathElem& element = *path_.add_elem();
     const bool qualify = (form_.qualify_names && text.changes_module) || text.shares_name;
     const std::string_view name = text.path_name(qualify);
     element.set_name(name.data(), name.size());
-    if (!text.is_inner) {
-      give(node);
-    } else if (node.any()->kind() == ImageKind::kInner) {
-      level(PairLevel::below(node));
+    if (text.is_inner) {
+      inner(node, element);
     } else {
-      each_entry(node, [&](const NodePair& entry) {
-        if (!shows_keys(filter_, entry.any()->inner())) return;
-        set_entry_keys(entry.any()->inner(), element);
-        level(PairLevel::below(entry));
-      });
+      give(node);
     }
     path_.mutable_elem()->RemoveLast();
+  }
+
+  void inner(const NodePair& node, gnmi::PathElem& element) {
+    const LevelsLeft::Descent deeper(left_);
+    if (node.any()->kind() == ImageKind::kInner) return level(PairLevel::below(node));
+    each_entry(node, [&](const NodePair& entry) {
+      if (!shows_keys(filter_, entry.any()->inner())) return;
+      set_entry_keys(entry.any()->inner(), element);
+      level(PairLevel::below(entry));
+    });
   }
 
   const SchemaTexts& texts_;
   gnmi::Path& path_;
   const ValueForm form_;
   const JsonForm filter_;
+  LevelsLeft left_;
   const ValueSink& sink_;
 };
 
 }  // namespace
 
 JsonForm json_form(const ValueForm& form) {
-  return {form.part, form.encoding != gnmi::JSON, form.models};
+  return {form.part, form.encoding != gnmi::JSON, form.models, form.depth};
 }
 
 void set_entry_keys(const ImageInner& entry, gnmi::PathElem& element) {

@@ -16,6 +16,7 @@ struct ValueForm {
   bool qualify_names = true;  // modules in the paths of leaves, where they change
   const model::ModelSet* models = nullptr;
   const LeafFilter* wanted = nullptr;  // of for_each_leaf(); null or empty: every leaf
+  std::uint32_t depth = 0;             // Query::depth
 };
 
 inline bool is_wanted_leaf(const ValueForm& form, const lysc_node* leaf) {

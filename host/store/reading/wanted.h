@@ -37,6 +37,35 @@ inline bool may_hold_wanted(const JsonForm& form, const SchemaText& text, const 
   return !text.is_config && (form.part != DataPart::kOperational || !is_applied_value(schema));
 }
 
+// The levels that are left of a query's depth (Query::depth) while a tree is walked down.
+class LevelsLeft {
+ public:
+  explicit LevelsLeft(std::uint32_t levels) : levels_(levels) {}
+
+  // Whether containers and list entries are shown on this level, not only leaves.
+  bool shows_inner() const { return levels_ != 1; }
+
+  std::uint32_t count() const { return levels_; }
+
+  // One level down, for the life of the object.
+  class Descent {
+   public:
+    explicit Descent(LevelsLeft& left) : left_(left), before_(left.levels_) {
+      if (left.levels_ > 1) --left.levels_;
+    }
+    ~Descent() { left_.levels_ = before_; }
+    Descent(const Descent&) = delete;
+    Descent& operator=(const Descent&) = delete;
+
+   private:
+    LevelsLeft& left_;
+    const std::uint32_t before_;
+  };
+
+ private:
+  std::uint32_t levels_;  // 0: as many as there are
+};
+
 inline bool is_wanted_value(const JsonForm& form, const ImageLeaf& leaf) {
   return form.models == nullptr || leaf.form() != ScalarForm::kIdentity ||
          form.models->has_identity(leaf.text());

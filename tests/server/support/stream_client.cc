@@ -24,6 +24,17 @@ std::string shown(const gnmi::Notification& notification) {
   return text;
 }
 
+std::string shown(const gnmi::SubscribeResponse& response) {
+  if (response.has_sync_response()) return "sync";
+  if (response.has_update()) return shown(response.update());
+  std::string text;
+  for (const gnmi_ext::Extension& extension : response.extension()) {
+    const gnmi_ext::ConfigSubscriptionSyncDone& done = extension.config_subscription().sync_done();
+    text += "done " + done.server_commit_id() + " " + done.commit_confirm_id();
+  }
+  return text;
+}
+
 }  // namespace
 
 gnmi::SubscribeRequest watch(const std::vector<std::string>& paths, std::uint64_t interval_ms) {
@@ -58,7 +69,7 @@ StreamClient::~StreamClient() {
 
 bool StreamClient::read(std::string& line) {
   if (!stream_->Read(&response_)) return false;
-  line = response_.has_sync_response() ? "sync" : shown(response_.update());
+  line = shown(response_);
   return true;
 }
 
