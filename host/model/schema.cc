@@ -65,6 +65,7 @@ Schema::Schema() {
 void Schema::pair(kestrel_cs_node* record, const lysc_node* compiled) {
   compiled_.emplace(record, compiled);
   records_.emplace(compiled, record);
+  hints_.read(compiled);
   if (record->children == nullptr) return;
   match(record->children, level_of(compiled, nullptr),
         [this](kestrel_cs_node* below, const lysc_node* node) { pair(below, node); });

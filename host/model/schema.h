@@ -6,6 +6,7 @@
 #include <unordered_map>
 
 #include "model/schema_names.h"
+#include "model/telemetry_hints.h"
 
 struct lysc_node;
 
@@ -19,6 +20,7 @@ class Schema {
   Schema& operator=(const Schema&) = delete;
 
   const SchemaNames& names() const { return names_; }
+  const TelemetryHints& hints() const { return hints_; }
 
   // The same node on the other side; null for a node that only one side has, such as the
   // model-data nodes of the records and libyang's own modules.
@@ -29,6 +31,7 @@ class Schema {
   void pair(kestrel_cs_node* record, const lysc_node* compiled);
 
   SchemaNames names_;
+  TelemetryHints hints_;
   std::unordered_map<const kestrel_cs_node*, const lysc_node*> compiled_;
   std::unordered_map<const lysc_node*, kestrel_cs_node*> records_;
 };

@@ -14,6 +14,14 @@ bool LeafPaces::is_mirrored(const lysc_node* leaf) const {
   return mirror_ != nullptr && mirror_->shows(leaf);
 }
 
+void LeafPaces::Content::add(const Content& other) {
+  events = events || other.events;
+  gauges = gauges || other.gauges;
+  hinted = hinted || other.hinted;
+  mirrored = mirrored || other.mirrored;
+  atomic = atomic || other.atomic;
+}
+
 state::Pace LeafPaces::pace(const kestrel_cs_node& leaf) const {
   const bool by_events =
       std::any_of(providers_.begin(), providers_.end(), [&leaf](const state::StateProvider* each) {
@@ -22,44 +30,52 @@ state::Pace LeafPaces::pace(const kestrel_cs_node& leaf) const {
   return by_events ? state::Pace::kEvents : state::Pace::kGauge;
 }
 
-state::Pace LeafPaces::pace(const lysc_node* leaf) const {
+bool LeafPaces::changes_by_events(const lysc_node* leaf) const {
   const kestrel_cs_node* const record = schema_.record(leaf);
-  return record == nullptr ? state::Pace::kGauge : pace(*record);
+  if (record != nullptr && pace(*record) == state::Pace::kEvents) return true;
+  return schema_.hints().changes_by_events(leaf);
+}
+
+void LeafPaces::add_leaf(const kestrel_cs_node& leaf, Content& content) const {
+  if (is_mirrored(schema_.compiled(&leaf))) {
+    content.mirrored = true;
+  } else if (!model::is_state(&leaf) || providers_.empty()) {
+    return;
+  } else if (pace(leaf) == state::Pace::kEvents) {
+    content.events = true;
+  } else if (schema_.hints().changes_by_events(schema_.compiled(&leaf))) {
+    content.hinted = true;
+  } else {
+    content.gauges = true;
+  }
 }
 
 LeafPaces::Content LeafPaces::below(const kestrel_cs_node& node) const {
   const auto known = contents_.find(&node);
   if (known != contents_.end()) return known->second;
   Content content;
-  const bool is_leaf =
-      model::is_leaf(&node) || model::is_leaf_list(&node) || model::is_any_data(&node);
-  if (is_leaf && is_mirrored(schema_.compiled(&node))) {
-    content.mirrored = true;
-  } else if (is_leaf && model::is_state(&node) && !providers_.empty()) {
-    (pace(node) == state::Pace::kEvents ? content.events : content.gauges) = true;
+  content.atomic = schema_.hints().is_atomic(schema_.compiled(&node));
+  if (model::is_leaf(&node) || model::is_leaf_list(&node) || model::is_any_data(&node)) {
+    add_leaf(node, content);
   }
   for (const kestrel_cs_node* child = node.children; child != nullptr; child = child->next) {
-    const Content inner = below(*child);
-    content.events = content.events || inner.events;
-    content.gauges = content.gauges || inner.gauges;
-    content.mirrored = content.mirrored || inner.mirrored;
+    content.add(below(*child));
   }
   contents_.emplace(&node, content);
   return content;
 }
 
 LeafPaces::Content LeafPaces::content(const model::Target& target) const {
-  const bool has_providers = !providers_.empty();
   if (target.steps.empty() || target.steps.back().unlimited) {
-    return {has_providers, has_providers, mirror_ != nullptr};
+    const bool has_providers = !providers_.empty();
+    return {has_providers, has_providers, has_providers, mirror_ != nullptr,
+            schema_.hints().has_atomic()};
   }
   Content content;
   const std::lock_guard<std::mutex> lock(mutex_);
   for (const model::TargetNode& meant : target.steps.back().nodes) {
-    const Content one = below(*meant.node);
-    content.events = content.events || one.events;
-    content.gauges = content.gauges || one.gauges;
-    content.mirrored = content.mirrored || one.mirrored;
+    content.add(below(*meant.node));
+    content.atomic = content.atomic || schema_.hints().is_in_atomic(meant.schema);
   }
   return content;
 }

@@ -1,5 +1,5 @@
 // How do operational leaves change: by events that a provider tells of, with the configuration that
-// they show, or all the time? What the providers and the mirror say, leaf by leaf.
+// they show, or all the time? What the providers, the mirror and the schema say, leaf by leaf.
 #ifndef HOST_TELEMETRY_LEAF_PACES_H_
 #define HOST_TELEMETRY_LEAF_PACES_H_
 
@@ -23,20 +23,26 @@ class LeafPaces {
   struct Content {
     bool events = false;    // leaves of Pace::kEvents
     bool gauges = false;    // leaves of Pace::kGauge
-    bool mirrored = false;  // leaves that show the configuration; of none of the two
+    bool hinted = false;    // the same that the schema says to change by events
+    bool mirrored = false;  // leaves that show the configuration; of none of the three
+    bool atomic = false;    // nodes that are atomic or inside of atomic ones
+
+    void add(const Content& other);
   };
 
   // What of operational data the target can mean. Any thread.
   Content content(const model::Target& target) const;
 
-  // Of an operational leaf: kEvents if a provider says so. Any thread.
-  state::Pace pace(const lysc_node* leaf) const;
+  // Whether an operational leaf changes by events only: a provider says so and tells when, or the
+  // schema does, and nobody tells when. Any thread.
+  bool changes_by_events(const lysc_node* leaf) const;
 
   // Whether an operational leaf shows the configuration, unless a provider gives it. Any thread.
   bool is_mirrored(const lysc_node* leaf) const;
 
  private:
   state::Pace pace(const kestrel_cs_node& leaf) const;
+  void add_leaf(const kestrel_cs_node& leaf, Content& content) const;
   Content below(const kestrel_cs_node& node) const;  // with the mutex held
 
   const model::Schema& schema_;

@@ -21,7 +21,7 @@ void append_text(const std::string& text, std::string& out) {
   out.append(text);
 }
 
-std::string encode(const gnmi::Path& path) {
+std::string text_of(const gnmi::Path& path) {
   std::string out;
   for (const gnmi::PathElem& element : path.elem()) {
     append_text(element.name(), out);
@@ -89,11 +89,17 @@ std::uint64_t number_of_text(const std::string& text) {
 
 }  // namespace
 
-std::uint64_t PathLog::number_of(const gnmi::Path& path) { return number_of_text(encode(path)); }
+std::uint64_t PathLog::number_of(const gnmi::Path& path) { return number_of_text(text_of(path)); }
 
-void PathLog::add(const gnmi::Path& path) {
-  std::string encoded = encode(path);
-  numbers_.push_back(number_of_text(encoded));
+PathLog::Encoded PathLog::encode(const gnmi::Path& path) {
+  Encoded encoded{text_of(path), 0};
+  encoded.number = number_of_text(encoded.text);
+  return encoded;
+}
+
+void PathLog::add(Encoded path) {
+  std::string& encoded = path.text;
+  numbers_.push_back(path.number);
   const auto [end, ignored] =
       std::mismatch(encoded.begin(), encoded.end(), last_.begin(), last_.end());
   const auto shared = static_cast<std::size_t>(end - encoded.begin());
@@ -103,8 +109,8 @@ void PathLog::add(const gnmi::Path& path) {
   last_ = std::move(encoded);
 }
 
-void PathLog::add(const gnmi::Path& path, std::uint64_t value) {
-  add(path);
+void PathLog::add(Encoded path, std::uint64_t value) {
+  add(std::move(path));
   values_.push_back(value);
 }
 

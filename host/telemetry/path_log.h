@@ -19,10 +19,17 @@ class PathLog {
   // A number that stands for the path's elements and keys, whatever the order of the keys.
   static std::uint64_t number_of(const gnmi::Path& path);
 
-  void add(const gnmi::Path& path);
+  // A path in the form that the log keeps, with its number: for who needs both.
+  struct Encoded {
+    std::string text;
+    std::uint64_t number = 0;
+  };
+  static Encoded encode(const gnmi::Path& path);
+
+  void add(Encoded path);
 
   // The same with a number that stands for its value; for all paths of a log or for none.
-  void add(const gnmi::Path& path, std::uint64_t value);
+  void add(Encoded path, std::uint64_t value);
 
   // The values by the numbers of their paths; empty where none were given.
   std::unordered_map<std::uint64_t, std::uint64_t> values() const;

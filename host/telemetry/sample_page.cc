@@ -1,12 +1,7 @@
 // Leaves are gathered into a message until it holds enough of them, or of their bytes.
 #include "telemetry/sample_page.h"
 
-#include <algorithm>
-#include <cstdint>
-#include <functional>
-#include <unordered_map>
 #include <utility>
-#include <vector>
 
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
 
@@ -17,20 +12,16 @@ constexpr std::size_t kMostMessageBytes = 32 << 10;
 // A commit is one message; far below what clients take by default, 4 MiB.
 constexpr std::size_t kMostCommitBytes = 1 << 20;
 
-std::uint64_t number_of_value(const gnmi::TypedValue& value) {
-  return std::hash<std::string>()(value.SerializeAsString());
-}
-
 }  // namespace
 
 SamplePage::SamplePage(const SubscriptionPlan& plan, std::size_t budget)
     : plan_(plan), budget_(budget) {}
 
-gnmi::Notification& SamplePage::notification_for(const Subscription& subscription,
-                                                 gnmi::Path& path) {
+gnmi::Notification& SamplePage::notification_for(const Subscription& subscription, gnmi::Path& path,
+                                                 std::uint64_t number) {
   const bool relative = plan_.prefix.covers(path);
   const bool may_repeat = plan_.subscriptions.size() > 1 && !in_commit_;
-  const std::uint64_t number = may_repeat ? PathLog::number_of(path) : 0;
+  if (may_repeat && number == 0) number = PathLog::number_of(path);
   if (open_ && (relative != relative_ || paths_.count(number) != 0)) close();
   if (may_repeat) paths_.insert(number);
   if (relative) plan_.prefix.make_relative(path);
@@ -93,60 +84,50 @@ void SamplePage::add_commit_done(std::uint64_t number, const std::string& confir
 }
 
 void SamplePage::add_leaf(const Subscription& subscription, gnmi::Path& path,
-                          gnmi::TypedValue& value, std::uint32_t duplicates) {
-  gnmi::Update& update = *notification_for(subscription, path).add_update();
+                          gnmi::TypedValue& value, LeafNote note) {
+  gnmi::Update& update = *notification_for(subscription, path, note.number).add_update();
   *update.mutable_path() = std::move(path);
   *update.mutable_val() = std::move(value);
-  if (duplicates != 0) update.set_duplicates(duplicates);
+  if (note.duplicates != 0) update.set_duplicates(note.duplicates);
   ++messages_.back().leaves;
   count(update.ByteSizeLong());
 }
 
 void SamplePage::add_gone(const Subscription& subscription, gnmi::Path& path) {
-  gnmi::Path& gone = *notification_for(subscription, path).add_delete_();
+  gnmi::Path& gone = *notification_for(subscription, path, 0).add_delete_();
   gone = std::move(path);
   count(gone.ByteSizeLong());
+}
+
+void SamplePage::add_group(const Subscription& subscription, AtomicGroup& group) {
+  close();
+  QueuedMessage& message = messages_.emplace_back();
+  gnmi::Notification& added = *message.response.mutable_update();
+  added.set_timestamp(in_commit_ ? commit_time_ns_ : ServiceRpcMsgHelpers::get_timestamp());
+  added.set_atomic(true);
+  const AnswerPrefix node(group.node, true);
+  gnmi::Path& prefix = *added.mutable_prefix();
+  if (const gnmi::Path* const shown = plan_.prefix.shown(false)) prefix = *shown;
+  *prefix.mutable_elem() = std::move(*group.node.mutable_elem());
+  if (!subscription.requested.origin().empty()) {
+    prefix.set_origin(subscription.requested.origin());
+  }
+  for (AtomicGroup::Leaf& leaf : group.leaves) {
+    gnmi::Update& update = *added.add_update();
+    node.make_relative(leaf.path);
+    leaf.path.clear_origin();
+    *update.mutable_path() = std::move(leaf.path);
+    *update.mutable_val() = std::move(leaf.value);
+    if (leaf.duplicates != 0) update.set_duplicates(leaf.duplicates);
+  }
+  message.leaves = group.leaves.size();
+  message.bytes = added.ByteSizeLong();
+  bytes_ += message.bytes;
 }
 
 std::deque<QueuedMessage> SamplePage::take() {
   close();
   return std::exchange(messages_, {});
-}
-
-grpc::Status read_page(const store::Snapshot& snapshot, const store::StateTree* state,
-                       const RoundForm& form, Subscription& subscription, SamplePage& page,
-                       bool& complete) {
-  PathLog& reporting = subscription.reporting;
-  const std::vector<std::uint64_t> before = reporting.sorted_numbers();
-  const bool compares = subscription.suppress_redundant;
-  std::unordered_map<std::uint64_t, std::uint64_t> known;
-  if (compares && !form.resend) known = subscription.reported.values();
-  complete = true;
-  const auto take = [&](gnmi::Path& path, gnmi::TypedValue& value) {
-    if (!complete) return;
-    const std::uint64_t number = compares || !before.empty() ? PathLog::number_of(path) : 0;
-    if (!before.empty() && std::binary_search(before.begin(), before.end(), number)) return;
-    if (page.is_full()) {
-      complete = false;
-      return;
-    }
-    bool is_sent = !form.silent;
-    if (compares) {
-      const std::uint64_t content = number_of_value(value);
-      const auto last = known.find(number);
-      is_sent = is_sent && (last == known.end() || last->second != content);
-      reporting.add(path, content);
-    } else {
-      reporting.add(path);
-    }
-    if (is_sent) page.add_leaf(subscription, path, value);
-  };
-  grpc::Status status = snapshot.read(subscription.query, state, take);
-  if (!status.ok() || !complete) return status;
-  subscription.reported.for_each_missing(
-      reporting, [&](gnmi::Path& path) { page.add_gone(subscription, path); });
-  subscription.reported = std::exchange(reporting, PathLog());
-  return grpc::Status::OK;
 }
 
 }  // namespace nexa::telemetry

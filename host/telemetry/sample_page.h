@@ -3,8 +3,6 @@
 #ifndef HOST_TELEMETRY_SAMPLE_PAGE_H_
 #define HOST_TELEMETRY_SAMPLE_PAGE_H_
 
-#include <grpcpp/support/status.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -34,11 +32,19 @@ class SamplePage {
 
   bool is_full() const { return bytes_ >= budget_; }
 
-  // `path` is absolute, as the store gave it; both arguments are moved from. `duplicates`: how many
-  // values of the leaf were passed over for this one.
+  // What may be known of a leaf that is added.
+  struct LeafNote {
+    std::uint32_t duplicates = 0;  // how many values of the leaf were passed over for this one
+    std::uint64_t number = 0;      // PathLog::number_of() its path; 0: not known
+  };
+
+  // `path` is absolute, as the store gave it; it and `value` are moved from.
   void add_leaf(const Subscription& subscription, gnmi::Path& path, gnmi::TypedValue& value,
-                std::uint32_t duplicates = 0);
+                LeafNote note = {0, 0});
   void add_gone(const Subscription& subscription, gnmi::Path& path);
+
+  // A message of its own, however long, which stands for the whole node. `group` is moved from.
+  void add_group(const Subscription& subscription, AtomicGroup& group);
 
   // What follows, up to end_commit(), is one commit's: a Notification of its own with the commit's
   // time, in several only when it is longer than a message may be.
@@ -54,7 +60,8 @@ class SamplePage {
   std::deque<QueuedMessage> take();
 
  private:
-  gnmi::Notification& notification_for(const Subscription& subscription, gnmi::Path& path);
+  gnmi::Notification& notification_for(const Subscription& subscription, gnmi::Path& path,
+                                       std::uint64_t number);
   void count(std::size_t bytes);
   void close();
 
@@ -70,19 +77,6 @@ class SamplePage {
       paths_;  // of the open message; empty for one subscription alone
   std::deque<QueuedMessage> messages_;
 };
-
-// How a round reports what it reads.
-struct RoundForm {
-  bool silent = false;  // nothing is sent, the values are remembered
-  bool resend = false;  // also what is as it was
-};
-
-// Reads a subscription's leaves into the page. `complete` is set when all that is there was
-// reported; otherwise the page was full, and the next one goes on. A leaf is reported once in a
-// round, also when the configuration changes between two pages.
-grpc::Status read_page(const store::Snapshot& snapshot, const store::StateTree* state,
-                       const RoundForm& form, Subscription& subscription, SamplePage& page,
-                       bool& complete);
 
 }  // namespace nexa::telemetry
 

@@ -3,6 +3,7 @@
 #include "telemetry/stream.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 #include "telemetry/messages.h"
@@ -14,8 +15,6 @@ using Source = Subscription::Source;
 
 // When operational data that could not be read are asked for again.
 constexpr std::chrono::milliseconds kStateRetry{500};
-// Of commits and subscriptions, in one look at the past.
-constexpr std::size_t kMostPastTasks = 100000;
 
 }  // namespace
 
@@ -236,172 +235,6 @@ MonotonicTime Stream::next_due() const {
     next = std::min({next, each.due, each.heartbeat_due});
   }
   return next;
-}
-
-grpc::Status Stream::run(Task& task, SamplePage& page, bool& complete) {
-  switch (task.kind) {
-    case TaskKind::kSync:
-      page.add_sync();
-      synced_ = true;
-      return grpc::Status::OK;
-    case TaskKind::kCommitDone:
-      if (std::exchange(is_in_commit_, false)) {
-        page.add_commit_done(task.snapshot->number(), task.confirm_id);
-      }
-      return grpc::Status::OK;
-    case TaskKind::kRead:
-      return run_read(task, page, complete);
-    case TaskKind::kAsOf:
-      return run_as_of(task, page, complete);
-    case TaskKind::kCommit:
-      return run_commit(task, page, complete);
-    case TaskKind::kCompare:
-      return run_compare(task, page, complete);
-  }
-  return grpc::Status::OK;
-}
-
-bool Stream::read_state(Task& task) {
-  if (!task.has_state) task.has_state = sources_.state(task.state);
-  return task.has_state;
-}
-
-grpc::Status Stream::run_read(Task& task, SamplePage& page, bool& complete) {
-  Subscription& subscription = subscription_of(task);
-  std::shared_ptr<const store::StateTree> state;
-  if (!sources_.state(state)) {
-    if (plan_.mode != gnmi::SubscriptionList::STREAM) {
-      return {grpc::StatusCode::INTERNAL, kStateNotAvailable};
-    }
-    // Leaves that could not be asked for are not gone: a later round tries again.
-    complete = synced_;
-    lacks_state_ = !complete;
-    return grpc::Status::OK;
-  }
-  std::shared_ptr<const store::Snapshot> snapshot = task.snapshot;
-  if (snapshot == nullptr) snapshot = sources_.store.snapshot();
-  if (task.given == 0) begin_read(subscription, snapshot->number());
-  task.given = 1;
-  if (plan_.mode != gnmi::SubscriptionList::STREAM) task.snapshot = snapshot;
-  return read_page(*snapshot, state.get(), task.form, subscription, page, complete);
-}
-
-void Stream::begin_read(Subscription& subscription, std::uint64_t number) const {
-  subscription.reporting = PathLog();  // what an interrupted round left
-  // Each poll is answered in full, and so is each list.
-  if (plan_.mode != gnmi::SubscriptionList::STREAM) subscription.reported = PathLog();
-  subscription.must_read = false;
-  subscription.read_number = number + 1;
-}
-
-grpc::Status Stream::run_as_of(Task& task, SamplePage& page, bool& complete) {
-  const Subscription& subscription = subscription_of(task);
-  if (subscription.source == Source::kEvents) {
-    if (!read_state(task)) return grpc::Status::OK;
-    if (task.snapshot == nullptr) task.snapshot = sources_.store.snapshot();
-  }
-  std::size_t met = 0;
-  const auto take = [&](gnmi::Path& path, gnmi::TypedValue& value) {
-    if (!complete || met++ < task.given) return;
-    if (page.is_full()) {
-      complete = false;
-      return;
-    }
-    ++task.given;
-    page.add_leaf(subscription, path, value);
-  };
-  // The values of a moment of the past bear its time.
-  if (plan_.history) page.begin_commit(task.time_ns);
-  grpc::Status status = task.snapshot->read(subscription.query, task.state.get(), take);
-  if (plan_.history) page.end_commit();
-  return status;
-}
-
-grpc::Status Stream::recall() {
-  bool fits = true;
-  grpc::Status status = sources_.store.replay(plan_.history->start_ns, plan_.history->end_ns,
-                                              [&](const store::CommitStep& step) {
-                                                if (sources_.abandoned && sources_.abandoned())
-                                                  return false;
-                                                fits = recall_step(step);
-                                                return fits;
-                                              });
-  if (status.ok() && !fits) status = {grpc::StatusCode::RESOURCE_EXHAUSTED, kLongHistory};
-  recalled_ = status.ok();
-  return status;
-}
-
-// False when there are too many commits.
-bool Stream::recall_step(const store::CommitStep& step) {
-  if (tasks_.size() + plan_.subscriptions.size() > kMostPastTasks) return false;
-  const bool is_first = step.before == nullptr;
-  if (is_first && plan_.updates_only) add_task(TaskKind::kSync, 0);
-  for (std::size_t i = 0; i < plan_.subscriptions.size(); ++i) {
-    if (is_first && plan_.updates_only) break;
-    Task& task = add_task(is_first ? TaskKind::kAsOf : TaskKind::kCommit, i);
-    task.since = step.before;
-    task.snapshot = step.after;
-    task.time_ns = step.time_ns;
-  }
-  if (is_first && !plan_.updates_only) add_task(TaskKind::kSync, 0);
-  if (!is_first) add_commit_done(step);
-  return true;
-}
-
-store::ChangeSink Stream::change_sink(Task& task, SamplePage& page, bool& complete) {
-  const Subscription& subscription = subscription_of(task);
-  const auto has_room = [&task, &page, &complete, met = std::make_shared<std::size_t>(0)] {
-    if (!complete || (*met)++ < task.given) return false;
-    if (page.is_full()) {
-      complete = false;
-      return false;
-    }
-    ++task.given;
-    return true;
-  };
-  store::ChangeSink sink;
-  sink.update = [has_room, &task, &page, &subscription](gnmi::Path& path, gnmi::TypedValue& value) {
-    if (!has_room()) return;
-    std::uint32_t values = 1;
-    if (!task.counts.empty()) {
-      const auto counted = task.counts.find(PathLog::number_of(path));
-      if (counted != task.counts.end()) values = counted->second;
-    }
-    page.add_leaf(subscription, path, value, values - 1);
-  };
-  sink.gone = [has_room, &page, &subscription](gnmi::Path& path) {
-    if (has_room()) page.add_gone(subscription, path);
-  };
-  return sink;
-}
-
-grpc::Status Stream::run_commit(Task& task, SamplePage& page, bool& complete) {
-  const store::StateSource state = [&]() -> const store::StateTree* {
-    return read_state(task) ? task.state.get() : nullptr;
-  };
-  page.begin_commit(task.time_ns);
-  grpc::Status status = task.snapshot->read_changes(subscription_of(task).query, *task.since, state,
-                                                    change_sink(task, page, complete));
-  page.end_commit();
-  is_in_commit_ = is_in_commit_ || task.given > 0;
-  return status;
-}
-
-grpc::Status Stream::run_compare(Task& task, SamplePage& page, bool& complete) {
-  Subscription& subscription = subscription_of(task);
-  if (!read_state(task)) {
-    complete = synced_;
-    lacks_state_ = !complete;
-    return grpc::Status::OK;
-  }
-  if (task.snapshot == nullptr) task.snapshot = sources_.store.snapshot();
-  grpc::Status status;
-  if (!task.form.silent) {
-    status = task.snapshot->read_state_changes(subscription.query, subscription.seen.get(),
-                                               task.state.get(), change_sink(task, page, complete));
-  }
-  if (status.ok() && complete) subscription.seen = task.state;
-  return status;
 }
 
 }  // namespace nexa::telemetry

@@ -15,6 +15,7 @@
 
 #include "store/config_store.h"
 #include "telemetry/change_feed.h"
+#include "telemetry/round_reader.h"
 #include "telemetry/sample_page.h"
 #include "telemetry/subscription_plan.h"
 
@@ -108,7 +109,13 @@ class Stream {
   grpc::Status run_commit(Task& task, SamplePage& page, bool& complete);
   grpc::Status run_compare(Task& task, SamplePage& page, bool& complete);
   bool read_state(Task& task);
-  store::ChangeSink change_sink(Task& task, SamplePage& page, bool& complete);
+  using ChangeReader = std::function<grpc::Status(const store::ChangeSink& sink)>;
+  grpc::Status report_changes(Task& task, SamplePage& page, bool& complete,
+                              const ChangeReader& read);
+  grpc::Status read_group(Task& task, AtomicGroup& group);
+  // Whether the next entry of the task is for this page; to be asked once for each.
+  static std::function<bool()> room_for(Task& task, const SamplePage& page, bool& complete);
+  static std::uint32_t duplicates_of(const Task& task, const gnmi::Path& path);
   MonotonicTime next_due() const;
 
   const StreamSources sources_;

@@ -29,8 +29,8 @@ class Planner {
   grpc::Status check_interval(const char* field, std::uint64_t asked,
                               std::chrono::nanoseconds& interval) const;
   void add_sampled(Subscription whole);
-  void add_changes(Subscription whole, bool target_chooses);
-  store::LeafFilter filter(state::Pace pace) const;
+  void add_changes(Subscription whole, const LeafPaces::Content& state, bool target_chooses);
+  store::LeafFilter filter(bool by_events) const;
   store::LeafFilter unmirrored() const;
   void add_mirrored(Subscription whole);
 
@@ -54,9 +54,9 @@ grpc::Status Planner::check_interval(const char* field, std::uint64_t asked,
   return grpc::Status::OK;
 }
 
-store::LeafFilter Planner::filter(state::Pace pace) const {
-  return [&paces = paces_, pace](const lysc_node* leaf) {
-    return paces.pace(leaf) == pace && !paces.is_mirrored(leaf);
+store::LeafFilter Planner::filter(bool by_events) const {
+  return [&paces = paces_, by_events](const lysc_node* leaf) {
+    return paces.changes_by_events(leaf) == by_events && !paces.is_mirrored(leaf);
   };
 }
 
@@ -78,27 +78,27 @@ void Planner::add_sampled(Subscription whole) {
   plan_.subscriptions.push_back(std::move(whole));
 }
 
-void Planner::add_changes(Subscription whole, bool target_chooses) {
-  LeafPaces::Content state;
-  if (!plan_.config_only) state = paces_.content(whole.query.target);
+void Planner::add_changes(Subscription whole, const LeafPaces::Content& state,
+                          bool target_chooses) {
   whole.interval = std::chrono::nanoseconds(0);
   whole.suppress_redundant = false;
-  if (state.events || (state.gauges && !target_chooses)) {
+  // Nobody tells when these change: they are looked at.
+  const bool looks = state.hinted || (state.gauges && !target_chooses);
+  if (state.events || looks) {
     Subscription& events = plan_.subscriptions.emplace_back(whole);
     events.source = Source::kEvents;
     events.query.part = store::DataPart::kState;
     if (target_chooses && state.gauges) {
-      events.query.wanted = filter(state::Pace::kEvents);
+      events.query.wanted = filter(true);
     } else if (state.mirrored) {
       events.query.wanted = unmirrored();
     }
-    // Nobody tells when a gauge changes: it is looked at.
-    if (!target_chooses && state.gauges) events.interval = limits_.target_interval;
+    if (looks) events.interval = limits_.target_interval;
   }
   if (state.gauges && target_chooses) {
     Subscription& gauges = plan_.subscriptions.emplace_back(whole);
     gauges.query.part = store::DataPart::kState;
-    if (state.events || state.mirrored) gauges.query.wanted = filter(state::Pace::kGauge);
+    if (state.events || state.hinted || state.mirrored) gauges.query.wanted = filter(false);
     gauges.interval = limits_.target_interval;
   }
   if (state.mirrored) add_mirrored(whole);
@@ -119,6 +119,12 @@ grpc::Status Planner::add(const gnmi::Subscription& request) {
   auto resolved = resolver_.resolve(list_.prefix(), request.path(), model::Purpose::kRead);
   if (!resolved.ok()) return resolved.refusal().status();
   whole.query.target = std::move(resolved.value());
+  LeafPaces::Content state = paces_.content(whole.query.target);
+  whole.has_atomic = state.atomic;
+  if (state.atomic && plan_.scopes == nullptr) {
+    plan_.scopes = std::make_shared<AtomicScopes>(resolver_);
+  }
+  if (plan_.config_only) state = LeafPaces::Content();
   if (plan_.history) {
     whole.source = Source::kCommits;
     whole.query.part = store::DataPart::kConfig;
@@ -142,7 +148,7 @@ grpc::Status Planner::add(const gnmi::Subscription& request) {
     if (status.ok()) add_sampled(std::move(whole));
     return status;
   }
-  add_changes(std::move(whole), target_chooses);
+  add_changes(std::move(whole), state, target_chooses);
   return grpc::Status::OK;
 }
 

@@ -17,6 +17,7 @@
 #include "model/resolver.h"
 #include "store/config_store.h"
 #include "telemetry/answer_paths.h"
+#include "telemetry/atomic_groups.h"
 #include "telemetry/leaf_paces.h"
 #include "telemetry/path_log.h"
 #include "telemetry/sampler.h"
@@ -39,6 +40,7 @@ struct Subscription {
   std::chrono::nanoseconds interval{0};   // 0: no beat
   std::chrono::nanoseconds heartbeat{0};  // 0: none
   bool suppress_redundant = false;
+  bool has_atomic = false;  // some of what it names is told in groups
   // kData: a beat looks at the data only when a commit or an event came since the last one.
   bool only_when_changed = false;
   bool must_read = false;         // an event came since
@@ -71,6 +73,16 @@ struct SubscriptionPlan {
   std::optional<History> history;
   std::size_t most_updates = 200;  // in one message of a round
   std::vector<Subscription> subscriptions;
+  std::shared_ptr<AtomicScopes> scopes;  // null when no subscription has atomic nodes
+
+  // The part of the data that an atomic node is told with.
+  store::DataPart group_part() const {
+    return config_only || history ? store::DataPart::kConfig : store::DataPart::kAll;
+  }
+  // Whether the leaves that the subscription reads are all those of an atomic node that it names.
+  bool reads_groups(const Subscription& subscription) const {
+    return subscription.query.part == group_part() && !subscription.query.wanted;
+  }
 };
 
 struct PlanLimits {
@@ -83,7 +95,7 @@ struct PlanLimits {
 // NOT_FOUND for a node that the schema does not have: a valid path without data is watched.
 // `history`, `config_only` and `depth` of the plan are the caller's to set before; with a history
 // only configuration is watched. `at_fault` is the index of the subscription that was refused, -1
-// for none of them. `paces` outlives the plan. Any thread.
+// for none of them. `paces` and `resolver` outlive the plan. Any thread.
 grpc::Status plan_subscriptions(const model::Resolver& resolver, const LeafPaces& paces,
                                 const PlanLimits& limits, const gnmi::SubscriptionList& list,
                                 SubscriptionPlan& plan, int& at_fault);

@@ -1,5 +1,6 @@
 // Pages of a round, and what is remembered of a round's paths.
 #include "telemetry/sample_page.h"
+#include "telemetry/round_reader.h"
 
 #include <gtest/gtest.h>
 
@@ -28,7 +29,7 @@ Lines missing(const PathLog& earlier, const PathLog& later) {
 
 PathLog log_of(const Lines& paths) {
   PathLog log;
-  for (const std::string& path : paths) log.add(path_of(path));
+  for (const std::string& path : paths) log.add(PathLog::encode(path_of(path)));
   return log;
 }
 
@@ -100,7 +101,8 @@ class Pages : public testing::Test {
   std::string page(std::size_t budget) {
     SamplePage page(plan, budget);
     bool complete = false;
-    EXPECT_TRUE(read_page(*store.snapshot(), nullptr, {}, subscription(), page, complete).ok());
+    EXPECT_TRUE(
+        read_page(plan, {*store.snapshot(), nullptr}, {}, subscription(), page, complete).ok());
     std::string names;
     for (const QueuedMessage& message : page.take()) {
       const gnmi::Notification& notification = message.response.update();
@@ -144,7 +146,7 @@ TEST_F(Pages, HaveNoPathTwiceInAMessage) {
   SamplePage page(plan, 100000);
   for (Subscription& each : plan.subscriptions) {
     bool complete = false;
-    EXPECT_TRUE(read_page(*store.snapshot(), nullptr, {}, each, page, complete).ok());
+    EXPECT_TRUE(read_page(plan, {*store.snapshot(), nullptr}, {}, each, page, complete).ok());
   }
   Lines messages;
   for (const QueuedMessage& message : page.take()) {
@@ -160,7 +162,8 @@ TEST_F(Pages, HaveNoMoreLeavesInAMessageThanAreAllowed) {
   plan.most_updates = 4;
   SamplePage page(plan, 100000);
   bool complete = false;
-  EXPECT_TRUE(read_page(*store.snapshot(), nullptr, {}, subscription(), page, complete).ok());
+  EXPECT_TRUE(
+      read_page(plan, {*store.snapshot(), nullptr}, {}, subscription(), page, complete).ok());
   const auto messages = page.take();
   ASSERT_EQ(messages.size(), 2U);
   EXPECT_EQ(messages[0].response.update().update_size(), 4);

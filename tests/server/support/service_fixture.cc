@@ -16,6 +16,9 @@ ExampleSchema& example_schema() {
     static ExampleSchema loaded;
     kestrel::LoadOptions load;
     load.search_dirs = {NEXA_SOURCE_DIR "/models"};
+#ifdef NEXA_MORE_MODELS
+    load.search_dirs.emplace_back(NEXA_MORE_MODELS);
+#endif
     const auto problem = kestrel::load(load);
     EXPECT_FALSE(problem.has_value()) << problem->text();
     loaded.mapper.populate();

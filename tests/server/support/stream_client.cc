@@ -8,9 +8,9 @@ namespace nexa_test {
 namespace {
 
 std::string shown(const gnmi::Notification& notification) {
-  std::string text;
+  std::string text = notification.atomic() ? "atomic " : "";
   if (notification.has_prefix()) {
-    text =
+    text +=
         notification.prefix().target() + nexa::translate::format_path_string(notification.prefix());
   }
   for (const gnmi::Update& update : notification.update()) {
