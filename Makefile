@@ -11,7 +11,8 @@
 #   make mutation  plants single faults in src and host/store; which do the tests not find?
 #   make build-cost   what a build from clean costs, in CPU seconds
 #   make nightly   what a night has time for: generated updates and a million generated Sets against libyang,
-#                  2,000 crashes, twenty seconds of each flood, an hour of load
+#                  2,000 crashes, twenty seconds of each flood, 10,000 commits and Sets before subscribers, an hour of
+#                  load
 #   make deb       build Debian packages into build/deb; DEB_ARCH=armhf cross-builds
 #   make test-deb  build them, and install, use, upgrade and remove them in a clean Debian
 #   make deb-reproducible   build them twice, in different places and times, and compare the bytes
@@ -103,6 +104,8 @@ nightly: setup
 	@NEXA_POWER_CUT_EVERY=1 $(BUILD)/bin/store_tests --gtest_filter='StorePowerCut.*'
 	@NEXA_CRASH_POINTS=$(NIGHTLY_CRASHES) ctest --test-dir $(BUILD) -R '^nexad_crash$$' --output-on-failure
 	@scripts/floods $(BUILD)
+	@NEXA_TELEMETRY_COMMITS=10000 NEXA_TELEMETRY_SETS=10000 $(BUILD)/bin/telemetry_tests --gtest_filter='RandomSets.*'
+	@NEXA_CONFIRM_KILLS=200 ctest --test-dir $(BUILD) -R '^nexad_confirmed_commit$$' --output-on-failure
 	@NEXA_SOAK_SECONDS=$(NEXA_SOAK_SECONDS) scripts/soak $(BUILD)
 	@$(MAKE) --no-print-directory test-deb
 	@scripts/deb-reproducible

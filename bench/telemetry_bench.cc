@@ -1,7 +1,12 @@
 // What subscribers cost, without the wire: a commit that nobody watches beside 10,000 streams that
 // wait, the way of a commit to 1,000 streams that watch it, the memory of a stream that waits, and
-// an update by 1,000 leaf paths beside one by a wide path. Fails when the first is above 1.1 times
-// that without streams, or the last above 1.5.
+// an update by 1,000 leaf paths beside one by a wide path, of a stream and of a Get. Fails when the
+// first is above 1.1 times that without streams, or one of the last two above 1.5.
+//
+//   telemetry_bench               measures all
+//   telemetry_bench NAME ROUNDS   does one thing so often, for a profiler: stream-leaves,
+//   stream-wide,
+//                                 get-leaves, get-wide
 #include <malloc.h>
 
 #include <algorithm>
@@ -16,6 +21,7 @@
 
 #include "kestrel/loader.h"
 #include "model/resolver.h"
+#include "server/get_request.h"
 #include "store/tree_store.h"
 #include "telemetry/stream.h"
 
@@ -65,8 +71,11 @@ class Bench {
     for (int port = 0; port < kPorts; ++port) ports += entry(port, "1");
     commit(ports);
     feed_.emplace(*store_);
+    state_.emplace(*store_, std::vector<nexa::state::StateProvider*>(), std::chrono::nanoseconds(0),
+                   [](const std::string&) {});
   }
   ~Bench() {
+    state_.reset();
     feed_.reset();
     store_.reset();
     std::filesystem::remove_all(directory_);
@@ -150,18 +159,45 @@ class Bench {
     return times[25];
   }
 
-  // The time of one update of a poll.
-  static double update_time(Client& client) {
+  static gnmi::GetRequest get_of(const std::vector<gnmi::Path>& paths) {
+    gnmi::GetRequest request;
+    request.set_encoding(gnmi::JSON_IETF);
+    for (const gnmi::Path& path : paths) *request.add_path() = path;
+    return request;
+  }
+
+  // The updates of the answer.
+  std::size_t get(const gnmi::GetRequest& request) {
+    gnmi::GetResponse response;
+    const nexa::server::GetParts parts{resolver_, *store_, *state_};
+    if (!serve_get(parts, request, response).ok()) std::exit(2);
+    std::size_t updates = 0;
+    for (const gnmi::Notification& each : response.notification()) {
+      updates += static_cast<std::size_t>(each.update_size());
+    }
+    return updates;
+  }
+
+  // The median time of one update of `measured`, which returns how many it gave.
+  template <typename Measured>
+  static double time_each(Measured&& measured) {
     std::vector<double> times;
-    client.take();
     for (int round = 0; round < 21; ++round) {
-      client.stream->poll();
       const Clock::time_point begin = Clock::now();
-      const std::size_t leaves = client.take();
-      times.push_back(microseconds(Clock::now() - begin) / static_cast<double>(leaves));
+      const std::size_t updates = measured();
+      times.push_back(microseconds(Clock::now() - begin) / static_cast<double>(updates));
     }
     std::nth_element(times.begin(), times.begin() + 10, times.end());
     return times[10];
+  }
+
+  // The time of one update of a poll.
+  static double update_time(Client& client) {
+    client.take();
+    return time_each([&client] {
+      client.stream->poll();
+      return client.take();
+    });
   }
 
  private:
@@ -171,6 +207,7 @@ class Bench {
   nexa::telemetry::LeafPaces paces_;
   std::unique_ptr<nexa::store::ConfigStore> store_;
   std::optional<nexa::telemetry::ChangeFeed> feed_;
+  std::optional<nexa::server::StateCache> state_;
   int value_ = 1;
 };
 
@@ -179,9 +216,38 @@ bool check(const char* what, double ratio, double limit) {
   return ratio <= limit;
 }
 
+bool compare(const char* what, double by_leaf, double by_wide) {
+  std::printf("%s:\n", what);
+  std::printf("%-52s %8.2f us\n", "  an update by 1,000 leaf paths", by_leaf);
+  std::printf("%-52s %8.2f us\n", "  an update by one wide path", by_wide);
+  return check("  ratio", by_leaf / by_wide, 1.5);
+}
+
+std::vector<gnmi::Path> leaf_paths() {
+  std::vector<gnmi::Path> leaves;
+  for (int port = 0; port < 1000; ++port) leaves.push_back(Bench::leaf(port));
+  return leaves;
+}
+
+void repeat(Bench& bench, const std::string& what, int rounds) {
+  const bool is_wide = what.find("wide") != std::string::npos;
+  const std::vector<gnmi::Path> paths =
+      is_wide ? std::vector<gnmi::Path>{Bench::leaf(-1)} : leaf_paths();
+  const auto client = bench.open(paths, gnmi::SubscriptionList::POLL);
+  const gnmi::GetRequest request = Bench::get_of(paths);
+  for (int round = 0; round < rounds; ++round) {
+    if (what.rfind("get", 0) == 0) {
+      bench.get(request);
+    } else {
+      client->stream->poll();
+      client->take();
+    }
+  }
+}
+
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
   kestrel::LoadOptions options;
   options.search_dirs = {NEXA_MODELS_DIR};
   if (kestrel::load(options)) return 2;
@@ -189,6 +255,10 @@ int main() {
   if (mkdtemp(pattern.data()) == nullptr) return 2;
   Bench bench(pattern);
 
+  if (argc > 2) {
+    repeat(bench, argv[1], std::atoi(argv[2]));
+    return 0;
+  }
   const double alone = bench.idle_commit();
   const std::size_t before = mallinfo2().uordblks;
   std::vector<std::shared_ptr<Client>> idle;
@@ -215,14 +285,14 @@ int main() {
               bench.shared_commit(watching));
   watching.clear();
 
-  std::vector<gnmi::Path> leaves;
-  for (int port = 0; port < 1000; ++port) leaves.push_back(Bench::leaf(port));
+  const std::vector<gnmi::Path> leaves = leaf_paths();
   const auto narrow = bench.open(leaves, gnmi::SubscriptionList::POLL);
   const auto wide = bench.open({Bench::leaf(-1)}, gnmi::SubscriptionList::POLL);
-  const double by_leaf = Bench::update_time(*narrow);
-  const double by_wide = Bench::update_time(*wide);
-  std::printf("%-52s %8.2f us\n", "an update by 1,000 leaf paths", by_leaf);
-  std::printf("%-52s %8.2f us\n", "an update by one wide path", by_wide);
-  passes = check("leaf paths: ratio", by_leaf / by_wide, 1.5) && passes;
+  passes = compare("a poll", Bench::update_time(*narrow), Bench::update_time(*wide)) && passes;
+  const gnmi::GetRequest get_narrow = Bench::get_of(leaves);
+  const gnmi::GetRequest get_wide = Bench::get_of({Bench::leaf(-1)});
+  passes = compare("a Get", Bench::time_each([&] { return bench.get(get_narrow); }),
+                   Bench::time_each([&] { return bench.get(get_wide); })) &&
+           passes;
   return passes ? 0 : 1;
 }

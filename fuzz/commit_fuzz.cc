@@ -8,8 +8,8 @@
 
 #include "gnmi.pb.h"
 #include "kestrel/loader.h"
+#include "request/set_request.h"
 #include "requests.h"
-#include "server/set_request.h"
 #include "store/tree_store.h"
 #include "store/verification.h"
 #include "store/verification_report.h"
@@ -44,7 +44,7 @@ class Target {
         store_(opened(folder)) {}
 
   void set(const gnmi::SetRequest& request) {
-    const nexa::server::SetParts parts{
+    const nexa::request::SetParts parts{
         resolver_, translator_, {}, {}, nexa::profile::Profile::kFull};
     nexa::store::CommitRequest commit;
     const grpc::Status prepared = prepare_set(parts, request, commit.edits);

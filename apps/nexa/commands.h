@@ -28,6 +28,7 @@ void add_history_command(CLI::App& app, Session& session);
 void add_rollback_command(CLI::App& app, Session& session);
 void add_init_command(CLI::App& app, Session& session);
 void add_verify_command(CLI::App& app, Session& session);
+void add_set_command(CLI::App& app, Session& session);
 
 }  // namespace nexa_tool
 

@@ -21,14 +21,14 @@ void ConfigurationOptions::add_to(CLI::App& command) {
   schema.add_to(command);
 }
 
-bool ConfigurationOptions::load() const {
+std::unique_ptr<nexa::ServiceKestrelNamespaceMapperImpl> ConfigurationOptions::load() const {
   const std::string file = nexa::store::log_file(directory);
   if (!std::filesystem::exists(file)) {
     std::fprintf(stderr, "nexa: %s: no such file; name the data directory of a server\n",
                  file.c_str());
-    return false;
+    return nullptr;
   }
-  return schema.load() != nullptr;
+  return schema.load();
 }
 
 }  // namespace nexa_tool

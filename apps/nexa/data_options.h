@@ -3,6 +3,7 @@
 #ifndef APPS_NEXA_DATA_OPTIONS_H_
 #define APPS_NEXA_DATA_OPTIONS_H_
 
+#include <memory>
 #include <string>
 
 #include "schema_options.h"
@@ -19,9 +20,9 @@ struct ConfigurationOptions {
   // Adds --data, --yang-dir, --module and --feature. This object must outlive the parsing.
   void add_to(CLI::App& command);
 
-  // Loads the schema when the directory has a log. False after a failure, which is reported on
-  // standard error.
-  bool load() const;
+  // Loads the schema when the directory has a log, and the mapper over it. Null after a failure,
+  // which is reported on standard error.
+  std::unique_ptr<nexa::ServiceKestrelNamespaceMapperImpl> load() const;
 };
 
 }  // namespace nexa_tool

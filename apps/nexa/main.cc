@@ -67,6 +67,7 @@ int run(int argc, char** argv, ResultOutput& output) {
   add_path_command(app, session);
   add_history_command(app, session);
   add_rollback_command(app, session);
+  add_set_command(app, session);
   add_verify_command(app, session);
   add_init_command(app, session);
   if (manual_text::is_asked_for(std::vector<std::string>(argv + 1, argv + argc))) {

@@ -40,6 +40,8 @@ nexa::server::GnmiServiceOptions service_options(const ServerConfig& config) {
   options.limits.unread_stream_bytes = static_cast<std::size_t>(config.unread_stream_bytes);
   options.limits.pending_sets = config.pending_sets;
   options.limits.min_sample_interval = std::chrono::milliseconds(config.min_sample_interval_ms);
+  options.limits.target_sample_interval =
+      std::chrono::milliseconds(config.target_sample_interval_ms);
   options.workers = static_cast<unsigned>(config.workers);
   return options;
 }

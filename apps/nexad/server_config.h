@@ -79,6 +79,8 @@ struct ServerConfig {
   std::uint64_t pending_sets = kLimits.pending_sets;
   std::uint64_t min_sample_interval_ms =
       static_cast<std::uint64_t>(kLimits.min_sample_interval.count());
+  std::uint64_t target_sample_interval_ms =
+      static_cast<std::uint64_t>(kLimits.target_sample_interval.count());
   std::uint64_t workers = 0;
 
   // Switches of all of the above.

@@ -154,6 +154,9 @@ const std::vector<Setting> kSettings = {
      Number{&Config::pending_sets, 1, kMany}},
     {kRequests, "min-sample-interval-ms", "N", "Shortest sample interval, and what 0 means",
      Number{&Config::min_sample_interval_ms, 1, kDayMs}},
+    {kRequests, "target-sample-interval-ms", "N",
+     "Sample interval of counters where the client leaves it to the server",
+     Number{&Config::target_sample_interval_ms, 1, kDayMs}},
     {kRequests, "workers", "N", "Threads that write answers; 0: as many as the machine has cores",
      Number{&Config::workers, 0, 1024}},
 };

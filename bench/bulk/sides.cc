@@ -9,7 +9,7 @@
 
 #include "bulk/measure.h"
 #include "kestrel/loader.h"
-#include "server/set_request.h"
+#include "request/set_request.h"
 #include "translate/path_string.h"
 
 namespace nexa_bench {
@@ -118,8 +118,8 @@ std::vector<nexa::store::Edit> StoreSide::prepare(const std::string& bytes) {
   gnmi::SetRequest request;
   if (!request.ParseFromString(bytes)) give_up("the request is no SetRequest");
   std::vector<nexa::store::Edit> edits;
-  const nexa::server::SetParts parts{*resolver_, *translator_, {}, {}};
-  const grpc::Status status = nexa::server::prepare_set(parts, request, edits);
+  const nexa::request::SetParts parts{*resolver_, *translator_};
+  const grpc::Status status = nexa::request::prepare_set(parts, request, edits);
   if (!status.ok()) give_up("Set: " + status.error_message());
   return edits;
 }
@@ -128,8 +128,8 @@ void StoreSide::set(const std::string& bytes) {
   gnmi::SetRequest request;
   if (!request.ParseFromString(bytes)) give_up("the request is no SetRequest");
   nexa::store::CommitRequest commit;
-  const nexa::server::SetParts parts{*resolver_, *translator_, {}, {}};
-  const grpc::Status status = nexa::server::prepare_set(parts, request, commit.edits);
+  const nexa::request::SetParts parts{*resolver_, *translator_};
+  const grpc::Status status = nexa::request::prepare_set(parts, request, commit.edits);
   if (!status.ok()) give_up("Set: " + status.error_message());
   commit.author = "bench";
   commit.comment = "Set of 1 operations";
@@ -139,7 +139,7 @@ void StoreSide::set(const std::string& bytes) {
   }
   newest_ = result.number;
   gnmi::SetResponse response;
-  nexa::server::answer_set(request, response);
+  nexa::request::answer_set(request, response);
 }
 
 void StoreSide::change(const std::string& request) {

@@ -116,14 +116,18 @@ struct IdleStreams::Stream {
   std::unique_ptr<grpc::ClientReaderWriter<gnmi::SubscribeRequest, gnmi::SubscribeResponse>> call;
 };
 
-IdleStreams::IdleStreams(const std::string& address, int streams, int per_connection) {
+IdleStreams::IdleStreams(const std::string& address, int streams, int per_connection, Kind kind) {
   gnmi::SubscribeRequest request;
   gnmi::SubscriptionList* list = request.mutable_subscribe();
   list->set_encoding(gnmi::JSON_IETF);
   gnmi::Subscription* subscription = list->add_subscription();
   *subscription->mutable_path() = description_of("eth0");
-  subscription->set_mode(gnmi::SAMPLE);
-  subscription->set_sample_interval(kIdleIntervalSeconds * 1000000000ULL);
+  if (kind == Kind::kOnChange) {
+    subscription->set_mode(gnmi::ON_CHANGE);
+  } else {
+    subscription->set_mode(gnmi::SAMPLE);
+    subscription->set_sample_interval(kIdleIntervalSeconds * 1000000000ULL);
+  }
   for (int number = 0; number < streams; ++number) {
     if (number % per_connection == 0) clients_.push_back(std::make_unique<Client>(address));
     auto stream = std::make_unique<Stream>();
@@ -136,6 +140,13 @@ IdleStreams::IdleStreams(const std::string& address, int streams, int per_connec
     do {
       if (!stream->call->Read(&response)) require(stream->call->Finish(), "Subscribe");
     } while (!response.sync_response());
+  }
+}
+
+void IdleStreams::read_each() {
+  for (const auto& stream : streams_) {
+    gnmi::SubscribeResponse response;
+    if (!stream->call->Read(&response)) require(stream->call->Finish(), "Subscribe");
   }
 }
 

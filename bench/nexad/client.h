@@ -39,10 +39,16 @@ class Client {
 // Streams that were opened, answered with one round, and are silent since.
 class IdleStreams {
  public:
-  IdleStreams(const std::string& address, int streams, int per_connection);
+  // Of the description of one interface.
+  enum class Kind : unsigned char { kSampleSeldom, kOnChange };
+  IdleStreams(const std::string& address, int streams, int per_connection,
+              Kind kind = Kind::kSampleSeldom);
   ~IdleStreams();
   IdleStreams(const IdleStreams&) = delete;
   IdleStreams& operator=(const IdleStreams&) = delete;
+
+  // Waits for the next message of each stream.
+  void read_each();
 
  private:
   struct Stream;

@@ -17,6 +17,7 @@
 #include <optional>
 #include <set>
 #include <thread>
+#include <unordered_set>
 #include <utility>
 
 #include "feed/line_splitter.h"
@@ -37,6 +38,7 @@ constexpr std::size_t kShownLine = 200;
 constexpr std::size_t kMostFaults = 10;
 constexpr std::size_t kMostReadAtOnce = std::size_t{1} << 20U;  // until the values are shown
 constexpr std::chrono::milliseconds kGrace{1000};
+constexpr char kNoCounters[] = "the path of counters ends with the name of a node";
 constexpr char kTooLong[] = "the line is too long";
 constexpr char kTooMany[] = "there is no room for more values";
 
@@ -70,7 +72,19 @@ class StateCommand : public state::StateProvider {
     return tree_;
   }
 
-  state::Pace pace(const kestrel_cs_node&) const override { return state::Pace::kEvents; }
+  // Whatever the program does not call a counter changes when it says so.
+  state::Pace pace(const kestrel_cs_node& leaf) const override {
+    const std::lock_guard<std::mutex> lock(counters_mutex_);
+    for (const kestrel_cs_node* node = &leaf; node != nullptr; node = node->parent) {
+      if (counters_.count(node) != 0) return state::Pace::kGauge;
+    }
+    return state::Pace::kEvents;
+  }
+
+  std::uint64_t pace_version() const override {
+    const std::lock_guard<std::mutex> lock(counters_mutex_);
+    return counters_.size();
+  }
 
   void watch(std::function<void()> changed) override {
     const std::lock_guard<std::mutex> lock(watch_mutex_);
@@ -247,7 +261,8 @@ class StateCommand : public state::StateProvider {
       error = target.refusal().rule;
       return false;
     }
-    if (line.is_delete) {
+    if (line.kind == StateLine::Kind::kCounters) return add_counters(target.value(), error);
+    if (line.kind == StateLine::Kind::kDelete) {
       present_.remove(target.value());
       earlier_.remove(target.value());
       return true;
@@ -257,6 +272,17 @@ class StateCommand : public state::StateProvider {
       return false;
     }
     return present_.update(target.value(), line.value, error);
+  }
+
+  // For the life of the server: a run that ends does not make a counter something else.
+  bool add_counters(const model::Target& target, std::string& error) {
+    if (target.steps.empty() || target.steps.back().nodes.empty()) {
+      error = kNoCounters;
+      return false;
+    }
+    const std::lock_guard<std::mutex> lock(counters_mutex_);
+    for (const model::TargetNode& meant : target.steps.back().nodes) counters_.insert(meant.node);
+    return true;
   }
 
   // Counts what a line brings at most: the nodes on its way, and those that its value can have. As
@@ -307,6 +333,8 @@ class StateCommand : public state::StateProvider {
 
   std::mutex tree_mutex_;
   std::shared_ptr<const store::StateTree> tree_;
+  mutable std::mutex counters_mutex_;
+  std::unordered_set<const kestrel_cs_node*> counters_;
   std::mutex watch_mutex_;
   std::function<void()> changed_;
   std::thread thread_;  // the last one: it begins when all others are there

@@ -16,7 +16,7 @@ using translate::JsonItem;
 using translate::JsonKind;
 
 constexpr char kNoObject[] = "a line is one object";
-constexpr char kForms[] = R"(a line has "path" and "value", or "delete" alone)";
+constexpr char kForms[] = R"(a line has "path" and "value", or "delete" or "counters" alone)";
 constexpr char kNoPath[] = "a path is a string";
 
 // Behind the string that begins at `at`.
@@ -50,6 +50,13 @@ struct Members {
   const JsonItem* path = nullptr;
   const JsonItem* value = nullptr;
   const JsonItem* deleted = nullptr;
+  const JsonItem* counters = nullptr;
+
+  // Whether they are those of one form.
+  bool are_one() const {
+    const int forms = (path != nullptr) + (deleted != nullptr) + (counters != nullptr);
+    return forms == 1 && (path != nullptr) == (value != nullptr);
+  }
 };
 
 // False when there is another member, or one twice.
@@ -57,10 +64,11 @@ bool find_members(const translate::JsonDocument& document, Members& members) {
   const JsonItem& root = document.items[document.root];
   for (std::uint32_t at = root.child; at != translate::kNoItem; at = document.items[at].next) {
     const JsonItem& item = document.items[at];
-    const JsonItem** const place = item.name == "path"     ? &members.path
-                                   : item.name == "value"  ? &members.value
-                                   : item.name == "delete" ? &members.deleted
-                                                           : nullptr;
+    const JsonItem** const place = item.name == "path"       ? &members.path
+                                   : item.name == "value"    ? &members.value
+                                   : item.name == "delete"   ? &members.deleted
+                                   : item.name == "counters" ? &members.counters
+                                                             : nullptr;
     if (place == nullptr || *place != nullptr) return false;
     *place = &item;
   }
@@ -81,14 +89,19 @@ bool read_state_line(std::string_view text, StateLine& line, std::string& error)
   Members members;
   if (document.items[document.root].kind != JsonKind::kObject) {
     error = kNoObject;
-  } else if (!find_members(document, members) ||
-             (members.path == nullptr) != (members.value == nullptr) ||
-             (members.path == nullptr) == (members.deleted == nullptr)) {
+  } else if (!find_members(document, members) || !members.are_one()) {
     error = kForms;
   }
   if (!error.empty()) return false;
-  line.is_delete = members.path == nullptr;
-  const JsonItem* const path = line.is_delete ? members.deleted : members.path;
+  const JsonItem* path = members.path;
+  line.kind = StateLine::Kind::kValue;
+  if (members.deleted != nullptr) {
+    path = members.deleted;
+    line.kind = StateLine::Kind::kDelete;
+  } else if (members.counters != nullptr) {
+    path = members.counters;
+    line.kind = StateLine::Kind::kCounters;
+  }
   if (path == nullptr || path->kind != JsonKind::kString) {
     error = kNoPath;
     return false;

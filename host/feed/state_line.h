@@ -1,8 +1,9 @@
-// One line of a program that tells operational data: {"path": "...", "value": ...} or
-// {"delete": "..."}.
+// One line of a program that tells operational data: {"path": "...", "value": ...},
+// {"delete": "..."} or {"counters": "..."}.
 #ifndef HOST_FEED_STATE_LINE_H_
 #define HOST_FEED_STATE_LINE_H_
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -11,9 +12,14 @@
 namespace nexa::feed {
 
 struct StateLine {
-  bool is_delete = false;
+  enum class Kind : std::uint8_t {
+    kValue,     // the node has this value
+    kDelete,    // what the path names is gone
+    kCounters,  // the leaves at and below the path change all the time
+  };
+  Kind kind = Kind::kValue;
   gnmi::Path path;
-  std::string_view value;  // JSON, a part of the line
+  std::string_view value;  // kValue: JSON, a part of the line
 };
 
 // False with `error` set when the line is none. Any thread.

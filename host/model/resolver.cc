@@ -398,4 +398,27 @@ Result<Target> Resolver::resolve(const gnmi::Path& prefix, const gnmi::Path& pat
   return target;
 }
 
+bool Resolver::read_keys(const gnmi::Path& path, Target& target) const {
+  const int above = target.path.elem_size() - path.elem_size();
+  std::string rule;
+  for (TargetStep& step : target.steps) {
+    if (step.element < above) continue;
+    const gnmi::PathElem& written = path.elem(step.element - above);
+    for (TargetNode& meant : step.nodes) {
+      for (TargetKey& key : meant.keys) {
+        const std::string& value = written.key().at(key.name);
+        if (value == key.sent) continue;
+        key.sent = value;
+        key.stored = {};
+        if (!keys_.read(key, rule)) return false;
+      }
+    }
+  }
+  for (int i = 0; i < path.elem_size(); ++i) {
+    if (path.elem(i).key_size() == 0) continue;
+    *target.path.mutable_elem(above + i)->mutable_key() = path.elem(i).key();
+  }
+  return true;
+}
+
 }  // namespace nexa::model

@@ -39,6 +39,11 @@ class Resolver {
   Result<Target> resolve(const gnmi::Path& prefix, const gnmi::Path& path, Purpose purpose,
                          std::vector<std::string>* notes = nullptr) const;
 
+  // Makes of the target of a path to read that of a path of the same form (has_same_form) below the
+  // same prefix, at the cost of its keys. False when the value of one does not fit: resolve() says
+  // why, and the target is worth nothing. Any thread.
+  bool read_keys(const gnmi::Path& path, Target& target) const;
+
   const Schema& schema() const { return schema_; }
   Mode mode() const { return mode_; }
 

@@ -51,6 +51,27 @@ bool Target::may_begin_with(const lysc_node* top) const {
   return record != nullptr && model->names().in_scope(record, scope);
 }
 
+namespace {
+
+bool has_same_keys(const gnmi::PathElem& left, const gnmi::PathElem& right) {
+  if (left.key_size() != right.key_size()) return false;
+  return std::all_of(left.key().begin(), left.key().end(), [&right](const auto& key) {
+    const auto other = right.key().find(key.first);
+    return other != right.key().end() && (key.second == "*") == (other->second == "*");
+  });
+}
+
+}  // namespace
+
+bool has_same_form(const gnmi::Path& left, const gnmi::Path& right) {
+  return left.elem_size() == right.elem_size() && left.origin() == right.origin() &&
+         left.target() == right.target() &&
+         std::equal(left.elem().begin(), left.elem().end(), right.elem().begin(),
+                    [](const gnmi::PathElem& one, const gnmi::PathElem& other) {
+                      return one.name() == other.name() && has_same_keys(one, other);
+                    });
+}
+
 gnmi::Path join_paths(const gnmi::Path& prefix, const gnmi::Path& path) {
   gnmi::Path joined = prefix;
   joined.mutable_elem()->MergeFrom(path.elem());

@@ -87,6 +87,10 @@ struct Target {
 // one, the path's first (gNMI specification, section 2.4.1).
 gnmi::Path join_paths(const gnmi::Path& prefix, const gnmi::Path& path);
 
+// Whether two paths differ in the values of keys alone, and in none that is "*" in one of them:
+// what holds for the names of the one holds for those of the other.
+bool has_same_form(const gnmi::Path& left, const gnmi::Path& right);
+
 }  // namespace nexa::model
 
 #endif  // HOST_MODEL_TARGET_H_

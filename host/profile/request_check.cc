@@ -11,6 +11,7 @@
 #include <string>
 #include <utility>
 
+#include "model/target.h"
 #include "profile/extension_check.h"
 #include "profile/messages.h"
 #include "profile/path_check.h"
@@ -98,11 +99,13 @@ RequestVerdict refused_by(const Notification& notification) {
   return verdict;
 }
 
-grpc::Status check_device_get(gnmi::GetRequest& request) {
+grpc::Status check_device_get(const gnmi::GetRequest& request) {
   grpc::Status status = ServiceRpcMsgHelpers::validate_DataType(request.type());
   if (status.ok()) status = ServiceRpcMsgHelpers::validate_Encoding(request.encoding());
-  if (status.ok()) status = ServiceRpcMsgHelpers::validate_ModelData(&request);
-  return status;
+  if (!status.ok()) return status;
+  gnmi::GetRequest models;  // the library's check takes what it could change
+  *models.mutable_use_models() = request.use_models();
+  return ServiceRpcMsgHelpers::validate_ModelData(&models);
 }
 
 grpc::Status check_full_get(const gnmi::GetRequest& request) {
@@ -114,7 +117,7 @@ grpc::Status check_full_get(const gnmi::GetRequest& request) {
   return {grpc::StatusCode::UNIMPLEMENTED, kAsciiOfConfigOnly};
 }
 
-grpc::Status check_get_options(Profile profile, gnmi::GetRequest& request) {
+grpc::Status check_get_options(Profile profile, const gnmi::GetRequest& request) {
   grpc::Status status = check_number("type", request.type());
   if (status.ok()) status = check_number("encoding", request.encoding());
   if (!status.ok()) return status;
@@ -188,12 +191,18 @@ RequestVerdict check_capabilities(Profile profile, const gnmi::CapabilityRequest
   return check_extensions(profile, Rpc::kCapabilities, request.extension());
 }
 
-RequestVerdict check_get(Profile profile, gnmi::GetRequest& request) {
+// In the full profile a path is judged by its form alone.
+RequestVerdict check_get(Profile profile, const gnmi::GetRequest& request) {
   grpc::Status status = check_get_options(profile, request);
   if (!status.ok()) return {status, {}};
   status = check_form(request.prefix());
   if (!status.ok()) return {status, "prefix"};
   for (int index = 0; index < request.path_size(); ++index) {
+    if (profile == Profile::kFull && index > 0 &&
+        model::has_same_form(request.path(index - 1), request.path(index)) &&
+        check_form(request.path(index)).ok()) {
+      continue;
+    }
     status = check_path(profile, GET, request.prefix(), request.path(index));
     if (!status.ok()) return {status, indexed("path", index)};
   }

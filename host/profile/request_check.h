@@ -27,7 +27,7 @@ struct RequestVerdict {
 // The first refusal, in the order of the checks; any thread. Only options, path texts and
 // extensions are judged.
 RequestVerdict check_capabilities(Profile profile, const gnmi::CapabilityRequest& request);
-RequestVerdict check_get(Profile profile, gnmi::GetRequest& request);
+RequestVerdict check_get(Profile profile, const gnmi::GetRequest& request);
 RequestVerdict check_set(Profile profile, const gnmi::SetRequest& request);
 
 // The part of check_set() for one update: `type` is UPDATE or REPLACE. The place is "path", "val"

@@ -5,7 +5,7 @@
 #include <cstddef>
 
 #include "model/target.h"
-#include "server/set_request.h"
+#include "request/set_request.h"
 #include "text/display.h"
 #include "text/utf8.h"
 #include "translate/code_name.h"
@@ -20,15 +20,16 @@ constexpr std::size_t kMostNameBytes = 80;
 constexpr std::size_t kMostReasonBytes = 300;
 
 std::string shown_operations(const gnmi::SetRequest& request) {
-  const std::size_t count = operation_count(request);
+  const std::size_t count = request::operation_count(request);
   const std::size_t shown = std::min(count, kMostPaths);
   std::string text;
   for (std::size_t index = 0; index < shown; ++index) {
     if (!text.empty()) text.append(", ");
-    const gnmi::Path joined = model::join_paths(request.prefix(), operation_path(request, index));
+    const gnmi::Path joined =
+        model::join_paths(request.prefix(), request::operation_path(request, index));
     const std::string path = translate::format_path_string(joined);
     const std::size_t length = text::prefix_length(path, kMostPathBytes);
-    text.append(operation_name(request, index)).append(" ").append(path, 0, length);
+    text.append(request::operation_name(request, index)).append(" ").append(path, 0, length);
     if (length < path.size()) text.append("...");
   }
   if (count > shown) text.append(", and ").append(std::to_string(count - shown)).append(" more");
@@ -47,7 +48,7 @@ std::string audit_line(const SetAudit& audit, const gnmi::SetRequest& request) {
     line.append(" union_replaces=").append(std::to_string(request.union_replace_size()));
   }
   line.append(" operations=").append(text::quoted(shown_operations(request)));
-  if (audit.action.kind != CommitAction::Kind::kNone) {
+  if (audit.action.kind != request::CommitAction::Kind::kNone) {
     line.append(" action=").append(name_of(audit.action.kind));
     line.append(" id=").append(text::quoted(audit.action.id, kMostNameBytes));
   }

@@ -10,8 +10,8 @@
 #include <string>
 
 #include "gnmi.pb.h"
+#include "request/commit_action.h"
 #include "server/call_identity.h"
-#include "server/commit_action.h"
 #include "store/config_store.h"
 
 namespace nexa::server {
@@ -20,8 +20,8 @@ struct SetAudit {
   std::string user;
   std::string peer;
   grpc::Status verdict;
-  std::uint64_t commit = 0;  // 0: none was made
-  CommitAction action;       // of the commit-confirmed extension
+  std::uint64_t commit = 0;      // 0: none was made
+  request::CommitAction action;  // of the commit-confirmed extension
   std::chrono::nanoseconds time{0};
 };
 

@@ -22,7 +22,7 @@ struct GetParts {
   const store::ConfigStore& store;
   StateCache& state;
   Limits limits{};
-  std::function<bool()> cancelled;  // asked between paths; may be empty
+  std::function<bool()> cancelled{};  // asked between paths; may be empty
   profile::Profile profile = profile::Profile::kFull;
   const gnmi::CapabilityResponse* models = nullptr;  // those that use_models can name
 };

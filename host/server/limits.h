@@ -6,12 +6,14 @@
 #include <chrono>
 #include <cstddef>
 
+#include "request/limits.h"
+
 namespace nexa::server {
 
 struct Limits {
-  std::size_t max_operations = 100000;  // of one Set
-  std::size_t max_paths = 1000;         // of one Get or Subscribe
-  std::size_t max_parts = 1000000;      // of one request in all: see read_request()
+  std::size_t max_operations = request::kMostOperations;  // of one Set
+  std::size_t max_paths = 1000;                           // of one Get or Subscribe
+  std::size_t max_parts = 1000000;  // of one request in all: see read_request()
   std::size_t max_streams = 10000;
   std::size_t max_updates = 200;  // of one message of a stream; 1: each leaf in its own
   std::size_t max_answer_bytes = 256U << 20U;   // of one Get

@@ -3,6 +3,8 @@
 #ifndef HOST_SERVER_MESSAGES_H_
 #define HOST_SERVER_MESSAGES_H_
 
+#include "request/messages.h"
+
 namespace nexa::server {
 
 inline constexpr char kShuttingDown[] = "The server is shutting down";
@@ -10,7 +12,7 @@ inline constexpr char kTooManyRequests[] = "Too many requests are waiting";
 inline constexpr char kTooManyUnread[] = "Too many answers wait to be read by their clients";
 inline constexpr char kTooManyLogins[] = "Too many logins are waiting, try again later";
 inline constexpr char kTooManySets[] = "Too many Set requests are waiting";
-inline constexpr char kCallCancelled[] = "The call was cancelled before it was served";
+using request::kCallCancelled;
 inline constexpr char kServerFault[] = "The server failed to serve the call";
 inline constexpr char kNoSuchMessage[] =
     "The request cannot be read: it is no message of this method, or a text in it is not UTF-8";
@@ -19,8 +21,6 @@ inline constexpr char kReadOnlyRole[] = "Set needs a user of the role read-write
 inline constexpr char kAnswerTooLarge[] =
     "the answer is larger than the server sends, ask for less at a time";
 inline constexpr char kNoData[] = "no data";
-inline constexpr char kEmptyEntry[] =
-    "{} or null is no value for a list entry, give its members or delete it";
 
 inline constexpr char kNoElectionId[] = "Extension master_arbitration without an election_id";
 inline constexpr char kTwoArbitrations[] = "Extension master_arbitration is given twice";

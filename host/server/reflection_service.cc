@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include "request/status_details.h"
 #include "server/messages.h"
-#include "server/status_details.h"
 
 namespace nexa::server {
 namespace {
@@ -61,7 +61,7 @@ class ReflectionStream final : public grpc::ServerGenericBidiReactor,
   void end(const grpc::Status& status) {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (std::exchange(ended_, true)) return;
-    Finish(bounded(status));
+    Finish(request::bounded(status));
   }
 
   void OnReadDone(bool ok) override {

@@ -7,11 +7,11 @@
 #include <utility>
 
 #include "access/peer_address.h"
+#include "request/status_details.h"
 #include "server/audit.h"
 #include "server/confirmation_watch.h"
 #include "server/messages.h"
 #include "server/request_bytes.h"
-#include "server/status_details.h"
 
 namespace nexa::server {
 namespace {
@@ -111,7 +111,7 @@ UnaryCall::~UnaryCall() { finish(core_.no_room()); }
 void UnaryCall::finish(const grpc::Status& status) {
   if (finished_.exchange(true)) return;
   core_.parts.observer.call_ended(method_, status.error_code(), age());
-  reactor_->Finish(bounded(status));
+  reactor_->Finish(request::bounded(status));
 }
 
 void UnaryCall::finish(const grpc::Status& status, grpc::ByteBuffer& answer) {

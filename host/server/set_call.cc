@@ -4,11 +4,11 @@
 #include <string>
 #include <utility>
 
+#include "request/set_request.h"
+#include "request/status_details.h"
 #include "server/confirmation_watch.h"
 #include "server/messages.h"
 #include "server/request_bytes.h"
-#include "server/set_request.h"
-#include "server/status_details.h"
 #include "text/display.h"
 
 namespace nexa::server {
@@ -54,10 +54,11 @@ void SetCall::received(const grpc::Status& received, access::Role role) {
     finish({grpc::StatusCode::PERMISSION_DENIED, kReadOnlyRole});
     return;
   }
-  const SetParts parts{core_.parts.resolver, core_.parts.translator, core_.options.limits,
-                       [this] { return is_abandoned(); }, core_.options.profile};
-  status = call_.guarded([&] { return prepare_set(parts, request_, edits_); });
-  if (status.ok()) status = read_commit_action(request_, audit_.action);
+  const request::SetParts parts{core_.parts.resolver, core_.parts.translator,
+                                core_.options.limits.max_operations,
+                                [this] { return is_abandoned(); }, core_.options.profile};
+  status = call_.guarded([&] { return request::prepare_set(parts, request_, edits_); });
+  if (status.ok()) status = request::read_commit_action(request_, audit_.action);
   if (!status.ok()) {
     finish(status.error_code() == grpc::StatusCode::CANCELLED ? abandoned() : status);
     return;
@@ -81,24 +82,24 @@ grpc::Status SetCall::abandoned() const {
 grpc::Status SetCall::apply() {
   grpc::Status status = core_.arbitration.admit(request_);
   if (!status.ok()) return status;
-  const CommitAction::Kind action = audit_.action.kind;
-  if (action == CommitAction::Kind::kCommit || !edits_.empty()) {
+  const request::CommitAction::Kind action = audit_.action.kind;
+  if (action == request::CommitAction::Kind::kCommit || !edits_.empty()) {
     status = commit_edits();
-  } else if (action != CommitAction::Kind::kNone) {
+  } else if (action != request::CommitAction::Kind::kNone) {
     status = settle_pending();
   }
-  if (action != CommitAction::Kind::kNone) core_.confirmations->look();
-  if (status.ok()) answer_set(request_, response_);
+  if (action != request::CommitAction::Kind::kNone) core_.confirmations->look();
+  if (status.ok()) request::answer_set(request_, response_);
   return status;
 }
 
 grpc::Status SetCall::commit_edits() {
-  const CommitAction& action = audit_.action;
+  const request::CommitAction& action = audit_.action;
   store::CommitRequest commit;
   commit.edits = std::move(edits_);
   commit.author = audit_.user;
-  commit.comment = "Set of " + std::to_string(operation_count(request_)) + " operations";
-  if (action.kind == CommitAction::Kind::kCommit) {
+  commit.comment = "Set of " + std::to_string(request::operation_count(request_)) + " operations";
+  if (action.kind == request::CommitAction::Kind::kCommit) {
     commit.comment += ", to be confirmed as " + text::quoted(action.id);
     commit.confirm_id = action.id;
     commit.confirm_within = action.duration;
@@ -107,16 +108,17 @@ grpc::Status SetCall::commit_edits() {
   commit.abandoned = [this] { return is_abandoned(); };
   const store::CommitResult result = core_.parts.store.commit(commit);
   if (is_abandoned() && !result.status.ok()) return abandoned();
-  if (!result.status.ok()) return refusal_of(request_, result);
+  if (!result.status.ok()) return request::refusal_of(request_, result);
   audit_.commit = result.number;
   return grpc::Status::OK;
 }
 
 grpc::Status SetCall::settle_pending() {
-  const CommitAction& action = audit_.action;
+  const request::CommitAction& action = audit_.action;
   store::ConfigStore& store = core_.parts.store;
-  if (action.kind == CommitAction::Kind::kConfirm) return store.confirm(action.id);
-  if (action.kind == CommitAction::Kind::kExtend) return store.extend(action.id, action.duration);
+  if (action.kind == request::CommitAction::Kind::kConfirm) return store.confirm(action.id);
+  if (action.kind == request::CommitAction::Kind::kExtend)
+    return store.extend(action.id, action.duration);
   const store::CommitResult result = store.cancel(
       action.id, audit_.user, text::quoted(action.id) + " was cancelled", core_.parts.approve);
   if (result.status.ok()) audit_.commit = result.number;
@@ -149,7 +151,7 @@ void SetCall::finish(const grpc::Status& verdict) {
   if (status.ok()) {
     status = write_answer(response_, answer);
   } else if (status.error_details().empty()) {
-    status = with_details(verdict.error_code(), verdict.error_message(), nullptr);
+    status = request::with_details(verdict.error_code(), verdict.error_message(), nullptr);
   }
   call_.finish(status, answer);
 }

@@ -8,8 +8,8 @@
 
 #include "model/model_set.h"
 #include "profile/request_check.h"
+#include "request/request_rules.h"
 #include "server/reading_extensions.h"
-#include "server/request_rules.h"
 
 namespace nexa::server {
 namespace {
@@ -53,7 +53,7 @@ grpc::Status plan_stream(const SubscribeParts& parts, const gnmi::SubscribeReque
   const std::string place = "subscription[" + std::to_string(at_fault) + "]";
   const gnmi::Path joined = model::join_paths(list.prefix(), list.subscription(at_fault).path());
   return {profile::code_for_reader(parts.profile, status.error_code()),
-          at_place(place, joined) + status.error_message()};
+          request::at_place(place, joined) + status.error_message()};
 }
 
 }  // namespace nexa::server

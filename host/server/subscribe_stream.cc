@@ -8,9 +8,9 @@
 #include <utility>
 
 #include "profile/request_check.h"
+#include "request/status_details.h"
 #include "server/messages.h"
 #include "server/request_bytes.h"
-#include "server/status_details.h"
 #include "server/subscribe_request.h"
 #include "telemetry/messages.h"
 
@@ -317,7 +317,7 @@ void SubscribeStream::end_locked(const grpc::Status& status) {
     const MonotonicTime limit = std::chrono::steady_clock::now() + kEndLimit;
     appointment_ = core_.sampler.schedule(limit, weak_from_this());
   }
-  Finish(bounded(status));
+  Finish(request::bounded(status));
 }
 
 void SubscribeStream::OnDone() {

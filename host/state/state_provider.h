@@ -47,6 +47,9 @@ class StateProvider {
     return Pace::kGauge;
   }
 
+  // Changes whenever pace() may say something else of some leaf. Any thread.
+  virtual std::uint64_t pace_version() const { return 0; }
+
   // From now on `changed` is called, on any thread, whenever a leaf of Pace::kEvents may have
   // another value; append_xml() gives the new one then. Called once, before anybody reads. A null
   // function ends it: no call is running when watch() returns.

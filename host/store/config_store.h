@@ -50,6 +50,9 @@ struct Change {
   std::string author;
   std::string before;  // XML, top element "config"
   std::string after;   // XML, top element "config"
+  // The change as the history shows it: XML of the changed nodes with an operation at each; empty
+  // where it cannot be written so. Made when it is asked for, during the call that has the change.
+  std::function<std::string()> difference{};
 };
 
 // A commit that is taken back unless somebody confirms it (gNMI commit-confirmed extension).

@@ -32,6 +32,7 @@ namespace nexa::store {
 namespace {
 
 constexpr char kNoMemory[] = "out of memory";
+constexpr char kReadOnly[] = "the data directory was opened to be read only";
 constexpr char kUnknownOutcome[] =
     "whether the commit is stored is not known until the log can be read again: ";
 
@@ -154,6 +155,7 @@ bool TreeStore::load(const std::string& file, std::vector<std::string>& notes, s
     const std::lock_guard<std::mutex> lock(writer_);
     judge_.stand_for(publication_.current()->root());
   });
+  if (options_.read_only) return true;
   snapshots_ = std::make_unique<SnapshotWriter>(
       *log_, LogLimits{options_.history_limit, options_.commits_per_snapshot},
       [this] { return log_snapshot(); }, options_.warn);
@@ -388,14 +390,22 @@ CommitResult TreeStore::finish(Transaction& transaction) {
   transaction.time_ns = std::max(now, last_time_ns_ + 1);
   if (transaction.approve != nullptr && *transaction.approve) {
     const Change change{
-        transaction.number, transaction.time_ns, transaction.author,
+        transaction.number,
+        transaction.time_ns,
+        transaction.author,
         changed_nodes_xml(*transaction.before, *transaction.after, *transaction.before),
-        changed_nodes_xml(*transaction.before, *transaction.after, *transaction.after)};
+        changed_nodes_xml(*transaction.before, *transaction.after, *transaction.after),
+        [&transaction] {
+          std::string difference;
+          const bool is_written = change_xml(*transaction.before, *transaction.after, difference);
+          return is_written ? difference : std::string();
+        }};
     const grpc::Status verdict = (*transaction.approve)(change);
     if (!verdict.ok() && transaction.may_be_refused) {
       return refuse(transaction, verdict.error_code(), verdict.error_message());
     }
   }
+  if (options_.read_only) return refuse(transaction, StatusCode::FAILED_PRECONDITION, kReadOnly);
   entry.number = transaction.number;
   entry.time_ns = transaction.time_ns;
   entry.author = transaction.author;
@@ -436,11 +446,15 @@ std::unique_ptr<ConfigStore> open_tree_store(const TreeStoreOptions& options, st
                                              std::vector<std::string>* notes) {
   error = unsupported_schema();
   if (!error.empty()) return nullptr;
-  std::unique_ptr<DataDirectory> directory = DataDirectory::hold(options.directory, error);
-  if (directory == nullptr) return nullptr;
+  std::unique_ptr<DataDirectory> directory;
+  if (!options.read_only) {
+    directory = DataDirectory::hold(options.directory, error);
+    if (directory == nullptr) return nullptr;
+  }
   LogOptions place;
   place.directory = options.directory;
   place.sync = options.sync;
+  place.read_only = options.read_only;
   std::unique_ptr<CommitLog> log = CommitLog::open(place, error);
   if (log == nullptr) return nullptr;
   std::vector<std::string> lines;

@@ -15,6 +15,9 @@ struct TreeStoreOptions {
   std::string directory;                      // made when it is not there; one process at a time
   std::uint32_t commits_per_snapshot = 1000;  // usual distance of snapshots of small configurations
   std::uint64_t history_limit = 100000;       // commits kept beyond the newest snapshot; 0: all
+  // Beside a process that works on the directory: nothing is changed in it, and a commit that would
+  // change something ends once it was approved. FAILED_PRECONDITION then.
+  bool read_only = false;
   bool sync = true;  // false takes the disk's sync out: for measurements, never for data
   // What the documents of one commit may hold; 0: any number.
   std::size_t max_nodes = 0;

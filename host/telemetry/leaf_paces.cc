@@ -50,6 +50,14 @@ void LeafPaces::add_leaf(const kestrel_cs_node& leaf, Content& content) const {
   }
 }
 
+void LeafPaces::forget_old() const {
+  std::uint64_t version = 0;
+  for (const state::StateProvider* const each : providers_) version += each->pace_version();
+  if (version == version_) return;
+  contents_.clear();
+  version_ = version;
+}
+
 LeafPaces::Content LeafPaces::below(const kestrel_cs_node& node) const {
   const auto known = contents_.find(&node);
   if (known != contents_.end()) return known->second;
@@ -73,6 +81,7 @@ LeafPaces::Content LeafPaces::content(const model::Target& target) const {
   }
   Content content;
   const std::lock_guard<std::mutex> lock(mutex_);
+  forget_old();
   for (const model::TargetNode& meant : target.steps.back().nodes) {
     content.add(below(*meant.node));
     content.atomic = content.atomic || schema_.hints().is_in_atomic(meant.schema);

@@ -3,6 +3,7 @@
 #ifndef HOST_TELEMETRY_LEAF_PACES_H_
 #define HOST_TELEMETRY_LEAF_PACES_H_
 
+#include <cstdint>
 #include <mutex>
 #include <unordered_map>
 #include <vector>
@@ -43,13 +44,15 @@ class LeafPaces {
  private:
   state::Pace pace(const kestrel_cs_node& leaf) const;
   void add_leaf(const kestrel_cs_node& leaf, Content& content) const;
-  Content below(const kestrel_cs_node& node) const;  // with the mutex held
+  void forget_old() const;  // with the mutex held, as the next
+  Content below(const kestrel_cs_node& node) const;
 
   const model::Schema& schema_;
   const std::vector<state::StateProvider*> providers_;
   const model::StateMirror* const mirror_;
   mutable std::mutex mutex_;
   mutable std::unordered_map<const kestrel_cs_node*, Content> contents_;
+  mutable std::uint64_t version_ = 0;  // of the providers' words, that `contents_` holds for
 };
 
 }  // namespace nexa::telemetry

@@ -24,8 +24,8 @@ TEST(NexaHelp, NamesEveryCommand) {
 }
 
 TEST(NexaHelp, FitsATerminalOf80Columns) {
-  for (const char* command :
-       {"", "capabilities", "check", "convert", "history", "init", "path", "rollback", "verify"}) {
+  for (const char* command : {"", "capabilities", "check", "convert", "history", "init", "path",
+                              "rollback", "set", "verify"}) {
     std::vector<std::string> words{command, "--help"};
     if (words.front().empty()) words.erase(words.begin());
     const Outcome outcome = run_nexa(words);

@@ -114,6 +114,21 @@ class CommentsTest(unittest.TestCase):
         self.assertEqual(bare, [])
 
 
+class ConformanceTest(unittest.TestCase):
+    def test_each_behaviour_of_the_full_profile_has_a_test_that_names_it(self):
+        """docs/nexad/gnmi.md numbers the behaviours from 1 to 43."""
+        named = set()
+        for path in sorted((ROOT / "tests").rglob("*")):
+            if path.suffix == ".cc":
+                found = re.findall(r"^TEST(?:_F|_P)?\(\w+,\s*Row(\d\d)\w+\)", path.read_text(), re.M)
+            elif path.suffix == ".py":
+                found = re.findall(r"^    def test_row(\d\d)_", path.read_text(), re.M)
+            else:
+                continue
+            named.update(map(int, found))
+        self.assertEqual(sorted(set(range(1, 44)) ^ named), [])
+
+
 class DocumentsTest(unittest.TestCase):
     def test_links_lead_somewhere(self):
         lost, found = [], 0

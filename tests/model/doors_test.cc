@@ -12,8 +12,8 @@
 
 #include "nexa/nexa_srv_kestrel_namespace_mapper_impl.h"
 #include "real/temp_folder.h"
+#include "request/set_request.h"
 #include "server/get_request.h"
-#include "server/set_request.h"
 #include "server/subscribe_request.h"
 #include "store/store_module.h"
 #include "store/tree_store.h"
@@ -127,8 +127,8 @@ class Doors : public testing::Test {
 
   Answer commit(const gnmi::SetRequest& request) {
     nexa::store::CommitRequest commit;
-    const nexa::server::SetParts parts{
-        *resolver_, *translator_, {}, {}, nexa::profile::Profile::kDevice};
+    const nexa::request::SetParts parts{
+        *resolver_, *translator_, 100, {}, nexa::profile::Profile::kDevice};
     const grpc::Status status = prepare_set(parts, request, commit.edits);
     if (!status.ok()) return answer(status);
     const nexa::store::CommitResult result = store_->commit(commit);

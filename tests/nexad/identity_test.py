@@ -21,7 +21,7 @@ class Tls(TlsCase):
         self.client.set(update=[(LEVEL, 3)])
         self.assertEqual(self.client.value(LEVEL), 3)
 
-    def test_a_plain_client_is_turned_away(self):
+    def test_row15_a_plain_client_is_turned_away(self):
         with Client(self.server.address, insecure=True, timeout=5) as client:
             with self.refused("UNAVAILABLE"):
                 client.capabilities()
@@ -32,17 +32,30 @@ class Tls(TlsCase):
             with self.refused("UNAVAILABLE"):
                 client.capabilities()
 
-    def test_old_protocol_versions_are_refused(self):
+    def test_row15_old_protocol_versions_are_refused_by_the_server(self):
         for version in ("-tls1", "-tls1_1"):
             ran = subprocess.run(
-                ["openssl", "s_client", version, "-connect", self.server.address],
+                ["openssl", "s_client", version, "-cipher", "ALL:@SECLEVEL=0"]
+                + ["-connect", self.server.address],
                 input="",
                 capture_output=True,
                 text=True,
                 timeout=20,
             )
             self.assertNotEqual(ran.returncode, 0)
+            self.assert_handshake_failed("unsupported protocol")
 
+    def test_row15_tls_1_2_is_taken(self):
+        ran = subprocess.run(
+            ["openssl", "s_client", "-tls1_2", "-alpn", "h2", "-connect", self.server.address],
+            input="",
+            capture_output=True,
+            text=True,
+            errors="replace",
+            timeout=20,
+        )
+        self.assertEqual(ran.returncode, 0, ran.stderr)
+        self.assertIn("Protocol  : TLSv1.2", ran.stdout)
 
     def test_a_failed_handshake_names_its_peer(self):
         with Client(self.server.address, insecure=True, timeout=5) as client:
@@ -88,7 +101,7 @@ class MutualTls(TlsCase):
         self.client.set(update=[(LEVEL, 4)])
         self.assertEqual(self.client.value(LEVEL), 4)
 
-    def test_a_client_without_one_is_turned_away(self):
+    def test_row15_a_client_without_a_certificate_is_turned_away(self):
         with self.as_client(timeout=5) as client, self.refused("UNAVAILABLE"):
             client.capabilities()
 
@@ -258,7 +271,7 @@ class UsersByCertificate(TlsCase):
                 self.client.set(update=[(LEVEL, 12)])
         self.client.metadata = []
 
-    def test_a_certificate_vouches_for_its_own_user_only(self):
+    def test_row15_a_certificate_vouches_for_its_own_user_only(self):
         wrong = "user name, password or certificate is wrong"
         other = "the certificate is of one user and the user name of another"
         for metadata, text in (

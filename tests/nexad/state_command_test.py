@@ -55,12 +55,12 @@ class StateCommand(StartCase):
         self.client = self.server.client()
         self.addCleanup(self.client.close)
 
-    def follow(self, *lines):
+    def follow(self, *lines, flags=()):
         self.lines = self.path("lines")
         with open(self.lines, "w", encoding="utf-8"):
             pass
         self.tell(*lines)
-        self.run_program(FOLLOW, LINES=self.lines)
+        self.run_program(FOLLOW, *flags, LINES=self.lines)
 
     def tell(self, *lines):
         with open(self.lines, "a", encoding="utf-8") as file:
@@ -222,6 +222,39 @@ class StateCommand(StartCase):
                 break
         stream.cancel()
         self.assertEqual(seen[0], "12")
+
+    def test_counters_are_sampled_and_other_leaves_told_when_they_change(self):
+        self.follow(
+            '{"counters": "/interfaces/interface/state/counters"}',
+            '{"path": "%s", "value": "12"}' % OCTETS,
+            '{"path": "%s/state/ifindex", "value": 7}' % ETH9,
+            flags=("--target-sample-interval-ms", "200"),
+        )
+        self.wait_for(ETH9 + "/state/ifindex", 7)
+        stream = self.client.subscribe(ETH9 + "/state", mode="target-defined", timeout=30)
+        counted = 0
+        told = []
+        for answer in stream:
+            if answer.sync_response:
+                counted = 0
+                told.clear()
+                self.tell('{"path": "%s/state/ifindex", "value": 8}' % ETH9)
+            for update in answer.update.update:
+                if update.path.elem[-1].name == "in-octets":
+                    counted += 1
+                else:
+                    told.append((update.path.elem[-1].name, python_value(update.val)))
+            if counted >= 4:
+                break
+        stream.cancel()
+        self.assertEqual(told, [("ifindex", 8)])
+
+    def test_counters_need_a_name(self):
+        self.follow('{"counters": "/interfaces/*"}')
+        self.assertTrue(
+            self.server.wait_log(r"the path of counters ends with the name of a node"),
+            self.server.log(),
+        )
 
     def test_the_example_of_the_page(self):
         with open(PAGE, encoding="utf-8") as file:

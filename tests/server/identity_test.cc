@@ -25,7 +25,7 @@ class Identity : public ServiceTest {
   }
 };
 
-TEST_F(Identity, OfAPlainCallIsItsMetadata) {
+TEST_F(Identity, Row15OfAPlainCallIsItsMetadata) {
   start();
   EXPECT_EQ(seen(new_channel()), "0 -/-/-");
   metadata = {{"username", "alice"}, {"password", "secret"}};
@@ -107,7 +107,7 @@ TEST_F(TlsIdentity, WithoutACertificateIsItsMetadata) {
   EXPECT_EQ(seen(channel("dave")), "0 alice/secret/-");
 }
 
-TEST_F(TlsIdentity, HasTheCommonNameOfTheCertificate) {
+TEST_F(TlsIdentity, Row15HasTheCommonNameOfTheCertificate) {
   serve(GRPC_SSL_REQUEST_AND_REQUIRE_CLIENT_CERTIFICATE_AND_VERIFY);
   EXPECT_EQ(seen(channel("dave")), "0 -/-/dave");
   metadata = {{"username", "alice"}, {"password", "secret"}};

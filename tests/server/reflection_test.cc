@@ -66,6 +66,16 @@ TEST_F(Reflection, AnswersEachRequest) {
   EXPECT_EQ(answers, 1);
 }
 
+TEST_F(Reflection, Row14IsRegisteredWhereTheOptionSaysSo) {
+  EXPECT_EQ(ask(kMethod, field(4, "gnmi.gNMI")), "0 ");
+  EXPECT_EQ(answers, 1);
+  stop();
+  offer_reflection = false;
+  start();
+  EXPECT_EQ(ask(kMethod, field(4, "gnmi.gNMI")), "12 ");
+  EXPECT_EQ(answers, 0);
+}
+
 TEST_F(Reflection, RefusesWhatIsNoRequest) {
   EXPECT_EQ(ask(kMethod, "\xff\xff"), "3 The message is no ServerReflectionRequest");
   EXPECT_EQ(answers, 0);

@@ -1,5 +1,5 @@
 // What of a refusal fits into a trailer?
-#include "server/status_details.h"
+#include "request/status_details.h"
 
 #include <gtest/gtest.h>
 
@@ -20,7 +20,7 @@ TEST(StatusDetails, CarryCodeTextAndOperation) {
   *blamed.mutable_path() = path_of("/a/b");
   blamed.set_op(gnmi::UpdateResult::REPLACE);
   const grpc::Status status =
-      nexa::server::with_details(grpc::StatusCode::FAILED_PRECONDITION, "why", &blamed);
+      nexa::request::with_details(grpc::StatusCode::FAILED_PRECONDITION, "why", &blamed);
   EXPECT_EQ(shown(status), "9 why");
   const google::rpc::Status details = details_of(status);
   EXPECT_EQ(details.code(), 9);
@@ -37,7 +37,7 @@ TEST(StatusDetails, LeaveOutAPathThatIsTooLong) {
   *blamed.mutable_path() = path_of("/" + std::string(5000, 'a'));
   blamed.set_op(gnmi::UpdateResult::DELETE);
   const grpc::Status status =
-      nexa::server::with_details(grpc::StatusCode::NOT_FOUND, std::string(9000, 'x'), &blamed);
+      nexa::request::with_details(grpc::StatusCode::NOT_FOUND, std::string(9000, 'x'), &blamed);
   EXPECT_EQ(status.error_message(), std::string(2500, 'x') + "...");
   EXPECT_LT(status.error_details().size(), 1200U);
   gnmi::UpdateResult unpacked;
@@ -47,17 +47,17 @@ TEST(StatusDetails, LeaveOutAPathThatIsTooLong) {
 }
 
 TEST(StatusDetails, CountTextAsItTravels) {
-  const grpc::Status status = nexa::server::bounded(
+  const grpc::Status status = nexa::request::bounded(
       {grpc::StatusCode::INVALID_ARGUMENT, std::string(3000, '%'), "details"});
   EXPECT_EQ(status.error_message(), std::string(833, '%') + "...");
   EXPECT_EQ(status.error_details(), "details");
   std::string euros;
   for (int count = 0; count < 1000; ++count) euros += "€";
   const std::string cut =
-      nexa::server::bounded({grpc::StatusCode::INVALID_ARGUMENT, euros}).error_message();
+      nexa::request::bounded({grpc::StatusCode::INVALID_ARGUMENT, euros}).error_message();
   EXPECT_EQ(cut.size() % 3, 0U);
   EXPECT_EQ(cut.substr(cut.size() - 6), "€...");
-  EXPECT_TRUE(nexa::server::bounded(grpc::Status::OK).ok());
+  EXPECT_TRUE(nexa::request::bounded(grpc::Status::OK).ok());
 }
 
 }  // namespace

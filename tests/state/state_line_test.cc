@@ -16,13 +16,21 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-// "path=value", "delete path", or the fault.
+// "path=value", "delete path", "counters path", or the fault.
 std::string read(std::string_view text) {
   StateLine line;
   std::string error;
   if (!read_state_line(text, line, error)) return error;
   const std::string path = translate::format_path_string(line.path);
-  return line.is_delete ? "delete " + path : path + "=" + std::string(line.value);
+  switch (line.kind) {
+    case StateLine::Kind::kDelete:
+      return "delete " + path;
+    case StateLine::Kind::kCounters:
+      return "counters " + path;
+    case StateLine::Kind::kValue:
+      break;
+  }
+  return path + "=" + std::string(line.value);
 }
 
 TEST(ReadStateLine, GivesThePathAndTheValueAsItWasSent) {
@@ -35,12 +43,13 @@ TEST(ReadStateLine, GivesThePathAndTheValueAsItWasSent) {
       {R"({"value":{"x":"}\"]","y":[{}]},"path":"/a"})", R"(/a={"x":"}\"]","y":[{}]})"},
       {R"({"path":"/a[k=\"x\\]\u0041]","value":"\\"})", R"(/a[k="x\]A]="\\")"},
       {R"({"delete": "/a[k=*]/b"})", "delete /a[k=*]/b"},
-      {R"({"delete": "/"})", "delete /"}};
+      {R"({"delete": "/"})", "delete /"},
+      {R"({"counters": "/a/b"})", "counters /a/b"}};
   for (const auto& [text, expected] : lines) EXPECT_EQ(read(text), expected) << text;
 }
 
 TEST(ReadStateLine, SaysWhatIsWrong) {
-  constexpr char kForms[] = R"(a line has "path" and "value", or "delete" alone)";
+  constexpr char kForms[] = R"(a line has "path" and "value", or "delete" or "counters" alone)";
   const std::pair<const char*, const char*> lines[] = {
       {"[]", "a line is one object"},
       {"1", "a line is one object"},
@@ -49,6 +58,9 @@ TEST(ReadStateLine, SaysWhatIsWrong) {
       {R"({"value":1})", kForms},
       {R"({"path":"/a","value":1,"delete":"/a"})", kForms},
       {R"({"delete":"/a","value":1})", kForms},
+      {R"({"delete":"/a","counters":"/a"})", kForms},
+      {R"({"counters":"/a","value":1})", kForms},
+      {R"({"counters":"/a","path":"/a","value":1})", kForms},
       {R"({"path":"/a","value":1,"more":1})", kForms},
       {R"({"path":1,"value":1})", "a path is a string"},
       {R"({"delete":null})", "a path is a string"}};

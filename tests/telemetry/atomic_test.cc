@@ -50,8 +50,8 @@ class Atomic : public StoredServiceTest {
  protected:
   void SetUp() override {
     providers.push_back(&device_);
-    options.min_sample_interval = milliseconds(20);
-    options.target_sample_interval = milliseconds(100);
+    options.limits.min_sample_interval = milliseconds(20);
+    options.limits.target_sample_interval = milliseconds(100);
     StoredServiceTest::SetUp();
     ASSERT_EQ(update("/routes", R"({"route":[{"name":"a","via":{"hop":"h"},"label":[1,2]}]})"),
               "0 ");

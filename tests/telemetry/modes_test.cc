@@ -174,7 +174,7 @@ TEST_F(Modes, Row31APathWithoutDataReportsWhenItHasSome) {
   EXPECT_EQ(client.next(), "|-/device/port[name=z]/speed");
 }
 
-TEST_F(Modes, Row9WildcardsAreFilledIn) {
+TEST_F(Modes, Row09WildcardsAreFilledIn) {
   StreamClient client(stub(), on_change({"/device/port[name=*]/speed", "/.../next-hop"}));
   EXPECT_EQ(client.read_to_sync(), (Lines{"|/device/port[name=a]/speed=\"1\"", "sync"}));
   ASSERT_EQ(update("/device/port[name=b]",
@@ -197,7 +197,7 @@ TEST_F(Modes, Row36ALeafListIsOneValue) {
   EXPECT_EQ(client.next(), "|-/device/search");
 }
 
-TEST_F(Modes, Row1ACommitHasItsTimeInEachNotification) {
+TEST_F(Modes, Row01ACommitHasItsTimeInEachNotification) {
   StreamClient client(stub(), on_change({"/device/name"}));
   ASSERT_EQ(client.read_to_sync().back(), "sync");
   ASSERT_EQ(update("/device/name", "\"timed\""), "0 ");
@@ -282,7 +282,7 @@ TEST_F(Modes, Row35ModesAreMixedInOneList) {
   EXPECT_EQ(changes, (Lines{"|/device/location=\"hall\"", "|/device/port[name=a]/speed=\"4\""}));
 }
 
-TEST_F(Modes, Row2ARefusedCommitIsSeenByNobody) {
+TEST_F(Modes, Row24ARefusedCommitIsSeenByNobody) {
   StreamClient client(stub(), on_change({"/device"}));
   ASSERT_EQ(client.read_to_sync().back(), "sync");
   EXPECT_NE(update("/device/uplink", "\"nowhere\""), "0 ");
@@ -299,7 +299,7 @@ TEST_F(Modes, Row35ARollbackIsACommitLikeAnother) {
   EXPECT_EQ(client.next(), "|/device/name=\"box\"|-/device/port[name=q]");
 }
 
-TEST_F(Modes, Row6EncodingProtoHasNativeScalars) {
+TEST_F(Modes, Row06EncodingProtoHasNativeScalars) {
   gnmi::SubscribeRequest asked = on_change({"/device/port[name=a]/speed"});
   asked.mutable_subscribe()->set_encoding(gnmi::PROTO);
   StreamClient client(stub(), asked);
@@ -318,7 +318,7 @@ TEST_F(Modes, Row11AModelThatIsNotLoadedIsRefused) {
 }
 
 // A reader that takes nothing while commits come.
-TEST_F(Modes, Row2ASlowReaderGetsTheNewestValueWithItsDuplicatesCounted) {
+TEST_F(Modes, Row02ASlowReaderGetsTheNewestValueWithItsDuplicatesCounted) {
   stop();
   options.limits.stream_queue_bytes = 64 << 10;
   start();
@@ -341,6 +341,30 @@ TEST_F(Modes, Row2ASlowReaderGetsTheNewestValueWithItsDuplicatesCounted) {
   }
   EXPECT_EQ(last, kCommits);
   EXPECT_EQ(values, kCommits);
+}
+
+TEST_F(Modes, Row32EachUpdateHasOneLeafWhetherOrNotAggregationIsAllowed) {
+  for (const bool is_allowed : {false, true}) {
+    gnmi::SubscribeRequest asked = list_of({"/device"}, gnmi::SubscriptionList::ONCE);
+    asked.mutable_subscribe()->set_allow_aggregation(is_allowed);
+    StreamClient client(stub(), asked);
+    int leaves = 0;
+    for (std::string line = client.next(); line != "sync"; line = client.next()) {
+      for (const gnmi::Update& update : client.last().update().update()) {
+        EXPECT_NE(update.val().json_ietf_val().front(), '{') << line;
+        ++leaves;
+      }
+    }
+    EXPECT_EQ(leaves, 4);
+  }
+}
+
+TEST_F(Modes, Row38AMarkingIsTakenAndServedWithout) {
+  gnmi::SubscribeRequest asked = list_of({"/device/name"}, gnmi::SubscriptionList::ONCE);
+  asked.mutable_subscribe()->mutable_qos()->set_marking(46);
+  StreamClient client(stub(), asked);
+  EXPECT_EQ(client.read_to_sync(), (Lines{"|/device/name=\"box\"", "sync"}));
+  EXPECT_EQ(client.end(), "0 ");
 }
 
 }  // namespace

@@ -41,6 +41,12 @@ class DataWalk {
         trees_(trees),
         found_(found) {}
 
+  // The entry of a group (null: none) by its key, or null.
+  static const ImageNode* find(const ImageNode* group, std::string_view key) {
+    const GroupEntry* const entry = group == nullptr ? nullptr : group->group().find(key);
+    return entry == nullptr ? nullptr : entry->node.get();
+  }
+
   void run(const PairLevel& top) {
     Positions open = {0};
     close(open);
@@ -119,11 +125,6 @@ class DataWalk {
     } else {
       each_differing_entry(groups, take);
     }
-  }
-
-  static const ImageNode* find(const ImageNode* group, std::string_view key) {
-    const GroupEntry* const entry = group == nullptr ? nullptr : group->group().find(key);
-    return entry == nullptr ? nullptr : entry->node.get();
   }
 
   static const TargetNode* meant_by(const TargetStep* step, const lysc_node* schema) {
@@ -276,10 +277,61 @@ class PathNamer {
   std::map<const lysc_node*, bool> needs_module_;
 };
 
+// A path that can mean one node only: each step is one look-up.
+class StraightWay {
+ public:
+  StraightWay(const Target& target, LeafLists leaf_lists) : target_(target) {
+    entries_.reserve(target.steps.size());
+    for (const TargetStep& step : target.steps) {
+      if (step.kind != TargetStep::Kind::kName || step.nodes.size() != 1) return;
+      const TargetNode& meant = step.nodes.front();
+      const EntryMatch& entry = entries_.emplace_back(&meant);
+      const bool is_whole = meant.schema->nodetype == LYS_LEAFLIST && meant.keys.empty() &&
+                            leaf_lists == LeafLists::kWhole;
+      const bool has_entries = (meant.schema->nodetype & (LYS_LIST | LYS_LEAFLIST)) != 0;
+      if (has_entries && !is_whole && entry.only_entry() == nullptr) return;
+    }
+    is_straight_ = true;
+  }
+
+  bool is_straight() const { return is_straight_; }
+
+  void run(const PairLevel& top, const NodeSink& found) const { below(top, 0, found); }
+
+ private:
+  void below(const PairLevel& level, std::size_t at, const NodeSink& found) const {
+    with_child(level, target_.steps[at].nodes.front().schema, [&](const NodePair& child) {
+      const NodePair node = instance(child, entries_[at]);
+      if (node.any() == nullptr) return;
+      if (at + 1 < target_.steps.size()) {
+        if (node.any()->kind() == ImageKind::kInner) below(PairLevel::below(node), at + 1, found);
+        return;
+      }
+      gnmi::Path concrete = target_.path;
+      found(node, concrete);
+    });
+  }
+
+  static NodePair instance(const NodePair& child, const EntryMatch& entry) {
+    if (child.any() == nullptr || child.any()->kind() != ImageKind::kGroup) return child;
+    const std::string* const key = entry.only_entry();
+    if (key == nullptr) return child;
+    return {DataWalk::find(child.config, *key), DataWalk::find(child.state, *key), child.mirror};
+  }
+
+  const Target& target_;
+  std::vector<EntryMatch> entries_;
+  bool is_straight_ = false;
+};
+
 }  // namespace
 
 void select_nodes(const Target& target, const ImageInner* config, const ImageInner* state,
                   const NodeSink& found, LeafLists leaf_lists, const model::StateMirror* mirror) {
+  if (!target.wild && !target.is_root()) {
+    const StraightWay way(target, leaf_lists);
+    if (way.is_straight()) return way.run({config, state, mirror}, found);
+  }
   PathNamer namer(target);
   const DataWalk::Sink sink = [&](const NodePair& node, const std::vector<DataWalk::Met>& way) {
     gnmi::Path concrete = namer.name(way);

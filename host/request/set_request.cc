@@ -1,5 +1,5 @@
 // Edits stand in the order of application, so the number of an edit tells its operation.
-#include "server/set_request.h"
+#include "request/set_request.h"
 
 #include <optional>
 #include <string_view>
@@ -7,12 +7,12 @@
 
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
 #include "profile/request_check.h"
-#include "server/messages.h"
-#include "server/request_rules.h"
-#include "server/status_details.h"
+#include "request/messages.h"
+#include "request/request_rules.h"
+#include "request/status_details.h"
 #include "text/display.h"
 
-namespace nexa::server {
+namespace nexa::request {
 namespace {
 
 constexpr std::size_t kMostValueShown = 100;
@@ -211,10 +211,10 @@ std::size_t operation_count(const gnmi::SetRequest& request) {
 grpc::Status prepare_set(const SetParts& parts, const gnmi::SetRequest& request,
                          std::vector<store::Edit>& edits) {
   const std::size_t count = operation_count(request);
-  if (count > parts.limits.max_operations) {
+  if (count > parts.max_operations) {
     return {grpc::StatusCode::INVALID_ARGUMENT,
             std::to_string(count) + " operations in one request, at most " +
-                std::to_string(parts.limits.max_operations) + " are taken"};
+                std::to_string(parts.max_operations) + " are taken"};
   }
   const profile::RequestVerdict verdict = profile::check_set(parts.profile, request);
   if (!verdict.ok()) return refuse_checked(request, verdict);
@@ -264,4 +264,4 @@ const gnmi::Path& operation_path(const gnmi::SetRequest& request, std::size_t ed
   return *operation_at(request, edit).path;
 }
 
-}  // namespace nexa::server
+}  // namespace nexa::request

@@ -1,10 +1,10 @@
 // Paths of clients can be long and hold any character.
-#include "server/request_rules.h"
+#include "request/request_rules.h"
 
 #include "text/display.h"
 #include "translate/path_string.h"
 
-namespace nexa::server {
+namespace nexa::request {
 namespace {
 
 constexpr std::size_t kMostPathShown = 300;
@@ -19,4 +19,4 @@ std::string at_place(const std::string& place, const gnmi::Path& path) {
   return place + " " + shown_path(path) + ": ";
 }
 
-}  // namespace nexa::server
+}  // namespace nexa::request

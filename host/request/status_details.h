@@ -1,7 +1,7 @@
 // How is a refusal written so that it reaches the client? A status travels in HTTP/2 trailers, and
 // most clients refuse trailers above 8 KiB: texts and details are kept below that.
-#ifndef HOST_SERVER_STATUS_DETAILS_H_
-#define HOST_SERVER_STATUS_DETAILS_H_
+#ifndef HOST_REQUEST_STATUS_DETAILS_H_
+#define HOST_REQUEST_STATUS_DETAILS_H_
 
 #include <grpcpp/support/status.h>
 
@@ -9,7 +9,7 @@
 
 #include "gnmi.pb.h"
 
-namespace nexa::server {
+namespace nexa::request {
 
 // A status whose details are a google.rpc.Status: the same code and text, and `blamed`, the path
 // and the kind of the operation at fault, when it is not null. A path too long for a trailer is
@@ -20,6 +20,6 @@ grpc::Status with_details(grpc::StatusCode code, const std::string& text,
 // `status` with its text cut to what a trailer takes.
 grpc::Status bounded(const grpc::Status& status);
 
-}  // namespace nexa::server
+}  // namespace nexa::request
 
-#endif  // HOST_SERVER_STATUS_DETAILS_H_
+#endif  // HOST_REQUEST_STATUS_DETAILS_H_

@@ -1,6 +1,6 @@
 // What does a Set ask for by the commit-confirmed extension of gNMI?
-#ifndef HOST_SERVER_COMMIT_ACTION_H_
-#define HOST_SERVER_COMMIT_ACTION_H_
+#ifndef HOST_REQUEST_COMMIT_ACTION_H_
+#define HOST_REQUEST_COMMIT_ACTION_H_
 
 #include <grpcpp/support/status.h>
 
@@ -10,7 +10,7 @@
 
 #include "gnmi.pb.h"
 
-namespace nexa::server {
+namespace nexa::request {
 
 struct CommitAction {
   enum class Kind : std::uint8_t {
@@ -36,6 +36,6 @@ grpc::Status read_commit_action(const gnmi::SetRequest& request, CommitAction& a
 // "commit", "confirm", "cancel" or "set_rollback_duration"; empty for kNone.
 const char* name_of(CommitAction::Kind kind);
 
-}  // namespace nexa::server
+}  // namespace nexa::request
 
-#endif  // HOST_SERVER_COMMIT_ACTION_H_
+#endif  // HOST_REQUEST_COMMIT_ACTION_H_

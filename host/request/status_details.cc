@@ -1,6 +1,6 @@
 // gRPC writes the text percent-encoded into "grpc-message" and the details in base64 into
 // "grpc-status-details-bin"; both count against the client's limit.
-#include "server/status_details.h"
+#include "request/status_details.h"
 
 #include <cstddef>
 #include <string_view>
@@ -9,7 +9,7 @@
 #include "text/display.h"
 #include "text/utf8.h"
 
-namespace nexa::server {
+namespace nexa::request {
 namespace {
 
 constexpr std::size_t kMostEncodedText = 2500;
@@ -55,4 +55,4 @@ grpc::Status bounded(const grpc::Status& status) {
   return {status.error_code(), cut_text(status.error_message()), status.error_details()};
 }
 
-}  // namespace nexa::server
+}  // namespace nexa::request

@@ -1,11 +1,11 @@
 // The extension asks for one thing at a time: a Set that confirms an earlier one changes nothing.
-#include "server/commit_action.h"
+#include "request/commit_action.h"
 
 #include <optional>
 
-#include "server/set_request.h"
+#include "request/set_request.h"
 
-namespace nexa::server {
+namespace nexa::request {
 namespace {
 
 using Kind = CommitAction::Kind;
@@ -100,4 +100,4 @@ grpc::Status read_commit_action(const gnmi::SetRequest& request, CommitAction& a
   return read_duration(*commit, action);
 }
 
-}  // namespace nexa::server
+}  // namespace nexa::request

@@ -1,7 +1,7 @@
 // What does a Set do? Checks and conversion of its operations into one transaction, and the answer
 // to what came of it (gNMI specification, section 3.4).
-#ifndef HOST_SERVER_SET_REQUEST_H_
-#define HOST_SERVER_SET_REQUEST_H_
+#ifndef HOST_REQUEST_SET_REQUEST_H_
+#define HOST_REQUEST_SET_REQUEST_H_
 
 #include <grpcpp/support/status.h>
 
@@ -13,17 +13,17 @@
 #include "gnmi.pb.h"
 #include "model/resolver.h"
 #include "profile/profile.h"
-#include "server/limits.h"
+#include "request/limits.h"
 #include "store/config_store.h"
 #include "translate/translate.h"
 
-namespace nexa::server {
+namespace nexa::request {
 
 struct SetParts {
   const model::Resolver& resolver;
   translate::Translator& translator;
-  Limits limits{};
-  std::function<bool()> abandoned;  // asked between operations; may be empty
+  std::size_t max_operations = kMostOperations;
+  std::function<bool()> abandoned{};  // asked between operations; may be empty
   profile::Profile profile = profile::Profile::kFull;
 };
 
@@ -48,6 +48,6 @@ std::string operation_name(const gnmi::SetRequest& request, std::size_t edit);
 // The path of that operation, as the request wrote it.
 const gnmi::Path& operation_path(const gnmi::SetRequest& request, std::size_t edit);
 
-}  // namespace nexa::server
+}  // namespace nexa::request
 
-#endif  // HOST_SERVER_SET_REQUEST_H_
+#endif  // HOST_REQUEST_SET_REQUEST_H_
