@@ -44,8 +44,7 @@ class Target {
         store_(opened(folder)) {}
 
   void set(const gnmi::SetRequest& request) {
-    const nexa::request::SetParts parts{
-        resolver_, translator_, {}, {}, nexa::profile::Profile::kFull};
+    const nexa::request::SetParts parts{resolver_, translator_};
     nexa::store::CommitRequest commit;
     const grpc::Status prepared = prepare_set(parts, request, commit.edits);
     if (!prepared.ok()) return check_refusal(prepared);
