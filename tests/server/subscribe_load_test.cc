@@ -45,8 +45,8 @@ TEST_F(SubscribeLoad, AClientThatDoesNotReadIsEndedOthersGoOn) {
 
 TEST_F(SubscribeLoad, ManyThatDoNotReadHaveOneLimitAndOneThatReadsGoesOn) {
   fill(100, 2000);
-  options.stream_queue_bytes = 64 << 20;
-  options.unread_stream_bytes = 4 << 20;
+  options.limits.stream_queue_bytes = 64 << 20;
+  options.limits.unread_stream_bytes = 4 << 20;
   start();
   std::vector<std::unique_ptr<gnmi::gNMI::Stub>> stubs;
   std::vector<std::unique_ptr<StreamClient>> slow;
