@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <ctime>
 #include <memory>
 #include <string>
 #include <vector>
@@ -16,6 +15,7 @@
 #include "pretty_xml.h"
 #include "store/log/commit_log.h"
 #include "text/display.h"
+#include "text/utc_time.h"
 
 namespace nexa_tool {
 namespace {
@@ -41,28 +41,10 @@ struct HistoryOptions {
   bool json = false;
 };
 
-// RFC 3339, UTC, nanoseconds.
-std::string time_text(std::int64_t time_ns) {
-  constexpr std::int64_t kSecond = 1000000000;
-  std::int64_t nanoseconds = time_ns % kSecond;
-  std::time_t seconds = static_cast<std::time_t>(time_ns / kSecond);
-  if (nanoseconds < 0) {
-    nanoseconds += kSecond;
-    --seconds;
-  }
-  std::tm parts{};
-  if (gmtime_r(&seconds, &parts) == nullptr) return "?";
-  std::array<char, 40> text{};
-  const std::size_t size = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &parts);
-  std::array<char, 16> fraction{};
-  std::snprintf(fraction.data(), fraction.size(), ".%09dZ", static_cast<int>(nanoseconds));
-  return std::string(text.data(), size) + fraction.data();
-}
-
 std::string as_text(const std::vector<CommitRecord>& records) {
   std::vector<std::array<std::string, 4>> rows{{"NUMBER", "TIME", "AUTHOR", "BYTES"}};
   for (const CommitRecord& record : records) {
-    rows.push_back({std::to_string(record.number), time_text(record.time_ns),
+    rows.push_back({std::to_string(record.number), nexa::text::utc_time_ns(record.time_ns),
                     record.author.empty() ? "-" : nexa::text::printable(record.author),
                     std::to_string(record.change_bytes)});
   }
@@ -87,7 +69,7 @@ std::string as_json(const std::vector<CommitRecord>& records) {
   for (const CommitRecord& record : records) {
     JsonPtr item(cJSON_CreateObject());
     add_item(item.get(), "number", JsonPtr(cJSON_CreateNumber(static_cast<double>(record.number))));
-    add_text(item.get(), "time", time_text(record.time_ns));
+    add_text(item.get(), "time", nexa::text::utc_time_ns(record.time_ns));
     add_text(item.get(), "author", record.author);
     add_text(item.get(), "comment", record.comment);
     add_item(item.get(), "bytes",

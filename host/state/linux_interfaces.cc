@@ -15,6 +15,7 @@
 #include "state/schema_writer.h"
 #include "state/sysfs_interfaces.h"
 #include "state/sysfs_value.h"
+#include "text/utc_time.h"
 
 namespace nexa::state {
 namespace {
@@ -101,7 +102,7 @@ class LinuxInterfaces : public StateProvider {
       const auto shown = static_cast<unsigned>(flags.value_or(IFF_BROADCAST));
       if (write_counters(folder, shown, CounterModel::kIetf, writer)) {
         writer.leaf("discontinuity-time",
-                    date_and_time(counting_since(interface, index.value_or(0))));
+                    text::utc_time(counting_since(interface, index.value_or(0))));
       }
       writer.close();
     }

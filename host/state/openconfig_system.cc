@@ -17,6 +17,7 @@
 #include "state/cpu_usage.h"
 #include "state/schema_writer.h"
 #include "state/sysfs_value.h"
+#include "text/utc_time.h"
 
 namespace nexa::state {
 namespace {
@@ -115,7 +116,7 @@ class OpenConfigSystem : public StateProvider {
     const auto hostname = read_line(proc_ + "/sys/kernel/hostname");
     if (hostname && is_domain_name(*hostname)) writer.leaf("hostname", *hostname);
     const std::int64_t now = std::time(nullptr);
-    writer.leaf("current-datetime", date_and_time(now));
+    writer.leaf("current-datetime", text::utc_time(now));
     const auto start = read_boot_time(proc_);
     if (start && *start >= 0 && *start <= now) {
       writer.leaf("up-time", static_cast<std::uint64_t>(now - *start) * kSecond);

@@ -2,7 +2,6 @@
 #include "state/sysfs_value.h"
 
 #include <charconv>
-#include <ctime>
 #include <fstream>
 #include <string_view>
 
@@ -41,17 +40,6 @@ std::optional<std::int64_t> read_boot_time(const std::string& proc) {
     return parse<std::int64_t>(std::string_view(line).substr(kName.size()), 10);
   }
   return std::nullopt;
-}
-
-std::string date_and_time(std::int64_t seconds) {
-  const auto time = static_cast<std::time_t>(seconds);
-  std::tm parts{};
-  char text[32];
-  if (gmtime_r(&time, &parts) == nullptr ||
-      std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts) == 0) {
-    return {};
-  }
-  return text;
 }
 
 }  // namespace nexa::state

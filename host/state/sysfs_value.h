@@ -18,9 +18,6 @@ std::optional<std::uint64_t> read_number(const std::string& file);
 // The time of the machine's start out of `<proc>/stat`, in seconds since the Unix epoch.
 std::optional<std::int64_t> read_boot_time(const std::string& proc);
 
-// Seconds since the Unix epoch as yang:date-and-time, in UTC; empty for a time that has no year.
-std::string date_and_time(std::int64_t seconds);
-
 }  // namespace nexa::state
 
 #endif  // HOST_STATE_SYSFS_VALUE_H_
