@@ -4,6 +4,7 @@
 
 #include <exception>
 
+#include "date_and_time.h"
 #include "error_site.h"
 
 namespace kestrel {
@@ -150,6 +151,7 @@ std::optional<LoadError> ContextLoader::compile() {
     if (ly_ctx_compile(context_.get()) != LY_SUCCESS) return failure("libyang");
     if (auto error = apply_features(changed)) return error;
   } while (changed);
+  widen_date_and_time(context_.get());
   return std::nullopt;
 }
 

@@ -1,0 +1,24 @@
+// Values of yang:date-and-time where libyang's own seconds have 32 bits: its type plugin makes one
+// and the same value of every date beyond 2038 or before 1901, and stores that.
+#ifndef KESTREL_SRC_DATE_AND_TIME_H_
+#define KESTREL_SRC_DATE_AND_TIME_H_
+
+#include <libyang/libyang.h>
+
+#include <string>
+#include <string_view>
+
+namespace kestrel {
+
+// The canonical text that libyang's plugin gives a value, of any year: in the machine's time zone,
+// or with the unknown offset -00:00 that it was given with. `text` fits the type's pattern.
+std::string canonical_date_and_time(std::string_view text);
+
+// Where libyang counts with 32 bits, gives each leaf of the compiled modules whose type is
+// date-and-time, or has it as a member, a plugin that keeps the value by its canonical text.
+// Elsewhere nothing. Before any value is made.
+void widen_date_and_time(const ly_ctx* context);
+
+}  // namespace kestrel
+
+#endif  // KESTREL_SRC_DATE_AND_TIME_H_
