@@ -26,19 +26,22 @@ std::int64_t now_ns() {
       .count();
 }
 
+// No setting is larger than what this machine counts with (settings.cc).
+constexpr std::size_t size_of(std::uint64_t setting) { return static_cast<std::size_t>(setting); }
+
 nexa::server::GnmiServiceOptions service_options(const ServerConfig& config) {
   nexa::server::GnmiServiceOptions options;
   options.profile = nexa::profile::profile_of(config.profile).value_or(options.profile);
-  options.limits.max_operations = config.max_operations;
-  options.limits.max_paths = config.max_paths;
-  options.limits.max_parts = config.max_path_elements;
-  options.limits.max_streams = config.max_subscriptions;
-  options.limits.max_updates = config.max_updates;
-  options.limits.max_answer_bytes = static_cast<std::size_t>(config.max_answer_bytes);
-  options.limits.unread_answer_bytes = static_cast<std::size_t>(config.unread_answer_bytes);
-  options.limits.stream_queue_bytes = config.stream_queue_bytes;
-  options.limits.unread_stream_bytes = static_cast<std::size_t>(config.unread_stream_bytes);
-  options.limits.pending_sets = config.pending_sets;
+  options.limits.max_operations = size_of(config.max_operations);
+  options.limits.max_paths = size_of(config.max_paths);
+  options.limits.max_parts = size_of(config.max_path_elements);
+  options.limits.max_streams = size_of(config.max_subscriptions);
+  options.limits.max_updates = size_of(config.max_updates);
+  options.limits.max_answer_bytes = size_of(config.max_answer_bytes);
+  options.limits.unread_answer_bytes = size_of(config.unread_answer_bytes);
+  options.limits.stream_queue_bytes = size_of(config.stream_queue_bytes);
+  options.limits.unread_stream_bytes = size_of(config.unread_stream_bytes);
+  options.limits.pending_sets = size_of(config.pending_sets);
   options.limits.min_sample_interval = std::chrono::milliseconds(config.min_sample_interval_ms);
   options.limits.target_sample_interval =
       std::chrono::milliseconds(config.target_sample_interval_ms);
@@ -126,8 +129,8 @@ bool Application::open_store(std::string& error) {
   options.directory = config_.data;
   options.commits_per_snapshot = static_cast<std::uint32_t>(config_.commits_per_snapshot);
   options.history_limit = config_.history_limit;
-  options.max_nodes = static_cast<std::size_t>(config_.max_set_nodes);
-  options.max_bytes = static_cast<std::size_t>(config_.max_set_bytes);
+  options.max_nodes = size_of(config_.max_set_nodes);
+  options.max_bytes = size_of(config_.max_set_bytes);
   options.warn = [](const std::string& line) { log_warning(line); };
   if (mirrors_state(config_)) {
     mirror_ = std::make_unique<nexa::model::StateMirror>();

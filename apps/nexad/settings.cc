@@ -2,6 +2,7 @@
 #include "settings.h"
 
 #include <charconv>
+#include <cstddef>
 #include <limits>
 
 #include "feature_option.h"
@@ -14,7 +15,8 @@ using Config = ServerConfig;
 constexpr std::uint64_t kMany = 1'000'000'000;
 constexpr std::uint64_t kDayMs = 86'400'000;
 constexpr std::uint64_t kMostMessageBytes = std::numeric_limits<std::int32_t>::max();
-constexpr std::uint64_t kMostValue = std::numeric_limits<std::int64_t>::max();
+// What a machine of 32 bits cannot hold or count is refused there, not cut.
+constexpr std::uint64_t kMostValue = std::numeric_limits<std::ptrdiff_t>::max();
 
 constexpr char kSchema[] = "Schema and data";
 constexpr char kServed[] = "Who is served, and where";

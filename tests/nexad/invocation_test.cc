@@ -5,8 +5,10 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -200,6 +202,21 @@ TEST(Invocation, NamesTheFlagAtFault) {
   EXPECT_EQ(error_of(with({"--hook-at-start"})),
             "--hook-at-start needs a program: --hook is missing");
   EXPECT_NE(error_of(with({"--lisen", "x"})).find("--lisen"), std::string::npos);
+}
+
+// On 32 bits a larger number would be cut to one that nobody asked for, 4294967296 to 0.
+TEST(Invocation, TakesNoNumberThatTheMachineCannotCountWith) {
+  const std::string most = std::to_string(std::numeric_limits<std::ptrdiff_t>::max());
+  const std::string beyond = sizeof(void*) == 4 ? "4294967296" : "9223372036854775808";
+  for (const char* const flag :
+       {"--max-set-nodes", "--max-set-bytes", "--unread-answer-bytes", "--rpc-memory-bytes"}) {
+    const std::string error = error_of(with({flag, beyond}));
+    EXPECT_EQ(error.find(std::string(flag) + ": \"" + beyond + "\" is not a whole number from "),
+              0U)
+        << error;
+    EXPECT_TRUE(error.ends_with(" to " + most)) << error;
+  }
+  EXPECT_EQ(std::to_string(config_of(with({"--max-set-bytes", most})).max_set_bytes), most);
 }
 
 TEST(Invocation, NamesTheVariableAtFault) {
