@@ -1,7 +1,6 @@
 // nexad: a gNMI server that keeps every committed byte. Wiring only: what is asked for, signals,
 // and the exit status (0 done, 1 something cannot be used, 2 the settings are wrong).
 #include <fcntl.h>
-#include <malloc.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -17,6 +16,7 @@
 #include "application.h"
 #include "invocation.h"
 #include "log.h"
+#include "process_memory.h"
 #include "ready_file.h"
 #include "service_manager.h"
 #include "spare_memory.h"
@@ -29,8 +29,6 @@ constexpr int kDone = 0;
 constexpr int kUnusable = 1;
 constexpr int kWrong = 2;
 constexpr int kTicksPerLookAtCertificates = 6;
-constexpr int kLargeBlock = 1 << 20;
-constexpr int kSpareHeap = 16 << 20;
 constexpr timespec kTick{
     0, std::chrono::duration_cast<std::chrono::nanoseconds>(SpareMemory::kTick).count()};
 
@@ -127,6 +125,7 @@ int serve(const ServerConfig& config) {
     application.stop();
     return fail(kUnusable, error);
   }
+  give_back_start_memory();
   const std::string status = "serving on " + application.address().text();
   log_info(status);
   manager.ready(status);
@@ -168,12 +167,7 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   // A limit on the size of files shows as a full disk.
   std::signal(SIGXFSZ, SIG_IGN);
-  // Conversions of large payloads again and again slow down by a multiple with the fast bins.
-  mallopt(M_MXFAST, 0);
-  // What large answers took goes back to the system: without a fixed threshold the C library gives
-  // them room of the heap from the second one on, and keeps it.
-  mallopt(M_MMAP_THRESHOLD, kLargeBlock);
-  mallopt(M_TRIM_THRESHOLD, kSpareHeap);
+  set_memory_habits();
   const int output = take_standard_output();
   try {
     return run_invocation(argc, argv, output);
