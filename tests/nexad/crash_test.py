@@ -2,14 +2,18 @@
 
 After each fault the server is started again as usual: everything that was acknowledged is there,
 nothing is half there, the history is whole. NEXA_CRASH_POINTS says how many of the calls are tried
-(200), spread evenly over all of them.
+(200), spread evenly over all of them. Where no system call can be chosen, NEXA_KILLS (10) kills from
+outside come at times that nobody chose.
 """
 
 import concurrent.futures
 import os
+import random
 import shutil
 import subprocess
 import tempfile
+import threading
+import time
 import unittest
 
 import grpc
@@ -20,6 +24,8 @@ from kit.server import RULES, DidNotStart, Server, program
 POINTS = int(
     os.environ.get("NEXA_CRASH_POINTS") or (40 if os.environ.get("NEXA_SANITIZED") else 200)
 )
+KILLS = int(os.environ.get("NEXA_KILLS") or 10)
+SEED = int(os.environ.get("NEXA_KILL_SEED") or time.time_ns() % 10**6)
 FLAGS = ["--insecure", "--no-linux-state", "--commits-per-snapshot", "10"]
 SCHEMA = [*RULES, "--module", "test-rules"]
 # Leaks are looked for with ptrace, which strace holds.
@@ -40,12 +46,9 @@ FAULTS = [
 ]
 
 
-class Crash(unittest.TestCase):
+class CrashCase(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        reason = injection.unavailable()
-        if reason:
-            raise unittest.SkipTest(reason)
         cls.folder = tempfile.mkdtemp(prefix="nexad-crash-")
         cls.addClassCleanup(shutil.rmtree, cls.folder, ignore_errors=True)
         cls.template = os.path.join(cls.folder, "template")
@@ -56,7 +59,7 @@ class Crash(unittest.TestCase):
             cls.base = workload.run(client, range(1, BEFORE + 1), {}).state
         server.stop()
 
-    def copied(self, name, wrapper):
+    def copied(self, name, wrapper=()):
         """A server over a copy of the template's data."""
         folder = os.path.join(self.folder, name)
         shutil.copytree(os.path.join(self.template, "data"), os.path.join(folder, "data"))
@@ -99,6 +102,61 @@ class Crash(unittest.TestCase):
         if numbers != list(range(numbers[0], 0, -1)) or not least <= numbers[0] <= least + 1:
             raise AssertionError(f"history {numbers[:5]}..., {least} commits were acknowledged")
 
+    def check_again(self, server, outcome):
+        """The server starts over what was left: all that was answered is there, and it works."""
+        server.start()
+        with server.client() as client:
+            self.check_state(client, outcome)
+            client.set_request(workload.request(9999))
+            workload.apply(9999, outcome.state)
+        server.stop()
+        outcome.acknowledged += 1
+        self.check_history(server, outcome)
+        shutil.rmtree(server.folder, ignore_errors=True)
+
+
+class Kill(CrashCase):
+    def killed_at(self, server, seconds):
+        """What the client knows of a server that is killed this long after its first commit."""
+        server.start()
+        with server.client(timeout=60) as client:
+            killer = threading.Timer(seconds, server.kill)
+            killer.start()
+            outcome = workload.run(client, range(BEFORE + 1, BEFORE + 1 + STEPS), self.base)
+            killer.cancel()
+            killer.join()
+        server.kill()
+        return outcome
+
+    def test_a_kill_at_any_time_loses_nothing_that_was_acknowledged(self):
+        began = time.monotonic()
+        whole = self.killed_at(self.copied("whole"), 3600)
+        self.assertEqual((whole.acknowledged, whole.refused), (STEPS, 0))
+        duration = time.monotonic() - began
+        print(f"NEXA_KILL_SEED={SEED}", flush=True)
+        dice = random.Random(SEED)
+        in_time = 0
+        for number in range(KILLS):
+            server = self.copied(f"kill-{number}")
+            try:
+                outcome = self.killed_at(server, dice.random() * duration)
+                in_time += outcome.doubtful is not None
+                self.check_again(server, outcome)
+            except (AssertionError, DidNotStart, grpc.RpcError, IndexError) as error:
+                self.fail(f"kill {number}: {error}\n{server.log(True)[-3000:]}")
+            finally:
+                server.kill()
+        self.assertGreater(in_time, 0, "no kill came while commits were made")
+
+
+class Crash(CrashCase):
+    @classmethod
+    def setUpClass(cls):
+        reason = injection.unavailable()
+        if reason:
+            raise unittest.SkipTest(reason)
+        super().setUpClass()
+
     def try_point(self, index, point):
         """None when everything holds, else what does not."""
         server = self.copied(f"point-{index}", injection.injecting(point))
@@ -108,15 +166,7 @@ class Crash(unittest.TestCase):
                 outcome.doubtful is not None or outcome.refused > 0 or outcome.acknowledged < STEPS
             )
             server.wrapper = []
-            server.start()
-            with server.client() as client:
-                self.check_state(client, outcome)
-                client.set_request(workload.request(9999))
-                workload.apply(9999, outcome.state)
-            server.stop()
-            outcome.acknowledged += 1
-            self.check_history(server, outcome)
-            shutil.rmtree(server.folder, ignore_errors=True)
+            self.check_again(server, outcome)
             return reached, None
         except (AssertionError, DidNotStart, grpc.RpcError, IndexError) as error:
             return (

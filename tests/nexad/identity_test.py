@@ -3,6 +3,7 @@
 import os
 import socket
 import subprocess
+import time
 
 import grpc
 
@@ -124,6 +125,40 @@ class MutualTls(TlsCase):
     def test_the_audit_names_the_certificate(self):
         self.client.set(update=[(LEVEL, 5)])
         self.assertIsNotNone(self.server.wait_log(r"(?m)^.*audit.*operator.*$"))
+
+
+class FarDates(TlsCase):
+    """Certificates of a device that nobody visits: valid beyond 2050, when their dates take another
+    form, and far beyond 2038, when 32 bits of seconds end.
+    """
+
+    client_authority = True
+    DAYS = 36525
+
+    @classmethod
+    def prepare(cls):
+        super().prepare()
+        cls.authority = Authority(cls.path("far"), days=cls.DAYS)
+        cls.cert, cls.key = cls.authority.issue("server", days=cls.DAYS)
+        cls.flags = ["--tls-cert", cls.cert, "--tls-key", cls.key]
+        cls.flags += ["--tls-ca", cls.authority.file]
+
+    @classmethod
+    def make_client(cls):
+        cert, key = cls.authority.issue("robot", days=cls.DAYS)
+        return cls.as_client(cert=cert, key=key)
+
+    def test_are_served_and_taken(self):
+        self.client.set(update=[(LEVEL, 6)])
+        self.assertEqual(self.client.value(LEVEL), 6)
+
+    def test_are_named_by_the_judgement_of_the_settings(self):
+        ran = subprocess.run(
+            [*self.server.command(), "--check-config"], capture_output=True, text=True, timeout=60
+        )
+        self.assertEqual(ran.returncode, 0, ran.stderr)
+        year = time.gmtime().tm_year + 100
+        self.assertRegex(ran.stdout, rf"certificate valid until .* ({year - 1}|{year}) GMT")
 
 
 class Users(TlsCase):

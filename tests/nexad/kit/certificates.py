@@ -16,7 +16,7 @@ def _openssl(folder, *words):
 
 
 class Authority:
-    def __init__(self, folder, name="Test CA"):
+    def __init__(self, folder, name="Test CA", days=30):
         self.folder = str(folder)
         os.makedirs(self.folder, exist_ok=True)
         self.file = os.path.join(self.folder, "ca.pem")
@@ -31,7 +31,7 @@ class Authority:
             "ec_paramgen_curve:P-256",
             "-nodes",
             "-days",
-            "30",
+            str(days),
             "-subj",
             f"/CN={name}",
             "-keyout",
@@ -96,7 +96,7 @@ class Authority:
                     file.write(text)
         return path
 
-    def issue(self, name, stem=None, common_name=None):
+    def issue(self, name, stem=None, common_name=None, days=30):
         """The files (certificate, key) of a certificate for 127.0.0.1 and localhost."""
         stem = stem or name
         cert, key, request, extra = (
@@ -133,7 +133,7 @@ class Authority:
             self._key,
             "-CAcreateserial",
             "-days",
-            "30",
+            str(days),
             "-extfile",
             extra,
             "-out",

@@ -43,6 +43,8 @@ def tracing(call):
 
 def unavailable():
     """Why no fault can be injected here; None when it can."""
+    if os.environ.get("NEXA_EMULATED"):
+        return "an emulator runs the server: strace would see its system calls among the server's"
     if not shutil.which("strace"):
         return "strace is not installed"
     ran = subprocess.run(
