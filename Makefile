@@ -10,9 +10,11 @@
 #   make coverage  which share of each room the tests reach
 #   make mutation  plants single faults in src and host/store; which do the tests not find?
 #   make build-cost   what a build from clean costs, in CPU seconds
+#   make test-i386      the tests with 32 bits: compiled for 32-bit PCs against Debian's i386 packages, run here
+#   make test-armhf     the tests on 32-bit ARM: cross-compiled, run by qemu's emulation (hours)
 #   make nightly   what a night has time for: generated updates and a million generated Sets against libyang,
 #                  2,000 crashes, twenty seconds of each flood, 10,000 commits and Sets before subscribers, an hour of
-#                  load
+#                  load, the packages, the tests on 32-bit ARM
 #   make deb       build Debian packages into build/deb; DEB_ARCH=armhf cross-builds
 #   make test-deb  build them, and install, use, upgrade and remove them in a clean Debian
 #   make deb-reproducible   build them twice, in different places and times, and compare the bytes
@@ -22,8 +24,8 @@ PREFIX ?= /usr/local
 DESTDIR ?=
 BUILD := build/release
 
-.PHONY: all build setup configure demo demo-convert test install bench fuzz coverage mutation build-cost deb test-deb \
-        deb-reproducible nightly clean
+.PHONY: all build setup configure demo demo-convert test test-i386 test-armhf install bench fuzz coverage mutation \
+        build-cost deb test-deb deb-reproducible nightly clean
 
 all: build
 
@@ -49,6 +51,17 @@ demo-convert: setup
 test: setup
 	@$(MAKE) --no-print-directory build
 	@scripts/test $(BUILD)
+
+# The programs of this machine write what those of the other architecture read.
+test-i386: run_tests := NEXA_CRASH_POINTS=$${NEXA_CRASH_POINTS:-40} scripts/test build/i386
+test-armhf: run_tests := scripts/test-armhf
+test-i386 test-armhf: test-%: setup configure
+	@scripts/setup scripts/dependencies-$*.txt
+	@scripts/sysroot $*
+	@cmake --build $(BUILD) --target nexad nexa gnmi_python
+	@cmake --preset $* --log-level=WARNING >/dev/null
+	@cmake --build build/$*
+	@$(run_tests)
 
 install: build
 	@DESTDIR="$(DESTDIR)" cmake --install $(BUILD) --prefix "$(PREFIX)"
@@ -109,6 +122,7 @@ nightly: setup
 	@NEXA_SOAK_SECONDS=$(NEXA_SOAK_SECONDS) scripts/soak $(BUILD)
 	@$(MAKE) --no-print-directory test-deb
 	@scripts/deb-reproducible
+	@$(MAKE) --no-print-directory test-armhf
 
 clean:
 	@rm -rf $(BUILD)

@@ -1,5 +1,13 @@
 # How the project's own targets are built: warnings, sanitizers, log file names, precompiled headers.
 
+# Where pointers have 32 bits, so have time_t and off_t unless they are asked for wider: a clock beyond 2038 and a
+# log above 2 GiB want 64. Debian's libraries are compiled with the narrow ones, so no unit may hand a time_t, an
+# off_t or a record that holds one to a library; docs/target.md says which interfaces these are.
+set(nexa_wide_time)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  set(nexa_wide_time _TIME_BITS=64 _FILE_OFFSET_BITS=64)
+endif()
+
 # Flags that every target of ours carries, kept on an interface target instead of in global flags.
 add_library(nexa_flags INTERFACE)
 target_compile_options(nexa_flags INTERFACE
@@ -20,9 +28,8 @@ if(NEXA_SANITIZE)
                                               -fno-sanitize-recover=all)
   target_link_options(nexa_flags INTERFACE -fsanitize=${NEXA_SANITIZE})
 endif()
-if(NEXA_LINKER AND NOT CMAKE_CROSSCOMPILING)
-  target_link_options(nexa_flags INTERFACE -fuse-ld=${linker_name})
-endif()
+target_link_options(nexa_flags INTERFACE ${nexa_linker_option})
+target_compile_definitions(nexa_flags INTERFACE ${nexa_wide_time})
 
 # Generated code keeps the sanitizers and the linker, not the warnings.
 add_library(nexa_generated_flags INTERFACE)
@@ -31,9 +38,8 @@ if(NEXA_SANITIZE)
   target_compile_options(nexa_generated_flags INTERFACE -fsanitize=${NEXA_SANITIZE})
   target_link_options(nexa_generated_flags INTERFACE -fsanitize=${NEXA_SANITIZE})
 endif()
-if(NEXA_LINKER AND NOT CMAKE_CROSSCOMPILING)
-  target_link_options(nexa_generated_flags INTERFACE -fuse-ld=${linker_name})
-endif()
+target_link_options(nexa_generated_flags INTERFACE ${nexa_linker_option})
+target_compile_definitions(nexa_generated_flags INTERFACE ${nexa_wide_time})
 
 # One precompiled header for the tree and one for the tests: the generated messages take a second to read,
 # GoogleTest another one.

@@ -51,7 +51,7 @@ inline std::uint64_t take_number(const std::string& text, std::size_t& at) {
 }
 
 inline std::vector<nexa::store::Edit> take_edits(const std::string& text, std::size_t& at) {
-  std::vector<nexa::store::Edit> edits(take_number(text, at));
+  std::vector<nexa::store::Edit> edits(static_cast<std::size_t>(take_number(text, at)));
   for (nexa::store::Edit& edit : edits) {
     edit.kind = static_cast<nexa::store::Edit::Kind>(take_number(text, at));
     edit.target.path.ParseFromString(take_part(text, at));

@@ -68,7 +68,8 @@ TEST_F(ChildTable, ServesSixtyChangesThatFillItWithRemovedSlots) {
     if (dice % 8 == 0) {
       toggle(leaf, "1");
     } else {
-      toggle(dice % 2 == 0 ? user : system, values[dice / 8 % values.size()]);
+      toggle(dice % 2 == 0 ? user : system,
+             values[static_cast<std::size_t>(dice / 8 % values.size())]);
     }
   }
 }

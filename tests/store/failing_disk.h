@@ -258,7 +258,7 @@ class FailingDisk {
     }
     state.dirty.clear();
     if (!fails) {
-      state.durable.resize(std::filesystem::file_size(*file.path));
+      state.durable.resize(static_cast<std::size_t>(std::filesystem::file_size(*file.path)));
       return SQLITE_OK;
     }
     errno = EIO;

@@ -45,8 +45,8 @@ bool receive(int pipe, std::string& text) {
   char head[sizeof size];
   if (!read_bytes(pipe, head, sizeof head)) return false;
   std::memcpy(&size, head, sizeof size);
-  text.resize(size);
-  return read_bytes(pipe, text.data(), size);
+  text.resize(static_cast<std::size_t>(size));
+  return read_bytes(pipe, text.data(), text.size());
 }
 
 std::string judge_in_child(const OracleProcess::Judge& judge, const std::string& request) {

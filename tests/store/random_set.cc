@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "kestrel/loader.h"
+#include "support/libyang_arrays.h"
 
 namespace nexa_test {
 namespace {
@@ -367,7 +368,7 @@ std::string RandomSets::value(const lysc_type* type) {
       return "";
     case LY_TYPE_ENUM: {
       const auto* const enums = reinterpret_cast<const lysc_type_enum*>(type)->enums;
-      return enums[dice_.below(LY_ARRAY_COUNT(enums))].name;
+      return enums[dice_.below(count_of(enums))].name;
     }
     case LY_TYPE_BITS: {
       static const std::string bits[] = {"r", "w", "r w", "x", "", "r w x"};
@@ -385,7 +386,7 @@ std::string RandomSets::value(const lysc_type* type) {
       return value(reinterpret_cast<const lysc_type_leafref*>(type)->realtype);
     case LY_TYPE_UNION: {
       const auto* const types = reinterpret_cast<const lysc_type_union*>(type)->types;
-      return value(types[dice_.below(LY_ARRAY_COUNT(types))]);
+      return value(types[dice_.below(count_of(types))]);
     }
     case LY_TYPE_INST: {
       std::vector<const lyd_node*> nodes;

@@ -168,7 +168,7 @@ void StoreAndOracle::restart() {
 
 void StoreAndOracle::roll_back(std::uint64_t back) {
   ++outcome_.rollbacks;
-  const Commit wanted = commits_[back % commits_.size()];
+  const Commit wanted = commits_[static_cast<std::size_t>(back % commits_.size())];
   const CommitResult result = store_->rollback(wanted.number, "tester", nullptr);
   const std::string said = "rollback to " + std::to_string(wanted.number) + ": " + text_of(result);
   if (!result.status.ok()) {

@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "support/instance_generator.h"
+#include "support/libyang_arrays.h"
 
 namespace nexa_test {
 namespace {
@@ -60,7 +61,7 @@ std::string number(const lysc_type* type, std::mt19937& random) {
                                        : reinterpret_cast<const lysc_type_num*>(type)->range;
   Bounds bounds = bounds_of(type->basetype);
   if (range != nullptr && LY_ARRAY_COUNT(range->parts) > 0) {
-    const auto& part = range->parts[pick(LY_ARRAY_COUNT(range->parts), random)];
+    const auto& part = range->parts[pick(count_of(range->parts), random)];
     bounds.least = part.min_64;
     bounds.most = part.max_u64;
   }
@@ -141,16 +142,14 @@ std::string string_text(const lysc_type* type, std::mt19937& random) {
   }
   if (type->plugin->id != nullptr && std::strstr(type->plugin->id, "instance") != nullptr)
     return "/";
-  const std::size_t patterns =
-      of_string->patterns != nullptr ? LY_ARRAY_COUNT(of_string->patterns) : 0;
+  const std::size_t patterns = count_of(of_string->patterns);
   if (patterns > 0 && pick(4, random) != 0) {
     const lysc_pattern* pattern = of_string->patterns[pick(patterns, random)];
     if (pattern->inverted == 0) return sample_pattern(pattern->expr, random);
   }
   if (patterns > 0) return kShaped[pick(kShaped.size(), random)];
   if (of_string->length != nullptr && LY_ARRAY_COUNT(of_string->length->parts) > 0) {
-    const auto& part =
-        of_string->length->parts[pick(LY_ARRAY_COUNT(of_string->length->parts), random)];
+    const auto& part = of_string->length->parts[pick(count_of(of_string->length->parts), random)];
     const std::uint64_t size = pick(2, random) == 0 ? part.min_u64 : part.max_u64;
     return std::string(static_cast<std::size_t>(std::min<std::uint64_t>(size, 70000)), 'q');
   }
@@ -207,8 +206,8 @@ std::string candidate_text(const ly_ctx* context, const lysc_node* node, const l
   switch (type->basetype) {
     case LY_TYPE_UNION: {
       const auto* of_union = reinterpret_cast<const lysc_type_union*>(type);
-      return candidate_text(context, node,
-                            of_union->types[pick(LY_ARRAY_COUNT(of_union->types), random)], random);
+      return candidate_text(context, node, of_union->types[pick(count_of(of_union->types), random)],
+                            random);
     }
     case LY_TYPE_LEAFREF:
       return candidate_text(context, node,
@@ -219,7 +218,7 @@ std::string candidate_text(const ly_ctx* context, const lysc_node* node, const l
       return {};
     case LY_TYPE_ENUM: {
       const auto* of_enum = reinterpret_cast<const lysc_type_enum*>(type);
-      return of_enum->enums[pick(LY_ARRAY_COUNT(of_enum->enums), random)].name;
+      return of_enum->enums[pick(count_of(of_enum->enums), random)].name;
     }
     case LY_TYPE_BITS:
       return bits(type, random);

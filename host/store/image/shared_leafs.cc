@@ -11,7 +11,8 @@ bool SharedLeafs::may_hold(const lysc_node* schema, std::string_view text) {
 }
 
 std::size_t SharedLeafs::hash_of(const lysc_node* schema, std::string_view text) {
-  return std::hash<std::string_view>()(text) ^ schema_number(schema) * 0x9E3779B97F4A7C15U;
+  constexpr auto kSpread = static_cast<std::size_t>(0x9E3779B97F4A7C15U);
+  return std::hash<std::string_view>()(text) ^ schema_number(schema) * kSpread;
 }
 
 ImageRef<ImageLeaf>& SharedLeafs::slot(Part& part, std::size_t hash) {

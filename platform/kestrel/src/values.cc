@@ -143,7 +143,8 @@ struct ValueChecker::State {
       const auto entry = entries.find(module->name);
       const char* prefix = entry != entries.end() ? entry->second->prefix : module->prefix;
       same = same && std::strcmp(prefix, module->prefix) == 0;
-      prefixes.items[prefixes.count++] = {const_cast<char*>(prefix), module};
+      prefixes.items[index] = {const_cast<char*>(prefix), module};
+      ++prefixes.count;
       out.namespaces.emplace_back(prefix, module->ns);
     }
     ly_set_free(modules, nullptr);

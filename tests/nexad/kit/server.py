@@ -36,9 +36,14 @@ class DidNotStart(Exception):
 
 
 class Server:
-    """`schema`: flags that name modules; `flags`: others; `wrapper`: words before the program."""
+    """`schema`: flags that name modules; `flags`: others; `wrapper`: words before the program;
+    `nexad`: another program than the one under test.
+    """
 
-    def __init__(self, folder, schema, flags=("--insecure",), *, environment=None, wrapper=()):
+    def __init__(
+        self, folder, schema, flags=("--insecure",), *, environment=None, wrapper=(), nexad=None
+    ):
+        self.nexad = nexad
         self.folder = str(folder)
         self.data = os.path.join(self.folder, "data")
         self.schema = list(schema)
@@ -59,7 +64,7 @@ class Server:
     def command(self):
         return [
             *self.wrapper,
-            program("nexad", "NEXAD"),
+            self.nexad or program("nexad", "NEXAD"),
             *self.schema,
             "--data",
             self.data,
