@@ -17,12 +17,17 @@ namespace {
 constexpr int kLargeBlock = 1 << 20;
 constexpr int kSpareHeap = 16 << 20;
 
+// The dynamic linker tells addresses as numbers.
+void* at(std::uintptr_t address) {
+  return reinterpret_cast<void*>(address);  // NOLINT(performance-no-int-to-ptr)
+}
+
 // Whether relocations were written into code: such pages are no longer those of the file.
 bool has_text_relocations(const dl_phdr_info& object) {
   for (ElfW(Half) i = 0; i < object.dlpi_phnum; ++i) {
     const ElfW(Phdr)& header = object.dlpi_phdr[i];
     if (header.p_type != PT_DYNAMIC) continue;
-    const auto* entry = reinterpret_cast<const ElfW(Dyn)*>(object.dlpi_addr + header.p_vaddr);
+    const auto* entry = static_cast<const ElfW(Dyn)*>(at(object.dlpi_addr + header.p_vaddr));
     for (; entry->d_tag != DT_NULL; ++entry) {
       if (entry->d_tag == DT_TEXTREL) return true;
       if (entry->d_tag == DT_FLAGS && (entry->d_un.d_val & DF_TEXTREL) != 0) return true;
@@ -43,7 +48,7 @@ int unmap_code(dl_phdr_info* object, std::size_t, void*) {
     const std::uintptr_t end =
         (object->dlpi_addr + header.p_vaddr + header.p_filesz + page - 1) & ~(page - 1);
     // A refusal, of an emulator for one, leaves the pages where they are.
-    madvise(reinterpret_cast<void*>(first), end - first, MADV_DONTNEED);
+    madvise(at(first), end - first, MADV_DONTNEED);
   }
   return 0;
 }
