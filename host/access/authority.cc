@@ -30,7 +30,6 @@ struct ReleaseHandle {
 namespace {
 
 constexpr long kHour = 3600;
-constexpr long kDay = 24 * kHour;
 constexpr int kSerialBits = 127;
 constexpr long kVersion3 = 2;
 
@@ -139,7 +138,8 @@ Authority::Authority(const std::string& common_name, int days) : state_(std::mak
   state_->key = new_key();
   state_->certificate = new_certificate(common_name, *state_->key);
   X509& certificate = *state_->certificate;
-  require(X509_gmtime_adj(X509_getm_notAfter(&certificate), kDay * days) != nullptr &&
+  // Days and seconds apart: a hundred years of seconds are more than a long of 32 bits holds.
+  require(X509_time_adj_ex(X509_getm_notAfter(&certificate), days, 0, nullptr) != nullptr &&
               X509_set_issuer_name(&certificate, X509_get_subject_name(&certificate)) == 1,
           "a certificate cannot be made");
   add_extension(certificate, certificate, NID_basic_constraints, "critical,CA:TRUE,pathlen:0");

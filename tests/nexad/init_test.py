@@ -105,6 +105,19 @@ class MakesADirectory(InitCase):
             timeout=60,
         )
 
+    def test_the_certificates_may_be_valid_for_a_hundred_years(self):
+        self.made("--days", "36500")
+        now = time.time()
+        for name in ("ca.pem", "server.pem"):
+            printed = subprocess.run(
+                ["openssl", "x509", "-in", self.path("tls", name), "-noout", "-enddate"],
+                check=True,
+                capture_output=True,
+                text=True,
+            ).stdout
+            years = int(printed.split()[-2]) - time.gmtime(now).tm_year
+            self.assertIn(years, (99, 100), printed)
+
     def test_an_empty_directory_is_taken(self):
         os.mkdir(self.directory)
         self.made()
