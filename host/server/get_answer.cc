@@ -31,7 +31,7 @@ std::string length_text(std::size_t length) {
 grpc::Slice slice_of(std::string text) {
   auto owner = std::make_unique<std::string>(std::move(text));
   std::string* const kept = owner.get();
-  const grpc::Slice slice(
+  grpc::Slice slice(
       kept->data(), kept->size(),
       [](void* own) { const std::unique_ptr<std::string> freed(static_cast<std::string*>(own)); },
       kept);

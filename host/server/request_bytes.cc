@@ -123,13 +123,15 @@ grpc::Status read_request(grpc::ByteBuffer& bytes, std::size_t most_parts,
 }
 
 grpc::Status write_answer(const google::protobuf::Message& answer, grpc::ByteBuffer& bytes) {
-  const grpc::Status fault(grpc::StatusCode::INTERNAL, kServerFault);
   const std::size_t size = answer.ByteSizeLong();
-  if (size > std::numeric_limits<int>::max()) return fault;
+  if (size > std::numeric_limits<int>::max()) {
+    return {grpc::StatusCode::INTERNAL, kServerFault};
+  }
   bytes.Clear();
   grpc::ProtoBufferWriter writer(&bytes, grpc::kProtoBufferWriterMaxBufferLength,
                                  static_cast<int>(size));
-  return answer.SerializeToZeroCopyStream(&writer) ? grpc::Status::OK : fault;
+  if (answer.SerializeToZeroCopyStream(&writer)) return grpc::Status::OK;
+  return {grpc::StatusCode::INTERNAL, kServerFault};
 }
 
 }  // namespace nexa::server
