@@ -60,6 +60,7 @@ class PathSeries {
   // is told so, whatever the data are.
   grpc::Status fault_from(int index, grpc::Status otherwise) {
     model::Target target;
+    resolved_ = -1;  // the target is a new one
     for (; index < request_.path_size(); ++index) {
       grpc::Status status = resolve(index, target);
       if (!status.ok()) return status;
