@@ -27,6 +27,9 @@ constexpr std::uint64_t kBytesOfCall = 16U << 10U;
 // Answers to what the server sends, such as windows and pings, of a connection whose caller is
 // known: bytes in a second.
 constexpr std::uint64_t kBytesOfSecond = 1U << 20U;
+// The same of one whose caller is unknown: a monitor that asks for the server's health every few
+// seconds does so for years on one connection.
+constexpr std::uint64_t kStrangeBytesOfSecond = 4U << 10U;
 
 // 0 when the descriptor is closed.
 std::uint64_t inode_of(int fd) {
@@ -181,7 +184,7 @@ void Connections::call_began(std::string_view peer) {
   ++connection->calls;
   if (connection->is_known) {
     connection->taken += kBytesOfCall;
-  } else if (++connection->strange_calls * kBytesOfCall > limits_.stray_bytes &&
+  } else if ((connection->strange_calls += kBytesOfCall) > limits_.stray_bytes &&
              !connection->is_going) {
     end_flood(by_key_.at(connection->key), *connection);
   }
@@ -194,22 +197,27 @@ void Connections::call_ended(std::string_view peer) {
   if (--connection->calls == 0) connection->idle_since = Clock::now();
 }
 
+void Connections::login_succeeded(const std::string& peer) {
+  const std::lock_guard lock(mutex_);
+  if (Connection* const connection = find(peer)) connection->is_known = true;
+}
+
 void Connections::message_received(const std::string& peer, std::size_t bytes) {
   const std::lock_guard lock(mutex_);
   Connection* connection = find(peer);
   if (connection == nullptr) return;
-  connection->is_known = true;
   connection->taken += bytes;
 }
 
 // What was taken is never more than what came: nobody saves up for a flood.
 void Connections::measure(int descriptor, Connection& connection, Clock::time_point now) {
   connection.received = bytes_received(descriptor);
-  if (connection.is_known) {
-    const auto passed = std::chrono::duration_cast<std::chrono::milliseconds>(
-        now - std::exchange(connection.looked, now));
-    connection.taken += static_cast<std::uint64_t>(passed.count()) * kBytesOfSecond / 1000;
-  }
+  const auto passed = std::chrono::duration_cast<std::chrono::microseconds>(
+      now - std::exchange(connection.looked, now));
+  const std::uint64_t rate = connection.is_known ? kBytesOfSecond : kStrangeBytesOfSecond;
+  const std::uint64_t forgiven = static_cast<std::uint64_t>(passed.count()) * rate / 1'000'000;
+  connection.strange_calls -= std::min(connection.strange_calls, forgiven);
+  connection.taken += forgiven;
   connection.taken = std::min(connection.taken, connection.received);
 }
 

@@ -18,7 +18,7 @@ namespace nexad {
 
 struct ConnectionLimits {
   std::size_t of_all = 1000;
-  std::size_t of_one_peer = 200;
+  std::size_t of_one_peer = 500;
   // Life of a connection without a call whose caller nobody knows; 0: as long as gRPC lets it.
   std::chrono::milliseconds unused{30000};
   // What a connection may have sent beyond the messages that were taken of it.
@@ -29,7 +29,8 @@ struct ConnectionLimits {
   std::uint64_t message_bytes = 16U << 20U;
 };
 
-// A connection is *known* once a message of a caller was taken from it whose login was right. It is
+// A connection is *known* once a login on it was right: the message of that call has yet to come
+// then, and may be large. It is
 // *idle* while it has no call in hand. Any thread.
 class Connections final : public nexa::server::ConnectionObserver {
  public:
@@ -53,6 +54,7 @@ class Connections final : public nexa::server::ConnectionObserver {
   // `peer` as gRPC writes it, here and below.
   void call_began(std::string_view peer);
   void call_ended(std::string_view peer);
+  void login_succeeded(const std::string& peer) override;
   void message_received(const std::string& peer, std::size_t bytes) override;
 
   // Ends the connections that are beyond a limit.
@@ -68,7 +70,7 @@ class Connections final : public nexa::server::ConnectionObserver {
     bool is_known = false;
     bool is_going = false;  // it was shut down; gRPC has yet to close it
     std::size_t calls = 0;
-    std::uint64_t strange_calls = 0;  // of an unknown caller, over all
+    std::uint64_t strange_calls = 0;  // of an unknown caller: what they count, in bytes
     std::uint64_t received = 0;       // by the machine, when it was last asked
     std::uint64_t taken = 0;          // of that, what is accounted for
     Clock::time_point idle_since;

@@ -51,7 +51,7 @@ struct ServerConfig {
 
   // Limits of connections. 0 is "none" where the option's help says so.
   std::uint64_t max_connections = 1000;
-  std::uint64_t max_connections_per_peer = 200;
+  std::uint64_t max_connections_per_peer = 500;
   std::uint64_t unused_connection_ms = 30000;
   std::uint64_t stray_bytes = 1U << 20U;
   std::uint64_t max_streams_per_connection = 100;

@@ -55,7 +55,10 @@ class ConnectionObserver {
  public:
   virtual ~ConnectionObserver() = default;
 
-  // A message of a caller whose login was right. `peer` as gRPC writes it.
+  // The login of a call was right; its message comes now. `peer` as gRPC writes it, here and below.
+  virtual void login_succeeded(const std::string& peer) = 0;
+
+  // A message of a caller whose login was right.
   virtual void message_received(const std::string& peer, std::size_t bytes) = 0;
 };
 

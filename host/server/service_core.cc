@@ -59,6 +59,14 @@ grpc::Status ServiceCore::no_room() const {
 }
 
 bool ServiceCore::authenticate(Login login) {
+  if (parts.connections != nullptr) {
+    login.then = [connections = parts.connections, identity = login.identity,
+                  then = std::move(login.then)](const grpc::Status& verdict,
+                                                const access::Caller& caller) {
+      if (verdict.ok()) connections->login_succeeded(identity->peer);
+      then(verdict, caller);
+    };
+  }
   const access::Credentials credentials = login.identity->credentials();
   access::Caller caller;
   if (access::proof_of(credentials) != access::Proof::kPassword || stopping) {

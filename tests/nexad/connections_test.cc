@@ -100,7 +100,7 @@ class ConnectionsTest : public testing::Test {
 
   void make_known(Pair& pair) {
     connections_->call_began(pair.peer());
-    connections_->message_received(pair.peer(), 1);
+    connections_->login_succeeded(pair.peer());
     connections_->call_ended(pair.peer());
   }
 
@@ -195,7 +195,7 @@ TEST_F(ConnectionsTest, OneThatSendsTooMuchIsEnded) {
   last().send(1 << 20);
   connections.look();
   EXPECT_FALSE(last().is_shut());
-  last().send(1);
+  last().send(4 << 10);
   connections.look();
   EXPECT_TRUE(last().is_shut());
   EXPECT_EQ(connections.counts().flooding, 1U);
@@ -207,7 +207,7 @@ TEST_F(ConnectionsTest, MessagesOfKnownCallersDoNotCount) {
   Connections& connections = make();
   add();
   connections.call_began(last().peer());
-  connections.message_received(last().peer(), 1);
+  connections.login_succeeded(last().peer());
   last().send(4 << 20);  // a message on its way
   connections.look();
   EXPECT_FALSE(last().is_shut());
@@ -237,6 +237,22 @@ TEST_F(ConnectionsTest, ManyUnknownOnesTogetherHaveALimit) {
   EXPECT_FALSE(pairs_[0]->is_shut());
   EXPECT_TRUE(pairs_[1]->is_shut());
   EXPECT_FALSE(pairs_[2]->is_shut());
+}
+
+TEST_F(ConnectionsTest, CallsOfAnUnknownCallerAreForgivenInTime) {
+  limits.stray_bytes = 64 << 10;
+  Connections& connections = make();
+  add();
+  for (int call = 0; call < 4; ++call) {
+    connections.call_began(last().peer());
+    connections.call_ended(last().peer());
+  }
+  std::this_thread::sleep_for(4100ms);
+  connections.look();
+  connections.call_began(last().peer());
+  EXPECT_FALSE(last().is_shut());
+  connections.call_began(last().peer());
+  EXPECT_TRUE(last().is_shut());
 }
 
 TEST_F(ConnectionsTest, CallsOfAnUnknownCallerCostAsBytesDo) {
@@ -269,7 +285,7 @@ TEST_F(ConnectionsTest, PeersThatAreNotThereAreNobody) {
   Connections& connections = make();
   for (const char* peer : {"", "unix:x", "ipv4:127.0.0.1:1"}) {
     connections.call_began(peer);
-    connections.message_received(peer, 1);
+    connections.login_succeeded(peer);
     connections.call_ended(peer);
   }
   EXPECT_EQ(connections.counts().open, 0U);
