@@ -1,7 +1,7 @@
 """docs/clients.md: each line runs as it stands there, where the client can be had.
 
 A client is taken from PATH, or made ready in the build directory: gnmic, gnmi_cli and grpcurl by
-go, pygnmi by pip in an environment of its own. Without one its tests are skipped and say why.
+go, pygnmi by pip in an environment of its own, grpc-js by npm. Without one its tests are skipped and say why.
 """
 
 import os
@@ -165,6 +165,9 @@ class Way(ServerCase):
     def test_grpcurl(self):
         self.run_blocks("grpcurl", clients.go_program("grpcurl"))
 
+    def test_grpc_js(self):
+        self.run_blocks("grpc-js", clients.grpc_js())
+
     def test_pygnmi(self):
         self.run_blocks("pygnmi", clients.pygnmi())
 
@@ -200,6 +203,7 @@ class Document(unittest.TestCase):
                 "pygnmi": ways,
                 "gnmi_cli": ways - {"TLS and users"},
                 "grpcurl": ways,
+                "grpc-js": ways,
                 "Telegraf": ways,
             },
         )

@@ -17,6 +17,7 @@ MODULES = {
     "grpcurl": "github.com/fullstorydev/grpcurl/cmd/grpcurl@v1.9.4",
 }
 PYGNMI = "pygnmi==0.8.15"
+GRPC_JS = ["@grpc/grpc-js@1.13.4", "@grpc/proto-loader@0.7.15"]
 
 
 def _folder():
@@ -85,6 +86,32 @@ def pygnmi():
         if language != "python":
             raise ValueError(f"pygnmi is run by Python, not by {language}")
         return [python, "-c", text], environment
+
+    return runner
+
+
+@functools.lru_cache
+def _node_modules():
+    node, npm = shutil.which("node"), shutil.which("npm")
+    if not node or not npm:
+        raise unittest.SkipTest("grpc-js needs node and npm, and they are not in PATH")
+    folder = os.path.join(_folder(), "grpc-js")
+    modules = os.path.join(folder, "node_modules")
+    if not os.path.isdir(os.path.join(modules, "@grpc", "proto-loader")):
+        os.makedirs(folder, exist_ok=True)
+        words = [npm, "install", "--no-audit", "--no-fund", "--prefix", folder, *GRPC_JS]
+        _run(words, "grpc-js", 240)
+    return node, modules
+
+
+def grpc_js():
+    node, modules = _node_modules()
+
+    def runner(language, text, _):
+        if language != "javascript":
+            raise ValueError(f"grpc-js is run by Node.js, not by {language}")
+        # Like a person's, the script ends when nothing is left to wait for.
+        return [node, "-e", text], {**os.environ, "NODE_PATH": modules}
 
     return runner
 
