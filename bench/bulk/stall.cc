@@ -97,10 +97,10 @@ void add_stalls(Report& report, const std::string& which, const std::vector<doub
   row("median Set, with snapshots and Gets, and without", kMedian, calm[kMedian]);
   row("p99 Set, with snapshots and Gets, and without", kP99, calm[kP99]);
   report.add({"stall", "full Gets beside the Sets", "", disturbed[kGets], 0, 0, true});
-  row("slowest Set by the clock, over the calm p99", kSlowest, calm[kP99]);
+  report.add({"stall", "slowest of " + which + ", over the calm p99", "ms", disturbed[kSlowest],
+              calm[kP99], kStallLimit, true});
   row("longest that a Set waited for a processor, and without", kSlowestReady, calm[kSlowestReady]);
-  report.add({"stall", "slowest of " + which + " but for processors, over the calm p99", "ms",
-              disturbed[kOwnSlowest], calm[kOwnP99], kStallLimit, true});
+  row("slowest but for processors, over the calm p99", kOwnSlowest, calm[kOwnP99]);
   row("  of that on a processor", kItsRunning, 0);
   row("  of that in fdatasync", kItsSyncing, 0);
   row("  beside that ready for a processor", kItsReady, 0);
