@@ -1,6 +1,6 @@
-// How long a Set waits for the snapshots and the readers beside it, by the clock. What it waited for
-// is shown beside that: a Set that is ready to run while others have the processors tells of the
-// machine, or of the store's own threads.
+// How long a Set waits for the snapshots and the readers beside it, by the clock. What it waited
+// for is shown beside that: a Set that is ready to run while others have the processors tells of
+// the machine, or of the store's own threads.
 #include <algorithm>
 #include <atomic>
 #include <thread>
