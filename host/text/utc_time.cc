@@ -24,8 +24,9 @@ std::string date_and_time(std::chrono::sys_seconds time) {
 }
 
 // Of what has a year of four digits; <chrono> counts years in 16 bits.
-constexpr std::int64_t kFirst = -62'167'219'200;  // 0000-01-01T00:00:00Z
-constexpr std::int64_t kLast = 253'402'300'799;   // 9999-12-31T23:59:59Z
+constexpr std::int64_t kFirst = -62'167'219'200;   // 0000-01-01T00:00:00Z
+constexpr std::int64_t kLast = 253'402'300'799;    // 9999-12-31T23:59:59Z
+constexpr std::int64_t kInSecond = 1'000'000'000;  // nanoseconds
 
 }  // namespace
 
@@ -35,12 +36,17 @@ std::string utc_time(std::int64_t seconds) {
 }
 
 std::string utc_time_ns(std::int64_t nanoseconds) {
-  const std::chrono::sys_time<std::chrono::nanoseconds> time{std::chrono::nanoseconds(nanoseconds)};
-  const auto second = std::chrono::floor<std::chrono::seconds>(time);
+  // Not by <chrono>, which compares both in nanoseconds: the first second of all begins before
+  // them.
+  std::int64_t seconds = nanoseconds / kInSecond;
+  std::int64_t rest = nanoseconds % kInSecond;
+  if (rest < 0) {
+    --seconds;
+    rest += kInSecond;
+  }
   std::array<char, 16> fraction{};
-  std::snprintf(fraction.data(), fraction.size(), ".%09dZ",
-                static_cast<int>((time - second).count()));
-  return date_and_time(second) + fraction.data();
+  std::snprintf(fraction.data(), fraction.size(), ".%09dZ", static_cast<int>(rest));
+  return date_and_time(std::chrono::sys_seconds(std::chrono::seconds(seconds))) + fraction.data();
 }
 
 }  // namespace nexa::text

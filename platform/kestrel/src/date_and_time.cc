@@ -1,5 +1,6 @@
-// libyang's plugin still judges each value, and frees and copies what it made. Ours adds the
-// canonical text, which libyang then takes for known, and compares and prints nothing else.
+// libyang's plugin still judges each value, and frees and copies what it made. Ours gives it a text
+// that ends where it ends. Where libyang counts with 32 bits ours adds the canonical text, which
+// libyang then takes for known, and compares and prints nothing else.
 #include "date_and_time.h"
 
 #include <libyang/plugins_types.h>
@@ -7,6 +8,7 @@
 #include <array>
 #include <charconv>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 
 namespace kestrel {
@@ -15,6 +17,8 @@ namespace {
 constexpr char kPluginId[] = "libyang 2 - date-and-time, version 1";
 constexpr std::size_t kZoneSize = 6;  // "+02:00"
 constexpr std::size_t kFractionAt = 19;
+constexpr std::uint32_t kOwnsText = LYPLG_TYPE_STORE_DYNAMIC;
+constexpr bool kIsNarrow = sizeof(long) == 4;  // libyang's time_t is a long
 
 int number(std::string_view digits) {
   int value = 0;
@@ -66,11 +70,13 @@ LY_ERR store(const ly_ctx* context, const lysc_type* type, const void* value, st
              std::uint32_t options, LY_VALUE_FORMAT format, void* prefixes, std::uint32_t hints,
              const lysc_node* node, lyd_value* storage, lys_glob_unres* unresolved,
              ly_err_item** error) {
-  // libyang may free the text.
+  // libyang's reads numbers to the first character that is no digit, also behind the end, where a
+  // union gives its members no zero.
   const std::string text(static_cast<const char*>(value), size);
-  const LY_ERR verdict = narrow->store(context, type, value, size, options, format, prefixes, hints,
-                                       node, storage, unresolved, error);
-  if (verdict != LY_SUCCESS || storage->_canonical != nullptr) return verdict;
+  if ((options & kOwnsText) != 0) std::free(const_cast<void*>(value));
+  const LY_ERR verdict = narrow->store(context, type, text.c_str(), size, options & ~kOwnsText,
+                                       format, prefixes, hints, node, storage, unresolved, error);
+  if (!kIsNarrow || verdict != LY_SUCCESS || storage->_canonical != nullptr) return verdict;
   const std::string canonical = canonical_date_and_time(text);
   const LY_ERR kept =
       lydict_insert(context, canonical.data(), canonical.size(), &storage->_canonical);
@@ -97,8 +103,10 @@ void widen(lysc_type* type) {
       narrow = type->plugin;
       lyplg_type made = *type->plugin;
       made.store = store;
-      made.compare = compare;
-      made.print = print;
+      if (kIsNarrow) {
+        made.compare = compare;
+        made.print = print;
+      }
       return made;
     }();
     if (type->plugin != &wide) type->plugin = &wide;
@@ -136,7 +144,6 @@ std::string canonical_date_and_time(std::string_view text) {
 }
 
 void widen_date_and_time(const ly_ctx* context) {
-  if (sizeof(long) != 4) return;  // libyang's time_t is a long
   std::uint32_t at = 0;
   while (const lys_module* const module = ly_ctx_get_module_iter(context, &at)) {
     if (module->implemented != 0 && module->compiled != nullptr) {
