@@ -112,7 +112,7 @@ class Strangers(Flooded):
                 connection.send(http2.frame(http2.HEADERS, 0, 1, first))
                 block = http2.frame(http2.CONTINUATION, 0, 1, rest) * 20
                 self.flood(lambda: connection.send(block))
-                self.assertTrue(connection.is_closed(3))
+                self.assertTrue(connection.is_closed(10))
 
     def test_header_blocks_without_end_on_many_connections(self):
         connections = [http2.Connection(self.server.address) for _ in range(20)]
@@ -306,6 +306,8 @@ class Descriptors(Flooded):
     flags = ["--insecure", "--max-connections", "100000", "--max-connections-per-peer", "100000"]
 
     def test_all_are_taken(self):
+        if SANITIZED:
+            self.skipTest("a sanitizer asks through a pipe whether memory can be read, and takes none for no")
         pid = self.server.process.pid
         _, most = resource.prlimit(pid, resource.RLIMIT_NOFILE)
         resource.prlimit(pid, resource.RLIMIT_NOFILE, (150, most))
