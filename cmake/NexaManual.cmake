@@ -21,7 +21,7 @@ endfunction()
 
 foreach(program nexad nexa)
   set(told "${manual_dir}/${program}.json")
-  nexa_manual_output(${program}.json ${program} ${program} --manual)
+  nexa_manual_output(${program}.json ${program} ${CMAKE_CROSSCOMPILING_EMULATOR} "$<TARGET_FILE:${program}>" --manual)
   foreach(shell bash zsh)
     nexa_manual_output(${program}.${shell} "${told};${manual_script};${manual_parts}"
                        ${manual_run} ${shell} "${told}")
