@@ -29,18 +29,14 @@ namespace {
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr std::uint64_t kSets = 2000;
-constexpr bool kIsSanitized = true;
 #elif defined(__has_feature)
 #if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
 constexpr std::uint64_t kSets = 2000;
-constexpr bool kIsSanitized = true;
 #else
 constexpr std::uint64_t kSets = 20000;
-constexpr bool kIsSanitized = false;
 #endif
 #else
 constexpr std::uint64_t kSets = 20000;
-constexpr bool kIsSanitized = false;
 #endif
 
 constexpr int kSetsOfASchema = 60;
@@ -92,12 +88,6 @@ std::string report(std::uint64_t seed, const CaseOutcome& first, Tally& tally) {
   if (second.kind.empty()) {
     if (first.kind == "death") {
       tally.add(second);
-      return "";
-    }
-    // A sanitizer's allocator may be locked when the process is forked, and stays so in the child.
-    if (first.kind == "no end" && kIsSanitized) {
-      tally.add(second);
-      ++tally.kinds["no end, but for the second time"];
       return "";
     }
     return "seed " + std::to_string(seed) + ": " + first.kind +
