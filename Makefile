@@ -117,6 +117,8 @@ nightly: setup
 	@NEXA_POWER_CUT_EVERY=1 $(BUILD)/bin/store_tests --gtest_filter='StorePowerCut.*'
 	@NEXA_CRASH_POINTS=$(NIGHTLY_CRASHES) ctest --test-dir $(BUILD) -R '^nexad_crash$$' --output-on-failure
 	@scripts/floods $(BUILD)
+	@scripts/setup scripts/dependencies.txt scripts/dependencies-ci.txt
+	@scripts/tidy --thorough
 	@NEXA_TELEMETRY_COMMITS=10000 NEXA_TELEMETRY_SETS=10000 $(BUILD)/bin/telemetry_tests --gtest_filter='RandomSets.*'
 	@NEXA_CONFIRM_KILLS=200 ctest --test-dir $(BUILD) -R '^nexad_confirmed_commit$$' --output-on-failure
 	@NEXA_SOAK_SECONDS=$(NEXA_SOAK_SECONDS) scripts/soak $(BUILD)
