@@ -17,11 +17,10 @@
 namespace nexad {
 namespace {
 
-// A loopback brings some megabytes in a millisecond, and what gRPC keeps of them takes twice that:
-// unknown connections are looked at as often as that takes. Many take longer to look at.
-constexpr std::chrono::milliseconds kBetweenLooks{5};
-constexpr std::chrono::microseconds kForEachUnknown{20};
-constexpr std::chrono::milliseconds kBetweenLooksAtKnown{50};
+// Floods are seen as they are read; this is for connections that send nothing.
+constexpr std::chrono::milliseconds kBetweenLooks{50};
+// Their messages are large and many, and most reads bring a part of one.
+constexpr std::chrono::milliseconds kBetweenReadsOfKnown{5};
 // What a call may have beside its messages, such as headers, and what it costs to refuse one.
 constexpr std::uint64_t kBytesOfCall = 16U << 10U;
 // Answers to what the server sends, such as windows and pings, of a connection whose caller is
@@ -43,11 +42,6 @@ bool reset(int fd) {
   sockaddr nobody{};
   nobody.sa_family = AF_UNSPEC;
   return connect(fd, &nobody, sizeof nobody) == 0;
-}
-
-std::chrono::microseconds pause_with(std::size_t unknown) {
-  if (unknown == 0) return kBetweenLooksAtKnown;
-  return std::max<std::chrono::microseconds>(kBetweenLooks, kForEachUnknown * unknown);
 }
 
 std::uint64_t bytes_received(int fd) {
@@ -238,17 +232,20 @@ Connections::Clock::time_point Connections::next_look() {
 void Connections::look() {
   const auto now = Clock::now();
   const std::lock_guard lock(mutex_);
-  std::uint64_t unknown_bytes = 0;
-  std::size_t unknown = 0;
+  look_at_all(now);
+  next_look_ = table_.empty() ? Clock::time_point::max() : now + kBetweenLooks;
+}
+
+void Connections::look_at_all(Clock::time_point now) {
+  unknown_bytes_ = 0;
   for (auto at = table_.begin(); at != table_.end();) {
     auto& [descriptor, connection] = *at;
-    const bool is_due = !connection.is_known || now - connection.looked >= kBetweenLooksAtKnown;
-    if (is_due && inode_of(descriptor) != connection.inode) {
+    if (inode_of(descriptor) != connection.inode) {
       at = forget(at);
       continue;
     }
     ++at;
-    if (connection.is_going || !is_due) continue;
+    if (connection.is_going) continue;
     measure(descriptor, connection, now);
     const std::uint64_t stray = stray_bytes(connection);
     const bool is_unused = !connection.is_known && connection.calls == 0 &&
@@ -260,12 +257,30 @@ void Connections::look() {
       ++counts_.unused;
       shut(descriptor, connection);
     } else if (!connection.is_known) {
-      ++unknown;
-      unknown_bytes += stray;
+      unknown_bytes_ += stray;
     }
   }
-  while (unknown_bytes > limits_.stray_bytes_of_all) unknown_bytes -= shut_the_worst();
-  next_look_ = table_.empty() ? Clock::time_point::max() : now + pause_with(unknown);
+  while (unknown_bytes_ > limits_.stray_bytes_of_all) unknown_bytes_ -= shut_the_worst();
+}
+
+// What came may still wait in the machine's buffer: it is cut before gRPC keeps it.
+void Connections::before_read(int descriptor) {
+  const auto now = Clock::now();
+  const std::lock_guard lock(mutex_);
+  const auto found = table_.find(descriptor);
+  if (found == table_.end()) return;
+  Connection& connection = found->second;
+  if (connection.is_going) return;
+  if (connection.is_known && now - connection.looked < kBetweenReadsOfKnown) return;
+  if (inode_of(descriptor) != connection.inode) return;
+  const std::uint64_t before = connection.received;
+  measure(descriptor, connection, now);
+  if (stray_bytes(connection) > allowance(connection)) {
+    end_flood(descriptor, connection);
+  } else if (!connection.is_known) {
+    unknown_bytes_ += connection.received - before;
+    if (unknown_bytes_ > limits_.stray_bytes_of_all) look_at_all(now);
+  }
 }
 
 // Of those whose callers nobody knows; what it sent.

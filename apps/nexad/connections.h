@@ -59,6 +59,9 @@ class Connections final : public nexa::server::ConnectionObserver {
 
   // Ends the connections that are beyond a limit.
   void look();
+  // The same for one connection, whose bytes gRPC is about to read. Another descriptor is left
+  // alone.
+  void before_read(int descriptor);
   // When to look again; Clock::time_point::max() while there is no connection.
   Clock::time_point next_look();
 
@@ -91,6 +94,7 @@ class Connections final : public nexa::server::ConnectionObserver {
   static std::uint64_t stray_bytes(const Connection& connection);
   std::uint64_t allowance(const Connection& connection) const;
   std::uint64_t shut_the_worst();
+  void look_at_all(Clock::time_point now);
 
   const ConnectionLimits limits_;
   std::mutex mutex_;
@@ -98,6 +102,9 @@ class Connections final : public nexa::server::ConnectionObserver {
   std::unordered_map<std::string, int> by_key_;
   std::unordered_map<std::string, std::size_t> of_network_;  // without those that are going
   std::size_t going_ = 0;
+  // Of connections whose callers nobody knows: what they had sent beyond their messages when all
+  // were looked at, and what came since then.
+  std::uint64_t unknown_bytes_ = 0;
   Counts counts_;
   Clock::time_point next_sweep_{};
   Clock::time_point next_look_ = Clock::time_point::max();

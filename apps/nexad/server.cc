@@ -83,6 +83,8 @@ std::unique_ptr<Server> Server::start(const ServerConfig& config, ListeningSocke
   result->connections_ = services.connections != nullptr
                              ? services.connections
                              : std::make_shared<Connections>(connection_limits(config));
+  result->reads_ = std::make_unique<SocketReads>(
+      [connections = result->connections_.get()](int fd) { connections->before_read(fd); });
   grpc::ServerBuilder builder;
   set_limits(config, builder);
   std::vector<std::unique_ptr<grpc::experimental::ServerInterceptorFactoryInterface>> interceptors;

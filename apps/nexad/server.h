@@ -13,6 +13,7 @@
 #include "calls_in_hand.h"
 #include "listener.h"
 #include "server_config.h"
+#include "socket_reads.h"
 
 namespace nexad {
 
@@ -60,6 +61,7 @@ class Server {
   std::shared_ptr<grpc::ServerCredentials> credentials_;
   const std::shared_ptr<CallsInHand> calls_ = std::make_shared<CallsInHand>();
   std::shared_ptr<Connections> connections_;
+  std::unique_ptr<SocketReads> reads_;
   std::unique_ptr<grpc::experimental::ExternalConnectionAcceptor> acceptor_;
   std::unique_ptr<grpc::Server> server_;
   std::unique_ptr<Listener> listener_;

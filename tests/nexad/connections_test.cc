@@ -239,6 +239,51 @@ TEST_F(ConnectionsTest, ManyUnknownOnesTogetherHaveALimit) {
   EXPECT_FALSE(pairs_[2]->is_shut());
 }
 
+TEST_F(ConnectionsTest, AFloodIsCutBeforeItIsRead) {
+  limits.stray_bytes = 1 << 20;
+  Connections& connections = make();
+  add();
+  last().send(1 << 20);
+  connections.before_read(last().descriptor());
+  EXPECT_FALSE(last().is_shut());
+  last().send(4 << 10);
+  connections.before_read(last().descriptor());
+  EXPECT_TRUE(last().is_shut());
+  EXPECT_EQ(connections.counts().flooding, 1U);
+}
+
+TEST_F(ConnectionsTest, ManyThatFloodTogetherAreCutBeforeTheyAreRead) {
+  limits.stray_bytes = 8 << 20;
+  limits.stray_bytes_of_all = 5 << 20;
+  Connections& connections = make();
+  for (const std::size_t megabytes : {2U, 3U}) {
+    add();
+    last().send(megabytes << 20);
+    connections.before_read(last().descriptor());
+  }
+  add();
+  connections.before_read(last().descriptor());
+  EXPECT_FALSE(pairs_[1]->is_shut());
+  last().send(1 << 20);
+  connections.before_read(last().descriptor());
+  EXPECT_FALSE(pairs_[0]->is_shut());
+  EXPECT_TRUE(pairs_[1]->is_shut());
+  EXPECT_FALSE(pairs_[2]->is_shut());
+}
+
+TEST_F(ConnectionsTest, AReadOfAnotherDescriptorEndsNothing) {
+  limits.stray_bytes = 1 << 10;
+  Connections& connections = make();
+  add();
+  const int descriptor = last().descriptor();
+  Pair& other = connect();
+  other.send(1 << 20);
+  connections.before_read(other.descriptor());
+  ASSERT_EQ(dup2(other.descriptor(), descriptor), descriptor);
+  connections.before_read(descriptor);
+  EXPECT_FALSE(other.is_shut());
+}
+
 TEST_F(ConnectionsTest, CallsOfAnUnknownCallerAreForgivenInTime) {
   limits.stray_bytes = 64 << 10;
   Connections& connections = make();
