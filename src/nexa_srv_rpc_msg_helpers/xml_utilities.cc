@@ -7,25 +7,12 @@
 #include "nexa_srv_rpc_msg_helpers/checked_copy.h"
 #include "nexa_srv_rpc_msg_helpers/config_document.h"
 #include "nexa_srv_rpc_msg_helpers/xml_handles.h"
+#include "nexa_srv_rpc_msg_helpers/xml_utilities_dump.h"
 
 namespace nexa {
 namespace {
 
 constexpr const char* kXmlVersion = "1.0";
-
-// A serialised document.
-struct Dump {
-  XmlText text;
-  int length = 0;
-};
-
-Dump dump(xmlDocPtr doc) {
-  Dump result;
-  xmlChar* text = nullptr;
-  xmlDocDumpMemory(doc, &text, &result.length);
-  result.text.reset(text);
-  return result;
-}
 
 // Whether the attribute holds what it was made from: libxml2 may return one that it had no memory
 // to fill.
@@ -130,7 +117,7 @@ xmlChar* ServiceRpcMsgHelpers::build_xml_str(xmlNodePtr root) {
     return nullptr;
   }
   xmlDocSetRootElement(doc.get(), root);
-  Dump result = dump(doc.get());
+  XmlDump result = dump_xml(doc.get());
   if (result.text == nullptr) {
     // Null means that the tree stays the caller's, here too.
     xmlUnlinkNode(root);
@@ -150,7 +137,7 @@ void ServiceRpcMsgHelpers::logXmlTree(xmlNodePtr node) {
   }
   xmlNodePtr copy = xmlCopyNode(node, 1);
   if (copy != nullptr) xmlDocSetRootElement(doc.get(), copy);
-  const Dump result = dump(doc.get());
+  const XmlDump result = dump_xml(doc.get());
   kitbase::Utilities::xmlLog(result.text.get(), result.length);
 }
 

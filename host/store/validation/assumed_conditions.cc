@@ -58,7 +58,23 @@ void AssumedConditions::note(lyd_node* node, const NodeRules& rules) {
   lyd_node* const old = in_old_case(node);
   if (when == rules.own.end() || old == node) return;
   given_.push_back(
-      {mark_of(node), old != nullptr ? mark_of(old) : nullptr, instance_path(node), (*when)->when});
+      {mark_of(node), old != nullptr ? mark_of(old) : nullptr, path_of(node), (*when)->when});
+}
+
+// The node may be gone when its path is asked for. Neighbours share the way to their parent, which
+// is most of a path.
+std::string AssumedConditions::path_of(const lyd_node* node) {
+  const lyd_node* const parent = lyd_parent(node);
+  const bool has_predicate = (node->schema->nodetype & (LYS_LIST | LYS_LEAFLIST)) != 0;
+  if (parent == nullptr || has_predicate) return instance_path(node);
+  if (parent != last_parent_) {
+    last_parent_path_ = instance_path(parent);
+    last_parent_ = parent;
+  }
+  const lys_module* const module = node->schema->module;
+  std::string path = last_parent_path_ + '/';
+  if (module != parent->schema->module) path.append(module->name).push_back(':');
+  return path.append(node->schema->name);
 }
 
 std::optional<Violation> AssumedConditions::find_lost(lyd_node* tree) {

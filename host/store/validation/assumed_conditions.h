@@ -53,11 +53,14 @@ class AssumedConditions {
   void mark(lyd_node* tree);
   void note(lyd_node* node, const NodeRules& rules);
   Mark* mark_of(lyd_node* node);
+  std::string path_of(const lyd_node* node);
 
   const ConstraintIndex& index_;
   const UnsureConditions& unsure_;
   std::deque<Mark> marks_;
   std::vector<Given> given_;
+  const lyd_node* last_parent_ = nullptr;  // while the tree is marked, which takes no node away
+  std::string last_parent_path_;
   std::vector<const Mark*> unsure_marks_;
 };
 

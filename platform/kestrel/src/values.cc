@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <optional>
 #include <unordered_map>
 
 #include "kestrel/json_types.h"
@@ -191,15 +192,17 @@ struct ValueChecker::State {
   }
 
   // RFC 7951, section 6.10: the JSON type takes part in the choice of the member. What reads the
-  // text later has to choose the same one.
-  bool set_mark(const Leaf& leaf, const TypeValue& value, std::string_view given, StoredText& out,
-                std::string& rule) const {
+  // text later has to choose the same one. `read`: how `value` was read from `given`, where that
+  // is known.
+  bool set_mark(const Leaf& leaf, const TypeValue& value, std::string_view given,
+                std::optional<Written> read, StoredText& out, std::string& rule) const {
     if (!leaf.mixes_types || !out.namespaces.empty()) return true;
     const Written written = written_as(value.real_class());
     const std::string canonical = value.print(LY_VALUE_CANON, nullptr);
     const std::string wanted = static_cast<char>('0' + static_cast<int>(written)) + canonical;
     const std::string_view text = out.as_given ? given : std::string_view(out.text);
-    if (reading(leaf, text, hints_of(written)) != wanted ||
+    const bool was_read_so = read == written && text == given;
+    if ((!was_read_so && reading(leaf, text, hints_of(written)) != wanted) ||
         (text != canonical && reading(leaf, canonical, hints_of(written)) != wanted)) {
       rule = "no text keeps the member of the union that takes the value";
       return false;
@@ -217,11 +220,11 @@ struct ValueChecker::State {
     return true;
   }
 
-  // What to store for a value, as it was given.
-  bool set(const Leaf& leaf, const TypeValue& value, std::string_view given, Written written,
-           StoredText& out, std::string& rule) {
-    if (!set_text(leaf, value, given, out, rule)) return false;
-    return written == Written::kText || set_mark(leaf, value, given, out, rule);
+  // What to store for a value, as it was given; `read` as for set_mark().
+  bool set(const Leaf& leaf, const TypeValue& value, const Given& given,
+           std::optional<Written> read, StoredText& out, std::string& rule) {
+    if (!set_text(leaf, value, given.text, out, rule)) return false;
+    return given.written == Written::kText || set_mark(leaf, value, given.text, read, out, rule);
   }
 
   void collect_identities(const lysc_type* type, std::string_view name,
@@ -302,7 +305,7 @@ struct ValueChecker::State {
     std::string problem;
     if (value.store(leaf.node, leaf.type, text, hints, problem) &&
         (value.real_class() & classes) != 0) {
-      return set(leaf, value, given.text, given.written, out, rule);
+      return set(leaf, value, given, std::nullopt, out, rule);
     }
     if ((leaf.classes & kUnion) == 0) rule = problem;
     return false;
@@ -324,7 +327,7 @@ struct ValueChecker::State {
     }
     out.as_given = false;
     out.text = std::move(text);
-    return set_mark(leaf, value, out.text, out, ignored);
+    return set_mark(leaf, value, out.text, Written::kString, out, ignored);
   }
 
   bool check_lenient(const Leaf& leaf, const Given& given, StoredText& out, std::string& rule) {
@@ -371,7 +374,7 @@ bool ValueChecker::check(const kestrel_cs_node* node, std::string_view text, Wri
   if (leaf->free_text && (written == Written::kString || written == Written::kText)) return true;
   TypeValue value(state_->context);
   if (value.store(leaf->node, leaf->type, text, hints_of(written), rule)) {
-    return state_->set(*leaf, value, text, written, out, rule);
+    return state_->set(*leaf, value, {text, written}, written, out, rule);
   }
   return lenient && state_->check_lenient(*leaf, {text, written}, out, rule);
 }
