@@ -25,6 +25,7 @@ std::string sample(Dice& dice, Value value) {
   static const std::string strings[] = {"a", "b", "c", "1", "2", "true"};
   static const std::string bits[] = {"r", "w", "r w", "x"};
   static const std::string enums[] = {"one", "two", "three"};
+  static const std::string of_unions[] = {"1", "01", "2", "true", "one", "a", "m:id-a"};
   static const std::string identities[] = {"m:id-a", "m:id-b", "m:id-c"};
   switch (value) {
     case Value::kNumber:
@@ -37,6 +38,8 @@ std::string sample(Dice& dice, Value value) {
       return dice.pick(bits);
     case Value::kIdentity:
       return dice.pick(identities);
+    case Value::kUnion:
+      return dice.pick(of_unions);
     default:
       return dice.pick(strings);
   }

@@ -48,6 +48,9 @@ void ModuleMaker::types() {
   out_.line("typedef word { type string { length \"1..8\"; } default \"a\"; }");
   out_.line("typedef small { type int8 { range \"0..3 | 7\"; } }");
   out_.line("typedef either { type union { type small; type boolean; type string; } }");
+  out_.line(
+      "typedef mixed { type union { type enumeration { enum one; enum two; } "
+      "type identityref { base id-base; } type decimal64 { fraction-digits 1; } type string; } }");
 }
 
 void ModuleMaker::features(StatementWriter& out) {
@@ -167,7 +170,7 @@ Value ModuleMaker::type(StatementWriter& out, const Spot& spot, const Steps& own
       return reference(out, spot, own);
     case 12:
       out.line("type " + m + "either;");
-      return Value::kOther;
+      return Value::kUnion;
     case 13:
       out.line("type instance-identifier { require-instance " +
                std::string(dice_.chance(50) ? "true" : "false") + "; }");
@@ -175,6 +178,9 @@ Value ModuleMaker::type(StatementWriter& out, const Spot& spot, const Steps& own
     case 14:
       out.line("type decimal64 { fraction-digits 2; }");
       return Value::kOther;
+    case 18:
+      out.line("type " + m + "mixed;");
+      return Value::kUnion;
     case 15:
       out.line("type empty;");
       return Value::kOther;

@@ -19,6 +19,7 @@ enum class Value : std::uint8_t {
   kBits,
   kIdentity,
   kReference,  // leafref
+  kUnion,
   kOther,
 };
 
