@@ -106,15 +106,25 @@ class TreeStore : public ConfigStore {
     std::int64_t time_ns = 0;
   };
 
+  // A commit that is on the disk, or may be: all that it takes to show it. Made before it is
+  // written, so that want of memory leaves nothing half done.
+  struct Written {
+    std::shared_ptr<const TreeSnapshot> snapshot;
+    Publication::Commit commit;
+  };
+
+  template <typename Work>
+  CommitResult transact(const Work& work);
+  void end_without_memory(Transaction& transaction);
   bool make_ready(CommitResult& result);
-  CommitResult restore(std::uint64_t number, Transaction& transaction);
-  CommitResult settle_pending(Transaction& transaction);
+  void restore(std::uint64_t number, Transaction& transaction);
+  void settle_pending(Transaction& transaction);
   bool settle(CommitResult& result);
   void run(const CommitRequest& request, Transaction& transaction);
   bool accept(Transaction& transaction, Judge::Verdict verdict);
-  CommitResult finish(Transaction& transaction);
-  CommitResult refuse(Transaction& transaction, StatusCode code, std::string text);
-  void publish(const Transaction& transaction);
+  void finish(Transaction& transaction);
+  void refuse(Transaction& transaction, StatusCode code, std::string text);
+  void publish();
   std::optional<LogSnapshot> log_snapshot() const;
 
   const TreeStoreOptions options_;
@@ -126,7 +136,7 @@ class TreeStore : public ConfigStore {
 
   std::mutex writer_;  // holds for everything down to `last_time_ns_`
   Judge judge_;
-  std::optional<Transaction> unknown_;  // perhaps on the disk
+  std::optional<Written> written_;
   std::int64_t last_time_ns_ = 0;
 
   Publication publication_;
@@ -193,19 +203,19 @@ std::optional<LogSnapshot> TreeStore::log_snapshot() const {
 
 // Finds out about a commit that may be on the disk or not.
 bool TreeStore::settle(CommitResult& result) {
-  if (!unknown_) return true;
+  if (!written_) return true;
   const LogResult settled = log_->settle();
   if (!settled.ok()) {
     result.status = {code_of(settled.code), kUnknownOutcome + settled.text};
     return false;
   }
-  if (log_->head() == unknown_->number) {
+  if (log_->head() == written_->snapshot->number()) {
     judge_.keep();
-    publish(*unknown_);
+    publish();
   } else {
     judge_.take_back();
+    written_.reset();
   }
-  unknown_.reset();
   return true;
 }
 
@@ -230,43 +240,68 @@ grpc::Status TreeStore::extend(const std::string& id, std::chrono::nanoseconds d
 
 CommitResult TreeStore::cancel(const std::string& id, const std::string& author,
                                const std::string& reason, const Approve& approve) {
+  return transact([&](Transaction& transaction) {
+    CommitResult& result = transaction.result;
+    if (!make_ready(result)) return;
+    const std::optional<LogPending> pending = log_->pending();
+    result.status = waiting_.has_name(id.empty() && pending ? pending->id : id);
+    if (!result.status.ok()) return;
+    transaction.author = author;
+    transaction.comment = "rollback to " + std::to_string(pending->base) + ": " + reason;
+    transaction.approve = &approve;
+    transaction.may_be_refused = false;
+    transaction.pending = {PendingChange::Kind::kClear};
+    transaction.confirm_id = pending->id;
+    restore(pending->base, transaction);
+  });
+}
+
+// Each transaction begins and ends here, also one that memory is wanting for.
+template <typename Work>
+CommitResult TreeStore::transact(const Work& work) {
   const std::lock_guard<std::mutex> lock(writer_);
   Transaction transaction;
+  try {
+    work(transaction);
+  } catch (const std::bad_alloc&) {
+    end_without_memory(transaction);
+  }
+  return std::move(transaction.result);
+}
+
+void TreeStore::end_without_memory(Transaction& transaction) {
   CommitResult& result = transaction.result;
-  if (!make_ready(result)) return result;
-  const std::optional<LogPending> pending = log_->pending();
-  result.status = waiting_.has_name(id.empty() && pending ? pending->id : id);
-  if (!result.status.ok()) return result;
-  transaction.author = author;
-  transaction.comment = "rollback to " + std::to_string(pending->base) + ": " + reason;
-  transaction.approve = &approve;
-  transaction.may_be_refused = false;
-  transaction.pending = {PendingChange::Kind::kClear};
-  transaction.confirm_id = pending->id;
-  return restore(pending->base, transaction);
+  if (!written_) {
+    judge_.take_back();
+    result.status = {StatusCode::RESOURCE_EXHAUSTED, kNoMemory};
+    return;
+  }
+  // The log knows whether the commit is there.
+  if (!settle(result)) return;
+  result.number = publication_.current()->number();
+  if (result.number == transaction.number) {
+    result.status = grpc::Status::OK;
+    result.time_ns = transaction.time_ns;
+  } else {
+    result.status = {StatusCode::RESOURCE_EXHAUSTED, kNoMemory};
+  }
 }
 
 CommitResult TreeStore::commit(const CommitRequest& request) {
-  const std::lock_guard<std::mutex> lock(writer_);
-  Transaction transaction;
-  if (!make_ready(transaction.result)) return transaction.result;
-  transaction.result.status = waiting_.is_free();
-  if (!transaction.result.status.ok()) return transaction.result;
-  if (!request.confirm_id.empty()) {
-    transaction.pending = waiting_.wait_for(request);
-    transaction.confirm_id = request.confirm_id;
-  }
-  transaction.edits = &request.edits;
-  transaction.author = request.author;
-  transaction.comment = request.comment;
-  transaction.approve = &request.approve;
-  try {
+  return transact([&](Transaction& transaction) {
+    if (!make_ready(transaction.result)) return;
+    transaction.result.status = waiting_.is_free();
+    if (!transaction.result.status.ok()) return;
+    if (!request.confirm_id.empty()) {
+      transaction.pending = waiting_.wait_for(request);
+      transaction.confirm_id = request.confirm_id;
+    }
+    transaction.edits = &request.edits;
+    transaction.author = request.author;
+    transaction.comment = request.comment;
+    transaction.approve = &request.approve;
     run(request, transaction);
-  } catch (const std::bad_alloc&) {
-    judge_.take_back();
-    transaction.result.status = {StatusCode::RESOURCE_EXHAUSTED, kNoMemory};
-  }
-  return transaction.result;
+  });
 }
 
 void TreeStore::run(const CommitRequest& request, Transaction& transaction) {
@@ -320,67 +355,58 @@ bool TreeStore::accept(Transaction& transaction, Judge::Verdict verdict) {
 
 CommitResult TreeStore::rollback(std::uint64_t number, const std::string& author,
                                  const Approve& approve) {
-  const std::lock_guard<std::mutex> lock(writer_);
-  Transaction transaction;
-  CommitResult& result = transaction.result;
-  if (!make_ready(result)) return result;
-  if (number > log_->head()) {
-    result.status = {StatusCode::NOT_FOUND, "there is no commit " + std::to_string(number)};
-    return result;
-  }
-  transaction.author = author;
-  transaction.comment = "rollback to " + std::to_string(number);
-  transaction.approve = &approve;
-  if (const std::optional<LogPending> pending = log_->pending()) {
-    transaction.pending = {PendingChange::Kind::kClear};
-    transaction.confirm_id = pending->id;
-  }
-  return restore(number, transaction);
+  return transact([&](Transaction& transaction) {
+    CommitResult& result = transaction.result;
+    if (!make_ready(result)) return;
+    if (number > log_->head()) {
+      result.status = {StatusCode::NOT_FOUND, "there is no commit " + std::to_string(number)};
+      return;
+    }
+    transaction.author = author;
+    transaction.comment = "rollback to " + std::to_string(number);
+    transaction.approve = &approve;
+    if (const std::optional<LogPending> pending = log_->pending()) {
+      transaction.pending = {PendingChange::Kind::kClear};
+      transaction.confirm_id = pending->id;
+    }
+    restore(number, transaction);
+  });
 }
 
 // Makes what commit `number` left the newest configuration.
-CommitResult TreeStore::restore(std::uint64_t number, Transaction& transaction) {
-  try {
-    StoredState state;
-    std::string error;
-    if (!configured_state(*log_, number, state, error)) {
-      transaction.result.status = {
-          StatusCode::FAILED_PRECONDITION,
-          "commit " + std::to_string(number) + " cannot be restored: " + error};
-      return transaction.result;
-    }
-    const std::shared_ptr<const TreeSnapshot> standing = publication_.current();
-    transaction.before = ImagePtr::share(&standing->root());
-    Judge::Verdict verdict =
-        judge_.judge_whole(state.image, transaction.before.get(), *transaction.before);
-    if (verdict.image) {
-      ImageSlot image = std::move(verdict.image);
-      take_json_types(image, *state.image);
-      verdict.image = ImagePtr::share(&image->inner());
-    }
-    if (accept(transaction, std::move(verdict))) return finish(transaction);
-  } catch (const std::bad_alloc&) {
-    judge_.take_back();
-    transaction.result.status = {StatusCode::RESOURCE_EXHAUSTED, kNoMemory};
+void TreeStore::restore(std::uint64_t number, Transaction& transaction) {
+  StoredState state;
+  std::string error;
+  if (!configured_state(*log_, number, state, error)) {
+    transaction.result.status = {
+        StatusCode::FAILED_PRECONDITION,
+        "commit " + std::to_string(number) + " cannot be restored: " + error};
+    return;
   }
-  return transaction.result;
+  const std::shared_ptr<const TreeSnapshot> standing = publication_.current();
+  transaction.before = ImagePtr::share(&standing->root());
+  Judge::Verdict verdict =
+      judge_.judge_whole(state.image, transaction.before.get(), *transaction.before);
+  if (verdict.image) {
+    ImageSlot image = std::move(verdict.image);
+    take_json_types(image, *state.image);
+    verdict.image = ImagePtr::share(&image->inner());
+  }
+  if (accept(transaction, std::move(verdict))) finish(transaction);
 }
 
 // The end of a transaction that changes nothing in the configuration.
-CommitResult TreeStore::settle_pending(Transaction& transaction) {
+void TreeStore::settle_pending(Transaction& transaction) {
   judge_.take_back();
-  if (!transaction.pending) return transaction.result;
-  transaction.result.status = waiting_.write(*transaction.pending);
-  return transaction.result;
+  if (transaction.pending) transaction.result.status = waiting_.write(*transaction.pending);
 }
 
-CommitResult TreeStore::refuse(Transaction& transaction, StatusCode code, std::string text) {
+void TreeStore::refuse(Transaction& transaction, StatusCode code, std::string text) {
   judge_.take_back();
   transaction.result.status = {code, std::move(text)};
-  return transaction.result;
 }
 
-CommitResult TreeStore::finish(Transaction& transaction) {
+void TreeStore::finish(Transaction& transaction) {
   LogEntry entry;
   entry.effect = difference_text(*transaction.before, *transaction.after);
   const std::int64_t now = wall_clock();
@@ -414,30 +440,29 @@ CommitResult TreeStore::finish(Transaction& transaction) {
     entry.whole = true;
     entry.change = configuration_xml(*transaction.after);
   }
+  written_.emplace(Written{
+      std::make_shared<const TreeSnapshot>(transaction.after, transaction.number, options_.mirror),
+      {transaction.time_ns, transaction.confirm_id, transaction.whole}});
   const LogResult logged = log_->append(entry, transaction.pending.value_or(PendingChange()));
   if (logged.code == LogResult::Code::kUnknown) {
-    CommitResult result = transaction.result;
-    result.status = {StatusCode::UNAVAILABLE, kUnknownOutcome + logged.text};
-    transaction.edits = nullptr;
-    transaction.approve = nullptr;
-    unknown_.emplace(transaction);
-    transaction.result = result;
-    return result;
+    transaction.result.status = {StatusCode::UNAVAILABLE, kUnknownOutcome + logged.text};
+    return;
   }
-  if (!logged.ok()) return refuse(transaction, code_of(logged.code), logged.text);
+  if (!logged.ok()) {
+    written_.reset();
+    return refuse(transaction, code_of(logged.code), logged.text);
+  }
   judge_.keep();
-  publish(transaction);
+  publish();
   transaction.result.number = transaction.number;
   transaction.result.time_ns = transaction.time_ns;
   snapshots_->committed();
-  return transaction.result;
 }
 
-void TreeStore::publish(const Transaction& transaction) {
-  last_time_ns_ = transaction.time_ns;
-  publication_.publish(
-      std::make_shared<const TreeSnapshot>(transaction.after, transaction.number, options_.mirror),
-      {transaction.time_ns, transaction.confirm_id, transaction.whole});
+void TreeStore::publish() {
+  last_time_ns_ = written_->commit.time_ns;
+  publication_.publish(written_->snapshot, written_->commit);
+  written_.reset();
 }
 
 }  // namespace

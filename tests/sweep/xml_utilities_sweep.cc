@@ -139,28 +139,38 @@ TEST(XmlUtilitiesSweep, BuildXmlStrGivesTheWholeTextOrLeavesTheTree) {
   EXPECT_GT(count, 5);
 }
 
-TEST(XmlUtilitiesSweep, BuildXmlStrOfALargeTreeIsNeverCutShort) {
+// Fails each allocation of the text of 2,000 elements that hold `content`, and returns how many
+// there are.
+int sweep_large_text(AllocationKind kind, const std::string& content) {
   std::string xml = "<a>";
-  for (int i = 0; i < 2000; ++i) xml += "<entry x=\"1\">&lt;text&gt;</entry>";
+  for (int i = 0; i < 2000; ++i) xml += "<entry x=\"1\">" + content + "</entry>";
   const XmlTree tree = nexa_test::parse_xml(xml + "</a>");
-  ASSERT_NE(tree, nullptr);
-  const auto run = [&tree] {
+  EXPECT_NE(tree, nullptr);
+  const auto run = [&] {
     // Far down, so that the sweep is about the text and not about a copy of the tree.
     XmlTree taken(xmlDocCopyNode(tree.get(), nullptr, 1));
     if (taken == nullptr) return std::string("no tree");
-    const nexa_test::FailingAllocator::Armed rearmed(AllocationKind::kXml, remaining_of_text);
+    const nexa_test::FailingAllocator::Armed rearmed(kind, remaining_of_text);
     const XmlString text(ServiceRpcMsgHelpers::build_xml_str(taken.get()));
     if (text != nullptr) static_cast<void>(taken.release());
     return show(text);
   };
-  const std::string whole = run_failing(AllocationKind::kXml, 0, run).result;
+  const std::string whole = run_failing(kind, 0, run).result;
+  EXPECT_GT(whole.size(), xml.size());
   for (remaining_of_text = 1;; ++remaining_of_text) {
-    const std::string result = run_failing(AllocationKind::kXml, 0, run).result;
+    const std::string result = run_failing(kind, 0, run).result;
     if (result == whole) break;
     EXPECT_EQ(result, "null") << remaining_of_text;
   }
-  EXPECT_GT(remaining_of_text, 8);
-  remaining_of_text = 0;
+  return std::exchange(remaining_of_text, 0) - 1;
+}
+
+TEST(XmlUtilitiesSweep, BuildXmlStrOfALargeTreeIsNeverCutShort) {
+  // The name, the document with its version, the text.
+  EXPECT_EQ(sweep_large_text(AllocationKind::kXml, "&lt;text&gt;"), 4);
+  EXPECT_GT(sweep_large_text(AllocationKind::kNew, "&lt;text&gt;"), 4);
+  // Written by libxml2.
+  EXPECT_GT(sweep_large_text(AllocationKind::kXml, "&lt;t\u00e9xt&gt;"), 8);
 }
 
 TEST(XmlUtilitiesSweep, LogXmlTreeLeavesNothingBehind) {

@@ -138,14 +138,20 @@ void CommitLog::set_obstacle(const LogResult& why) {
   obstacle_ = why;
 }
 
-void CommitLog::set_head(std::uint64_t number, const std::string& hash, std::size_t weight) {
+// The commit is on the disk: what is noted here needs no memory.
+void CommitLog::set_head(std::uint64_t number, std::string hash, std::size_t weight) {
   {
     const std::lock_guard<std::mutex> lock(notes_);
-    newest_ = {number, hash};
+    newest_ = {number, std::move(hash)};
     tail_.commits += 1;
     tail_.effect_bytes += weight;
   }
-  if (witness_ != nullptr) witness_->write({number, hash});
+  if (witness_ == nullptr) return;
+  try {
+    witness_->write(newest());
+  } catch (const std::bad_alloc&) {
+    // It knows one commit less, as after a crash at this place.
+  }
 }
 
 // Why nothing can be written now.
@@ -237,31 +243,33 @@ LogResult CommitLog::settle() {
   return in_doubt_ ? reopen() : LogResult();
 }
 
-// After a failure in a transaction; `unknown_commit` may be on the disk all the same.
+// After a failure in a transaction; the commit `unknown` may be on the disk all the same.
 LogResult CommitLog::failed(std::unique_lock<std::mutex>& checkpoints,
                             std::unique_lock<std::mutex>& lock, const DiskFailure& failure,
-                            const Commit* unknown_commit) {
+                            std::optional<std::uint64_t> unknown) {
   LogResult result{Code::kUnavailable, kDoesNotConfirm + failure.text + kNothingChanged};
   if (failure.kind == Kind::kFull) result = {Code::kFull, failure.text};
   if (failure.kind == Kind::kOther) result = {Code::kFailed, failure.text};
   doubt(failure);
-  if (unknown_commit != nullptr) unknown_ = *unknown_commit;
   if (!checkpoints.owns_lock()) {
     lock.unlock();
     checkpoints.lock();
     lock.lock();
   }
   const LogResult settled = in_doubt_ ? reopen() : LogResult();
-  if (unknown_commit == nullptr) return result;
+  if (!unknown) return result;
   if (!settled.ok()) {
     return {Code::kUnknown,
             failure.kind == Kind::kDisk ? kDoesNotConfirm + failure.text : failure.text};
   }
-  return head() == unknown_commit->number ? LogResult() : result;
+  return head() == *unknown ? LogResult() : result;
 }
 
 // One transaction. `commit` is what it appends, null if it appends none.
 LogResult CommitLog::write(const std::function<int(LogWriter&)>& work, const Commit* commit) {
+  // Copied before anything is written: without memory the log and what is known of it would differ.
+  std::optional<Commit> written;
+  if (commit != nullptr) written = *commit;
   std::unique_lock<std::mutex> checkpoints(checkpoints_, std::defer_lock);
   std::unique_lock<std::mutex> lock(mutex_);
   if (writer_ == nullptr || in_doubt_) {
@@ -275,24 +283,33 @@ LogResult CommitLog::write(const std::function<int(LogWriter&)>& work, const Com
   }
   const std::string file = log_file(options_.directory);
   errno = 0;
-  int result = writer_->begin();
-  if (result == SQLITE_OK) result = work(*writer_);
+  int result = SQLITE_OK;
+  try {
+    result = writer_->begin();
+    if (result == SQLITE_OK) result = work(*writer_);
+  } catch (...) {
+    writer_->rollback();
+    throw;
+  }
   if (result != SQLITE_OK) {
     const DiskFailure failure = disk_failure(writer_->database(), file, result);
     writer_->rollback();
-    return failed(checkpoints, lock, failure, nullptr);
+    return failed(checkpoints, lock, failure, std::nullopt);
   }
   result = writer_->commit();
   if (result == SQLITE_OK) {
-    if (commit != nullptr) {
-      set_head(commit->number, commit->hash, commit->weight);
-      take(commit->pending);
+    if (written) {
+      set_head(written->number, std::move(written->hash), written->weight);
+      take(std::move(written->pending));
     }
     return {};
   }
+  in_doubt_ = true;
+  if (written) unknown_ = std::move(written);
   const DiskFailure failure = disk_failure(writer_->database(), file, result);
   writer_->rollback();
-  return failed(checkpoints, lock, failure, commit);
+  return failed(checkpoints, lock, failure,
+                commit != nullptr ? std::optional(commit->number) : std::nullopt);
 }
 
 std::optional<LogPending> CommitLog::pending() const {
@@ -300,11 +317,11 @@ std::optional<LogPending> CommitLog::pending() const {
   return pending_;
 }
 
-void CommitLog::take(const PendingChange& change) {
+void CommitLog::take(PendingChange change) {
   if (change.kind == PendingChange::Kind::kKeep) return;
   const std::lock_guard<std::mutex> lock(notes_);
   pending_.reset();
-  if (change.kind == PendingChange::Kind::kSet) pending_ = change.pending;
+  if (change.kind == PendingChange::Kind::kSet) pending_ = std::move(change.pending);
 }
 
 LogResult CommitLog::append(const LogEntry& entry, const PendingChange& pending) {
@@ -322,9 +339,10 @@ LogResult CommitLog::append(const LogEntry& entry, const PendingChange& pending)
 }
 
 LogResult CommitLog::set_pending(const PendingChange& pending) {
+  PendingChange written = pending;
   LogResult result = write([&](LogWriter& writer) { return writer.change(pending); }, nullptr);
   if (result.ok()) {
-    take(pending);
+    take(std::move(written));
   } else if (writable()) {
     // The log was read again: what failed may have reached the disk all the same.
     const std::optional<LogPending> now = this->pending();

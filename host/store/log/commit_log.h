@@ -148,11 +148,11 @@ class CommitLog {
   LogResult refuse(const DiskFailure& failure);
   LogResult write(const std::function<int(LogWriter&)>& work, const Commit* commit);
   LogResult failed(std::unique_lock<std::mutex>& checkpoints, std::unique_lock<std::mutex>& lock,
-                   const DiskFailure& failure, const Commit* unknown_commit);
+                   const DiskFailure& failure, std::optional<std::uint64_t> unknown);
   void doubt(const DiskFailure& failure);
-  void set_head(std::uint64_t number, const std::string& hash, std::size_t weight);
+  void set_head(std::uint64_t number, std::string hash, std::size_t weight);
   void set_obstacle(const LogResult& why);
-  void take(const PendingChange& change);
+  void take(PendingChange change);
   WitnessedCommit newest() const;
 
   DatabasePtr connect(LogResult& result);

@@ -1,0 +1,166 @@
+// Each allocation of a commit fails once: a commit is whole or was none, its answer says which, the
+// store goes on, and a start over its folder finds what it served.
+#include <cstdlib>
+#include <new>
+
+#include "store/store_fixture.h"
+
+namespace {
+
+// Of the thread that is under test: the store's own threads go on undisturbed.
+thread_local int remaining = 0;  // allocations up to the one that fails; 0: none fails
+
+class FailingAllocation {
+ public:
+  explicit FailingAllocation(int n) { remaining = n; }
+  ~FailingAllocation() { remaining = 0; }
+  FailingAllocation(const FailingAllocation&) = delete;
+  FailingAllocation& operator=(const FailingAllocation&) = delete;
+
+  static bool has_fired() { return remaining == 0; }
+};
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  if (remaining > 0 && --remaining == 0) throw std::bad_alloc();
+  void* const memory = std::malloc(size != 0 ? size : 1);
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
+
+namespace nexa_test {
+namespace {
+
+constexpr char kTop[] = "/s:top";
+
+class StoreAllocations : public StoreTest {
+ protected:
+  // What the store serves, and what a start makes of its folder.
+  std::string served() const { return read_text(*store_, kTop); }
+
+  void expect_same_after_start(int n) {
+    const std::string before = served();
+    const std::uint64_t number = store_->snapshot()->number();
+    open();
+    ASSERT_NE(store_, nullptr) << error_ << ", n " << n;
+    EXPECT_EQ(served(), before) << "n " << n;
+    EXPECT_EQ(store_->snapshot()->number(), number) << "n " << n;
+  }
+
+  // Runs `work` with the n-th allocation failing, n = 1, 2 and so on until there is none, each time
+  // over what `prepare` makes. Returns how many there were.
+  int sweep(const std::function<void()>& prepare, const std::function<CommitResult()>& work) {
+    prepare();
+    const std::string old = served();
+    EXPECT_TRUE(work().status.ok());
+    const std::string wanted = served();
+    EXPECT_NE(old, wanted);
+    for (int n = 1;; ++n) {
+      prepare();
+      EXPECT_EQ(served(), old) << "n " << n;
+      const std::uint64_t number = store_->snapshot()->number();
+      CommitResult result;
+      bool has_fired = false;
+      {
+        const FailingAllocation failing(n);
+        result = work();
+        has_fired = FailingAllocation::has_fired();
+      }
+      if (result.status.ok()) {
+        EXPECT_EQ(served(), wanted) << "n " << n;
+        EXPECT_EQ(result.number, number + 1) << "n " << n;
+      } else {
+        EXPECT_EQ(result.status.error_code(), grpc::StatusCode::RESOURCE_EXHAUSTED)
+            << result.status.error_message() << ", n " << n;
+        EXPECT_EQ(served(), old) << "n " << n;
+        EXPECT_EQ(store_->snapshot()->number(), number) << "n " << n;
+      }
+      expect_same_after_start(n);
+      if (!has_fired || HasFailure()) return n - 1;
+    }
+  }
+
+  // Made before anything fails.
+  static CommitRequest request_of(std::vector<Edit> edits) {
+    CommitRequest request;
+    request.edits = std::move(edits);
+    request.author = "tester";
+    return request;
+  }
+
+  void put_name(const char* name) {
+    ASSERT_EQ(commit_text({put(kTop, std::string("<name>") + name + "</name>")}), "");
+  }
+};
+
+TEST_F(StoreAllocations, OfAnUpdate) {
+  const CommitRequest request = request_of(
+      {update("<name>a name that is longer than what a string holds itself</name>"
+              "<speed>7</speed><port><id>one</id><note>n</note></port>"
+              "<port><id>two</id><peer>one</peer></port><rule><id>1</id><text>t</text></rule>"
+              "<tag>x</tag><order>3</order><box><lid>l</lid></box>")});
+  const int count = sweep([this] { put_name("old"); }, [&] { return store_->commit(request); });
+  EXPECT_GT(count, 50);
+}
+
+TEST_F(StoreAllocations, OfAReplaceAndADelete) {
+  const auto prepare = [this] {
+    ASSERT_EQ(commit_text({put(kTop,
+                               "<name>old</name><port><id>one</id><inner><deep>d</deep></inner>"
+                               "</port><rule><id>1</id></rule><rule><id>2</id></rule>")}),
+              "");
+  };
+  const CommitRequest request =
+      request_of({drop("/s:top/port[id=one]"),
+                  put("/s:top/rule[id=1]", "<rule><id>1</id><text>new</text></rule>")});
+  EXPECT_GT(sweep(prepare, [&] { return store_->commit(request); }), 50);
+}
+
+TEST_F(StoreAllocations, OfACommitThatWaitsForItsConfirmation) {
+  CommitRequest request = request_of({update("<name>new</name>")});
+  request.confirm_id = "an identifier that is not short";
+  request.confirm_within = std::chrono::hours(1);
+  const auto prepare = [&] {
+    if (store_->pending()) {
+      ASSERT_TRUE(store_->confirm(request.confirm_id).ok());
+    }
+    put_name("old");
+  };
+  EXPECT_GT(sweep(prepare, [&] { return store_->commit(request); }), 50);
+}
+
+TEST_F(StoreAllocations, OfARollback) {
+  put_name("new");
+  const std::uint64_t target = store_->snapshot()->number();
+  const decltype(CommitRequest::approve) approve;
+  const int count = sweep([this] { put_name("old"); },
+                          [&] { return store_->rollback(target, "tester", approve); });
+  EXPECT_GT(count, 50);
+}
+
+TEST_F(StoreAllocations, OfARefusedUpdate) {
+  put_name("old");
+  const std::string old = served();
+  const CommitRequest request = request_of({update("<limits><low>5</low><high>1</high></limits>")});
+  for (int n = 1;; ++n) {
+    bool has_fired = false;
+    CommitResult result;
+    {
+      const FailingAllocation failing(n);
+      result = store_->commit(request);
+      has_fired = FailingAllocation::has_fired();
+    }
+    EXPECT_FALSE(result.status.ok()) << "n " << n;
+    EXPECT_EQ(served(), old) << "n " << n;
+    ASSERT_EQ(commit_text({update("<speed>7</speed>")}), "") << "n " << n;
+    ASSERT_EQ(commit_text({drop("/s:top/speed")}), "") << "n " << n;
+    if (!has_fired) break;
+  }
+  expect_same_after_start(0);
+}
+
+}  // namespace
+}  // namespace nexa_test
