@@ -30,6 +30,8 @@ TEST_F(Capabilities, NamesModelsEncodingsAndVersion) {
   EXPECT_EQ(response.supported_encodings(0), gnmi::JSON);
   EXPECT_EQ(response.supported_encodings(1), gnmi::JSON_IETF);
   EXPECT_EQ(response.gnmi_version(), "0.10.0");
+  // A call counts when it is over, which the client may see a moment earlier.
+  EXPECT_TRUE(eventually([this] { return !recorder.calls().empty(); }));
   EXPECT_EQ(recorder.calls(), std::vector<std::string>{"Capabilities 0"});
 }
 
