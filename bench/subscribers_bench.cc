@@ -1,11 +1,19 @@
 // What subscribers of a running server cost, over gRPC on this machine: how long it takes from a
 // Set's answer until the last of 1,000 ON_CHANGE streams has the change (the client's own work is
-// in it), what a Set that no stream watches costs beside 10,000 idle ones, and their memory. Fails
-// when that Set is above 1.1 times one without streams, or the memory above 200 MB.
+// in it), what a Set that no stream watches costs beside 10,000 idle ones of another program, and
+// their memory. Fails when that Set is above 1.1 times one without streams, or the memory above
+// 200 MB.
+//
+//   subscribers_bench                  the measurement
+//   subscribers_bench --idle ADDRESS   that other program: holds the streams until its input ends
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <optional>
 #include <vector>
 
@@ -66,9 +74,52 @@ bool check(const char* what, double value, double limit, const char* unit) {
   return value <= limit;
 }
 
+// A client of its own, lest the Sets that are measured share their client's threads with it.
+class OtherProgram {
+ public:
+  // Returns when all streams are there.
+  explicit OtherProgram(const std::string& address) {
+    int input[2];
+    int output[2];
+    if (pipe(input) != 0 || pipe(output) != 0) std::abort();
+    process_ = fork();
+    if (process_ == 0) {
+      dup2(input[0], STDIN_FILENO);
+      dup2(output[1], STDOUT_FILENO);
+      for (const int end : {input[0], input[1], output[0], output[1]}) close(end);
+      execl("/proc/self/exe", "subscribers_bench", "--idle", address.c_str(), nullptr);
+      _exit(127);
+    }
+    close(input[0]);
+    close(output[1]);
+    input_ = input[1];
+    char ready = 0;
+    if (read(output[0], &ready, 1) != 1) std::abort();
+    close(output[0]);
+  }
+  ~OtherProgram() {
+    close(input_);
+    waitpid(process_, nullptr, 0);
+  }
+  OtherProgram(const OtherProgram&) = delete;
+  OtherProgram& operator=(const OtherProgram&) = delete;
+
+ private:
+  pid_t process_ = -1;
+  int input_ = -1;
+};
+
+int hold_streams(const std::string& address) {
+  const IdleStreams idle(address, kIdle, kStreamsPerConnection, IdleStreams::Kind::kOnChange);
+  if (write(STDOUT_FILENO, "r", 1) != 1) return 1;
+  char end = 0;
+  return read(STDIN_FILENO, &end, 1) == 0 ? 0 : 1;
+}
+
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+  if (argc == 3 && std::strcmp(argv[1], "--idle") == 0) return hold_streams(argv[2]);
   const ServerProcess server(nexa_bench::Sync::kLeftOut);
   if (server.address().empty()) return 1;
   Client client(server.address());
@@ -84,8 +135,7 @@ int main() {
   for (int turn = 0; turn < kTurns; ++turn) {
     alone.push_back(unwatched_set(client, value));
     const std::size_t before = server.resident_bytes();
-    const IdleStreams idle(server.address(), kIdle, kStreamsPerConnection,
-                           IdleStreams::Kind::kOnChange);
+    const OtherProgram idle(server.address());
     const std::size_t with = server.resident_bytes();
     if (turn == 0) bytes = with - std::min(with, before);
     beside.push_back(unwatched_set(client, value));
