@@ -183,9 +183,9 @@ Judge::Verdict Judge::judge_whole(const ImagePtr& given, const ImageInner* befor
     if (place == Place::kChild || validator_.is_risky()) {
       return judge_in_child(std::move(fresh), like);
     }
-    lyd_node* tree = fresh.release();
-    verdict.violation = validator_.judge_whole(tree);
-    TreePtr judged(tree);
+    TreeInWork tree(std::move(fresh));
+    verdict.violation = validator_.judge_whole(tree.top);
+    TreePtr judged = tree.take();
     if (verdict.violation) {
       verdict.kind = Verdict::Kind::kInvalid;
       return verdict;

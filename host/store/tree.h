@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 #include <memory>
+#include <utility>
 
 #include "kestrel/loader.h"
 
@@ -15,6 +16,17 @@ struct DeleteTree {
   void operator()(lyd_node* tree) const { lyd_free_all(tree); }
 };
 using TreePtr = std::unique_ptr<lyd_node, DeleteTree>;  // the first top-level sibling
+
+// Owns a tree while others work on it, who may put another node first: they are given `top`.
+struct TreeInWork {
+  explicit TreeInWork(TreePtr tree) : top(tree.release()) {}
+  ~TreeInWork() { lyd_free_all(top); }
+  TreeInWork(const TreeInWork&) = delete;
+  TreeInWork& operator=(const TreeInWork&) = delete;
+  TreePtr take() { return TreePtr(std::exchange(top, nullptr)); }
+
+  lyd_node* top;
+};
 
 struct DeleteText {
   void operator()(char* text) const { std::free(text); }

@@ -50,13 +50,13 @@ GroupTrie* GroupTrie::copy() const {
   return copy;
 }
 
-GroupTrie* GroupTrie::with_child(unsigned bit, const GroupTrie* child) {
+GroupTrie* GroupTrie::with_slot(unsigned bit) {
   GroupTrie* const made = allocate(true, size_ + 1U, bits_ | (1U << bit));
   const std::size_t place = place_of(bit);
   const auto old = children();
   auto* const slots = reinterpret_cast<const GroupTrie**>(made + 1);
   std::copy(old.begin(), old.begin() + static_cast<std::ptrdiff_t>(place), slots);
-  slots[place] = child;
+  slots[place] = nullptr;
   std::copy(old.begin() + static_cast<std::ptrdiff_t>(place), old.end(), slots + place + 1);
   size_ = 0;
   release();

@@ -55,9 +55,9 @@ class GroupTrie {
   }
 
   // Copies that share the children. The next two take over the references of this branch, which
-  // is the caller's own and gone afterwards, and the one to `child`.
+  // is the caller's own and gone afterwards unless memory is wanting.
   GroupTrie* copy() const;
-  GroupTrie* with_child(unsigned bit, const GroupTrie* child);
+  GroupTrie* with_slot(unsigned bit);            // with an empty slot for a child
   const GroupTrie* without_child(unsigned bit);  // whose slot is null; null when none is left
 
  private:
@@ -77,11 +77,11 @@ class GroupTrie {
   bool is_branch_;
 };
 
-// The root with the entry in it, in the place of one with the same key, whose order is `replaced`
-// then, else 0; takes over the reference to `root`, which may be null.
-const GroupTrie* trie_put(const GroupTrie* root, GroupEntry&& entry, std::uint64_t& replaced);
-// The root without the entry of the same key, which is there; null when it was the last one.
-const GroupTrie* trie_remove(const GroupTrie* root, const GroupEntry& like);
+// Puts the entry in, in the place of one with the same key, whose order is `replaced` then, else 0.
+// `root` may be null.
+void trie_put(const GroupTrie*& root, GroupEntry&& entry, std::uint64_t& replaced);
+// Takes out the entry of the same key, which is there; `root` is null when it was the last one.
+void trie_remove(const GroupTrie*& root, const GroupEntry& like);
 // The entry of a key, to be changed in place: all on the way to it is the caller's own afterwards.
 GroupEntry* trie_own_entry(const GroupTrie*& root, std::string_view key);
 // Where the trie has the entry.

@@ -106,7 +106,7 @@ void ImageDraft::put_entry(ImageSlot& group, ImageSlot node, std::uint64_t order
   const OrderIndex::Place its_place =
       lysc_is_userordered(own.schema()) ? trie_place(entry) : OrderIndex::Place();
   std::uint64_t replaced = 0;
-  own.root_ = trie_put(std::exchange(own.root_, nullptr), std::move(entry), replaced);
+  trie_put(own.root_, std::move(entry), replaced);
   if (replaced == 0) ++own.count_;
   if (lysc_is_userordered(own.schema())) place(own, its_place, replaced);
 }
@@ -127,7 +127,7 @@ bool ImageDraft::remove_entry(ImageSlot& group, std::string_view key) {
   if (found == nullptr) return false;
   const GroupEntry like = *found;
   ImageGroup& own = own_group(group);
-  own.root_ = trie_remove(std::exchange(own.root_, nullptr), like);
+  trie_remove(own.root_, like);
   --own.count_;
   if (!own.orders_.empty()) own.orders_.remove(like.order);
   return true;

@@ -155,98 +155,97 @@ void compare_tries(const GroupTrie* mine, const GroupTrie* others, const GroupTr
 
 }  // namespace
 
-// Makes a trie that differs in one entry. Each function takes over the reference to `trie` and
-// gives one back.
+// Makes a trie that differs in one entry, in the place of the one in `slot`. Whatever memory is
+// wanting for, each slot holds a whole trie or none.
 struct TrieEdit {
-  static const GroupTrie* put(const GroupTrie* trie, unsigned shift, std::uint64_t hash,
-                              GroupEntry&& entry, std::uint64_t& replaced) {
-    if (trie == nullptr) {
+  static void put(const GroupTrie*& slot, unsigned shift, std::uint64_t hash, GroupEntry&& entry,
+                  std::uint64_t& replaced) {
+    if (slot == nullptr) {
       GroupTrie* const bucket = GroupTrie::make_bucket(1);
       bucket->entry(0) = std::move(entry);
-      return bucket;
+      slot = bucket;
+      return;
     }
-    if (trie->is_branch()) {
-      GroupTrie* const branch = own(trie);
+    if (slot->is_branch()) {
+      GroupTrie* branch = own(slot);
       const unsigned bit = GroupTrie::bit_of(hash, shift);
-      if (branch->child(bit) == nullptr) {
-        GroupTrie* const bucket = GroupTrie::make_bucket(1);
-        bucket->entry(0) = std::move(entry);
-        return branch->with_child(bit, bucket);
-      }
-      const GroupTrie*& slot = branch->child_slot(bit);
-      slot = put(slot, shift + kBits, hash, std::move(entry), replaced);
-      return branch;
+      if (branch->child(bit) == nullptr) slot = branch = branch->with_slot(bit);
+      return put(branch->child_slot(bit), shift + kBits, hash, std::move(entry), replaced);
     }
-    const auto entries = trie->entries();
+    const auto entries = slot->entries();
     for (std::size_t i = 0; i < entries.size(); ++i) {
       if (!same_key(entries[i], entry)) continue;
       replaced = entries[i].order;
-      GroupTrie* const bucket = own(trie);
-      bucket->entry(i) = std::move(entry);
-      return bucket;
+      own(slot)->entry(i) = std::move(entry);
+      return;
     }
     if (entries.size() < kBucketSize || shift > kDeepest) {
       GroupTrie* const bucket = GroupTrie::make_bucket(entries.size() + 1);
       for (std::size_t i = 0; i < entries.size(); ++i) bucket->entry(i) = entries[i];
       bucket->entry(entries.size()) = std::move(entry);
-      trie->release();
-      return bucket;
+      slot->release();
+      slot = bucket;
+      return;
     }
-    return split(trie, shift, hash, std::move(entry));
+    split(slot, shift, hash, std::move(entry));
   }
 
-  static const GroupTrie* remove(const GroupTrie* trie, unsigned shift, const GroupEntry& like,
-                                 std::uint64_t hash) {
-    if (trie->is_branch()) {
-      GroupTrie* const branch = own(trie);
+  static void remove(const GroupTrie*& slot, unsigned shift, const GroupEntry& like,
+                     std::uint64_t hash) {
+    if (slot->is_branch()) {
+      GroupTrie* const branch = own(slot);
       const unsigned bit = GroupTrie::bit_of(hash, shift);
-      const GroupTrie*& slot = branch->child_slot(bit);
-      slot = remove(slot, shift + kBits, like, hash);
-      return slot != nullptr ? branch : branch->without_child(bit);
+      remove(branch->child_slot(bit), shift + kBits, like, hash);
+      if (branch->child(bit) == nullptr) slot = branch->without_child(bit);
+      return;
     }
-    const auto entries = trie->entries();
-    if (entries.size() == 1) {
-      trie->release();
-      return nullptr;
+    const auto entries = slot->entries();
+    GroupTrie* bucket = nullptr;
+    if (entries.size() > 1) {
+      bucket = GroupTrie::make_bucket(entries.size() - 1);
+      std::size_t at = 0;
+      for (const GroupEntry& entry : entries) {
+        if (!same_key(entry, like)) bucket->entry(at++) = entry;
+      }
     }
-    GroupTrie* const bucket = GroupTrie::make_bucket(entries.size() - 1);
-    std::size_t at = 0;
-    for (const GroupEntry& entry : entries) {
-      if (!same_key(entry, like)) bucket->entry(at++) = entry;
-    }
-    trie->release();
-    return bucket;
+    slot->release();
+    slot = bucket;
   }
 
-  // A trie that nobody else has.
-  static GroupTrie* own(const GroupTrie* trie) {
-    if (trie->is_own()) return const_cast<GroupTrie*>(trie);
-    GroupTrie* const copy = trie->copy();
-    trie->release();
-    return copy;
+  // Makes the trie in the slot one that nobody else has.
+  static GroupTrie* own(const GroupTrie*& slot) {
+    if (!slot->is_own()) {
+      const GroupTrie* const copy = slot->copy();
+      slot->release();
+      slot = copy;
+    }
+    return const_cast<GroupTrie*>(slot);
   }
 
  private:
-  static const GroupTrie* split(const GroupTrie* bucket, unsigned shift, std::uint64_t hash,
-                                GroupEntry&& entry) {
-    const GroupTrie* branch = GroupTrie::make_branch();
+  static void split(const GroupTrie*& slot, unsigned shift, std::uint64_t hash,
+                    GroupEntry&& entry) {
+    struct Made {
+      const GroupTrie* trie = GroupTrie::make_branch();
+      ~Made() { trie->release(); }
+    } made;
     std::uint64_t replaced = 0;
-    for (const GroupEntry& old : bucket->entries()) {
-      branch = put(branch, shift, hash_of(old), GroupEntry(old), replaced);
+    for (const GroupEntry& old : slot->entries()) {
+      put(made.trie, shift, hash_of(old), GroupEntry(old), replaced);
     }
-    bucket->release();
-    return put(branch, shift, hash, std::move(entry), replaced);
+    put(made.trie, shift, hash, std::move(entry), replaced);
+    std::swap(slot, made.trie);
   }
 };
 
-const GroupTrie* trie_put(const GroupTrie* root, GroupEntry&& entry, std::uint64_t& replaced) {
+void trie_put(const GroupTrie*& root, GroupEntry&& entry, std::uint64_t& replaced) {
   replaced = 0;
   const std::uint64_t hash = hash_of(entry);
-  return TrieEdit::put(root, 0, hash, std::move(entry), replaced);
+  TrieEdit::put(root, 0, hash, std::move(entry), replaced);
 }
 
-const GroupTrie* trie_remove(const GroupTrie* root, const GroupEntry& like) {
-  return TrieEdit::remove(root, 0, like, hash_of(like));
+void trie_remove(const GroupTrie*& root, const GroupEntry& like) {
+  TrieEdit::remove(root, 0, like, hash_of(like));
 }
 
 GroupEntry* trie_own_entry(const GroupTrie*& root, std::string_view key) {
@@ -254,7 +253,6 @@ GroupEntry* trie_own_entry(const GroupTrie*& root, std::string_view key) {
   const GroupTrie** slot = &root;
   for (unsigned shift = 0; *slot != nullptr; shift += kBits) {
     GroupTrie* const trie = TrieEdit::own(*slot);
-    *slot = trie;
     if (trie->is_branch()) {
       const unsigned bit = GroupTrie::bit_of(hash, shift);
       if (trie->child(bit) == nullptr) return nullptr;

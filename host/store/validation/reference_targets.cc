@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <new>
 
 #include "store/validation/tree_walk.h"
 
@@ -77,11 +78,22 @@ LY_ERR ReferenceTargets::validate(const ly_ctx* context, const lysc_type* type,
   const bool is_own = node != nullptr && node->schema != nullptr && tree != nullptr &&
                       (node->schema->nodetype & LYD_NODE_TERM) != 0 &&
                       type_of(node->schema) == type && &value_of(node) == value;
-  if (in_use != nullptr && is_own && in_use->finds(node, tree, *value)) {
+  if (in_use != nullptr && is_own && in_use->finds_with_memory(node, tree, *value)) {
     *error = nullptr;
     return LY_SUCCESS;
   }
   return lyplg_type_validate_leafref(context, type, node, tree, value, error);
+}
+
+// The caller is C, which an exception must not pass through. Without memory libyang looks itself.
+bool ReferenceTargets::finds_with_memory(const lyd_node* node, const lyd_node* tree,
+                                         const lyd_value& value) noexcept {
+  try {
+    return finds(node, tree, value);
+  } catch (const std::bad_alloc&) {
+    gathered_.clear();
+    return false;
+  }
 }
 
 bool ReferenceTargets::finds(const lyd_node* node, const lyd_node* tree, const lyd_value& value) {

@@ -55,6 +55,8 @@ class ReferenceTargets {
 
   static LY_ERR validate(const ly_ctx* context, const lysc_type* type, const lyd_node* node,
                          const lyd_node* tree, lyd_value* value, ly_err_item** error);
+  bool finds_with_memory(const lyd_node* node, const lyd_node* tree,
+                         const lyd_value& value) noexcept;
   bool finds(const lyd_node* node, const lyd_node* tree, const lyd_value& value);
   const Instances& gather(const Way& way, const lyd_node* top, const lyd_node* tree);
 

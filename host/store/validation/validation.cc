@@ -124,18 +124,17 @@ struct Validator::State {
   // own order. `violation`: libyang's verdict, where that cannot be done.
   std::optional<Violation> judge_by_rank(lyd_node*& tree, const lyd_node* given,
                                          std::optional<Violation> violation) {
-    lyd_node* again = copy_of(given).release();
+    TreeInWork again(copy_of(given));
     TreeChanges changes;
     std::optional<Violation> found;
     ChangeCheck::Verdict verdict = ChangeCheck::Verdict::kUnknown;
     {
-      ChangeCheck check(knowledge, again, changes);
+      ChangeCheck check(knowledge, again.top, changes);
       verdict = check.judge_everything();
       if (verdict == ChangeCheck::Verdict::kInvalid) found = check.take_violation();
     }
-    const TreePtr owner(verdict == ChangeCheck::Verdict::kUnknown ? again : tree);
     if (verdict == ChangeCheck::Verdict::kUnknown) return violation;
-    tree = again;
+    std::swap(tree, again.top);
     return found;
   }
 

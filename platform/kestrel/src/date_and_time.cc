@@ -9,7 +9,10 @@
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
+#include <memory>
+#include <new>
 
 namespace kestrel {
 namespace {
@@ -66,22 +69,32 @@ std::string zone_text(long offset) {
 // libyang's own, which is the same for all leaves.
 const lyplg_type* narrow = nullptr;
 
+// An exception must not pass through libyang, which is C.
+LY_ERR keep_canonical(const ly_ctx* context, std::string_view text, lyd_value* storage) noexcept {
+  try {
+    const std::string canonical = canonical_date_and_time(text);
+    return lydict_insert(context, canonical.data(), canonical.size(), &storage->_canonical);
+  } catch (const std::bad_alloc&) {
+    return LY_EMEM;
+  }
+}
+
 LY_ERR store(const ly_ctx* context, const lysc_type* type, const void* value, std::size_t size,
              std::uint32_t options, LY_VALUE_FORMAT format, void* prefixes, std::uint32_t hints,
              const lysc_node* node, lyd_value* storage, lys_glob_unres* unresolved,
              ly_err_item** error) {
   // libyang's reads numbers to the first character that is no digit, also behind the end, where a
   // union gives its members no zero.
-  const std::string text(static_cast<const char*>(value), size);
+  const std::unique_ptr<char, void (*)(void*)> text(strndup(static_cast<const char*>(value), size),
+                                                    std::free);
   if ((options & kOwnsText) != 0) std::free(const_cast<void*>(value));
-  const LY_ERR verdict = narrow->store(context, type, text.c_str(), size, options & ~kOwnsText,
-                                       format, prefixes, hints, node, storage, unresolved, error);
+  if (text == nullptr) return LY_EMEM;
+  LY_ERR verdict = narrow->store(context, type, text.get(), size, options & ~kOwnsText, format,
+                                 prefixes, hints, node, storage, unresolved, error);
   if (!kIsNarrow || verdict != LY_SUCCESS || storage->_canonical != nullptr) return verdict;
-  const std::string canonical = canonical_date_and_time(text);
-  const LY_ERR kept =
-      lydict_insert(context, canonical.data(), canonical.size(), &storage->_canonical);
-  if (kept != LY_SUCCESS) narrow->free(context, storage);
-  return kept;
+  verdict = keep_canonical(context, text.get(), storage);
+  if (verdict != LY_SUCCESS) narrow->free(context, storage);
+  return verdict;
 }
 
 LY_ERR compare(const lyd_value* one, const lyd_value* other) {

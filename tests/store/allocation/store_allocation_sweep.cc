@@ -42,14 +42,17 @@ bool fails() {
 
 }  // namespace
 
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  return fails() ? nullptr : std::malloc(size != 0 ? size : 1);
+}
 void* operator new(std::size_t size) {
-  if (fails()) throw std::bad_alloc();
-  void* const memory = std::malloc(size != 0 ? size : 1);
+  void* const memory = operator new(size, std::nothrow);
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
+void operator delete(void* memory, const std::nothrow_t& /*tag*/) noexcept { std::free(memory); }
 
 namespace nexa_test {
 namespace {
