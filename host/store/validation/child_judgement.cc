@@ -75,6 +75,22 @@ bool write_all(int to, const char* data, std::size_t size) {
   return true;
 }
 
+#ifdef __SANITIZE_ADDRESS__
+// The sanitizer's allocator keeps up to 256 free blocks of a size for each thread: its lock is
+// needed when they are used up.
+void try_lock_of_each_size() {
+  constexpr std::size_t kLargest = 1024;
+  constexpr std::size_t kMostKept = 257;
+  static std::array<void*, kMostKept> blocks;
+  for (std::size_t size = 16; size <= kLargest; size += 16) {
+    for (void*& block : blocks) block = std::malloc(size);
+    for (void* const block : blocks) std::free(block);
+  }
+}
+#else
+void try_lock_of_each_size() {}
+#endif
+
 // Takes and gives back what another thread may have held when the process was forked: libyang's
 // lock of its strings, and those of an allocator that does not look after forks itself.
 void try_locks() {
@@ -82,6 +98,7 @@ void try_locks() {
     void* volatile memory = std::malloc(size);
     std::free(memory);
   }
+  try_lock_of_each_size();
   if (kestrel::context() == nullptr) return;
   const char* text = nullptr;
   if (lydict_insert(kestrel::context(), "try_locks", 0, &text) == LY_SUCCESS) {
