@@ -1,9 +1,11 @@
 // The value type code of every YANG type. The numbers are an interface: they are typed out here.
 #include <gtest/gtest.h>
+#include <libyang/libyang.h>
 
 #include <set>
 #include <string>
 
+#include "kestrel/loader.h"
 #include "real/schema_text.h"
 #include "real/temp_folder.h"
 
@@ -139,6 +141,27 @@ TEST(KestrelTypes, InteriorNodesHaveNoLeafCode) {
   EXPECT_EQ(code_of("l"), 0U);
   EXPECT_EQ(code_of("gnmi-model-data"), 0U);
   EXPECT_FALSE(counts_as_leaf(0));
+}
+
+// A text has a length and no end.
+TEST(KestrelTypes, ADateWithAZeroByteIsRefused) {
+  ASSERT_EQ(load_module("d", R"(module d { yang-version 1.1; namespace "urn:d"; prefix d;
+    import ietf-yang-types { prefix yang; }
+    leaf time { type yang:date-and-time; } })"),
+            "");
+  const lysc_node* const leaf = lys_find_path(kestrel::context(), nullptr, "/d:time", 0);
+  ASSERT_NE(leaf, nullptr);
+  std::string text = "2026-11-22T10:00:00Z";
+  const auto verdict = [&] {
+    return lyd_value_validate(kestrel::context(), leaf, text.data(), text.size(), nullptr, nullptr,
+                              nullptr);
+  };
+  EXPECT_EQ(verdict(), LY_SUCCESS);
+  for (const std::size_t at : {std::size_t{0}, std::size_t{4}, text.size() - 1}) {
+    text = "2026-11-22T10:00:00Z";
+    text[at] = '\0';
+    EXPECT_NE(verdict(), LY_SUCCESS) << at;
+  }
 }
 
 }  // namespace

@@ -5,11 +5,11 @@
 
 #include <libyang/plugins_types.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
 #include <memory>
 #include <new>
@@ -85,8 +85,12 @@ LY_ERR store(const ly_ctx* context, const lysc_type* type, const void* value, st
              ly_err_item** error) {
   // libyang's reads numbers to the first character that is no digit, also behind the end, where a
   // union gives its members no zero.
-  const std::unique_ptr<char, void (*)(void*)> text(strndup(static_cast<const char*>(value), size),
+  const std::unique_ptr<char, void (*)(void*)> text(static_cast<char*>(std::malloc(size + 1)),
                                                     std::free);
+  if (text != nullptr) {
+    std::copy_n(static_cast<const char*>(value), size, text.get());
+    text.get()[size] = '\0';
+  }
   if ((options & kOwnsText) != 0) std::free(const_cast<void*>(value));
   if (text == nullptr) return LY_EMEM;
   LY_ERR verdict = narrow->store(context, type, text.get(), size, options & ~kOwnsText, format,
