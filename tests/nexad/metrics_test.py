@@ -1,6 +1,7 @@
 """What Prometheus scrapes: counts that follow the calls, on a loopback address."""
 
 import re
+import time
 import urllib.error
 import urllib.request
 
@@ -32,6 +33,13 @@ class Metrics(RulesCase):
                 found = True
         return total if found else None
 
+    def await_sample(self, expected, *words):
+        """A call counts when it is over, which the server knows a moment after its client."""
+        end = time.monotonic() + 10
+        while self.samples(*words) != expected and time.monotonic() < end:
+            time.sleep(0.01)
+        self.assertEqual(self.samples(*words), expected)
+
     def test_every_line_is_of_the_exposition_format(self):
         self.client.capabilities()
         sample = re.compile(r'^[a-zA-Z_:][\w:]*(\{([\w]+="[^"]*",?)*\})? -?[\d.e+-]+(\+Inf|NaN)?$')
@@ -49,8 +57,8 @@ class Metrics(RulesCase):
             self.client.set(update=[(LEVEL, level)])
         with self.refused("INVALID_ARGUMENT"):
             self.client.set(update=[(LEVEL, 200)])
-        self.assertEqual(self.samples("nexad_", "_total", "Set", "OK"), before + 3)
-        self.assertEqual(self.samples("nexad_", "_total", "Set", "INVALID_ARGUMENT"), refused + 1)
+        self.await_sample(before + 3, "nexad_", "_total", "Set", "OK")
+        self.await_sample(refused + 1, "nexad_", "_total", "Set", "INVALID_ARGUMENT")
 
     def test_open_streams_are_shown(self):
         before = self.samples("nexad_subscriptions ")
@@ -59,10 +67,7 @@ class Metrics(RulesCase):
         next(iter(stream))
         self.assertEqual(self.samples("nexad_subscriptions "), before + 1)
         stream.cancel()
-        for _ in range(100):
-            if self.samples("nexad_subscriptions ") == before:
-                break
-        self.assertEqual(self.samples("nexad_subscriptions "), before)
+        self.await_sample(before, "nexad_subscriptions ")
 
     def test_other_pages_are_not_there(self):
         opener = urllib.request.build_opener(urllib.request.ProxyHandler({}))

@@ -4,11 +4,14 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <mutex>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -195,6 +198,43 @@ TEST(ChildJudgement, IsNotStoppedByALockThatAnotherThreadHolds) {
   }
   ends = true;
   other.join();
+}
+
+// A lock that nothing tries before the work: the first children wait for it and are given up.
+TEST(ChildJudgement, AChildThatWaitsForALockIsForkedAgain) {
+  std::mutex lock;
+  std::atomic<bool> is_held{false};
+  std::thread holder([&] {
+    const std::lock_guard<std::mutex> held(lock);
+    is_held = true;
+    std::this_thread::sleep_for(milliseconds(1'500));
+  });
+  while (!is_held) std::this_thread::yield();
+  const ChildOutcome outcome = run_in_child([&lock]() -> std::string {
+    const std::lock_guard<std::mutex> held(lock);
+    return "done";
+  });
+  holder.join();
+  EXPECT_EQ(outcome.kind, Kind::kDone) << outcome.in_words();
+  EXPECT_EQ(outcome.result, "done");
+}
+
+// One that works is left in peace, whether or not it writes anything for seconds.
+TEST(ChildJudgement, AChildThatWorksIsForkedOnce) {
+  void* const shared = ::mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE,
+                              MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(shared, MAP_FAILED);
+  auto* const forks = new (shared) std::atomic<int>(0);
+  const ChildOutcome outcome = run_in_child([forks]() -> std::string {
+    ++*forks;
+    const auto start = std::chrono::steady_clock::now();
+    while (std::chrono::steady_clock::now() - start < milliseconds(3'500)) {
+    }
+    return "done";
+  });
+  EXPECT_EQ(outcome.kind, Kind::kDone) << outcome.in_words();
+  EXPECT_EQ(*forks, 1);
+  ::munmap(shared, sizeof(std::atomic<int>));
 }
 
 }  // namespace

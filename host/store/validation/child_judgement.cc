@@ -17,7 +17,9 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <exception>
+#include <string_view>
 
 #include "store/tree.h"
 #include "text/descriptor.h"
@@ -35,6 +37,7 @@ constexpr char kReady = 'R';  // comes before the result
 constexpr std::chrono::milliseconds kPatience{100};
 constexpr std::chrono::milliseconds kLaterPatience{1'000};
 constexpr int kImpatientForks = 10;
+constexpr std::chrono::milliseconds kBetweenLooks{1'000};
 
 // Only what is safe between fork and _exit: no lock of another thread may be needed.
 void close_all_but(int kept) {
@@ -134,30 +137,92 @@ bool is_ready(int from, std::chrono::milliseconds patience) {
   }
 }
 
-// All that the child writes, until its end of the pipe is closed. False: the limit was reached.
-bool read_all(int from, Clock::time_point end, std::string& result) {
+// Sees that a child neither works nor waits for the processor or the disk. One that sleeps so waits
+// for a lock whose holder it has no copy of, inside a library that this file knows nothing of.
+class StandstillWatch {
+ public:
+  explicit StandstillWatch(pid_t child) : child_(child) {}
+
+  // Called once in a while; true when the child has slept through the whole time since the last
+  // call.
+  bool stands_still() {
+    const bool slept = is_asleep_;
+    const std::chrono::nanoseconds before = used_;
+    used_ = processor_time();
+    is_asleep_ = is_asleep();
+    return slept && is_asleep_ && used_ == before;
+  }
+
+ private:
+  std::chrono::nanoseconds processor_time() const {
+    clockid_t clock = 0;
+    timespec used = {};
+    if (::clock_getcpuclockid(child_, &clock) != 0 || ::clock_gettime(clock, &used) != 0) return {};
+    return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
+  }
+
+  // Whether the third word of its line in /proc is S; the second may have anything in it.
+  bool is_asleep() const {
+    const text::Descriptor file(
+        ::open(("/proc/" + std::to_string(child_) + "/stat").c_str(), O_RDONLY | O_CLOEXEC));
+    std::array<char, 256> line;
+    const ssize_t size = file.get() < 0 ? -1 : ::read(file.get(), line.data(), line.size());
+    if (size <= 0) return false;
+    const std::string_view words(line.data(), static_cast<std::size_t>(size));
+    const std::size_t name_end = words.rfind(')');
+    return name_end != std::string_view::npos && words.substr(name_end, 3) == ") S";
+  }
+
+  pid_t child_;
+  std::chrono::nanoseconds used_{0};
+  bool is_asleep_ = false;
+};
+
+enum class Reading : std::uint8_t { kWhole, kTooLong, kStandstill };
+
+// All that the child writes, until its end of the pipe is closed.
+Reading read_all(int from, pid_t child, Clock::time_point end, std::string& result) {
   std::array<char, kChunk> chunk;
+  StandstillWatch watch(child);
   while (true) {
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
-    if (left.count() <= 0) return false;
+    if (left.count() <= 0) return Reading::kTooLong;
     pollfd wanted = {from, POLLIN, 0};
-    const int ready = ::poll(&wanted, 1,
-                             static_cast<int>(std::min<long long>(
-                                 left.count(), std::chrono::milliseconds(60'000).count())));
+    const int ready = ::poll(&wanted, 1, static_cast<int>(std::min(left, kBetweenLooks).count()));
+    if (ready == 0 && watch.stands_still()) return Reading::kStandstill;
     if (ready <= 0) continue;
     const ssize_t got = ::read(from, chunk.data(), chunk.size());
     if (got < 0 && (errno == EINTR || errno == EAGAIN)) continue;
-    if (got <= 0) return true;
+    if (got <= 0) return Reading::kWhole;
     result.append(chunk.data(), static_cast<std::size_t>(got));
   }
 }
 
-int wait_for(pid_t child) {
-  int status = 0;
-  while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+// A child that is not left behind, whichever way its parent goes on.
+class Child {
+ public:
+  explicit Child(pid_t child) : child_(child) {}
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+  ~Child() { end(); }
+
+  void end() {
+    if (child_ < 0) return;
+    ::kill(child_, SIGKILL);
+    wait();
   }
-  return status;
-}
+
+  int wait() {
+    int status = 0;
+    while (::waitpid(child_, &status, 0) < 0 && errno == EINTR) {
+    }
+    child_ = -1;
+    return status;
+  }
+
+ private:
+  pid_t child_;
+};
 
 ChildOutcome outcome_of(int status, std::string result) {
   ChildOutcome outcome;
@@ -211,29 +276,27 @@ ChildOutcome run_in_child(const std::function<std::string()>& work,
     const text::Descriptor from(ends[0]);
     text::Descriptor to(ends[1]);
     const pid_t parent = ::getpid();
-    const pid_t child = ::fork();
-    if (child < 0) {
+    const pid_t forked = ::fork();
+    if (forked < 0) {
       none.number = errno;
       return none;
     }
-    if (child == 0) be_child(work, to.get(), parent);
+    if (forked == 0) be_child(work, to.get(), parent);
+    Child child(forked);
     to.close();
     // One that waits for a lock whose holder it has no copy of waits for ever; the next fork comes
     // at another moment.
-    if (Clock::now() + patience < end && !is_ready(from.get(), patience)) {
-      ::kill(child, SIGKILL);
-      wait_for(child);
-      continue;
-    }
+    if (Clock::now() + patience < end && !is_ready(from.get(), patience)) continue;
     std::string result;
-    const bool is_in_time = read_all(from.get(), end, result);
-    if (!is_in_time) ::kill(child, SIGKILL);
-    const int status = wait_for(child);
+    const Reading reading = read_all(from.get(), forked, end, result);
+    if (reading == Reading::kStandstill) continue;
+    if (reading == Reading::kTooLong) {
+      ChildOutcome late;
+      late.kind = ChildOutcome::Kind::kTooLong;
+      return late;
+    }
     if (!result.empty() && result.front() == kReady) result.erase(0, 1);
-    if (is_in_time) return outcome_of(status, std::move(result));
-    ChildOutcome late;
-    late.kind = ChildOutcome::Kind::kTooLong;
-    return late;
+    return outcome_of(child.wait(), std::move(result));
   }
 }
 

@@ -32,8 +32,9 @@ inline constexpr std::chrono::milliseconds kChildLimit{60'000};
 // Calls `work` in a forked child of this process and waits for its result, of any size. The child
 // is killed after `limit`, and when the calling thread ends. `work` sees the memory as it is at the
 // call; what it changes is lost. Another thread may hold a lock of this process at that moment, and
-// then work that needs the lock stands still until the limit: the caller keeps the locks free that
-// `work` takes. malloc's own are safe. Any thread may call.
+// work that needs it would wait for ever: a child that sleeps for a second and uses no processor is
+// killed, and another one is forked, within the same limit. `work` therefore never sleeps by itself
+// for longer, and may be called more than once, each time in a child of its own. Any thread may call.
 ChildOutcome run_in_child(const std::function<std::string()>& work,
                           std::chrono::milliseconds limit = kChildLimit);
 
