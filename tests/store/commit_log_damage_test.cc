@@ -177,10 +177,10 @@ TEST_F(LogDamage, AForeignDatabaseIsRefused) {
 }
 
 TEST_F(LogDamage, ANewerFormatIsRefused) {
-  run_sql("PRAGMA user_version = 4");
+  run_sql("PRAGMA user_version = 5");
   EXPECT_EQ(open(), nullptr);
   EXPECT_EQ(error_, file() +
-                        ": written in format 4, this program knows 3; use the program that wrote "
+                        ": written in format 5, this program knows 4; use the program that wrote "
                         "it");
 }
 

@@ -1,11 +1,13 @@
 // What a start reads: images and effects, in the newest format and in a log that format 1 left; and
 // that the history before them costs it nothing.
 #include <filesystem>
+#include <random>
 
 #include "failing_disk.h"
 #include "real/temp_folder.h"
 #include "store/log/commit_log.h"
 #include "store/log/log_rows.h"
+#include "store/log/packed_text.h"
 
 namespace {
 
@@ -16,6 +18,24 @@ using nexa::store::LogOptions;
 using nexa::store::LogSnapshot;
 using nexa_test::FailingDisk;
 using nexa_test::TempFolder;
+
+std::string hex_of(std::string_view bytes) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string hex;
+  for (const char byte : bytes) {
+    hex += kDigits[static_cast<unsigned char>(byte) / 16];
+    hex += kDigits[static_cast<unsigned char>(byte) % 16];
+  }
+  return hex;
+}
+
+// Bytes that nothing packs.
+std::string noise(std::size_t size) {
+  std::mt19937 random(7);
+  std::string bytes(size, '\0');
+  for (char& byte : bytes) byte = static_cast<char>(random() & 0xFFU);
+  return bytes;
+}
 
 class LogImages : public testing::Test {
  protected:
@@ -78,6 +98,15 @@ class LogImages : public testing::Test {
     return nexa::store::integer_of(handle, sql, -1);
   }
 
+  std::string head_hash() const {
+    sqlite3* handle = nullptr;
+    EXPECT_EQ(sqlite3_open(folder_.file("nexa.db").c_str(), &handle), SQLITE_OK);
+    const nexa::store::DatabasePtr database(handle);
+    nexa::store::Statement row(handle, "SELECT commit_hash FROM head");
+    EXPECT_EQ(row.step(), SQLITE_ROW);
+    return row.text(0);
+  }
+
   // The tables as format 1 had them.
   void make_format_1() const {
     run_sql(
@@ -137,8 +166,7 @@ TEST_F(LogImages, TheTwoNewestAreKept) {
 }
 
 TEST_F(LogImages, LongTextsComeBackWhole) {
-  std::string text;
-  for (int i = 0; text.size() < 1500000; ++i) text += std::to_string(i) + " ";
+  const std::string text = noise(1500000);
   append(1);
   ASSERT_TRUE(snapshot(text));
   EXPECT_EQ(ask("SELECT count(*) FROM parts"), 12);
@@ -153,9 +181,90 @@ TEST_F(LogImages, LongTextsComeBackWhole) {
   EXPECT_TRUE(base.config == "<config>" + text + "</config>");
 }
 
+TEST_F(LogImages, LongTextsArePacked) {
+  std::string lines;
+  for (int i = 0; lines.size() < 600000; ++i) lines += "<entry>" + std::to_string(i) + "</entry>";
+  const LogEntry given{1, 1, "author", "comment", false, "<a>" + lines, "effect" + lines};
+  ASSERT_TRUE(log_->append(given).ok());
+  ASSERT_TRUE(snapshot(lines));
+  EXPECT_LT(ask("SELECT length(change) FROM commits"), 200000);
+  EXPECT_LT(ask("SELECT length(effect) FROM commits"), 200000);
+  EXPECT_EQ(ask("SELECT count(*) FROM parts"), 0);
+  EXPECT_LT(ask("SELECT length(image) FROM images"), 200000);
+  EXPECT_LT(ask("SELECT length(config) FROM snapshots WHERE number = 1"), 200000);
+  for (const bool read_only : {false, true}) {
+    ASSERT_TRUE(open(read_only)) << error_;
+    EXPECT_TRUE(image() == "1 " + lines);
+    LogEntry entry;
+    ASSERT_TRUE(log_->entry(1, entry, error_)) << error_;
+    EXPECT_TRUE(entry.change == given.change);
+    EXPECT_TRUE(entry.effect == given.effect);
+    LogSnapshot base;
+    ASSERT_TRUE(log_->replay(
+        1, base, [](const LogEntry&) { return true; }, error_))
+        << error_;
+    EXPECT_TRUE(base.config == "<config>" + lines + "</config>");
+    std::vector<nexa::store::CommitRecord> records;
+    ASSERT_TRUE(log_->history(0, records).ok());
+    EXPECT_EQ(records.at(0).change_bytes, given.change.size());
+    EXPECT_EQ(log_->tail().image_bytes, lines.size());
+    EXPECT_TRUE(log_->verify_history(error_, nullptr)) << error_;
+  }
+  log_.reset();
+  const LogEntry next{2, 2, "author", "comment", false, "<b>" + lines, "more" + lines};
+  ASSERT_TRUE(open()) << error_;
+  ASSERT_TRUE(log_->append(next).ok());
+  EXPECT_EQ(log_->tail().effect_bytes, next.effect.size());
+  ASSERT_TRUE(open()) << error_;
+  EXPECT_EQ(log_->tail().effect_bytes, next.effect.size()) << "also by what is read";
+}
+
+TEST_F(LogImages, DamageToAPackedTextIsFound) {
+  const std::string lines(50000, 'x');
+  ASSERT_TRUE(log_->append({1, 1, "", "", false, lines, lines}).ok());
+  log_.reset();
+  // A frame that Zstandard takes as well.
+  run_sql(
+      ("UPDATE commits SET effect = x'" + hex_of(*nexa::store::pack(std::string(50000, 'y'))) + "'")
+          .c_str());
+  EXPECT_FALSE(open());
+  EXPECT_EQ(error_, folder_.file("nexa.db") +
+                        ": damaged: commit 1 does not match its checksum; restore a copy of the "
+                        "directory");
+}
+
+// As the last program before format 4 left it: nothing in it is packed.
+TEST_F(LogImages, ALogOfFormat3IsReadAsItIsAndUpgradedByAWriter) {
+  const std::string lines(5000, 'x');
+  append(1);
+  ASSERT_TRUE(snapshot("one"));
+  append(1);
+  const LogEntry plain{3, 3, "", "", false, lines, lines};
+  const std::string digest = nexa::store::commit_digest(head_hash(), plain);
+  const std::string hash = hex_of(digest);
+  const std::string head = hex_of(nexa::store::head_digest(3, digest));
+  log_.reset();
+  run_sql(("PRAGMA user_version = 3; INSERT INTO commits(number, time_ns, author, comment, whole, "
+           "change, effect, hash) VALUES(3, 3, '', '', 0, '" +
+           lines + "', '" + lines + "', x'" + hash + "'); UPDATE head SET number = 3, " +
+           "commit_hash = x'" + hash + "', hash = x'" + head + "'")
+              .c_str());
+  for (const bool read_only : {true, false}) {
+    ASSERT_TRUE(open(read_only)) << error_;
+    EXPECT_EQ(ask("PRAGMA user_version"), read_only ? 3 : 4);
+    LogEntry entry;
+    ASSERT_TRUE(log_->entry(3, entry, error_)) << error_;
+    EXPECT_TRUE(entry.change == lines && entry.effect == lines);
+    EXPECT_TRUE(log_->verify_history(error_, nullptr)) << error_;
+  }
+  append(1);
+  ASSERT_TRUE(open()) << error_;
+  EXPECT_EQ(effects_after(3), "effect4 ");
+}
+
 TEST_F(LogImages, PartsThatBelongToNothingAreRemoved) {
   append(1);
-  ASSERT_TRUE(snapshot(std::string(600000, 'x')));
+  ASSERT_TRUE(snapshot(noise(600000)));
   log_.reset();
   run_sql("INSERT INTO parts(part_of, bytes) VALUES(77, 'left'), (78, 'left')");
   ASSERT_TRUE(open()) << error_;
@@ -169,11 +278,12 @@ TEST_F(LogImages, PartsThatBelongToNothingAreRemoved) {
 
 TEST_F(LogImages, OfTheSameCommitTheLaterOneCounts) {
   append(1);
-  ASSERT_TRUE(snapshot(std::string(600000, 'x')));
-  ASSERT_TRUE(snapshot(std::string(500000, 'y')));
+  const std::string later = noise(500000);
+  ASSERT_TRUE(snapshot(noise(600000)));
+  ASSERT_TRUE(snapshot(later));
   EXPECT_EQ(ask("SELECT count(*) FROM parts"), 4);
   ASSERT_TRUE(open()) << error_;
-  EXPECT_TRUE(image() == "1 " + std::string(500000, 'y'));
+  EXPECT_TRUE(image() == "1 " + later);
 }
 
 TEST_F(LogImages, RememberThatTheyWereJudged) {
@@ -230,13 +340,8 @@ TEST_F(LogImages, TheEffectIsCoveredByTheChain) {
 TEST(LogDigests, AreWhatTheyWereWithoutAnEffect) {
   LogEntry entry{1, 1000, "author", "comment", false, "change"};
   const std::string before(32, '\0');
-  std::string hex;
-  for (const char byte : nexa::store::commit_digest(before, entry)) {
-    constexpr char kDigits[] = "0123456789abcdef";
-    hex += kDigits[static_cast<unsigned char>(byte) / 16];
-    hex += kDigits[static_cast<unsigned char>(byte) % 16];
-  }
-  EXPECT_EQ(hex, "7ae989a6c14fa5e9c501f33b9ca176a9d851548e3c7fc59b4375475cb39fe088");
+  EXPECT_EQ(hex_of(nexa::store::commit_digest(before, entry)),
+            "7ae989a6c14fa5e9c501f33b9ca176a9d851548e3c7fc59b4375475cb39fe088");
 }
 
 TEST(LogDigests, TellTheChangeFromTheEffect) {
@@ -274,7 +379,7 @@ TEST_F(LogImages, ALogOfFormat1IsReadAsItIsAndUpgradedByAWriter) {
   append(1);
   ASSERT_TRUE(snapshot("five"));
   ASSERT_TRUE(open()) << error_;
-  EXPECT_EQ(ask("PRAGMA user_version"), 3);
+  EXPECT_EQ(ask("PRAGMA user_version"), 4);
   EXPECT_EQ(image(), "5 five");
   EXPECT_EQ(effects_after(2), "  effect5 ");
   EXPECT_TRUE(log_->verify_history(error_, nullptr)) << error_;

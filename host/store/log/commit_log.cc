@@ -327,12 +327,13 @@ void CommitLog::take(PendingChange change) {
 LogResult CommitLog::append(const LogEntry& entry, const PendingChange& pending) {
   const WitnessedCommit before = newest();
   if (entry.number != before.number + 1) return {Code::kFailed, kGap};
-  const Commit commit{entry.number, commit_digest(before.hash, entry),
-                      entry.effect.empty() ? entry.change.size() : entry.effect.size(), pending};
+  const std::optional<LogEntry> packed = packed_entry(entry);
+  const LogEntry& stored = packed ? *packed : entry;
+  const Commit commit{entry.number, commit_digest(before.hash, stored), weight_of(entry), pending};
   if (commit.hash.empty()) return {Code::kFailed, "no checksum could be made"};
   return write(
       [&](LogWriter& writer) {
-        const int result = writer.append(entry, commit.hash);
+        const int result = writer.append(stored, commit.hash);
         return result == SQLITE_OK ? writer.change(pending) : result;
       },
       &commit);

@@ -163,7 +163,7 @@ class CommitLog {
   LogResult sweep(sqlite3* database);
   LogResult checkpoint_with(sqlite3* database);
   LogResult failed_beside(sqlite3* database, int result);
-  void snapshot_stored(const LogSnapshot& snapshot);
+  void snapshot_stored(std::uint64_t number, std::uint64_t size);
 
   const LogOptions options_;
   // Locks are taken in this order, each for itself or with later ones.

@@ -3,6 +3,7 @@
 #include "store/log/commit_log.h"
 #include "store/log/log_rows.h"
 #include "store/log/log_verify.h"
+#include "store/log/packed_text.h"
 
 namespace nexa::store {
 namespace {
@@ -34,9 +35,9 @@ bool walk(sqlite3* database, const std::string& file, std::uint64_t after, std::
   rows.bind(1, signed_number(after)).bind(2, signed_number(last));
   int result = rows.step();
   for (; result == SQLITE_ROW; result = rows.step()) {
-    const LogEntry entry = entry_of(rows);
+    LogEntry entry = entry_of(rows);
     hash = commit_digest(hash, entry);
-    if (entry.number != ++after || hash != rows.view(kEntryHash)) {
+    if (entry.number != ++after || hash != rows.view(kEntryHash) || !unpack(entry)) {
       error = entry.number != after ? not_kept(after) : mismatch(file, "commit", after);
       return false;
     }
@@ -134,7 +135,7 @@ LogResult CommitLog::history(std::size_t limit, std::vector<CommitRecord>& out) 
   const std::uint64_t last = head();
   const std::lock_guard<std::mutex> lock(reading_);
   Statement rows(reader_.get(),
-                 "SELECT number, time_ns, author, comment, length(CAST(change AS BLOB)) "
+                 "SELECT number, time_ns, author, comment, change "
                  "FROM commits WHERE number <= ? AND number > (SELECT min(number) FROM snapshots) "
                  "ORDER BY number DESC LIMIT ?");
   rows.bind(1, signed_number(last))
@@ -146,7 +147,7 @@ LogResult CommitLog::history(std::size_t limit, std::vector<CommitRecord>& out) 
     record.time_ns = rows.integer(1);
     record.author = rows.text(2);
     record.comment = rows.text(3);
-    record.change_bytes = static_cast<std::size_t>(rows.integer(4));
+    record.change_bytes = unpacked_size(rows.view(4));
     out.push_back(std::move(record));
   }
   if (result == SQLITE_DONE) return {};

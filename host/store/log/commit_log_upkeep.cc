@@ -10,6 +10,7 @@
 
 #include "store/log/commit_log.h"
 #include "store/log/log_rows.h"
+#include "store/log/packed_text.h"
 
 namespace nexa::store {
 namespace {
@@ -64,12 +65,9 @@ int insert_snapshot(sqlite3* database, const LogSnapshot& snapshot, std::int64_t
   Statement row(database,
                 "INSERT OR REPLACE INTO snapshots(number, commit_hash, config, parts, hash) "
                 "VALUES(?, ?, ?, ?, ?)");
-  return row.bind(1, signed_number(snapshot.number))
-      .bind_blob(2, snapshot.commit_hash)
-      .bind(3, parts == 0 ? std::string_view(snapshot.config) : std::string_view())
-      .bind(4, parts)
-      .bind_blob(5, hash)
-      .run();
+  row.bind(1, signed_number(snapshot.number)).bind_blob(2, snapshot.commit_hash);
+  bind_stored(row, 3, parts == 0 ? std::string_view(snapshot.config) : std::string_view());
+  return row.bind(4, parts).bind_blob(5, hash).run();
 }
 
 int insert_image(sqlite3* database, const LogSnapshot& image, std::int64_t parts,
@@ -80,14 +78,12 @@ int insert_image(sqlite3* database, const LogSnapshot& image, std::int64_t parts
   Statement row(database,
                 "INSERT INTO images(number, commit_hash, schema, judged, image, parts, hash) "
                 "VALUES(?, ?, ?, ?, ?, ?, ?)");
-  return row.bind(1, signed_number(image.number))
+  row.bind(1, signed_number(image.number))
       .bind_blob(2, image.commit_hash)
       .bind_blob(3, image.schema_hash)
-      .bind(4, std::int64_t{image.judged ? 1 : 0})
-      .bind(5, parts == 0 ? std::string_view(image.image) : std::string_view())
-      .bind(6, parts)
-      .bind_blob(7, hash)
-      .run();
+      .bind(4, std::int64_t{image.judged ? 1 : 0});
+  bind_stored(row, 5, parts == 0 ? std::string_view(image.image) : std::string_view());
+  return row.bind(6, parts).bind_blob(7, hash).run();
 }
 
 bool is_there(sqlite3* database, const char* from) {
@@ -231,23 +227,27 @@ LogResult CommitLog::write_snapshot(LogSnapshot snapshot, const LogLimits& limit
   LogResult result;
   const DatabasePtr database = connect(result);
   if (database == nullptr) return result;
+  const std::size_t size = (snapshot.schema_hash.empty() ? snapshot.config : snapshot.image).size();
+  for (std::string* const text : {&snapshot.config, &snapshot.image}) {
+    if (std::optional<std::string> packed = pack(*text)) *text = std::move(*packed);
+  }
   result = sweep(database.get());
   if (result.ok()) result = store_snapshot(database.get(), snapshot, limits);
   if (!result.ok()) return result;
-  snapshot_stored(snapshot);
+  snapshot_stored(snapshot.number, size);
   // Both are tried again with the next snapshot.
   static_cast<void>(sweep(database.get()));
   if (checkpoint_due()) static_cast<void>(checkpoint_with(database.get()));
   return result;
 }
 
-void CommitLog::snapshot_stored(const LogSnapshot& snapshot) {
+void CommitLog::snapshot_stored(std::uint64_t number, std::uint64_t size) {
   std::uint64_t bytes = 0;
   std::string error;
   static_cast<void>(replay_after(
-      snapshot.number,
+      number,
       [&bytes](const LogEntry& entry) {
-        bytes += entry.effect.empty() ? entry.change.size() : entry.effect.size();
+        bytes += weight_of(entry);
         return true;
       },
       error));
@@ -256,10 +256,10 @@ void CommitLog::snapshot_stored(const LogSnapshot& snapshot) {
     image_.reset();
   }
   const std::lock_guard<std::mutex> lock(notes_);
-  tail_.snapshot = snapshot.number;
-  tail_.commits = newest_.number - snapshot.number;
+  tail_.snapshot = number;
+  tail_.commits = newest_.number - number;
   tail_.effect_bytes = bytes;
-  tail_.image_bytes = snapshot.schema_hash.empty() ? snapshot.config.size() : snapshot.image.size();
+  tail_.image_bytes = size;
 }
 
 bool CommitLog::checkpoint_due() const {

@@ -1,6 +1,8 @@
 // A text stands in its row's column, or, when it is long, in the parts that the row names.
 #include "store/log/log_rows.h"
 
+#include "store/log/packed_text.h"
+
 namespace nexa::store {
 namespace {
 
@@ -50,9 +52,12 @@ constexpr char kToFormat3[] =
     " duration_ns INTEGER NOT NULL, hash BLOB NOT NULL);"
     "PRAGMA user_version = 3;";
 
+constexpr char kToFormat4[] = "PRAGMA user_version = 4;";
+
 std::string upgrade_tables(int format) {
   std::string statements = format < 2 ? kToFormat2 : "";
   if (format < 3) statements += kToFormat3;
+  if (format < 4) statements += kToFormat4;
   return statements;
 }
 
@@ -114,6 +119,31 @@ std::string image_digest(const LogSnapshot& image, std::string_view text_digest)
       .finish();
 }
 
+std::optional<LogEntry> packed_entry(const LogEntry& entry) {
+  std::optional<std::string> change = pack(entry.change);
+  std::optional<std::string> effect = pack(entry.effect);
+  if (!change && !effect) return std::nullopt;
+  LogEntry packed;
+  packed.number = entry.number;
+  packed.time_ns = entry.time_ns;
+  packed.author = entry.author;
+  packed.comment = entry.comment;
+  packed.whole = entry.whole;
+  packed.change = change ? std::move(*change) : entry.change;
+  packed.effect = effect ? std::move(*effect) : entry.effect;
+  return packed;
+}
+
+Statement& bind_stored(Statement& statement, int position, std::string_view text) {
+  return is_packed(text) ? statement.bind_blob(position, text) : statement.bind(position, text);
+}
+
+std::size_t weight_of(const LogEntry& entry) {
+  return unpacked_size(entry.effect.empty() ? entry.change : entry.effect);
+}
+
+bool unpack(LogEntry& entry) { return unpack(entry.change) && unpack(entry.effect); }
+
 std::string select_commits(int format, const char* rest) {
   std::string sql = "SELECT number, time_ns, author, comment, whole, change, ";
   return sql.append(format == 1 ? "''" : "effect").append(", hash FROM commits ").append(rest);
@@ -147,7 +177,8 @@ int read_snapshot(sqlite3* database, const Statement& row, LogSnapshot& snapshot
   snapshot.commit_hash = row.text(1);
   const int result = read_text(database, row, snapshot.config);
   if (result != SQLITE_OK) return result;
-  return snapshot_digest(snapshot) == row.view(4) ? SQLITE_OK : SQLITE_MISMATCH;
+  const bool matches = snapshot_digest(snapshot) == row.view(4) && unpack(snapshot.config);
+  return matches ? SQLITE_OK : SQLITE_MISMATCH;
 }
 
 int read_image(sqlite3* database, const Statement& row, LogSnapshot& image) {
@@ -158,8 +189,9 @@ int read_image(sqlite3* database, const Statement& row, LogSnapshot& image) {
   const int result = read_text(database, row, image.image);
   if (result != SQLITE_OK) return result;
   const std::string text_digest = image_text_digest(image.image);
-  return text_digest + image_digest(image, text_digest) == row.view(4) ? SQLITE_OK
-                                                                       : SQLITE_MISMATCH;
+  const bool matches =
+      text_digest + image_digest(image, text_digest) == row.view(4) && unpack(image.image);
+  return matches ? SQLITE_OK : SQLITE_MISMATCH;
 }
 
 int read_pending(sqlite3* database, int format, std::optional<LogPending>& pending) {

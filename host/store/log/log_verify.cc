@@ -155,8 +155,7 @@ class Verifier {
       }
       if (number_ > found_.tail.snapshot) {
         found_.tail.commits += 1;
-        found_.tail.effect_bytes +=
-            entry.effect.empty() ? entry.change.size() : entry.effect.size();
+        found_.tail.effect_bytes += weight_of(entry);
       }
     }
     return ended(result);

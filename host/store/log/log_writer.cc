@@ -80,9 +80,9 @@ int LogWriter::append(const LogEntry& entry, const std::string& hash) {
       .bind(3, std::string_view(entry.author))
       .bind(4, std::string_view(entry.comment))
       .bind(5, std::int64_t{entry.whole ? 1 : 0})
-      .bind(6, std::string_view(entry.change))
-      .bind_blob(7, hash)
-      .bind(8, std::string_view(entry.effect));
+      .bind_blob(7, hash);
+  bind_stored(insert_, 6, entry.change);
+  bind_stored(insert_, 8, entry.effect);
   if (const int result = insert_.run(); result != SQLITE_OK) return result;
   const std::string head_hash = head_digest(entry.number, hash);
   return update_head_.bind(1, signed_number(entry.number))
