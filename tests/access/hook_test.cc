@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -94,6 +95,9 @@ TEST(CommitHook, KeepsFourKilobytesOfComplaintsAndReadsTheRest) {
 }
 
 TEST(CommitHook, AProgramThatIsNotThereIsOurFault) {
+  if (std::getenv("NEXA_EMULATED") != nullptr) {
+    GTEST_SKIP() << "the emulator starts a program that is not there, and says nothing";
+  }
   const auto status = run({{"/no/such/hook"}, milliseconds(1000)});
   EXPECT_EQ(status.error_code(), grpc::StatusCode::INTERNAL);
   EXPECT_EQ(status.error_message(),

@@ -91,6 +91,8 @@ class Hook(RulesCase):
         self.assertFalse(os.path.exists(marker))
 
     def test_a_hook_that_cannot_be_started_undoes_the_commit(self):
+        if os.environ.get("NEXA_EMULATED"):
+            self.skipTest("the emulator starts a program that is not there, and says nothing")
         self.rules({"level": 20})
         os.rename(self.hook, self.hook + ".away")
         try:

@@ -112,8 +112,11 @@ class Verification(VerifyCase):
                 self.client.set(update=[(TOP + "/low", number // 100 % 200)])
             for child in self.children():
                 try:
-                    # Before it is the program, the server waits for it.
-                    if os.path.basename(os.readlink(f"/proc/{child}/exe")) == "nexa":
+                    # Before it is the program, the server waits for it. An emulator stands in front
+                    # of the program's own words.
+                    with open(f"/proc/{child}/cmdline", "rb") as file:
+                        words = file.read().split(b"\0")
+                    if b"nexa" in [os.path.basename(word) for word in words]:
                         os.kill(child, signal.SIGSTOP)
                         return child
                 except (FileNotFoundError, ProcessLookupError):
