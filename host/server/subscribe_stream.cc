@@ -223,7 +223,9 @@ void SubscribeStream::finish_round(const telemetry::Stream::Round& round) {
   const std::lock_guard<std::mutex> lock(mutex_);
   task_posted_ = false;
   if (ended_) return;
-  const bool polled_out = half_closed_ && mode_ == gnmi::SubscriptionList::POLL && round.is_idle;
+  // Polls that came since the round looked for them are answered by the next one.
+  const bool polled_out =
+      half_closed_ && mode_ == gnmi::SubscriptionList::POLL && round.is_idle && !woken_;
   if (round.is_over || polled_out) {
     closing_ = true;
     write_next();

@@ -77,16 +77,20 @@ TEST_F(Modes, Row33EachPollIsAnsweredInFullWithASync) {
   EXPECT_EQ(client.end(), "0 ");
 }
 
+// Also when they come, and the client's last word with them, while a round ends that saw none.
 TEST_F(Modes, Row33PollsThatComeTogetherAreEachAnswered) {
-  StreamClient client(stub(), list_of({"/device/name"}, gnmi::SubscriptionList::POLL));
-  for (int poll = 0; poll < 20; ++poll) client.write(poll_message());
-  client.half_close();
-  int syncs = 0;
-  for (std::string line = client.next(); line != "end"; line = client.next()) {
-    syncs += line == "sync" ? 1 : 0;
+  for (int attempt = 0; attempt < 100 && !HasFailure(); ++attempt) {
+    StreamClient client(stub(), list_of({"/device/name"}, gnmi::SubscriptionList::POLL));
+    const int polls = 1 + attempt % 20;
+    for (int poll = 0; poll < polls; ++poll) client.write(poll_message());
+    client.half_close();
+    int syncs = 0;
+    for (std::string line = client.next(); line != "end"; line = client.next()) {
+      syncs += line == "sync" ? 1 : 0;
+    }
+    EXPECT_EQ(syncs, polls + 1);
+    EXPECT_EQ(client.end(), "0 ");
   }
-  EXPECT_EQ(syncs, 21);
-  EXPECT_EQ(client.end(), "0 ");
 }
 
 TEST_F(Modes, Row30APollOfAStreamAndASecondListAreRefused) {
