@@ -8,11 +8,12 @@
 
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
+
+#include "support/emulated.h"
 
 namespace {
 
@@ -95,9 +96,7 @@ TEST(CommitHook, KeepsFourKilobytesOfComplaintsAndReadsTheRest) {
 }
 
 TEST(CommitHook, AProgramThatIsNotThereIsOurFault) {
-  if (std::getenv("NEXA_EMULATED") != nullptr) {
-    GTEST_SKIP() << "the emulator starts a program that is not there, and says nothing";
-  }
+  NEXA_SKIP_IF_EMULATED(nexa_test::kNoReportOfSpawn);
   const auto status = run({{"/no/such/hook"}, milliseconds(1000)});
   EXPECT_EQ(status.error_code(), grpc::StatusCode::INTERNAL);
   EXPECT_EQ(status.error_message(),

@@ -52,6 +52,8 @@ class Flooded(ServerCase):
         return cls.server.client(user="alice", password="wonder")
 
     def setUp(self):
+        if os.environ.get("NEXA_EMULATED"):
+            self.skipTest("the emulator does not tell how much a socket received")
         self.client.set(update=[(LEVEL, 3)])
         self.before = self.resident()
         self.most = self.before

@@ -92,7 +92,7 @@ class Hook(RulesCase):
 
     def test_a_hook_that_cannot_be_started_undoes_the_commit(self):
         if os.environ.get("NEXA_EMULATED"):
-            self.skipTest("the emulator starts a program that is not there, and says nothing")
+            self.skipTest("the emulator does not say that a program is not there")
         self.rules({"level": 20})
         os.rename(self.hook, self.hook + ".away")
         try:

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "raw_client.h"
+#include "support/emulated.h"
 
 namespace {
 
@@ -163,6 +164,7 @@ int accept_with_exhausted_descriptors() {
 }
 
 TEST(Listener, AcceptsAgainAfterDescriptorsRanOut) {
+  NEXA_SKIP_IF_EMULATED(nexa_test::kNoSecondStart);
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(_exit(accept_with_exhausted_descriptors()), testing::ExitedWithCode(0), "");
 }

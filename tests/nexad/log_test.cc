@@ -17,6 +17,8 @@
 #include <string>
 #include <thread>
 
+#include "support/emulated.h"
+
 namespace {
 
 using namespace nexad;
@@ -95,6 +97,7 @@ void expect_log(const char* level, bool journal, const std::string& expected) {
 }
 
 TEST(Log, WritesOneLineForEachEvent) {
+  NEXA_SKIP_IF_EMULATED(nexa_test::kNoSecondStart);
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(expect_log("info", false,
                          "info nexad: told\\nforged: line\\x1B[0m\n"
@@ -111,6 +114,7 @@ TEST(Log, WritesOneLineForEachEvent) {
 }
 
 TEST(Log, ShowsEverythingAtDebug) {
+  NEXA_SKIP_IF_EMULATED(nexa_test::kNoSecondStart);
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(expect_log("debug", false,
                          "debug nexad: detail\n"
@@ -136,6 +140,7 @@ TEST(Log, ShowsEverythingAtDebug) {
 }
 
 TEST(Log, KeepsTheAuditWhateverTheLevel) {
+  NEXA_SKIP_IF_EMULATED(nexa_test::kNoSecondStart);
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(expect_log("error", false,
                          "error nexad: wrong\n"
@@ -150,6 +155,7 @@ TEST(Log, KeepsTheAuditWhateverTheLevel) {
 }
 
 TEST(Log, GivesPrioritiesAndNoTimesToTheJournal) {
+  NEXA_SKIP_IF_EMULATED(nexa_test::kNoSecondStart);
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(expect_log("info", true,
                          "<6>nexad: told\\nforged: line\\x1B[0m\n"
@@ -197,6 +203,7 @@ void expect_everything() {
 }
 
 TEST(Log, LimitsTheLinesThatTheLibrariesWriteForStrangers) {
+  NEXA_SKIP_IF_EMULATED(nexa_test::kNoSecondStart);
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(expect_limit(), testing::ExitedWithCode(0), "");
   EXPECT_EXIT(expect_everything(), testing::ExitedWithCode(0), "");
@@ -226,6 +233,7 @@ void expect_limits_of_strangers() {
 }
 
 TEST(Log, LimitsTheLinesOfFailedLoginsAndHandshakes) {
+  NEXA_SKIP_IF_EMULATED(nexa_test::kNoSecondStart);
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(expect_limits_of_strangers(), testing::ExitedWithCode(0), "");
 }

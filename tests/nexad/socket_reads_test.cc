@@ -51,7 +51,11 @@ TEST(SocketReads, AreAnnouncedToThoseThatAreThere) {
   const SocketPair pair;
   int first = 0;
   int second = 0;
+  char bytes[8];
+  iovec part{bytes, sizeof bytes};
   msghdr message{};
+  message.msg_iov = &part;
+  message.msg_iovlen = 1;
   const SocketReads stays([&](int) { ++first; });
   {
     const SocketReads goes([&](int) { ++second; });

@@ -13,6 +13,8 @@
 #include <iterator>
 #include <thread>
 
+#include "support/emulated.h"
+
 namespace {
 
 using namespace nexad;
@@ -191,6 +193,7 @@ TEST_F(VerifierTest, TheEndKillsARun) {
 }
 
 TEST_F(VerifierTest, AProgramThatIsNotThereIsAFailure) {
+  NEXA_SKIP_IF_EMULATED(nexa_test::kNoReportOfSpawn);
   store_.head = 1;
   VerifierOptions options;
   options.command = {folder_ + "/nothing"};

@@ -50,6 +50,7 @@ class RandomModule {
   std::string list(const std::vector<std::string>& path, int depth, bool conditional);
   std::string choice(const std::vector<std::string>& path, int depth, bool conditional);
   std::string type(const std::vector<std::string>& path, bool& is_string);
+  std::string type_and_must(const std::vector<std::string>& path, bool& is_string);
   std::string when(const std::vector<std::string>& path, bool& conditional);
   std::string must(const std::vector<std::string>& path);
   std::string expression(const std::vector<std::string>& from, bool for_when);
@@ -101,7 +102,7 @@ inline std::string RandomModule::leaf(const Path& path, bool conditional, bool i
   const Path here = below(path, own);
   std::string text = "leaf " + own + " { " + when(here, conditional);
   bool is_string = true;
-  text += type(here, is_string) + must(here);
+  text += type_and_must(here, is_string);
   if (is_string && random_.chance(25)) {
     text += "default \"" + random_.pick(kWords) + "\"; ";
   } else if (!in_case && random_.chance(8) && !path.empty()) {
@@ -116,7 +117,7 @@ inline std::string RandomModule::leaf_list(const Path& path, bool conditional) {
   const Path here = below(path, own);
   std::string text = "leaf-list " + own + " { " + when(here, conditional);
   bool is_string = true;
-  text += type(here, is_string) + must(here);
+  text += type_and_must(here, is_string);
   if (random_.chance(40)) text += "ordered-by user; ";
   if (random_.chance(20)) text += "max-elements 2; ";
   if (is_string && random_.chance(25)) {
@@ -190,6 +191,13 @@ inline std::string RandomModule::type(const Path& path, bool& is_string) {
     if (node.is_leaf && node.is_string && random_.chance(40)) target = node.path;
   }
   return "type leafref { path \"" + way(path, target) + "\"; } ";
+}
+
+// One after the other in words: which operand of a + comes first is the compiler's choice, and a
+// seed means one module everywhere.
+inline std::string RandomModule::type_and_must(const Path& path, bool& is_string) {
+  const std::string rule = must(path);
+  return type(path, is_string) + rule;
 }
 
 inline std::string RandomModule::when(const Path& path, bool& conditional) {
