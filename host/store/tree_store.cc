@@ -19,6 +19,7 @@
 #include "store/judge.h"
 #include "store/log/data_directory.h"
 #include "store/log/log_database.h"
+#include "store/log/patient_work.h"
 #include "store/log/snapshot_writer.h"
 #include "store/past.h"
 #include "store/publication.h"
@@ -194,8 +195,10 @@ std::optional<LogSnapshot> TreeStore::log_snapshot() const {
   const std::shared_ptr<const TreeSnapshot> snapshot = publication_.current();
   LogSnapshot made;
   made.number = snapshot->number();
-  made.config = snapshot->xml();
-  made.image = image_text(snapshot->root());
+  do_patiently([&] {
+    made.config = snapshot->xml();
+    made.image = image_text(snapshot->root());
+  });
   made.schema_hash = schema_hash_;
   made.judged = publication_.is_verified(made.number);
   return made;

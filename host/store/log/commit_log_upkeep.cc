@@ -11,6 +11,7 @@
 #include "store/log/commit_log.h"
 #include "store/log/log_rows.h"
 #include "store/log/packed_text.h"
+#include "store/log/patient_work.h"
 
 namespace nexa::store {
 namespace {
@@ -228,9 +229,11 @@ LogResult CommitLog::write_snapshot(LogSnapshot snapshot, const LogLimits& limit
   const DatabasePtr database = connect(result);
   if (database == nullptr) return result;
   const std::size_t size = (snapshot.schema_hash.empty() ? snapshot.config : snapshot.image).size();
-  for (std::string* const text : {&snapshot.config, &snapshot.image}) {
-    if (std::optional<std::string> packed = pack(*text)) *text = std::move(*packed);
-  }
+  do_patiently([&snapshot] {
+    for (std::string* const text : {&snapshot.config, &snapshot.image}) {
+      if (std::optional<std::string> packed = pack(*text)) *text = std::move(*packed);
+    }
+  });
   result = sweep(database.get());
   if (result.ok()) result = store_snapshot(database.get(), snapshot, limits);
   if (!result.ok()) return result;
