@@ -38,7 +38,7 @@ void take(HeldState& state, std::string_view text) {
   }
   const auto target = resolver().resolve(gnmi::Path(), line.path, nexa::model::Purpose::kRead);
   if (!target.ok()) {
-    if (target.refusal().rule.empty()) fuzz::fail("no rule", std::string(text));
+    if (target.failure().rule.empty()) fuzz::fail("no rule", std::string(text));
     return;
   }
   if (line.kind == StateLine::Kind::kCounters) return;  // nothing is held of it

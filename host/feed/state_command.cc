@@ -258,7 +258,7 @@ class StateCommand : public state::StateProvider {
     if (!read_state_line(text, line, error)) return false;
     auto target = resolver_.resolve(gnmi::Path(), line.path, model::Purpose::kRead);
     if (!target.ok()) {
-      error = target.refusal().rule;
+      error = target.failure().rule;
       return false;
     }
     if (line.kind == StateLine::Kind::kCounters) return add_counters(target.value(), error);
