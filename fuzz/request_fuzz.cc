@@ -28,7 +28,7 @@ class Everybody : public nexa::access::AccessControl {
                  nexa::access::Caller& caller) override {
     return authenticate(credentials, caller).ok();
   }
-  bool reload(std::string& /*error*/) override { return true; }
+  nexa::text::Done reload() override { return {}; }
 };
 
 class Observer : public nexa::server::ServiceObserver {

@@ -120,8 +120,13 @@ bool Application::open_identities(std::string& error) {
     tls_ = TlsStore::open(tls_files(), error);
     if (tls_ == nullptr) return false;
   }
-  access_ = nexa::access::make_access_control(config_.users, error);
-  return access_ != nullptr;
+  auto access = nexa::access::make_access_control(config_.users);
+  if (access.ok()) {
+    access_ = std::move(access).value();
+  } else {
+    error = access.failure().line();
+  }
+  return access.ok();
 }
 
 bool Application::open_store(std::string& error) {
@@ -309,11 +314,10 @@ void Application::add_state_command() {
 }
 
 void Application::reload() {
-  std::string error;
-  if (access_->reload(error)) {
-    if (!config_.users.empty()) log_info("users read again from " + config_.users);
-  } else {
-    log_error("the users stay as they were: " + error);
+  if (const auto done = access_->reload(); !done.ok()) {
+    log_error("the users stay as they were: " + done.failure().line());
+  } else if (!config_.users.empty()) {
+    log_info("users read again from " + config_.users);
   }
   renew_certificates(true);
 }
