@@ -79,10 +79,8 @@ bool find_members(const translate::JsonDocument& document, Members& members) {
 
 bool read_state_line(std::string_view text, StateLine& line, std::string& error) {
   translate::JsonDocument document;
-  std::size_t offset = 0;
-  std::uint32_t open_item = 0;
-  if (!translate::scan_json(text, document, error, offset, open_item)) {
-    error += " at byte " + std::to_string(offset);
+  if (const text::Done done = translate::scan_json(text, document); !done.ok()) {
+    error = done.failure().rule + " at byte " + std::to_string(document.fault_offset);
     return false;
   }
   error.clear();
