@@ -86,10 +86,9 @@ int run_set(const SetOptions& options, Session& session) {
   }
   std::string text;
   if (!read_input(options.file, text)) return kUsage;
-  AnyRequest request;
-  std::string error;
-  if (!parse_request(text, "set", request, error)) {
-    std::fprintf(stderr, "nexa: %s: %s\n", options.file.c_str(), error.c_str());
+  const auto request = parse_request(text, "set");
+  if (!request.ok()) {
+    report_failure(nexa::text::failure_at(options.file, request.failure()));
     return kUsage;
   }
   const auto mapper = options.configuration.load();
@@ -98,7 +97,7 @@ int run_set(const SetOptions& options, Session& session) {
   if (store == nullptr) return kRefused;
   std::string difference;
   const grpc::Status status =
-      judge(options, std::get<gnmi::SetRequest>(request), *mapper, *store, difference);
+      judge(options, std::get<gnmi::SetRequest>(request.value()), *mapper, *store, difference);
   if (!status.ok()) {
     report_refusal(status);
     return kRefused;
