@@ -148,10 +148,10 @@ Done Application::open_store() {
     if (!mirror_->empty()) options.mirror = mirror_.get();
   }
   std::vector<std::string> notes;
-  std::string error;
-  store_ = nexa::store::open_tree_store(options, error, &notes);
+  auto store = nexa::store::open_tree_store(options, &notes);
   for (const std::string& note : notes) log_info(note);
-  if (store_ == nullptr) return unusable("", std::move(error));
+  if (!store.ok()) return std::move(store).failure();
+  store_ = std::move(store).value();
   return {};
 }
 
