@@ -58,24 +58,26 @@ bool split(std::string_view line, std::array<std::string_view, 3>& fields) {
   return true;
 }
 
-// Adds the line's user; what is wrong with it otherwise.
-std::string add_user(std::string_view line, Users& users) {
+// Adds the line's user. `place` is the line.
+text::Done add_user(const std::string& place, std::string_view line, Users& users) {
   std::array<std::string_view, 3> fields;
-  if (!split(line, fields)) return "a line is name:role:hash";
+  if (!split(line, fields)) return text::unusable(place, "a line is name:role:hash");
   const auto [name, role, hash] = fields;
-  if (!is_name(name)) return "the name is empty, too long or has blanks in it";
+  if (!is_name(name)) {
+    return text::unusable(place, "the name is empty, too long or has blanks in it");
+  }
   User user;
   if (role == "read-write") {
     user.role = Role::kReadWrite;
   } else if (role != "read-only") {
-    return "the role is neither read-only nor read-write";
+    return text::unusable(place, "the role is neither read-only nor read-write");
   }
   if (hash != "*") {
     user.hash = hash;
-    if (const char* fault = fault_of_hash(user.hash)) return fault;
+    if (const char* fault = fault_of_hash(user.hash)) return text::unusable(place, fault);
   }
   if (!users.emplace(name, std::move(user)).second) {
-    return "the user " + std::string(name) + " stands in the file twice";
+    return text::unusable(place, "the user " + std::string(name) + " stands in the file twice");
   }
   return {};
 }
@@ -93,9 +95,8 @@ text::Result<Users> parse_users(std::string_view text, const std::string& file) 
     const std::string_view line = trimmed(text.substr(0, end));
     text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
     if (line.empty() || line.front() == '#') continue;
-    std::string fault = add_user(line, users);
-    if (fault.empty()) continue;
-    return text::unusable(file + ":" + std::to_string(number), std::move(fault));
+    text::Done done = add_user(file + ":" + std::to_string(number), line, users);
+    if (!done.ok()) return std::move(done).failure();
   }
   return users;
 }
