@@ -62,12 +62,12 @@ class Bench {
     nexa::store::TreeStoreOptions options;
     options.directory = directory_;
     options.sync = false;
-    std::string error;
-    store_ = nexa::store::open_tree_store(options, error);
-    if (store_ == nullptr) {
-      std::fprintf(stderr, "%s\n", error.c_str());
+    auto store = nexa::store::open_tree_store(options);
+    if (!store.ok()) {
+      std::fprintf(stderr, "%s\n", store.failure().line().c_str());
       std::exit(2);
     }
+    store_ = std::move(store).value();
     std::string ports;
     for (int port = 0; port < kPorts; ++port) ports += entry(port, "1");
     commit(ports);

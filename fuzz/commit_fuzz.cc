@@ -29,10 +29,9 @@ std::unique_ptr<ConfigStore> opened(const std::string& folder) {
   options.history_limit = 10;
   options.commits_per_snapshot = 10;
   options.max_nodes = 5000;
-  std::string error;
-  auto store = nexa::store::open_tree_store(options, error);
-  if (store == nullptr) fuzz::fail("the store does not open", error);
-  return store;
+  auto store = nexa::store::open_tree_store(options);
+  if (!store.ok()) fuzz::fail("the store does not open", store.failure().line());
+  return std::move(store).value();
 }
 
 class Target {

@@ -35,13 +35,13 @@ class MemoryFile {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const MemoryFile file;
   file.hold(data, size);
-  std::map<std::string, nexad::FileValue> values;
-  std::string error;
-  if (!nexad::read_config_file(file.path(), values, error)) {
+  const auto values = nexad::read_config_file(file.path());
+  if (!values.ok()) {
+    const std::string error = values.failure().line();
     if (error.rfind(file.path() + ":", 0) != 0) fuzz::fail("no place", error);
     return 0;
   }
-  for (const auto& [setting, value] : values) {
+  for (const auto& [setting, value] : values.value()) {
     if (setting.empty() || value.origin.rfind(file.path() + ":", 0) != 0) {
       fuzz::fail("no origin", setting);
     }

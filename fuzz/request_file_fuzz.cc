@@ -10,19 +10,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string text = fuzz::text_of(data, size);
   int fitting = 0;
   for (const char* type : {"get", "set", "subscribe"}) {
-    nexa_tool::AnyRequest request;
-    std::string error;
-    if (nexa_tool::parse_request(text, type, request, error)) {
-      if (std::string(nexa_tool::type_name(request)) != type) fuzz::fail("another type", text);
+    const auto request = nexa_tool::parse_request(text, type);
+    if (request.ok()) {
+      if (std::string(nexa_tool::type_name(request.value())) != type) {
+        fuzz::fail("another type", text);
+      }
       ++fitting;
-    } else if (error.empty()) {
+    } else if (request.failure().rule.empty()) {
       fuzz::fail("refused without a text", text);
     }
   }
-  nexa_tool::AnyRequest request;
-  std::string error;
-  const bool is_one = nexa_tool::parse_request(text, "", request, error);
-  if (is_one != (fitting == 1)) fuzz::fail("the kinds disagree", text);
-  if (!is_one && error.empty()) fuzz::fail("refused without a text", text);
+  const auto request = nexa_tool::parse_request(text, "");
+  if (request.ok() != (fitting == 1)) fuzz::fail("the kinds disagree", text);
+  if (!request.ok() && request.failure().rule.empty()) fuzz::fail("refused without a text", text);
   return 0;
 }

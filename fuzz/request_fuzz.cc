@@ -28,7 +28,7 @@ class Everybody : public nexa::access::AccessControl {
                  nexa::access::Caller& caller) override {
     return authenticate(credentials, caller).ok();
   }
-  bool reload(std::string& /*error*/) override { return true; }
+  nexa::text::Done reload() override { return {}; }
 };
 
 class Observer : public nexa::server::ServiceObserver {
@@ -46,9 +46,9 @@ class Service {
     options.sync = false;
     options.history_limit = 10;
     options.commits_per_snapshot = 10;
-    std::string error;
-    store_ = nexa::store::open_tree_store(options, error);
-    if (store_ == nullptr) fuzz::fail("no store", error);
+    auto store = nexa::store::open_tree_store(options);
+    if (!store.ok()) fuzz::fail("no store", store.failure().line());
+    store_ = std::move(store).value();
     nexa::server::GnmiServiceOptions limits;
     limits.workers = 1;
     service_ = nexa::server::make_gnmi_service(

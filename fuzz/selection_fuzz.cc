@@ -21,7 +21,6 @@
 
 namespace {
 
-using nexa::model::Result;
 using nexa::model::Target;
 using nexa::store::DataPart;
 using nexa::store::ImageKind;
@@ -30,6 +29,7 @@ using nexa::store::ImagePtr;
 using nexa::store::LeafLists;
 using nexa::store::NodePair;
 using nexa::store::TreePtr;
+using nexa::text::Result;
 
 constexpr char kConfig[] = R"(<device xmlns="urn:example:device"><name>d</name>
 <limits><tiny>-1</tiny><flags>loud fast</flags><choice-of-types>7</choice-of-types></limits>
@@ -71,10 +71,10 @@ Result<Target> resolved(const gnmi::Path& path) {
   static const nexa::model::Resolver resolver(schema);
   Result<Target> target = resolver.resolve(gnmi::Path(), path, nexa::model::Purpose::kRead);
   if (target.ok()) return target;
-  const grpc::StatusCode code = target.refusal().code;
+  const grpc::StatusCode code = target.failure().code;
   const bool known = code == grpc::NOT_FOUND || code == grpc::INVALID_ARGUMENT ||
                      (code == grpc::UNIMPLEMENTED && !path.origin().empty());
-  if (!known || target.refusal().rule.empty()) std::abort();
+  if (!known || target.failure().rule.empty()) std::abort();
   return target;
 }
 

@@ -21,10 +21,9 @@ ConfigStore& store() {
     nexa::store::TreeStoreOptions options;
     options.directory = folder.path();
     options.sync = false;
-    std::string error;
-    auto made = nexa::store::open_tree_store(options, error);
-    if (made == nullptr) fuzz::fail("no store", error);
-    return made;
+    auto made = nexa::store::open_tree_store(options);
+    if (!made.ok()) fuzz::fail("no store", made.failure().line());
+    return std::move(made).value();
   }();
   return *opened;
 }
@@ -44,10 +43,9 @@ void check_json(const std::string& json) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string xml = fuzz::text_of(data, size);
-  std::string error;
-  const auto state = store().parse_state(xml, error);
-  if (state == nullptr) {
-    if (error.empty()) fuzz::fail("refused without a text", xml);
+  const auto parsed = store().parse_state(xml);
+  if (!parsed.ok()) {
+    if (parsed.failure().rule.empty()) fuzz::fail("refused without a text", xml);
     return 0;
   }
   for (const DataPart part :
@@ -57,7 +55,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       query.part = part;
       query.form = form;
       const grpc::Status status = store().snapshot()->read(
-          query, state.get(),
+          query, parsed.value().get(),
           [](gnmi::Path&, gnmi::TypedValue& value) { check_json(value.json_ietf_val()); });
       if (!status.ok()) fuzz::fail("the root cannot be read", status.error_message());
     }

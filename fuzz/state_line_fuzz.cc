@@ -30,15 +30,15 @@ std::string text_of(const HeldState& state) {
 }
 
 void take(HeldState& state, std::string_view text) {
-  StateLine line;
-  std::string error;
-  if (!nexa::feed::read_state_line(text, line, error)) {
-    if (error.empty()) fuzz::fail("refused without a text", std::string(text));
+  const auto read = nexa::feed::read_state_line(text);
+  if (!read.ok()) {
+    if (read.failure().rule.empty()) fuzz::fail("refused without a text", std::string(text));
     return;
   }
+  const StateLine& line = read.value();
   const auto target = resolver().resolve(gnmi::Path(), line.path, nexa::model::Purpose::kRead);
   if (!target.ok()) {
-    if (target.refusal().rule.empty()) fuzz::fail("no rule", std::string(text));
+    if (target.failure().rule.empty()) fuzz::fail("no rule", std::string(text));
     return;
   }
   if (line.kind == StateLine::Kind::kCounters) return;  // nothing is held of it
@@ -50,8 +50,9 @@ void take(HeldState& state, std::string_view text) {
     return;
   }
   const std::string before = text_of(state);
-  if (state.update(target.value(), line.value, error)) return;
-  if (error.empty()) fuzz::fail("does not fit without a text", std::string(text));
+  const auto done = state.update(target.value(), line.value);
+  if (done.ok()) return;
+  if (done.failure().rule.empty()) fuzz::fail("does not fit without a text", std::string(text));
   if (text_of(state) != before) fuzz::fail("a refusal changed something", std::string(text));
 }
 

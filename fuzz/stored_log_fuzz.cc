@@ -26,12 +26,12 @@ constexpr int kCommits = 7;
 constexpr std::size_t kDamageBytes = 6;
 constexpr std::size_t kMostDamages = 16;
 
-std::unique_ptr<ConfigStore> opened(const std::string& folder, std::string& error) {
+nexa::text::Result<std::unique_ptr<ConfigStore>> opened(const std::string& folder) {
   nexa::store::TreeStoreOptions options;
   options.directory = folder;
   options.sync = false;
   options.commits_per_snapshot = 4;
-  return nexa::store::open_tree_store(options, error);
+  return nexa::store::open_tree_store(options);
 }
 
 grpc::Status commit(ConfigStore& store, const std::string& name) {
@@ -61,9 +61,9 @@ struct Template {
   Template() {
     fuzz::mapper();
     const fuzz::TemporaryFolder folder;
-    std::string error;
-    const auto store = opened(folder.path(), error);
-    if (store == nullptr) fuzz::fail("no store", error);
+    const auto result = opened(folder.path());
+    if (!result.ok()) fuzz::fail("no store", result.failure().line());
+    const auto& store = result.value();
     states.insert(store->snapshot()->xml());
     for (int i = 0; i < kCommits; ++i) {
       const grpc::Status status = commit(*store, "n" + std::to_string(i));
@@ -123,13 +123,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (const auto& [name, bytes] : damaged(data, size)) {
     write_file(folder.path() + "/" + name, bytes);
   }
-  std::string error;
-  const auto store = opened(folder.path(), error);
-  if (store == nullptr) {
+  const auto result = opened(folder.path());
+  if (!result.ok()) {
+    const std::string error = result.failure().line();
     if (error.find('\n') != std::string::npos) fuzz::fail("more than a line", error);
     if (error.rfind(folder.path(), 0) != 0) fuzz::fail("names no file", error);
     return 0;
   }
+  const auto& store = result.value();
   const std::string served = store->snapshot()->xml();
   if (original().states.count(served) == 0) fuzz::fail("serves what nobody committed", served);
   const grpc::Status status = commit(*store, "later");

@@ -4,14 +4,14 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string text = fuzz::text_of(data, size);
-  std::string error;
-  const auto users = nexa::access::parse_users(text, "users", error);
-  if (!users) {
+  const auto users = nexa::access::parse_users(text, "users");
+  if (!users.ok()) {
+    const std::string error = users.failure().line();
     if (error.rfind("users:", 0) != 0) fuzz::fail("no place", error);
     if (error.find('\n') != std::string::npos) fuzz::fail("more than a line", error);
     return 0;
   }
-  for (const auto& [name, user] : *users) {
+  for (const auto& [name, user] : users.value()) {
     if (name.empty()) fuzz::fail("a user without a name");
     if (user.hash == "*") fuzz::fail("a star as a hash");
   }

@@ -65,12 +65,12 @@ std::string as_json(const char* type, const nexa::profile::RequestVerdict& verdi
 int run_check(const CheckOptions& options, Session& session) {
   std::string text;
   if (!read_input(options.file, text)) return kUsage;
-  AnyRequest request;
-  std::string error;
-  if (!parse_request(text, options.type, request, error)) {
-    std::fprintf(stderr, "nexa: %s: %s\n", options.file.c_str(), error.c_str());
+  auto parsed = parse_request(text, options.type);
+  if (!parsed.ok()) {
+    report_failure(nexa::text::failure_at(options.file, parsed.failure()));
     return kUsage;
   }
+  AnyRequest& request = parsed.value();
   const nexa::profile::Profile profile =
       nexa::profile::profile_of(options.profile).value_or(nexa::profile::Profile::kFull);
   const nexa::profile::RequestVerdict verdict = std::visit(Check{profile}, request);

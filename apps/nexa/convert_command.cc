@@ -8,7 +8,6 @@
 #include "raw_convert.h"
 #include "schema_options.h"
 #include "status_output.h"
-#include "store/commit_answer.h"
 #include "store/document_check.h"
 #include "translate/path_string.h"
 #include "translate/single_update.h"
@@ -76,7 +75,7 @@ grpc::Status check_document(const std::string& xml, const ConvertOptions& option
   if (!problem) return grpc::Status::OK;
   return {grpc::StatusCode::INVALID_ARGUMENT, options.mode + " of " +
                                                   nexa::translate::format_path_string(path) + ": " +
-                                                  nexa::store::words_of(*problem)};
+                                                  problem->failure().line()};
 }
 
 grpc::Status convert(const ConvertOptions& options, gnmi::Path path, std::string value,

@@ -28,7 +28,7 @@ grpc::Status unusable(std::string message) {
 
 grpc::Status resolve(const gnmi::Path& path, const Resolver& resolver, Target& target) {
   auto result = resolver.resolve(gnmi::Path(), path, Purpose::kRead);
-  if (!result.ok()) return result.refusal().status();
+  if (!result.ok()) return result.failure().status();
   target = std::move(result.value());
   for (const nexa::model::TargetStep& step : target.steps) {
     if (step.kind != nexa::model::TargetStep::Kind::kName) {

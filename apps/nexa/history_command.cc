@@ -13,6 +13,7 @@
 #include "json_writer.h"
 #include "option_checks.h"
 #include "pretty_xml.h"
+#include "status_output.h"
 #include "store/log/commit_log.h"
 #include "text/display.h"
 #include "text/utc_time.h"
@@ -79,8 +80,9 @@ std::string as_json(const std::vector<CommitRecord>& records) {
   return to_text(list.get());
 }
 
-int fail(const std::string& error) {
-  std::fprintf(stderr, "nexa: %s\n", error.c_str());
+// The log says why in a line of its own.
+int fail(std::string line) {
+  report_failure(nexa::text::unusable("", std::move(line)));
   return kRefused;
 }
 

@@ -18,10 +18,12 @@
 #include "commands.h"
 #include "option_checks.h"
 #include "schema_options.h"
+#include "status_output.h"
 #include "text/descriptor.h"
 #include "text/escape.h"
 
 namespace nexa_tool {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -67,8 +69,8 @@ struct NewFile {
   mode_t mode;
 };
 
-int refuse(const std::string& error) {
-  std::fprintf(stderr, "nexa: %s\n", error.c_str());
+int give_up(const nexa::text::Failure& failure) {
+  report_failure(failure);
   return kRefused;
 }
 
@@ -160,18 +162,18 @@ bool write_file(const fs::path& path, const NewFile& file) {
   return true;
 }
 
-// Empty when all are written; otherwise none is left, and the text says what failed.
-std::string write_files(const fs::path& directory, const std::vector<NewFile>& files) {
+// After a failure none is left.
+nexa::text::Done write_files(const fs::path& directory, const std::vector<NewFile>& files) {
   std::error_code fault;
   fs::create_directories(directory / "tls", fault);
-  if (fault) return (directory / "tls").string() + ": " + fault.message();
+  if (fault) return nexa::text::unusable((directory / "tls").string(), fault.message());
   for (const NewFile& file : files) {
     const fs::path path = directory / file.name;
     if (write_file(path, file)) continue;
-    std::string error = path.string() + ": " + system_text();
+    nexa::text::Failure failure = nexa::text::unusable(path.string(), system_text());
     for (const NewFile& made : files) fs::remove(directory / made.name, fault);
     fs::remove(directory / "tls", fault);
-    return error;
+    return failure;
   }
   return {};
 }
@@ -215,12 +217,14 @@ int run_init(InitOptions& options, Session& session) {
   const fs::path directory = fs::absolute(options.directory).lexically_normal();
   std::error_code fault;
   if (fs::exists(directory, fault) && !fs::is_empty(directory, fault)) {
-    return refuse(directory.string() +
-                  (fault ? ": " + fault.message() : std::string(" is not empty; name a new one")));
+    return give_up(
+        fault ? nexa::text::unusable(directory.string(), fault.message())
+              : nexa::text::unusable("", directory.string() + " is not empty; name a new one"));
   }
   if (!choose_schema(options.schema)) {
-    return refuse("there are no YANG modules in " + std::string(kUsualFolders[0]) +
-                  "; name a folder with --yang-dir");
+    return give_up(nexa::text::unusable("", "there are no YANG modules in " +
+                                                std::string(kUsualFolders[0]) +
+                                                "; name a folder with --yang-dir"));
   }
   // What cannot be loaded would only show when the server starts.
   if (options.schema.load() == nullptr) return kRefused;
@@ -229,13 +233,12 @@ int run_init(InitOptions& options, Session& session) {
   try {
     files = new_files(options, directory, password);
   } catch (const std::runtime_error& error) {
-    return refuse(error.what());
+    return give_up(nexa::text::unusable("", error.what()));
   }
   const bool is_new = fs::create_directories(directory, fault);
-  if (fault) return refuse(directory.string() + ": " + fault.message());
+  if (fault) return give_up(nexa::text::unusable(directory.string(), fault.message()));
   if (is_new) fs::permissions(directory, fs::perms::owner_all, fault);
-  const std::string error = write_files(directory, files);
-  if (!error.empty()) return refuse(error);
+  if (const auto done = write_files(directory, files); !done.ok()) return give_up(done.failure());
   return session.output.write(what_next(options, directory, password)) ? kDone : kRefused;
 }
 

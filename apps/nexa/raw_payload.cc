@@ -15,11 +15,9 @@ grpc::Status refused(const std::string& text) { return {grpc::StatusCode::INVALI
 // cJSON reads more than JSON, and ends a string at an escaped NUL.
 grpc::Status read_payload(const std::string& text, nexa::text::JsonPtr& json) {
   nexa::translate::JsonDocument scanned;
-  std::string error;
-  std::size_t offset = 0;
-  std::uint32_t open_item = 0;
-  if (!nexa::translate::scan_json(text, scanned, error, offset, open_item)) {
-    return refused("Malformed JSON: " + error + " at " + scanned.place(offset));
+  if (const auto done = nexa::translate::scan_json(text, scanned); !done.ok()) {
+    return refused("Malformed JSON: " + done.failure().rule + " at " +
+                   scanned.place(scanned.fault_offset));
   }
   json.reset(cJSON_ParseWithLength(text.data(), text.size()));
   return json == nullptr ? refused("Malformed JSON") : grpc::Status::OK;

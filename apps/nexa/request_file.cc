@@ -10,6 +10,7 @@
 #include <utility>
 
 namespace nexa_tool {
+
 namespace {
 
 // Keeps the first problem; the parser would print them all.
@@ -31,18 +32,17 @@ bool is_json(const std::string& text) {
   return first != std::string::npos && text[first] == '{';
 }
 
-bool parse(const std::string& text, google::protobuf::Message& message, std::string& error) {
+nexa::text::Done parse(const std::string& text, google::protobuf::Message& message) {
   if (is_json(text)) {
     const auto status = google::protobuf::util::JsonStringToMessage(text, &message);
-    error = std::string(status.message());
-    return status.ok();
+    if (status.ok()) return {};
+    return nexa::text::unusable("", std::string(status.message()));
   }
   FirstProblem problem;
   google::protobuf::TextFormat::Parser parser;
   parser.RecordErrorsTo(&problem);
-  const bool parsed = parser.ParseFromString(text, &message);
-  error = std::move(problem.text);
-  return parsed;
+  if (parser.ParseFromString(text, &message)) return {};
+  return nexa::text::unusable("", std::move(problem.text));
 }
 
 google::protobuf::Message& message_of(AnyRequest& request) {
@@ -57,26 +57,29 @@ const char* type_name(const AnyRequest& request) {
   return kNames.at(request.index());
 }
 
-bool parse_request(const std::string& text, const std::string& type, AnyRequest& request,
-                   std::string& error) {
+nexa::text::Result<AnyRequest> parse_request(const std::string& text, const std::string& type) {
+  AnyRequest request;
+  std::string problems = "not a request";
   std::string fitting;
   int fit = 0;
   for (AnyRequest candidate : {AnyRequest(gnmi::GetRequest()), AnyRequest(gnmi::SetRequest()),
                                AnyRequest(gnmi::SubscribeRequest())}) {
     const char* name = type_name(candidate);
     if (!type.empty() && type != name) continue;
-    std::string problem;
-    if (!parse(text, message_of(candidate), problem)) {
-      error.append(error.empty() ? "" : "\n").append("as ").append(name).append(": ");
-      error.append(problem);
+    const nexa::text::Done done = parse(text, message_of(candidate));
+    if (!done.ok()) {
+      problems.append("\nas ").append(name).append(": ").append(done.failure().line());
       continue;
     }
     fitting.append(fit++ == 0 ? "" : ", ").append(name);
     request = std::move(candidate);
   }
-  if (fit > 1) error = "fits more than one request (" + fitting + "); say which with --type";
-  if (fit == 0) error.insert(0, "not a request\n");
-  return fit == 1;
+  if (fit == 0) return nexa::text::unusable("", std::move(problems));
+  if (fit > 1) {
+    return nexa::text::unusable(
+        "", "fits more than one request (" + fitting + "); say which with --type");
+  }
+  return request;
 }
 
 }  // namespace nexa_tool

@@ -7,6 +7,7 @@
 #include <variant>
 
 #include "gnmi.pb.h"
+#include "text/result.h"
 
 namespace nexa_tool {
 
@@ -16,9 +17,8 @@ using AnyRequest = std::variant<gnmi::GetRequest, gnmi::SetRequest, gnmi::Subscr
 const char* type_name(const AnyRequest& request);
 
 // Parses `text` as the request that `type` names, for an empty `type` as the only one whose fields
-// fit. False with `error`, one line for each request tried, where none fits or more than one does.
-bool parse_request(const std::string& text, const std::string& type, AnyRequest& request,
-                   std::string& error);
+// fit. Fails, with one line for each request tried, where none fits or more than one does.
+nexa::text::Result<AnyRequest> parse_request(const std::string& text, const std::string& type);
 
 }  // namespace nexa_tool
 

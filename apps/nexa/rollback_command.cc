@@ -43,12 +43,12 @@ int run_rollback(const RollbackOptions& options, Session& session) {
   place.directory = options.configuration.directory;
   // The tool drops no history; the server does that by its own limit.
   place.history_limit = 0;
-  std::string error;
-  const auto store = nexa::store::open_tree_store(place, error);
-  if (store == nullptr) {
-    std::fprintf(stderr, "nexa: %s\n", error.c_str());
+  const auto opened = nexa::store::open_tree_store(place);
+  if (!opened.ok()) {
+    report_failure(opened.failure());
     return kRefused;
   }
+  const auto& store = opened.value();
   const std::uint64_t before = store->snapshot()->number();
   const nexa::store::CommitResult result = store->rollback(options.number, user_name(), nullptr);
   if (!result.status.ok()) {

@@ -9,6 +9,7 @@
 #include "feature_option.h"
 #include "kestrel/loader.h"
 #include "option_checks.h"
+#include "status_output.h"
 
 namespace nexa_tool {
 namespace {
@@ -77,7 +78,7 @@ std::unique_ptr<nexa::ServiceKestrelNamespaceMapperImpl> SchemaOptions::load() c
   }
   if (const auto error = kestrel::load(options)) {
     progress.clear();
-    std::fprintf(stderr, "nexa: %s\n", error->text().c_str());
+    report_failure(nexa::text::unusable("", error->text()));
     return nullptr;
   }
   auto mapper = std::make_unique<nexa::ServiceKestrelNamespaceMapperImpl>();

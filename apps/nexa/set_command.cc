@@ -69,14 +69,11 @@ grpc::Status judge(const SetOptions& options, const gnmi::SetRequest& request,
   return nexa::request::refusal_of(request, result);
 }
 
-std::unique_ptr<nexa::store::ConfigStore> open_to_read(const SetOptions& options) {
+auto open_to_read(const SetOptions& options) {
   nexa::store::TreeStoreOptions place;
   place.directory = options.configuration.directory;
   place.read_only = true;
-  std::string error;
-  auto store = nexa::store::open_tree_store(place, error);
-  if (store == nullptr) std::fprintf(stderr, "nexa: %s\n", error.c_str());
-  return store;
+  return nexa::store::open_tree_store(place);
 }
 
 int run_set(const SetOptions& options, Session& session) {
@@ -86,19 +83,21 @@ int run_set(const SetOptions& options, Session& session) {
   }
   std::string text;
   if (!read_input(options.file, text)) return kUsage;
-  AnyRequest request;
-  std::string error;
-  if (!parse_request(text, "set", request, error)) {
-    std::fprintf(stderr, "nexa: %s: %s\n", options.file.c_str(), error.c_str());
+  const auto request = parse_request(text, "set");
+  if (!request.ok()) {
+    report_failure(nexa::text::failure_at(options.file, request.failure()));
     return kUsage;
   }
   const auto mapper = options.configuration.load();
   if (mapper == nullptr) return kRefused;
   const auto store = open_to_read(options);
-  if (store == nullptr) return kRefused;
+  if (!store.ok()) {
+    report_failure(store.failure());
+    return kRefused;
+  }
   std::string difference;
-  const grpc::Status status =
-      judge(options, std::get<gnmi::SetRequest>(request), *mapper, *store, difference);
+  const grpc::Status status = judge(options, std::get<gnmi::SetRequest>(request.value()), *mapper,
+                                    *store.value(), difference);
   if (!status.ok()) {
     report_refusal(status);
     return kRefused;

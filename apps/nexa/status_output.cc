@@ -24,6 +24,10 @@ void report_refusal(const grpc::Status& status) {
                status.error_message().c_str());
 }
 
+void report_failure(const nexa::text::Failure& failure) {
+  std::fprintf(stderr, "nexa: %s\n", failure.line().c_str());
+}
+
 bool read_input(const std::string& name, std::string& content) {
   const bool standard = name.empty() || name == "-";
   const std::unique_ptr<std::FILE, FileCloser> file(standard ? stdin
@@ -37,8 +41,7 @@ bool read_input(const std::string& name, std::string& content) {
     if (count < sizeof buffer) break;
   }
   if (!failed) return true;
-  std::fprintf(stderr, "nexa: %s: %s\n", standard ? "standard input" : name.c_str(),
-               std::strerror(errno));
+  report_failure(nexa::text::unusable(standard ? "standard input" : name, std::strerror(errno)));
   return false;
 }
 

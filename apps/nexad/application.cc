@@ -16,9 +16,16 @@
 #include "store/tree_store.h"
 
 namespace nexad {
+
+using nexa::text::Done;
+using nexa::text::failure_at;
+using nexa::text::Result;
+using nexa::text::unusable;
+
 namespace {
 
 constexpr std::chrono::milliseconds kGrace{2000};
+constexpr char kNoAddress[] = "it is no address";
 
 std::int64_t now_ns() {
   return std::chrono::duration_cast<std::chrono::nanoseconds>(
@@ -71,36 +78,36 @@ Application::Application(const ServerConfig& config) : config_(config) {
 
 Application::~Application() { metrics_.unexpose(); }
 
-bool Application::check(std::string& summary, std::string& error) {
-  if (!open_identities(error) || !check_folders_and_programs(config_, error)) return false;
-  if (!load_schema(error)) return false;
+Result<std::string> Application::check() {
+  Done done = open_identities();
+  if (done.ok()) done = check_folders_and_programs(config_);
+  if (done.ok()) done = load_schema();
+  if (!done.ok()) return std::move(done).failure();
   const auto& models = nexa::ServiceKestrelNamespaceMapperImpl::cached_capability_response_;
-  summary = "the configuration can be used: " + std::to_string(models.supported_models_size()) +
-            " modules, " + std::to_string(kestrel::node_count()) + " nodes, " +
-            (tls_ == nullptr ? std::string("no encryption")
-                             : "certificate valid until " + tls_->current().first->expires);
-  return true;
+  return "the configuration can be used: " + std::to_string(models.supported_models_size()) +
+         " modules, " + std::to_string(kestrel::node_count()) + " nodes, " +
+         (tls_ == nullptr ? std::string("no encryption")
+                          : "certificate valid until " + tls_->current().first->expires);
 }
 
-bool Application::start(std::string& error) {
-  if (!open_identities(error) || !load_schema(error) || !open_store(error) ||
-      !run_hook_at_start(error) || !serve(error)) {
-    return false;
-  }
+Done Application::start() {
+  Done done = open_identities();
+  if (done.ok()) done = load_schema();
+  if (done.ok()) done = open_store();
+  if (done.ok()) done = run_hook_at_start();
+  if (done.ok()) done = serve();
+  if (!done.ok()) return done;
   start_verifier();
   look_at_store();
-  return open_metrics(error);
+  return open_metrics();
 }
 
-bool Application::load_schema(std::string& error) {
+Done Application::load_schema() {
   kestrel::LoadOptions options;
   options.search_dirs = config_.yang_dirs;
   options.modules = config_.modules;
   options.features = config_.features;
-  if (const auto fault = kestrel::load(options)) {
-    error = fault->text();
-    return false;
-  }
+  if (const auto fault = kestrel::load(options)) return unusable("", fault->text());
   mapper_ = std::make_unique<nexa::ServiceKestrelNamespaceMapperImpl>();
   mapper_->populate();
   const auto mode =
@@ -108,23 +115,26 @@ bool Application::load_schema(std::string& error) {
   schema_ = std::make_unique<nexa::model::Schema>();
   resolver_ = std::make_unique<nexa::model::Resolver>(*schema_, mode);
   translator_ = std::make_unique<nexa::translate::Translator>(*mapper_, *schema_, mode);
-  return true;
+  return {};
 }
 
 TlsFiles Application::tls_files() const {
   return {config_.tls_cert, config_.tls_key, config_.tls_ca, config_.client_crl};
 }
 
-bool Application::open_identities(std::string& error) {
+Done Application::open_identities() {
   if (!config_.insecure) {
-    tls_ = TlsStore::open(tls_files(), error);
-    if (tls_ == nullptr) return false;
+    auto tls = TlsStore::open(tls_files());
+    if (!tls.ok()) return std::move(tls).failure();
+    tls_ = std::move(tls).value();
   }
-  access_ = nexa::access::make_access_control(config_.users, error);
-  return access_ != nullptr;
+  auto access = nexa::access::make_access_control(config_.users);
+  if (!access.ok()) return std::move(access).failure();
+  access_ = std::move(access).value();
+  return {};
 }
 
-bool Application::open_store(std::string& error) {
+Done Application::open_store() {
   nexa::store::TreeStoreOptions options;
   options.directory = config_.data;
   options.commits_per_snapshot = static_cast<std::uint32_t>(config_.commits_per_snapshot);
@@ -138,13 +148,15 @@ bool Application::open_store(std::string& error) {
     if (!mirror_->empty()) options.mirror = mirror_.get();
   }
   std::vector<std::string> notes;
-  store_ = nexa::store::open_tree_store(options, error, &notes);
+  auto store = nexa::store::open_tree_store(options, &notes);
   for (const std::string& note : notes) log_info(note);
-  return store_ != nullptr;
+  if (!store.ok()) return std::move(store).failure();
+  store_ = std::move(store).value();
+  return {};
 }
 
-bool Application::run_hook_at_start(std::string& error) {
-  if (!config_.hook_at_start) return true;
+Done Application::run_hook_at_start() {
+  if (!config_.hook_at_start) return {};
   const auto snapshot = store_->snapshot();
   nexa::store::Change change;
   change.number = snapshot->number();
@@ -153,27 +165,27 @@ bool Application::run_hook_at_start(std::string& error) {
   change.before = "<config/>";
   change.after = snapshot->xml();
   const grpc::Status status = nexa::hook::run_commit_hook(hook_, change, "start");
-  if (!status.ok()) error = config_.origin("hook") + ": " + status.error_message();
-  return status.ok();
+  if (!status.ok()) return unusable(config_.origin("hook"), status.error_message());
+  return {};
 }
 
 // The page is a convenience while nobody asked for it: then its port may be taken.
-bool Application::open_metrics(std::string& error) {
-  if (config_.metrics == "off") return true;
+Done Application::open_metrics() {
+  if (config_.metrics == "off") return {};
   const auto address = parse_address(config_.metrics);
-  if (!address) return false;
+  if (!address) return unusable(config_.origin("metrics"), kNoAddress);
   add_values();
-  if (metrics_.expose(*address, error)) {
-    if (!is_loopback(*address)) {
-      log_warning("metrics are open to everybody who can reach " + address->text());
-    }
-    log_info("metrics on port " + std::to_string(metrics_.port()));
-    return true;
+  if (Done done = metrics_.expose(*address); !done.ok()) {
+    auto failure = failure_at(config_.origin("metrics"), std::move(done).failure());
+    if (config_.given("metrics")) return failure;
+    log_warning("no metrics: " + failure.line());
+    return {};
   }
-  error = config_.origin("metrics") + ": " + error;
-  if (config_.given("metrics")) return false;
-  log_warning("no metrics: " + error);
-  return true;
+  if (!is_loopback(*address)) {
+    log_warning("metrics are open to everybody who can reach " + address->text());
+  }
+  log_info("metrics on port " + std::to_string(metrics_.port()));
+  return {};
 }
 
 void Application::start_verifier() {
@@ -247,14 +259,11 @@ void Application::add_values() {
       });
 }
 
-bool Application::serve(std::string& error) {
+Done Application::serve() {
   const auto address = parse_address(config_.listen);
-  if (!address) return false;
-  ListeningSockets sockets = open_listening_sockets(*address, error);
-  if (sockets.sockets.empty()) {
-    error = config_.origin("listen") + ": " + error;
-    return false;
-  }
+  if (!address) return unusable(config_.origin("listen"), kNoAddress);
+  auto sockets = open_listening_sockets(*address);
+  if (!sockets.ok()) return failure_at(config_.origin("listen"), std::move(sockets).failure());
   for (const std::string& warning : warnings_of(config_)) log_warning(warning);
   nexa::server::GnmiServiceParts parts{
       *resolver_,
@@ -280,12 +289,13 @@ bool Application::serve(std::string& error) {
     };
   }
   service_ = nexa::server::make_gnmi_service(parts, service_options(config_));
-  server_ = Server::start(
-      config_, std::move(sockets),
+  auto server = Server::start(
+      config_, std::move(sockets).value(),
       tls_ == nullptr ? grpc::InsecureServerCredentials() : make_tls_credentials(tls_),
-      {service_->service(), config_.reflection ? &service_->reflection() : nullptr, connections},
-      error);
-  return server_ != nullptr;
+      {service_->service(), config_.reflection ? &service_->reflection() : nullptr, connections});
+  if (!server.ok()) return std::move(server).failure();
+  server_ = std::move(server).value();
+  return {};
 }
 
 void Application::add_linux_state() {
@@ -309,11 +319,10 @@ void Application::add_state_command() {
 }
 
 void Application::reload() {
-  std::string error;
-  if (access_->reload(error)) {
-    if (!config_.users.empty()) log_info("users read again from " + config_.users);
-  } else {
-    log_error("the users stay as they were: " + error);
+  if (const auto done = access_->reload(); !done.ok()) {
+    log_error("the users stay as they were: " + done.failure().line());
+  } else if (!config_.users.empty()) {
+    log_info("users read again from " + config_.users);
   }
   renew_certificates(true);
 }
@@ -322,16 +331,11 @@ void Application::look_at_certificates() { renew_certificates(false); }
 
 void Application::renew_certificates(bool again) {
   if (tls_ == nullptr) return;
-  std::string error;
-  switch (tls_->reload(again, error)) {
-    case TlsStore::Outcome::kRenewed:
-      log_info("certificate renewed, valid until " + tls_->current().first->expires);
-      break;
-    case TlsStore::Outcome::kRefused:
-      log_error("the certificate in use stays: " + error);
-      break;
-    case TlsStore::Outcome::kUnchanged:
-      break;
+  const auto outcome = tls_->reload(again);
+  if (!outcome.ok()) {
+    log_error("the certificate in use stays: " + outcome.failure().line());
+  } else if (outcome.value() == TlsStore::Outcome::kRenewed) {
+    log_info("certificate renewed, valid until " + tls_->current().first->expires);
   }
 }
 

@@ -33,11 +33,11 @@ class Application {
   Application& operator=(const Application&) = delete;
 
   // Everything that can be judged without touching the data: schema, certificates, users, data
-  // folder, hook program, addresses. `summary` is one line about what was found. Once.
-  bool check(std::string& summary, std::string& error);
+  // folder, hook program, addresses. One line about what was found. Once.
+  nexa::text::Result<std::string> check();
 
-  // Serves when it returns true; `error` names what is at fault otherwise. Once.
-  bool start(std::string& error);
+  // Serves from then on, unless it fails. Once.
+  nexa::text::Done start();
 
   // Reads certificates and users again; what cannot be used is logged, and the old stays.
   void reload();
@@ -53,12 +53,12 @@ class Application {
   const Address& address() const { return server_->address(); }
 
  private:
-  bool load_schema(std::string& error);
-  bool open_identities(std::string& error);
-  bool open_store(std::string& error);
-  bool run_hook_at_start(std::string& error);
-  bool open_metrics(std::string& error);
-  bool serve(std::string& error);
+  nexa::text::Done load_schema();
+  nexa::text::Done open_identities();
+  nexa::text::Done open_store();
+  nexa::text::Done run_hook_at_start();
+  nexa::text::Done open_metrics();
+  nexa::text::Done serve();
   void add_linux_state();
   void add_state_command();
   void start_verifier();

@@ -13,6 +13,10 @@
 #include "settings.h"
 
 namespace nexad {
+
+using nexa::text::Result;
+using nexa::text::unusable;
+
 namespace {
 
 const Setting* find_setting(std::string_view name) {
@@ -62,47 +66,41 @@ bool read_values(const Setting& setting, const toml::node& node, std::vector<std
 }
 
 std::string place(const std::string& path, const toml::source_region& region) {
-  return path + ":" + std::to_string(region.begin.line) + ": ";
+  return path + ":" + std::to_string(region.begin.line);
 }
 
-bool read_table(const std::string& path, const toml::table& table,
-                std::map<std::string, FileValue>& values, std::string& error) {
+Result<FileValues> read_table(const std::string& path, const toml::table& table) {
+  FileValues values;
   for (const auto& [key, node] : table) {
     const std::string name(key.str());
     const Setting* setting = find_setting(name);
     if (setting == nullptr) {
-      error = place(path, key.source()) + "there is no setting \"" + name + "\"";
-      return false;
+      return unusable(place(path, key.source()), "there is no setting \"" + name + "\"");
     }
     FileValue& value = values[name];
-    value.origin = place(path, node.source()) + name;
+    value.origin = place(path, node.source()) + ": " + name;
     if (!read_values(*setting, node, value.values)) {
-      error = value.origin + ": the value has to be " + kind_text(*setting);
-      return false;
+      return unusable(value.origin, std::string("the value has to be ") + kind_text(*setting));
     }
   }
-  return true;
+  return values;
 }
 
 }  // namespace
 
-bool read_config_file(const std::string& path, std::map<std::string, FileValue>& values,
-                      std::string& error) {
+Result<FileValues> read_config_file(const std::string& path) {
   std::error_code fault;
   if (!std::filesystem::is_regular_file(path, fault)) {
-    error = path + ": cannot be read: " + (fault ? fault.message() : "it is not a file");
-    return false;
+    return unusable(path, "cannot be read: " + (fault ? fault.message() : "it is not a file"));
   }
   std::ifstream file(path);
   if (!file) {
-    error = path + ": cannot be read: " + std::generic_category().message(errno);
-    return false;
+    return unusable(path, "cannot be read: " + std::generic_category().message(errno));
   }
   try {
-    return read_table(path, toml::parse(file, path), values, error);
+    return read_table(path, toml::parse(file, path));
   } catch (const toml::parse_error& problem) {
-    error = place(path, problem.source()) + std::string(problem.description());
-    return false;
+    return unusable(place(path, problem.source()), std::string(problem.description()));
   }
 }
 

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "text/result.h"
+
 namespace nexad {
 
 struct FileValue {
@@ -13,10 +15,11 @@ struct FileValue {
   std::string origin;  // "nexad.toml:3: listen"
 };
 
-// Values by setting. False with `error` set ("file:line: what") when the file cannot be read, is no
-// TOML, or has a key that is no setting or a value that the setting cannot have.
-bool read_config_file(const std::string& path, std::map<std::string, FileValue>& values,
-                      std::string& error);
+using FileValues = std::map<std::string, FileValue>;  // by setting
+
+// Fails, with the path "file:line", when the file cannot be read, is no TOML, or has a key that is
+// no setting or a value that the setting cannot have.
+nexa::text::Result<FileValues> read_config_file(const std::string& path);
 
 }  // namespace nexad
 

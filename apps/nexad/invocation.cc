@@ -15,6 +15,11 @@
 extern char** environ;
 
 namespace nexad {
+
+using nexa::text::Done;
+using nexa::text::Result;
+using nexa::text::unusable;
+
 namespace {
 
 constexpr char kAbout[] =
@@ -45,12 +50,11 @@ class Parser {
     for (const Setting& setting : settings()) add(setting);
   }
 
-  bool parse(const std::vector<std::string>& arguments, Invocation& invocation,
-             std::string& error) {
+  Done parse(const std::vector<std::string>& arguments, Invocation& invocation) {
     if (manual_text::is_asked_for(arguments)) {
       invocation.action = Action::kShow;
       invocation.text = manual_text::description_of(app_);
-      return true;
+      return {};
     }
     try {
       app_.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
@@ -58,19 +62,18 @@ class Parser {
       std::ostringstream out;
       std::ostringstream ignored;
       if (app_.exit(problem, out, ignored) != 0) {
-        error = problem.what() + std::string("; nexad --help shows what there is");
-        return false;
+        return unusable("", problem.what() + std::string("; nexad --help shows what there is"));
       }
       invocation.action = Action::kShow;
       invocation.text = out.str();
-      return true;
+      return {};
     }
     if (hash_password_ || hash_command_->parsed()) {
       invocation.action = Action::kHashPassword;
     } else if (check_config_) {
       invocation.action = Action::kCheckConfig;
     }
-    return true;
+    return {};
   }
 
   const std::string& config_file() const { return config_file_; }
@@ -118,47 +121,50 @@ Value variable_value(const Setting& setting, const Environment& environment) {
   return {{found->second}, variable};
 }
 
-bool apply(const Setting& setting, const Value& value, ServerConfig& config, std::string& error) {
+Done apply(const Setting& setting, const Value& value, ServerConfig& config) {
   if (value.values.size() > 1 && !setting.takes_many()) {
-    error = value.origin + " is given more than once";
-    return false;
+    return unusable("", value.origin + " is given more than once");
   }
   for (const std::string& text : value.values) {
-    const std::string fault = setting.apply(text, config);
-    if (fault.empty()) continue;
-    error = value.origin + ": " + fault;
-    return false;
+    Done done = setting.apply(text, config);
+    if (!done.ok()) return failure_at(value.origin, std::move(done).failure());
   }
   config.origins[setting.name] = value.origin;
-  return true;
+  return {};
 }
 
 }  // namespace
 
-bool parse_invocation(const std::vector<std::string>& arguments, const Environment& environment,
-                      Invocation& invocation, std::string& error) {
+Result<Invocation> parse_invocation(const std::vector<std::string>& arguments,
+                                    const Environment& environment) {
+  Invocation invocation;
   Parser parser;
-  if (!parser.parse(arguments, invocation, error)) return false;
+  if (Done done = parser.parse(arguments, invocation); !done.ok()) {
+    return std::move(done).failure();
+  }
   if (invocation.action == Action::kShow || invocation.action == Action::kHashPassword) {
-    return true;
+    return invocation;
   }
   std::string file = parser.config_file();
   const auto variable = environment.find("NEXAD_CONFIG");
   if (file.empty() && variable != environment.end()) file = variable->second;
-  std::map<std::string, FileValue> file_values;
-  if (!file.empty() && !read_config_file(file, file_values, error)) return false;
+  Result<FileValues> file_values = file.empty() ? FileValues() : read_config_file(file);
+  if (!file_values.ok()) return std::move(file_values).failure();
   for (const Setting& setting : settings()) {
     Value value = parser.value(setting);
     if (value.values.empty()) value = variable_value(setting, environment);
     if (value.values.empty()) {
-      const auto found = file_values.find(setting.name);
-      if (found == file_values.end()) continue;
+      const auto found = file_values.value().find(setting.name);
+      if (found == file_values.value().end()) continue;
       value = {found->second.values, found->second.origin};
     }
-    if (!apply(setting, value, invocation.config, error)) return false;
+    Done done = apply(setting, value, invocation.config);
+    if (!done.ok()) return std::move(done).failure();
   }
-  error = fault_of(invocation.config);
-  return error.empty();
+  if (Done done = check_settings(invocation.config); !done.ok()) {
+    return std::move(done).failure();
+  }
+  return invocation;
 }
 
 Environment process_environment() {

@@ -27,10 +27,10 @@ struct Invocation {
 // some orchestrators set variables named after a service of their own accord.
 using Environment = std::map<std::string, std::string>;
 
-// `arguments` without the program's name. False with `error` set, one line that names the flag, the
-// variable or the file's line at fault.
-bool parse_invocation(const std::vector<std::string>& arguments, const Environment& environment,
-                      Invocation& invocation, std::string& error);
+// `arguments` without the program's name. A failure names the flag, the variable or the file's line
+// at fault.
+nexa::text::Result<Invocation> parse_invocation(const std::vector<std::string>& arguments,
+                                                const Environment& environment);
 
 // The NEXAD_ variables of this process.
 Environment process_environment();

@@ -84,10 +84,9 @@ int hash_password(int output) {
 
 int check(const ServerConfig& config, int output) {
   Application application(config);
-  std::string summary;
-  std::string error;
-  if (!application.check(summary, error)) return fail(kUnusable, error);
-  return print(output, "nexad: " + summary + "\n") ? kDone : kUnusable;
+  const auto summary = application.check();
+  if (!summary.ok()) return fail(kUnusable, summary.failure().line());
+  return print(output, "nexad: " + summary.value() + "\n") ? kDone : kUnusable;
 }
 
 // Until a signal asks for the end.
@@ -120,10 +119,11 @@ int serve(const ServerConfig& config) {
   const ServiceManager manager;
   Application application(config);
   ReadyFile ready_file(config.ready_file);
-  std::string error;
-  if (!application.start(error) || !ready_file.write(application.address().text(), error)) {
+  nexa::text::Done done = application.start();
+  if (done.ok()) done = ready_file.write(application.address().text());
+  if (!done.ok()) {
     application.stop();
-    return fail(kUnusable, error);
+    return fail(kUnusable, done.failure().line());
   }
   give_back_start_memory();
   const std::string status = "serving on " + application.address().text();
@@ -141,12 +141,10 @@ int serve(const ServerConfig& config) {
 }
 
 int run_invocation(int argc, char** argv, int output) {
-  Invocation invocation;
-  std::string error;
   const std::vector<std::string> arguments(argv + 1, argv + argc);
-  if (!parse_invocation(arguments, process_environment(), invocation, error)) {
-    return fail(kWrong, error);
-  }
+  const auto parsed = parse_invocation(arguments, process_environment());
+  if (!parsed.ok()) return fail(kWrong, parsed.failure().line());
+  const Invocation& invocation = parsed.value();
   switch (invocation.action) {
     case Action::kShow:
       return print(output, invocation.text) ? kDone : kUnusable;

@@ -191,11 +191,11 @@ void Metrics::add_values(const std::string& name, const std::string& help, const
   values_->add({name, help, true, label, std::move(values)});
 }
 
-bool Metrics::expose(const Address& address, std::string& error) {
+nexa::text::Done Metrics::expose(const Address& address) {
   page_ = std::make_unique<MetricsPage>([this] { return page_text(); });
-  if (page_->start(address, error)) return true;
-  page_.reset();
-  return false;
+  nexa::text::Done done = page_->start(address);
+  if (!done.ok()) page_.reset();
+  return done;
 }
 
 void Metrics::unexpose() { page_.reset(); }

@@ -41,8 +41,8 @@ class Metrics final : public nexa::server::ServiceObserver {
   void add_values(const std::string& name, const std::string& help, const std::string& label,
                   std::function<std::map<std::string, double>()> values);
 
-  // Opens the page, /metrics at the address. False with `error` set when that cannot be had.
-  bool expose(const Address& address, std::string& error);
+  // Opens the page, /metrics at the address; fails as MetricsPage::start() does.
+  nexa::text::Done expose(const Address& address);
   void unexpose();
 
   // The port of the page; 0 when there is none.

@@ -59,19 +59,19 @@ MetricsPage::MetricsPage(std::function<std::string()> text) : text_(std::move(te
 
 MetricsPage::~MetricsPage() { stop(); }
 
-bool MetricsPage::start(const Address& address, std::string& error) {
-  sockets_ = open_listening_sockets(address, error);
-  if (sockets_.sockets.empty()) return false;
+nexa::text::Done MetricsPage::start(const Address& address) {
+  nexa::text::Result<ListeningSockets> sockets = open_listening_sockets(address);
+  if (!sockets.ok()) return std::move(sockets).failure();
+  sockets_ = std::move(sockets).value();
   wake_ = Socket(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
   try {
     if (wake_.get() >= 0) thread_ = std::thread([this] { run(); });
   } catch (const std::system_error&) {
     // Told below.
   }
-  if (thread_.joinable()) return true;
-  error = address.text() + ": no thread or descriptor to be had";
+  if (thread_.joinable()) return {};
   sockets_ = {};
-  return false;
+  return nexa::text::unusable(address.text(), "no thread or descriptor to be had");
 }
 
 void MetricsPage::stop() {

@@ -30,9 +30,8 @@ class MetricsPage {
   MetricsPage(const MetricsPage&) = delete;
   MetricsPage& operator=(const MetricsPage&) = delete;
 
-  // Opens /metrics at the address. False with `error`, which names the address, when that cannot be
-  // had. Once.
-  bool start(const Address& address, std::string& error);
+  // Opens /metrics at the address. A failure has the address as its path. Once.
+  nexa::text::Done start(const Address& address);
   // Ends at once; after it `text` is not asked again.
   void stop();
 

@@ -17,24 +17,31 @@
 #include "address.h"
 
 namespace nexad {
+
+using nexa::text::Done;
+using nexa::text::unusable;
+
 namespace {
 
 namespace fs = std::filesystem;
 
 constexpr char kTool[] = "nexa";
 
-std::string fault_of_data(const std::string& folder) {
+Done check_data(const ServerConfig& config) {
+  const std::string origin = config.origin("data");
   std::error_code ignored;
-  fs::path path = fs::absolute(folder, ignored);
+  fs::path path = fs::absolute(config.data, ignored);
   if (!path.has_filename()) path = path.parent_path();
   if (fs::status(path, ignored).type() == fs::file_type::not_found) {
     // It will be made: the folder above has to let us.
     path = path.parent_path();
-    if (!fs::exists(path, ignored)) return "there is no folder " + path.string() + " to make it in";
+    if (!fs::exists(path, ignored)) {
+      return unusable(origin, "there is no folder " + path.string() + " to make it in");
+    }
   }
-  if (!fs::is_directory(path, ignored)) return path.string() + " is not a folder";
+  if (!fs::is_directory(path, ignored)) return unusable(origin, path.string() + " is not a folder");
   if (access(path.c_str(), W_OK | X_OK) != 0) {
-    return path.string() + " cannot be written to: " + std::string(strerror(errno));
+    return unusable(origin, path.string() + " cannot be written to: " + strerror(errno));
   }
   return {};
 }
@@ -46,31 +53,33 @@ bool can_run(const std::string& path) {
 }
 
 // `setting` names the program of a command.
-std::string fault_of_program(const ServerConfig& config, const char* setting,
-                             const std::vector<std::string>& command) {
+Done check_program(const ServerConfig& config, const char* setting,
+                   const std::vector<std::string>& command) {
   if (command.empty() || !find_program(command.front()).empty()) return {};
-  return config.origin(setting) + ": there is no program " + command.front();
+  return unusable(config.origin(setting), "there is no program " + command.front());
 }
 
-std::string fault_of_hook(const ServerConfig& config) {
-  return fault_of_program(config, "hook", config.hook);
+Done check_hook(const ServerConfig& config) { return check_program(config, "hook", config.hook); }
+
+Done check_state_command(const ServerConfig& config) {
+  return check_program(config, "state-command", config.state_command);
 }
 
-std::string fault_of_state_command(const ServerConfig& config) {
-  return fault_of_program(config, "state-command", config.state_command);
-}
-
-std::string fault_of_name(const Address& address) {
+Done check_listen(const ServerConfig& config) {
   struct FreeAddresses {
     void operator()(addrinfo* list) const { freeaddrinfo(list); }
   };
-  if (address.host.empty()) return {};
+  const std::string place = config.origin("listen") + ": " + config.listen;
+  const auto address = parse_address(config.listen);
+  if (!address) return unusable(place, "it is no address");
+  if (address->host.empty()) return {};
   addrinfo hints{};
   hints.ai_socktype = SOCK_STREAM;
   addrinfo* list = nullptr;
-  const int fault = getaddrinfo(address.host.c_str(), nullptr, &hints, &list);
+  const int fault = getaddrinfo(address->host.c_str(), nullptr, &hints, &list);
   const std::unique_ptr<addrinfo, FreeAddresses> owned(list);
-  return fault == 0 ? std::string() : gai_strerror(fault);
+  if (fault != 0) return unusable(place, gai_strerror(fault));
+  return {};
 }
 
 void warn_of_readers(const std::string& file, std::vector<std::string>& warnings) {
@@ -102,20 +111,11 @@ std::string find_nexa() {
   return find_program(kTool);
 }
 
-bool check_folders_and_programs(const ServerConfig& config, std::string& error) {
-  if (std::string fault = fault_of_data(config.data); !fault.empty()) {
-    error = config.origin("data") + ": " + fault;
-    return false;
-  }
-  if (error = fault_of_hook(config); !error.empty()) return false;
-  if (error = fault_of_state_command(config); !error.empty()) return false;
-  const auto address = parse_address(config.listen);
-  const std::string fault = address ? fault_of_name(*address) : "it is no address";
-  if (!fault.empty()) {
-    error = config.origin("listen") + ": " + config.listen + ": " + fault;
-    return false;
-  }
-  return true;
+Done check_folders_and_programs(const ServerConfig& config) {
+  Done done = check_data(config);
+  if (done.ok()) done = check_hook(config);
+  if (done.ok()) done = check_state_command(config);
+  return done.ok() ? check_listen(config) : done;
 }
 
 std::vector<std::string> warnings_of(const ServerConfig& config) {
@@ -123,11 +123,11 @@ std::vector<std::string> warnings_of(const ServerConfig& config) {
   warn_of_readers(config.tls_key, warnings);
   warn_of_readers(config.users, warnings);
   // It may come later, with the file system that it is on.
-  if (const std::string fault = fault_of_hook(config); !fault.empty()) {
-    warnings.push_back(fault + "; until there is, every Set is refused");
+  if (const Done done = check_hook(config); !done.ok()) {
+    warnings.push_back(done.failure().line() + "; until there is, every Set is refused");
   }
-  if (const std::string fault = fault_of_state_command(config); !fault.empty()) {
-    warnings.push_back(fault + "; it is looked for again");
+  if (const Done done = check_state_command(config); !done.ok()) {
+    warnings.push_back(done.failure().line() + "; it is looked for again");
   }
   const auto address = parse_address(config.listen);
   if (!address || is_loopback(*address)) return warnings;

@@ -9,10 +9,10 @@
 
 namespace nexad {
 
-// False with `error` set, naming the setting: the data folder is none, or cannot be made or written
-// to; the hook's program cannot be found or run; the listen address is not of this machine's
-// families or its name is unknown.
-bool check_folders_and_programs(const ServerConfig& config, std::string& error);
+// Fails, naming the setting: the data folder is none, or cannot be made or written to; the hook's
+// program cannot be found or run; the listen address is not of this machine's families or its name
+// is unknown.
+nexa::text::Done check_folders_and_programs(const ServerConfig& config);
 
 // The file of a program that can be run: the name itself where it has a slash, else the first of
 // that name in PATH. Empty when there is none.

@@ -19,8 +19,8 @@ ReadyFile::~ReadyFile() {
   if (!path_.empty()) std::filesystem::remove(path_, ignored);
 }
 
-bool ReadyFile::write(const std::string& line, std::string& error) const {
-  if (path_.empty()) return true;
+nexa::text::Done ReadyFile::write(const std::string& line) const {
+  if (path_.empty()) return {};
   const std::string unfinished = path_ + ".new";
   errno = 0;
   std::ofstream out(unfinished, std::ios::trunc);
@@ -28,10 +28,9 @@ bool ReadyFile::write(const std::string& line, std::string& error) const {
   out.close();
   std::error_code fault;
   if (out) std::filesystem::rename(unfinished, path_, fault);
-  if (out && !fault) return true;
+  if (out && !fault) return {};
   if (!fault) fault = std::error_code(errno, std::generic_category());
-  error = path_ + ": cannot be written: " + fault.message();
-  return false;
+  return nexa::text::unusable(path_, "cannot be written: " + fault.message());
 }
 
 }  // namespace nexad

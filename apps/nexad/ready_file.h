@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "text/result.h"
+
 namespace nexad {
 
 class ReadyFile {
@@ -14,8 +16,8 @@ class ReadyFile {
   ReadyFile(const ReadyFile&) = delete;
   ReadyFile& operator=(const ReadyFile&) = delete;
 
-  // The line appears as a whole. False with `error` set when it cannot be written.
-  bool write(const std::string& line, std::string& error) const;
+  // The line appears as a whole.
+  nexa::text::Done write(const std::string& line) const;
 
  private:
   const std::string path_;

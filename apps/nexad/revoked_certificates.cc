@@ -11,6 +11,11 @@
 #include "tls_handles.h"
 
 namespace nexad {
+
+using nexa::text::Done;
+using nexa::text::Failure;
+using nexa::text::Result;
+
 namespace {
 
 bool is_signed_by_one(X509_CRL* list, const std::vector<Certificate>& authorities) {
@@ -24,13 +29,17 @@ bool is_signed_by_one(X509_CRL* list, const std::vector<Certificate>& authoritie
   return false;
 }
 
-std::string fault_of_list(X509_CRL* list, const std::vector<Certificate>& authorities) {
-  if (!is_signed_by_one(list, authorities)) return "a list is not of one of the authorities";
+Failure no_list(std::string rule) { return nexa::text::unusable("", std::move(rule)); }
+
+Done check_list(X509_CRL* list, const std::vector<Certificate>& authorities) {
+  if (!is_signed_by_one(list, authorities))
+    return no_list("a list is not of one of the authorities");
   const ASN1_TIME* first = X509_CRL_get0_lastUpdate(list);
   const ASN1_TIME* last = X509_CRL_get0_nextUpdate(list);
-  if (X509_cmp_current_time(first) > 0) return "a list is not valid before " + date_text(first);
+  if (X509_cmp_current_time(first) > 0)
+    return no_list("a list is not valid before " + date_text(first));
   if (last != nullptr && X509_cmp_current_time(last) < 0) {
-    return "a list expired on " + date_text(last);
+    return no_list("a list expired on " + date_text(last));
   }
   return {};
 }
@@ -39,29 +48,23 @@ std::string fault_of_list(X509_CRL* list, const std::vector<Certificate>& author
 
 void RevokedCertificates::FreeList::operator()(X509_CRL* list) const { X509_CRL_free(list); }
 
-std::shared_ptr<const RevokedCertificates> RevokedCertificates::read(const std::string& lists,
-                                                                     const std::string& authorities,
-                                                                     std::string& error) {
+Result<std::shared_ptr<const RevokedCertificates>> RevokedCertificates::read(
+    const std::string& lists, const std::string& authorities) {
   std::vector<Certificate> issuers;
-  if (!read_certificates(authorities, issuers)) {
-    error = last_fault();
-    return nullptr;
-  }
+  if (!read_certificates(authorities, issuers)) return no_list(last_fault());
   auto result = std::make_shared<RevokedCertificates>();
   const Bio bio(BIO_new_mem_buf(lists.data(), static_cast<int>(lists.size())));
   ERR_clear_error();
   while (List list{PEM_read_bio_X509_CRL(bio.get(), nullptr, nullptr, nullptr)}) {
-    error = fault_of_list(list.get(), issuers);
-    if (!error.empty()) return nullptr;
+    if (Done done = check_list(list.get(), issuers); !done.ok()) {
+      return std::move(done).failure();
+    }
     result->lists_.push_back(std::move(list));
   }
-  if (ERR_GET_REASON(ERR_peek_last_error()) != PEM_R_NO_START_LINE) {
-    error = last_fault();
-  } else if (result->lists_.empty()) {
-    error = "there is no revocation list in it";
-  }
+  if (ERR_GET_REASON(ERR_peek_last_error()) != PEM_R_NO_START_LINE) return no_list(last_fault());
   ERR_clear_error();
-  return error.empty() ? result : nullptr;
+  if (result->lists_.empty()) return no_list("there is no revocation list in it");
+  return result;
 }
 
 bool RevokedCertificates::has(const X509& certificate) const {

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "text/result.h"
+
 struct X509_crl_st;
 struct x509_st;
 
@@ -15,11 +17,10 @@ namespace nexad {
 // Any thread.
 class RevokedCertificates {
  public:
-  // `lists` and `authorities`: PEM. nullptr with `error` set when one cannot be read, is out of
-  // date or not of one of the authorities.
-  static std::shared_ptr<const RevokedCertificates> read(const std::string& lists,
-                                                         const std::string& authorities,
-                                                         std::string& error);
+  // `lists` and `authorities`: PEM. Fails when one cannot be read, is out of date or not of one of
+  // the authorities.
+  static nexa::text::Result<std::shared_ptr<const RevokedCertificates>> read(
+      const std::string& lists, const std::string& authorities);
 
   // Whether a list of the certificate's issuer has its number.
   bool has(const x509_st& certificate) const;

@@ -71,9 +71,9 @@ ConnectionLimits connection_limits(const ServerConfig& config) {
   return limits;
 }
 
-std::unique_ptr<Server> Server::start(const ServerConfig& config, ListeningSockets sockets,
-                                      std::shared_ptr<grpc::ServerCredentials> credentials,
-                                      const OfferedServices& services, std::string& error) {
+nexa::text::Result<std::unique_ptr<Server>> Server::start(
+    const ServerConfig& config, ListeningSockets sockets,
+    std::shared_ptr<grpc::ServerCredentials> credentials, const OfferedServices& services) {
   grpc::EnableDefaultHealthCheckService(true);
   if (!config.insecure && !watch_handshakes()) {
     log_warning("TLS handshakes that fail leave no line: OpenSSL takes no more data of sessions");
@@ -99,8 +99,8 @@ std::unique_ptr<Server> Server::start(const ServerConfig& config, ListeningSocke
       result->credentials_);
   result->server_ = builder.BuildAndStart();
   if (result->server_ == nullptr) {
-    error = "the gRPC server cannot be started; --log-level debug shows why";
-    return nullptr;
+    return nexa::text::unusable("",
+                                "the gRPC server cannot be started; --log-level debug shows why");
   }
   result->server_->GetHealthCheckService()->SetServingStatus(kServiceName, true);
   auto* acceptor = result->acceptor_.get();
@@ -113,9 +113,8 @@ std::unique_ptr<Server> Server::start(const ServerConfig& config, ListeningSocke
         acceptor->HandleNewConnection(&parameters);
       });
   if (!result->listener_->start()) {
-    error = "no thread or descriptor to be had for accepting connections";
     result->stop({}, std::chrono::milliseconds(0));
-    return nullptr;
+    return nexa::text::unusable("", "no thread or descriptor to be had for accepting connections");
   }
   return result;
 }

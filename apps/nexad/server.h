@@ -35,10 +35,10 @@ class Server {
   // end of the server.
   using EndStreams = std::function<void()>;
 
-  // Serves on the sockets from now on. nullptr with `error` set when gRPC or the machine cannot.
-  static std::unique_ptr<Server> start(const ServerConfig& config, ListeningSockets sockets,
-                                       std::shared_ptr<grpc::ServerCredentials> credentials,
-                                       const OfferedServices& services, std::string& error);
+  // Serves on the sockets from now on. Fails when gRPC or the machine cannot.
+  static nexa::text::Result<std::unique_ptr<Server>> start(
+      const ServerConfig& config, ListeningSockets sockets,
+      std::shared_ptr<grpc::ServerCredentials> credentials, const OfferedServices& services);
   explicit Server(Passkey) {}
   ~Server();
   Server(const Server&) = delete;

@@ -1,28 +1,42 @@
 // What the settings have to do with each other.
 #include "server_config.h"
 
+#include <utility>
+
 #include "address.h"
 #include "log.h"
 
 namespace nexad {
+
+using nexa::text::Done;
+using nexa::text::Failure;
+using nexa::text::unusable;
+
 namespace {
 
-std::string missing(const char* flag, const char* what) {
-  return std::string(flag) + " is missing: " + what;
+Failure missing(const std::string& flag, const std::string& what) {
+  return unusable("", flag + " is missing: " + what);
 }
 
-std::string fault_of_tls(const ServerConfig& config) {
+Failure wrong_setting(const ServerConfig& config, const char* setting, std::string rule) {
+  return unusable(config.origin(setting), std::move(rule));
+}
+
+std::string quoted(const std::string& value) { return "\"" + value + "\""; }
+
+Done check_tls_settings(const ServerConfig& config) {
   const char* const tls_settings[] = {"tls-cert", "tls-key", "tls-ca", "client-crl"};
   for (const char* setting : tls_settings) {
     if (config.insecure && config.given(setting)) {
-      return config.origin("insecure") + " and " + config.origin(setting) +
-             " contradict each other: connections are encrypted or they are not";
+      return unusable("", config.origin("insecure") + " and " + config.origin(setting) +
+                              " contradict each other: connections are encrypted or they are not");
     }
   }
   if (config.insecure) return {};
   if (config.tls_cert.empty() && config.tls_key.empty()) {
-    return "--tls-cert and --tls-key are missing: connections are encrypted unless --insecure is "
-           "given";
+    return unusable("",
+                    "--tls-cert and --tls-key are missing: connections are encrypted unless "
+                    "--insecure is given");
   }
   if (config.tls_cert.empty()) return missing("--tls-cert", "the private key has no certificate");
   if (config.tls_key.empty()) return missing("--tls-key", "the certificate has no private key");
@@ -32,20 +46,22 @@ std::string fault_of_tls(const ServerConfig& config) {
   return {};
 }
 
-std::string fault_of_addresses(const ServerConfig& config) {
+Done check_addresses(const ServerConfig& config) {
   if (!parse_address(config.listen)) {
-    return config.origin("listen") + ": \"" + config.listen +
-           "\" is not HOST:PORT, [IPV6]:PORT or :PORT";
+    return wrong_setting(config, "listen",
+                         quoted(config.listen) + " is not HOST:PORT, [IPV6]:PORT or :PORT");
   }
   if (config.metrics == "off") return {};
   const auto address = parse_address(config.metrics);
   if (!address) {
-    return config.origin("metrics") + ": \"" + config.metrics +
-           "\" is not HOST:PORT, [IPV6]:PORT, :PORT or \"off\"";
+    return wrong_setting(
+        config, "metrics",
+        quoted(config.metrics) + " is not HOST:PORT, [IPV6]:PORT, :PORT or \"off\"");
   }
   if (!config.metrics_public && !is_loopback(*address)) {
-    return config.origin("metrics") + ": other machines can reach " + config.metrics +
-           ": --metrics-public allows that";
+    return wrong_setting(
+        config, "metrics",
+        "other machines can reach " + config.metrics + ": --metrics-public allows that");
   }
   return {};
 }
@@ -62,29 +78,29 @@ bool mirrors_state(const ServerConfig& config) {
   return config.given("mirror-state") || config.profile == nexa::profile::kFullName;
 }
 
-std::string fault_of(const ServerConfig& config) {
+Done check_settings(const ServerConfig& config) {
   if (config.yang_dirs.empty()) {
     return missing("--yang-dir", "without YANG modules there is nothing to serve");
   }
   if (config.data.empty()) return missing("--data", "the configuration is kept in that folder");
-  if (std::string fault = fault_of_tls(config); !fault.empty()) return fault;
-  if (std::string fault = fault_of_addresses(config); !fault.empty()) return fault;
+  if (Done done = check_tls_settings(config); !done.ok()) return done;
+  if (Done done = check_addresses(config); !done.ok()) return done;
   if (config.hook_at_start && config.hook.empty()) {
-    return config.origin("hook-at-start") + " needs a program: --hook is missing";
+    return unusable("", config.origin("hook-at-start") + " needs a program: --hook is missing");
   }
   if (config.verify != kVerifyOn && config.verify != kVerifyOff) {
-    return config.origin("verify") + ": \"" + config.verify + "\" is neither on nor off";
+    return wrong_setting(config, "verify", quoted(config.verify) + " is neither on nor off");
   }
   if (!nexa::profile::profile_of(config.profile)) {
-    return config.origin("profile") + ": \"" + config.profile + "\" is neither full nor device";
+    return wrong_setting(config, "profile", quoted(config.profile) + " is neither full nor device");
   }
   if (config.mirror_state != kMirrorOn && config.mirror_state != kMirrorOff) {
-    return config.origin("mirror-state") + ": \"" + config.mirror_state +
-           "\" is neither on nor off";
+    return wrong_setting(config, "mirror-state",
+                         quoted(config.mirror_state) + " is neither on nor off");
   }
   if (!is_log_level(config.log_level)) {
-    return config.origin("log-level") + ": \"" + config.log_level +
-           "\" is none of debug, info, warning, error";
+    return wrong_setting(config, "log-level",
+                         quoted(config.log_level) + " is none of debug, info, warning, error");
   }
   return {};
 }

@@ -9,6 +9,7 @@
 
 #include "profile/profile.h"
 #include "server/limits.h"
+#include "text/result.h"
 
 namespace nexad {
 
@@ -99,13 +100,13 @@ struct ServerConfig {
   bool given(const std::string& setting) const { return origins.count(setting) != 0; }
 };
 
-// What is wrong with the configuration as a whole, naming the settings; empty when nothing is.
 // Whether what is configured shows in operational data: unless it is given, the full profile alone
 // has it.
 bool mirrors_state(const ServerConfig& config);
 
-// Looks at no file.
-std::string fault_of(const ServerConfig& config);
+// Fails, naming the settings, when something is wrong with the configuration as a whole. Looks at
+// no file.
+nexa::text::Done check_settings(const ServerConfig& config);
 
 }  // namespace nexad
 

@@ -8,6 +8,9 @@
 #include "feature_option.h"
 
 namespace nexad {
+
+using nexa::text::Done;
+
 namespace {
 
 using Config = ServerConfig;
@@ -163,54 +166,56 @@ const std::vector<Setting> kSettings = {
      Number{&Config::workers, 0, 1024}},
 };
 
-std::string apply_number(const Number& number, std::string_view value, ServerConfig& config) {
+nexa::text::Failure no_value(std::string rule) { return nexa::text::unusable("", std::move(rule)); }
+
+Done apply_number(const Number& number, std::string_view value, ServerConfig& config) {
   std::uint64_t result = 0;
   const char* const end = value.data() + value.size();
   const auto [last, fault] = std::from_chars(value.data(), end, result, 10);
   if (value.empty() || fault != std::errc() || last != end || result < number.least ||
       result > number.most) {
-    return "\"" + std::string(value) + "\" is not a whole number from " +
-           std::to_string(number.least) + " to " + std::to_string(number.most);
+    return no_value("\"" + std::string(value) + "\" is not a whole number from " +
+                    std::to_string(number.least) + " to " + std::to_string(number.most));
   }
   config.*number.member = result;
   return {};
 }
 
-std::string apply_feature(const Features& features, std::string_view value, ServerConfig& config) {
-  std::string fault = feature_option::fault_of(value);
-  if (fault.empty()) feature_option::add(value, config.*features.member);
-  return fault;
+Done apply_feature(const Features& features, std::string_view value, ServerConfig& config) {
+  if (std::string fault = feature_option::fault_of(value); !fault.empty()) {
+    return no_value(std::move(fault));
+  }
+  feature_option::add(value, config.*features.member);
+  return {};
 }
 
 struct Apply {
   std::string_view value;
   ServerConfig& config;
 
-  std::string operator()(const Text& text) const {
-    if (value.empty()) return "the value is empty";
+  Done operator()(const Text& text) const {
+    if (value.empty()) return no_value("the value is empty");
     config.*text.member = value;
     return {};
   }
-  std::string operator()(const Switch& toggle) const {
+  Done operator()(const Switch& toggle) const {
     if (value != "true" && value != "false") {
-      return "\"" + std::string(value) + "\" is neither true nor false";
+      return no_value("\"" + std::string(value) + "\" is neither true nor false");
     }
     config.*toggle.member = value == "true";
     return {};
   }
-  std::string operator()(const Number& number) const { return apply_number(number, value, config); }
-  std::string operator()(const Texts& texts) const {
-    if (value.empty()) return "the value is empty";
+  Done operator()(const Number& number) const { return apply_number(number, value, config); }
+  Done operator()(const Texts& texts) const {
+    if (value.empty()) return no_value("the value is empty");
     (config.*texts.member).emplace_back(value);
     return {};
   }
-  std::string operator()(const Features& features) const {
-    return apply_feature(features, value, config);
-  }
-  std::string operator()(const Command& command) const {
+  Done operator()(const Features& features) const { return apply_feature(features, value, config); }
+  Done operator()(const Command& command) const {
     std::vector<std::string> words;
-    if (!split_words(value, words)) return "a quote is not closed";
-    if (words.empty() || words.front().empty()) return "the program has no name";
+    if (!split_words(value, words)) return no_value("a quote is not closed");
+    if (words.empty() || words.front().empty()) return no_value("the program has no name");
     config.*command.member = std::move(words);
     return {};
   }
@@ -241,7 +246,7 @@ std::string Setting::default_text() const {
   return {};
 }
 
-std::string Setting::apply(std::string_view value, ServerConfig& config) const {
+Done Setting::apply(std::string_view value, ServerConfig& config) const {
   return std::visit(Apply{value, config}, kind);
 }
 

@@ -52,8 +52,8 @@ struct Setting {
   std::string variable() const;
   // The value that holds when none is given; empty where there is none.
   std::string default_text() const;
-  // Puts one value into `config`. What is wrong with it otherwise.
-  std::string apply(std::string_view value, ServerConfig& config) const;
+  // Puts one value into `config`. A failure says what is wrong with it, not whose it is.
+  nexa::text::Done apply(std::string_view value, ServerConfig& config) const;
 };
 
 const std::vector<Setting>& settings();

@@ -12,6 +12,10 @@
 #include <memory>
 
 namespace nexad {
+
+using nexa::text::Result;
+using nexa::text::unusable;
+
 namespace {
 
 constexpr int kBacklog = 512;
@@ -21,7 +25,7 @@ struct FreeAddresses {
 };
 using AddressList = std::unique_ptr<addrinfo, FreeAddresses>;
 
-AddressList resolve(const Address& address, int family, std::string& error) {
+Result<AddressList> resolve(const Address& address, int family) {
   addrinfo hints{};
   hints.ai_family = family;
   hints.ai_socktype = SOCK_STREAM;
@@ -30,7 +34,7 @@ AddressList resolve(const Address& address, int family, std::string& error) {
   const std::string port = std::to_string(address.port);
   const int fault = getaddrinfo(address.host.empty() ? nullptr : address.host.c_str(), port.c_str(),
                                 &hints, &list);
-  if (fault != 0) error = address.text() + ": " + gai_strerror(fault);
+  if (fault != 0) return unusable(address.text(), gai_strerror(fault));
   return AddressList(list);
 }
 
@@ -65,38 +69,32 @@ void set_port(addrinfo& info, std::uint16_t port) {
   reinterpret_cast<sockaddr_in*>(info.ai_addr)->sin_port = htons(port);
 }
 
-bool open_all(const AddressList& list, bool both_families, ListeningSockets& result,
-              std::string& error) {
-  for (addrinfo* info = list.get(); info != nullptr; info = info->ai_next) {
+// After a failure errno says why.
+Result<ListeningSockets> open_all(const Address& address, int family, bool both_families) {
+  Result<AddressList> list = resolve(address, family);
+  if (!list.ok()) return std::move(list).failure();
+  ListeningSockets result;
+  result.address = address;
+  for (addrinfo* info = list.value().get(); info != nullptr; info = info->ai_next) {
     set_port(*info, result.address.port);
     Socket socket = open_one(*info, both_families);
     if (socket.get() < 0) {
-      error = result.address.text() + ": " + std::string(strerror(errno));
-      result.sockets.clear();
-      return false;
+      return unusable(result.address.text(), strerror(errno));
     }
     result.address.port = port_of(socket.get());
     result.sockets.push_back(std::move(socket));
   }
-  return !result.sockets.empty();
+  return result;
 }
 
 }  // namespace
 
-ListeningSockets open_listening_sockets(const Address& address, std::string& error) {
-  ListeningSockets result;
-  result.address = address;
-  if (!address.host.empty()) {
-    const AddressList list = resolve(address, AF_UNSPEC, error);
-    if (list != nullptr) open_all(list, false, result, error);
-    return result;
-  }
-  const AddressList six = resolve(address, AF_INET6, error);
-  if (six != nullptr && open_all(six, true, result, error)) return result;
-  if (six != nullptr && errno == EADDRINUSE) return result;
-  const AddressList four = resolve(address, AF_INET, error);
-  if (four != nullptr) open_all(four, false, result, error);
-  return result;
+Result<ListeningSockets> open_listening_sockets(const Address& address) {
+  if (!address.host.empty()) return open_all(address, AF_UNSPEC, false);
+  errno = 0;
+  Result<ListeningSockets> six = open_all(address, AF_INET6, true);
+  if (six.ok() || errno == EADDRINUSE) return six;
+  return open_all(address, AF_INET, false);
 }
 
 }  // namespace nexad

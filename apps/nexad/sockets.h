@@ -8,6 +8,7 @@
 
 #include "address.h"
 #include "text/descriptor.h"
+#include "text/result.h"
 
 namespace nexad {
 
@@ -20,8 +21,8 @@ struct ListeningSockets {
 
 // Sockets that listen, non-blocking, for every address that the host's name stands for; without a
 // host one for both families, or for IPv4 where the machine has no IPv6. With port 0 they share a
-// free one. No sockets and `error` set when one cannot be had.
-ListeningSockets open_listening_sockets(const Address& address, std::string& error);
+// free one. At least one; a failure, with the address as its path, when one cannot be had.
+nexa::text::Result<ListeningSockets> open_listening_sockets(const Address& address);
 
 }  // namespace nexad
 

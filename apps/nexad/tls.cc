@@ -10,6 +10,10 @@
 #include "handshake_log.h"
 
 namespace nexad {
+
+using nexa::text::Done;
+using nexa::text::Result;
+
 namespace {
 
 struct ReleaseCredentials {
@@ -61,33 +65,37 @@ class TlsCredentials final : public grpc::ServerCredentials {
 
 }  // namespace
 
-std::shared_ptr<TlsStore> TlsStore::open(const TlsFiles& files, std::string& error) {
+Result<std::shared_ptr<TlsStore>> TlsStore::open(const TlsFiles& files) {
   auto store = std::make_shared<TlsStore>(files);
-  return store->reload(true, error) == Outcome::kRenewed ? store : nullptr;
+  Result<Outcome> outcome = store->reload(true);
+  if (!outcome.ok()) return std::move(outcome).failure();
+  return store;
 }
 
-TlsStore::Outcome TlsStore::reload(bool again, std::string& error) {
-  auto material = read_tls_files(files_, error);
+Result<TlsStore::Outcome> TlsStore::reload(bool again) {
+  Result<TlsMaterial> read = read_tls_files(files_);
   const std::lock_guard lock(mutex_);
-  if (!material) {
-    const bool known = !again && refused_error_ == error;
+  if (!read.ok()) {
+    std::string line = read.failure().line();
+    const bool is_known = !again && unread_ == line;
     refused_.reset();
-    refused_error_ = error;
-    return known ? Outcome::kUnchanged : Outcome::kRefused;
+    unread_ = std::move(line);
+    if (is_known) return Outcome::kUnchanged;
+    return std::move(read).failure();
   }
-  refused_error_.clear();
-  if (current_ != nullptr && *material == *current_) {
+  TlsMaterial material = std::move(read).value();
+  unread_.clear();
+  if (current_ != nullptr && material == *current_) {
     refused_.reset();
     return Outcome::kUnchanged;
   }
-  if (!again && refused_ && *material == *refused_) return Outcome::kUnchanged;
-  error = fault_of_tls(files_, *material);
-  if (!error.empty()) {
+  if (!again && refused_ && material == *refused_) return Outcome::kUnchanged;
+  if (Done done = check_tls(files_, material); !done.ok()) {
     refused_ = std::move(material);
-    return Outcome::kRefused;
+    return std::move(done).failure();
   }
   refused_.reset();
-  current_ = std::make_shared<const TlsMaterial>(std::move(*material));
+  current_ = std::make_shared<const TlsMaterial>(std::move(material));
   ++generation_;
   return Outcome::kRenewed;
 }

@@ -23,14 +23,14 @@ class TlsStore {
   // Without material; open() gives a store that can serve.
   explicit TlsStore(TlsFiles files) : files_(std::move(files)) {}
 
-  // nullptr with `error` set when the files cannot be served.
-  static std::shared_ptr<TlsStore> open(const TlsFiles& files, std::string& error);
+  // Fails, naming the file, when the files cannot be served.
+  static nexa::text::Result<std::shared_ptr<TlsStore>> open(const TlsFiles& files);
 
-  enum class Outcome : unsigned char { kUnchanged, kRenewed, kRefused };
+  enum class Outcome : unsigned char { kUnchanged, kRenewed };
 
-  // Reads the files again. kRefused with `error` set keeps the material in use; files that were
-  // refused before and have not changed since are kUnchanged, unless `again`.
-  Outcome reload(bool again, std::string& error);
+  // Reads the files again. A failure keeps the material in use; files that were refused before and
+  // have not changed since are kUnchanged, unless `again`.
+  nexa::text::Result<Outcome> reload(bool again);
 
   // The material with its generation, which grows with each renewal.
   std::pair<std::shared_ptr<const TlsMaterial>, std::uint64_t> current() const;
@@ -42,9 +42,9 @@ class TlsStore {
   mutable std::mutex mutex_;
   std::shared_ptr<const TlsMaterial> current_;
   std::uint64_t generation_ = 0;
-  // Content, or the error of reading it, that was refused last.
+  // Content, or the failure of reading it, that was refused last.
   std::optional<TlsMaterial> refused_;
-  std::string refused_error_;
+  std::string unread_;  // the failure's line
 };
 
 // Credentials that ask the store at each new connection. One port of one server.

@@ -21,21 +21,28 @@
 #include "tls_handles.h"
 
 namespace nexad {
+
+using nexa::text::Done;
+using nexa::text::Failure;
+using nexa::text::failure_at;
+using nexa::text::Result;
+using nexa::text::unusable;
+
 namespace {
 
 constexpr std::size_t kMostBytes = 1U << 20U;
 
+Failure cannot_be_read(const std::string& path, const std::string& why) {
+  return unusable(path, "cannot be read: " + why);
+}
+
 // Never waits: a FIFO is no certificate.
-bool read_file(const std::string& path, std::string& text, std::string& error) {
+Done read_file(const std::string& path, std::string& text) {
   const nexa::text::Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  if (!file.is_open()) {
-    error = path + ": cannot be read: " + std::string(strerror(errno));
-    return false;
-  }
+  if (!file.is_open()) return cannot_be_read(path, strerror(errno));
   struct stat status {};
   if (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
-    error = path + ": cannot be read: it is not a file";
-    return false;
+    return cannot_be_read(path, "it is not a file");
   }
   std::array<char, 65536> buffer{};
   ssize_t count = 0;
@@ -43,11 +50,12 @@ bool read_file(const std::string& path, std::string& text, std::string& error) {
          (count = read(file.get(), buffer.data(), buffer.size())) > 0) {
     text.append(buffer.data(), static_cast<std::size_t>(count));
   }
-  if (count < 0) error = path + ": cannot be read: " + std::string(strerror(errno));
-  if (text.size() > kMostBytes) error = path + ": it is too large for certificates";
-  if (text.empty() && error.empty()) error = path + ": it is empty";
-  if (text.find('\0') != std::string::npos) error = path + ": it is not PEM";
-  return error.empty();
+  const int fault = errno;
+  if (text.find('\0') != std::string::npos) return unusable(path, "it is not PEM");
+  if (text.size() > kMostBytes) return unusable(path, "it is too large for certificates");
+  if (count < 0) return cannot_be_read(path, strerror(fault));
+  if (text.empty()) return unusable(path, "it is empty");
+  return {};
 }
 
 int no_passphrase(char*, int, int, void* asked) {
@@ -55,59 +63,62 @@ int no_passphrase(char*, int, int, void* asked) {
   return -1;
 }
 
-std::string fault_of_dates(const X509* certificate) {
+Done check_dates(const std::string& file, const X509* certificate) {
   const ASN1_TIME* first = X509_get0_notBefore(certificate);
   const ASN1_TIME* last = X509_get0_notAfter(certificate);
-  if (X509_cmp_current_time(first) > 0) return "it is not valid before " + date_text(first);
-  if (X509_cmp_current_time(last) < 0) return "it expired on " + date_text(last);
+  if (X509_cmp_current_time(first) > 0) {
+    return unusable(file, "it is not valid before " + date_text(first));
+  }
+  if (X509_cmp_current_time(last) < 0) return unusable(file, "it expired on " + date_text(last));
   return {};
 }
 
 // Puts certificate and key into a server's context, where OpenSSL also refuses what is too weak.
-std::string fault_of_pair(const TlsFiles& files, const TlsMaterial& material,
-                          const std::vector<Certificate>& chain) {
+Done check_pair(const TlsFiles& files, const TlsMaterial& material,
+                const std::vector<Certificate>& chain) {
   const Context context(SSL_CTX_new(TLS_server_method()));
-  if (context == nullptr) return files.certificate + ": " + last_fault();
+  if (context == nullptr) return unusable(files.certificate, last_fault());
   if (SSL_CTX_use_certificate(context.get(), chain.front().get()) != 1) {
-    return files.certificate + ": " + last_fault();
+    return unusable(files.certificate, last_fault());
   }
   bool asked = false;
   const Bio bio(BIO_new_mem_buf(material.key.data(), static_cast<int>(material.key.size())));
   const Key key(PEM_read_bio_PrivateKey(bio.get(), nullptr, no_passphrase, &asked));
-  if (asked) return files.key + ": it is encrypted; nobody is there to type its password";
-  if (key == nullptr) return files.key + ": there is no private key in it";
+  if (asked) return unusable(files.key, "it is encrypted; nobody is there to type its password");
+  if (key == nullptr) return unusable(files.key, "there is no private key in it");
   if (X509_check_private_key(chain.front().get(), key.get()) != 1) {
     ERR_clear_error();
-    return files.key + ": it is not the key of the certificate in " + files.certificate;
+    return unusable(files.key, "it is not the key of the certificate in " + files.certificate);
   }
   if (SSL_CTX_use_PrivateKey(context.get(), key.get()) != 1) {
-    return files.key + ": " + last_fault();
+    return unusable(files.key, last_fault());
   }
   return {};
 }
 
 // Authorities out of date do no harm beside one that is not.
-std::string fault_of_authorities(const TlsFiles& files, const TlsMaterial& material) {
+Done check_authorities(const TlsFiles& files, const TlsMaterial& material) {
   if (files.authorities.empty()) return {};
   std::vector<Certificate> authorities;
   if (!read_certificates(material.authorities, authorities)) {
-    return files.authorities + ": " + last_fault();
+    return unusable(files.authorities, last_fault());
   }
-  if (authorities.empty()) return files.authorities + ": there is no certificate in it";
-  std::string fault;
+  if (authorities.empty()) return unusable(files.authorities, "there is no certificate in it");
+  Done last;
   for (const Certificate& authority : authorities) {
-    fault = fault_of_dates(authority.get());
-    if (fault.empty()) return {};
+    last = check_dates(files.authorities, authority.get());
+    if (last.ok()) break;
   }
-  return files.authorities + ": " + fault;
+  return last;
 }
 
 // They are of the authorities, so these are known to be good.
-std::string fault_of_revocations(const TlsFiles& files, TlsMaterial& material) {
+Done read_revocations(const TlsFiles& files, TlsMaterial& material) {
   if (files.revoked.empty()) return {};
-  std::string fault;
-  material.revoked = RevokedCertificates::read(material.revoked_text, material.authorities, fault);
-  return fault.empty() ? fault : files.revoked + ": " + fault;
+  auto read = RevokedCertificates::read(material.revoked_text, material.authorities);
+  if (!read.ok()) return failure_at(files.revoked, std::move(read).failure());
+  material.revoked = std::move(read).value();
+  return {};
 }
 
 }  // namespace
@@ -138,33 +149,30 @@ std::string date_text(const ASN1_TIME* time) {
   return {data, static_cast<std::size_t>(size)};
 }
 
-std::optional<TlsMaterial> read_tls_files(const TlsFiles& files, std::string& error) {
-  error.clear();
+Result<TlsMaterial> read_tls_files(const TlsFiles& files) {
   TlsMaterial material;
-  if (!read_file(files.certificate, material.certificate, error)) return std::nullopt;
-  if (!read_file(files.key, material.key, error)) return std::nullopt;
-  if (!files.authorities.empty() && !read_file(files.authorities, material.authorities, error)) {
-    return std::nullopt;
+  Done done = read_file(files.certificate, material.certificate);
+  if (done.ok()) done = read_file(files.key, material.key);
+  if (done.ok() && !files.authorities.empty()) {
+    done = read_file(files.authorities, material.authorities);
   }
-  if (!files.revoked.empty() && !read_file(files.revoked, material.revoked_text, error)) {
-    return std::nullopt;
-  }
+  if (done.ok() && !files.revoked.empty()) done = read_file(files.revoked, material.revoked_text);
+  if (!done.ok()) return std::move(done).failure();
   return material;
 }
 
-std::string fault_of_tls(const TlsFiles& files, TlsMaterial& material) {
+Done check_tls(const TlsFiles& files, TlsMaterial& material) {
   std::vector<Certificate> chain;
   if (!read_certificates(material.certificate, chain)) {
-    return files.certificate + ": " + last_fault();
+    return unusable(files.certificate, last_fault());
   }
-  if (chain.empty()) return files.certificate + ": there is no certificate in it";
-  std::string fault = fault_of_dates(chain.front().get());
-  if (!fault.empty()) return files.certificate + ": " + fault;
-  fault = fault_of_pair(files, material, chain);
-  if (!fault.empty()) return fault;
+  if (chain.empty()) return unusable(files.certificate, "there is no certificate in it");
+  Done done = check_dates(files.certificate, chain.front().get());
+  if (done.ok()) done = check_pair(files, material, chain);
+  if (!done.ok()) return done;
   material.expires = date_text(X509_get0_notAfter(chain.front().get()));
-  fault = fault_of_authorities(files, material);
-  return fault.empty() ? fault_of_revocations(files, material) : fault;
+  done = check_authorities(files, material);
+  return done.ok() ? read_revocations(files, material) : done;
 }
 
 }  // namespace nexad

@@ -4,7 +4,6 @@
 #define APPS_NEXAD_TLS_MATERIAL_H_
 
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "revoked_certificates.h"
@@ -33,14 +32,14 @@ struct TlsMaterial {
   }
 };
 
-// Reads the files as they stand. nullopt with `error` set when one cannot be read, is empty or too
+// Reads the files as they stand. Fails, naming the file, when one cannot be read, is empty or too
 // large.
-std::optional<TlsMaterial> read_tls_files(const TlsFiles& files, std::string& error);
+nexa::text::Result<TlsMaterial> read_tls_files(const TlsFiles& files);
 
 // Whether TLS can be served with it: every certificate can be read, the key is not encrypted and
-// belongs to the certificate, which is valid today. Fills `expires` and `revoked`. What is wrong
-// otherwise, naming the file; empty when nothing is.
-std::string fault_of_tls(const TlsFiles& files, TlsMaterial& material);
+// belongs to the certificate, which is valid today. Fills `expires` and `revoked`. A failure names
+// the file.
+nexa::text::Done check_tls(const TlsFiles& files, TlsMaterial& material);
 
 }  // namespace nexad
 

@@ -109,9 +109,9 @@ StoreSide::StoreSide(const std::string& directory, const Options& options)
   wanted.directory = directory;
   wanted.sync = options.sync;
   wanted.commits_per_snapshot = options.commits_per_snapshot;
-  std::string error;
-  store_ = nexa::store::open_tree_store(wanted, error);
-  if (store_ == nullptr) give_up(error);
+  auto store = nexa::store::open_tree_store(wanted);
+  if (!store.ok()) give_up(store.failure().line());
+  store_ = std::move(store).value();
 }
 
 std::vector<nexa::store::Edit> StoreSide::prepare(const std::string& bytes) {

@@ -40,7 +40,7 @@ class OpenAccess final : public AccessControl {
   bool remembers(const Credentials& credentials, Caller& caller) override {
     return authenticate(credentials, caller).ok();
   }
-  bool reload(std::string&) override { return true; }
+  text::Done reload() override { return {}; }
 };
 
 // The users as one reading of the file gave them, with the passwords that fitted. What is
@@ -127,13 +127,13 @@ class FileAccess final : public AccessControl {
     return accepted(credentials.user, *user, caller).ok();
   }
 
-  bool reload(std::string& error) override {
-    auto users = read_users(file_, error);
-    if (!users) return false;
-    auto table = std::make_shared<UserTable>(std::move(*users), current().get());
+  text::Done reload() override {
+    text::Result<Users> users = read_users(file_);
+    if (!users.ok()) return std::move(users).failure();
+    auto table = std::make_shared<UserTable>(std::move(users).value(), current().get());
     const std::lock_guard lock(mutex_);
     table_ = std::move(table);
-    return true;
+    return {};
   }
 
  private:
@@ -210,12 +210,11 @@ Proof proof_of(const Credentials& credentials) {
   return has_none ? Proof::kNone : Proof::kPassword;
 }
 
-std::unique_ptr<AccessControl> make_access_control(const std::string& users_file,
-                                                   std::string& error) {
+text::Result<std::unique_ptr<AccessControl>> make_access_control(const std::string& users_file) {
   if (users_file.empty()) return std::make_unique<OpenAccess>();
-  auto users = read_users(users_file, error);
-  if (!users) return nullptr;
-  return std::make_unique<FileAccess>(users_file, std::move(*users));
+  text::Result<Users> users = read_users(users_file);
+  if (!users.ok()) return std::move(users).failure();
+  return std::make_unique<FileAccess>(users_file, std::move(users).value());
 }
 
 }  // namespace nexa::access

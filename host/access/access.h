@@ -9,6 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "text/result.h"
+
 namespace nexa::access {
 
 enum class Role : unsigned char { kReadOnly, kReadWrite };
@@ -51,16 +53,15 @@ class AccessControl {
   // nothing. Otherwise authenticate() decides, which may take long.
   virtual bool remembers(const Credentials& credentials, Caller& caller) = 0;
 
-  // Reads the users again; on failure the users in place stay, and `error` says what and where.
-  virtual bool reload(std::string& error) = 0;
+  // Reads the users again; on failure the users in place stay.
+  virtual text::Done reload() = 0;
 };
 
 // `users_file`: lines "name:role:hash", role "read-only" or "read-write", hash as crypt(5) writes
 // it or "*" for a user of certificates only; "#" begins a comment. Empty: nobody is asked for a
 // password, and every caller that the transport lets through may read and write.
-// nullptr with `error` set ("file:line: what") when it cannot be used.
-std::unique_ptr<AccessControl> make_access_control(const std::string& users_file,
-                                                   std::string& error);
+// Fails as read_users() does when it cannot be used.
+text::Result<std::unique_ptr<AccessControl>> make_access_control(const std::string& users_file);
 
 // A line's hash for this password (yescrypt, fresh salt).
 std::string hash_password(std::string_view password);

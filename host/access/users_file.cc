@@ -58,70 +58,68 @@ bool split(std::string_view line, std::array<std::string_view, 3>& fields) {
   return true;
 }
 
-// Adds the line's user; what is wrong with it otherwise.
-std::string add_user(std::string_view line, Users& users) {
+// Adds the line's user. `place` is the line.
+text::Done add_user(const std::string& place, std::string_view line, Users& users) {
   std::array<std::string_view, 3> fields;
-  if (!split(line, fields)) return "a line is name:role:hash";
+  if (!split(line, fields)) return text::unusable(place, "a line is name:role:hash");
   const auto [name, role, hash] = fields;
-  if (!is_name(name)) return "the name is empty, too long or has blanks in it";
+  if (!is_name(name)) {
+    return text::unusable(place, "the name is empty, too long or has blanks in it");
+  }
   User user;
   if (role == "read-write") {
     user.role = Role::kReadWrite;
   } else if (role != "read-only") {
-    return "the role is neither read-only nor read-write";
+    return text::unusable(place, "the role is neither read-only nor read-write");
   }
   if (hash != "*") {
     user.hash = hash;
-    if (const char* fault = fault_of_hash(user.hash)) return fault;
+    if (const char* fault = fault_of_hash(user.hash)) return text::unusable(place, fault);
   }
   if (!users.emplace(name, std::move(user)).second) {
-    return "the user " + std::string(name) + " stands in the file twice";
+    return text::unusable(place, "the user " + std::string(name) + " stands in the file twice");
   }
   return {};
 }
 
+text::Failure cannot_be_read(const std::string& file, const std::string& why) {
+  return text::unusable(file, "cannot be read: " + why);
+}
+
 }  // namespace
 
-std::optional<Users> parse_users(std::string_view text, const std::string& file,
-                                 std::string& error) {
+text::Result<Users> parse_users(std::string_view text, const std::string& file) {
   Users users;
   for (std::size_t number = 1; !text.empty(); ++number) {
     const auto end = text.find('\n');
     const std::string_view line = trimmed(text.substr(0, end));
     text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
     if (line.empty() || line.front() == '#') continue;
-    const std::string fault = add_user(line, users);
-    if (fault.empty()) continue;
-    error = file;
-    error.append(":").append(std::to_string(number)).append(": ").append(fault);
-    return std::nullopt;
+    text::Done done = add_user(file + ":" + std::to_string(number), line, users);
+    if (!done.ok()) return std::move(done).failure();
   }
   return users;
 }
 
-std::optional<Users> read_users(const std::string& file, std::string& error) {
+text::Result<Users> read_users(const std::string& file) {
   std::error_code fault;
   const std::filesystem::file_status status = std::filesystem::status(file, fault);
   if (status.type() != std::filesystem::file_type::regular) {
-    error = file + ": cannot be read: " + (fault ? fault.message() : "it is not a file");
-    return std::nullopt;
+    return cannot_be_read(file, fault ? fault.message() : "it is not a file");
   }
   using std::filesystem::perms;
   if ((status.permissions() & perms::others_write) != perms::none) {
-    error =
-        file + ": every user of this machine can write it, and so become any user of the server";
-    return std::nullopt;
+    return text::unusable(
+        file, "every user of this machine can write it, and so become any user of the server");
   }
   errno = 0;
   std::ifstream in(file, std::ios::binary);
   std::ostringstream content;
   if (in && in.peek() != std::ifstream::traits_type::eof()) content << in.rdbuf();
   if (!in.is_open() || in.bad() || content.fail()) {
-    error = file + ": cannot be read: " + std::string(strerror(errno));
-    return std::nullopt;
+    return cannot_be_read(file, strerror(errno));
   }
-  const std::string text = content.str();
-  return parse_users(text, file, error);
+  return parse_users(content.str(), file);
 }
 
 }  // namespace nexa::access

@@ -2,12 +2,12 @@
 #ifndef HOST_ACCESS_USERS_FILE_H_
 #define HOST_ACCESS_USERS_FILE_H_
 
-#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 
 #include "access/access.h"
+#include "text/result.h"
 
 namespace nexa::access {
 
@@ -18,13 +18,12 @@ struct User {
 
 using Users = std::unordered_map<std::string, User>;
 
-// Users of `text`, which `file` names in errors. nullopt with `error` set ("file:line: what") at
-// the first line that is wrong; the error never shows a hash.
-std::optional<Users> parse_users(std::string_view text, const std::string& file,
-                                 std::string& error);
+// Users of `text`, which `file` names in failures. Fails at the first line that is wrong, with the
+// path "file:line"; the rule never shows a hash.
+text::Result<Users> parse_users(std::string_view text, const std::string& file);
 
 // The same of the file's content. A file that every user of the machine can write is refused.
-std::optional<Users> read_users(const std::string& file, std::string& error);
+text::Result<Users> read_users(const std::string& file);
 
 }  // namespace nexa::access
 

@@ -233,56 +233,51 @@ class StateCommand : public state::StateProvider {
   }
 
   void take(Run& run, std::string_view text, bool is_whole) {
-    std::string error = is_whole ? std::string() : kTooLong;
     ++lines_since_count_;
-    if (is_whole && apply_safely(text, error)) {
+    const text::Done done = is_whole ? apply_safely(text) : unfit_line(kTooLong);
+    if (done.ok()) {
       has_changed_ = true;
       return;
     }
     ++run.unfit;
+    const std::string error = done.failure().line();
     if (run.faults.size() >= kMostFaults || !run.faults.insert(error).second) return;
     warn("a line does not fit: " + text::printable(error) + ": " + text::quoted(text, kShownLine));
   }
 
-  bool apply_safely(std::string_view text, std::string& error) {
+  text::Done apply_safely(std::string_view text) {
     try {
-      return apply(text, error);
+      return apply(text);
     } catch (const std::exception& fault) {
-      error = fault.what();
-      return false;
+      return unfit_line(fault.what());
     }
   }
 
-  bool apply(std::string_view text, std::string& error) {
-    StateLine line;
-    if (!read_state_line(text, line, error)) return false;
+  text::Done apply(std::string_view text) {
+    text::Result<StateLine> read = read_state_line(text);
+    if (!read.ok()) return std::move(read).failure();
+    const StateLine& line = read.value();
     auto target = resolver_.resolve(gnmi::Path(), line.path, model::Purpose::kRead);
-    if (!target.ok()) {
-      error = target.refusal().rule;
-      return false;
-    }
-    if (line.kind == StateLine::Kind::kCounters) return add_counters(target.value(), error);
+    // The rule names what of the path is at fault, and the line is shown beside it.
+    if (!target.ok()) return unfit_line(target.failure().rule);
+    if (line.kind == StateLine::Kind::kCounters) return add_counters(target.value());
     if (line.kind == StateLine::Kind::kDelete) {
       present_.remove(target.value());
       earlier_.remove(target.value());
-      return true;
+      return {};
     }
     if (!present_.holds(target.value()) && !has_room(target.value(), line.value.size())) {
-      error = kTooMany;
-      return false;
+      return unfit_line(kTooMany);
     }
-    return present_.update(target.value(), line.value, error);
+    return present_.update(target.value(), line.value);
   }
 
   // For the life of the server: a run that ends does not make a counter something else.
-  bool add_counters(const model::Target& target, std::string& error) {
-    if (target.steps.empty() || target.steps.back().nodes.empty()) {
-      error = kNoCounters;
-      return false;
-    }
+  text::Done add_counters(const model::Target& target) {
+    if (target.steps.empty() || target.steps.back().nodes.empty()) return unfit_line(kNoCounters);
     const std::lock_guard<std::mutex> lock(counters_mutex_);
     for (const model::TargetNode& meant : target.steps.back().nodes) counters_.insert(meant.node);
-    return true;
+    return {};
   }
 
   // Counts what a line brings at most: the nodes on its way, and those that its value can have. As

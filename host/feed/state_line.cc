@@ -77,24 +77,20 @@ bool find_members(const translate::JsonDocument& document, Members& members) {
 
 }  // namespace
 
-bool read_state_line(std::string_view text, StateLine& line, std::string& error) {
+text::Failure unfit_line(std::string rule) {
+  return {grpc::StatusCode::INVALID_ARGUMENT, "", std::move(rule)};
+}
+
+text::Result<StateLine> read_state_line(std::string_view text) {
   translate::JsonDocument document;
-  std::size_t offset = 0;
-  std::uint32_t open_item = 0;
-  if (!translate::scan_json(text, document, error, offset, open_item)) {
-    error += " at byte " + std::to_string(offset);
-    return false;
+  if (const text::Done done = translate::scan_json(text, document); !done.ok()) {
+    return unfit_line(done.failure().rule + " at byte " + std::to_string(document.fault_offset));
   }
-  error.clear();
+  if (document.items[document.root].kind != JsonKind::kObject) return unfit_line(kNoObject);
   Members members;
-  if (document.items[document.root].kind != JsonKind::kObject) {
-    error = kNoObject;
-  } else if (!find_members(document, members) || !members.are_one()) {
-    error = kForms;
-  }
-  if (!error.empty()) return false;
+  if (!find_members(document, members) || !members.are_one()) return unfit_line(kForms);
+  StateLine line;
   const JsonItem* path = members.path;
-  line.kind = StateLine::Kind::kValue;
   if (members.deleted != nullptr) {
     path = members.deleted;
     line.kind = StateLine::Kind::kDelete;
@@ -102,22 +98,16 @@ bool read_state_line(std::string_view text, StateLine& line, std::string& error)
     path = members.counters;
     line.kind = StateLine::Kind::kCounters;
   }
-  if (path == nullptr || path->kind != JsonKind::kString) {
-    error = kNoPath;
-    return false;
-  }
+  if (path == nullptr || path->kind != JsonKind::kString) return unfit_line(kNoPath);
   translate::PathStringError fault;
   auto parsed = translate::parse_path_string(path->text, &fault);
-  if (!parsed) {
-    error = "path: " + fault.text();
-    return false;
-  }
+  if (!parsed) return text::Failure{grpc::StatusCode::INVALID_ARGUMENT, "path", fault.text()};
   line.path = std::move(*parsed);
   if (members.value != nullptr) {
     const std::size_t begin = members.value->offset;
     line.value = text.substr(begin, end_of_value(text, begin) - begin);
   }
-  return true;
+  return line;
 }
 
 }  // namespace nexa::feed

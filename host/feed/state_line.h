@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "gnmi.pb.h"
+#include "text/result.h"
 
 namespace nexa::feed {
 
@@ -22,8 +23,11 @@ struct StateLine {
   std::string_view value;  // kValue: JSON, a part of the line
 };
 
-// False with `error` set when the line is none. Any thread.
-bool read_state_line(std::string_view text, StateLine& line, std::string& error);
+// Why a line is left out.
+text::Failure unfit_line(std::string rule);
+
+// Reads a line; what it gives refers to `text`. Any thread.
+text::Result<StateLine> read_state_line(std::string_view text);
 
 }  // namespace nexa::feed
 

@@ -21,23 +21,23 @@ bool is_meant(const gnmi::ModelData& wanted, const gnmi::ModelData& supported) {
          (wanted.version().empty() || wanted.version() == supported.version());
 }
 
-Refusal unknown_model(int index, const gnmi::ModelData& wanted) {
-  Refusal refusal;
-  refusal.code = grpc::StatusCode::NOT_FOUND;
-  refusal.rule = "use_models[" + std::to_string(index) + "]: no model " +
+text::Failure unknown_model(int index, const gnmi::ModelData& wanted) {
+  text::Failure failure;
+  failure.code = grpc::StatusCode::NOT_FOUND;
+  failure.rule = "use_models[" + std::to_string(index) + "]: no model " +
                  text::quoted(wanted.name(), kMostShown);
   if (!wanted.organization().empty()) {
-    refusal.rule += " of " + text::quoted(wanted.organization(), kMostShown);
+    failure.rule += " of " + text::quoted(wanted.organization(), kMostShown);
   }
   if (!wanted.version().empty()) {
-    refusal.rule += " in version " + text::quoted(wanted.version(), kMostShown);
+    failure.rule += " in version " + text::quoted(wanted.version(), kMostShown);
   }
-  return refusal;
+  return failure;
 }
 
 }  // namespace
 
-Result<std::shared_ptr<const ModelSet>> ModelSet::of(
+text::Result<std::shared_ptr<const ModelSet>> ModelSet::of(
     const google::protobuf::RepeatedPtrField<gnmi::ModelData>& models,
     const google::protobuf::RepeatedPtrField<gnmi::ModelData>& supported) {
   if (models.empty()) return std::shared_ptr<const ModelSet>();

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "gnmi.pb.h"
-#include "model/result.h"
+#include "text/result.h"
 
 struct lys_module;
 struct lysc_node;
@@ -22,7 +22,7 @@ class ModelSet {
   // The modules that `models` name, null for none named: all are meant then. NOT_FOUND for a model
   // that `supported` (Capabilities) does not have: by its name, and by its organization and version
   // where they are given. Any thread.
-  static Result<std::shared_ptr<const ModelSet>> of(
+  static text::Result<std::shared_ptr<const ModelSet>> of(
       const google::protobuf::RepeatedPtrField<gnmi::ModelData>& models,
       const google::protobuf::RepeatedPtrField<gnmi::ModelData>& supported);
 

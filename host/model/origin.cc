@@ -21,13 +21,13 @@ constexpr std::size_t kMostOriginShown = 60;
 
 }  // namespace
 
-Result<Scope> scope_of(const SchemaNames& names, Mode mode, const gnmi::Path& prefix,
-                       const gnmi::Path& path) {
+text::Result<Scope> scope_of(const SchemaNames& names, Mode mode, const gnmi::Path& prefix,
+                             const gnmi::Path& path) {
   if (!path.target().empty()) {
-    return Refusal{grpc::StatusCode::INVALID_ARGUMENT, "", kTargetInPath};
+    return text::Failure{grpc::StatusCode::INVALID_ARGUMENT, "", kTargetInPath};
   }
   if (!prefix.origin().empty() && !path.origin().empty()) {
-    return Refusal{grpc::StatusCode::INVALID_ARGUMENT, "", kOriginTwice};
+    return text::Failure{grpc::StatusCode::INVALID_ARGUMENT, "", kOriginTwice};
   }
   Scope scope;
   scope.origin = path.origin().empty() ? prefix.origin() : path.origin();
@@ -43,9 +43,9 @@ Result<Scope> scope_of(const SchemaNames& names, Mode mode, const gnmi::Path& pr
     scope.ns = module->hash;
     return scope;
   }
-  return Refusal{grpc::StatusCode::UNIMPLEMENTED, "",
-                 "origin " + text::quoted(scope.origin, kMostOriginShown) +
-                     (mode == Mode::kTolerant ? kNotServedNorModule : kNotServed)};
+  return text::Failure{grpc::StatusCode::UNIMPLEMENTED, "",
+                       "origin " + text::quoted(scope.origin, kMostOriginShown) +
+                           (mode == Mode::kTolerant ? kNotServedNorModule : kNotServed)};
 }
 
 }  // namespace nexa::model

@@ -5,15 +5,15 @@
 #include <optional>
 
 #include "gnmi.pb.h"
-#include "model/result.h"
 #include "model/schema_names.h"
+#include "text/result.h"
 
 namespace nexa::model {
 
 // The scope of `path` below `prefix`; the origin of neither is the whole schema's. Refusals as in
 // Resolver::resolve().
-Result<Scope> scope_of(const SchemaNames& names, Mode mode, const gnmi::Path& prefix,
-                       const gnmi::Path& path);
+text::Result<Scope> scope_of(const SchemaNames& names, Mode mode, const gnmi::Path& prefix,
+                             const gnmi::Path& path);
 
 }  // namespace nexa::model
 

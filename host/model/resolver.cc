@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <functional>
-#include <optional>
 #include <unordered_set>
 
 #include "model/origin.h"
@@ -49,10 +48,10 @@ class PathWalk {
         notes_(notes),
         target_(target) {}
 
-  std::optional<Refusal> run();
+  text::Done run();
 
  private:
-  using Verdict = std::optional<Refusal>;
+  using Verdict = text::Done;
 
   Verdict add(int element);
   Verdict add_deep(const gnmi::PathElem& element);
@@ -72,17 +71,17 @@ class PathWalk {
   void keep_order(TargetStep& step) const;
 
   std::string quoted_path(int count) const;
-  Refusal refuse(grpc::StatusCode code, std::string rule) const;
-  Refusal refuse(const std::string& rule) const {
+  text::Failure refuse(grpc::StatusCode code, std::string rule) const;
+  text::Failure refuse(const std::string& rule) const {
     return refuse(grpc::StatusCode::INVALID_ARGUMENT, rule);
   }
-  Refusal malformed(const char* rule) const {
+  text::Failure malformed(const char* rule) const {
     return refuse("path element " + std::to_string(at_ + 1) + ": " + rule);
   }
-  Refusal at_element(const std::string& rule) const {
+  text::Failure at_element(const std::string& rule) const {
     return refuse(quoted_path(at_ + 1) + " " + rule);
   }
-  Refusal at_key(std::string_view key, const std::string& rule) const {
+  text::Failure at_key(std::string_view key, const std::string& rule) const {
     return at_element("key " + quoted(key, kMostNameShown) + ": " + rule);
   }
   void note(std::string line) const {
@@ -101,11 +100,11 @@ class PathWalk {
   int at_ = 0;
 };
 
-std::optional<Refusal> PathWalk::run() {
+text::Done PathWalk::run() {
   const int count = target_.path.elem_size();
   target_.steps.reserve(static_cast<std::size_t>(count));
   for (at_ = 0; at_ < count; ++at_) {
-    if (Verdict refusal = add(at_)) return refusal;
+    if (Verdict verdict = add(at_); !verdict.ok()) return verdict;
   }
   // At the end "..." adds nothing: a node stands for all below it.
   if (!target_.steps.empty() && target_.steps.back().kind == TargetStep::Kind::kDeep) {
@@ -115,7 +114,7 @@ std::optional<Refusal> PathWalk::run() {
   target_.only_state = std::all_of(from_.begin(), from_.end(), [](const kestrel_cs_node* node) {
     return node != nullptr && is_state(node);
   });
-  return std::nullopt;
+  return {};
 }
 
 // Reading the root of an origin is reading the top-level nodes that belong to it.
@@ -146,7 +145,7 @@ PathWalk::Verdict PathWalk::add_deep(const gnmi::PathElem& element) {
   step.kind = TargetStep::Kind::kDeep;
   step.element = at_;
   descend_deep();
-  return std::nullopt;
+  return {};
 }
 
 // Adds everything below what the steps so far can mean.
@@ -187,29 +186,29 @@ PathWalk::Verdict PathWalk::add_named(const gnmi::PathElem& element, TargetStep:
   if (kind == TargetStep::Kind::kAny && purpose_ == Purpose::kWrite) {
     return refuse(grpc::StatusCode::UNIMPLEMENTED, kOneNode);
   }
-  if (Verdict refusal = complete_above()) return refusal;
+  if (Verdict verdict = complete_above(); !verdict.ok()) return verdict;
   Records found;
-  if (Verdict refusal = find(element, kind, found)) return refusal;
+  if (Verdict verdict = find(element, kind, found); !verdict.ok()) return verdict;
   TargetStep& step = target_.steps.emplace_back();
   step.kind = kind;
   step.element = at_;
   const bool is_bare = split_name(element.name()).module.empty();
   step.unlimited = kind == TargetStep::Kind::kAny && is_bare && element.key_size() == 0;
   if (!step.unlimited) {
-    if (Verdict refusal = read_keys(element, step, found)) return refusal;
+    if (Verdict verdict = read_keys(element, step, found); !verdict.ok()) return verdict;
     keep_order(step);
   }
   if (kind == TargetStep::Kind::kAny) target_.wild = true;
   from_ = std::move(found);
-  return std::nullopt;
+  return {};
 }
 
 // An entry on the way of a write is one entry.
 PathWalk::Verdict PathWalk::complete_above() const {
-  if (purpose_ != Purpose::kWrite || target_.steps.empty()) return std::nullopt;
+  if (purpose_ != Purpose::kWrite || target_.steps.empty()) return {};
   const TargetNode& above = target_.last();
   const std::string missing = is_list(above.node) ? missing_keys(above) : std::string();
-  if (missing.empty()) return std::nullopt;
+  if (missing.empty()) return {};
   return refuse(quoted_path(at_) + " needs " + missing);
 }
 
@@ -268,7 +267,7 @@ PathWalk::Verdict PathWalk::find(const gnmi::PathElem& element, TargetStep::Kind
     note("path element " + quoted(element.name(), kMostNameShown) + " is " +
          names_.qualified(found.front()));
   }
-  return std::nullopt;
+  return {};
 }
 
 // Among the many nodes of a wildcard those count that can have the keys; a name alone must.
@@ -281,17 +280,17 @@ PathWalk::Verdict PathWalk::read_keys(const gnmi::PathElem& element, TargetStep&
     node.node = record;
     node.schema = schema_.compiled(record);
     node.parent = record->parent != nullptr ? schema_.compiled(record->parent) : nullptr;
-    Verdict refusal = element.key_size() == 0 ? Verdict() : keys_of(element, node);
-    if (!refusal) {
+    Verdict verdict = element.key_size() == 0 ? Verdict() : keys_of(element, node);
+    if (verdict.ok()) {
       kept.push_back(record);
       step.nodes.push_back(std::move(node));
-    } else if (!first_refusal) {
-      first_refusal = std::move(refusal);
+    } else if (first_refusal.ok()) {
+      first_refusal = std::move(verdict);
     }
   }
   if (kept.empty()) return first_refusal;
   found = std::move(kept);
-  return std::nullopt;
+  return {};
 }
 
 void PathWalk::keep_order(TargetStep& step) const {
@@ -328,7 +327,7 @@ PathWalk::Verdict PathWalk::list_keys(const gnmi::PathElem& element, TargetNode&
       if (is_given) return at_key(local_name(key), kTwice);
       is_given = true;
       used.insert(&name);
-      if (Verdict refusal = add_key(name, value, key, node)) return refusal;
+      if (Verdict verdict = add_key(name, value, key, node); !verdict.ok()) return verdict;
     }
   }
   for (const auto& [name, value] : element.key()) {
@@ -338,7 +337,7 @@ PathWalk::Verdict PathWalk::list_keys(const gnmi::PathElem& element, TargetNode&
   }
   const std::string missing = purpose_ == Purpose::kWrite ? missing_keys(node) : std::string();
   if (!missing.empty()) return at_element("needs " + missing);
-  return std::nullopt;
+  return {};
 }
 
 PathWalk::Verdict PathWalk::add_key(const std::string& name, const std::string& value,
@@ -360,7 +359,7 @@ PathWalk::Verdict PathWalk::add_key(const std::string& name, const std::string& 
   }
   if (finds_twins_ && is_list(node.node)) key.twin = keys_.twin_of(node.node, key);
   node.keys.push_back(std::move(key));
-  return std::nullopt;
+  return {};
 }
 
 // The names of the first `count` elements, as the path writes them.
@@ -374,7 +373,7 @@ std::string PathWalk::quoted_path(int count) const {
   return quoted(shown);
 }
 
-Refusal PathWalk::refuse(grpc::StatusCode code, std::string rule) const {
+text::Failure PathWalk::refuse(grpc::StatusCode code, std::string rule) const {
   const std::string path = quoted_path(at_ + 1);
   return {code, path.substr(1, path.size() - 2), std::move(rule)};
 }
@@ -384,17 +383,17 @@ Refusal PathWalk::refuse(grpc::StatusCode code, std::string rule) const {
 Resolver::Resolver(const Schema& schema, Mode mode)
     : schema_(schema), mode_(mode), keys_(schema, mode == Mode::kTolerant) {}
 
-Result<Target> Resolver::resolve(const gnmi::Path& prefix, const gnmi::Path& path, Purpose purpose,
-                                 std::vector<std::string>* notes) const {
-  Result<Scope> scope = scope_of(schema_.names(), mode_, prefix, path);
-  if (!scope.ok()) return scope.refusal();
+text::Result<Target> Resolver::resolve(const gnmi::Path& prefix, const gnmi::Path& path,
+                                       Purpose purpose, std::vector<std::string>* notes) const {
+  text::Result<Scope> scope = scope_of(schema_.names(), mode_, prefix, path);
+  if (!scope.ok()) return std::move(scope).failure();
   Target target;
   target.path = join_paths(prefix, path);
   target.path.clear_target();
-  target.scope = std::move(scope.value());
+  target.scope = std::move(scope).value();
   target.model = &schema_;
   PathWalk walk(schema_, mode_, keys_, purpose, notes, target);
-  if (std::optional<Refusal> refusal = walk.run()) return *std::move(refusal);
+  if (text::Done done = walk.run(); !done.ok()) return std::move(done).failure();
   return target;
 }
 

@@ -9,8 +9,8 @@
 
 #include "gnmi.pb.h"
 #include "model/key_values.h"
-#include "model/result.h"
 #include "model/target.h"
+#include "text/result.h"
 
 namespace nexa::model {
 
@@ -36,8 +36,8 @@ class Resolver {
   // mode also bare names and YANG prefixes, and a module's name as the origin, which then belongs
   // to a first element without module. `notes`, when given, receives a line for each guess.
   // Any thread.
-  Result<Target> resolve(const gnmi::Path& prefix, const gnmi::Path& path, Purpose purpose,
-                         std::vector<std::string>* notes = nullptr) const;
+  text::Result<Target> resolve(const gnmi::Path& prefix, const gnmi::Path& path, Purpose purpose,
+                               std::vector<std::string>* notes = nullptr) const;
 
   // Makes of the target of a path to read that of a path of the same form (has_same_form) below the
   // same prefix, at the cost of its keys. False when the value of one does not fit: resolve() says

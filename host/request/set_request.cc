@@ -156,7 +156,7 @@ grpc::Status Preparation::add(const OperationView& operation, store::Edit& edit)
   auto resolved =
       parts_.resolver.resolve(request_.prefix(), *operation.path,
                               is_delete ? model::Purpose::kDelete : model::Purpose::kWrite);
-  grpc::Status status = resolved.ok() ? grpc::Status::OK : resolved.refusal().status();
+  grpc::Status status = resolved.ok() ? grpc::Status::OK : resolved.failure().status();
   if (status.ok()) {
     edit.target = std::move(resolved.value());
     status = is_delete ? add_delete(edit) : add_value(operation, edit);

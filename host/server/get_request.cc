@@ -52,8 +52,8 @@ class PathSeries {
       return grpc::Status::OK;
     }
     const gnmi::Path joined = model::join_paths(request_.prefix(), path);
-    return {profile::code_for_reader(parts_.profile, resolved.refusal().code),
-            request::at_place(place_of(index), joined) + resolved.refusal().rule};
+    return {profile::code_for_reader(parts_.profile, resolved.failure().code),
+            request::at_place(place_of(index), joined) + resolved.failure().rule};
   }
 
   // What is wrong with a path from `index` on; `otherwise` when nothing is. A request that is wrong
@@ -124,7 +124,7 @@ grpc::Status read_options(const GetParts& parts, const gnmi::GetRequest& request
   static const gnmi::CapabilityResponse no_models;
   const gnmi::CapabilityResponse& models = parts.models != nullptr ? *parts.models : no_models;
   auto used = model::ModelSet::of(request.use_models(), models.supported_models());
-  if (!used.ok()) return used.refusal().status();
+  if (!used.ok()) return used.failure().status();
   query.models = std::move(used.value());
   return read_depth(request.extension(), query.depth);
 }

@@ -76,10 +76,9 @@ grpc::Status StateCache::ask(state::StateProvider& provider,
     return refuse("state provider " + std::string(provider.name()) + ": " + fault.what());
   }
   xml.append("</state>");
-  std::string error;
-  auto tree = store_.parse_state(xml, error);
-  if (tree == nullptr) return refuse("operational data: " + error);
-  trees.push_back(std::move(tree));
+  auto tree = store_.parse_state(xml);
+  if (!tree.ok()) return refuse("operational data: " + tree.failure().line());
+  trees.push_back(std::move(tree).value());
   return grpc::Status::OK;
 }
 

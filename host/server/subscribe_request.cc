@@ -45,7 +45,7 @@ grpc::Status plan_stream(const SubscribeParts& parts, const gnmi::SubscribeReque
   const gnmi::CapabilityResponse none;
   auto used = model::ModelSet::of(
       list.use_models(), (parts.models != nullptr ? *parts.models : none).supported_models());
-  if (!used.ok()) return used.refusal().status();
+  if (!used.ok()) return used.failure().status();
   limits.models = std::move(used.value());
   int at_fault = -1;
   status = telemetry::plan_subscriptions(parts.resolver, parts.paces, limits, list, plan, at_fault);

@@ -39,12 +39,12 @@ bool apply_request(const CommitRequest& request, const RequestLimits& limits, Ed
       result.status = {StatusCode::CANCELLED, kAbandoned};
       return false;
     }
-    if (auto refusal = applier.apply(request.edits[i])) {
-      const std::string place = refusal->path.empty() ? "" : refusal->path + ": ";
-      result.status = {refusal->code, place + refusal->rule};
+    if (text::Done done = applier.apply(request.edits[i]); !done.ok()) {
+      text::Failure failure = std::move(done).failure();
+      result.status = {failure.code, failure.line()};
       result.edit = static_cast<int>(i);
-      result.path = std::move(refusal->path);
-      result.rule = std::move(refusal->rule);
+      result.path = std::move(failure.path);
+      result.rule = std::move(failure.rule);
       return false;
     }
     if (!is_within(limits, request, applier, result)) return false;

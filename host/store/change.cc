@@ -251,11 +251,10 @@ std::string changed_nodes_xml(const ImageInner& before, const ImageInner& after,
   return "<config>" + writer.text + "</config>";
 }
 
-bool parse_nodes(std::string_view xml, TreePtr& tree, std::string& error) {
-  const std::optional<Violation> problem = read_nodes(xml, tree);
-  if (!problem) return true;
-  error = problem->path.empty() ? problem->rule : problem->path + ": " + problem->rule;
-  return false;
+text::Result<TreePtr> parse_nodes(std::string_view xml) {
+  TreePtr tree;
+  if (const std::optional<Violation> problem = read_nodes(xml, tree)) return problem->failure();
+  return tree;
 }
 
 std::string_view inner_xml(std::string_view document) {

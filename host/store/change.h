@@ -9,6 +9,7 @@
 
 #include "store/image/image.h"
 #include "store/tree.h"
+#include "text/result.h"
 
 namespace nexa::store {
 
@@ -23,9 +24,9 @@ bool change_xml(const ImageInner& before, const ImageInner& after, std::string& 
 std::string changed_nodes_xml(const ImageInner& before, const ImageInner& after,
                               const ImageInner& side);
 
-// Reads top-level nodes without validation: configuration only, nothing unknown. False with
-// `error`: "PATH: what is wrong".
-bool parse_nodes(std::string_view xml, TreePtr& tree, std::string& error);
+// Reads top-level nodes without validation: configuration only, nothing unknown. Null where there
+// are none.
+text::Result<TreePtr> parse_nodes(std::string_view xml);
 
 // What stands inside the one top element of a document, an XML declaration before it. nullptr data
 // when the text is no such document.

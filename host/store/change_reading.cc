@@ -144,14 +144,14 @@ class Application {
 
 }  // namespace
 
-bool apply_change(std::string_view xml, ImagePtr& image, std::string& error) {
-  TreePtr difference;
-  if (!parse_nodes(xml, difference, error)) return false;
+text::Done apply_change(std::string_view xml, ImagePtr& image) {
+  text::Result<TreePtr> difference = parse_nodes(xml);
+  if (!difference.ok()) return std::move(difference).failure();
   ImageSlot root = std::move(image);
-  const bool fits = Application().siblings(root, difference.get(), "none");
+  const bool fits = Application().siblings(root, difference.value().get(), "none");
   image = ImagePtr::share(&root->inner());
-  if (!fits) error = kNotApplicable;
-  return fits;
+  if (!fits) return text::unusable("", kNotApplicable);
+  return {};
 }
 
 }  // namespace nexa::store

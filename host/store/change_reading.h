@@ -6,14 +6,15 @@
 #include <string_view>
 
 #include "store/image/image.h"
+#include "text/result.h"
 
 namespace nexa::store {
 
 // Makes in an image of what was configured the change that a YANG difference tells; containers that
 // are left empty are marked as defaults. Takes libyang's differences as well, which older programs
-// wrote. False with `error` set when the text is no difference for the loaded schema or does not
-// fit the image, which is undefined then.
-bool apply_change(std::string_view xml, ImagePtr& image, std::string& error);
+// wrote. Fails when the text is no difference for the loaded schema or does not fit the image,
+// which is undefined then.
+text::Done apply_change(std::string_view xml, ImagePtr& image);
 
 }  // namespace nexa::store
 

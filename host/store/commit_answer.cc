@@ -20,17 +20,12 @@ grpc::StatusCode code_of(LogResult::Code code) {
   return StatusCode::INTERNAL;
 }
 
-std::string words_of(const Violation& violation) {
-  return violation.path.empty() ? violation.rule : violation.path + ": " + violation.rule;
-}
-
 void report(const Violation& violation, int edit, CommitResult& result) {
-  const bool is_constraint = violation.kind == Violation::Kind::kConstraint;
-  result.path = violation.path;
-  result.rule = violation.rule;
+  const text::Failure failure = violation.failure();
+  result.status = {failure.code, failure.line()};
   result.edit = edit;
-  result.status = {is_constraint ? StatusCode::FAILED_PRECONDITION : StatusCode::INVALID_ARGUMENT,
-                   words_of(violation)};
+  result.path = failure.path;
+  result.rule = failure.rule;
 }
 
 }  // namespace nexa::store

@@ -15,9 +15,6 @@ namespace nexa::store {
 // The code for what the log answered.
 grpc::StatusCode code_of(LogResult::Code code);
 
-// A violation in one line: the place, if it has one, and the rule.
-std::string words_of(const Violation& violation);
-
 // Puts a violation, and the index of the edit at fault, into the result.
 void report(const Violation& violation, int edit, CommitResult& result);
 

@@ -22,6 +22,7 @@
 #include "model/model_set.h"
 #include "model/target.h"
 #include "store/change_sinks.h"
+#include "text/result.h"
 
 namespace nexa::store {
 
@@ -256,9 +257,9 @@ class ConfigStore {
   virtual void unwatch(CommitWatcher& watcher) { static_cast<void>(watcher); }
 
   // Reads operational data: an XML document of top-level nodes below one element of any name.
-  // nullptr with `error` set when it does not fit the schema.
-  virtual std::shared_ptr<const StateTree> parse_state(std::string_view xml,
-                                                       std::string& error) const = 0;
+  // Fails when it does not fit the schema.
+  virtual text::Result<std::shared_ptr<const StateTree>> parse_state(
+      std::string_view xml) const = 0;
 
   // One tree of several of this store's, at least one, in which later ones count more: their leaves
   // and leaf-lists replace those of earlier ones.

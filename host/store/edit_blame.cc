@@ -58,7 +58,7 @@ int edit_to_blame(const ImagePtr& before, const std::vector<Edit>& edits, std::s
   int below = -1;
   bool several_below = false;
   for (std::size_t i = 0; i < edits.size(); ++i) {
-    if (applier.apply(edits[i])) break;
+    if (!applier.apply(edits[i]).ok()) break;
     ImagePtr next = applier.result();
     Look look(path);
     look.children(last.get(), next.get(), nullptr);

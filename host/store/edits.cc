@@ -26,7 +26,7 @@ constexpr char kOneNode[] = "a replace names one node";
 constexpr char kOtherOrigin[] = "the node does not belong to the origin that is replaced";
 constexpr char kContradiction[] = "another update of the union says something else";
 
-model::Refusal refused(std::string path, std::string rule) {
+text::Failure refused(std::string path, std::string rule) {
   return {grpc::StatusCode::INVALID_ARGUMENT, std::move(path), std::move(rule)};
 }
 
@@ -141,7 +141,7 @@ void EditApplier::add_document(TreePtr document) {
   }
 }
 
-std::optional<model::Refusal> EditApplier::apply(const Edit& edit) {
+text::Done EditApplier::apply(const Edit& edit) {
   if (edit.kind == Edit::Kind::kDelete) {
     is_all_ = false;
     document_.reset();
@@ -157,11 +157,11 @@ std::optional<model::Refusal> EditApplier::apply(const Edit& edit) {
   // Its values have the members that their JSON types choose, those of a judged tree have not.
   const bool has_marks = inner.find(text::kMarkNamespace) != std::string_view::npos;
   if (edit.kind == Edit::Kind::kUnion) {
-    if (auto refusal = unite(edit.target, document.get())) return refusal;
+    if (text::Done done = unite(edit.target, document.get()); !done.ok()) return done;
   } else if (edit.kind == Edit::Kind::kReplace) {
     is_all_ = edit.target.is_root() && edit.target.scope.is_all();
     document_.reset();
-    if (auto refusal = replace(edit.target, document.get())) return refusal;
+    if (text::Done done = replace(edit.target, document.get()); !done.ok()) return done;
   } else {
     std::string rule;
     const lyd_node* const fault =
@@ -176,12 +176,11 @@ std::optional<model::Refusal> EditApplier::apply(const Edit& edit) {
     document_.reset();
   }
   add_document(std::move(document));
-  return std::nullopt;
+  return {};
 }
 
 // The union is made beside the image, so that the order of the updates counts nothing.
-std::optional<model::Refusal> EditApplier::unite(const model::Target& target,
-                                                 const lyd_node* document) {
+text::Done EditApplier::unite(const model::Target& target, const lyd_node* document) {
   for (const lyd_node* node = document; node != nullptr; node = node->next) {
     if (!target.may_begin_with(node->schema)) return refused(instance_path(node), kOtherOrigin);
   }
@@ -199,14 +198,13 @@ std::optional<model::Refusal> EditApplier::unite(const model::Target& target,
     return refused(instance_path(fault), kContradiction);
   }
   merge_siblings(union_, document);
-  return std::nullopt;
+  return {};
 }
 
-std::optional<model::Refusal> EditApplier::replace(const model::Target& target,
-                                                   const lyd_node* document) {
+text::Done EditApplier::replace(const model::Target& target, const lyd_node* document) {
   if (target.is_root()) {
     replace_siblings(root_, document, &target);
-    return std::nullopt;
+    return {};
   }
   if (target.wild) return refused("", kOneNode);
   const lysc_node* const schema = target.last().schema;
@@ -222,13 +220,13 @@ std::optional<model::Refusal> EditApplier::replace(const model::Target& target,
     if (source == nullptr) return remove(target);
   }
   replace_at(root_, document, chain, all_instances);
-  return std::nullopt;
+  return {};
 }
 
-std::optional<model::Refusal> EditApplier::remove(const model::Target& target) {
+text::Done EditApplier::remove(const model::Target& target) {
   if (target.is_root()) {
     replace_siblings(root_, nullptr, &target);
-    return std::nullopt;
+    return {};
   }
   const model::TargetStep& last = target.steps.back();
   if (target.only_state) {
@@ -249,7 +247,7 @@ std::optional<model::Refusal> EditApplier::remove(const model::Target& target) {
                     [&named](const ImageNode* node) { return named.count(node) != 0; });
     if (!goes_with_ancestor) remove_chain(root_, chain);
   }
-  return std::nullopt;
+  return {};
 }
 
 }  // namespace nexa::store

@@ -5,12 +5,11 @@
 #define HOST_STORE_EDITS_H_
 
 #include <cstddef>
-#include <optional>
 #include <vector>
 
-#include "model/result.h"
 #include "store/config_store.h"
 #include "store/image/image.h"
+#include "text/result.h"
 
 namespace nexa::store {
 
@@ -20,7 +19,7 @@ class EditApplier {
 
   // Applies one operation. After a refusal, whose path is an instance identifier, the image may
   // hold a part of it.
-  std::optional<model::Refusal> apply(const Edit& edit);
+  text::Done apply(const Edit& edit);
 
   // The image as the operations so far leave it. Defaults are those that stood before, where
   // nothing explicit took their place: a judgement completes them.
@@ -36,9 +35,9 @@ class EditApplier {
 
  private:
   void add_document(TreePtr document);
-  std::optional<model::Refusal> unite(const model::Target& target, const lyd_node* document);
-  std::optional<model::Refusal> replace(const model::Target& target, const lyd_node* document);
-  std::optional<model::Refusal> remove(const model::Target& target);
+  text::Done unite(const model::Target& target, const lyd_node* document);
+  text::Done replace(const model::Target& target, const lyd_node* document);
+  text::Done remove(const model::Target& target);
 
   ImageSlot root_;
   ImageSlot union_;                       // what edits of kUnion say; null while there was none

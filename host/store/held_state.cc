@@ -26,9 +26,8 @@ constexpr char kConfiguration[] = " is configuration";
 constexpr char kKeyDiffers[] = "a key of the value contradicts the path";
 constexpr char kNotOne[] = "the value is not one value";
 
-std::string libyang_fault() {
-  const Violation problem = stored_violation(kestrel::context(), nullptr);
-  return problem.path.empty() ? problem.rule : problem.path + ": " + problem.rule;
+text::Failure not_held(std::string rule) {
+  return {grpc::StatusCode::INVALID_ARGUMENT, "", std::move(rule)};
 }
 
 bool is_inner(const lysc_node* schema) {
@@ -66,34 +65,31 @@ class Reading {
  public:
   Reading(const model::Target& target, std::string_view json) : target_(target), json_(json) {}
 
-  bool read(std::string& error) {
-    error = fault_of_target();
-    if (!error.empty()) return false;
+  text::Done read() {
+    if (text::Done done = check_target(); !done.ok()) return done;
     ly_err_clean(const_cast<ly_ctx*>(kestrel::context()), nullptr);
     if (!read_around() || !read_value()) {
-      error = libyang_fault();
-      return false;
+      return stored_violation(kestrel::context(), nullptr).failure();
     }
-    error = fault_of_value();
-    return error.empty();
+    return check_value();
   }
 
   const lyd_node* tree() const { return tree_.get(); }
 
  private:
-  std::string fault_of_target() const {
-    if (target_.is_root()) return kRoot;
-    if (target_.wild) return kWild;
+  text::Done check_target() const {
+    if (target_.is_root()) return not_held(kRoot);
+    if (target_.wild) return not_held(kWild);
     for (const model::TargetNode* const node : target_.chain()) {
       const bool is_entry = node->schema->nodetype == LYS_LIST;
       const std::size_t keys = is_entry ? count_keys(node->schema) : 0;
-      if (is_entry && (keys == 0 || node->keys.size() != keys)) return kNoKeys;
-      if (node->schema->nodetype == LYS_LEAFLIST && !node->keys.empty()) return kWild;
+      if (is_entry && (keys == 0 || node->keys.size() != keys)) return not_held(kNoKeys);
+      if (node->schema->nodetype == LYS_LEAFLIST && !node->keys.empty()) return not_held(kWild);
       for (const model::TargetKey& key : node->keys) {
-        if (key.any) return kWild;
+        if (key.any) return not_held(kWild);
       }
     }
-    if (lysc_is_key(target_.last().schema)) return kKey;
+    if (lysc_is_key(target_.last().schema)) return not_held(kKey);
     return {};
   }
 
@@ -141,11 +137,11 @@ class Reading {
     return done == LY_SUCCESS;
   }
 
-  std::string fault_of_value() {
+  text::Done check_value() {
     const lysc_node* const schema = target_.last().schema;
-    if (schema->nodetype == LYS_LIST && !drop_repeated_keys()) return kKeyDiffers;
-    if (tree_ == nullptr || tree_->next != nullptr) return kNotOne;
-    return fault_below(tree_.get());
+    if (schema->nodetype == LYS_LIST && !drop_repeated_keys()) return not_held(kKeyDiffers);
+    if (tree_ == nullptr || tree_->next != nullptr) return not_held(kNotOne);
+    return check_below(tree_.get());
   }
 
   // An object of an entry may have the keys that the path has.
@@ -172,15 +168,15 @@ class Reading {
 
   // Configuration is not told by a device. The keys of entries and what stands around data are
   // there with them.
-  static std::string fault_below(const lyd_node* first) {
+  static text::Done check_below(const lyd_node* first) {
     for (const lyd_node* node = first; node != nullptr; node = node->next) {
       const bool is_config = (node->schema->flags & LYS_CONFIG_W) != 0;
       if (!is_inner(node->schema) && is_config && !lysc_is_key(node->schema)) {
         const TextPtr path(lyd_path(node, LYD_PATH_STD, nullptr, 0));
-        return (path != nullptr ? std::string(path.get()) : node->schema->name) + kConfiguration;
+        return not_held((path != nullptr ? path.get() : node->schema->name) +
+                        std::string(kConfiguration));
       }
-      std::string fault = fault_below(lyd_child(node));
-      if (!fault.empty()) return fault;
+      if (text::Done done = check_below(lyd_child(node)); !done.ok()) return done;
     }
     return {};
   }
@@ -195,11 +191,11 @@ class Reading {
 
 HeldState::HeldState() : root_(empty_image()) {}
 
-bool HeldState::update(const model::Target& target, std::string_view json, std::string& error) {
+text::Done HeldState::update(const model::Target& target, std::string_view json) {
   Reading reading(target, json);
-  if (!reading.read(error)) return false;
+  if (text::Done done = reading.read(); !done.ok()) return done;
   store::lay_over(root_, *image_of_tree(reading.tree()));
-  return true;
+  return {};
 }
 
 bool HeldState::holds(const model::Target& target) const {

@@ -11,6 +11,7 @@
 #include "model/target.h"
 #include "store/config_store.h"
 #include "store/image/image.h"
+#include "text/result.h"
 
 namespace nexa::store {
 
@@ -21,10 +22,10 @@ class HeldState {
 
   // Puts the value of one node in, well-formed JSON as RFC 7951 writes it: a scalar for a leaf, an
   // array for a leaf-list, an object for a container or an entry. Leaves and leaf-lists that it has
-  // replace those that are there, everything else stays. False with `error` set, and nothing
-  // changed, when the target has wildcards or means several nodes, when the value does not fit, or
-  // when it holds configuration other than list keys.
-  bool update(const model::Target& target, std::string_view json, std::string& error);
+  // replace those that are there, everything else stays. Fails, and nothing is changed, when the
+  // target has wildcards or means several nodes, when the value does not fit, or when it holds
+  // configuration other than list keys.
+  text::Done update(const model::Target& target, std::string_view json);
 
   // Whether a node that the target names is there.
   bool holds(const model::Target& target) const;

@@ -234,10 +234,10 @@ Judge::Verdict Judge::judge_in_child(TreePtr fresh, const ImageInner& like) {
   }
   if (outcome.result.front() != kValidLetter) return verdict;
   ImagePtr image = ImagePtr::share(&like);
-  std::string error;
-  if (!apply_text(std::string_view(outcome.result).substr(1), image, error)) {
+  const text::Done done = apply_text(std::string_view(outcome.result).substr(1), image);
+  if (!done.ok()) {
     verdict.kind = Verdict::Kind::kDied;
-    verdict.text = error;
+    verdict.text = done.failure().line();
     return verdict;
   }
   verdict.image = std::move(image);

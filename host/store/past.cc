@@ -21,19 +21,18 @@ constexpr char kInUse[] = "the past is being read for somebody else, try again";
 
 grpc::Status Past::base_of(std::int64_t start_ns, ImagePtr& configured,
                            std::uint64_t& number) const {
-  std::string error;
   bool is_kept = false;
   const LogResult found = log_.number_before(start_ns, number, is_kept);
   if (!found.ok()) return {StatusCode::INTERNAL, found.text};
   if (!is_kept) {
     return {StatusCode::OUT_OF_RANGE, "the history does not go back that far"};
   }
-  StoredState state;
-  if (!configured_state(log_, number, state, error)) {
+  text::Result<StoredState> state = configured_state(log_, number);
+  if (!state.ok()) {
     return {StatusCode::FAILED_PRECONDITION,
-            "commit " + std::to_string(number) + " cannot be shown: " + error};
+            "commit " + std::to_string(number) + " cannot be shown: " + state.failure().line()};
   }
-  configured = std::move(state.image);
+  configured = std::move(state).value().image;
   return grpc::Status::OK;
 }
 
@@ -64,7 +63,9 @@ grpc::Status Past::replay(std::int64_t start_ns, std::int64_t end_ns, const Step
     if (!log_.replay_after(number, keep, error)) return {StatusCode::INTERNAL, error};
     for (const LogEntry& entry : entries) {
       if (entry.number > last || entry.time_ns >= end_ns) return grpc::Status::OK;
-      if (!apply_entry(entry, configured, error)) return {StatusCode::FAILED_PRECONDITION, error};
+      if (const text::Done done = apply_entry(entry, configured); !done.ok()) {
+        return {StatusCode::FAILED_PRECONDITION, done.failure().line()};
+      }
       number = entry.number;
       step = {std::move(step.after), as_read(configured, number), entry.time_ns};
       if (!each(step)) return grpc::Status::OK;

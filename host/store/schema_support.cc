@@ -2,7 +2,9 @@
 // that is asked was added to a choice.
 #include "store/schema_support.h"
 
+#include <string>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "store/tree.h"
@@ -94,9 +96,11 @@ class Uniques {
 
 }  // namespace
 
-std::string unsupported_schema() {
+text::Done check_schema() {
   std::string fault = added_default();
-  return fault.empty() ? Uniques().fault() : fault;
+  if (fault.empty()) fault = Uniques().fault();
+  if (!fault.empty()) return text::unusable("", std::move(fault));
+  return {};
 }
 
 }  // namespace nexa::store

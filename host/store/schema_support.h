@@ -3,16 +3,16 @@
 #ifndef HOST_STORE_SCHEMA_SUPPORT_H_
 #define HOST_STORE_SCHEMA_SUPPORT_H_
 
-#include <string>
+#include "text/result.h"
 
 namespace nexa::store {
 
-// One line that says what of the loaded schema libyang 2.1 cannot do; empty when it can do all.
+// Fails when libyang 2.1 cannot do something of the loaded schema.
 //
 // That is a default which one module adds to a case of a choice that stands at the top level of
 // another: libyang looks for it for ever. And a `unique` that names a leaf which a deviation took
 // out: libyang keeps the freed node.
-std::string unsupported_schema();
+text::Done check_schema();
 
 }  // namespace nexa::store
 

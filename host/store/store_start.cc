@@ -1,7 +1,6 @@
 // The log's checksums held, so what does not fit here does not fit the schema.
 #include "store/store_start.h"
 
-#include "store/commit_answer.h"
 #include "store/image/image_import.h"
 #include "store/image/image_text.h"
 #include "store/image/image_xml.h"
@@ -15,11 +14,17 @@ namespace {
 
 constexpr char kLoadOld[] = "; load the modules that it was written with";
 
-std::string misfit(const std::string& file, const std::string& what,
-                   const std::string& difference) {
-  std::string text = file + ": the stored configuration does not fit the schema: " + what;
-  if (!difference.empty()) text.append(" (").append(difference).append(")");
-  return text + kLoadOld;
+text::Failure misfit(const std::string& file, const text::Failure& what,
+                     const std::string& difference) {
+  std::string rule = "the stored configuration does not fit the schema: " + what.line();
+  if (!difference.empty()) rule.append(" (").append(difference).append(")");
+  return text::unusable(file, rule + kLoadOld);
+}
+
+// What the log says of a write is a line of its own.
+text::Done done_of(const LogResult& written) {
+  if (!written.ok()) return text::unusable("", written.text);
+  return {};
 }
 
 // What is configured, with defaults as far as libyang completes them without a verdict; without
@@ -32,22 +37,19 @@ ImagePtr completed(const ImagePtr& configured) {
     return difference_text(*configured, *judged_image(owner.get(), *configured));
   });
   ImagePtr image = configured;
-  std::string error;
   const bool is_done = outcome.kind == ChildOutcome::Kind::kDone;
-  return is_done && apply_text(outcome.result, image, error) ? image : configured;
+  return is_done && apply_text(outcome.result, image).ok() ? image : configured;
 }
 
-bool write_base(CommitLog& log, const StartState& start, std::string& error) {
-  if (!log.writable()) return true;
+text::Done write_base(CommitLog& log, const StartState& start) {
+  if (!log.writable()) return {};
   LogSnapshot snapshot;
   snapshot.number = log.head();
   snapshot.config = configuration_xml(*start.image);
   snapshot.image = image_text(*start.image);
   snapshot.schema_hash = loaded_schema_hash();
   snapshot.judged = start.judged;
-  const LogResult written = log.write_snapshot(snapshot, LogLimits());
-  if (!written.ok()) error = written.text;
-  return written.ok();
+  return done_of(log.write_snapshot(snapshot, LogLimits()));
 }
 
 }  // namespace
@@ -65,31 +67,33 @@ void judge_configured(const ImagePtr& configured, Judge& judge, StartState& star
     return;
   }
   start.image = completed(configured);
-  start.violation = verdict.violation             ? words_of(*verdict.violation)
+  start.violation = verdict.violation             ? verdict.violation->failure().line()
                     : verdict.kind == Kind::kDied ? "it cannot be judged: " + verdict.text
                                                   : "it cannot be judged: out of memory";
 }
 
-bool start_state(CommitLog& log, const std::string& file, Judge& judge, StartState& start,
-                 std::vector<std::string>& notes, std::string& error) {
+text::Result<StartState> start_state(CommitLog& log, const std::string& file, Judge& judge,
+                                     std::vector<std::string>& notes) {
   const std::string stamp = schema_stamp();
   const std::string before = log.schema();
   const bool is_new = before.empty();
   const std::string difference =
       is_new || before == stamp ? std::string() : stamp_difference(before, stamp);
+  text::Result<std::optional<StoredState>> newest = std::nullopt;
+  if (difference.empty()) newest = newest_image_state(log);
+  StartState start;
   StoredState state;
-  std::string problem;
-  if (difference.empty() && newest_image_state(log, state, problem)) {
+  if (newest.ok() && newest.value()) {
+    state = *std::move(newest).value();
     start.image = state.image;
     start.judged = state.judged;
   } else {
-    if (!problem.empty()) notes.push_back(file + ": " + problem + "; the XML is read instead");
-    problem.clear();
-    state = StoredState();
-    if (!configured_state(log, log.head(), state, problem)) {
-      error = misfit(file, problem, difference);
-      return false;
+    if (!newest.ok()) {
+      notes.push_back(file + ": " + newest.failure().line() + "; the XML is read instead");
     }
+    text::Result<StoredState> configured = configured_state(log, log.head());
+    if (!configured.ok()) return misfit(file, configured.failure(), difference);
+    state = std::move(configured).value();
     judge_configured(state.image, judge, start);
     if (!difference.empty()) {
       notes.push_back("the schema changed: " + difference +
@@ -102,7 +106,7 @@ bool start_state(CommitLog& log, const std::string& file, Judge& judge, StartSta
       start.image = completed(state.image);
       start.judged = false;
     }
-    if (!write_base(log, start, error)) return false;
+    if (text::Done done = write_base(log, start); !done.ok()) return std::move(done).failure();
   }
   notes.push_back("configuration " + std::to_string(log.head()) + " from " + file + ", " +
                   std::to_string(state.replayed) + " commits replayed");
@@ -110,10 +114,11 @@ bool start_state(CommitLog& log, const std::string& file, Judge& judge, StartSta
     notes.push_back(file + ": the stored configuration breaks a rule: " + start.violation +
                     "; the next change has to mend it");
   }
-  if (before == stamp || !log.writable()) return true;
-  const LogResult stored = log.set_schema(stamp);
-  if (!stored.ok()) error = stored.text;
-  return stored.ok();
+  if (before == stamp || !log.writable()) return start;
+  if (text::Done done = done_of(log.set_schema(stamp)); !done.ok()) {
+    return std::move(done).failure();
+  }
+  return start;
 }
 
 }  // namespace nexa::store

@@ -9,6 +9,7 @@
 #include "store/judge.h"
 #include "store/log/commit_log.h"
 #include "store/stored_state.h"
+#include "text/result.h"
 
 namespace nexa::store {
 
@@ -25,10 +26,10 @@ void judge_configured(const ImagePtr& configured, Judge& judge, StartState& star
 // An image under the loaded schema is taken as it is. Without one (an old log, a changed schema)
 // what was configured is read as XML and judged as a whole, in a process that may die; a
 // configuration that breaks a rule is taken with its violation told. The log is brought up to the
-// schema. False with `error`, one line that names `file`: the loaded modules do not have the stored
-// nodes, or do not take their values.
-bool start_state(CommitLog& log, const std::string& file, Judge& judge, StartState& start,
-                 std::vector<std::string>& notes, std::string& error);
+// schema. Fails, with `file` as the path, when the loaded modules do not have the stored nodes, or
+// do not take their values.
+text::Result<StartState> start_state(CommitLog& log, const std::string& file, Judge& judge,
+                                     std::vector<std::string>& notes);
 
 }  // namespace nexa::store
 

@@ -11,65 +11,75 @@
 namespace nexa::store {
 namespace {
 
-bool read_configuration(std::string_view xml, ImagePtr& image, std::string& error) {
-  TreePtr tree;
-  if (!parse_nodes(inner_xml(xml), tree, error)) return false;
-  image = image_of_tree(tree.get());
-  return true;
+text::Done read_configuration(std::string_view xml, ImagePtr& image) {
+  text::Result<TreePtr> tree = parse_nodes(inner_xml(xml));
+  if (!tree.ok()) return std::move(tree).failure();
+  image = image_of_tree(tree.value().get());
+  return {};
+}
+
+text::Failure of_commit(std::uint64_t number, text::Failure failure) {
+  return text::failure_at("commit " + std::to_string(number), std::move(failure));
 }
 
 }  // namespace
 
-bool apply_entry(const LogEntry& entry, ImagePtr& image, std::string& error) {
-  const bool fits = entry.whole ? read_configuration(entry.change, image, error)
-                                : apply_change(entry.change, image, error);
-  if (!fits) error = "commit " + std::to_string(entry.number) + ": " + error;
-  return fits;
+text::Done apply_entry(const LogEntry& entry, ImagePtr& image) {
+  text::Done done =
+      entry.whole ? read_configuration(entry.change, image) : apply_change(entry.change, image);
+  if (!done.ok()) return of_commit(entry.number, std::move(done).failure());
+  return {};
 }
 
 std::string loaded_schema_hash() { return schema_content_digest(); }
 
-bool newest_image_state(const CommitLog& log, StoredState& state, std::string& error) {
+text::Result<std::optional<StoredState>> newest_image_state(const CommitLog& log) {
   LogSnapshot base;
-  if (!log.newest_image(loaded_schema_hash(), base)) return false;
+  if (!log.newest_image(loaded_schema_hash(), base)) return std::nullopt;
+  StoredState state;
   state.image = empty_image();
-  if (!apply_text(base.image, state.image, error)) {
-    error = "image " + std::to_string(base.number) + ": " + error;
-    return false;
+  text::Done done = apply_text(base.image, state.image);
+  if (!done.ok()) {
+    return text::failure_at("image " + std::to_string(base.number), std::move(done).failure());
   }
   bool has_effects = true;
   const auto apply = [&](const LogEntry& entry) {
     has_effects = !entry.effect.empty();
     if (!has_effects) return false;
     ++state.replayed;
-    if (apply_text(entry.effect, state.image, error)) return true;
-    error = "commit " + std::to_string(entry.number) + ": " + error;
-    return false;
+    done = apply_text(entry.effect, state.image);
+    if (!done.ok()) done = of_commit(entry.number, std::move(done).failure());
+    return done.ok();
   };
-  if (!log.replay_after(base.number, apply, error) || !has_effects || !error.empty()) return false;
+  std::string error;
+  if (!log.replay_after(base.number, apply, error)) return text::unusable("", std::move(error));
+  if (!done.ok()) return std::move(done).failure();
+  if (!has_effects) return std::nullopt;
   state.complete = true;
   state.judged = base.judged && state.replayed == 0;
-  return true;
+  return state;
 }
 
-bool configured_state(const CommitLog& log, std::uint64_t number, StoredState& state,
-                      std::string& error) {
+text::Result<StoredState> configured_state(const CommitLog& log, std::uint64_t number) {
   LogSnapshot base;
   std::vector<LogEntry> entries;
   const auto keep = [&entries](const LogEntry& entry) {
     entries.push_back(entry);
     return true;
   };
-  if (!log.replay(number, base, keep, error)) return false;
-  if (!read_configuration(base.config, state.image, error)) {
-    error = "snapshot " + std::to_string(base.number) + ": " + error;
-    return false;
+  std::string error;
+  if (!log.replay(number, base, keep, error)) return text::unusable("", std::move(error));
+  StoredState state;
+  if (text::Done done = read_configuration(base.config, state.image); !done.ok()) {
+    return text::failure_at("snapshot " + std::to_string(base.number), std::move(done).failure());
   }
   for (const LogEntry& entry : entries) {
-    if (!apply_entry(entry, state.image, error)) return false;
+    if (text::Done done = apply_entry(entry, state.image); !done.ok()) {
+      return std::move(done).failure();
+    }
   }
   state.replayed = entries.size();
-  return true;
+  return state;
 }
 
 }  // namespace nexa::store

@@ -2,10 +2,12 @@
 #ifndef HOST_STORE_STORED_STATE_H_
 #define HOST_STORE_STORED_STATE_H_
 
+#include <optional>
 #include <string>
 
 #include "store/image/image.h"
 #include "store/log/commit_log.h"
+#include "text/result.h"
 
 namespace nexa::store {
 
@@ -20,17 +22,16 @@ struct StoredState {
 };
 
 // The newest configuration, read without libyang from the newest image under the loaded schema and
-// the effects of the commits after it. False when there is no such image or a commit without
-// effect; also with `error` set when what is stored does not fit together.
-bool newest_image_state(const CommitLog& log, StoredState& state, std::string& error);
+// the effects of the commits after it. None when there is no such image or a commit without effect;
+// fails when what is stored does not fit together.
+text::Result<std::optional<StoredState>> newest_image_state(const CommitLog& log);
 
-// What was configured after commit `number`, read by libyang from XML alone. False with `error`:
-// what does not fit the loaded schema, or that the commit is not kept.
-bool configured_state(const CommitLog& log, std::uint64_t number, StoredState& state,
-                      std::string& error);
+// What was configured after commit `number`, read by libyang from XML alone. Fails when that does
+// not fit the loaded schema, or the commit is not kept.
+text::Result<StoredState> configured_state(const CommitLog& log, std::uint64_t number);
 
-// Makes what was configured after the entry of what was before it. False with `error`.
-bool apply_entry(const LogEntry& entry, ImagePtr& image, std::string& error);
+// Makes what was configured after the entry of what was before it; a failure names the commit.
+text::Done apply_entry(const LogEntry& entry, ImagePtr& image);
 
 }  // namespace nexa::store
 

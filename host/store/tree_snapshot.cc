@@ -186,11 +186,10 @@ const ImageInner& image_of_state(const StateTree& tree) {
   return *static_cast<const ParsedState&>(tree).top();
 }
 
-std::shared_ptr<const StateTree> parse_state_tree(std::string_view xml, std::string& error) {
+text::Result<std::shared_ptr<const StateTree>> parse_state_tree(std::string_view xml) {
   const std::string_view inner = inner_xml(xml);
   if (inner.data() == nullptr) {
-    error = kNoElement;
-    return nullptr;
+    return text::Failure{grpc::StatusCode::INVALID_ARGUMENT, "", kNoElement};
   }
   if (inner.empty()) return state_tree_of(empty_image());
   ly_err_clean(const_cast<ly_ctx*>(kestrel::context()), nullptr);
@@ -198,14 +197,10 @@ std::shared_ptr<const StateTree> parse_state_tree(std::string_view xml, std::str
   const LY_ERR done = lyd_parse_data_mem(kestrel::context(), std::string(inner).c_str(), LYD_XML,
                                          LYD_PARSE_ONLY | LYD_PARSE_STRICT, 0, &parsed);
   TreePtr tree(parsed);
-  if (done != LY_SUCCESS) {
-    const Violation problem = stored_violation(kestrel::context(), nullptr);
-    error = problem.path.empty() ? problem.rule : problem.path + ": " + problem.rule;
-    return nullptr;
-  }
+  if (done != LY_SUCCESS) return stored_violation(kestrel::context(), nullptr).failure();
   if (const std::string name = unbound_prefix(tree.get()); !name.empty()) {
-    error = text::quoted(name) + ": the prefix stands for no namespace";
-    return nullptr;
+    return text::Failure{grpc::StatusCode::INVALID_ARGUMENT, text::quoted(name),
+                         "the prefix stands for no namespace"};
   }
   return state_tree_of(image_of_tree(tree.get()));
 }

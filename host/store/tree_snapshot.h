@@ -42,7 +42,7 @@ std::shared_ptr<const StateTree> state_tree_of(ImagePtr image);
 const ImageInner& image_of_state(const StateTree& tree);
 
 // ConfigStore::parse_state.
-std::shared_ptr<const StateTree> parse_state_tree(std::string_view xml, std::string& error);
+text::Result<std::shared_ptr<const StateTree>> parse_state_tree(std::string_view xml);
 
 }  // namespace nexa::store
 

@@ -58,13 +58,12 @@ class TreeStore : public ConfigStore {
   TreeStore(const TreeStore&) = delete;
   TreeStore& operator=(const TreeStore&) = delete;
 
-  bool load(const std::string& file, std::vector<std::string>& notes, std::string& error);
+  text::Done load(const std::string& file, std::vector<std::string>& notes);
 
   CommitResult commit(const CommitRequest& request) override;
   std::shared_ptr<const Snapshot> snapshot() const override { return publication_.current(); }
-  std::shared_ptr<const StateTree> parse_state(std::string_view xml,
-                                               std::string& error) const override {
-    return parse_state_tree(xml, error);
+  text::Result<std::shared_ptr<const StateTree>> parse_state(std::string_view xml) const override {
+    return parse_state_tree(xml);
   }
   std::shared_ptr<const StateTree> join_states(
       std::span<const std::shared_ptr<const StateTree>> trees) const override {
@@ -149,11 +148,12 @@ TreeStore::~TreeStore() {
   if (preparation_.joinable()) preparation_.join();
 }
 
-bool TreeStore::load(const std::string& file, std::vector<std::string>& notes, std::string& error) {
+text::Done TreeStore::load(const std::string& file, std::vector<std::string>& notes) {
   number_schema();
   schema_hash_ = loaded_schema_hash();
-  StartState start;
-  if (!start_state(*log_, file, judge_, start, notes, error)) return false;
+  text::Result<StartState> started = start_state(*log_, file, judge_, notes);
+  if (!started.ok()) return std::move(started).failure();
+  const StartState& start = started.value();
   StoreHealth health;
   health.violation = start.violation;
   health.deaths = judge_.deaths();
@@ -166,11 +166,11 @@ bool TreeStore::load(const std::string& file, std::vector<std::string>& notes, s
     const std::lock_guard<std::mutex> lock(writer_);
     judge_.stand_for(publication_.current()->root());
   });
-  if (options_.read_only) return true;
+  if (options_.read_only) return {};
   snapshots_ = std::make_unique<SnapshotWriter>(
       *log_, LogLimits{options_.history_limit, options_.commits_per_snapshot},
       [this] { return log_snapshot(); }, options_.warn);
-  return true;
+  return {};
 }
 
 StoreHealth TreeStore::health() const {
@@ -378,14 +378,14 @@ CommitResult TreeStore::rollback(std::uint64_t number, const std::string& author
 
 // Makes what commit `number` left the newest configuration.
 void TreeStore::restore(std::uint64_t number, Transaction& transaction) {
-  StoredState state;
-  std::string error;
-  if (!configured_state(*log_, number, state, error)) {
+  const text::Result<StoredState> stored = configured_state(*log_, number);
+  if (!stored.ok()) {
     transaction.result.status = {
         StatusCode::FAILED_PRECONDITION,
-        "commit " + std::to_string(number) + " cannot be restored: " + error};
+        "commit " + std::to_string(number) + " cannot be restored: " + stored.failure().line()};
     return;
   }
+  const StoredState& state = stored.value();
   const std::shared_ptr<const TreeSnapshot> standing = publication_.current();
   transaction.before = ImagePtr::share(&standing->root());
   Judge::Verdict verdict =
@@ -470,24 +470,26 @@ void TreeStore::publish() {
 
 }  // namespace
 
-std::unique_ptr<ConfigStore> open_tree_store(const TreeStoreOptions& options, std::string& error,
-                                             std::vector<std::string>* notes) {
-  error = unsupported_schema();
-  if (!error.empty()) return nullptr;
+text::Result<std::unique_ptr<ConfigStore>> open_tree_store(const TreeStoreOptions& options,
+                                                           std::vector<std::string>* notes) {
+  if (text::Done done = check_schema(); !done.ok()) return std::move(done).failure();
+  std::string error;
   std::unique_ptr<DataDirectory> directory;
   if (!options.read_only) {
     directory = DataDirectory::hold(options.directory, error);
-    if (directory == nullptr) return nullptr;
+    if (directory == nullptr) return text::unusable("", std::move(error));
   }
   LogOptions place;
   place.directory = options.directory;
   place.sync = options.sync;
   place.read_only = options.read_only;
   std::unique_ptr<CommitLog> log = CommitLog::open(place, error);
-  if (log == nullptr) return nullptr;
+  if (log == nullptr) return text::unusable("", std::move(error));
   std::vector<std::string> lines;
   auto store = std::make_unique<TreeStore>(options, std::move(directory), std::move(log));
-  if (!store->load(log_file(options.directory), lines, error)) return nullptr;
+  if (text::Done done = store->load(log_file(options.directory), lines); !done.ok()) {
+    return std::move(done).failure();
+  }
   if (notes != nullptr) notes->insert(notes->end(), lines.begin(), lines.end());
   return store;
 }

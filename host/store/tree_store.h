@@ -29,14 +29,14 @@ struct TreeStoreOptions {
   std::function<void(const std::string& line)> warn;
 };
 
-// Opens the data directory over the loaded schema (kestrel::load) and replays it. nullptr with
-// `error` set, one line that names the file and what to do, when the directory cannot be used: in
-// use by another process, damaged, foreign, from another schema whose modules do not have the
-// stored nodes. A configuration that breaks a rule is opened: health() tells the rule, and the next
-// commit has to mend it. So is a directory that cannot be written: commits are refused meanwhile.
-// `notes` receives lines worth a log: what was replayed, that the schema changed.
-std::unique_ptr<ConfigStore> open_tree_store(const TreeStoreOptions& options, std::string& error,
-                                             std::vector<std::string>* notes = nullptr);
+// Opens the data directory over the loaded schema (kestrel::load) and replays it. Fails, naming the
+// file and what to do, when the directory cannot be used: in use by another process, damaged,
+// foreign, from another schema whose modules do not have the stored nodes. A configuration that
+// breaks a rule is opened: health() tells the rule, and the next commit has to mend it. So is a
+// directory that cannot be written: commits are refused meanwhile. `notes` receives lines worth a
+// log: what was replayed, that the schema changed.
+text::Result<std::unique_ptr<ConfigStore>> open_tree_store(
+    const TreeStoreOptions& options, std::vector<std::string>* notes = nullptr);
 
 }  // namespace nexa::store
 

@@ -3,8 +3,8 @@
 #include "store/verification.h"
 
 #include <new>
+#include <optional>
 
-#include "store/commit_answer.h"
 #include "store/image/image_comparison.h"
 #include "store/image/schema_order.h"
 #include "store/judge.h"
@@ -25,15 +25,15 @@ constexpr int kMostTries = 3;
 // The newest configuration, in the ways that the log has it.
 struct Stored {
   StoredState configured;
-  StoredState served;
-  bool is_served = false;  // there is an image under the loaded schema
+  std::optional<StoredState> served;  // none without an image under the loaded schema
 };
 
-bool read_states(const CommitLog& log, Stored& stored, std::string& error) {
-  stored = Stored();
-  if (!configured_state(log, log.head(), stored.configured, error)) return false;
-  stored.is_served = newest_image_state(log, stored.served, error);
-  return stored.is_served || error.empty();
+text::Result<Stored> read_states(const CommitLog& log) {
+  text::Result<StoredState> configured = configured_state(log, log.head());
+  if (!configured.ok()) return std::move(configured).failure();
+  text::Result<std::optional<StoredState>> served = newest_image_state(log);
+  if (!served.ok()) return std::move(served).failure();
+  return Stored{std::move(configured).value(), std::move(served).value()};
 }
 
 VerificationReport judge(const Stored& stored, std::uint64_t number) {
@@ -41,8 +41,8 @@ VerificationReport judge(const Stored& stored, std::uint64_t number) {
   report.number = number;
   report.kind = ReportKind::kViolation;
   const ImagePtr& given = stored.configured.image;
-  if (stored.is_served) {
-    if (auto path = first_difference(*stored.served.image, *given, Compared::kConfigured)) {
+  if (stored.served) {
+    if (auto path = first_difference(*stored.served->image, *given, Compared::kConfigured)) {
       report.text = *path + kTwoWays;
       return report;
     }
@@ -54,7 +54,7 @@ VerificationReport judge(const Stored& stored, std::uint64_t number) {
     case Judge::Verdict::Kind::kValid:
       break;
     case Judge::Verdict::Kind::kInvalid:
-      report.text = words_of(*verdict.violation);
+      report.text = verdict.violation->failure().line();
       return report;
     case Judge::Verdict::Kind::kDied:
     case Judge::Verdict::Kind::kFailed:
@@ -62,8 +62,8 @@ VerificationReport judge(const Stored& stored, std::uint64_t number) {
       report.text = verdict.text.empty() ? kOutOfMemory : verdict.text;
       return report;
   }
-  if (stored.is_served) {
-    if (auto path = first_difference(*stored.served.image, *verdict.image, Compared::kAll)) {
+  if (stored.served) {
+    if (auto path = first_difference(*stored.served->image, *verdict.image, Compared::kAll)) {
       report.text = *path + kOtherDefaults;
       return report;
     }
@@ -81,15 +81,15 @@ VerificationReport verify_directory(const std::string& directory) {
   place.read_only = true;
   VerificationReport report;
   try {
-    Stored stored;
     std::uint64_t before = 0;
     for (int tries = 1;; ++tries) {
       // Verifies every row.
       const std::unique_ptr<CommitLog> log = CommitLog::open(place, report.text);
       if (log == nullptr) return report;
       const std::uint64_t number = log->head();
-      report.text.clear();
-      if (read_states(*log, stored, report.text)) return judge(stored, number);
+      const text::Result<Stored> stored = read_states(*log);
+      if (stored.ok()) return judge(stored.value(), number);
+      report.text = stored.failure().line();
       if (tries == kMostTries || (tries > 1 && number == before)) return report;
       before = number;
     }

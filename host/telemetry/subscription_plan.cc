@@ -117,7 +117,7 @@ grpc::Status Planner::add(const gnmi::Subscription& request) {
   if (plan_.config_only) whole.query.part = store::DataPart::kConfig;
   whole.requested.set_origin(request.path().origin());
   auto resolved = resolver_.resolve(list_.prefix(), request.path(), model::Purpose::kRead);
-  if (!resolved.ok()) return resolved.refusal().status();
+  if (!resolved.ok()) return resolved.failure().status();
   whole.query.target = std::move(resolved.value());
   LeafPaces::Content state = paces_.content(whole.query.target);
   whole.has_atomic = state.atomic;

@@ -21,13 +21,13 @@ class Scanner {
         document_(document) {}
 
   bool run();
-  const std::string& error() const { return error_; }
+  const char* rule() const { return rule_; }
   std::size_t offset() const { return static_cast<std::size_t>(at_ - begin_); }
   std::uint32_t open_item() const { return open_; }
 
  private:
-  bool fail(const char* message) {
-    error_ = message;
+  bool fail(const char* rule) {
+    rule_ = rule;
     return false;
   }
   void skip_space() {
@@ -57,7 +57,7 @@ class Scanner {
   std::string_view name_;
   bool name_surrogates_ = false;
   char* decoded_ = nullptr;
-  std::string error_;
+  const char* rule_ = nullptr;  // what failed; null while nothing has
 };
 
 std::uint32_t Scanner::add_item(JsonKind kind) {
@@ -351,16 +351,14 @@ std::string JsonDocument::place(std::size_t offset) const {
   return "line " + std::to_string(line) + ", column " + std::to_string(offset - start + 1);
 }
 
-bool scan_json(std::string_view text, JsonDocument& document, std::string& error,
-               std::size_t& offset, std::uint32_t& open_item) {
+text::Done scan_json(std::string_view text, JsonDocument& document) {
   document.source = text;
   document.items.reserve(text.size() / 24 + 8);
   Scanner scanner(text, document);
-  if (scanner.run()) return true;
-  error = scanner.error();
-  offset = scanner.offset();
-  open_item = scanner.open_item();
-  return false;
+  if (scanner.run()) return {};
+  document.fault_offset = scanner.offset();
+  document.fault_parent = scanner.open_item();
+  return text::Failure{grpc::StatusCode::INVALID_ARGUMENT, "", scanner.rule()};
 }
 
 }  // namespace nexa::translate

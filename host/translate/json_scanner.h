@@ -11,6 +11,8 @@
 #include <string_view>
 #include <vector>
 
+#include "text/result.h"
+
 namespace nexa::translate {
 
 enum class JsonKind : std::uint8_t { kNull, kFalse, kTrue, kNumber, kString, kArray, kObject };
@@ -36,6 +38,9 @@ class JsonDocument {
   std::vector<JsonItem> items;
   std::uint32_t root = kNoItem;
   std::string_view source;
+  // Where the scan of a text that is no document ended, in bytes, and in which object or array.
+  std::size_t fault_offset = 0;
+  std::uint32_t fault_parent = kNoItem;
 
   // A stable place for a text that the document refers to.
   std::string_view keep(std::string text);
@@ -50,11 +55,9 @@ class JsonDocument {
 // Objects and arrays inside each other that are accepted.
 inline constexpr int kMaxPayloadDepth = 200;
 
-// Scans one complete document; false when `text` is none, with `error` and the offset of the fault
-// set. `parents` of the fault are found through `document`, whose last open item holds it. Any
-// thread.
-bool scan_json(std::string_view text, JsonDocument& document, std::string& error,
-               std::size_t& offset, std::uint32_t& open_item);
+// Scans one complete document. Fails when `text` is none, with the rule alone: the caller says the
+// place in its own way, as `document` has it. Any thread.
+text::Done scan_json(std::string_view text, JsonDocument& document);
 
 }  // namespace nexa::translate
 

@@ -28,14 +28,11 @@ Payload::Payload(const SchemaNames& names, kestrel::ValueChecker& values, bool s
 }
 
 grpc::Status Payload::scan(std::string_view text) {
-  std::string error;
-  std::size_t offset = 0;
-  std::uint32_t open_item = kNoItem;
-  if (!scan_json(text, document, error, offset, open_item)) {
-    const std::string path = member_path(open_item);
-    return {grpc::StatusCode::INVALID_ARGUMENT, (path.empty() ? "" : "member " + path + ": ") +
-                                                    "not JSON at " + document.place(offset) + ": " +
-                                                    error};
+  if (const text::Done done = scan_json(text, document); !done.ok()) {
+    const std::string path = member_path(document.fault_parent);
+    return {done.failure().code, (path.empty() ? "" : "member " + path + ": ") + "not JSON at " +
+                                     document.place(document.fault_offset) + ": " +
+                                     done.failure().rule};
   }
   readings.resize(document.items.size());
   root = document.root;

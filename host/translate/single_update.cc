@@ -36,7 +36,7 @@ Translation translate_update(const model::Resolver& resolver, Translator& transl
       resolver.resolve(prefix, update.path(), model::Purpose::kWrite, explain ? &notes : nullptr);
   result.status = target.ok() ? profile::check_value_kind(profile::Profile::kDevice,
                                                           resolver.mode(), update.val())
-                              : target.refusal().status();
+                              : target.failure().status();
   if (result.status.ok()) result = translator.translate(target.value(), update.val(), explain);
   notes.insert(notes.end(), std::make_move_iterator(result.notes.begin()),
                std::make_move_iterator(result.notes.end()));

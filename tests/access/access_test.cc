@@ -12,10 +12,13 @@
 #include <vector>
 
 #include "access/password.h"
+#include "support/results.h"
 
 namespace {
 
 using namespace nexa::access;
+using nexa_test::line_of;
+using nexa_test::value_of;
 
 constexpr char kWrong[] = "user name, password or certificate is wrong";
 
@@ -44,9 +47,7 @@ class UsersFile : public testing::Test {
   UsersFile() {
     write("alice:read-write:" + hash_password("wonder") +
           "\nbob:read-only:" + hash_password("builder") + "\nrobot:read-write:*\n");
-    std::string error;
-    access_ = make_access_control(path_, error);
-    EXPECT_NE(access_, nullptr) << error;
+    access_ = value_of(make_access_control(path_));
   }
   ~UsersFile() override { std::filesystem::remove(path_); }
 
@@ -107,9 +108,7 @@ TEST(KeyedDigest, DependsOnBothTextsWhereTheyMeetAndTheKey) {
 }
 
 TEST(OpenAccess, LetsEverybodyReadAndWrite) {
-  std::string error;
-  const auto access = make_access_control("", error);
-  ASSERT_NE(access, nullptr);
+  const auto access = value_of(make_access_control(""));
   Caller caller;
   EXPECT_TRUE(access->authenticate({}, caller).ok());
   EXPECT_EQ(caller.name, "anonymous");
@@ -211,8 +210,7 @@ TEST_F(UsersFile, TakesAsLongForANameThatIsNotThere) {
 TEST_F(UsersFile, ReloadTakesOverChangesAndForgetsOldPasswords) {
   expect_accepted(password("alice", "wonder"), "alice", Role::kReadWrite);
   write("alice:read-only:" + hash_password("new word") + "\n");
-  std::string error;
-  ASSERT_TRUE(access_->reload(error)) << error;
+  ASSERT_EQ(line_of(access_->reload()), "");
   expect_refused(password("alice", "wonder"));
   expect_accepted(password("alice", "new word"), "alice", Role::kReadOnly);
   expect_refused(password("bob", "builder"));
@@ -249,21 +247,18 @@ TEST_F(UsersFile, ReloadForgetsThePasswordsOfUsersWhoChanged) {
   std::string alice;
   std::getline(file, alice);
   write(alice + "\nbob:read-write:" + hash_password("builder") + "\n");
-  std::string error;
-  ASSERT_TRUE(access_->reload(error)) << error;
+  ASSERT_EQ(line_of(access_->reload()), "");
   Caller caller;
   EXPECT_TRUE(access_->remembers(password("alice", "wonder"), caller));
   EXPECT_FALSE(access_->remembers(password("bob", "builder"), caller));
   write("");
-  ASSERT_TRUE(access_->reload(error)) << error;
+  ASSERT_EQ(line_of(access_->reload()), "");
   EXPECT_FALSE(access_->remembers(password("alice", "wonder"), caller));
 }
 
 TEST_F(UsersFile, KeepsItsUsersWhenTheNewFileIsWrong) {
   write("alice:boss:*\n");
-  std::string error;
-  EXPECT_FALSE(access_->reload(error));
-  EXPECT_EQ(error, path_ + ":1: the role is neither read-only nor read-write");
+  EXPECT_EQ(line_of(access_->reload()), path_ + ":1: the role is neither read-only nor read-write");
   expect_accepted(password("alice", "wonder"), "alice", Role::kReadWrite);
 }
 
@@ -273,13 +268,10 @@ TEST_F(UsersFile, RefusesAFileThatEverybodyCanWrite) {
       path_ + ": every user of this machine can write it, and so become any user of the server";
   write("mallory:read-write:*\n");
   std::filesystem::permissions(path_, perms::others_write, std::filesystem::perm_options::add);
-  std::string error;
-  EXPECT_FALSE(access_->reload(error));
-  EXPECT_EQ(error, text);
+  EXPECT_EQ(line_of(access_->reload()), text);
   expect_accepted(certificate("robot"), "robot", Role::kReadWrite);
   expect_refused(certificate("mallory"));
-  EXPECT_EQ(make_access_control(path_, error), nullptr);
-  EXPECT_EQ(error, text);
+  EXPECT_EQ(line_of(make_access_control(path_)), text);
 }
 
 TEST_F(UsersFile, ServesManyThreadsWhileItIsReloaded) {
@@ -292,16 +284,14 @@ TEST_F(UsersFile, ServesManyThreadsWhileItIsReloaded) {
     });
   }
   for (int i = 0; i < 5; ++i) {
-    std::string error;
-    EXPECT_TRUE(access_->reload(error)) << error;
+    EXPECT_EQ(line_of(access_->reload()), "");
   }
   for (std::thread& thread : threads) thread.join();
 }
 
 TEST(MakeAccessControl, SaysWhyAFileCannotBeUsed) {
-  std::string error;
-  EXPECT_EQ(make_access_control("no/such/file", error), nullptr);
-  EXPECT_EQ(error, "no/such/file: cannot be read: No such file or directory");
+  EXPECT_EQ(line_of(make_access_control("no/such/file")),
+            "no/such/file: cannot be read: No such file or directory");
 }
 
 }  // namespace

@@ -6,11 +6,14 @@
 #include <string>
 
 #include "access/access.h"
+#include "support/results.h"
 
 namespace {
 
 using nexa::access::parse_users;
 using nexa::access::Role;
+using nexa_test::line_of;
+using nexa_test::value_of;
 
 // sha512 of "secret".
 constexpr char kHash[] =
@@ -18,16 +21,14 @@ constexpr char kHash[] =
     "RvMbxI30";
 
 TEST(ParseUsers, ReadsNamesRolesAndHashes) {
-  std::string error;
-  const auto users = parse_users(
+  const auto users = value_of(parse_users(
       "# people\n\n alice : read-write : " + std::string(kHash) + "\r\nwatcher:read-only:*\n",
-      "users", error);
-  ASSERT_TRUE(users) << error;
-  ASSERT_EQ(users->size(), 2U);
-  EXPECT_EQ(users->at("alice").role, Role::kReadWrite);
-  EXPECT_EQ(users->at("alice").hash, kHash);
-  EXPECT_EQ(users->at("watcher").role, Role::kReadOnly);
-  EXPECT_EQ(users->at("watcher").hash, "");
+      "users"));
+  ASSERT_EQ(users.size(), 2U);
+  EXPECT_EQ(users.at("alice").role, Role::kReadWrite);
+  EXPECT_EQ(users.at("alice").hash, kHash);
+  EXPECT_EQ(users.at("watcher").role, Role::kReadOnly);
+  EXPECT_EQ(users.at("watcher").hash, "");
 }
 
 struct Refusal {
@@ -38,9 +39,10 @@ struct Refusal {
 class ParseUsersRefuses : public testing::TestWithParam<Refusal> {};
 
 TEST_P(ParseUsersRefuses, NamesFileLineAndFault) {
-  std::string error;
-  EXPECT_FALSE(parse_users(GetParam().text, "users", error));
-  EXPECT_EQ(error, GetParam().error);
+  const auto users = parse_users(GetParam().text, "users");
+  ASSERT_FALSE(users.ok());
+  EXPECT_EQ(users.failure().line(), GetParam().error);
+  EXPECT_EQ(users.failure().path.substr(0, 6), "users:");
 }
 
 const std::string kLine = "alice:read-only:" + std::string(kHash) + "\n";
@@ -68,15 +70,12 @@ INSTANTIATE_TEST_SUITE_P(
                 "users:3: the user alice stands in the file twice"}));
 
 TEST(ReadUsers, NamesAFileThatIsNotThere) {
-  std::string error;
-  EXPECT_FALSE(nexa::access::read_users("no/such/file", error));
-  EXPECT_EQ(error, "no/such/file: cannot be read: No such file or directory");
+  EXPECT_EQ(line_of(nexa::access::read_users("no/such/file")),
+            "no/such/file: cannot be read: No such file or directory");
 }
 
 TEST(ReadUsers, RefusesAFolder) {
-  std::string error;
-  EXPECT_FALSE(nexa::access::read_users("/", error));
-  EXPECT_EQ(error, "/: cannot be read: it is not a file");
+  EXPECT_EQ(line_of(nexa::access::read_users("/")), "/: cannot be read: it is not a file");
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 
 #include "real/temp_folder.h"
 #include "store/tree_store.h"
+#include "support/results.h"
 
 namespace nexa_test {
 
@@ -20,9 +21,7 @@ class StoreTest : public testing::Test {
     nexa::store::TreeStoreOptions options;
     options.directory = data();
     options.sync = false;
-    std::string error;
-    store_ = nexa::store::open_tree_store(options, error);
-    ASSERT_NE(store_, nullptr) << error;
+    store_ = nexa_test::value_of(nexa::store::open_tree_store(options));
   }
 
   // One update of the whole tree; `inner` stands in the element `top` of the namespace.

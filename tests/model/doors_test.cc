@@ -17,6 +17,7 @@
 #include "server/subscribe_request.h"
 #include "store/store_module.h"
 #include "store/tree_store.h"
+#include "support/results.h"
 #include "support/targets.h"
 #include "translate/path_string.h"
 #include "translate/single_update.h"
@@ -97,9 +98,7 @@ class Doors : public testing::Test {
     folder_ = std::make_unique<TempFolder>();
     options.directory = folder_->file("data");
     options.sync = false;
-    std::string error;
-    store_ = nexa::store::open_tree_store(options, error);
-    ASSERT_NE(store_, nullptr) << error;
+    store_ = nexa_test::value_of(nexa::store::open_tree_store(options));
   }
 
   struct Request {

@@ -36,8 +36,8 @@ class ResolverTest : public ::testing::Test {
  protected:
   static void SetUpTestSuite() { nexa_test::load_shop(); }
 
-  static Result<Target> resolve(const gnmi::Path& path, Mode mode = Mode::kTolerant,
-                                Purpose purpose = Purpose::kRead) {
+  static text::Result<Target> resolve(const gnmi::Path& path, Mode mode = Mode::kTolerant,
+                                      Purpose purpose = Purpose::kRead) {
     const nexa_test::LoadedModel& model = nexa_test::loaded_model();
     return (mode == Mode::kStrict ? model.strict : model.tolerant)
         .resolve(gnmi::Path(), path, purpose);
@@ -45,8 +45,8 @@ class ResolverTest : public ::testing::Test {
 
   // The nodes that the last step can mean.
   static std::vector<std::string> nodes(std::string_view text, Mode mode = Mode::kTolerant) {
-    const Result<Target> target = resolve(path_of(text), mode);
-    if (!target.ok()) return {target.refusal().rule};
+    const text::Result<Target> target = resolve(path_of(text), mode);
+    if (!target.ok()) return {target.failure().rule};
     std::vector<std::string> names;
     if (target.value().is_root()) return names;
     for (const TargetNode& node : target.value().steps.back().nodes) {
@@ -59,14 +59,14 @@ class ResolverTest : public ::testing::Test {
   // "" for a path that the schema has, else the refusal.
   static std::string refusal(std::string_view text, Mode mode = Mode::kTolerant,
                              Purpose purpose = Purpose::kRead) {
-    const Result<Target> target = resolve(path_of(text), mode, purpose);
-    return target.ok() ? "" : target.refusal().rule;
+    const text::Result<Target> target = resolve(path_of(text), mode, purpose);
+    return target.ok() ? "" : target.failure().rule;
   }
 
   // The canonical values of the keys of the last step.
   static std::vector<std::string> keys(std::string_view text, Mode mode = Mode::kTolerant) {
-    const Result<Target> target = resolve(path_of(text), mode);
-    if (!target.ok()) return {target.refusal().rule};
+    const text::Result<Target> target = resolve(path_of(text), mode);
+    if (!target.ok()) return {target.failure().rule};
     std::vector<std::string> values;
     for (const TargetKey& key : target.value().last().keys) values.push_back(key.canonical);
     return values;
@@ -141,17 +141,17 @@ TEST_F(ResolverTest, RefusalsNameTheElement) {
       {"/stock/item[:=a]", grpc::INVALID_ARGUMENT, "path element 2: malformed key name"},
   };
   for (const Verdict& verdict : verdicts) {
-    const Result<Target> target = resolve(path_of(verdict.path));
+    const text::Result<Target> target = resolve(path_of(verdict.path));
     ASSERT_FALSE(target.ok()) << verdict.path;
-    EXPECT_EQ(target.refusal().code, verdict.code) << verdict.path;
-    EXPECT_EQ(target.refusal().rule, verdict.message) << verdict.path;
+    EXPECT_EQ(target.failure().code, verdict.code) << verdict.path;
+    EXPECT_EQ(target.failure().rule, verdict.message) << verdict.path;
   }
 }
 
 TEST_F(ResolverTest, EmptyNamesAreRefused) {
   gnmi::Path path;
   path.add_elem();
-  EXPECT_EQ(resolve(path).refusal().rule, "path element 1: a name is \"name\" or \"module:name\"");
+  EXPECT_EQ(resolve(path).failure().rule, "path element 1: a name is \"name\" or \"module:name\"");
 }
 
 TEST_F(ResolverTest, ValuesWithStarOrWithoutAreAccepted) {
@@ -168,20 +168,20 @@ TEST_F(ResolverTest, TextsOfAnyKindAreOnlyNames) {
                            "shop:stock/owner", "%s%n", "\xC3\xA9"}) {
     gnmi::Path path;
     path.add_elem()->set_name(text);
-    EXPECT_EQ(resolve(path).refusal().code, grpc::NOT_FOUND) << text;
+    EXPECT_EQ(resolve(path).failure().code, grpc::NOT_FOUND) << text;
     gnmi::Path keyed = path_of("/stock/item/part");
     (*keyed.mutable_elem(2)->mutable_key())["kind"] = text;
-    EXPECT_EQ(resolve(keyed).refusal().code, grpc::INVALID_ARGUMENT) << text;
+    EXPECT_EQ(resolve(keyed).failure().code, grpc::INVALID_ARGUMENT) << text;
   }
 }
 
 TEST_F(ResolverTest, NulIsNoPartOfAValue) {
   gnmi::Path path = path_of("/stock/item");
   (*path.mutable_elem(1)->mutable_key())["name"] = std::string("a\0b", 3);
-  EXPECT_EQ(resolve(path).refusal().code, grpc::INVALID_ARGUMENT);
+  EXPECT_EQ(resolve(path).failure().code, grpc::INVALID_ARGUMENT);
   gnmi::Path module;
   module.add_elem()->set_name(std::string("shop\0x:stock", 12));
-  EXPECT_EQ(resolve(module).refusal().code, grpc::NOT_FOUND);
+  EXPECT_EQ(resolve(module).failure().code, grpc::NOT_FOUND);
 }
 
 TEST_F(ResolverTest, LongNamesAreCutInMessages) {
@@ -189,7 +189,7 @@ TEST_F(ResolverTest, LongNamesAreCutInMessages) {
   std::string name(99, 'x');
   name += "\xC3\xA9" + std::string(5000, 'y');
   path.add_elem()->set_name(name);
-  EXPECT_EQ(resolve(path).refusal().rule,
+  EXPECT_EQ(resolve(path).failure().rule,
             "no node \"" + std::string(99, 'x') + "...\" at the top of the schema");
 }
 
@@ -199,7 +199,7 @@ TEST_F(ResolverTest, LongPathsEndInTime) {
     path.add_elem()->set_name("...");
     path.add_elem()->set_name("*");
   }
-  EXPECT_EQ(resolve(path).refusal().code, grpc::NOT_FOUND);
+  EXPECT_EQ(resolve(path).failure().code, grpc::NOT_FOUND);
 }
 
 TEST_F(ResolverTest, OneNodeInEverySpelling) {
@@ -253,8 +253,8 @@ TEST_F(ResolverTest, AWriteNamesOneNode) {
 }
 
 TEST_F(ResolverTest, KeysKeepTheClientsSpellingBesideTheirOwn) {
-  const Result<Target> target = resolve(path_of("/stock/item[shop:name=a]/part[kind=blue][id=01]"),
-                                        Mode::kTolerant, Purpose::kWrite);
+  const text::Result<Target> target = resolve(
+      path_of("/stock/item[shop:name=a]/part[kind=blue][id=01]"), Mode::kTolerant, Purpose::kWrite);
   ASSERT_TRUE(target.ok());
   const std::vector<TargetKey>& keys = target.value().last().keys;
   ASSERT_THAT(keys, SizeIs(2));
@@ -270,8 +270,8 @@ TEST_F(ResolverTest, OriginsBoundThePathOrAreRefused) {
   const auto with = [](const char* origin, const char* text, Mode mode = Mode::kTolerant) {
     gnmi::Path path = path_of(text);
     path.set_origin(origin);
-    const Result<Target> target = resolve(path, mode);
-    if (!target.ok()) return target.refusal().rule;
+    const text::Result<Target> target = resolve(path, mode);
+    if (!target.ok()) return target.failure().rule;
     const TargetStep& last = target.value().steps.back();
     std::string found = last.unlimited ? "all" : "";
     for (const TargetNode& node : last.nodes) found += node.schema->module->name;
@@ -298,7 +298,7 @@ TEST_F(ResolverTest, OriginAndTargetStandInOnePlace) {
   gnmi::Path prefix;
   gnmi::Path path = path_of("/shop:stock");
   path.set_target("box");
-  EXPECT_EQ(resolver.resolve(prefix, path, Purpose::kRead).refusal().rule,
+  EXPECT_EQ(resolver.resolve(prefix, path, Purpose::kRead).failure().rule,
             "a target is taken in the prefix only");
   path.clear_target();
   prefix.set_target("box");
@@ -306,15 +306,15 @@ TEST_F(ResolverTest, OriginAndTargetStandInOnePlace) {
   EXPECT_TRUE(resolver.resolve(prefix, path, Purpose::kRead).ok());
   for (const char* origin : {"rfc7951", "openconfig"}) {
     path.set_origin(origin);
-    const Result<Target> twice = resolver.resolve(prefix, path, Purpose::kRead);
+    const text::Result<Target> twice = resolver.resolve(prefix, path, Purpose::kRead);
     ASSERT_FALSE(twice.ok());
-    EXPECT_EQ(twice.refusal().code, grpc::INVALID_ARGUMENT);
-    EXPECT_EQ(twice.refusal().rule, "an origin stands in the prefix or in the paths, not in both");
+    EXPECT_EQ(twice.failure().code, grpc::INVALID_ARGUMENT);
+    EXPECT_EQ(twice.failure().rule, "an origin stands in the prefix or in the paths, not in both");
   }
 }
 
 TEST_F(ResolverTest, APrefixIsJoined) {
-  const Result<Target> target = nexa_test::loaded_model().tolerant.resolve(
+  const text::Result<Target> target = nexa_test::loaded_model().tolerant.resolve(
       path_of("/stock/item[name=a]"), path_of("/size/width"), Purpose::kWrite);
   ASSERT_TRUE(target.ok());
   EXPECT_EQ(target.value().path.elem_size(), 4);

@@ -17,6 +17,7 @@
 #include "store/config_store.h"
 #include "store/tree_snapshot.h"
 #include "store/tree_store.h"
+#include "support/results.h"
 #include "support/targets.h"
 #include "translate/path_string.h"
 
@@ -165,9 +166,7 @@ class MirroredReading : public StateMirrorTest {
     store::TreeStoreOptions options;
     options.directory = folder_.file("data");
     options.mirror = &mirror_.emplace();
-    std::string error;
-    store_ = store::open_tree_store(options, error);
-    ASSERT_NE(store_, nullptr) << error;
+    store_ = nexa_test::value_of(store::open_tree_store(options));
   }
 
   void configure(const std::string& entry, const std::string& more = "") {
@@ -181,9 +180,7 @@ class MirroredReading : public StateMirrorTest {
   }
 
   void provide(const std::string& xml) {
-    std::string error;
-    state_ = store_->parse_state("<s>" + xml + "</s>", error);
-    ASSERT_NE(state_, nullptr) << error;
+    state_ = nexa_test::value_of(store_->parse_state("<s>" + xml + "</s>"));
   }
 
   std::string read(std::string_view path, store::DataPart part = store::DataPart::kAll,

@@ -18,6 +18,7 @@
 
 #include "sockets.h"
 #include "support/emulated.h"
+#include "support/results.h"
 
 namespace {
 
@@ -79,8 +80,7 @@ class Pair {
 class ConnectionsTest : public testing::Test {
  protected:
   ConnectionsTest() {
-    std::string error;
-    sockets_ = open_listening_sockets(*parse_address("127.0.0.1:0"), error);
+    sockets_ = nexa_test::value_of(open_listening_sockets(*parse_address("127.0.0.1:0")));
     const int fd = sockets_.sockets.at(0).get();
     fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK);
   }

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "settings.h"
+#include "support/results.h"
 
 namespace {
 
@@ -29,17 +30,13 @@ Words with(Words more) {
 }
 
 ServerConfig config_of(const Words& arguments, const Environment& environment = {}) {
-  Invocation invocation;
-  std::string error;
-  EXPECT_TRUE(parse_invocation(arguments, environment, invocation, error)) << error;
-  return invocation.config;
+  return nexa_test::value_of(parse_invocation(arguments, environment)).config;
 }
 
 std::string error_of(const Words& arguments, const Environment& environment = {}) {
-  Invocation invocation;
-  std::string error;
-  EXPECT_FALSE(parse_invocation(arguments, environment, invocation, error));
-  return error;
+  const auto invocation = parse_invocation(arguments, environment);
+  EXPECT_FALSE(invocation.ok());
+  return nexa_test::line_of(invocation);
 }
 
 class ConfigFile : public testing::Test {
@@ -281,10 +278,7 @@ TEST(Invocation, SaysWhatIsMissing) {
 
 TEST(Invocation, KnowsItsActions) {
   const auto action = [](const Words& arguments) {
-    Invocation invocation;
-    std::string error;
-    EXPECT_TRUE(parse_invocation(arguments, {}, invocation, error)) << error;
-    return invocation.action;
+    return nexa_test::value_of(parse_invocation(arguments, {})).action;
   };
   EXPECT_EQ(action(kEnough), Action::kServe);
   EXPECT_EQ(action(with({"--check-config"})), Action::kCheckConfig);
@@ -295,9 +289,7 @@ TEST(Invocation, KnowsItsActions) {
 }
 
 TEST(Invocation, HelpFitsATerminalOf80Columns) {
-  Invocation invocation;
-  std::string error;
-  ASSERT_TRUE(parse_invocation({"--help"}, {}, invocation, error)) << error;
+  const Invocation invocation = nexa_test::value_of(parse_invocation({"--help"}, {}));
   std::istringstream help(invocation.text);
   int lines = 0;
   for (std::string line; std::getline(help, line); ++lines) EXPECT_LE(line.size(), 80U) << line;

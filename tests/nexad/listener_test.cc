@@ -17,11 +17,14 @@
 
 #include "raw_client.h"
 #include "support/emulated.h"
+#include "support/results.h"
 
 namespace {
 
 using namespace nexad;
 using namespace std::chrono_literals;
+using nexa_test::line_of;
+using nexa_test::value_of;
 using nexad_test::RawClient;
 
 bool becomes_true(const std::function<bool()>& condition) {
@@ -36,9 +39,7 @@ bool becomes_true(const std::function<bool()>& condition) {
 class Held {
  public:
   explicit Held(const char* address, std::size_t limit = 100) {
-    std::string error;
-    ListeningSockets sockets = open_listening_sockets(*parse_address(address), error);
-    EXPECT_FALSE(sockets.sockets.empty()) << error;
+    ListeningSockets sockets = value_of(open_listening_sockets(*parse_address(address)));
     ConnectionLimits limits;
     limits.of_all = limit;
     table_ = std::make_shared<Connections>(limits);
@@ -65,20 +66,18 @@ class Held {
 };
 
 TEST(OpenListeningSockets, FindsAFreePortForPortZero) {
-  std::string error;
-  const auto sockets = open_listening_sockets(*parse_address("127.0.0.1:0"), error);
-  ASSERT_EQ(sockets.sockets.size(), 1U) << error;
+  const auto sockets = value_of(open_listening_sockets(*parse_address("127.0.0.1:0")));
+  ASSERT_EQ(sockets.sockets.size(), 1U);
   EXPECT_NE(sockets.address.port, 0);
   EXPECT_NE(fcntl(sockets.sockets[0].get(), F_GETFD) & FD_CLOEXEC, 0);
 }
 
 TEST(OpenListeningSockets, SaysWhyAnAddressCannotBeHad) {
-  std::string error;
-  const auto first = open_listening_sockets(*parse_address("127.0.0.1:0"), error);
-  EXPECT_TRUE(open_listening_sockets(first.address, error).sockets.empty());
-  EXPECT_EQ(error, first.address.text() + ": Address already in use");
-  EXPECT_TRUE(open_listening_sockets(*parse_address("192.0.2.1:0"), error).sockets.empty());
-  EXPECT_EQ(error, "192.0.2.1:0: Cannot assign requested address");
+  const auto first = value_of(open_listening_sockets(*parse_address("127.0.0.1:0")));
+  EXPECT_EQ(line_of(open_listening_sockets(first.address)),
+            first.address.text() + ": Address already in use");
+  EXPECT_EQ(line_of(open_listening_sockets(*parse_address("192.0.2.1:0"))),
+            "192.0.2.1:0: Cannot assign requested address");
 }
 
 TEST(Listener, ServesBothFamiliesOnOnePort) {
@@ -138,8 +137,7 @@ TEST(Listener, CountsConnectionsByWhatIsOpenNotByDescriptor) {
 TEST(Listener, StopsAndRefusesAfterwards) {
   Held held("127.0.0.1:0");
   held->stop();
-  std::string error;
-  EXPECT_FALSE(open_listening_sockets(held->address(), error).sockets.empty()) << error;
+  EXPECT_EQ(line_of(open_listening_sockets(held->address())), "");
 }
 
 // Runs in a process of its own, which has hardly any descriptors left. Its exit status is the step

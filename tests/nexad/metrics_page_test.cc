@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "support/results.h"
+
 namespace {
 
 using nexad::MetricsPage;
@@ -22,10 +24,7 @@ constexpr char kGet[] = "GET /metrics HTTP/1.1\r\nHost: here\r\n\r\n";
 
 class MetricsPageTest : public testing::Test {
  protected:
-  MetricsPageTest() {
-    std::string error;
-    EXPECT_TRUE(page_.start({"127.0.0.1", 0}, error)) << error;
-  }
+  MetricsPageTest() { EXPECT_EQ(nexa_test::line_of(page_.start({"127.0.0.1", 0})), ""); }
 
   Socket client() const {
     Socket socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));

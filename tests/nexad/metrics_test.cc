@@ -10,8 +10,11 @@
 #include <chrono>
 #include <string>
 
+#include "support/results.h"
+
 namespace {
 
+using nexa_test::line_of;
 using nexad::Address;
 using nexad::Metrics;
 
@@ -35,8 +38,7 @@ std::string page(int port) {
 
 TEST(Metrics, ShowsWhatWasCounted) {
   Metrics metrics;
-  std::string error;
-  ASSERT_TRUE(metrics.expose({"127.0.0.1", 0}, error)) << error;
+  ASSERT_EQ(line_of(metrics.expose({"127.0.0.1", 0})), "");
   metrics.call_ended("Set", grpc::StatusCode::OK, std::chrono::milliseconds(3));
   metrics.call_ended("Set", grpc::StatusCode::INVALID_ARGUMENT, std::chrono::milliseconds(3));
   metrics.call_ended("Set", grpc::StatusCode::OK, std::chrono::milliseconds(300));
@@ -73,8 +75,7 @@ TEST(Metrics, EndsAtOnce) {
   using Clock = std::chrono::steady_clock;
   for (int i = 0; i < 3; ++i) {
     Metrics metrics;
-    std::string error;
-    ASSERT_TRUE(metrics.expose({"127.0.0.1", 0}, error)) << error;
+    ASSERT_EQ(line_of(metrics.expose({"127.0.0.1", 0})), "");
     EXPECT_NE(page(metrics.port()), "");
     const auto began = Clock::now();
     metrics.unexpose();
@@ -85,12 +86,10 @@ TEST(Metrics, EndsAtOnce) {
 
 TEST(Metrics, SaysWhenThePageCannotBeHad) {
   Metrics first;
-  std::string error;
-  ASSERT_TRUE(first.expose({"127.0.0.1", 0}, error)) << error;
+  ASSERT_EQ(line_of(first.expose({"127.0.0.1", 0})), "");
   Metrics second;
   const Address taken{"127.0.0.1", static_cast<std::uint16_t>(first.port())};
-  EXPECT_FALSE(second.expose(taken, error));
-  EXPECT_EQ(error.substr(0, taken.text().size() + 2), taken.text() + ": ");
+  EXPECT_EQ(line_of(second.expose(taken)).substr(0, taken.text().size() + 2), taken.text() + ": ");
   EXPECT_EQ(second.port(), 0);
 }
 

@@ -10,6 +10,8 @@
 #include <fstream>
 #include <string>
 
+#include "support/results.h"
+
 namespace {
 
 using namespace nexad;
@@ -32,16 +34,15 @@ class Preflight : public testing::Test {
   }
 
   std::string fault() const {
-    std::string error;
-    EXPECT_FALSE(check_folders_and_programs(config_, error));
-    return error;
+    const auto done = check_folders_and_programs(config_);
+    EXPECT_FALSE(done.ok());
+    return nexa_test::line_of(done);
   }
 
   bool passes() const {
-    std::string error;
-    const bool passed = check_folders_and_programs(config_, error);
-    EXPECT_EQ(error, "");
-    return passed;
+    const auto done = check_folders_and_programs(config_);
+    EXPECT_EQ(nexa_test::line_of(done), "");
+    return done.ok();
   }
 
   const std::string folder_ = testing::TempDir() + "nexad_preflight_" + std::to_string(getpid());

@@ -14,6 +14,7 @@
 
 #include "gnmi.grpc.pb.h"
 #include "raw_client.h"
+#include "support/results.h"
 #include "test_certificates.h"
 #include "tls.h"
 
@@ -21,6 +22,7 @@ namespace {
 
 using namespace nexad;
 using namespace std::chrono_literals;
+using nexa_test::value_of;
 using nexad_test::RawClient;
 
 // Answers Capabilities with who asks, and Get when the test likes.
@@ -82,10 +84,9 @@ class ServerTest : public testing::Test {
   }
 
   void start(std::shared_ptr<grpc::ServerCredentials> credentials) {
-    std::string error;
-    server_ = Server::start(config_, open_listening_sockets(*parse_address("127.0.0.1:0"), error),
-                            std::move(credentials), {service_}, error);
-    ASSERT_NE(server_, nullptr) << error;
+    server_ = value_of(
+        Server::start(config_, value_of(open_listening_sockets(*parse_address("127.0.0.1:0"))),
+                      std::move(credentials), {service_}));
   }
 
   // A connection of its own, not one that another channel has already.
@@ -116,11 +117,8 @@ class EncryptedServerTest : public ServerTest {
   }
 
   void start_tls(const std::string& authorities) {
-    std::string error;
-    store_ = TlsStore::open({files_.path("cert"), files_.path("key"),
-                             authorities.empty() ? "" : files_.path(authorities)},
-                            error);
-    ASSERT_NE(store_, nullptr) << error;
+    store_ = value_of(TlsStore::open({files_.path("cert"), files_.path("key"),
+                                      authorities.empty() ? "" : files_.path(authorities)}));
     start(make_tls_credentials(store_));
   }
 
@@ -302,12 +300,11 @@ TEST_F(EncryptedServerTest, RenewsItsCertificateWhileItServes) {
   options.pem_root_certs = files_.read("ca.crt");
   const auto held = channel(grpc::SslCredentials(options));
   ASSERT_TRUE(ask(held).status.ok());
-  std::string error;
   files_.copy("next.crt", "cert");
-  ASSERT_EQ(store_->reload(false, error), TlsStore::Outcome::kRefused);
+  ASSERT_FALSE(store_->reload(false).ok());
   EXPECT_TRUE(ask_with("ca.crt").status.ok());
   files_.copy("next.key", "key");
-  ASSERT_EQ(store_->reload(false, error), TlsStore::Outcome::kRenewed) << error;
+  ASSERT_EQ(value_of(store_->reload(false)), TlsStore::Outcome::kRenewed);
   EXPECT_TRUE(ask_with("other.crt").status.ok());
   EXPECT_FALSE(ask_with("ca.crt").status.ok());
   EXPECT_TRUE(ask(held).status.ok());
@@ -319,8 +316,7 @@ TEST_F(EncryptedServerTest, RenewsItsAuthorities) {
   start_tls("clients");
   EXPECT_FALSE(ask_with("ca.crt", "bob").status.ok());
   files_.copy("other.crt", "clients");
-  std::string error;
-  ASSERT_EQ(store_->reload(false, error), TlsStore::Outcome::kRenewed) << error;
+  ASSERT_EQ(value_of(store_->reload(false)), TlsStore::Outcome::kRenewed);
   EXPECT_EQ(ask_with("ca.crt", "bob").text, "bob");
   EXPECT_FALSE(ask_with("ca.crt", "alice").status.ok());
 }

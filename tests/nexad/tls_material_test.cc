@@ -7,12 +7,14 @@
 #include <filesystem>
 #include <string>
 
+#include "support/results.h"
 #include "test_certificates.h"
 #include "tls.h"
 
 namespace {
 
 using namespace nexad;
+using nexa_test::value_of;
 
 class TlsFilesTest : public testing::Test {
  protected:
@@ -29,26 +31,23 @@ class TlsFilesTest : public testing::Test {
   }
 
   std::string fault(const std::string& authorities = {}) const {
-    std::string error;
-    EXPECT_EQ(TlsStore::open(files(authorities), error), nullptr);
-    return error;
+    const auto store = TlsStore::open(files(authorities));
+    EXPECT_FALSE(store.ok());
+    return nexa_test::line_of(store);
   }
 
   nexad_test::TestCertificates certificates_;
 };
 
 TEST_F(TlsFilesTest, TakesAGoodPair) {
-  std::string error;
-  const auto store = TlsStore::open(files("ca.crt"), error);
-  ASSERT_NE(store, nullptr) << error;
+  const auto store = value_of(TlsStore::open(files("ca.crt")));
   EXPECT_TRUE(store->asks_for_certificates());
   EXPECT_NE(store->current().first->expires.find("GMT"), std::string::npos);
 }
 
 TEST_F(TlsFilesTest, TakesAChain) {
   certificates_.write("cert", certificates_.read("server.crt") + certificates_.read("ca.crt"));
-  std::string error;
-  EXPECT_NE(TlsStore::open(files(), error), nullptr) << error;
+  EXPECT_EQ(nexa_test::line_of(TlsStore::open(files())), "");
 }
 
 TEST_F(TlsFilesTest, RefusesFilesThatAreMissingEmptyOrNoFiles) {
@@ -110,23 +109,21 @@ TEST_F(TlsFilesTest, RefusesAuthoritiesThatCannotBeRead) {
 }
 
 TEST_F(TlsFilesTest, ReloadKeepsWhatServesWhileThePairIsHalfRenewed) {
-  std::string error;
-  const auto store = TlsStore::open(files(), error);
-  ASSERT_NE(store, nullptr) << error;
+  const auto store = value_of(TlsStore::open(files()));
   const auto before = store->current();
-  EXPECT_EQ(store->reload(false, error), TlsStore::Outcome::kUnchanged);
+  EXPECT_EQ(value_of(store->reload(false)), TlsStore::Outcome::kUnchanged);
   certificates_.make("next", "ca");
   certificates_.copy("next.crt", "cert");
-  EXPECT_EQ(store->reload(false, error), TlsStore::Outcome::kRefused);
-  EXPECT_EQ(store->reload(false, error), TlsStore::Outcome::kUnchanged);
-  EXPECT_EQ(store->reload(true, error), TlsStore::Outcome::kRefused);
+  EXPECT_FALSE(store->reload(false).ok());
+  EXPECT_EQ(value_of(store->reload(false)), TlsStore::Outcome::kUnchanged);
+  EXPECT_FALSE(store->reload(true).ok());
   EXPECT_EQ(store->current(), before);
   certificates_.write("key", "");
-  EXPECT_EQ(store->reload(false, error), TlsStore::Outcome::kRefused);
-  EXPECT_EQ(store->reload(false, error), TlsStore::Outcome::kUnchanged);
+  EXPECT_FALSE(store->reload(false).ok());
+  EXPECT_EQ(value_of(store->reload(false)), TlsStore::Outcome::kUnchanged);
   EXPECT_EQ(store->current(), before);
   certificates_.copy("next.key", "key");
-  EXPECT_EQ(store->reload(false, error), TlsStore::Outcome::kRenewed);
+  EXPECT_EQ(value_of(store->reload(false)), TlsStore::Outcome::kRenewed);
   EXPECT_EQ(store->current().second, before.second + 1);
   EXPECT_EQ(store->current().first->certificate, certificates_.read("next.crt"));
 }

@@ -51,8 +51,8 @@ class FakeStore : public nexa::store::ConfigStore {
     return std::make_shared<FakeSnapshot>(head);
   }
   nexa::store::CommitResult commit(const nexa::store::CommitRequest&) override { return {}; }
-  std::shared_ptr<const nexa::store::StateTree> parse_state(std::string_view,
-                                                            std::string&) const override {
+  nexa::text::Result<std::shared_ptr<const nexa::store::StateTree>> parse_state(
+      std::string_view) const override {
     return nullptr;
   }
   std::shared_ptr<const nexa::store::StateTree> join_states(

@@ -18,9 +18,9 @@ using ::testing::HasSubstr;
 
 // "path=value", "delete path", "counters path", or the fault.
 std::string read(std::string_view text) {
-  StateLine line;
-  std::string error;
-  if (!read_state_line(text, line, error)) return error;
+  const text::Result<StateLine> read = read_state_line(text);
+  if (!read.ok()) return read.failure().line();
+  const StateLine& line = read.value();
   const std::string path = translate::format_path_string(line.path);
   switch (line.kind) {
     case StateLine::Kind::kDelete:

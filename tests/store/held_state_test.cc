@@ -6,6 +6,7 @@
 
 #include "shop_models.h"
 #include "store/tree_snapshot.h"
+#include "support/results.h"
 #include "support/targets.h"
 #include "translate/path_string.h"
 
@@ -25,8 +26,7 @@ class HeldStateTest : public ::testing::Test {
 
   // "" or the fault.
   std::string update(std::string_view path, std::string_view json) {
-    std::string error;
-    return held_.update(target(path), json, error) ? "" : error;
+    return nexa_test::line_of(held_.update(target(path), json));
   }
 
   static std::string read(const StateTree& tree, std::string_view path) {
@@ -93,13 +93,15 @@ TEST_F(HeldStateTest, TakesOutWhatATargetNames) {
 
 TEST_F(HeldStateTest, LaterTreesCountMore) {
   HeldState later;
-  std::string error;
   ASSERT_EQ(update("/shop:stock/item[name=a]/sold", "\"1\""), "");
   ASSERT_EQ(update("/shop:stock/item[name=b]/sold", "\"2\""), "");
   ASSERT_EQ(update("/shop:stock/code", R"(["x","x"])"), "");
-  ASSERT_TRUE(later.update(target("/shop:stock/item[name=b]/sold"), "\"3\"", error)) << error;
-  ASSERT_TRUE(later.update(target("/shop:stock/item[name=c]/sold"), "\"4\"", error)) << error;
-  ASSERT_TRUE(later.update(target("/shop:stock/code"), R"(["y"])", error)) << error;
+  const auto update_later = [&later](std::string_view path, std::string_view json) {
+    return nexa_test::line_of(later.update(target(path), json));
+  };
+  ASSERT_EQ(update_later("/shop:stock/item[name=b]/sold", "\"3\""), "");
+  ASSERT_EQ(update_later("/shop:stock/item[name=c]/sold", "\"4\""), "");
+  ASSERT_EQ(update_later("/shop:stock/code", R"(["y"])"), "");
   const std::shared_ptr<const StateTree> trees[] = {held_.tree(), later.tree()};
   EXPECT_EQ(
       read(*join_state_trees(trees), "/shop:stock"),

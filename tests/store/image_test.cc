@@ -12,6 +12,7 @@
 #include "store/image/image_import.h"
 #include "store/image/image_text.h"
 #include "store_module.h"
+#include "support/results.h"
 
 namespace nexa_test {
 namespace {
@@ -82,8 +83,7 @@ TEST_F(ImageTest, TextGivesTheImageBack) {
   const ImagePtr made = image(kAll);
   const std::string text = image_text(*made);
   ImagePtr back = empty_image();
-  std::string error;
-  ASSERT_TRUE(apply_text(text, back, error)) << error << "\n" << text;
+  ASSERT_EQ(nexa_test::line_of(apply_text(text, back)), "") << text;
   EXPECT_TRUE(same_image(*back, *made));
   EXPECT_EQ(image_text(*back), text);
 }
@@ -102,9 +102,9 @@ TEST_F(ImageTest, RefusesATextThatDoesNotFit) {
   for (const char* text : {">s:top\n<\n", "-s:top\n", "+s:top\n=name\tx\n", "+s:other\n<\n",
                            "+x:top\n<\n", "+s:top\n=nosuch\t1\n<\n", "<\n"}) {
     ImagePtr made = empty_image();
-    std::string error;
-    EXPECT_FALSE(apply_text(text, made, error)) << text;
-    EXPECT_NE(error, "") << text;
+    const nexa::text::Done done = apply_text(text, made);
+    ASSERT_FALSE(done.ok()) << text;
+    EXPECT_NE(done.failure().rule, "") << text;
   }
 }
 
@@ -117,8 +117,7 @@ TEST_F(ImageTest, TextKeepsThePlacesOfEntries) {
   ImageDraft::put_entry(tags, leaf, tags->group().next_order());
   EXPECT_EQ(image_text(root->inner()), "+s:top\n@3\n=tag\tc\n=tag\ta\n<\n");
   ImagePtr back = empty_image();
-  std::string error;
-  ASSERT_TRUE(apply_text(image_text(root->inner()), back, error)) << error;
+  ASSERT_EQ(nexa_test::line_of(apply_text(image_text(root->inner()), back)), "");
   EXPECT_TRUE(same_image(*back, *root));
 }
 
@@ -156,8 +155,7 @@ TEST_F(ImageTest, DraftsLeaveWhatTheyShareAlone) {
   EXPECT_EQ(image_text(*before), text);
   EXPECT_EQ(difference_text(*before, root->inner()), ">s:top\n-name\n-port\tx\n<\n");
   ImagePtr again = before;
-  std::string error;
-  ASSERT_TRUE(apply_text(difference_text(*before, root->inner()), again, error)) << error;
+  ASSERT_EQ(nexa_test::line_of(apply_text(difference_text(*before, root->inner()), again)), "");
   EXPECT_TRUE(same_image(*again, *root));
 }
 

@@ -292,7 +292,7 @@ TEST_P(JsonOracle, EveryLeafIsFoundUnderItsPath) {
       };
       const auto target =
           nexa_test::loaded_model().strict.resolve(gnmi::Path(), path, model::Purpose::kRead);
-      ASSERT_TRUE(target.ok()) << target.refusal().rule;
+      ASSERT_TRUE(target.ok()) << target.failure().rule;
       select_nodes(target.value(), image.get(), nullptr, look, LeafLists::kWhole);
       ASSERT_TRUE(is_there) << translate::format_path_string(path) << " " << json << " of "
                             << found;

@@ -44,7 +44,7 @@ bool load(const RandomSchema& schema, const std::string& folder) {
   for (const auto& [name, text] : schema.modules) options.modules.push_back(name);
   options.features = schema.features;
   ly_log_options(LY_LOSTORE_LAST);
-  return !kestrel::load(options).has_value() && nexa::store::unsupported_schema().empty();
+  return !kestrel::load(options).has_value() && nexa::store::check_schema().ok();
 }
 
 StoreOperation next_operation(Dice& dice, RandomSets& sets, const std::string& xml, int number) {

@@ -58,7 +58,7 @@ class SelectModules : public testing::Test {
   static std::vector<std::string> modules(const std::string& path) {
     const auto target = nexa_test::loaded_model().tolerant.resolve(gnmi::Path(), path_of(path),
                                                                    nexa::model::Purpose::kRead);
-    if (!target.ok()) return {target.refusal().rule};
+    if (!target.ok()) return {target.failure().rule};
     return {target.value().last().schema->module->name};
   }
 

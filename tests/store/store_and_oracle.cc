@@ -62,9 +62,9 @@ void StoreAndOracle::open() {
   options.sync = false;
   options.commits_per_snapshot = 40;
   options.history_limit = 0;
-  std::string error;
-  store_ = nexa::store::open_tree_store(options, error);
-  if (store_ == nullptr) fail("start refused", error);
+  auto opened = nexa::store::open_tree_store(options);
+  if (!opened.ok()) fail("start refused", opened.failure().line());
+  store_ = std::move(opened).value();
 }
 
 std::string StoreAndOracle::store_xml() const { return without_config(store_->snapshot()->xml()); }

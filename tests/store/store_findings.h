@@ -11,6 +11,7 @@
 
 #include "real/temp_folder.h"
 #include "store/tree_store.h"
+#include "support/results.h"
 #include "support/targets.h"
 #include "translate/path_string.h"
 
@@ -47,9 +48,7 @@ class StoreFindings : public testing::Test {
     nexa::store::TreeStoreOptions options;
     options.directory = folder_.file("data");
     options.sync = false;
-    std::string error;
-    store_ = nexa::store::open_tree_store(options, error);
-    ASSERT_NE(store_, nullptr) << error;
+    store_ = nexa_test::value_of(nexa::store::open_tree_store(options));
   }
 
   grpc::Status commit(const Edit& edit) {

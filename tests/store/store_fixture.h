@@ -14,6 +14,7 @@
 #include "store/node_tools.h"
 #include "store/tree_store.h"
 #include "store_module.h"
+#include "support/results.h"
 #include "support/targets.h"
 #include "translate/path_string.h"
 
@@ -63,11 +64,8 @@ inline std::string read_text(const ConfigStore& store, const std::string& path,
 
 // Same nodes, values and user-given order; `with_defaults` of both trees as they stand.
 inline bool same_xml(const std::string& left, const std::string& right) {
-  nexa::store::TreePtr one;
-  nexa::store::TreePtr two;
-  std::string error;
-  EXPECT_TRUE(nexa::store::parse_nodes(nexa::store::inner_xml(left), one, error)) << error;
-  EXPECT_TRUE(nexa::store::parse_nodes(nexa::store::inner_xml(right), two, error)) << error;
+  const auto one = nexa_test::value_of(nexa::store::parse_nodes(nexa::store::inner_xml(left)));
+  const auto two = nexa_test::value_of(nexa::store::parse_nodes(nexa::store::inner_xml(right)));
   return nexa::store::same_content(one.get(), two.get());
 }
 
@@ -87,7 +85,9 @@ class StoreTest : public testing::Test {
     options.commits_per_snapshot = commits_per_snapshot_;
     options.history_limit = history_limit_;
     options.sync = false;
-    store_ = nexa::store::open_tree_store(options, error_, &notes_);
+    auto opened = nexa::store::open_tree_store(options, &notes_);
+    error_ = nexa_test::line_of(opened);
+    if (opened.ok()) store_ = std::move(opened).value();
   }
   std::string directory() const { return folder_.file("data"); }
 

@@ -175,9 +175,8 @@ class Model {
     TreePtr tree = nexa::store::copy_tree(tree_.get(), copied);
     nexa::store::strip_defaults(tree);
     for (const Edit& edit : edits) {
-      TreePtr document;
-      std::string error;
-      EXPECT_TRUE(nexa::store::parse_nodes(nexa::store::inner_xml(edit.xml), document, error));
+      const TreePtr document =
+          nexa_test::value_of(nexa::store::parse_nodes(nexa::store::inner_xml(edit.xml)));
       if (edit.kind != Edit::Kind::kUpdate) remove_target(edit, tree);
       lyd_node* top = tree.release();
       forget_given(document.get(), top);
@@ -317,9 +316,8 @@ class StoreModel : public StoreTest, public testing::WithParamInterface<unsigned
     nexa::store::TreeStoreOptions options;
     options.directory = copy;
     options.sync = false;
-    std::string error;
-    const auto store = nexa::store::open_tree_store(options, error);
-    return store != nullptr ? store->snapshot()->xml() : error;
+    const auto store = nexa::store::open_tree_store(options);
+    return store.ok() ? store.value()->snapshot()->xml() : store.failure().line();
   }
 };
 

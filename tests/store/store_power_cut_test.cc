@@ -81,9 +81,7 @@ class History {
     options.directory = folder_.file("data");
     options.commits_per_snapshot = 3;
     options.history_limit = 4;
-    std::string error;
-    store_ = nexa::store::open_tree_store(options, error);
-    ASSERT_NE(store_, nullptr) << error;
+    store_ = nexa_test::value_of(nexa::store::open_tree_store(options));
   }
 
   void take_step() {
@@ -146,9 +144,9 @@ class History {
     nexa::store::TreeStoreOptions options;
     options.directory = cut.folder;
     options.sync = false;  // what the disk does from here on is nothing to the test
-    std::string error;
-    const auto store = nexa::store::open_tree_store(options, error);
-    if (store == nullptr) return "it does not open: " + error;
+    const auto opened = nexa::store::open_tree_store(options);
+    if (!opened.ok()) return "it does not open: " + opened.failure().line();
+    const auto& store = opened.value();
     const auto snapshot = store->snapshot();
     if (snapshot->number() < cut.answered) {
       return "commit " + std::to_string(cut.answered) + " was answered, the newest is " +

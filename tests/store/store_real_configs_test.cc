@@ -15,6 +15,7 @@
 #include "store/tree_store.h"
 #include "store/whole_oracle.h"
 #include "support/openconfig_payload.h"
+#include "support/results.h"
 
 namespace nexa_test {
 namespace {
@@ -49,10 +50,7 @@ class StoreRealConfigs : public testing::TestWithParam<std::size_t> {
     nexa::store::TreeStoreOptions options;
     options.directory = folder_.file("data");
     options.sync = false;  // the machine stays up
-    std::string error;
-    std::unique_ptr<ConfigStore> store = nexa::store::open_tree_store(options, error);
-    EXPECT_NE(store, nullptr) << error;
-    return store;
+    return nexa_test::value_of(nexa::store::open_tree_store(options));
   }
 
   // A configuration as XML, no element around it, the way libyang reads the JSON.

@@ -10,6 +10,7 @@
 #include "real/temp_folder.h"
 #include "store/random_case.h"
 #include "store/tree_store.h"
+#include "support/results.h"
 #include "translate/path_string.h"
 
 namespace nexa_test {
@@ -115,9 +116,7 @@ TEST(StoreSurvives, DefaultAddedToATopLevelCase) {
   ASSERT_EQ(load_text(models), "");
   nexa::store::TreeStoreOptions options;
   options.directory = models.file("data");
-  std::string error;
-  EXPECT_EQ(nexa::store::open_tree_store(options, error), nullptr);
-  EXPECT_EQ(error,
+  EXPECT_EQ(nexa_test::line_of(nexa::store::open_tree_store(options)),
             "module n adds \"d\", which has a default, to a choice at the top level of module m: "
             "libyang cannot complete it; take the default or the augment out");
   EXPECT_FALSE(std::filesystem::exists(options.directory));
@@ -134,9 +133,7 @@ TEST(StoreSurvives, UniqueOfALeafThatADeviationTookOut) {
   ASSERT_EQ(load_text(models), "");
   nexa::store::TreeStoreOptions options;
   options.directory = models.file("data");
-  std::string error;
-  EXPECT_EQ(nexa::store::open_tree_store(options, error), nullptr);
-  EXPECT_EQ(error,
+  EXPECT_EQ(nexa_test::line_of(nexa::store::open_tree_store(options)),
             "module m: a unique of list \"l\" names a leaf that a deviation took out; take that "
             "deviation out, or let it delete the unique as well");
 }
@@ -150,18 +147,21 @@ TEST(StoreSurvives, StartOverDataThatLibyangCannotJudge) {
     nexa::store::TreeStoreOptions options;
     options.directory = folder.file("data");
     options.sync = false;
-    std::string error;
     if (!load_module("s", module_of(body + "}")).empty()) _exit(2);
     CommitRequest request;
     request.edits = {top("<a>x</a>"), update("<o xmlns=\"urn:s\">y</o>"),
                      update("<b xmlns=\"urn:s\">y</b>")};
-    if (!nexa::store::open_tree_store(options, error)->commit(request).status.ok()) _exit(3);
+    {
+      const auto first = nexa::store::open_tree_store(options);
+      if (!first.ok() || !first.value()->commit(request).status.ok()) _exit(3);
+    }
     if (!load_module("s", module_of(body + "must \"count(preceding-sibling::*) < 9\"; }"))
              .empty()) {
       _exit(4);
     }
-    auto store = nexa::store::open_tree_store(options, error);
-    if (store == nullptr) _exit(5);
+    auto opened = nexa::store::open_tree_store(options);
+    if (!opened.ok()) _exit(5);
+    auto store = std::move(opened).value();
     const std::string xml = store->snapshot()->xml();
     store.reset();
     _exit(xml.find(">y</b>") != std::string::npos ? 0 : 6);

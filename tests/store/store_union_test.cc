@@ -140,10 +140,8 @@ TEST_F(StoreUnion, AStartUnderAnotherSchemaReadsTheTextWhereTheTypeIsGone) {
 
 TEST_F(StoreUnion, AnImageDiffersByTheType) {
   const auto image = [](const std::string& inner) {
-    nexa::store::TreePtr tree;
-    std::string error;
-    EXPECT_TRUE(nexa::store::parse_nodes(nexa::store::inner_xml(in_top(inner)), tree, error))
-        << error;
+    const nexa::store::TreePtr tree =
+        nexa_test::value_of(nexa::store::parse_nodes(nexa::store::inner_xml(in_top(inner))));
     return nexa::store::image_of_tree(tree.get());
   };
   const nexa::store::ImagePtr number = image("<value>7</value>");

@@ -208,8 +208,8 @@ TEST(ModelSet, NamesAModelThatTheServerDoesNotHave) {
   asked.Mutable(0)->set_version("2");
   const auto refused = model::ModelSet::of(asked, known);
   ASSERT_FALSE(refused.ok());
-  EXPECT_EQ(refused.refusal().code, grpc::StatusCode::NOT_FOUND);
-  EXPECT_EQ(refused.refusal().rule, "use_models[0]: no model \"shop\" in version \"2\"");
+  EXPECT_EQ(refused.failure().code, grpc::StatusCode::NOT_FOUND);
+  EXPECT_EQ(refused.failure().rule, "use_models[0]: no model \"shop\" in version \"2\"");
 }
 
 }  // namespace

@@ -21,11 +21,10 @@ class UnboundPrefix : public testing::Test {
   }
   // The refusal of what stands in the anydata; empty when it is taken.
   static std::string verdict(const std::string& inner) {
-    std::string error;
-    const auto tree = nexa::store::parse_state_tree(
-        "<s><c xmlns=\"urn:v\"><any>" + inner + "</any></c></s>", error);
-    EXPECT_EQ(tree == nullptr, !error.empty());
-    return error;
+    const auto tree =
+        nexa::store::parse_state_tree("<s><c xmlns=\"urn:v\"><any>" + inner + "</any></c></s>");
+    EXPECT_TRUE(!tree.ok() || tree.value() != nullptr);
+    return nexa_test::line_of(tree);
   }
 };
 

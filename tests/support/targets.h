@@ -39,7 +39,7 @@ inline nexa::model::Target target_of(const gnmi::Path& path,
                                      nexa::model::Purpose purpose = nexa::model::Purpose::kDelete) {
   auto target = loaded_model().tolerant.resolve(gnmi::Path(), path, purpose);
   if (target.ok()) return std::move(target.value());
-  ADD_FAILURE() << target.refusal().rule;
+  ADD_FAILURE() << target.failure().rule;
   return {};
 }
 

@@ -413,13 +413,13 @@ std::string image_text(const ImageInner& image) {
   return std::move(writer.text);
 }
 
-bool apply_text(std::string_view text, ImagePtr& image, std::string& error) {
+text::Done apply_text(std::string_view text, ImagePtr& image) {
   TextReader reader(text);
   ImageSlot root = std::move(image);
   const bool done = reader.edit(root);
   image = ImagePtr::share(&root->inner());
-  if (!done) error = reader.error;
-  return done;
+  if (!done) return text::unusable("", std::move(reader.error));
+  return {};
 }
 
 }  // namespace nexa::store

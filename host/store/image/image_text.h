@@ -21,6 +21,7 @@
 #include <string_view>
 
 #include "store/image/image.h"
+#include "text/result.h"
 
 namespace nexa::store {
 
@@ -30,9 +31,9 @@ std::string difference_text(const ImageInner& before, const ImageInner& after);
 // The whole of an image: what makes it of the empty one.
 std::string image_text(const ImageInner& image);
 
-// Makes the tree of `image` what `text` says. False with `error` set when the text does not fit the
-// tree or the loaded schema; the image is undefined then.
-bool apply_text(std::string_view text, ImagePtr& image, std::string& error);
+// Makes the tree of `image` what `text` says. Fails when the text does not fit the tree or the
+// loaded schema; the image is undefined then.
+text::Done apply_text(std::string_view text, ImagePtr& image);
 
 }  // namespace nexa::store
 

@@ -34,7 +34,8 @@ inline constexpr std::chrono::milliseconds kChildLimit{60'000};
 // call; what it changes is lost. Another thread may hold a lock of this process at that moment, and
 // work that needs it would wait for ever: a child that sleeps for a second and uses no processor is
 // killed, and another one is forked, within the same limit. `work` therefore never sleeps by itself
-// for longer, and may be called more than once, each time in a child of its own. Any thread may call.
+// for longer, and may be called more than once, each time in a child of its own. Any thread may
+// call.
 ChildOutcome run_in_child(const std::function<std::string()>& work,
                           std::chrono::milliseconds limit = kChildLimit);
 

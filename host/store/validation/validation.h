@@ -11,6 +11,7 @@
 
 #include "store/tree.h"
 #include "store/tree_change.h"
+#include "text/result.h"
 
 namespace nexa::store {
 
@@ -25,6 +26,13 @@ struct Violation {
   Kind kind = Kind::kConstraint;
   std::string path;  // instance identifier of the node at fault, module names in front
   std::string rule;  // "must \"...\"", "leafref ...": with the model's error-message if it has one
+
+  // As a client hears of it: who can mend it, and whether to try again, is in the code.
+  text::Failure failure() const {
+    return {kind == Kind::kConstraint ? grpc::StatusCode::FAILED_PRECONDITION
+                                      : grpc::StatusCode::INVALID_ARGUMENT,
+            path, rule};
+  }
 };
 
 // Knows the constraints of the loaded schema; built once, read by one thread at a time.

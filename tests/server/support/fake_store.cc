@@ -198,13 +198,12 @@ std::shared_ptr<const nexa::store::Snapshot> FakeStore::snapshot() const {
   return std::make_shared<FakeSnapshot>(leaves_, number_, on_read);
 }
 
-std::shared_ptr<const nexa::store::StateTree> FakeStore::parse_state(std::string_view xml,
-                                                                     std::string& error) const {
+nexa::text::Result<std::shared_ptr<const nexa::store::StateTree>> FakeStore::parse_state(
+    std::string_view xml) const {
   const std::lock_guard<std::mutex> lock(mutex_);
   ++parsed_states_;
   if (xml.find("broken") != std::string_view::npos) {
-    error = "line 1: broken";
-    return nullptr;
+    return nexa::text::Failure{grpc::StatusCode::INVALID_ARGUMENT, "line 1", "broken"};
   }
   const std::string_view open = "<state>";
   const std::string_view close = "</state>";

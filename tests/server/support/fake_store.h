@@ -50,8 +50,8 @@ class FakeStore : public nexa::store::ConfigStore {
   nexa::store::CommitResult commit(const nexa::store::CommitRequest& request) override;
   std::shared_ptr<const nexa::store::Snapshot> snapshot() const override;
   // Lines "path=json" in place of XML; an error when the text has the word "broken".
-  std::shared_ptr<const nexa::store::StateTree> parse_state(std::string_view xml,
-                                                            std::string& error) const override;
+  nexa::text::Result<std::shared_ptr<const nexa::store::StateTree>> parse_state(
+      std::string_view xml) const override;
   std::shared_ptr<const nexa::store::StateTree> join_states(
       std::span<const std::shared_ptr<const nexa::store::StateTree>> trees) const override;
   grpc::Status history(std::size_t limit,

@@ -146,7 +146,7 @@ std::string FakeAccess::last_shown() const {
 
 bool FakeAccess::remembers(const Credentials& /*credentials*/, Caller& /*caller*/) { return false; }
 
-bool FakeAccess::reload(std::string& /*error*/) { return true; }
+nexa::text::Done FakeAccess::reload() { return {}; }
 
 void ServiceTest::start() {
   ExampleSchema& schema = example_schema();

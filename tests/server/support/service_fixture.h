@@ -76,7 +76,7 @@ class FakeAccess : public nexa::access::AccessControl {
                             nexa::access::Caller& caller) override;
   bool remembers(const nexa::access::Credentials& credentials,
                  nexa::access::Caller& caller) override;
-  bool reload(std::string& error) override;
+  nexa::text::Done reload() override;
 
   // What the last caller showed: "user/password/certificate", "-" for what was not there, "?" in
   // front of what was there more than once.

@@ -9,6 +9,7 @@
 
 #include "server/support/service_fixture.h"
 #include "store/tree_store.h"
+#include "support/results.h"
 
 namespace nexa_test {
 
@@ -32,9 +33,7 @@ class StoredServiceTest : public ServiceTest {
     nexa::store::TreeStoreOptions store_options;
     store_options.directory = directory;
     store_options.sync = false;
-    std::string error;
-    real_store = nexa::store::open_tree_store(store_options, error);
-    ASSERT_NE(real_store, nullptr) << error;
+    real_store = nexa_test::value_of(nexa::store::open_tree_store(store_options));
     other_store = real_store.get();
     start();
   }
