@@ -80,16 +80,14 @@ std::string as_json(const std::vector<CommitRecord>& records) {
   return to_text(list.get());
 }
 
-// The log says why in a line of its own.
-int fail(std::string line) {
-  report_failure(nexa::text::unusable("", std::move(line)));
+int fail(const nexa::text::Failure& failure) {
+  report_failure(failure);
   return kRefused;
 }
 
 int show(const CommitLog& log, const HistoryOptions& options, Session& session) {
   nexa::store::LogEntry entry;
-  std::string error;
-  if (!log.entry(options.show, entry, error)) return fail(error);
+  if (const auto done = log.entry(options.show, entry); !done.ok()) return fail(done.failure());
   const bool is_terminal = session.output.is_terminal();
   // A program gets every byte; a terminal nothing that it might take as a command.
   const std::string change =
@@ -101,13 +99,13 @@ int run_history(const HistoryOptions& options, Session& session) {
   nexa::store::LogOptions place;
   place.directory = options.directory;
   place.read_only = true;
-  std::string error;
-  const std::unique_ptr<CommitLog> log = CommitLog::open(place, error);
-  if (log == nullptr) return fail(error);
-  if (options.show != 0) return show(*log, options, session);
+  const auto opened = CommitLog::open(place);
+  if (!opened.ok()) return fail(opened.failure());
+  const CommitLog& log = *opened.value();
+  if (options.show != 0) return show(log, options, session);
   std::vector<CommitRecord> records;
-  const nexa::store::LogResult result = log->history(options.limit, records);
-  if (!result.ok()) return fail(result.text);
+  const nexa::store::LogResult result = log.history(options.limit, records);
+  if (!result.ok()) return fail(nexa::text::unusable("", result.text));
   const std::string text = options.json ? as_json(records) : as_text(records);
   return session.output.write(text) ? kDone : kRefused;
 }

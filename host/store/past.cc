@@ -55,12 +55,13 @@ grpc::Status Past::replay(std::int64_t start_ns, std::int64_t end_ns, const Step
   const std::uint64_t last = log_.head();
   while (number < last) {
     std::vector<LogEntry> entries;
-    std::string error;
     const auto keep = [&entries](const LogEntry& entry) {
       entries.push_back(entry);
       return entries.size() < kCommitsAtOnce;
     };
-    if (!log_.replay_after(number, keep, error)) return {StatusCode::INTERNAL, error};
+    if (const text::Done done = log_.replay_after(number, keep); !done.ok()) {
+      return {StatusCode::INTERNAL, done.failure().line()};
+    }
     for (const LogEntry& entry : entries) {
       if (entry.number > last || entry.time_ns >= end_ns) return grpc::Status::OK;
       if (const text::Done done = apply_entry(entry, configured); !done.ok()) {

@@ -51,8 +51,9 @@ text::Result<std::optional<StoredState>> newest_image_state(const CommitLog& log
     if (!done.ok()) done = of_commit(entry.number, std::move(done).failure());
     return done.ok();
   };
-  std::string error;
-  if (!log.replay_after(base.number, apply, error)) return text::unusable("", std::move(error));
+  if (text::Done read = log.replay_after(base.number, apply); !read.ok()) {
+    return std::move(read).failure();
+  }
   if (!done.ok()) return std::move(done).failure();
   if (!has_effects) return std::nullopt;
   state.complete = true;
@@ -67,8 +68,9 @@ text::Result<StoredState> configured_state(const CommitLog& log, std::uint64_t n
     entries.push_back(entry);
     return true;
   };
-  std::string error;
-  if (!log.replay(number, base, keep, error)) return text::unusable("", std::move(error));
+  if (text::Done read = log.replay(number, base, keep); !read.ok()) {
+    return std::move(read).failure();
+  }
   StoredState state;
   if (text::Done done = read_configuration(base.config, state.image); !done.ok()) {
     return text::failure_at("snapshot " + std::to_string(base.number), std::move(done).failure());

@@ -473,20 +473,20 @@ void TreeStore::publish() {
 text::Result<std::unique_ptr<ConfigStore>> open_tree_store(const TreeStoreOptions& options,
                                                            std::vector<std::string>* notes) {
   if (text::Done done = check_schema(); !done.ok()) return std::move(done).failure();
-  std::string error;
   std::unique_ptr<DataDirectory> directory;
   if (!options.read_only) {
-    directory = DataDirectory::hold(options.directory, error);
-    if (directory == nullptr) return text::unusable("", std::move(error));
+    auto held = DataDirectory::hold(options.directory);
+    if (!held.ok()) return std::move(held).failure();
+    directory = std::move(held).value();
   }
   LogOptions place;
   place.directory = options.directory;
   place.sync = options.sync;
   place.read_only = options.read_only;
-  std::unique_ptr<CommitLog> log = CommitLog::open(place, error);
-  if (log == nullptr) return text::unusable("", std::move(error));
+  text::Result<std::unique_ptr<CommitLog>> log = CommitLog::open(place);
+  if (!log.ok()) return std::move(log).failure();
   std::vector<std::string> lines;
-  auto store = std::make_unique<TreeStore>(options, std::move(directory), std::move(log));
+  auto store = std::make_unique<TreeStore>(options, std::move(directory), std::move(log).value());
   if (text::Done done = store->load(log_file(options.directory), lines); !done.ok()) {
     return std::move(done).failure();
   }

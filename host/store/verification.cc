@@ -84,10 +84,14 @@ VerificationReport verify_directory(const std::string& directory) {
     std::uint64_t before = 0;
     for (int tries = 1;; ++tries) {
       // Verifies every row.
-      const std::unique_ptr<CommitLog> log = CommitLog::open(place, report.text);
-      if (log == nullptr) return report;
-      const std::uint64_t number = log->head();
-      const text::Result<Stored> stored = read_states(*log);
+      const text::Result<std::unique_ptr<CommitLog>> opened = CommitLog::open(place);
+      if (!opened.ok()) {
+        report.text = opened.failure().line();
+        return report;
+      }
+      const CommitLog& log = *opened.value();
+      const std::uint64_t number = log.head();
+      const text::Result<Stored> stored = read_states(log);
       if (stored.ok()) return judge(stored.value(), number);
       report.text = stored.failure().line();
       if (tries == kMostTries || (tries > 1 && number == before)) return report;

@@ -149,9 +149,8 @@ class ContradictoryLog : public VerifyCommand {
     nexa::store::LogOptions place;
     place.directory = data();
     place.sync = false;
-    std::string error;
-    const auto log = nexa::store::CommitLog::open(place, error);
-    ASSERT_NE(log, nullptr) << error;
+    const auto log = nexa::store::CommitLog::open(place);
+    ASSERT_TRUE(log.ok()) << log.failure().line();
     nexa::store::LogEntry entry;
     entry.number = 3;
     entry.change =
@@ -159,7 +158,7 @@ class ContradictoryLog : public VerifyCommand {
         "<low yang:operation=\"replace\" yang:orig-default=\"false\" yang:orig-value=\"9\">5</low>"
         "</top>";
     entry.effect = ">m:top\n" + effect + "<\n";
-    ASSERT_TRUE(log->append(entry).ok());
+    ASSERT_TRUE(log.value()->append(entry).ok());
   }
 };
 

@@ -8,12 +8,14 @@
 
 #include "real/temp_folder.h"
 #include "store/log/commit_log.h"
+#include "support/results.h"
 
 namespace {
 
 using nexa::store::CommitLog;
 using nexa::store::LogEntry;
 using nexa::store::LogLimits;
+using nexa_test::line_of;
 using nexa_test::TempFolder;
 
 constexpr char kRestore[] = "; restore a copy of the directory";
@@ -39,13 +41,14 @@ class LogDamage : public testing::Test {
   }
 
   std::unique_ptr<CommitLog> open(bool verify_all = false, bool read_only = false) {
-    error_.clear();
     nexa::store::LogOptions options;
     options.directory = folder_.path();
     options.sync = false;
     options.verify_all = verify_all;
     options.read_only = read_only;
-    return CommitLog::open(options, error_);
+    auto opened = CommitLog::open(options);
+    error_ = line_of(opened);
+    return opened.ok() ? std::move(opened).value() : nullptr;
   }
   std::string file() const { return folder_.file("nexa.db"); }
 
@@ -74,8 +77,7 @@ class LogDamage : public testing::Test {
     const auto log = open();
     ASSERT_NE(log, nullptr) << sql << ": " << error_;
     EXPECT_EQ(log->head(), 6U);
-    EXPECT_FALSE(log->verify_history(error_, nullptr)) << sql;
-    EXPECT_EQ(error_, text) << sql;
+    EXPECT_EQ(line_of(log->verify_history(nullptr)), text) << sql;
   }
 
   TempFolder folder_;
@@ -88,11 +90,10 @@ TEST_F(LogDamage, AnIntactLogOpens) {
   EXPECT_EQ(log->head(), 6U);
   EXPECT_EQ(log->schema(), "m@2026-01-01\n");
   LogEntry entry;
-  ASSERT_TRUE(log->entry(5, entry, error_));
+  ASSERT_EQ(line_of(log->entry(5, entry)), "");
   EXPECT_EQ(entry.author, "author5");
   EXPECT_EQ(entry.change, "change5");
-  EXPECT_FALSE(log->entry(7, entry, error_));
-  EXPECT_EQ(error_, "commit 7 is not kept");
+  EXPECT_EQ(line_of(log->entry(7, entry)), "commit 7 is not kept");
 }
 
 TEST_F(LogDamage, EveryFieldOfACommitIsCovered) {
@@ -150,15 +151,13 @@ TEST_F(LogDamage, AnOldCommitIsVerifiedWhenItIsRead) {
   const std::string text =
       file() + ": damaged: commit 3 does not match its checksum; restore a copy of the directory";
   LogEntry entry;
-  EXPECT_FALSE(log->entry(3, entry, error_));
-  EXPECT_EQ(error_, text);
+  EXPECT_EQ(line_of(log->entry(3, entry)), text);
   nexa::store::LogSnapshot base;
   int seen = 0;
   const auto count = [&seen](const LogEntry& /*entry*/) { return ++seen > 0; };
-  EXPECT_FALSE(log->replay(3, base, count, error_));
-  EXPECT_EQ(error_, text);
+  EXPECT_EQ(line_of(log->replay(3, base, count)), text);
   EXPECT_EQ(seen, 2);
-  EXPECT_TRUE(log->replay(6, base, count, error_)) << error_;
+  EXPECT_EQ(line_of(log->replay(6, base, count)), "");
   EXPECT_EQ(base.number, 4U);
 }
 
@@ -167,7 +166,7 @@ TEST_F(LogDamage, VerifyingStopsWhenAsked) {
   const auto log = open();
   ASSERT_NE(log, nullptr) << error_;
   const std::atomic<bool> stop{true};
-  EXPECT_TRUE(log->verify_history(error_, &stop));
+  EXPECT_EQ(line_of(log->verify_history(&stop)), "");
 }
 
 TEST_F(LogDamage, AForeignDatabaseIsRefused) {
@@ -194,6 +193,23 @@ TEST_F(LogDamage, AnEmptyFileIsRefused) {
   std::filesystem::resize_file(file(), 0);
   EXPECT_EQ(open(), nullptr);
   EXPECT_EQ(error_, file() + ": damaged: it is empty; restore a copy of the directory");
+}
+
+TEST(LogFailure, HasTheFileAsItsPlace) {
+  const TempFolder folder;
+  nexa::store::LogOptions options;
+  options.directory = folder.file("a: b");
+  const std::string file = options.directory + "/nexa.db";
+  std::filesystem::create_directories(file + ".new");
+  const auto not_made = CommitLog::open(options);
+  ASSERT_FALSE(not_made.ok());
+  EXPECT_EQ(not_made.failure().path, file + ".new");
+  EXPECT_EQ(not_made.failure().rule, "cannot make the log: File exists");
+  const std::ofstream empty(file);
+  const auto damaged = CommitLog::open(options);
+  ASSERT_FALSE(damaged.ok());
+  EXPECT_EQ(damaged.failure().path, file);
+  EXPECT_EQ(damaged.failure().rule, "damaged: it is empty; restore a copy of the directory");
 }
 
 TEST_F(LogDamage, EveryLengthOfACutFileIsRefused) {
@@ -232,7 +248,8 @@ TEST_F(LogDamage, NoFlippedBitGivesOtherData) {
     std::filesystem::remove(file() + "-shm");
     std::ofstream(file(), std::ios::binary) << damaged;
     const auto log = open();
-    if (log == nullptr || !log->verify_history(error_, nullptr)) {
+    if (log != nullptr) error_ = line_of(log->verify_history(nullptr));
+    if (!error_.empty()) {
       ++refused;
       EXPECT_EQ(error_.find(file() + ": "), 0U) << error_;
       EXPECT_EQ(error_.find('\n'), std::string::npos) << error_;
@@ -241,7 +258,7 @@ TEST_F(LogDamage, NoFlippedBitGivesOtherData) {
     ASSERT_EQ(log->head(), 6U) << at;
     for (std::uint64_t number = 1; number <= 6; ++number) {
       LogEntry entry;
-      ASSERT_TRUE(log->entry(number, entry, error_)) << at;
+      ASSERT_EQ(line_of(log->entry(number, entry)), "") << at;
       ASSERT_EQ(entry.change, "change" + std::to_string(number)) << at;
       ASSERT_EQ(entry.author, "author" + std::to_string(number)) << at;
       ASSERT_EQ(entry.time_ns, static_cast<std::int64_t>(number) * 1000) << at;

@@ -8,6 +8,7 @@
 #include "store/log/commit_log.h"
 #include "store/log/log_rows.h"
 #include "store/log/packed_text.h"
+#include "support/results.h"
 
 namespace {
 
@@ -17,6 +18,7 @@ using nexa::store::LogLimits;
 using nexa::store::LogOptions;
 using nexa::store::LogSnapshot;
 using nexa_test::FailingDisk;
+using nexa_test::line_of;
 using nexa_test::TempFolder;
 
 std::string hex_of(std::string_view bytes) {
@@ -48,8 +50,10 @@ class LogImages : public testing::Test {
     options.sync = false;
     options.read_only = read_only;
     options.vfs = vfs;
-    log_ = CommitLog::open(options, error_);
-    return log_ != nullptr;
+    auto opened = CommitLog::open(options);
+    error_ = line_of(opened);
+    if (opened.ok()) log_ = std::move(opened).value();
+    return opened.ok();
   }
 
   void append(int count, const std::string& effect = "effect") {
@@ -81,7 +85,8 @@ class LogImages : public testing::Test {
       effects += entry.effect + " ";
       return true;
     };
-    return log_->replay_after(number, take, error_) ? effects : error_;
+    const nexa::text::Done done = log_->replay_after(number, take);
+    return done.ok() ? effects : done.failure().line();
   }
 
   void run_sql(const char* sql) const {
@@ -172,12 +177,10 @@ TEST_F(LogImages, LongTextsComeBackWhole) {
   EXPECT_EQ(ask("SELECT count(*) FROM parts"), 12);
   EXPECT_LE(ask("SELECT max(length(bytes)) FROM parts"), 262144);
   ASSERT_TRUE(open()) << error_;
-  EXPECT_TRUE(log_->verify_history(error_, nullptr)) << error_;
+  EXPECT_EQ(line_of(log_->verify_history(nullptr)), "");
   EXPECT_TRUE(image() == "1 " + text);
   LogSnapshot base;
-  ASSERT_TRUE(log_->replay(
-      1, base, [](const LogEntry&) { return true; }, error_))
-      << error_;
+  ASSERT_EQ(line_of(log_->replay(1, base, [](const LogEntry&) { return true; })), "");
   EXPECT_TRUE(base.config == "<config>" + text + "</config>");
 }
 
@@ -196,19 +199,17 @@ TEST_F(LogImages, LongTextsArePacked) {
     ASSERT_TRUE(open(read_only)) << error_;
     EXPECT_TRUE(image() == "1 " + lines);
     LogEntry entry;
-    ASSERT_TRUE(log_->entry(1, entry, error_)) << error_;
+    ASSERT_EQ(line_of(log_->entry(1, entry)), "");
     EXPECT_TRUE(entry.change == given.change);
     EXPECT_TRUE(entry.effect == given.effect);
     LogSnapshot base;
-    ASSERT_TRUE(log_->replay(
-        1, base, [](const LogEntry&) { return true; }, error_))
-        << error_;
+    ASSERT_EQ(line_of(log_->replay(1, base, [](const LogEntry&) { return true; })), "");
     EXPECT_TRUE(base.config == "<config>" + lines + "</config>");
     std::vector<nexa::store::CommitRecord> records;
     ASSERT_TRUE(log_->history(0, records).ok());
     EXPECT_EQ(records.at(0).change_bytes, given.change.size());
     EXPECT_EQ(log_->tail().image_bytes, lines.size());
-    EXPECT_TRUE(log_->verify_history(error_, nullptr)) << error_;
+    EXPECT_EQ(line_of(log_->verify_history(nullptr)), "");
   }
   log_.reset();
   const LogEntry next{2, 2, "author", "comment", false, "<b>" + lines, "more" + lines};
@@ -253,9 +254,9 @@ TEST_F(LogImages, ALogOfFormat3IsReadAsItIsAndUpgradedByAWriter) {
     ASSERT_TRUE(open(read_only)) << error_;
     EXPECT_EQ(ask("PRAGMA user_version"), read_only ? 3 : 4);
     LogEntry entry;
-    ASSERT_TRUE(log_->entry(3, entry, error_)) << error_;
+    ASSERT_EQ(line_of(log_->entry(3, entry)), "");
     EXPECT_TRUE(entry.change == lines && entry.effect == lines);
-    EXPECT_TRUE(log_->verify_history(error_, nullptr)) << error_;
+    EXPECT_EQ(line_of(log_->verify_history(nullptr)), "");
   }
   append(1);
   ASSERT_TRUE(open()) << error_;
@@ -273,7 +274,7 @@ TEST_F(LogImages, PartsThatBelongToNothingAreRemoved) {
   EXPECT_EQ(ask("SELECT count(*) FROM parts WHERE bytes = 'left'"), 0);
   EXPECT_TRUE(image() == "2 short");
   ASSERT_TRUE(open()) << error_;
-  EXPECT_TRUE(log_->verify_history(error_, nullptr)) << error_;
+  EXPECT_EQ(line_of(log_->verify_history(nullptr)), "");
 }
 
 TEST_F(LogImages, OfTheSameCommitTheLaterOneCounts) {
@@ -296,7 +297,7 @@ TEST_F(LogImages, RememberThatTheyWereJudged) {
   LogSnapshot image;
   ASSERT_TRUE(log_->newest_image("schema", image));
   EXPECT_TRUE(image.judged);
-  EXPECT_TRUE(log_->verify_history(error_, nullptr)) << error_;
+  EXPECT_EQ(line_of(log_->verify_history(nullptr)), "");
 }
 
 TEST_F(LogImages, DamageToTheNewestImageIsFoundAtTheStart) {
@@ -315,7 +316,7 @@ TEST_F(LogImages, DamageToTheNewestImageIsFoundAtTheStart) {
   }
   run_sql("UPDATE images SET schema = 'schema', number = 0");
   EXPECT_TRUE(open()) << error_;
-  EXPECT_FALSE(log_->verify_history(error_, nullptr));
+  EXPECT_FALSE(log_->verify_history(nullptr).ok());
 }
 
 TEST_F(LogImages, ADamagedRowIsNotMarked) {
@@ -361,14 +362,14 @@ TEST_F(LogImages, ALogOfFormat1IsReadAsItIsAndUpgradedByAWriter) {
   make_format_1();
   ASSERT_TRUE(open(true)) << error_;
   LogEntry entry;
-  ASSERT_TRUE(log_->entry(4, entry, error_)) << error_;
+  ASSERT_EQ(line_of(log_->entry(4, entry)), "");
   EXPECT_EQ(entry.change, "change4");
   EXPECT_EQ(entry.effect, "");
   std::vector<nexa::store::CommitRecord> records;
   EXPECT_TRUE(log_->history(0, records).ok());
   EXPECT_EQ(records.size(), 4U);
   EXPECT_EQ(image(), "none");
-  EXPECT_TRUE(log_->verify_history(error_, nullptr)) << error_;
+  EXPECT_EQ(line_of(log_->verify_history(nullptr)), "");
   EXPECT_FALSE(log_->writable());
   EXPECT_FALSE(log_->append({5, 1, "", "", false, "x"}).ok());
   log_.reset();
@@ -382,7 +383,7 @@ TEST_F(LogImages, ALogOfFormat1IsReadAsItIsAndUpgradedByAWriter) {
   EXPECT_EQ(ask("PRAGMA user_version"), 4);
   EXPECT_EQ(image(), "5 five");
   EXPECT_EQ(effects_after(2), "  effect5 ");
-  EXPECT_TRUE(log_->verify_history(error_, nullptr)) << error_;
+  EXPECT_EQ(line_of(log_->verify_history(nullptr)), "");
 }
 
 TEST_F(LogImages, WhatTheLimitsDropIsNoPartOfTheHistory) {
@@ -395,12 +396,11 @@ TEST_F(LogImages, WhatTheLimitsDropIsNoPartOfTheHistory) {
   EXPECT_EQ(records.size(), 30U);
   EXPECT_EQ(records.back().number, 31U);
   LogEntry entry;
-  EXPECT_TRUE(log_->entry(31, entry, error_)) << error_;
-  EXPECT_FALSE(log_->entry(30, entry, error_));
-  EXPECT_EQ(error_, "commit 30 is not kept");
+  EXPECT_EQ(line_of(log_->entry(31, entry)), "");
+  EXPECT_EQ(line_of(log_->entry(30, entry)), "commit 30 is not kept");
   EXPECT_EQ(ask("SELECT min(number) FROM commits"), 31);
   ASSERT_TRUE(open()) << error_;
-  EXPECT_TRUE(log_->verify_history(error_, nullptr)) << error_;
+  EXPECT_EQ(line_of(log_->verify_history(nullptr)), "");
 }
 
 TEST_F(LogImages, CommitsThatWereAboutToBeDroppedDoNoHarm) {
@@ -411,7 +411,7 @@ TEST_F(LogImages, CommitsThatWereAboutToBeDroppedDoNoHarm) {
   // As if the process had ended between the two.
   run_sql("DELETE FROM snapshots WHERE number < 10");
   ASSERT_TRUE(open()) << error_;
-  EXPECT_TRUE(log_->verify_history(error_, nullptr)) << error_;
+  EXPECT_EQ(line_of(log_->verify_history(nullptr)), "");
   std::vector<nexa::store::CommitRecord> records;
   ASSERT_TRUE(log_->history(0, records).ok());
   EXPECT_EQ(records.size(), 5U);

@@ -11,6 +11,7 @@
 
 #include "real/temp_folder.h"
 #include "store/log/commit_log.h"
+#include "support/results.h"
 
 namespace {
 
@@ -18,18 +19,20 @@ namespace fs = std::filesystem;
 using nexa::store::CommitLog;
 using nexa::store::LogEntry;
 using nexa::store::LogResult;
+using nexa_test::line_of;
 using nexa_test::TempFolder;
+using nexa_test::value_of;
 
 constexpr char kGoOn[] =
     "; restore a copy of the directory, or go on with what is there by removing ";
 
-std::unique_ptr<CommitLog> open_log(const std::string& directory, std::string& error,
-                                    bool read_only = false) {
+nexa::text::Result<std::unique_ptr<CommitLog>> open_log(const std::string& directory,
+                                                        bool read_only = false) {
   nexa::store::LogOptions options;
   options.directory = directory;
   options.sync = false;
   options.read_only = read_only;
-  return CommitLog::open(options, error);
+  return CommitLog::open(options);
 }
 
 LogResult append(CommitLog& log, const std::string& change) {
@@ -48,8 +51,7 @@ class CommitWitness : public testing::Test {
  protected:
   void SetUp() override {
     fs::create_directory(folder_.file("alive"));
-    const auto log = open_log(folder_.file("alive"), error_);
-    ASSERT_NE(log, nullptr) << error_;
+    const auto log = value_of(open_log(folder_.file("alive")));
     for (int i = 1; i <= 6; ++i) {
       ASSERT_TRUE(append(*log, "change" + std::to_string(i)).ok());
       if (i == 5) fs::copy_file(folder_.file("alive/nexa.db-newest"), folder_.file("fifth"));
@@ -67,16 +69,16 @@ class CommitWitness : public testing::Test {
   std::string data() const { return folder_.file("data"); }
   std::string file(const std::string& end = "") const { return data() + "/nexa.db" + end; }
   std::uint64_t head() {
-    error_.clear();
-    const auto log = open_log(data(), error_);
-    return log != nullptr ? log->head() : 0;
+    const auto log = open_log(data());
+    error_ = line_of(log);
+    return log.ok() ? log.value()->head() : 0;
   }
   void expect_refused(const std::string& text) {
     for (int round = 0; round < 2; ++round) {
       EXPECT_EQ(head(), 0U);
       EXPECT_EQ(error_, file() + text + file("-newest"));
     }
-    EXPECT_EQ(open_log(data(), error_, true), nullptr);
+    EXPECT_FALSE(open_log(data(), true).ok());
   }
 
   TempFolder folder_;
@@ -131,8 +133,7 @@ TEST_F(CommitWitness, AFlippedBitInTheJournalIsNoticedOrHarmless) {
 
 TEST_F(CommitWitness, AnotherJournalIsNoticed) {
   fs::create_directory(folder_.file("other"));
-  const auto other = open_log(folder_.file("other"), error_);
-  ASSERT_NE(other, nullptr) << error_;
+  const auto other = value_of(open_log(folder_.file("other")));
   for (int i = 1; i <= 9; ++i) ASSERT_TRUE(append(*other, "other").ok());
   fs::copy_file(folder_.file("other/nexa.db-wal"), file("-wal"),
                 fs::copy_options::overwrite_existing);
@@ -193,9 +194,7 @@ void limit_files(rlim_t bytes) {
 TEST(LogWithoutRoom, IsWrittenAgainAfterASnapshotThatFailed) {
   std::signal(SIGXFSZ, SIG_IGN);
   const TempFolder folder;
-  std::string error;
-  const auto log = open_log(folder.path(), error);
-  ASSERT_NE(log, nullptr) << error;
+  const auto log = value_of(open_log(folder.path()));
   ASSERT_TRUE(append(*log, "one").ok());
   limit_files(512);
   const LogResult failed = snapshot(*log, "<config>one</config>");
@@ -238,20 +237,16 @@ TEST(LogInAFolderThatIsOnlyRead, IsReadWhenItWasClosedInOrder) {
   fs::permissions(folder.path(), fs::perms(0755));
   const std::string data = folder.file("a %20?b#");
   fs::create_directory(data);
-  std::string error;
   {
-    const auto log = open_log(data, error);
-    ASSERT_NE(log, nullptr) << error;
+    const auto log = value_of(open_log(data));
     ASSERT_TRUE(append(*log, "one").ok());
   }
   open_to_all(data);
   {
     const AsNobody nobody;
-    const auto log = open_log(data, error, true);
-    ASSERT_NE(log, nullptr) << error;
+    const auto log = value_of(open_log(data, true));
     EXPECT_EQ(log->head(), 1U);
-    const auto writer = open_log(data, error);
-    ASSERT_NE(writer, nullptr) << error;
+    const auto writer = value_of(open_log(data));
     EXPECT_EQ(writer->head(), 1U);
     EXPECT_FALSE(writer->writable());
     const LogResult refused = append(*writer, "two");
@@ -268,22 +263,19 @@ TEST(LogInAFolderThatIsOnlyRead, IsReadWithItsJournal) {
   fs::permissions(folder.path(), fs::perms(0755));
   const std::string data = folder.file("data");
   fs::create_directory(folder.file("alive"));
-  std::string error;
-  const auto log = open_log(folder.file("alive"), error);
-  ASSERT_NE(log, nullptr) << error;
+  const auto log = value_of(open_log(folder.file("alive")));
   ASSERT_TRUE(append(*log, "one").ok());
   fs::copy(folder.file("alive"), data);
   fs::remove(data + "/nexa.db-shm");
   open_to_all(data);
   {
     const AsNobody nobody;
-    const auto read = open_log(data, error, true);
-    ASSERT_NE(read, nullptr) << error;
+    const auto read = value_of(open_log(data, true));
     EXPECT_EQ(read->head(), 1U);
     nexa::store::LogEntry entry;
-    ASSERT_TRUE(read->entry(1, entry, error)) << error;
+    ASSERT_EQ(line_of(read->entry(1, entry)), "");
     EXPECT_EQ(entry.change, "one");
-    EXPECT_TRUE(read->verify_history(error, nullptr)) << error;
+    EXPECT_EQ(line_of(read->verify_history(nullptr)), "");
   }
   fs::permissions(data, fs::perms(0755));
 }

@@ -13,16 +13,21 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// The line of why it cannot be held; empty when it can.
+std::string refusal(const std::string& path) {
+  const auto held = DataDirectory::hold(path);
+  return held.ok() ? std::string() : held.failure().line();
+}
+
 TEST(DataDirectoryLock, IsHeldByOneAtATime) {
   const nexa_test::TempFolder folder;
   const std::string path = folder.file("data");
-  std::string error;
-  auto held = DataDirectory::hold(path, error);
-  ASSERT_NE(held, nullptr) << error;
-  EXPECT_EQ(DataDirectory::hold(path, error), nullptr);
-  EXPECT_EQ(error, path + ": in use by process " + std::to_string(getpid()));
-  held.reset();
-  EXPECT_NE(DataDirectory::hold(path, error), nullptr) << error;
+  {
+    const auto held = DataDirectory::hold(path);
+    ASSERT_TRUE(held.ok()) << held.failure().line();
+    EXPECT_EQ(refusal(path), path + ": in use by process " + std::to_string(getpid()));
+  }
+  EXPECT_EQ(refusal(path), "");
 }
 
 TEST(DataDirectoryLock, NeedsNoFileInADirectoryThatIsOnlyRead) {
@@ -33,20 +38,17 @@ TEST(DataDirectoryLock, NeedsNoFileInADirectoryThatIsOnlyRead) {
   fs::permissions(path, fs::perms(0555));
   const bool was_root = geteuid() == 0;
   ASSERT_TRUE(!was_root || seteuid(65534) == 0);
-  std::string error;
-  const auto held = DataDirectory::hold(path, error);
-  EXPECT_NE(held, nullptr) << error;
-  EXPECT_EQ(DataDirectory::hold(path, error), nullptr);
-  EXPECT_EQ(error, path + ": in use by process unknown");
+  const auto held = DataDirectory::hold(path);
+  EXPECT_TRUE(held.ok()) << held.failure().line();
+  EXPECT_EQ(refusal(path), path + ": in use by process unknown");
   EXPECT_FALSE(fs::exists(path + "/lock"));
   ASSERT_TRUE(!was_root || seteuid(0) == 0);
   fs::permissions(path, fs::perms(0755));
 }
 
 TEST(DataDirectoryLock, SaysWhyItCannotBeMade) {
-  std::string error;
-  EXPECT_EQ(DataDirectory::hold("/proc/nothing/here", error), nullptr);
-  EXPECT_EQ(error, "/proc/nothing/here: cannot make the data directory: No such file or directory");
+  EXPECT_EQ(refusal("/proc/nothing/here"),
+            "/proc/nothing/here: cannot make the data directory: No such file or directory");
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "real/temp_folder.h"
+#include "support/results.h"
 
 namespace nexa::store {
 namespace {
@@ -21,9 +22,7 @@ class SnapshotWriting : public testing::Test {
     LogOptions options;
     options.directory = folder_.path();
     options.sync = false;
-    std::string error;
-    log_ = CommitLog::open(options, error);
-    ASSERT_NE(log_, nullptr) << error;
+    log_ = nexa_test::value_of(CommitLog::open(options));
     for (std::uint64_t number = 1; number <= 3; ++number) {
       ASSERT_TRUE(log_->append({number, 1000, "author", "", false, "change"}).ok());
     }

@@ -36,57 +36,57 @@ CommitLog::~CommitLog() {
   if (writer_ != nullptr && !in_doubt_) writer_->tidy_up_at_the_end();
 }
 
-std::unique_ptr<CommitLog> CommitLog::open(const LogOptions& options, std::string& error) {
+text::Result<std::unique_ptr<CommitLog>> CommitLog::open(const LogOptions& options) {
   const std::string file = log_file(options.directory);
   // Read before the log: another process may be adding to both.
   const auto witnessed = CommitWitness(options.directory, true).read();
   if (witnessed && witnessed->number > 0 && !std::filesystem::exists(file)) {
-    error = file + ": missing, commit " + std::to_string(witnessed->number) + " was in it" +
-            kBeginAnew + witness_file(options.directory);
-    return nullptr;
+    return text::unusable(file, "missing, commit " + std::to_string(witnessed->number) +
+                                    " was in it" + kBeginAnew + witness_file(options.directory));
   }
   std::unique_ptr<CommitLog> log(new CommitLog(options));
-  DiskFailure failure;
-  if (!log->open_files(failure, error) || !log->verify(error)) return nullptr;
-  if (witnessed && !log->check_witness(*witnessed, error)) return nullptr;
+  text::Done done = log->open_files();
+  if (done.ok()) done = log->verify();
+  if (done.ok() && witnessed) done = log->check_witness(*witnessed);
+  if (!done.ok()) return std::move(done).failure();
   log->witness_ = std::make_unique<CommitWitness>(options.directory, log->writer_ == nullptr);
   if (log->writer_ != nullptr) log->witness_->write(log->newest());
   return log;
 }
 
-bool CommitLog::open_files(DiskFailure& failure, std::string& error) {
+text::Done CommitLog::open_files() {
   if (options_.read_only) {
     set_obstacle({Code::kFailed, kReadOnly});
-    return open_reader(error);
+    return open_reader();
   }
+  DiskFailure failure;
   writer_ = LogWriter::open(options_, true, journal_pages_, failure);
-  if (writer_ != nullptr) return open_reader(error);
-  error = failure.line;
-  if (failure.kind != Kind::kFull && failure.kind != Kind::kDisk) return false;
+  if (writer_ != nullptr) return open_reader();
+  const std::string file = log_file(options_.directory);
+  if (failure.kind != Kind::kFull && failure.kind != Kind::kDisk) return failure_of(failure, file);
   static_cast<void>(refuse(failure));
   last_try_ = std::chrono::steady_clock::now();
-  std::string reading_error;
-  if (open_reader(reading_error)) return true;
+  text::Done read = open_reader();
   // What could not be made could not be read either; why it could not be made says more.
-  if (std::filesystem::exists(log_file(options_.directory))) error = reading_error;
-  return false;
+  if (!read.ok() && !std::filesystem::exists(file)) return failure_of(failure, file);
+  return read;
 }
 
-bool CommitLog::open_reader(std::string& error) {
-  DatabasePtr reader = open_log_reader(options_, error);
-  if (reader == nullptr) return false;
+text::Done CommitLog::open_reader() {
+  text::Result<DatabasePtr> reader = open_log_reader(options_);
+  if (!reader.ok()) return std::move(reader).failure();
   const std::lock_guard<std::mutex> lock(reading_);
-  reader_ = std::move(reader);
+  reader_ = std::move(reader).value();
   format_ = format_of(reader_.get());
-  return true;
+  return {};
 }
 
-bool CommitLog::verify(std::string& error) {
+text::Done CommitLog::verify() {
   const std::string file = log_file(options_.directory);
   VerifiedLog found;
-  const bool intact = options_.read_only || options_.verify_all
-                          ? verify_all(reader_.get(), file, nullptr, found, error)
-                          : verify_for_start(reader_.get(), file, found, error);
+  text::Done intact = options_.read_only || options_.verify_all
+                          ? verify_all(reader_.get(), file, nullptr, found)
+                          : verify_for_start(reader_.get(), file, found);
   newest_ = {found.head, found.head_hash};
   tail_ = found.tail;
   image_ = std::move(found.image);
@@ -95,20 +95,20 @@ bool CommitLog::verify(std::string& error) {
 }
 
 // Whether the commit that was the newest once is in the log.
-bool CommitLog::check_witness(const WitnessedCommit& witnessed, std::string& error) const {
+text::Done CommitLog::check_witness(const WitnessedCommit& witnessed) const {
   const std::string number = std::to_string(witnessed.number);
-  const std::string file = log_file(options_.directory);
+  std::string rule;
   if (const std::uint64_t newest = head(); newest < witnessed.number) {
-    error = file + ": damaged: it ends with commit " + std::to_string(newest) + ", commit " +
-            number + " was in it";
+    rule = "damaged: it ends with commit " + std::to_string(newest) + ", commit " + number +
+           " was in it";
   } else if (const std::string hash = hash_of(witnessed.number);
              !hash.empty() && hash != witnessed.hash) {
-    error = file + ": damaged: commit " + number + " is not the one that was in it";
+    rule = "damaged: commit " + number + " is not the one that was in it";
   } else {
-    return true;
+    return {};
   }
-  error.append(kGoOn).append(witness_file(options_.directory));
-  return false;
+  return text::unusable(log_file(options_.directory),
+                        rule + kGoOn + witness_file(options_.directory));
 }
 
 WitnessedCommit CommitLog::newest() const {
@@ -206,18 +206,18 @@ LogResult CommitLog::adopt(std::unique_ptr<LogWriter> writer) {
   const WitnessedCommit before = newest();
   WitnessedCommit found;
   std::optional<LogPending> pending;
-  std::string error;
+  text::Done done;
   if (!writer->read_head(found.number, found.hash) || !writer->read_pending(pending)) {
-    error = log_file(options_.directory) + ": cannot be read";
+    done = text::unusable(log_file(options_.directory), "cannot be read");
   } else if (found.number == before.number
                  ? found.hash != before.hash
                  : !unknown_ || found.number != unknown_->number || found.hash != unknown_->hash) {
-    error = kOtherLog;
-  } else if (open_reader(error)) {
-    error.clear();
+    done = text::unusable("", kOtherLog);
+  } else {
+    done = open_reader();
   }
-  if (!error.empty()) {
-    LogResult result{Code::kFailed, error};
+  if (!done.ok()) {
+    LogResult result{Code::kFailed, done.failure().line()};
     set_obstacle(result);
     return result;
   }

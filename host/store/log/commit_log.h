@@ -24,6 +24,7 @@
 #include "store/log/log_types.h"
 #include "store/log/log_writer.h"
 #include "store/log/sqlite.h"
+#include "text/result.h"
 
 namespace nexa::store {
 
@@ -38,8 +39,8 @@ class CommitLog {
   // A log that can be read and not written (full disk, read-only file system or folder, a disk that
   // does not confirm writes) is opened for reading: writable() is false then.
   //
-  // nullptr with `error`: one line that names the file and what is wrong with it.
-  static std::unique_ptr<CommitLog> open(const LogOptions& options, std::string& error);
+  // A failure names the file.
+  static text::Result<std::unique_ptr<CommitLog>> open(const LogOptions& options);
   // Moves the journal into the database, unless the log is in doubt.
   ~CommitLog();
   CommitLog(const CommitLog&) = delete;
@@ -89,16 +90,16 @@ class CommitLog {
   bool newest_image(const std::string& schema_hash, LogSnapshot& image) const;
 
   // The commits after `number` up to the newest, in order, each verified, until `each` returns
-  // false. False with `error` when commit `number` + 1 is not kept, or one cannot be read.
-  // `each` must not call this object.
-  bool replay_after(std::uint64_t number, const std::function<bool(const LogEntry&)>& each,
-                    std::string& error) const;
+  // false. Fails when commit `number` + 1 is not kept, or one cannot be read. `each` must not call
+  // this object.
+  text::Done replay_after(std::uint64_t number,
+                          const std::function<bool(const LogEntry&)>& each) const;
 
   // The newest snapshot at or before commit `number` (without its image), then the commits after it
-  // up to `number`, in order, each verified, until `each` returns false. False with `error` when
-  // the commit is not kept, or cannot be read. `each` must not call this object.
-  bool replay(std::uint64_t number, LogSnapshot& base,
-              const std::function<bool(const LogEntry&)>& each, std::string& error) const;
+  // up to `number`, in order, each verified, until `each` returns false. Fails when the commit is
+  // not kept, or cannot be read. `each` must not call this object.
+  text::Done replay(std::uint64_t number, LogSnapshot& base,
+                    const std::function<bool(const LogEntry&)>& each) const;
 
   // The newest commit that was made before a moment, 0 before the first. `is_kept`: whether the log
   // still has what that commit left.
@@ -107,17 +108,17 @@ class CommitLog {
   // The newest `limit` commits (0: all), newest first.
   LogResult history(std::size_t limit, std::vector<CommitRecord>& out) const;
 
-  // One commit, verified; false with `error` when there is none of that number.
-  bool entry(std::uint64_t number, LogEntry& entry, std::string& error) const;
+  // One commit, verified; fails when there is none of that number.
+  text::Done entry(std::uint64_t number, LogEntry& entry) const;
 
   // What the stored configuration was last valid under; empty in a new log.
   std::string schema() const;
   LogResult set_schema(const std::string& text);
 
   // Verifies all of the log, through a connection of its own: the database's structure, every
-  // snapshot, image and commit. False with `error`, the line that open() would have returned; true
-  // when all is well or `stop` (may be null) became true meanwhile. Long: seconds for a large log.
-  bool verify_history(std::string& error, const std::atomic<bool>* stop) const;
+  // snapshot, image and commit. Fails as open() would have; done when all is well or `stop` (may be
+  // null) became true meanwhile. Long: seconds for a large log.
+  text::Done verify_history(const std::atomic<bool>* stop) const;
 
   // Whether the journal has grown so long that checkpoint() should run. Costs nothing.
   bool checkpoint_due() const;
@@ -136,11 +137,11 @@ class CommitLog {
 
   explicit CommitLog(LogOptions options);
 
-  bool open_files(DiskFailure& failure, std::string& error);
-  bool open_reader(std::string& error);
-  bool verify(std::string& error);
+  text::Done open_files();
+  text::Done open_reader();
+  text::Done verify();
   std::string hash_of(std::uint64_t number) const;
-  bool check_witness(const WitnessedCommit& witnessed, std::string& error) const;
+  text::Done check_witness(const WitnessedCommit& witnessed) const;
 
   LogResult ready_to_write();
   LogResult reopen();

@@ -10,13 +10,13 @@ namespace {
 
 using Code = LogResult::Code;
 
-std::string not_kept(std::uint64_t number) {
-  return "commit " + std::to_string(number) + " is not kept";
+text::Failure not_kept(std::uint64_t number) {
+  return text::unusable("", "commit " + std::to_string(number) + " is not kept");
 }
 
-std::string mismatch(const std::string& file, const char* kind, std::uint64_t number) {
-  return file + ": damaged: " + kind + " " + std::to_string(number) +
-         " does not match its checksum" + kRestore;
+text::Failure mismatch(const std::string& file, const char* kind, std::uint64_t number) {
+  return text::unusable(file, std::string("damaged: ") + kind + " " + std::to_string(number) +
+                                  " does not match its checksum" + kRestore);
 }
 
 // Empty when the commit is not kept.
@@ -28,8 +28,8 @@ std::string hash_in(sqlite3* database, std::uint64_t number) {
 }
 
 // The commits from `after` + 1 to `last`; `hash` is the checksum of commit `after`.
-bool walk(sqlite3* database, const std::string& file, std::uint64_t after, std::uint64_t last,
-          std::string hash, const std::function<bool(const LogEntry&)>& each, std::string& error) {
+text::Done walk(sqlite3* database, const std::string& file, std::uint64_t after, std::uint64_t last,
+                std::string hash, const std::function<bool(const LogEntry&)>& each) {
   Statement rows(database, select_commits(format_of(database),
                                           "WHERE number > ? AND number <= ? ORDER BY number"));
   rows.bind(1, signed_number(after)).bind(2, signed_number(last));
@@ -38,14 +38,12 @@ bool walk(sqlite3* database, const std::string& file, std::uint64_t after, std::
     LogEntry entry = entry_of(rows);
     hash = commit_digest(hash, entry);
     if (entry.number != ++after || hash != rows.view(kEntryHash) || !unpack(entry)) {
-      error = entry.number != after ? not_kept(after) : mismatch(file, "commit", after);
-      return false;
+      return entry.number != after ? not_kept(after) : mismatch(file, "commit", after);
     }
-    if (!each(entry)) return true;
+    if (!each(entry)) return {};
   }
-  if (result == SQLITE_DONE && after == last) return true;
-  error = result == SQLITE_DONE ? not_kept(after + 1) : database_error(database, file);
-  return false;
+  if (result == SQLITE_DONE && after == last) return {};
+  return result == SQLITE_DONE ? not_kept(after + 1) : database_failure(database, file);
 }
 
 }  // namespace
@@ -79,20 +77,17 @@ bool CommitLog::newest_image(const std::string& schema_hash, LogSnapshot& image)
   return false;
 }
 
-bool CommitLog::replay_after(std::uint64_t number, const std::function<bool(const LogEntry&)>& each,
-                             std::string& error) const {
+text::Done CommitLog::replay_after(std::uint64_t number,
+                                   const std::function<bool(const LogEntry&)>& each) const {
   const std::uint64_t last = head();
   const std::string hash = hash_of(number);
-  if (hash.empty() || number > last) {
-    error = not_kept(number + 1);
-    return false;
-  }
+  if (hash.empty() || number > last) return not_kept(number + 1);
   const std::lock_guard<std::mutex> lock(reading_);
-  return walk(reader_.get(), log_file(options_.directory), number, last, hash, each, error);
+  return walk(reader_.get(), log_file(options_.directory), number, last, hash, each);
 }
 
-bool CommitLog::replay(std::uint64_t number, LogSnapshot& base,
-                       const std::function<bool(const LogEntry&)>& each, std::string& error) const {
+text::Done CommitLog::replay(std::uint64_t number, LogSnapshot& base,
+                             const std::function<bool(const LogEntry&)>& each) const {
   const std::string file = log_file(options_.directory);
   const std::uint64_t last = head();
   const std::lock_guard<std::mutex> lock(reading_);
@@ -100,17 +95,15 @@ bool CommitLog::replay(std::uint64_t number, LogSnapshot& base,
   Statement row(reader_.get(),
                 select_snapshots(format_, "WHERE number <= ? ORDER BY number DESC LIMIT 1"));
   if (number > last || row.bind(1, signed_number(number)).step() != SQLITE_ROW) {
-    error = not_kept(number);
-    return false;
+    return not_kept(number);
   }
   base = LogSnapshot();
   const int result = read_snapshot(reader_.get(), row, base);
   if (result != SQLITE_OK) {
-    error = result == SQLITE_MISMATCH ? mismatch(file, "snapshot", base.number)
-                                      : database_error(reader_.get(), file);
-    return false;
+    return result == SQLITE_MISMATCH ? mismatch(file, "snapshot", base.number)
+                                     : database_failure(reader_.get(), file);
   }
-  return walk(reader_.get(), file, base.number, number, base.commit_hash, each, error);
+  return walk(reader_.get(), file, base.number, number, base.commit_hash, each);
 }
 
 LogResult CommitLog::number_before(std::int64_t time_ns, std::uint64_t& number,
@@ -155,20 +148,17 @@ LogResult CommitLog::history(std::size_t limit, std::vector<CommitRecord>& out) 
   return {Code::kFailed, database_error(reader_.get(), log_file(options_.directory))};
 }
 
-bool CommitLog::entry(std::uint64_t number, LogEntry& entry, std::string& error) const {
+text::Done CommitLog::entry(std::uint64_t number, LogEntry& entry) const {
   const std::uint64_t last = head();
   const std::lock_guard<std::mutex> lock(reading_);
   const std::string before =
       number == 0 || number > last ? std::string() : hash_in(reader_.get(), number - 1);
-  if (before.empty()) {
-    error = not_kept(number);
-    return false;
-  }
+  if (before.empty()) return not_kept(number);
   const auto take = [&entry](const LogEntry& found) {
     entry = found;
     return true;
   };
-  return walk(reader_.get(), log_file(options_.directory), number - 1, number, before, take, error);
+  return walk(reader_.get(), log_file(options_.directory), number - 1, number, before, take);
 }
 
 std::string CommitLog::schema() const {
@@ -179,11 +169,11 @@ std::string CommitLog::schema() const {
 
 std::uint64_t CommitLog::newest_snapshot() const { return tail().snapshot; }
 
-bool CommitLog::verify_history(std::string& error, const std::atomic<bool>* stop) const {
-  const DatabasePtr database = open_log_reader(options_, error);
+text::Done CommitLog::verify_history(const std::atomic<bool>* stop) const {
+  text::Result<DatabasePtr> database = open_log_reader(options_);
+  if (!database.ok()) return std::move(database).failure();
   VerifiedLog found;
-  return database != nullptr &&
-         verify_all(database.get(), log_file(options_.directory), stop, found, error);
+  return verify_all(database.value().get(), log_file(options_.directory), stop, found);
 }
 
 }  // namespace nexa::store

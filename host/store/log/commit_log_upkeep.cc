@@ -246,14 +246,10 @@ LogResult CommitLog::write_snapshot(LogSnapshot snapshot, const LogLimits& limit
 
 void CommitLog::snapshot_stored(std::uint64_t number, std::uint64_t size) {
   std::uint64_t bytes = 0;
-  std::string error;
-  static_cast<void>(replay_after(
-      number,
-      [&bytes](const LogEntry& entry) {
-        bytes += weight_of(entry);
-        return true;
-      },
-      error));
+  static_cast<void>(replay_after(number, [&bytes](const LogEntry& entry) {
+    bytes += weight_of(entry);
+    return true;
+  }));
   {
     const std::lock_guard<std::mutex> reading(reading_);
     image_.reset();

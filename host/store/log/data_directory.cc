@@ -15,8 +15,8 @@
 namespace nexa::store {
 namespace {
 
-std::string failure(const std::string& path, const char* what) {
-  return path + ": " + what + ": " + std::strerror(errno);
+text::Failure failure(const std::string& path, const char* what) {
+  return text::unusable(path, std::string(what) + ": " + std::strerror(errno));
 }
 
 std::string parent_of(const std::string& path) {
@@ -55,49 +55,37 @@ int open_lock(const std::string& name) {
   return found;
 }
 
-std::string in_use(const std::string& path, int lock) {
+text::Failure in_use(const std::string& path, int lock) {
   const std::string holder = lock >= 0 ? holder_of(lock) : std::string();
-  return path + ": in use by process " + (holder.empty() ? "unknown" : holder);
+  return text::unusable(path, "in use by process " + (holder.empty() ? "unknown" : holder));
 }
 
 }  // namespace
 
-std::unique_ptr<DataDirectory> DataDirectory::hold(const std::string& path, std::string& error) {
+text::Result<std::unique_ptr<DataDirectory>> DataDirectory::hold(const std::string& path) {
   if (mkdir(path.c_str(), 0700) == 0) {
     sync_directory(parent_of(path));
   } else if (errno != EEXIST) {
-    error = failure(path, "cannot make the data directory");
-    return nullptr;
+    return failure(path, "cannot make the data directory");
   }
   const int directory = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (directory < 0) {
-    error = failure(path, "cannot open");
-    return nullptr;
-  }
+  if (directory < 0) return failure(path, "cannot open");
   const std::string name = path + "/lock";
   const int lock = open_lock(name);
   const int lock_error = errno;
   std::unique_ptr<DataDirectory> held(new DataDirectory(directory, lock));
   if (lock < 0 && !cannot_be_written(lock_error)) {
     errno = lock_error;
-    error = failure(name, "cannot open");
-    return nullptr;
+    return failure(name, "cannot open");
   }
   // Network file systems lock no directories; the file's lock is enough where there is one.
   const bool directory_locked = flock(directory, LOCK_EX | LOCK_NB) == 0;
   if (!directory_locked && (errno == EWOULDBLOCK || lock < 0)) {
-    error = errno == EWOULDBLOCK ? in_use(path, lock) : failure(path, "cannot lock");
-    return nullptr;
+    return errno == EWOULDBLOCK ? in_use(path, lock) : failure(path, "cannot lock");
   }
   if (lock >= 0 && flock(lock, LOCK_EX | LOCK_NB) != 0) {
-    if (errno == EWOULDBLOCK) {
-      error = in_use(path, lock);
-      return nullptr;
-    }
-    if (!directory_locked) {
-      error = failure(name, "cannot lock");
-      return nullptr;
-    }
+    if (errno == EWOULDBLOCK) return in_use(path, lock);
+    if (!directory_locked) return failure(name, "cannot lock");
   }
   held->held_ = true;
   // The number only serves the message above.

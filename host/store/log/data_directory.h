@@ -6,15 +6,15 @@
 #include <string>
 
 #include "text/descriptor.h"
+#include "text/result.h"
 
 namespace nexa::store {
 
 class DataDirectory {
  public:
-  // Makes the directory (mode 0700) if it is not there and locks it. nullptr with `error`: one line
-  // that names it, "in use by process N" when another process holds it. Needs to write nothing in a
-  // directory that is there.
-  static std::unique_ptr<DataDirectory> hold(const std::string& path, std::string& error);
+  // Makes the directory (mode 0700) if it is not there and locks it. A failure names it, "in use by
+  // process N" when another process holds it. Needs to write nothing in a directory that is there.
+  static text::Result<std::unique_ptr<DataDirectory>> hold(const std::string& path);
   ~DataDirectory();
   DataDirectory(const DataDirectory&) = delete;
   DataDirectory& operator=(const DataDirectory&) = delete;

@@ -145,6 +145,18 @@ bool is_ours(sqlite3* database, const std::string& file, DiskFailure& failure) {
   return false;
 }
 
+// What SQLite says of its last failure.
+std::string words_of(sqlite3* database) {
+  const int code = database != nullptr ? sqlite3_errcode(database) & 0xFF : SQLITE_CANTOPEN;
+  if (code == SQLITE_NOTADB) return "not a database";
+  if (code == SQLITE_CORRUPT) return "damaged";
+  if (database == nullptr) return "cannot be opened";
+  const int system_error = sqlite3_system_errno(database);
+  const bool has_cause = code == SQLITE_IOERR || code == SQLITE_CANTOPEN;
+  return sqlite3_errmsg(database) +
+         (has_cause && system_error != 0 ? std::string(": ") + std::strerror(system_error) : "");
+}
+
 std::string immutable_uri(const std::string& file) {
   std::string uri = file.compare(0, 1, "/") == 0 ? "file://" : "file:";
   for (const char character : file) {
@@ -163,15 +175,20 @@ std::string immutable_uri(const std::string& file) {
 
 std::string log_file(const std::string& directory) { return directory + "/nexa.db"; }
 
+text::Failure failure_of(const DiskFailure& failure, const std::string& file) {
+  constexpr std::string_view kBetween = ": ";
+  // The name may have the same in it.
+  const std::size_t end = failure.line.find(kBetween, file.size());
+  if (end == std::string::npos) return text::unusable("", failure.line);
+  return text::unusable(failure.line.substr(0, end), failure.line.substr(end + kBetween.size()));
+}
+
+text::Failure database_failure(sqlite3* database, const std::string& file) {
+  return text::unusable(file, words_of(database));
+}
+
 std::string database_error(sqlite3* database, const std::string& file) {
-  const int code = database != nullptr ? sqlite3_errcode(database) & 0xFF : SQLITE_CANTOPEN;
-  if (code == SQLITE_NOTADB) return file + ": not a database";
-  if (code == SQLITE_CORRUPT) return file + ": damaged";
-  if (database == nullptr) return file + ": cannot be opened";
-  const int system_error = sqlite3_system_errno(database);
-  const bool has_cause = code == SQLITE_IOERR || code == SQLITE_CANTOPEN;
-  return file + ": " + sqlite3_errmsg(database) +
-         (has_cause && system_error != 0 ? std::string(": ") + std::strerror(system_error) : "");
+  return file + ": " + words_of(database);
 }
 
 DiskFailure disk_failure(sqlite3* database, const std::string& file, int result) {
@@ -231,18 +248,12 @@ DatabasePtr open_log_writer(const LogOptions& options, DiskFailure& failure) {
   return database;
 }
 
-DatabasePtr open_log_reader(const LogOptions& options, std::string& error) {
+text::Result<DatabasePtr> open_log_reader(const LogOptions& options) {
   const std::string file = log_file(options.directory);
   DiskFailure failure;
-  if (!file_is_there(file, failure)) {
-    error = failure.line;
-    return nullptr;
-  }
+  if (!file_is_there(file, failure)) return failure_of(failure, file);
   DatabasePtr database = connect_to_log(options, file, SQLITE_OPEN_READONLY);
-  if (database == nullptr) {
-    error = file + ": cannot be opened";
-    return nullptr;
-  }
+  if (database == nullptr) return database_failure(nullptr, file);
   if (is_ours(database.get(), file, failure)) return database;
   // SQLite makes files beside a log that it only reads, which may be impossible here.
   if (failure.kind == Kind::kFull || failure.kind == Kind::kDisk) {
@@ -253,8 +264,7 @@ DatabasePtr open_log_reader(const LogOptions& options, std::string& error) {
                                        SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
     if (database != nullptr && is_ours(database.get(), file, failure)) return database;
   }
-  error = failure.line;
-  return nullptr;
+  return failure_of(failure, file);
 }
 
 int format_of(sqlite3* database) {

@@ -7,6 +7,7 @@
 
 #include "store/log/log_types.h"
 #include "store/log/sqlite.h"
+#include "text/result.h"
 
 namespace nexa::store {
 
@@ -26,7 +27,12 @@ struct DiskFailure {
 // returned, 0 to ask the connection for it.
 DiskFailure disk_failure(sqlite3* database, const std::string& file, int result = 0);
 
-// What SQLite says of its last failure, with the file's name in front.
+// The record of what its line says of the log's file, or of one beside it whose name begins so.
+text::Failure failure_of(const DiskFailure& failure, const std::string& file);
+
+// What SQLite says of its last failure (null: the connection could not be made), as the record and
+// as its line.
+text::Failure database_failure(sqlite3* database, const std::string& file);
 std::string database_error(sqlite3* database, const std::string& file);
 
 // A connection with what every connection to the log has: extended codes, patience with other
@@ -39,8 +45,8 @@ DatabasePtr connect_to_log(const LogOptions& options, const std::string& name, i
 DatabasePtr open_log_writer(const LogOptions& options, DiskFailure& failure);
 
 // Opens it to be read, however that is possible: beside who writes it, or alone where nothing can
-// be written, from a copy in memory if it must be. nullptr with `error`.
-DatabasePtr open_log_reader(const LogOptions& options, std::string& error);
+// be written, from a copy in memory if it must be. A failure names the file.
+text::Result<DatabasePtr> open_log_reader(const LogOptions& options);
 
 // The format of an opened log.
 int format_of(sqlite3* database);

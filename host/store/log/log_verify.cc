@@ -14,24 +14,26 @@ constexpr int kStepsBetweenQuestions = 10000;
 
 class Verifier {
  public:
-  Verifier(sqlite3* database, const std::string& file, VerifiedLog& found, std::string& error)
-      : database_(database),
-        file_(file),
-        found_(found),
-        error_(error),
-        format_(format_of(database)) {}
+  Verifier(sqlite3* database, const std::string& file, VerifiedLog& found)
+      : database_(database), file_(file), found_(found), format_(format_of(database)) {}
 
-  bool for_start() {
-    return schema() && newest_snapshot() && head() && commits() && tail() && pending();
+  text::Done for_start() {
+    return done(schema() && newest_snapshot() && head() && commits() && tail() && pending());
   }
-  bool all() {
-    return structure() && schema() && snapshots() && images() && head() && commits() && tail() &&
-           pending();
+  text::Done all() {
+    return done(structure() && schema() && snapshots() && images() && head() && commits() &&
+                tail() && pending());
   }
 
  private:
+  // The steps below return false with `failure_` made.
+  text::Done done(bool intact) {
+    if (intact) return {};
+    return std::move(failure_);
+  }
+
   bool damaged(const std::string& what) {
-    error_ = file_ + ": damaged: " + what + kRestore;
+    failure_ = text::unusable(file_, "damaged: " + what + kRestore);
     return false;
   }
   bool mismatch(const char* kind, std::uint64_t number) {
@@ -42,7 +44,8 @@ class Verifier {
   // The verdict on how a walk over rows ended.
   bool ended(int result) {
     if (result == SQLITE_DONE) return true;
-    error_ = database_error(database_, file_) + kRestore;
+    failure_ = database_failure(database_, file_);
+    failure_.rule += kRestore;
     return false;
   }
 
@@ -185,7 +188,7 @@ class Verifier {
   sqlite3* database_;
   const std::string& file_;
   VerifiedLog& found_;
-  std::string& error_;
+  text::Failure failure_;
   const int format_;
   std::map<std::uint64_t, std::string> hashes_;  // of the commits that snapshots stand for
   std::uint64_t number_ = 0;                     // the commit read last
@@ -194,12 +197,9 @@ class Verifier {
 
 // One view of the log, also while another process appends to it.
 template <typename Work>
-bool in_one_view(sqlite3* database, const std::string& file, std::string& error, Work work) {
-  if (execute(database, "BEGIN") != SQLITE_OK) {
-    error = database_error(database, file);
-    return false;
-  }
-  const bool intact = work();
+text::Done in_one_view(sqlite3* database, const std::string& file, Work work) {
+  if (execute(database, "BEGIN") != SQLITE_OK) return database_failure(database, file);
+  text::Done intact = work();
   execute(database, "COMMIT");
   return intact;
 }
@@ -210,22 +210,21 @@ int wants_to_stop(void* stop) {
 
 }  // namespace
 
-bool verify_for_start(sqlite3* database, const std::string& file, VerifiedLog& found,
-                      std::string& error) {
-  return in_one_view(database, file, error,
-                     [&] { return Verifier(database, file, found, error).for_start(); });
+text::Done verify_for_start(sqlite3* database, const std::string& file, VerifiedLog& found) {
+  return in_one_view(database, file, [&] { return Verifier(database, file, found).for_start(); });
 }
 
-bool verify_all(sqlite3* database, const std::string& file, const std::atomic<bool>* stop,
-                VerifiedLog& found, std::string& error) {
+text::Done verify_all(sqlite3* database, const std::string& file, const std::atomic<bool>* stop,
+                      VerifiedLog& found) {
   if (stop != nullptr) {
     sqlite3_progress_handler(database, kStepsBetweenQuestions, wants_to_stop,
                              const_cast<std::atomic<bool>*>(stop));
   }
-  const bool intact = in_one_view(database, file, error,
-                                  [&] { return Verifier(database, file, found, error).all(); });
+  text::Done intact =
+      in_one_view(database, file, [&] { return Verifier(database, file, found).all(); });
   sqlite3_progress_handler(database, 0, nullptr, nullptr);
-  return intact || (stop != nullptr && stop->load());
+  if (!intact.ok() && stop != nullptr && stop->load()) return {};
+  return intact;
 }
 
 }  // namespace nexa::store

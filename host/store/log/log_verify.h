@@ -9,6 +9,7 @@
 
 #include "store/log/log_types.h"
 #include "store/log/sqlite.h"
+#include "text/result.h"
 
 namespace nexa::store {
 
@@ -21,14 +22,13 @@ struct VerifiedLog {
 };
 
 // What a start needs: the newest commit's row, the newest image (without one: the newest snapshot),
-// and the commits after it. False with `error`: one line that names the file.
-bool verify_for_start(sqlite3* database, const std::string& file, VerifiedLog& found,
-                      std::string& error);
+// and the commits after it. A failure names the file.
+text::Done verify_for_start(sqlite3* database, const std::string& file, VerifiedLog& found);
 
-// Every row, and SQLite's own structure. Also true when `stop` (may be null) became true before the
+// Every row, and SQLite's own structure. Also done when `stop` (may be null) became true before the
 // end.
-bool verify_all(sqlite3* database, const std::string& file, const std::atomic<bool>* stop,
-                VerifiedLog& found, std::string& error);
+text::Done verify_all(sqlite3* database, const std::string& file, const std::atomic<bool>* stop,
+                      VerifiedLog& found);
 
 }  // namespace nexa::store
 
