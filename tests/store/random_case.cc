@@ -24,6 +24,7 @@ namespace {
 
 constexpr int kSecondsForACase = 30;
 constexpr int kSecondsForARepetition = 5;
+constexpr int kEmulatorsFactor = 17;
 
 std::string make_folder() {
   const bool has_memory = access("/dev/shm", W_OK) == 0;
@@ -128,7 +129,9 @@ CaseOutcome run_case(const CasePlan& plan) {
   }
   close(ends[1]);
   bool is_late = false;
-  const int seconds = plan.operations.empty() ? kSecondsForACase : kSecondsForARepetition;
+  const bool is_emulated = std::getenv("NEXA_EMULATED") != nullptr;
+  const int seconds = (plan.operations.empty() ? kSecondsForACase : kSecondsForARepetition) *
+                      (is_emulated ? kEmulatorsFactor : 1);
   const std::string text = listen(ends[0], child, seconds, is_late);
   close(ends[0]);
   int status = 0;
