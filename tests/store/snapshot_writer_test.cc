@@ -3,6 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <new>
+
 #include "real/temp_folder.h"
 #include "support/results.h"
 
@@ -51,6 +56,32 @@ TEST_F(SnapshotWriting, TellsOfOneThatCouldNotBeWritten) {
             (std::vector<std::string>{"no snapshot of commit 9: commit 9 is not kept; no commit is "
                                       "lost, but a start has more of them to replay"}));
   EXPECT_EQ(log_->newest_snapshot(), 0U);
+}
+
+// The texts of a snapshot are the largest thing that a server makes: it goes on without.
+TEST_F(SnapshotWriting, TellsOfOneThatNoMemoryWasLeftFor) {
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::vector<std::string> told;
+  const auto tell = [&](const std::string& line) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    told.push_back(line);
+    changed.notify_all();
+  };
+  {
+    SnapshotWriter writer(
+        *log_, LogLimits{0, 1}, []() -> std::optional<LogSnapshot> { throw std::bad_alloc(); },
+        tell);
+    writer.committed();
+    std::unique_lock<std::mutex> lock(mutex);
+    EXPECT_TRUE(
+        changed.wait_for(lock, std::chrono::seconds(20), [&told] { return !told.empty(); }));
+  }
+  EXPECT_EQ(told, (std::vector<std::string>{"no snapshot of commit 3: out of memory; no commit is "
+                                            "lost, but a start has more of them to replay"}));
+  EXPECT_EQ(log_->newest_snapshot(), 0U);
+  EXPECT_EQ(write(3), std::vector<std::string>{});
+  EXPECT_EQ(log_->newest_snapshot(), 3U);
 }
 
 TEST_F(SnapshotWriting, TellsNobodyWhenNobodyListens) {

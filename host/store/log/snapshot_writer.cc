@@ -3,11 +3,14 @@
 #include "store/log/snapshot_writer.h"
 
 #include <algorithm>
+#include <new>
 
 #include "store/log/snapshot_due.h"
 
 namespace nexa::store {
 namespace {
+
+constexpr char kNoMemory[] = "out of memory";
 
 std::string snapshot_failed(std::uint64_t number, const std::string& reason) {
   return "no snapshot of commit " + std::to_string(number) + ": " + reason +
@@ -75,11 +78,18 @@ void SnapshotWriter::write() {
     const std::lock_guard<std::mutex> lock(mutex_);
     tried_ = tail;
   }
-  std::optional<LogSnapshot> snapshot = source_();
-  if (!snapshot) return;
-  const std::uint64_t number = snapshot->number;
-  const LogResult result = log_.write_snapshot(std::move(*snapshot), limits_);
-  if (!result.ok() && warn_) warn_(snapshot_failed(number, result.text));
+  std::uint64_t number = tail.snapshot + tail.commits;
+  std::string reason;
+  try {
+    std::optional<LogSnapshot> snapshot = source_();
+    if (!snapshot) return;
+    number = snapshot->number;
+    reason = log_.write_snapshot(std::move(*snapshot), limits_).text;
+  } catch (const std::bad_alloc&) {
+    // Its texts are the largest thing that the server makes, and the one that it can do without.
+    reason = kNoMemory;
+  }
+  if (!reason.empty() && warn_) warn_(snapshot_failed(number, reason));
 }
 
 }  // namespace nexa::store
