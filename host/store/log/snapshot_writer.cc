@@ -78,18 +78,18 @@ void SnapshotWriter::write() {
     const std::lock_guard<std::mutex> lock(mutex_);
     tried_ = tail;
   }
-  std::uint64_t number = tail.snapshot + tail.commits;
-  std::string reason;
+  std::string failure;
   try {
     std::optional<LogSnapshot> snapshot = source_();
     if (!snapshot) return;
-    number = snapshot->number;
-    reason = log_.write_snapshot(std::move(*snapshot), limits_).text;
+    const std::uint64_t number = snapshot->number;
+    const LogResult result = log_.write_snapshot(std::move(*snapshot), limits_);
+    if (!result.ok()) failure = snapshot_failed(number, result.text);
   } catch (const std::bad_alloc&) {
     // Its texts are the largest thing that the server makes, and the one that it can do without.
-    reason = kNoMemory;
+    failure = snapshot_failed(tail.snapshot + tail.commits, kNoMemory);
   }
-  if (!reason.empty() && warn_) warn_(snapshot_failed(number, reason));
+  if (!failure.empty() && warn_) warn_(failure);
 }
 
 }  // namespace nexa::store
