@@ -3,6 +3,8 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <sched.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -10,6 +12,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <fstream>
 #include <mutex>
 #include <new>
 #include <stdexcept>
@@ -164,6 +167,79 @@ TEST(ChildJudgement, ThreadsRunTheirOwn) {
   for (std::size_t i = 0; i < results.size(); ++i) {
     EXPECT_EQ(results[i], std::string(100'000, static_cast<char>('a' + i)));
   }
+}
+
+// What a child does before anything of its own, when the system has forked it: 0, nothing. The
+// handlers of a fork cannot be taken back, so that they ask this.
+std::atomic<int>* early_forks = nullptr;
+void (*at_first_early_fork)() = nullptr;
+
+void begin_child() {
+  if (early_forks != nullptr && ++*early_forks == 1) at_first_early_fork();
+}
+
+// Counts the forks while it lives and has the first of them begin with `first`.
+class EarlyForks {
+ public:
+  explicit EarlyForks(void (*first)()) {
+    static const bool is_registered = ::pthread_atfork(nullptr, nullptr, begin_child) == 0;
+    void* const shared = ::mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE,
+                                MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (!is_registered || shared == MAP_FAILED) return;
+    at_first_early_fork = first;
+    early_forks = new (shared) std::atomic<int>(0);
+  }
+  EarlyForks(const EarlyForks&) = delete;
+  EarlyForks& operator=(const EarlyForks&) = delete;
+  ~EarlyForks() {
+    if (early_forks != nullptr) ::munmap(early_forks, sizeof(std::atomic<int>));
+    early_forks = nullptr;
+  }
+  static int count() { return early_forks == nullptr ? -1 : early_forks->load(); }
+};
+
+// The one child of this process that is stopped; -1 while there is none.
+pid_t stopped_child() {
+  const std::string tasks = "/proc/self/task/" + std::to_string(::getpid()) + "/children";
+  std::ifstream children(tasks);
+  pid_t child = -1;
+  while (children >> child) {
+    std::ifstream file("/proc/" + std::to_string(child) + "/stat");
+    std::string line;
+    std::getline(file, line);
+    if (line.find(") T") != std::string::npos) return child;
+  }
+  return -1;
+}
+
+// A machine without a free processor gives a child its time late: that is no reason to end it.
+TEST(ChildJudgement, AChildThatIsKeptFromTheProcessorIsForkedOnce) {
+  const EarlyForks forks([] { ::raise(SIGSTOP); });
+  std::thread other([] {
+    pid_t child = -1;
+    for (int i = 0; i < 1'000 && child < 0; ++i) {
+      std::this_thread::sleep_for(milliseconds(10));
+      child = stopped_child();
+    }
+    std::this_thread::sleep_for(milliseconds(1'500));
+    if (child > 0) ::kill(child, SIGCONT);
+  });
+  const ChildOutcome outcome = run_in_child([] { return std::string("done"); });
+  other.join();
+  EXPECT_EQ(outcome.kind, Kind::kDone) << outcome.in_words();
+  EXPECT_EQ(outcome.result, "done");
+  EXPECT_EQ(EarlyForks::count(), 1);
+}
+
+// The locks of a sanitizer are waited for without sleep.
+TEST(ChildJudgement, AChildThatSpinsBeforeItIsReadyIsForkedAgain) {
+  const EarlyForks forks([] {
+    while (true) ::sched_yield();
+  });
+  const ChildOutcome outcome = run_in_child([] { return std::string("done"); });
+  EXPECT_EQ(outcome.kind, Kind::kDone) << outcome.in_words();
+  EXPECT_EQ(outcome.result, "done");
+  EXPECT_EQ(EarlyForks::count(), 2);
 }
 
 // A fork has no copy of the thread that holds libyang's lock of its strings.

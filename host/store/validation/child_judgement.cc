@@ -33,10 +33,10 @@ constexpr int kLostResult = 125;  // exit status of a child that could not hand 
 constexpr std::size_t kChunk = 65'536;
 constexpr char kEnd = '\n';   // closes a result: one without it was cut off
 constexpr char kReady = 'R';  // comes before the result
-// How long a child may take to get ready, for the first forks and for later ones.
-constexpr std::chrono::milliseconds kPatience{100};
-constexpr std::chrono::milliseconds kLaterPatience{1'000};
-constexpr int kImpatientForks = 10;
+// What a child may use of the processor to get ready: not time on a clock, of which a busy machine
+// gives it little. Only a sanitizer's locks are waited for with the processor.
+constexpr std::chrono::milliseconds kMostWorkToGetReady{500};
+constexpr std::chrono::milliseconds kBetweenEarlyLooks{50};
 constexpr std::chrono::milliseconds kBetweenLooks{1'000};
 
 // Only what is safe between fork and _exit: no lock of another thread may be needed.
@@ -79,15 +79,20 @@ bool write_all(int to, const char* data, std::size_t size) {
 }
 
 #ifdef __SANITIZE_ADDRESS__
-// The sanitizer's allocator keeps up to 256 free blocks of a size for each thread: its lock is
-// needed when they are used up.
+// The sanitizer's allocator keeps free blocks of each size for each thread, up to 512 of them and
+// 128 KiB: the lock of a size is needed when they are used up. Above 256 bytes there are four sizes
+// from one power of two to the next; steps half as wide meet each.
 void try_lock_of_each_size() {
-  constexpr std::size_t kLargest = 1024;
-  constexpr std::size_t kMostKept = 257;
-  static std::array<void*, kMostKept> blocks;
-  for (std::size_t size = 16; size <= kLargest; size += 16) {
-    for (void*& block : blocks) block = std::malloc(size);
-    for (void* const block : blocks) std::free(block);
+  constexpr std::size_t kSmall = 256;
+  constexpr std::size_t kLargest = 65'536;
+  constexpr std::size_t kMostBytes = 131'072;
+  static std::array<void*, 513> blocks;
+  std::size_t step = 16;
+  for (std::size_t size = step; size <= kLargest; size += step) {
+    const std::size_t most = std::min(blocks.size(), kMostBytes / size + 1);
+    for (std::size_t i = 0; i < most; ++i) blocks[i] = std::malloc(size - step + 1);
+    for (std::size_t i = 0; i < most; ++i) std::free(blocks[i]);
+    if (size >= kSmall && (size & (size - 1)) == 0) step = size / 8;
   }
 }
 #else
@@ -125,18 +130,6 @@ void try_locks() {
   }
 }
 
-// Whether the child has told within `patience` that it is ready, or that it never will be.
-bool is_ready(int from, std::chrono::milliseconds patience) {
-  const Clock::time_point end = Clock::now() + patience;
-  while (true) {
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
-    pollfd wanted = {from, POLLIN, 0};
-    const int ready = ::poll(&wanted, 1, static_cast<int>(std::max<long long>(left.count(), 0)));
-    if (ready > 0) return true;
-    if (left.count() <= 0) return false;
-  }
-}
-
 // Sees that a child neither works nor waits for the processor or the disk. One that sleeps so waits
 // for a lock whose holder it has no copy of, inside a library that this file knows nothing of.
 class StandstillWatch {
@@ -153,7 +146,6 @@ class StandstillWatch {
     return slept && is_asleep_ && used_ == before;
   }
 
- private:
   std::chrono::nanoseconds processor_time() const {
     clockid_t clock = 0;
     timespec used = {};
@@ -161,6 +153,7 @@ class StandstillWatch {
     return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
   }
 
+ private:
   // Whether the third word of its line in /proc is S; the second may have anything in it.
   bool is_asleep() const {
     const text::Descriptor file(
@@ -177,6 +170,19 @@ class StandstillWatch {
   std::chrono::nanoseconds used_{0};
   bool is_asleep_ = false;
 };
+
+// Whether the child tells that it is ready, or ends; false when it waits for what never comes, or
+// when `end` has come.
+bool is_ready(int from, pid_t child, Clock::time_point end) {
+  StandstillWatch watch(child);
+  while (true) {
+    pollfd wanted = {from, POLLIN, 0};
+    const int ready = ::poll(&wanted, 1, static_cast<int>(kBetweenEarlyLooks.count()));
+    if (ready > 0) return true;
+    if (watch.stands_still() || watch.processor_time() > kMostWorkToGetReady) return false;
+    if (Clock::now() >= end) return false;
+  }
+}
 
 enum class Reading : std::uint8_t { kWhole, kTooLong, kStandstill };
 
@@ -264,9 +270,7 @@ std::string ChildOutcome::in_words() const {
 ChildOutcome run_in_child(const std::function<std::string()>& work,
                           std::chrono::milliseconds limit) {
   const Clock::time_point end = Clock::now() + limit;
-  for (int forks = 1;; ++forks) {
-    const std::chrono::milliseconds patience =
-        forks <= kImpatientForks ? kPatience : kLaterPatience;
+  while (true) {
     ChildOutcome none;
     int ends[2] = {-1, -1};
     if (::pipe2(ends, O_CLOEXEC) != 0) {
@@ -286,7 +290,7 @@ ChildOutcome run_in_child(const std::function<std::string()>& work,
     to.close();
     // One that waits for a lock whose holder it has no copy of waits for ever; the next fork comes
     // at another moment.
-    if (Clock::now() + patience < end && !is_ready(from.get(), patience)) continue;
+    if (!is_ready(from.get(), forked, end) && Clock::now() < end) continue;
     std::string result;
     const Reading reading = read_all(from.get(), forked, end, result);
     if (reading == Reading::kStandstill) continue;
