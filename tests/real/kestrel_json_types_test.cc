@@ -65,6 +65,51 @@ LY_DATA_TYPE member_of(const char* name, const std::string& text, Written writte
   return member;
 }
 
+// Every text of up to three letters, taken from those that numbers, booleans, addresses and names
+// are written with: what is called only a string is read alike with all hints, and as nothing with
+// those of the other JSON types.
+TEST(KestrelJsonTypes, OnlyAStringIsReadAlikeWithAllHints) {
+  ASSERT_EQ(load_module("m", kModule), "");
+  constexpr std::string_view kLetters = "015afxX+-. \tgt:_";
+  std::vector<std::string> texts = {"",
+                                    "true",
+                                    "false",
+                                    "True",
+                                    "0x1f",
+                                    "017",
+                                    "10.0.0.1",
+                                    "2001:db8::1",
+                                    "1.5",
+                                    "-1",
+                                    "18446744073709551615",
+                                    "one"};
+  const std::size_t count = kLetters.size();
+  for (std::size_t i = 0; i < count * count * count; ++i) {
+    std::string text;
+    for (std::size_t rest = i; rest != 0; rest /= count) text.push_back(kLetters[rest % count]);
+    texts.push_back(text);
+  }
+  int strings = 0;
+  for (const std::string& text : texts) {
+    if (!kestrel::is_only_a_string(text)) continue;
+    ++strings;
+    for (const char* name : {"number-or-string", "boolean-or-large", "nested", "one-of"}) {
+      EXPECT_EQ(member_of(name, text, Written::kText), member_of(name, text, Written::kString))
+          << name << " " << text;
+      for (const Written other : {Written::kNumber, Written::kBoolean, Written::kEmpty}) {
+        EXPECT_EQ(member_of(name, text, other), LY_TYPE_UNKNOWN) << name << " " << text;
+      }
+    }
+  }
+  EXPECT_GT(strings, 1000);
+  for (const char* text : {"", "true", "false", "0", "-1", "+1", "1.5", " 1", "0x1f", "face"}) {
+    EXPECT_FALSE(kestrel::is_only_a_string(text)) << text;
+  }
+  for (const char* text : {"10.0.0.1", "2001:db8::1", "True", "eth0", "10/24", "1,5"}) {
+    EXPECT_TRUE(kestrel::is_only_a_string(text)) << text;
+  }
+}
+
 TEST(KestrelJsonTypes, HintsChooseTheMember) {
   ASSERT_EQ(load_module("m", kModule), "");
   EXPECT_EQ(member_of("number-or-string", "5", Written::kNumber), LY_TYPE_INT32);

@@ -31,8 +31,20 @@ ImageSlot group_of(const lyd_node*& node) {
   return group;
 }
 
+// The entries of a list or leaf-list count as one.
+std::size_t count_children(const lyd_node* first) {
+  std::size_t count = 0;
+  const lysc_node* last = nullptr;
+  for (const lyd_node* node = first; node != nullptr; node = node->next) {
+    if (node->schema != last) ++count;
+    last = node->schema;
+  }
+  return count;
+}
+
 std::vector<ImageSlot> children_of(const lyd_node* first) {
   std::vector<ImageSlot> children;
+  children.reserve(count_children(first));
   for (const lyd_node* node = first; node != nullptr;) {
     if (node->schema == nullptr) {
       node = node->next;

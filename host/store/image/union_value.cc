@@ -162,6 +162,8 @@ LY_DATA_TYPE chosen_member(const ImageLeaf& leaf) {
 std::optional<JsonType> needed_mark(const lysc_node* schema, std::string_view text,
                                     ScalarForm form) {
   if (!SchemaTexts::current().of(schema).mixes_json_types) return std::nullopt;
+  const bool is_string = json_type(form, text) == JsonType::kString;
+  if (is_string && kestrel::is_only_a_string(text)) return std::nullopt;
   const ReadValue by_text(schema, text, any_hints());
   if (by_text.is_read() && by_text.form() == form && by_text.text() == text) return std::nullopt;
   return json_type(form, text);

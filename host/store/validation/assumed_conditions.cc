@@ -62,17 +62,15 @@ void AssumedConditions::note(lyd_node* node, const NodeRules& rules) {
 }
 
 // The node may be gone when its path is asked for. Neighbours share the way to their parent, which
-// is most of a path.
+// is most of a path, and those in the same entry the way to the entry.
 std::string AssumedConditions::path_of(const lyd_node* node) {
   const lyd_node* const parent = lyd_parent(node);
   const bool has_predicate = (node->schema->nodetype & (LYS_LIST | LYS_LEAFLIST)) != 0;
   if (parent == nullptr || has_predicate) return instance_path(node);
-  if (parent != last_parent_) {
-    last_parent_path_ = instance_path(parent);
-    last_parent_ = parent;
-  }
+  KnownPath& above = parent->schema->nodetype == LYS_LIST ? last_entry_ : last_container_;
+  if (parent != above.node) above = {parent, path_of(parent)};
   const lys_module* const module = node->schema->module;
-  std::string path = last_parent_path_ + '/';
+  std::string path = above.path + '/';
   if (module != parent->schema->module) path.append(module->name).push_back(':');
   return path.append(node->schema->name);
 }

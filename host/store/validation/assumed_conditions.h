@@ -50,6 +50,12 @@ class AssumedConditions {
     const lysc_when* when = nullptr;
   };
 
+  // Holds while the tree is marked, which takes no node away.
+  struct KnownPath {
+    const lyd_node* node = nullptr;
+    std::string path;
+  };
+
   void mark(lyd_node* tree);
   void note(lyd_node* node, const NodeRules& rules);
   Mark* mark_of(lyd_node* node);
@@ -59,8 +65,8 @@ class AssumedConditions {
   const UnsureConditions& unsure_;
   std::deque<Mark> marks_;
   std::vector<Given> given_;
-  const lyd_node* last_parent_ = nullptr;  // while the tree is marked, which takes no node away
-  std::string last_parent_path_;
+  KnownPath last_entry_;
+  KnownPath last_container_;
   std::vector<const Mark*> unsure_marks_;
 };
 

@@ -53,4 +53,14 @@ bool mixes_json_types(const lysc_type* type) {
   return (types & bit(Written::kString)) != 0 && types != bit(Written::kString);
 }
 
+// Bases up to 16 and blanks around a number are libyang's own.
+bool is_only_a_string(std::string_view text) {
+  constexpr std::string_view kOfNumbers = "0123456789abcdefABCDEFxX+-. \t\r\n";
+  if (text == "true" || text == "false") return false;
+  const std::size_t other = text.find_first_not_of(kOfNumbers);
+  if (other != std::string_view::npos) return true;
+  const std::size_t point = text.find('.');
+  return point != std::string_view::npos && text.find('.', point + 1) != std::string_view::npos;
+}
+
 }  // namespace kestrel

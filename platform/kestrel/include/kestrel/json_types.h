@@ -4,6 +4,7 @@
 #define KESTREL_JSON_TYPES_H_
 
 #include <cstdint>
+#include <string_view>
 
 #include "kestrel/values.h"
 
@@ -19,6 +20,10 @@ KESTREL_EXPORT std::uint32_t hints_of(Written written);
 // types: one member is written as a string and another is not. Numbers, true and false, and [null]
 // share no text among themselves. Any thread.
 KESTREL_EXPORT bool mixes_json_types(const struct lysc_type* type);
+
+// Whether `text` spells no number, true, false or empty value, so that every type reads it as it
+// reads a JSON string, whichever hints it has. Any thread.
+KESTREL_EXPORT bool is_only_a_string(std::string_view text);
 
 }  // namespace kestrel
 
