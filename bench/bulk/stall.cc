@@ -99,6 +99,8 @@ void add_stalls(Report& report, const std::string& which, const std::vector<doub
   report.add({"stall", "full Gets beside the Sets", "", disturbed[kGets], 0, 0, true});
   report.add({"stall", "slowest of " + which + ", over the calm p99", "ms", disturbed[kSlowest],
               calm[kP99], kStallLimit, true});
+  row("slowest Set, with snapshots and Gets, and without", kSlowest, calm[kSlowest]);
+  row("longest that a Set was in fdatasync, and without", kSlowestSync, calm[kSlowestSync]);
   row("longest that a Set waited for a processor, and without", kSlowestReady, calm[kSlowestReady]);
   row("slowest but for processors, over the calm p99", kOwnSlowest, calm[kOwnP99]);
   row("  of that on a processor", kItsRunning, 0);
