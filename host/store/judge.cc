@@ -147,7 +147,8 @@ Judge::Verdict Judge::judge_change(const ImagePtr& before, const ImagePtr& edite
   Verdict verdict;
   verdict.image = edited;
   verdict.kind = Verdict::Kind::kValid;
-  bring_in_step(*before, *edited, tree_, changes_);
+  bring_in_step(*before, *edited, tree_, changes_,
+                [this](const lysc_node* list) { return validator_.reaches_whole(list); });
   if (changes_.empty()) return verdict;
   const std::size_t asked = changes_.size();
   Validator::Outcome outcome = validator_.judge_change(tree_, changes_, nodes_);

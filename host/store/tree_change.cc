@@ -60,6 +60,7 @@ bool undo(lyd_node*& tree, TreeChange& change) {
       if ((node->schema->nodetype & LYD_NODE_TERM) != 0) settle_flags_above(node);
       return true;
     case TreeChange::Kind::kMoved:
+      if (!lysc_is_userordered(node->schema)) return true;
       unlink(tree, node);
       return link(tree, change.parent, node, change.old_next);
   }

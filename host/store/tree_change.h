@@ -18,7 +18,7 @@ struct TreeChange {
     kDeleted,  // `node`, with all below it, went; `subtree` owns it
     kValue,    // the leaf `node` has another value; `old_value` is the canonical text before
     kFlag,     // only the default flag of `node` changed
-    kMoved,    // `node`, an instance that the user orders, stands in another place
+    kMoved,    // `node`, an entry, has another place, where it stands if the user orders it
   };
   Kind kind = Kind::kCreated;
   lyd_node* node = nullptr;

@@ -28,7 +28,10 @@ lyd_node* next_writable_instance(const lyd_node* node) {
 
 class Step {
  public:
-  Step(lyd_node*& top, TreeChanges& changes) : top_(top), changes_(changes) {}
+  using PlaceMatters = std::function<bool(const lysc_node*)>;
+
+  Step(lyd_node*& top, TreeChanges& changes, const PlaceMatters& place_matters)
+      : top_(top), changes_(changes), place_matters_(place_matters) {}
 
   void children(const ImageInner& before, const ImageInner& after, lyd_node* parent) {
     std::vector<NodeDifference> out_of_order;
@@ -51,9 +54,12 @@ class Step {
       const ImageNode* const group = is_ordered ? before.find(node.after->schema()) : nullptr;
       return group == nullptr || node.order_after >= group->group().next_order();
     }
-    const bool is_moved = is_ordered && node.order_before != node.order_after;
+    const bool is_moved = node.order_before != node.order_after;
     if (node.before != node.after) change(*node.before, *node.after, find(*node.after, parent));
-    return !is_moved;
+    if (is_moved && !is_ordered && place_matters_(node.after->schema())) {
+      note_place(find(*node.after, parent));
+    }
+    return !is_moved || !is_ordered;
   }
 
   lyd_node* find(const ImageNode& node, lyd_node* parent) const {
@@ -151,6 +157,16 @@ class Step {
     }
   }
 
+  // An entry that went and came again in one Set. Its node in this tree stays where it is: what
+  // looks at the order is judged over a tree made of the image.
+  void note_place(lyd_node* node) {
+    TreeChange change;
+    change.kind = TreeChange::Kind::kMoved;
+    change.node = node;
+    change.parent = lyd_parent(node);
+    changes_.push_back(std::move(change));
+  }
+
   static lyd_node* first_of(lyd_node* node) {
     while (node->prev->next != nullptr && node->prev->schema == node->schema) node = node->prev;
     return node;
@@ -186,6 +202,7 @@ class Step {
 
   lyd_node*& top_;
   TreeChanges& changes_;
+  const PlaceMatters& place_matters_;
 };
 
 // The slots on the way from the root to a node of the tree.
@@ -333,8 +350,9 @@ class Judged {
 }  // namespace
 
 void bring_in_step(const ImageInner& before, const ImageInner& after, lyd_node*& top,
-                   TreeChanges& changes) {
-  Step(top, changes).children(before, after, nullptr);
+                   TreeChanges& changes,
+                   const std::function<bool(const lysc_node*)>& place_matters) {
+  Step(top, changes, place_matters).children(before, after, nullptr);
 }
 
 void take_over(const TreeChanges& changes, std::size_t first, ImagePtr& image) {

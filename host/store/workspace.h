@@ -4,16 +4,20 @@
 #ifndef HOST_STORE_WORKSPACE_H_
 #define HOST_STORE_WORKSPACE_H_
 
+#include <functional>
+
 #include "store/image/image.h"
 #include "store/tree_change.h"
 
 namespace nexa::store {
 
 // Changes `top`, which stands for `before`, so that it stands for `after`; `changes` receives what
-// was done. Costs what differs. Throws std::bad_alloc when libyang fails: the tree is undefined
-// then.
+// was done. `place_matters`: whether a verdict may depend on where an entry of this list or
+// leaf-list stands, though the system orders it. Costs what differs. Throws std::bad_alloc when
+// libyang fails: the tree is undefined then.
 void bring_in_step(const ImageInner& before, const ImageInner& after, lyd_node*& top,
-                   TreeChanges& changes);
+                   TreeChanges& changes,
+                   const std::function<bool(const lysc_node*)>& place_matters);
 
 // Makes in `image` the changes that a judgement made to the tree, which are those with is_implicit
 // from `first` on. The image stood for the tree before them.

@@ -8,6 +8,8 @@
 
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "real/temp_folder.h"
 #include "store/tree_store.h"
@@ -51,10 +53,11 @@ class StoreFindings : public testing::Test {
     store_ = nexa_test::value_of(nexa::store::open_tree_store(options));
   }
 
-  grpc::Status commit(const Edit& edit) {
+  grpc::Status commit(const Edit& edit) { return commit(std::vector<Edit>{edit}); }
+  grpc::Status commit(std::vector<Edit> edits) {
     if (store_ == nullptr) return {grpc::StatusCode::ABORTED, "no store"};
     CommitRequest request;
-    request.edits = {edit};
+    request.edits = std::move(edits);
     return store_->commit(request).status;
   }
   // Empty for OK.

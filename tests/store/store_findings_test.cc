@@ -157,5 +157,27 @@ TEST_F(StoreFindings, DefaultsOfALeafListKeepTheirOrder) {
   expect_json(R"({"s:top":{"other":"x","d":["a","b"]}})");
 }
 
+// RFC 7950, section 7.7.1: the system may order the entries as it likes, but what is judged, served
+// and opened again has to be one order. The entry that goes and comes again stands last.
+TEST_F(StoreFindings, AnEntryThatGoesAndComesAgainIsJudgedAtItsNewPlace) {
+  start(R"yang(list l { key "k"; leaf k { type string; } anyxml x;
+    must "normalize-space(/s:l/s:k) = 'b'"; }
+    leaf-list t { type string; must "normalize-space(/s:t) = 'b'"; })yang");
+  const auto entry = [](const std::string& key, const std::string& inner) {
+    return update("<l xmlns=\"urn:s\"><k>" + key + "</k>" + inner + "</l>");
+  };
+  ASSERT_EQ(text(entry("b", "<x>1</x>")), "");
+  ASSERT_EQ(text(entry("a", "")), "");
+  EXPECT_EQ(commit({drop("/s:l[k=b]"), entry("b", "<x>2</x>")}).error_code(),
+            grpc::StatusCode::FAILED_PRECONDITION);
+  EXPECT_EQ(commit({drop("/s:l[k=b]"), entry("b", "<x>1</x>")}).error_code(),
+            grpc::StatusCode::FAILED_PRECONDITION);
+  EXPECT_EQ(commit({drop("/s:l[k=a]"), entry("a", "<x>3</x>")}).error_message(), "");
+  ASSERT_EQ(text(update("<t xmlns=\"urn:s\">b</t><t xmlns=\"urn:s\">a</t>")), "");
+  EXPECT_EQ(commit({drop("/s:t[.=b]"), update("<t xmlns=\"urn:s\">b</t>")}).error_code(),
+            grpc::StatusCode::FAILED_PRECONDITION);
+  expect_json(R"({"s:l":[{"k":"b","x":"1"},{"k":"a","x":"3"}],"s:t":["b","a"]})");
+}
+
 }  // namespace
 }  // namespace nexa_test::findings

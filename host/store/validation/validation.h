@@ -68,6 +68,10 @@ class Validator {
   // before and after the call.
   Outcome judge_change(lyd_node*& tree, TreeChanges& changes, std::size_t total_nodes = 0);
 
+  // Whether a change of an entry of `list`, by its place alone, can reach what only the whole tree
+  // can judge.
+  bool reaches_whole(const lysc_node* list) const;
+
   // Judges all of `tree` and completes its defaults. `tree` holds explicit nodes, each marked by
   // mark_node: an old one whose `when` is false now is deleted, a new one is a violation. After a
   // violation the tree is to be thrown away.
