@@ -179,5 +179,24 @@ TEST_F(StoreFindings, AnEntryThatGoesAndComesAgainIsJudgedAtItsNewPlace) {
   expect_json(R"({"s:l":[{"k":"b","x":"1"},{"k":"a","x":"3"}],"s:t":["b","a"]})");
 }
 
+// The default is made before the condition of the container around it is asked.
+TEST_F(StoreFindings, ADefaultBelowAFalseConditionIsNotSeenFromAnywhere) {
+  start(R"yang(leaf on { type string; }
+    container c { when "/s:on and /s:on[position()=1]"; leaf d { type string; default "D"; } }
+    leaf with { when "//s:d"; type string; }
+    leaf without { when "not(//s:d)"; type string; })yang");
+  const auto leaf = [](const std::string& name) {
+    return update("<" + name + " xmlns=\"urn:s\">1</" + name + ">");
+  };
+  EXPECT_EQ(commit(leaf("with")).error_code(), grpc::StatusCode::FAILED_PRECONDITION);
+  EXPECT_EQ(text(leaf("without")), "");
+  expect_json(R"({"s:without":"1"})");
+  EXPECT_EQ(commit({drop("/s:without"), leaf("on"), leaf("with")}).error_message(), "");
+  expect_json(R"({"s:on":"1","s:c":{"d":"D"},"s:with":"1"})");
+  EXPECT_EQ(commit(leaf("without")).error_code(), grpc::StatusCode::FAILED_PRECONDITION);
+  EXPECT_EQ(text(drop("/s:on")), "");
+  expect_json("{}");
+}
+
 }  // namespace
 }  // namespace nexa_test::findings

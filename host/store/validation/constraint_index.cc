@@ -318,15 +318,20 @@ bool ConstraintIndex::has_condition_above(const lysc_node* node) const {
   return parent != nullptr;
 }
 
-// One more than the highest rank among the whens of the nodes that it looks at.
+// One more than the highest rank among the whens of the nodes that it looks at, and of those that
+// they stand in.
 int ConstraintIndex::rank_of(Constraint& constraint, int depth) {
   if (constraint.rank != 0 || depth > kDeepestWhenChain) return constraint.rank;
   int highest = 0;
   for (const lysc_node* const seen : looks_[&constraint].visited) {
     if (seen == constraint.node) continue;
-    for (const Constraint* const other : rules_[seen].own) {
-      if (other->kind != Constraint::Kind::kWhen) continue;
-      highest = std::max(highest, rank_of(const_cast<Constraint&>(*other), depth + 1));
+    for (const lysc_node* node = seen; node != nullptr; node = lysc_data_parent(node)) {
+      // What the constraint's own node stands in is there before it is asked.
+      if (node != seen && stands_below(constraint.node, node)) break;
+      for (const Constraint* const other : rules_[node].own) {
+        if (other->kind != Constraint::Kind::kWhen) continue;
+        highest = std::max(highest, rank_of(const_cast<Constraint&>(*other), depth + 1));
+      }
     }
   }
   constraint.rank = highest + 1;

@@ -35,9 +35,12 @@ UnsureConditions::UnsureConditions(const ConstraintIndex& index) {
 void UnsureConditions::add_watchers(const ConstraintIndex& index, const lysc_node* top,
                                     const lysc_node* node) {
   if (!comes_by_itself(node)) return;
-  for (const Constraint* const watcher : index.rules(node).watchers) {
-    const bool is_when = watcher->kind == Constraint::Kind::kWhen;
-    if (is_when && !stands_below(watcher->node, top)) unsure_.insert(watcher);
+  const NodeRules& rules = index.rules(node);
+  for (const std::vector<const Constraint*>* const watchers : {&rules.watchers, &rules.whole}) {
+    for (const Constraint* const watcher : *watchers) {
+      const bool is_when = watcher->kind == Constraint::Kind::kWhen;
+      if (is_when && !stands_below(watcher->node, top)) unsure_.insert(watcher);
+    }
   }
   if (node->nodetype != LYS_CONTAINER) return;
   const lysc_node* child = nullptr;
