@@ -106,6 +106,7 @@ void SubscribeStream::read_later_message() {
 
 bool SubscribeStream::parse_request(gnmi::SubscribeRequest& request) {
   const grpc::Status status = read_request(request_, core_.options.limits.max_parts, request);
+  request_.Clear();  // a stream that waits for its next message would keep it for long
   if (!status.ok()) end(status);
   return status.ok();
 }
@@ -313,7 +314,6 @@ void SubscribeStream::end_locked(const grpc::Status& status) {
   code_ = status.error_code();
   for (const QueuedBytes& message : waiting_) unqueue(message.size);
   waiting_.clear();
-  waiting_.shrink_to_fit();
   core_.sampler.cancel(appointment_);
   if (writing_) {
     const MonotonicTime limit = std::chrono::steady_clock::now() + kEndLimit;

@@ -13,6 +13,7 @@
 #include "server/open_streams.h"
 #include "server/raw_methods.h"
 #include "server/service_core.h"
+#include "telemetry/fifo.h"
 #include "telemetry/stream.h"
 
 namespace nexa::server {
@@ -88,7 +89,7 @@ class SubscribeStream final : public BytesReactor,
   bool ended_ = false;
   bool done_ = false;
   grpc::StatusCode code_ = grpc::StatusCode::OK;
-  std::deque<QueuedBytes> waiting_;
+  telemetry::Fifo<QueuedBytes> waiting_;
   QueuedBytes in_flight_;
   std::size_t queued_bytes_ = 0;  // waiting and in flight
   std::size_t queue_limit_ = 1;   // as the last round found it

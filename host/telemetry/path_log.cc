@@ -97,43 +97,61 @@ PathLog::Encoded PathLog::encode(const gnmi::Path& path) {
   return encoded;
 }
 
+PathLog::PathLog(const PathLog& other)
+    : kept_(other.kept_ != nullptr ? std::make_unique<Kept>(*other.kept_) : nullptr) {}
+
+PathLog& PathLog::operator=(const PathLog& other) {
+  if (this != &other) *this = PathLog(other);
+  return *this;
+}
+
+const PathLog::Kept& PathLog::kept() const {
+  static const Kept nothing;
+  return kept_ != nullptr ? *kept_ : nothing;
+}
+
 void PathLog::add(Encoded path) {
+  if (kept_ == nullptr) kept_ = std::make_unique<Kept>();
   std::string& encoded = path.text;
-  numbers_.push_back(path.number);
+  kept_->numbers.push_back(path.number);
   const auto [end, ignored] =
-      std::mismatch(encoded.begin(), encoded.end(), last_.begin(), last_.end());
+      std::mismatch(encoded.begin(), encoded.end(), kept_->last.begin(), kept_->last.end());
   const auto shared = static_cast<std::size_t>(end - encoded.begin());
-  append_number(shared, text_);
-  append_number(encoded.size() - shared, text_);
-  text_.append(encoded, shared);
-  last_ = std::move(encoded);
+  append_number(shared, kept_->text);
+  append_number(encoded.size() - shared, kept_->text);
+  kept_->text.append(encoded, shared);
+  kept_->last = std::move(encoded);
 }
 
 void PathLog::add(Encoded path, std::uint64_t value) {
   add(std::move(path));
-  values_.push_back(value);
+  kept_->values.push_back(value);
 }
 
 std::unordered_map<std::uint64_t, std::uint64_t> PathLog::values() const {
   std::unordered_map<std::uint64_t, std::uint64_t> values;
-  values.reserve(values_.size());
-  for (std::size_t i = 0; i < values_.size(); ++i) values.emplace(numbers_[i], values_[i]);
+  const Kept& kept = this->kept();
+  values.reserve(kept.values.size());
+  for (std::size_t i = 0; i < kept.values.size(); ++i) {
+    values.emplace(kept.numbers[i], kept.values[i]);
+  }
   return values;
 }
 
 std::vector<std::uint64_t> PathLog::sorted_numbers() const {
-  std::vector<std::uint64_t> sorted = numbers_;
+  std::vector<std::uint64_t> sorted = kept().numbers;
   std::sort(sorted.begin(), sorted.end());
   return sorted;
 }
 
 void PathLog::for_each_missing(const PathLog& later,
                                const std::function<void(gnmi::Path& path)>& missing) const {
-  if (numbers_ == later.numbers_) return;
+  const Kept& kept = this->kept();
+  if (kept.numbers == later.kept().numbers) return;
   const std::vector<std::uint64_t> present = later.sorted_numbers();
-  Decoder decoder(text_);
+  Decoder decoder(kept.text);
   std::string encoded;
-  for (const std::uint64_t number : numbers_) {
+  for (const std::uint64_t number : kept.numbers) {
     encoded.resize(decoder.number());
     encoded.append(decoder.bytes(decoder.number()));
     if (std::binary_search(present.begin(), present.end(), number)) continue;

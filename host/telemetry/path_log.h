@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -14,8 +15,16 @@
 
 namespace nexa::telemetry {
 
+// Takes next to no memory while it is empty: most subscriptions follow commits and have no rounds.
 class PathLog {
  public:
+  PathLog() = default;
+  PathLog(const PathLog& other);
+  PathLog(PathLog&&) noexcept = default;
+  PathLog& operator=(const PathLog& other);
+  PathLog& operator=(PathLog&&) noexcept = default;
+  ~PathLog() = default;
+
   // A number that stands for the path's elements and keys, whatever the order of the keys.
   static std::uint64_t number_of(const gnmi::Path& path);
 
@@ -41,13 +50,19 @@ class PathLog {
   void for_each_missing(const PathLog& later,
                         const std::function<void(gnmi::Path& path)>& missing) const;
 
-  std::size_t size() const { return numbers_.size(); }
+  std::size_t size() const { return kept().numbers.size(); }
 
  private:
-  std::vector<std::uint64_t> numbers_;
-  std::vector<std::uint64_t> values_;
-  std::string text_;  // for each path: bytes shared with the one before, bytes that follow, those
-  std::string last_;
+  struct Kept {
+    std::vector<std::uint64_t> numbers;
+    std::vector<std::uint64_t> values;
+    std::string text;  // for each path: bytes shared with the one before, bytes that follow, those
+    std::string last;
+  };
+
+  const Kept& kept() const;
+
+  std::unique_ptr<Kept> kept_;  // null: empty
 };
 
 }  // namespace nexa::telemetry

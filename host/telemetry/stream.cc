@@ -184,7 +184,7 @@ void Stream::count_values(const store::CommitStep& step, Task& task) {
 }
 
 Stream::Task& Stream::add_task(TaskKind kind, std::size_t subscription) {
-  Task& task = tasks_.emplace_back();
+  Task& task = tasks_.push_back({});
   task.kind = kind;
   task.subscription = subscription;
   return task;

@@ -15,6 +15,7 @@
 
 #include "store/config_store.h"
 #include "telemetry/change_feed.h"
+#include "telemetry/fifo.h"
 #include "telemetry/round_reader.h"
 #include "telemetry/sample_page.h"
 #include "telemetry/subscription_plan.h"
@@ -121,7 +122,7 @@ class Stream {
   const StreamSources sources_;
   const std::shared_ptr<Backlog> backlog_;
   SubscriptionPlan plan_;
-  std::deque<Task> tasks_;
+  Fifo<Task> tasks_;
   bool recalled_ = false;      // the tasks of the past are there
   bool synced_ = false;        // the first sync_response was given
   bool is_in_commit_ = false;  // something of a commit was given, not yet that this was all
