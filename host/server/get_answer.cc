@@ -16,6 +16,9 @@ constexpr std::size_t kBytesAroundUpdate = 64;
 // Of messages that are not written yet.
 constexpr std::size_t kBatchBytes = 64 << 10;
 constexpr int kBatchUpdates = 256;
+// Bytes from which a part of a notification is a slice of its own: one costs more than to copy
+// less.
+constexpr std::size_t kOwnSlice = 4096;
 // GetResponse.notification, length-delimited.
 constexpr std::uint8_t kNotificationTag = gnmi::GetResponse::kNotificationFieldNumber << 3 | 2;
 
@@ -94,16 +97,31 @@ void GetAnswer::end(std::int64_t timestamp) {
   frame.set_timestamp(timestamp);
   const gnmi::Path* shown = prefix_.shown(covered_);
   if (shown != nullptr) *frame.mutable_prefix() = *shown;
-  std::string head = frame.SerializeAsString();
+  const std::string head = frame.SerializeAsString();
   std::size_t length = head.size();
   for (const std::string& text : written_) length += text.size();
-  slices_.push_back(
-      slice_of(static_cast<char>(kNotificationTag) + length_text(length) + std::move(head)));
-  for (std::string& text : written_) slices_.push_back(slice_of(std::move(text)));
+  gathered_.push_back(static_cast<char>(kNotificationTag));
+  gathered_.append(length_text(length)).append(head);
+  for (std::string& text : written_) {
+    if (text.size() < kOwnSlice) {
+      gathered_.append(text);
+      continue;
+    }
+    close_gathered();
+    slices_.push_back(slice_of(std::move(text)));
+  }
   written_.clear();
+  if (gathered_.size() >= kBatchBytes) close_gathered();
+}
+
+void GetAnswer::close_gathered() {
+  if (gathered_.empty()) return;
+  gathered_.shrink_to_fit();
+  slices_.push_back(slice_of(std::exchange(gathered_, {})));
 }
 
 grpc::ByteBuffer GetAnswer::take() {
+  close_gathered();
   const std::vector<grpc::Slice> slices = std::exchange(slices_, {});
   if (slices.empty()) {
     const grpc::Slice nothing;

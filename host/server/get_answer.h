@@ -42,6 +42,7 @@ class GetAnswer {
  private:
   bool take_room(std::size_t bytes);
   void write_batch();
+  void close_gathered();
   void make_whole();
 
   const telemetry::AnswerPrefix& prefix_;
@@ -56,6 +57,7 @@ class GetAnswer {
   std::size_t updates_ = 0;
 
   std::vector<grpc::Slice> slices_;
+  std::string gathered_;  // what follows them: short notifications together
 };
 
 }  // namespace nexa::server

@@ -114,6 +114,33 @@ TEST(GetAnswer, HoldsNoMoreThanItsLimitOverAllNotifications) {
   EXPECT_EQ(parsed(answer.take()).notification(1).update_size(), 0);
 }
 
+// Short ones lie together, as many as a slice takes, and a long one keeps its place between them.
+TEST(GetAnswer, GathersShortNotificationsAroundLongOnes) {
+  const AnswerPrefix prefix(gnmi::Path(), false);
+  GetAnswer answer(prefix, 100 << 20);
+  constexpr int kCount = 5000;
+  const std::string longer(10'000, 'x');
+  const auto text_of = [&longer](int index) {
+    return index % 100 == 99 ? longer + std::to_string(index) : std::to_string(index);
+  };
+  for (int index = 0; index < kCount; ++index) {
+    answer.begin(0);
+    add(answer, {"a"}, text_of(index));
+    answer.end(index + 1);
+  }
+  const grpc::ByteBuffer bytes = answer.take();
+  std::vector<grpc::Slice> slices;
+  ASSERT_TRUE(bytes.Dump(&slices).ok());
+  EXPECT_LE(slices.size(), 2U * kCount / 100 + kCount * 32U / (64 << 10) + 2);
+  const gnmi::GetResponse response = parsed(bytes);
+  ASSERT_EQ(response.notification_size(), kCount);
+  for (int index = 0; index < kCount; ++index) {
+    EXPECT_EQ(response.notification(index).timestamp(), index + 1);
+    ASSERT_EQ(response.notification(index).update_size(), 1);
+    EXPECT_EQ(response.notification(index).update(0).val().string_val(), text_of(index));
+  }
+}
+
 TEST(GetAnswer, OfNothingIsAnEmptyMessage) {
   const AnswerPrefix prefix(gnmi::Path(), false);
   GetAnswer answer(prefix, 1000);
