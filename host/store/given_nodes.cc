@@ -37,13 +37,33 @@ bool stands_for(const lyd_node* node, const ImageNode& image) {
   return tree_key(node) == image_key(image);
 }
 
-bool holds(const lyd_node* document, const ImageChain& chain) {
-  for (const ImageNode* const step : chain) {
-    while (document != nullptr && !stands_for(document, *step)) document = document->next;
-    if (document == nullptr) return false;
-    document = lyd_child(document);
+// Whether a node of a document, which stands for `image`, gives something of it. A container
+// without presence is no more than what is in it (RFC 7950, section 7.5.1), and that may be what
+// other edits left of the document's.
+bool gives(const lyd_node* node, const ImageNode& image) {
+  const lysc_node* const schema = node->schema;
+  if (schema->nodetype != LYS_CONTAINER || (schema->flags & LYS_PRESENCE) != 0) return true;
+  for (const lyd_node* child = lyd_child(node); child != nullptr; child = child->next) {
+    const ImageNode* match = image.inner().find(child->schema);
+    if (match != nullptr && match->kind() == ImageKind::kGroup) {
+      const GroupEntry* const entry = match->group().find(tree_key(child));
+      match = entry != nullptr ? entry->node.get() : nullptr;
+    }
+    if (match != nullptr && gives(child, *match)) return true;
   }
-  return true;
+  return false;
+}
+
+// Whether the document gives what stood at the end of the chain.
+bool holds(const lyd_node* document, const ImageChain& chain) {
+  const lyd_node* given = nullptr;
+  for (const ImageNode* const step : chain) {
+    given = document;
+    while (given != nullptr && !stands_for(given, *step)) given = given->next;
+    if (given == nullptr) return false;
+    document = lyd_child(given);
+  }
+  return given != nullptr && gives(given, *chain.back());
 }
 
 Violation violation_of(const ImageChain& chain) {

@@ -198,5 +198,30 @@ TEST_F(StoreFindings, ADefaultBelowAFalseConditionIsNotSeenFromAnywhere) {
   expect_json("{}");
 }
 
+// What the condition takes out is old, and all that the container has; given again, it has nothing.
+TEST_F(StoreFindings, AnEmptyContainerDoesNotGiveWay) {
+  // The whole tree is judged, and without the mandatory leaf there are no defaults to stand for it.
+  start(R"yang(container c { leaf f { type string; mandatory true; } leaf e { type string; }
+    leaf-list s { when "namespace-uri(../f) != ''"; type string; }
+    container d { leaf g { when "../../f"; type string; } } })yang");
+  const auto c = [](const std::string& inner) {
+    return update("<c xmlns=\"urn:s\">" + inner + "</c>");
+  };
+  for (const char* given : {"", "<d/>"}) {
+    ASSERT_EQ(text(c("<f>1</f><s>a</s><d><g>1</g></d>")), "");
+    EXPECT_EQ(commit({drop("/s:c/f"), c(given)}).error_message(), "") << given;
+    expect_json("{}");
+  }
+  ASSERT_EQ(text(c("<f>1</f><s>a</s>")), "");
+  EXPECT_EQ(commit({drop("/s:c/f"), c("<e>1</e>"), drop("/s:c/e")}).error_message(), "");
+  expect_json("{}");
+  ASSERT_EQ(text(c("<f>1</f><s>a</s>")), "");
+  EXPECT_EQ(commit({drop("/s:c/f"), c("<d><g>1</g></d>")}).error_code(),
+            grpc::StatusCode::FAILED_PRECONDITION);
+  EXPECT_EQ(commit({drop("/s:c/f"), c("<s>a</s>")}).error_code(),
+            grpc::StatusCode::FAILED_PRECONDITION);
+  expect_json(R"({"s:c":{"f":"1","s":["a"]}})");
+}
+
 }  // namespace
 }  // namespace nexa_test::findings
