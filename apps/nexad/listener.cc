@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <exception>
 #include <iterator>
 #include <string>
 #include <system_error>
@@ -88,14 +89,27 @@ void Listener::run() {
       if (errno != EINTR) std::this_thread::sleep_for(kPause);
       continue;
     }
-    for (std::size_t i = 1; i < watched.size(); ++i) {
-      if (watched[i].revents == 0) continue;
-      for (int n = 0; n < kAcceptsPerTurn && !stopping_ && accept_one(watched[i].fd); ++n) {
+    try {
+      take_turn(watched);
+    } catch (const std::exception&) {
+      // For want of memory. A connection that was taken is closed.
+      {
+        const std::lock_guard lock(mutex_);
+        ++counts_.no_resource;
       }
+      std::this_thread::sleep_for(kPause);
     }
-    if (Clock::now() >= connections_->next_look()) connections_->look();
-    note_refusals();
   }
+}
+
+void Listener::take_turn(const std::vector<pollfd>& watched) {
+  for (std::size_t i = 1; i < watched.size(); ++i) {
+    if (watched[i].revents == 0) continue;
+    for (int n = 0; n < kAcceptsPerTurn && !stopping_ && accept_one(watched[i].fd); ++n) {
+    }
+  }
+  if (Clock::now() >= connections_->next_look()) connections_->look();
+  note_refusals();
 }
 
 bool Listener::accept_one(int listening_socket) {

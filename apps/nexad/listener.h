@@ -3,6 +3,8 @@
 #ifndef APPS_NEXAD_LISTENER_H_
 #define APPS_NEXAD_LISTENER_H_
 
+#include <poll.h>
+
 #include <atomic>
 #include <chrono>
 #include <cstddef>
@@ -11,6 +13,7 @@
 #include <memory>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 #include "connections.h"
 #include "sockets.h"
@@ -48,6 +51,7 @@ class Listener {
   using Clock = std::chrono::steady_clock;
 
   void run();
+  void take_turn(const std::vector<pollfd>& watched);
   // False when nothing more can be accepted now.
   bool accept_one(int listening_socket);
   void refuse_for_want_of_resources(int listening_socket, int error);

@@ -84,7 +84,21 @@ void MetricsPage::stop() {
   sockets_.sockets.clear();
 }
 
+// For want of memory those who ask now get no answer; those who ask later may.
 void MetricsPage::run() {
+  while (true) {
+    try {
+      return serve();
+    } catch (const std::exception&) {
+      connections_.clear();
+      pollfd woken{wake_.get(), POLLIN, 0};
+      if (poll(&woken, 1, kPauseMs) > 0) return;
+    }
+  }
+}
+
+// Until the page is stopped.
+void MetricsPage::serve() {
   std::vector<pollfd> watched;
   for (;;) {
     watched.assign(1, {wake_.get(), POLLIN, 0});

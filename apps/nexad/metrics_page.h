@@ -49,6 +49,7 @@ class MetricsPage {
   };
 
   void run();
+  void serve();
   void accept_from(int listening_socket);
   // Both: false when the connection has come to its end.
   bool go_on(Connection& connection) const;

@@ -11,6 +11,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <exception>
 #include <optional>
 #include <string_view>
 
@@ -131,11 +132,19 @@ bool Verifier::wait(int milliseconds) const {
 
 void Verifier::work() {
   looked_at_ = store_.snapshot()->number();
-  if (store_.health().verified != looked_at_) verify(looked_at_);
-  while (!wait(kLookPauseMs)) {
-    const std::uint64_t number = store_.snapshot()->number();
-    if (is_due(number)) verify(number);
-  }
+  bool is_first = true;
+  bool is_owed = false;  // a verification for which there was no memory
+  do {
+    try {
+      const std::uint64_t number = store_.snapshot()->number();
+      const bool is_new = is_first && store_.health().verified != number;
+      is_first = false;
+      if (is_new || is_owed || is_due(number)) verify(number);
+      is_owed = false;
+    } catch (const std::exception&) {
+      is_owed = true;
+    }
+  } while (!wait(kLookPauseMs));
 }
 
 bool Verifier::is_due(std::uint64_t number) const {

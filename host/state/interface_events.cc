@@ -11,6 +11,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdint>
+#include <exception>
 #include <map>
 #include <mutex>
 #include <thread>
@@ -20,6 +21,8 @@
 
 namespace nexa::state {
 namespace {
+
+constexpr int kNextTryMs = 100;
 
 text::Descriptor open_socket() {
   text::Descriptor socket(
@@ -65,13 +68,28 @@ class NetlinkEvents : public InterfaceEvents {
 
   void run() {
     std::array<pollfd, 2> watched{{{socket_.get(), POLLIN, 0}, {stop_.get(), POLLIN, 0}}};
+    bool is_owed = false;  // something came that not all listeners were told of
     while (true) {
-      if (poll(watched.data(), watched.size(), -1) < 0 && errno != EINTR) return;
+      const int wait = is_owed ? kNextTryMs : -1;
+      if (poll(watched.data(), watched.size(), wait) < 0 && errno != EINTR) return;
       if (watched[1].revents != 0) return;
-      if (watched[0].revents == 0 || !drain()) continue;
-      const std::lock_guard<std::mutex> lock(mutex_);
-      for (const auto& [listener, changed] : listeners_) changed();
+      const bool has_come = watched[0].revents != 0 && drain();
+      if (has_come || is_owed) is_owed = !tell_all();
     }
+  }
+
+  // False when a listener could not take it, for want of memory; the others are told.
+  bool tell_all() {
+    bool all = true;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    for (const auto& [listener, changed] : listeners_) {
+      try {
+        changed();
+      } catch (const std::exception&) {
+        all = false;
+      }
+    }
+    return all;
   }
 
   // Whether anything came. What the kernel had no room for (ENOBUFS) came, too.

@@ -1,7 +1,26 @@
 // Appointments are kept in the order of their times; the thread sleeps until the first.
 #include "telemetry/sampler.h"
 
+#include <exception>
+#include <utility>
+
 namespace nexa::telemetry {
+namespace {
+
+// Where memory is wanting now, there may be some then.
+constexpr std::chrono::milliseconds kNextTry{100};
+
+// False when it could not be done.
+bool tell(const std::weak_ptr<Sampler::Sampled>& sampled) {
+  try {
+    if (const std::shared_ptr<Sampler::Sampled> living = sampled.lock()) living->due();
+    return true;
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
+}  // namespace
 
 MonotonicTime next_beat(MonotonicTime previous, std::chrono::nanoseconds interval,
                         MonotonicTime now) {
@@ -49,11 +68,15 @@ void Sampler::run() {
       wake_.wait_until(lock, time);
       continue;
     }
-    const std::weak_ptr<Sampled> sampled = std::move(first->second);
-    appointments_.erase(first);
+    // Kept as it is, so that it needs no memory to be made again.
+    auto kept = appointments_.extract(first);
     lock.unlock();
-    if (const std::shared_ptr<Sampled> living = sampled.lock()) living->due();
+    const bool is_told = tell(kept.mapped());
+    if (is_told) kept = {};
     lock.lock();
+    if (is_told) continue;
+    kept.key().first = std::chrono::steady_clock::now() + kNextTry;
+    appointments_.insert(std::move(kept));
   }
 }
 

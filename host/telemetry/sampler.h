@@ -28,7 +28,8 @@ class Sampler {
   class Sampled {
    public:
     virtual ~Sampled() = default;
-    // Called on the sampler's thread: hands the work over and returns.
+    // Called on the sampler's thread: hands the work over and returns. After an exception, which
+    // means that there was no memory, it is called again soon.
     virtual void due() = 0;
   };
 

@@ -7,10 +7,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <thread>
 #include <vector>
@@ -78,6 +80,22 @@ TEST(OpenListeningSockets, SaysWhyAnAddressCannotBeHad) {
             first.address.text() + ": Address already in use");
   EXPECT_EQ(line_of(open_listening_sockets(*parse_address("192.0.2.1:0"))),
             "192.0.2.1:0: Cannot assign requested address");
+}
+
+TEST(Listener, GoesOnWhenThereIsNoMemoryForAConnection) {
+  ListeningSockets sockets = value_of(open_listening_sockets(*parse_address("127.0.0.1:0")));
+  std::atomic<int> asked = 0;
+  Listener listener(std::move(sockets), std::make_shared<Connections>(ConnectionLimits()),
+                    [&asked](int, int connection) {
+                      const Socket taken(connection);
+                      if (++asked < 3) throw std::bad_alloc();
+                    });
+  ASSERT_TRUE(listener.start());
+  for (int wanted = 1; wanted <= 3; ++wanted) {
+    const RawClient client(listener.address());
+    EXPECT_TRUE(becomes_true([&] { return asked == wanted; }));
+  }
+  EXPECT_TRUE(becomes_true([&] { return listener.counts().no_resource == 2; }));
 }
 
 TEST(Listener, ServesBothFamiliesOnOnePort) {
