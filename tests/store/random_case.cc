@@ -22,7 +22,7 @@
 namespace nexa_test {
 namespace {
 
-// A case takes up to ten seconds under a sanitizer beside other work, and under a second otherwise.
+// Most cases take less than a second; under a sanitizer beside other work it is many times that.
 constexpr int kSecondsForACase = 120;
 constexpr int kSecondsForARepetition = 5;
 constexpr int kEmulatorsFactor = 17;
