@@ -12,6 +12,7 @@
 #   make build-cost   what a build from clean costs, in CPU seconds
 #   make test-i386      the tests with 32 bits: compiled for 32-bit PCs against Debian's i386 packages, run here
 #   make test-armhf     the tests on 32-bit ARM: cross-compiled, run by qemu's emulation (hours)
+#   make test-tsan      the streams of subscribers under the thread sanitizer, 10,000 commits before 100 of them
 #   make nightly   what a night has time for: generated updates and a million generated Sets against libyang,
 #                  2,000 crashes, twenty seconds of each flood, 10,000 commits and Sets before subscribers, an hour of
 #                  load, the packages, the tests on 32-bit ARM
@@ -24,7 +25,7 @@ PREFIX ?= /usr/local
 DESTDIR ?=
 BUILD := build/release
 
-.PHONY: all build setup configure demo demo-convert test test-i386 test-armhf install bench fuzz coverage mutation \
+.PHONY: all build setup configure demo demo-convert test test-i386 test-armhf test-tsan install bench fuzz coverage mutation \
         build-cost deb test-deb deb-reproducible nightly clean
 
 all: build
@@ -72,6 +73,13 @@ bench:
 	@scripts/bench $(BUILD)
 
 FUZZ_SECONDS ?= 60
+
+test-tsan:
+	@scripts/setup scripts/dependencies.txt
+	@cmake --preset tsan --log-level=WARNING >/dev/null
+	@cmake --build build/tsan --target telemetry_tests
+	@NEXA_TELEMETRY_COMMITS=10000 TSAN_OPTIONS="suppressions=$(CURDIR)/tests/thread_sanitizer.supp" \
+	  build/tsan/bin/telemetry_tests
 
 fuzz:
 	@scripts/setup scripts/dependencies.txt scripts/dependencies-fuzz.txt

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <optional>
@@ -55,7 +56,7 @@ class Follower : public nexa::telemetry::Waker, public std::enable_shared_from_t
 
   const Following asked_;
   std::optional<nexa::telemetry::Stream> stream_;
-  bool is_woken_ = false;
+  std::atomic<bool> is_woken_{false};  // by the store's writer
   View view_;
   std::map<std::int64_t, View> past_;
   std::size_t notifications_ = 0;
