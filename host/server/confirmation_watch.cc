@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <exception>
+#include <future>
+#include <memory>
 
 #include "server/audit.h"
 #include "text/display.h"
@@ -20,7 +22,12 @@ std::chrono::nanoseconds until(std::int64_t time_ns) {
 
 }  // namespace
 
-void ConfirmationWatch::begin() { run(); }
+// On the writer's thread like all the rest: an appointment that is due already is kept at once.
+void ConfirmationWatch::begin() {
+  const auto task = std::make_shared<std::packaged_task<void()>>([this] { run(); });
+  core_.writer.post_unbounded([task] { (*task)(); });
+  task->get_future().get();
+}
 
 void ConfirmationWatch::due() {
   core_.writer.post_unbounded([self = shared_from_this()] { self->run(); });

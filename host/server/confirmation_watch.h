@@ -46,7 +46,7 @@ class ConfirmationWatch : public telemetry::Sampler::Sampled,
   ServiceCore& core_;
   std::mutex mutex_;  // for the appointment
   telemetry::Sampler::Appointment appointment_;
-  // Of the writer's thread, and of begin().
+  // Of the writer's thread.
   Waiting waiting_;
   std::chrono::seconds pause_{0};  // until the next try; 0: none failed
   std::string last_fault_;
