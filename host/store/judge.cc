@@ -11,7 +11,6 @@
 #include "store/image/schema_texts.h"
 #include "store/validation/child_judgement.h"
 #include "store/validation/standing_defaults.h"
-#include "store/workspace.h"
 
 namespace nexa::store {
 namespace {
@@ -96,7 +95,10 @@ std::size_t count_tree(const lyd_node* node) {
 
 }  // namespace
 
-Judge::Judge(Validator::By by) : validator_(by) {}
+Judge::Judge(Validator::By by)
+    : validator_(by), place_matters_([this](const lysc_node* list) {
+        return validator_.place_reaches_whole(list);
+      }) {}
 
 Judge::~Judge() { forget_tree(); }
 
@@ -147,8 +149,7 @@ Judge::Verdict Judge::judge_change(const ImagePtr& before, const ImagePtr& edite
   Verdict verdict;
   verdict.image = edited;
   verdict.kind = Verdict::Kind::kValid;
-  bring_in_step(*before, *edited, tree_, changes_,
-                [this](const lysc_node* list) { return validator_.reaches_whole(list); });
+  bring_in_step(*before, *edited, tree_, changes_, place_matters_);
   if (changes_.empty()) return verdict;
   const std::size_t asked = changes_.size();
   Validator::Outcome outcome = validator_.judge_change(tree_, changes_, nodes_);
@@ -191,7 +192,7 @@ Judge::Verdict Judge::judge_whole(const ImagePtr& given, const ImageInner* befor
       verdict.kind = Verdict::Kind::kInvalid;
       return verdict;
     }
-    verdict.image = judged_image(judged.get(), like);
+    verdict.image = judged_image(judged.get(), like, place_matters_);
     mark_all_standing(validator_, judged.get());
     tree_ = judged.release();
     has_tree_ = true;
@@ -214,7 +215,7 @@ Judge::Verdict Judge::judge_in_child(TreePtr fresh, const ImageInner& like) {
       const std::optional<Violation> violation = validator_.judge_whole(tree);
       if (violation) return answer_of(*violation);
       // What is shared with the edited image is no difference to it.
-      return kValidLetter + difference_text(like, *judged_image(tree, like));
+      return kValidLetter + difference_text(like, *judged_image(tree, like, place_matters_));
     } catch (const std::bad_alloc&) {
       return std::string(1, kFailedLetter);
     }

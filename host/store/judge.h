@@ -12,6 +12,7 @@
 #include "store/image/image.h"
 #include "store/tree_change.h"
 #include "store/validation/validation.h"
+#include "store/workspace.h"
 
 namespace nexa::store {
 
@@ -79,6 +80,7 @@ class Judge {
   void forget_tree();
 
   Validator validator_;
+  const PlaceMatters place_matters_;
   lyd_node* tree_ = nullptr;  // owned
   bool has_tree_ = false;     // false: it has to be made of the image before
   bool is_new_tree_ = false;  // the verdict that is neither kept nor taken back made it

@@ -34,7 +34,9 @@ ImagePtr completed(const ImagePtr& configured) {
     lyd_node* tree = tree_of_image(*configured, true).release();
     lyd_new_implicit_all(&tree, kestrel::context(), LYD_IMPLICIT_NO_STATE, nullptr);
     const TreePtr owner(lyd_first_sibling(tree));
-    return difference_text(*configured, *judged_image(owner.get(), *configured));
+    return difference_text(
+        *configured,
+        *judged_image(owner.get(), *configured, [](const lysc_node* /*list*/) { return false; }));
   });
   ImagePtr image = configured;
   const bool is_done = outcome.kind == ChildOutcome::Kind::kDone;

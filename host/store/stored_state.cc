@@ -34,8 +34,12 @@ text::Done apply_entry(const LogEntry& entry, ImagePtr& image) {
 std::string loaded_schema_hash() { return schema_content_digest(); }
 
 text::Result<std::optional<StoredState>> newest_image_state(const CommitLog& log) {
+  return image_state(log, log.head());
+}
+
+text::Result<std::optional<StoredState>> image_state(const CommitLog& log, std::uint64_t number) {
   LogSnapshot base;
-  if (!log.newest_image(loaded_schema_hash(), base)) return std::nullopt;
+  if (!log.newest_image(loaded_schema_hash(), number, base)) return std::nullopt;
   StoredState state;
   state.image = empty_image();
   text::Done done = apply_text(base.image, state.image);
@@ -44,6 +48,7 @@ text::Result<std::optional<StoredState>> newest_image_state(const CommitLog& log
   }
   bool has_effects = true;
   const auto apply = [&](const LogEntry& entry) {
+    if (entry.number > number) return false;
     has_effects = !entry.effect.empty();
     if (!has_effects) return false;
     ++state.replayed;

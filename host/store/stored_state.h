@@ -25,6 +25,8 @@ struct StoredState {
 // the effects of the commits after it. None when there is no such image or a commit without effect;
 // fails when what is stored does not fit together.
 text::Result<std::optional<StoredState>> newest_image_state(const CommitLog& log);
+// The same for commit `number`.
+text::Result<std::optional<StoredState>> image_state(const CommitLog& log, std::uint64_t number);
 
 // What was configured after commit `number`, read by libyang from XML alone. Fails when that does
 // not fit the loaded schema, or the commit is not kept.

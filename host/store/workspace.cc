@@ -28,8 +28,6 @@ lyd_node* next_writable_instance(const lyd_node* node) {
 
 class Step {
  public:
-  using PlaceMatters = std::function<bool(const lysc_node*)>;
-
   Step(lyd_node*& top, TreeChanges& changes, const PlaceMatters& place_matters)
       : top_(top), changes_(changes), place_matters_(place_matters) {}
 
@@ -245,7 +243,9 @@ const lyd_node* root_of(const lyd_node* node) {
 // Shares what is the same with an image of the explicit nodes.
 class Judged {
  public:
-  static ImageSlot node(const lyd_node* tree, const ImageNode* like) {
+  explicit Judged(const PlaceMatters& place_matters) : place_matters_(place_matters) {}
+
+  ImageSlot node(const lyd_node* tree, const ImageNode* like) const {
     if (like == nullptr) return image_of_node(tree);
     switch (like->kind()) {
       case ImageKind::kLeaf: {
@@ -278,7 +278,7 @@ class Judged {
     return nullptr;
   }
 
-  static std::vector<ImageSlot> children(const lyd_node* first, const ImageInner& like) {
+  std::vector<ImageSlot> children(const lyd_node* first, const ImageInner& like) const {
     std::vector<ImageSlot> made;
     const auto others = like.children();
     std::size_t at = 0;
@@ -309,8 +309,7 @@ class Judged {
            std::all_of(first_new, orders.end(), [](std::uint64_t order) { return order == 0; });
   }
 
-  // Entries in the tree's order, which is that of `like` where an entry stands in both.
-  static ImageSlot group(const lyd_node*& tree, const ImageNode* like) {
+  ImageSlot group(const lyd_node*& tree, const ImageNode* like) const {
     const lysc_node* const schema = tree->schema;
     if (like == nullptr) {
       ImageSlot made = ImageGroup::make(schema);
@@ -330,7 +329,8 @@ class Judged {
       standing += old != nullptr ? 1 : 0;
       is_same = is_same && old != nullptr && entries.back().get() == old->node.get();
     }
-    const bool in_order = !lysc_is_userordered(schema) || is_ascending(orders);
+    const bool has_order = lysc_is_userordered(schema) || place_matters_(schema);
+    const bool in_order = !has_order || is_ascending(orders);
     if (is_same && in_order && entries.size() == like->group().size()) {
       return ImageSlot::share(like);
     }
@@ -345,13 +345,14 @@ class Judged {
     }
     return made;
   }
+
+  const PlaceMatters& place_matters_;
 };
 
 }  // namespace
 
 void bring_in_step(const ImageInner& before, const ImageInner& after, lyd_node*& top,
-                   TreeChanges& changes,
-                   const std::function<bool(const lysc_node*)>& place_matters) {
+                   TreeChanges& changes, const PlaceMatters& place_matters) {
   Step(top, changes, place_matters).children(before, after, nullptr);
 }
 
@@ -393,8 +394,9 @@ void take_over(const TreeChanges& changes, std::size_t first, ImagePtr& image) {
   image = ImagePtr::share(&root->inner());
 }
 
-ImagePtr judged_image(const lyd_node* top, const ImageInner& like) {
-  std::vector<ImageSlot> children = Judged::children(top, like);
+ImagePtr judged_image(const lyd_node* top, const ImageInner& like,
+                      const PlaceMatters& place_matters) {
+  std::vector<ImageSlot> children = Judged(place_matters).children(top, like);
   std::stable_sort(children.begin(), children.end(), [](const auto& left, const auto& right) {
     return schema_number(left->schema()) < schema_number(right->schema());
   });

@@ -11,21 +11,24 @@
 
 namespace nexa::store {
 
+// Whether a verdict may depend on where an entry of this list or leaf-list stands, though the
+// system orders it.
+using PlaceMatters = std::function<bool(const lysc_node*)>;
+
 // Changes `top`, which stands for `before`, so that it stands for `after`; `changes` receives what
-// was done. `place_matters`: whether a verdict may depend on where an entry of this list or
-// leaf-list stands, though the system orders it. Costs what differs. Throws std::bad_alloc when
-// libyang fails: the tree is undefined then.
+// was done. Costs what differs. Throws std::bad_alloc when libyang fails: the tree is undefined
+// then.
 void bring_in_step(const ImageInner& before, const ImageInner& after, lyd_node*& top,
-                   TreeChanges& changes,
-                   const std::function<bool(const lysc_node*)>& place_matters);
+                   TreeChanges& changes, const PlaceMatters& place_matters);
 
 // Makes in `image` the changes that a judgement made to the tree, which are those with is_implicit
 // from `first` on. The image stood for the tree before them.
 void take_over(const TreeChanges& changes, std::size_t first, ImagePtr& image);
 
-// The image of `top`, a judged tree that was made of the explicit nodes of `like`. What is the same
-// is shared with `like`, and so are the places of entries.
-ImagePtr judged_image(const lyd_node* top, const ImageInner& like);
+// The image of `top`, a judged tree. What is the same is shared with `like`, and so are the places
+// of entries, but for those that stand in another order and whose places matter.
+ImagePtr judged_image(const lyd_node* top, const ImageInner& like,
+                      const PlaceMatters& place_matters);
 
 }  // namespace nexa::store
 

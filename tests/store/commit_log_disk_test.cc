@@ -249,7 +249,7 @@ TEST_F(LogOnAFailingDisk, AFailedSnapshotIsNotThere) {
   cut_power();
   ASSERT_NO_FATAL_FAILURE(check());
   LogSnapshot image;
-  ASSERT_TRUE(log_->newest_image("schema", image));
+  ASSERT_TRUE(log_->newest_image("schema", log_->head(), image));
   EXPECT_EQ(image.image, std::string(600000, 'i'));
 }
 

@@ -75,9 +75,12 @@ class LogImages : public testing::Test {
     return log_->write_snapshot(std::move(snapshot), limits).ok();
   }
   std::string image(const std::string& schema = "schema") const {
+    return image_at(log_->head(), schema);
+  }
+  std::string image_at(std::uint64_t number, const std::string& schema = "schema") const {
     LogSnapshot image;
-    return log_->newest_image(schema, image) ? std::to_string(image.number) + " " + image.image
-                                             : "none";
+    if (!log_->newest_image(schema, number, image)) return "none";
+    return std::to_string(image.number) + " " + image.image;
   }
   std::string effects_after(std::uint64_t number) {
     std::string effects;
@@ -148,8 +151,26 @@ TEST_F(LogImages, AnImageIsOfOneSchema) {
   ASSERT_TRUE(snapshot("new"));
   ASSERT_TRUE(open()) << error_;
   EXPECT_EQ(image("another"), "none");
-  EXPECT_EQ(image("old schema"), "1 old");
+  EXPECT_EQ(image("old schema"), "none") << "commits of another schema may lie behind it";
   EXPECT_EQ(image(), "2 new");
+}
+
+TEST_F(LogImages, OfThoseAtOrBeforeACommitTheNewestIsGiven) {
+  append(1);
+  EXPECT_EQ(image_at(1), "none");
+  ASSERT_TRUE(snapshot("old"));
+  append(2);
+  ASSERT_TRUE(snapshot("new"));
+  for (const bool is_new : {false, true}) {
+    if (is_new) {
+      ASSERT_TRUE(open()) << error_;
+    }
+    EXPECT_EQ(image_at(0), "none");
+    EXPECT_EQ(image_at(1), "1 old");
+    EXPECT_EQ(image_at(2), "1 old");
+    EXPECT_EQ(image_at(3), "3 new");
+    EXPECT_EQ(image_at(9), "3 new");
+  }
 }
 
 TEST_F(LogImages, ASnapshotWithoutASchemaHasNoImage) {
@@ -295,7 +316,7 @@ TEST_F(LogImages, RememberThatTheyWereJudged) {
   EXPECT_TRUE(log_->mark_judged(1));
   ASSERT_TRUE(open()) << error_;
   LogSnapshot image;
-  ASSERT_TRUE(log_->newest_image("schema", image));
+  ASSERT_TRUE(log_->newest_image("schema", log_->head(), image));
   EXPECT_TRUE(image.judged);
   EXPECT_EQ(line_of(log_->verify_history(nullptr)), "");
 }

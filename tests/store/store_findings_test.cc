@@ -101,6 +101,64 @@ TEST_F(StoreFindings, DefaultsOfACaseGoWithWhatAConditionTakesOut) {
   EXPECT_EQ(commit(drop("/s:top/g")).error_code(), grpc::StatusCode::FAILED_PRECONDITION);
 }
 
+// The condition of a choice at the top finds a default that stands below another condition.
+TEST_F(StoreFindings, AChoiceAtTheTopWaitsForTheConditionsAroundWhatItsOwnFinds) {
+  start(R"yang(container top { leaf f { type string; }
+      container c { when "../s:f != 'b'"; leaf d { type string; default "D"; } } }
+    choice ch { when "//s:d = //s:d"; container o { leaf v { type string; } } })yang");
+  const Edit both = update("<o xmlns=\"urn:s\"><v>1</v></o><top xmlns=\"urn:s\"><f>b</f></top>");
+  EXPECT_EQ(commit(both).error_code(), grpc::StatusCode::FAILED_PRECONDITION);
+  expect_json("{}");
+  ASSERT_EQ(text(update("<o xmlns=\"urn:s\"><v>1</v></o><top xmlns=\"urn:s\"><f>a</f></top>")), "");
+  expect_json(R"({"s:top":{"f":"a","c":{"d":"D"}},"s:o":{"v":"1"}})");
+}
+
+// A condition may ask which leaf comes first, whatever entry it stands in.
+TEST_F(StoreFindings, AnEntryThatMovesTakesWithItWhatAConditionFindsInIt) {
+  start(R"yang(container top { list l { key k; ordered-by user; leaf k { type string; }
+        container c { leaf v { type string; } } }
+      leaf f { must "concat(//s:v, '') != 'a'"; type string; } })yang");
+  const std::string entries = "<l><k>2</k><c><v>b</v></c></l><l><k>1</k><c><v>a</v></c></l>";
+  ASSERT_EQ(text(top("<f>x</f>" + entries)), "");
+  const Edit turned{Edit::Kind::kReplace,
+                    nexa_test::target_of(*nexa::translate::parse_path_string("/s:top", nullptr)),
+                    "<config><top xmlns=\"urn:s\"><f>x</f><l><k>1</k><c><v>a</v></c></l>"
+                    "<l><k>2</k><c><v>b</v></c></l></top></config>"};
+  EXPECT_EQ(commit(turned).error_code(), grpc::StatusCode::FAILED_PRECONDITION);
+}
+
+// What was valid in the order in which its entries came is valid again.
+TEST_F(StoreFindings, ARollbackRestoresThePlacesThatAConditionDependsOn) {
+  start(R"yang(container top { list l { key k; leaf k { type string; }
+        leaf v { type string; } }
+      leaf f { must "concat(//s:v, '') != 'a'"; type string; } })yang");
+  ASSERT_EQ(text(top("<l><k>1</k><v>a</v></l><l><k>2</k><v>b</v></l>")), "");
+  // Entry 1 goes and comes again behind entry 2.
+  ASSERT_EQ(commit({drop("/s:top/l[k=1]"), top("<l><k>1</k><v>a</v></l><f>x</f>")}).error_message(),
+            "");
+  const std::string wanted = json();
+  ASSERT_EQ(commit({drop("/s:top/f"), drop("/s:top/l[k=2]")}).error_message(), "");
+  const CommitResult restored = store_->rollback(2, "tester", nullptr);
+  EXPECT_EQ(restored.status.error_message(), "");
+  EXPECT_EQ(text(top("<f>y</f>")), "");
+  EXPECT_EQ(text(top("<f>x</f>")), "");
+  expect_json(wanted);
+}
+
+TEST_F(StoreFindings, AChoiceAtTheTopLooksDownFromTheRoot) {
+  start(R"yang(container top { leaf f { type string; } }
+    choice ch { when "s:top/s:f = 'a'"; default usual;
+      case usual { leaf d { type string; default "D"; } leaf e { type string; } } })yang");
+  ASSERT_EQ(text(top("<f>b</f>")), "");
+  expect_json(R"({"s:top":{"f":"b"}})");
+  ASSERT_EQ(text(top("<f>a</f>")), "");
+  expect_json(R"({"s:top":{"f":"a"},"s:d":"D"})");
+  ASSERT_EQ(text(update("<e xmlns=\"urn:s\">1</e>")), "");
+  expect_json(R"({"s:top":{"f":"a"},"s:d":"D","s:e":"1"})");
+  ASSERT_EQ(text(top("<f>b</f>")), "");
+  expect_json(R"({"s:top":{"f":"b"}})");
+}
+
 TEST_F(StoreFindings, DefaultsStandAfterTheLastNodeOfAModuleIsDeleted) {
   start(
       R"yang(container top { leaf name { type string; } leaf speed { type uint8; default 7; } })yang");

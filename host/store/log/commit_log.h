@@ -85,9 +85,10 @@ class CommitLog {
   // image (any more) or it cannot be written.
   bool mark_judged(std::uint64_t number);
 
-  // The newest image under that schema, verified; without `config`. False when there is none.
-  // The first call after open() is cheap: the image was read there.
-  bool newest_image(const std::string& schema_hash, LogSnapshot& image) const;
+  // The newest image at or before commit `number`, verified; without `config`. False when there is
+  // none, or when it was made under another schema. The first call after open() is cheap for the
+  // newest commit: the image was read there.
+  bool newest_image(const std::string& schema_hash, std::uint64_t number, LogSnapshot& image) const;
 
   // The commits after `number` up to the newest, in order, each verified, until `each` returns
   // false. Fails when commit `number` + 1 is not kept, or one cannot be read. `each` must not call

@@ -1,6 +1,9 @@
 // Reading, through a connection of its own: it goes on while commits wait for the disk, and while
 // nothing can be written. What lies beyond the newest commit that is known does not count.
 #include "store/log/commit_log.h"
+
+#include <algorithm>
+
 #include "store/log/log_rows.h"
 #include "store/log/log_verify.h"
 #include "store/log/packed_text.h"
@@ -56,20 +59,21 @@ std::string CommitLog::hash_of(std::uint64_t number) const {
   return hash_in(reader_.get(), number);
 }
 
-bool CommitLog::newest_image(const std::string& schema_hash, LogSnapshot& image) const {
-  const std::uint64_t last = head();
+bool CommitLog::newest_image(const std::string& schema_hash, std::uint64_t number,
+                             LogSnapshot& image) const {
+  number = std::min(number, head());
   const std::lock_guard<std::mutex> lock(reading_);
   if (image_) {
     image = std::move(*image_);
     image_.reset();
-    if (image.schema_hash == schema_hash) return true;
+    if (image.number <= number && image.schema_hash == schema_hash) return true;
   }
   image = LogSnapshot();
   if (format_ == 1) return false;
-  Statement row(reader_.get(),
-                select_images("WHERE schema = ? AND number <= ? ORDER BY number DESC LIMIT 1"));
-  row.bind_blob(1, schema_hash).bind(2, signed_number(last));
+  Statement row(reader_.get(), select_images("WHERE number <= ? ORDER BY number DESC LIMIT 1"));
+  row.bind(1, signed_number(number));
   if (row.step() == SQLITE_ROW && read_image(reader_.get(), row, image) == SQLITE_OK &&
+      image.schema_hash == schema_hash &&
       hash_in(reader_.get(), image.number) == image.commit_hash) {
     return true;
   }

@@ -122,6 +122,7 @@ class ChangeCheck {
   void note_moved(lyd_node* node);
   void note_emptied(lyd_node* node);
   bool enter(const lysc_node* schema);
+  void reach_whole();
   Level& level_of(lyd_node* parent, const lysc_node* child);
   Level& touch(lyd_node* parent, const lysc_node* child);
   void make_dirty(Level& level);
@@ -171,7 +172,7 @@ class ChangeCheck {
   bool can_wait(const lysc_node* node, int& rank);
   bool is_excused(Level& level, const lysc_node* node);
   bool is_in_touched_case(const Level& level, const lysc_node* node) const;
-  bool is_whole(const lysc_node* node, const lysc_when& when) const;
+  const Constraint* constraint_of(const lysc_node* node, const lysc_when& when) const;
   bool condition_holds(Level& level, const lysc_node* owner, const lysc_when& when,
                        const lysc_node* absent);
   bool holds(const lyd_node* context, const lys_module* module, const lyxp_expr* expression,

@@ -54,13 +54,15 @@ bool ChangeCheck::enter(const lysc_node* schema) {
     return false;
   }
   const NodeRules& rules = index_.rules(schema);
-  if (!rules.whole.empty() && index_.reaches_whole(schema)) {
-    reached_whole_ = true;
-    unknown_ |= !judges_whole_;
-  }
+  if (!rules.whole.empty() && index_.reaches_whole(schema)) reach_whole();
   unknown_ |= most_nodes_ != 0 && nodes_ > most_nodes_;
   unknown_ |= (rules.foreign && !judges_whole_) || (schema->flags & LYS_CONFIG_R) != 0;
   return !unknown_;
+}
+
+void ChangeCheck::reach_whole() {
+  reached_whole_ = true;
+  unknown_ |= !judges_whole_;
 }
 
 void ChangeCheck::note_created(lyd_node* root) {
@@ -135,6 +137,7 @@ void ChangeCheck::note_flag(lyd_node* node) {
 }
 
 void ChangeCheck::note_moved(lyd_node* node) {
+  if (index_.place_reaches_whole(node->schema)) reach_whole();
   if (!enter(node->schema)) return;
   demand_own(node);
   fire(node->schema, node, Event::kChanged, nullptr);

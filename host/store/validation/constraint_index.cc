@@ -256,6 +256,7 @@ ExpressionPaths ConstraintIndex::watch(Constraint& constraint, const lysc_node* 
   if (constraint.whole.empty()) constraint.whole = paths.reason;
   if (constraint.hazard.empty()) constraint.hazard = paths.hazard;
   constraint.anywhere |= paths.anywhere;
+  constraint.is_absolute = paths.is_absolute;
   is_risky_ |= !paths.hazard.empty();
   for (const lysc_node* const asked : paths.asked) {
     asks_other_modules_ |=
@@ -278,12 +279,23 @@ void ConstraintIndex::spread() {
     for (const lysc_node* const node : looks->second.visited) {
       NodeRules& rules = rules_[node];
       (is_whole ? rules.whole : rules.watchers).push_back(&constraint);
+      if (is_whole) note_places(constraint, node);
     }
   }
   for (auto& [node, rules] : rules_) {
     (void)node;
     sort_once(rules.watchers);
     sort_once(rules.whole);
+    sort_once(rules.placed);
+  }
+}
+
+// Which node comes first may depend on the place of each entry that the nodes stand in.
+void ConstraintIndex::note_places(const Constraint& constraint, const lysc_node* seen) {
+  for (; seen != nullptr; seen = lysc_data_parent(seen)) {
+    if ((seen->nodetype & (LYS_LIST | LYS_LEAFLIST)) != 0) {
+      rules_[seen].placed.push_back(&constraint);
+    }
   }
 }
 
@@ -291,10 +303,18 @@ bool ConstraintIndex::may_judge(const Constraint& constraint) const {
   return constraint.absent_matters || may_exist(constraint.node);
 }
 
-bool ConstraintIndex::reaches_whole(const lysc_node* node) const {
-  const std::vector<const Constraint*>& whole = rules(node).whole;
-  return std::any_of(whole.begin(), whole.end(),
+bool ConstraintIndex::may_judge_any(const std::vector<const Constraint*>& constraints) const {
+  return std::any_of(constraints.begin(), constraints.end(),
                      [this](const Constraint* constraint) { return may_judge(*constraint); });
+}
+
+bool ConstraintIndex::reaches_whole(const lysc_node* node) const {
+  return may_judge_any(rules(node).whole);
+}
+
+bool ConstraintIndex::place_reaches_whole(const lysc_node* list) const {
+  const NodeRules& of_list = rules(list);
+  return may_judge_any(of_list.placed) || may_judge_any(of_list.whole);
 }
 
 bool ConstraintIndex::whole_everywhere() const {

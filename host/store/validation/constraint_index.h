@@ -37,6 +37,7 @@ struct Constraint {
   const lysc_must* must = nullptr;
   const lysc_when* when = nullptr;
   const lysc_node* reach = nullptr;  // it looks at nothing outside this node; null: the whole tree
+  bool is_absolute = false;          // it yields the same wherever in the tree it is asked
   int rank = 0;                      // when: after all those that its expression depends on
   // kWhen: without an instance something may be missed while the condition holds: a default, a
   // mandatory node or choice, a count, or the case that the node would keep. When the condition may
@@ -60,6 +61,7 @@ struct NodeRules {
   bool foreign = false;                     // judged by an extension: only libyang can
   bool in_unique = false;                   // leaf of some list's `unique`
   std::vector<const Constraint*> whole;     // reached when an instance comes, goes or changes
+  std::vector<const Constraint*> placed;    // of a list or leaf-list: whole, look into its entries
   mutable bool seen = false;                // an instance was in the tree at some time
 };
 
@@ -82,10 +84,11 @@ class ConstraintIndex {
   // The constraints that only libyang can judge, over the whole tree.
   const std::vector<const Constraint*>& whole() const { return whole_; }
 
-  // Whether a change of an instance of `node` (by coming, by going, by value, by its place among
-  // the entries that the user orders) can reach a whole constraint. One whose node was never seen
-  // and whose absence does not matter counts for nothing.
+  // Whether a change of an instance of `node` (by coming, by going, by value) can reach a whole
+  // constraint. One whose node was never seen and whose absence does not matter counts for nothing.
   bool reaches_whole(const lysc_node* node) const;
+  // Whether the place of an entry of `list` among its siblings can.
+  bool place_reaches_whole(const lysc_node* list) const;
 
   // Whether every change can reach a whole constraint.
   bool whole_everywhere() const;
@@ -113,7 +116,9 @@ class ConstraintIndex {
   ExpressionPaths watch(Constraint& constraint, const lysc_node* context,
                         const lyxp_expr* expression, const lysc_prefix* prefixes);
   void spread();
+  void note_places(const Constraint& constraint, const lysc_node* seen);
   bool may_judge(const Constraint& constraint) const;
+  bool may_judge_any(const std::vector<const Constraint*>& constraints) const;
   void rank_whens();
   bool has_condition_above(const lysc_node* node) const;
   int rank_of(Constraint& constraint, int depth);

@@ -273,8 +273,8 @@ void Validator::mark_changed(lyd_node* leaf) const {
 
 const StandingDefaults& Validator::standing_defaults() const { return *state_->standing; }
 
-bool Validator::reaches_whole(const lysc_node* list) const {
-  return state_->index.reaches_whole(list);
+bool Validator::place_reaches_whole(const lysc_node* list) const {
+  return state_->index.place_reaches_whole(list);
 }
 
 bool Validator::is_risky() const { return state_->index.is_risky(); }

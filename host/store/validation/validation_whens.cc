@@ -58,7 +58,9 @@ void ChangeCheck::judge_next_when(WhenQueue& queue) {
 
 void ChangeCheck::judge_when(const Constraint& constraint, lyd_node* node) {
   const lysc_when& when = *constraint.when;
-  lyd_node* const context = when.context == constraint.owner ? node : lyd_parent(node);
+  const lyd_node* context = when.context == constraint.owner ? node : lyd_parent(node);
+  // libyang takes no root for a context: any node will do where none is asked for.
+  if (context == nullptr && constraint.is_absolute) context = node;
   if (context == nullptr) {
     unknown_ = true;
     return;
@@ -155,7 +157,8 @@ bool ChangeCheck::can_wait(const lysc_node* node, int& rank) {
 // Whether an absent node's conditions do not hold, so that it is not missed.
 bool ChangeCheck::is_excused(Level& level, const lysc_node* node) {
   return !each_when(node, [&](const lysc_node* owner, const lysc_when& when) {
-    if (!judges_whole_ && is_whole(node, when)) {
+    const Constraint* const constraint = constraint_of(node, when);
+    if (!judges_whole_ && constraint != nullptr && !constraint->whole.empty()) {
       // The change does not reach it, so the node is excused as it was before. Where a case may
       // have become the one that has data, nobody asked before.
       unknown_ |= level.fresh || is_in_touched_case(level, node);
@@ -173,13 +176,13 @@ bool ChangeCheck::is_in_touched_case(const Level& level, const lysc_node* node) 
   return false;
 }
 
-// Whether a `when` of the node, which may be a choice, is left to libyang.
-bool ChangeCheck::is_whole(const lysc_node* node, const lysc_when& when) const {
+// What is known of a `when` of the node, which may be a choice; null: nothing.
+const Constraint* ChangeCheck::constraint_of(const lysc_node* node, const lysc_when& when) const {
   if (node->nodetype == LYS_CHOICE) node = schema_.plans->members(node).front();
-  for (const Constraint* const constraint : index_.rules(node).whole) {
-    if (constraint->when == &when) return true;
+  for (const Constraint* const constraint : index_.rules(node).own) {
+    if (constraint->when == &when) return constraint;
   }
-  return false;
+  return nullptr;
 }
 
 // An opaque node stands in for the absent one, as in libyang.
@@ -188,7 +191,10 @@ bool ChangeCheck::condition_holds(Level& level, const lysc_node* owner, const ly
   if (level.parent != nullptr && when.context != owner) {
     return holds(level.parent, owner->module, when.cond, when.prefixes);
   }
-  if (level.parent == nullptr && tree_ == nullptr) {
+  const Constraint* const constraint = constraint_of(absent, when);
+  const bool is_anywhere = constraint != nullptr && constraint->is_absolute;
+  const bool asks_root = when.context == nullptr && !is_anywhere;
+  if (level.parent == nullptr && (tree_ == nullptr || asks_root)) {
     unknown_ = true;
     return true;
   }

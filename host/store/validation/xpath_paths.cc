@@ -8,7 +8,9 @@ namespace nexa::store {
 
 ExpressionPaths paths_of(std::string_view expression, const ExpressionSite& site) {
   if (const std::optional<XpathExpression> parsed = parse_xpath(expression)) {
-    return SchemaEvaluator(site).evaluate(*parsed);
+    ExpressionPaths paths = SchemaEvaluator(site).evaluate(*parsed);
+    paths.is_absolute = is_absolute(*parsed);
+    return paths;
   }
   ExpressionPaths paths;
   paths.anywhere = true;

@@ -35,9 +35,10 @@ struct ExpressionPaths {
   const lysc_node* reach = nullptr;
   // The context node's own name or value is asked for, which is no part of `visited`.
   bool asks_context = false;
-  bool anywhere = false;  // what it looks at cannot be told: any change matters
-  std::string reason;     // why the above is not the whole truth, in words; empty: it is (proven)
-  std::string hazard;     // what libyang 2.1 may die of when it judges this; empty: nothing known
+  bool is_absolute = false;  // it starts at the root, wherever it is asked
+  bool anywhere = false;     // what it looks at cannot be told: any change matters
+  std::string reason;  // why the above is not the whole truth, in words; empty: it is (proven)
+  std::string hazard;  // what libyang 2.1 may die of when it judges this; empty: nothing known
 
   bool is_proven() const { return reason.empty(); }
 };

@@ -351,9 +351,38 @@ class Parser {
   bool failed_ = false;
 };
 
+bool calls_current(const XpathExpression& expression);
+
+bool any_calls_current(const std::vector<XpathExpression>& expressions) {
+  return std::any_of(expressions.begin(), expressions.end(), calls_current);
+}
+
+bool calls_current(const XpathExpression& expression) {
+  if (expression.kind == Kind::kCall && expression.text == "current") return true;
+  return any_calls_current(expression.arguments) || any_calls_current(expression.predicates) ||
+         std::any_of(expression.steps.begin(), expression.steps.end(),
+                     [](const XpathStep& step) { return any_calls_current(step.predicates); });
+}
+
+// Whether no path of it, and no function, starts at the context node.
+bool ignores_context(const XpathExpression& expression) {
+  const std::vector<XpathExpression>& arguments = expression.arguments;
+  if (expression.kind == Kind::kPath && arguments.empty()) return expression.is_absolute;
+  if (expression.kind == Kind::kCall) {
+    const bool is_constant = expression.text == "true" || expression.text == "false";
+    if (arguments.empty() ? !is_constant : expression.text == "lang") return false;
+  }
+  return std::all_of(arguments.begin(), arguments.end(), ignores_context);
+}
+
 }  // namespace
 
 std::string_view axis_name(XpathAxis axis) { return kAxes[static_cast<std::size_t>(axis)]; }
+
+// A predicate has a context of its own, out of which only current() looks.
+bool is_absolute(const XpathExpression& expression) {
+  return ignores_context(expression) && !calls_current(expression);
+}
 
 bool is_plain_path(const XpathExpression& expression) {
   if (expression.kind != Kind::kPath || !expression.arguments.empty()) return false;

@@ -75,6 +75,9 @@ struct XpathExpression {
 // Null: not an expression, or nested deeper than any model needs.
 std::optional<XpathExpression> parse_xpath(std::string_view text);
 
+// Whether it yields the same wherever in a tree it is asked.
+bool is_absolute(const XpathExpression& expression);
+
 // Whether it is a path of names that first climbs and then only goes down, without predicates.
 bool is_plain_path(const XpathExpression& expression);
 
