@@ -73,8 +73,8 @@ inline void tell_loaded(int pipe) { write_all(pipe, "L"); }
 inline void tell(int pipe, const CaseOutcome& outcome) {
   std::string text = "E";
   for (const std::uint64_t number :
-       {outcome.sets, outcome.accepted, outcome.refused, outcome.crashes, outcome.uncertain,
-        outcome.restarts, outcome.rollbacks}) {
+       {outcome.sets, outcome.accepted, outcome.refused, outcome.crashes, outcome.hazards,
+        outcome.uncertain, outcome.restarts, outcome.rollbacks}) {
     add_part(std::to_string(number), text);
   }
   add_part(outcome.kind, text);
@@ -92,7 +92,7 @@ inline void hear(const std::string& text, CaseOutcome& outcome) {
     }
     if (what == 'E') {
       for (std::uint64_t* const count :
-           {&outcome.sets, &outcome.accepted, &outcome.refused, &outcome.crashes,
+           {&outcome.sets, &outcome.accepted, &outcome.refused, &outcome.crashes, &outcome.hazards,
             &outcome.uncertain, &outcome.restarts, &outcome.rollbacks}) {
         *count = take_number(text, at);
       }

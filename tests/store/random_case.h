@@ -25,6 +25,7 @@ struct CaseOutcome {
   std::uint64_t accepted = 0;
   std::uint64_t refused = 0;
   std::uint64_t crashes = 0;    // judgements that libyang did not survive, and the store did
+  std::uint64_t hazards = 0;    // those where a constraint is listed as one that libyang may die of
   std::uint64_t uncertain = 0;  // Sets for which libyang gives no reference
   std::uint64_t restarts = 0;
   std::uint64_t rollbacks = 0;

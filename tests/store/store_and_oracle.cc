@@ -1,6 +1,7 @@
 // A disagreement ends the case: what follows it would only repeat it.
 #include "store/store_and_oracle.h"
 #include "store/oracle_edits.h"
+#include "store/validation/constraint_index.h"
 #include "support/targets.h"
 
 namespace nexa_test {
@@ -32,12 +33,18 @@ std::string first_difference(const std::string& one, const std::string& other) {
          other.substr(from, 160);
 }
 
+bool is_death(const grpc::Status& status) {
+  return status.error_message().rfind("the configuration cannot be judged: died of signal ", 0) ==
+         0;
+}
+
 }  // namespace
 
 StoreAndOracle::StoreAndOracle(std::string directory, bool is_careful, bool may_crash,
                                CaseOutcome& outcome)
     : directory_(std::move(directory)),
       may_crash_(may_crash),
+      has_hazard_(nexa::store::ConstraintIndex(kestrel::context()).is_risky()),
       oracle_(is_careful || may_crash),
       outcome_(outcome) {
   open();
@@ -119,9 +126,11 @@ void StoreAndOracle::set(const std::vector<nexa::store::Edit>& edits) {
     return fail("refused but changed", said);
   }
   // What the store judges may die where the oracle stopped earlier.
-  const bool may_die = may_crash_ && result.status.error_code() == grpc::StatusCode::INTERNAL;
-  if (answer.verdict == Verdict::kCrashed || may_die) {
+  const bool is_internal = result.status.error_code() == grpc::StatusCode::INTERNAL;
+  if (answer.verdict == Verdict::kCrashed || (may_crash_ && is_internal)) {
     ++outcome_.crashes;
+  } else if (has_hazard_ && is_internal && is_death(result.status)) {
+    ++outcome_.hazards;
   } else if (is_failure(result.status)) {
     return fail("failure", said);
   } else if (answer.verdict == Verdict::kUncertain) {

@@ -41,6 +41,7 @@ class StoreAndOracle {
 
   const std::string directory_;
   const bool may_crash_;
+  const bool has_hazard_;  // the store lists a constraint that libyang may die of
   WholeOracle oracle_;
   CaseOutcome& outcome_;
   std::unique_ptr<nexa::store::ConfigStore> store_;

@@ -12,7 +12,8 @@
 //   7.17    nodes that one module adds to a case of another one's top-level choice: not found, and
 //           a default among them is a loop without end.
 //   10.3.1  deref() of a leaf that is no reference, a predicate that asks for current() where it is
-//           absent, preceding-sibling and preceding at the top level: libyang dies.
+//           absent, preceding-sibling and preceding at the top level: libyang dies. What else it
+//           dies of is INTERNAL for that Set, where the store lists the constraint as a hazard.
 //   7.9.3   a document that holds an empty container below a false `when`: refused or not.
 //   7.9.3   a default beside the data of a nested choice: not made, by the store neither.
 //   2.1     "*" or node() with further steps behind it finds nodes that are not there.
@@ -40,6 +41,7 @@ constexpr std::uint64_t kSets = 20000;
 #endif
 
 constexpr int kSetsOfASchema = 60;
+constexpr std::uint64_t kSetsOfAHazard = 100000;
 
 std::uint64_t number_of(const char* variable, std::uint64_t usual) {
   const char* const text = std::getenv(variable);
@@ -65,6 +67,7 @@ struct Tally {
   std::uint64_t schemas = 0;
   std::uint64_t not_loaded = 0;
   CaseOutcome sum;
+  std::uint64_t hazards = 0;  // schemas
   std::map<std::string, int> kinds;
 
   void add(const CaseOutcome& outcome) {
@@ -73,6 +76,7 @@ struct Tally {
     sum.accepted += outcome.accepted;
     sum.refused += outcome.refused;
     sum.crashes += outcome.crashes;
+    hazards += outcome.hazards != 0 ? 1 : 0;
     sum.uncertain += outcome.uncertain;
     sum.restarts += outcome.restarts;
     sum.rollbacks += outcome.rollbacks;
@@ -123,8 +127,11 @@ TEST(StoreRandom, IsWhatLibyangMakesOfTheWholeTree) {
   std::cout << tally.schemas << " schemas (" << tally.not_loaded << " more did not load), "
             << tally.sum.sets << " Sets: " << tally.sum.accepted << " accepted, "
             << tally.sum.refused << " refused, " << tally.sum.crashes
-            << " whole-tree crashes survived, " << tally.sum.uncertain << " without a reference; "
-            << tally.sum.restarts << " starts, " << tally.sum.rollbacks << " rollbacks\n";
+            << " whole-tree crashes survived, " << tally.hazards << " schemas with more INTERNAL, "
+            << tally.sum.uncertain << " without a reference; " << tally.sum.restarts << " starts, "
+            << tally.sum.rollbacks << " rollbacks\n";
+  // Rare: where a Set is judged by its change, or its conditions by their order, nothing dies.
+  EXPECT_LE(tally.hazards, 1 + tally.sum.sets / kSetsOfAHazard);
   for (const auto& [kind, count] : tally.kinds) std::cout << "  " << count << " " << kind << "\n";
 }
 
