@@ -66,8 +66,7 @@ void SnapshotWriter::run() {
     told_ = false;
     lock.unlock();
     if (due()) write();
-    // One that fails is tried again; if the disk is why, the next commit hears of it.
-    if (log_.checkpoint_due()) static_cast<void>(log_.checkpoint());
+    if (log_.checkpoint_due()) checkpoint();
     lock.lock();
   }
 }
@@ -78,18 +77,32 @@ void SnapshotWriter::write() {
     const std::lock_guard<std::mutex> lock(mutex_);
     tried_ = tail;
   }
-  std::string failure;
   try {
     std::optional<LogSnapshot> snapshot = source_();
     if (!snapshot) return;
     const std::uint64_t number = snapshot->number;
     const LogResult result = log_.write_snapshot(std::move(*snapshot), limits_);
-    if (!result.ok()) failure = snapshot_failed(number, result.text);
+    if (!result.ok()) warn(number, result.text);
   } catch (const std::bad_alloc&) {
     // Its texts are the largest thing that the server makes, and the one that it can do without.
-    failure = snapshot_failed(tail.snapshot + tail.commits, kNoMemory);
+    warn(tail.snapshot + tail.commits, kNoMemory);
   }
-  if (!failure.empty() && warn_) warn_(failure);
+}
+
+void SnapshotWriter::warn(std::uint64_t number, const std::string& reason) noexcept {
+  try {
+    if (warn_) warn_(snapshot_failed(number, reason));
+  } catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch)
+    // Nor is there memory to tell of it.
+  }
+}
+
+// One that fails is tried again; if the disk is why, the next commit hears of it.
+void SnapshotWriter::checkpoint() noexcept {
+  try {
+    static_cast<void>(log_.checkpoint());
+  } catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch)
+  }
 }
 
 }  // namespace nexa::store

@@ -37,6 +37,8 @@ class SnapshotWriter {
  private:
   void run();
   void write();
+  void warn(std::uint64_t number, const std::string& reason) noexcept;
+  void checkpoint() noexcept;
   bool due() const;
 
   CommitLog& log_;
