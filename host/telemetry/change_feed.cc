@@ -2,7 +2,9 @@
 // commit means for a subscription is worked out on the stream's own thread.
 #include "telemetry/change_feed.h"
 
+#include <algorithm>
 #include <exception>
+#include <new>
 #include <utility>
 
 namespace nexa::telemetry {
@@ -55,13 +57,23 @@ ChangeFeed::~ChangeFeed() { store_.unwatch(*this); }
 std::shared_ptr<const store::Snapshot> ChangeFeed::open(const std::shared_ptr<Backlog>& backlog) {
   const std::lock_guard<std::mutex> lock(mutex_);
   if (open_.insert(backlog).second) {
-    for (const auto& watch : backlog->watches_) index_.add(*watch);
+    try {
+      for (const auto& watch : backlog->watches_) index_.add(*watch);
+    } catch (...) {
+      forget(backlog);
+      throw;
+    }
   }
   return current_ != nullptr ? current_ : store_.snapshot();
 }
 
 void ChangeFeed::close(const std::shared_ptr<Backlog>& backlog) {
   const std::lock_guard<std::mutex> lock(mutex_);
+  forget(backlog);
+}
+
+// With the mutex held.
+void ChangeFeed::forget(const std::shared_ptr<Backlog>& backlog) noexcept {
   if (open_.erase(backlog) == 0) return;
   for (const auto& watch : backlog->watches_) index_.remove(*watch);
 }
@@ -93,22 +105,57 @@ void ChangeFeed::committed(const std::shared_ptr<const store::CommitStep>& step)
     }
     for (const std::shared_ptr<Waker>& waker : wakers) waker->wake();
   } catch (const std::exception&) {
-    // Without memory some may not have got the commit: nobody goes on as if it had not been.
+    give_up();
+  }
+}
+
+// Without memory some may not have got a commit: nobody goes on as if it had not been.
+void ChangeFeed::give_up() noexcept {
+  {
     const std::lock_guard<std::mutex> lock(mutex_);
-    for (const auto& backlog : open_) backlog->overflowed_ = true;
+    for (const auto& backlog : open_) {
+      backlog->overflowed_ = true;
+      backlog->must_wake_ = true;
+    }
+  }
+  wake_marked();
+}
+
+// One by one, because a list of them would take memory.
+void ChangeFeed::wake_marked() noexcept {
+  for (;;) {
+    std::shared_ptr<Waker> waker;
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      const auto marked = std::find_if(open_.begin(), open_.end(),
+                                       [](const auto& backlog) { return backlog->must_wake_; });
+      if (marked == open_.end()) return;
+      (*marked)->must_wake_ = false;
+      waker = (*marked)->waker_.lock();
+    }
+    if (waker) waker->wake();
   }
 }
 
 void ChangeFeed::state_changed() {
   std::vector<std::shared_ptr<Waker>> wakers;
+  bool is_marked = false;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
+    try {
+      wakers.reserve(open_.size());
+    } catch (const std::bad_alloc&) {
+      is_marked = true;
+    }
     for (const auto& backlog : open_) {
       if (!backlog->wants_state_ || backlog->state_changed_.exchange(true)) continue;
+      backlog->must_wake_ = is_marked;
+      if (is_marked) continue;
       if (auto waker = backlog->waker_.lock()) wakers.push_back(std::move(waker));
     }
   }
   for (const std::shared_ptr<Waker>& waker : wakers) waker->wake();
+  if (is_marked) wake_marked();
 }
 
 }  // namespace nexa::telemetry

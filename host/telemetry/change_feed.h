@@ -20,7 +20,7 @@ namespace nexa::telemetry {
 class Waker {
  public:
   virtual ~Waker() = default;
-  // Hands the work over and returns. Any thread.
+  // Hands the work over and returns; throws nothing. Any thread.
   virtual void wake() = 0;
 };
 
@@ -65,6 +65,7 @@ class Backlog {
   const std::weak_ptr<Waker> waker_;
   std::vector<std::unique_ptr<Watch>> watches_;
   bool wants_state_ = false;
+  bool must_wake_ = false;  // the feed's
   std::atomic<bool> state_changed_{false};
   std::atomic<bool> overflowed_{false};
   std::mutex mutex_;
@@ -95,6 +96,9 @@ class ChangeFeed final : private store::CommitWatcher {
   void committed(const std::shared_ptr<const store::CommitStep>& step) noexcept override;
   void distribute(const std::shared_ptr<const store::CommitStep>& step,
                   std::vector<std::shared_ptr<Waker>>& wakers);
+  void forget(const std::shared_ptr<Backlog>& backlog) noexcept;
+  void give_up() noexcept;
+  void wake_marked() noexcept;
 
   store::ConfigStore& store_;
   std::mutex mutex_;

@@ -24,6 +24,22 @@ struct ChangeIndex::Level {
 struct ChangeIndex::Branch {
   // Entries by the same keys; the values are joined as image keys are.
   struct Keyed {
+    // Whether the node names none of its entries.
+    static bool has_none(const TargetNode& meant) {
+      return std::all_of(meant.keys.begin(), meant.keys.end(),
+                         [](const TargetKey& key) { return key.any; });
+    }
+    // Whether the node names one by these keys.
+    bool is_of(const TargetNode& meant) const {
+      std::size_t met = 0;
+      for (const TargetKey& key : meant.keys) {
+        if (key.any) continue;
+        if (met == keys.size() || keys[met] != key.schema) return false;
+        ++met;
+      }
+      return met == keys.size();
+    }
+
     std::vector<const lysc_node*> keys;
     std::unordered_map<std::string, std::unique_ptr<Level>> entries;
   };
@@ -40,79 +56,141 @@ bool ChangeIndex::is_free(const Level& level) {
 }
 
 void ChangeIndex::add(Watch& watch) {
-  change(*root_, watch, 0, nullptr, true);
+  try {
+    add_at(*root_, watch, 0, nullptr);
+  } catch (...) {
+    remove_at(*root_, watch, 0, nullptr);  // the part that is there
+    throw;
+  }
+  watch.is_in = true;
   ++watches_;
 }
 
-void ChangeIndex::remove(Watch& watch) {
-  change(*root_, watch, 0, nullptr, false);
+void ChangeIndex::remove(Watch& watch) noexcept {
+  if (!watch.is_in) return;
+  remove_at(*root_, watch, 0, nullptr);
+  watch.is_in = false;
   --watches_;
 }
 
-// `parent` is the schema node that the steps so far lead to.
-void ChangeIndex::change(Level& level, Watch& watch, std::size_t step, const lysc_node* parent,
-                         bool adds) {
+// `parent` is the schema node that the steps so far lead to. Behind a wildcard the level stands for
+// several schema nodes; those that are no parents of a node never meet it.
+template <typename Named>
+void ChangeIndex::for_each_meant(const Level& level, const Watch& watch, std::size_t step,
+                                 const lysc_node* parent, const Named& named) {
+  const std::vector<TargetStep>& steps = watch.target->steps;
+  const bool is_open = level.is_deep || (step > 0 && steps[step - 1].unlimited);
+  if (is_open) {
+    for (const TargetNode& meant : steps[step].nodes) named(meant);
+    return;
+  }
+  const auto [first, end] = steps[step].below(parent);
+  for (const TargetNode* meant = first; meant != end; ++meant) named(*meant);
+}
+
+void ChangeIndex::add_at(Level& level, Watch& watch, std::size_t step, const lysc_node* parent) {
   const std::vector<TargetStep>& steps = watch.target->steps;
   if (step == steps.size()) {
-    if (adds) {
-      level.watches.push_back(&watch);
-    } else {
-      std::erase(level.watches, &watch);
-    }
+    level.watches.push_back(&watch);
     return;
   }
   const TargetStep& at = steps[step];
-  if (at.kind == TargetStep::Kind::kDeep || at.unlimited) {
-    std::unique_ptr<Level>& next = at.kind == TargetStep::Kind::kDeep ? level.deep : level.any;
+  const bool is_deep = at.kind == TargetStep::Kind::kDeep;
+  if (is_deep || at.unlimited) {
+    std::unique_ptr<Level>& next = is_deep ? level.deep : level.any;
     if (next == nullptr) next = std::make_unique<Level>();
-    next->is_deep = at.kind == TargetStep::Kind::kDeep;
-    change(*next, watch, step + 1, nullptr, adds);
-    if (is_free(*next)) next.reset();
+    next->is_deep = is_deep;
+    add_at(*next, watch, step + 1, nullptr);
     return;
   }
-  // Behind a wildcard the level stands for several schema nodes; those that are no parents of a
-  // node never meet it.
-  const bool is_open = level.is_deep || (step > 0 && steps[step - 1].unlimited);
-  if (is_open) {
-    for (const TargetNode& meant : at.nodes) change_named(level, watch, step, meant, adds);
-    return;
-  }
-  const auto [first, end] = at.below(parent);
-  for (const TargetNode* meant = first; meant != end; ++meant) {
-    change_named(level, watch, step, *meant, adds);
-  }
+  for_each_meant(level, watch, step, parent,
+                 [&](const TargetNode& meant) { add_named(level, watch, step, meant); });
 }
 
-void ChangeIndex::change_named(Level& level, Watch& watch, std::size_t step,
-                               const TargetNode& meant, bool adds) {
+void ChangeIndex::add_named(Level& level, Watch& watch, std::size_t step, const TargetNode& meant) {
   std::vector<const lysc_node*> keys;
-  std::string values;
   for (const TargetKey& key : meant.keys) {
-    if (key.any) continue;
-    if (!keys.empty()) values += '\0';
-    keys.push_back(key.schema);
-    values += key.canonical;
+    if (!key.any) keys.push_back(key.schema);
   }
   Branch& branch = level.named[meant.schema];
   std::unique_ptr<Level>* next = &branch.all;
-  auto place = branch.keyed.end();
   if (!keys.empty()) {
-    place = std::find_if(branch.keyed.begin(), branch.keyed.end(),
-                         [&](const Branch::Keyed& each) { return each.keys == keys; });
+    auto place = std::find_if(branch.keyed.begin(), branch.keyed.end(),
+                              [&](const Branch::Keyed& each) { return each.keys == keys; });
     if (place == branch.keyed.end()) {
       place = branch.keyed.insert(place, {std::move(keys), {}});
     }
-    next = &place->entries[values];
+    write_values(meant);
+    next = &place->entries[values_];
   }
   if (*next == nullptr) *next = std::make_unique<Level>();
-  change(**next, watch, step + 1, meant.schema, adds);
-  if (!is_free(**next)) return;
-  next->reset();
-  if (place != branch.keyed.end()) {
-    place->entries.erase(values);
-    if (place->entries.empty()) branch.keyed.erase(place);
+  add_at(**next, watch, step + 1, meant.schema);
+}
+
+// Also of a watch that was added in part: whatever is not there is passed over.
+void ChangeIndex::remove_at(Level& level, Watch& watch, std::size_t step,
+                            const lysc_node* parent) noexcept {
+  const std::vector<TargetStep>& steps = watch.target->steps;
+  if (step == steps.size()) {
+    std::erase(level.watches, &watch);
+    return;
   }
-  if (branch.all == nullptr && branch.keyed.empty()) level.named.erase(meant.schema);
+  const TargetStep& at = steps[step];
+  const bool is_deep = at.kind == TargetStep::Kind::kDeep;
+  if (is_deep || at.unlimited) {
+    std::unique_ptr<Level>& next = is_deep ? level.deep : level.any;
+    if (next == nullptr) return;
+    remove_at(*next, watch, step + 1, nullptr);
+    if (is_free(*next)) next.reset();
+    return;
+  }
+  for_each_meant(level, watch, step, parent,
+                 [&](const TargetNode& meant) { remove_named(level, watch, step, meant); });
+}
+
+void ChangeIndex::remove_named(Level& level, Watch& watch, std::size_t step,
+                               const TargetNode& meant) noexcept {
+  const auto named = level.named.find(meant.schema);
+  if (named == level.named.end()) return;
+  Branch& branch = named->second;
+  const auto place = std::find_if(branch.keyed.begin(), branch.keyed.end(),
+                                  [&](const Branch::Keyed& each) { return each.is_of(meant); });
+  if (Branch::Keyed::has_none(meant)) {
+    if (branch.all != nullptr) remove_at(*branch.all, watch, step + 1, meant.schema);
+    if (branch.all != nullptr && is_free(*branch.all)) branch.all.reset();
+  } else if (place != branch.keyed.end() && can_write_values(meant)) {
+    write_values(meant);
+    const auto entry = place->entries.find(values_);
+    if (entry != place->entries.end()) {
+      if (entry->second != nullptr) remove_at(*entry->second, watch, step + 1, meant.schema);
+      if (entry->second == nullptr || is_free(*entry->second)) place->entries.erase(entry);
+    }
+  }
+  if (place != branch.keyed.end() && place->entries.empty()) branch.keyed.erase(place);
+  if (branch.all == nullptr && branch.keyed.empty()) level.named.erase(named);
+}
+
+void ChangeIndex::write_values(const TargetNode& meant) {
+  values_.clear();
+  bool is_first = true;
+  for (const TargetKey& key : meant.keys) {
+    if (key.any) continue;
+    if (!is_first) values_ += '\0';
+    values_ += key.canonical;
+    is_first = false;
+  }
+}
+
+// What was never written is in no entry.
+bool ChangeIndex::can_write_values(const TargetNode& meant) const noexcept {
+  std::size_t length = 0;
+  bool is_first = true;
+  for (const TargetKey& key : meant.keys) {
+    if (key.any) continue;
+    length += key.canonical.size() + (is_first ? 0 : 1);
+    is_first = false;
+  }
+  return length <= values_.capacity();
 }
 
 class ChangeIndex::Walk final : public store::ChangeVisitor {
