@@ -14,6 +14,7 @@ namespace {
 
 constexpr char kAuthor[] = "nexad";
 constexpr std::chrono::seconds kLongestPause{60};
+constexpr std::chrono::seconds kNextLook{1};
 
 std::chrono::nanoseconds until(std::int64_t time_ns) {
   const auto now = std::chrono::nanoseconds(std::chrono::system_clock::now().time_since_epoch());
@@ -29,7 +30,11 @@ void ConfirmationWatch::begin() {
   task->get_future().get();
 }
 
+void ConfirmationWatch::stand_by() { schedule(std::chrono::steady_clock::now() + kNextLook); }
+
+// There is another appointment until run() made its own: that may fail for want of memory.
 void ConfirmationWatch::due() {
+  stand_by();
   core_.writer.post_unbounded([self = shared_from_this()] { self->run(); });
 }
 
@@ -56,8 +61,9 @@ void ConfirmationWatch::look() {
 
 void ConfirmationWatch::schedule(telemetry::MonotonicTime time) {
   const std::lock_guard<std::mutex> lock(mutex_);
+  const auto next = core_.sampler.schedule(time, weak_from_this());
   core_.sampler.cancel(appointment_);
-  appointment_ = core_.sampler.schedule(time, weak_from_this());
+  appointment_ = next;
 }
 
 void ConfirmationWatch::run() {

@@ -24,6 +24,10 @@ class ConfirmationWatch : public telemetry::Sampler::Sampled,
   // is served meanwhile, and every other commit is refused.
   void begin();
 
+  // Before each change of the commit that waits: should memory be wanting afterwards, it is looked
+  // at soon. What throws here has changed nothing. On the writer's thread.
+  void stand_by();
+
   // Looks at the commit that waits anew. On the writer's thread, after each change of it.
   void look();
 

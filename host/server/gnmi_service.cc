@@ -13,6 +13,7 @@
 #include "server/service_core.h"
 #include "server/set_call.h"
 #include "server/subscribe_stream.h"
+#include "server/want_of_memory.h"
 
 namespace nexa::server {
 namespace {
@@ -48,8 +49,15 @@ class Service final : public GnmiService, public RawMethods {
   // Reads the request of a call and writes its answer; not OK: that is the answer.
   using Serve = std::function<grpc::Status(UnaryCall& call, grpc::ByteBuffer& answer)>;
 
+  // A reactor for the call: what `open` gives, a refusal when there is no memory for it. Without
+  // memory for that gRPC would say that there is no such method; so the call is cancelled.
+  template <typename Open>
+  BytesReactor* opened(const char* method, grpc::CallbackServerContext& context,
+                       const Open& open) noexcept;
+
   // Judges the caller, receives the request and answers with what `serve` gives.
   BytesReactor* answer(grpc::CallbackServerContext& context, const char* method, Serve serve);
+  void begin(const std::shared_ptr<UnaryCall>& call, const char* method, Serve serve);
   grpc::Status serve_capabilities(UnaryCall& call, grpc::ByteBuffer& answer);
   grpc::Status serve_paths(UnaryCall& call, grpc::ByteBuffer& answer);
   void stop();
@@ -64,17 +72,35 @@ grpc::CallbackGenericService& Service::reflection() {
   return *reflection_;
 }
 
+template <typename Open>
+BytesReactor* Service::opened(const char* method, grpc::CallbackServerContext& context,
+                              const Open& open) noexcept {
+  BytesReactor* reactor = nullptr;
+  attempt([&] { reactor = open(); });
+  if (reactor == nullptr) attempt([&] { reactor = refuse(core_, method, no_memory()); });
+  if (reactor == nullptr) context.TryCancel();
+  return reactor;
+}
+
 BytesReactor* Service::answer(grpc::CallbackServerContext& context, const char* method,
                               Serve serve) {
-  const auto call = std::make_shared<UnaryCall>(core_, context, method);
-  BytesReactor* reactor = call->reactor();
+  return opened(method, context, [&] {
+    const auto call = std::make_shared<UnaryCall>(core_, context, method);
+    attempt([&] { begin(call, method, std::move(serve)); });  // what it drops is answered
+    return call->reactor();
+  });
+}
+
+void Service::begin(const std::shared_ptr<UnaryCall>& call, const char* method, Serve serve) {
   ServiceCore::Login login{call->identity(), method, [call] { return call->cancelled(); }, {}};
   login.then = [this, call, serve = std::move(serve)](const grpc::Status& verdict,
                                                       const access::Caller& /*caller*/) {
     if (!verdict.ok()) return call->finish(verdict);
     call->receive([this, call, serve](const grpc::Status& received) {
       if (!received.ok()) return call->finish(received);
-      if (call->cancelled()) return call->finish({grpc::StatusCode::CANCELLED, kCallCancelled});
+      if (call->cancelled()) {
+        return call->finish(status_of(grpc::StatusCode::CANCELLED, kCallCancelled));
+      }
       grpc::ByteBuffer bytes;
       const grpc::Status status = call->guarded([&] { return serve(*call, bytes); });
       const bool given_up = status.error_code() == grpc::StatusCode::CANCELLED && core_.stopping;
@@ -82,7 +108,6 @@ BytesReactor* Service::answer(grpc::CallbackServerContext& context, const char* 
     });
   };
   core_.authenticate(std::move(login));
-  return reactor;
 }
 
 grpc::Status Service::serve_capabilities(UnaryCall& call, grpc::ByteBuffer& answer) {
@@ -124,11 +149,15 @@ BytesReactor* Service::Get(grpc::CallbackServerContext* context) {
 }
 
 BytesReactor* Service::Set(grpc::CallbackServerContext* context) {
-  return std::make_shared<SetCall>(core_, *context)->start();
+  return opened("Set", *context, [&] {
+    const auto call = std::make_shared<SetCall>(core_, *context);
+    attempt([&] { call->start(); });  // what it drops is answered
+    return call->reactor();
+  });
 }
 
 BytesReactor* Service::Subscribe(grpc::CallbackServerContext* context) {
-  return open_stream(core_, streams_, *context);
+  return opened("Subscribe", *context, [&] { return open_stream(core_, streams_, *context); });
 }
 
 // The streams end first: nothing is handed to the threads by them afterwards. A commit that has

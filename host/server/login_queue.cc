@@ -6,6 +6,8 @@
 #include <exception>
 #include <utility>
 
+#include "server/want_of_memory.h"
+
 namespace nexa::server {
 
 LoginQueue::LoginQueue(const Limits& limits, FaultSink on_fault)
@@ -34,7 +36,7 @@ bool LoginQueue::post(const std::string& address, Login login) {
     }
   }
   wake_.notify_one();
-  if (refused.refuse) refused.refuse();
+  if (refused.refuse) attempt(refused.refuse);
   return true;
 }
 
@@ -81,27 +83,32 @@ void LoginQueue::run() {
       }
       continue;
     }
-    const std::string address = found->first;
-    found->second.served = ++turn_;
-    Login login = std::move(found->second.waiting.back());
-    found->second.waiting.pop_back();
+    Address& address = found->second;
+    address.served = ++turn_;
+    ++address.judged;
+    Login login = std::move(address.waiting.back());
+    address.waiting.pop_back();
     --waiting_;
     lock.unlock();
     bool is_wrong = false;
     try {
       is_wrong = login.judge();
     } catch (const std::exception& fault) {
-      on_fault_(std::string("a login failed: ") + fault.what());
+      attempt([&] { on_fault_(std::string("a login failed: ") + fault.what()); });
     }
     login = Login();  // what it holds is released without the lock
     lock.lock();
+    --address.judged;
     if (is_wrong) note_failure(address);
   }
 }
 
-void LoginQueue::note_failure(const std::string& address) {
+bool LoginQueue::is_idle(const Address& address) {
+  return address.waiting.empty() && address.judged == 0;
+}
+
+void LoginQueue::note_failure(Address& failed) const {
   const Clock::time_point now = Clock::now();
-  Address& failed = addresses_[address];
   if (now - failed.last_failure > limits_.memory) failed.failures = 0;
   ++failed.failures;
   failed.last_failure = now;
@@ -122,10 +129,10 @@ std::chrono::milliseconds LoginQueue::delay_after(unsigned failures) const {
 void LoginQueue::forget(Clock::time_point now) {
   if (addresses_.size() < limits_.addresses) return;
   std::erase_if(addresses_, [&](const auto& entry) {
-    return entry.second.waiting.empty() && now - entry.second.last_failure > limits_.memory;
+    return is_idle(entry.second) && now - entry.second.last_failure > limits_.memory;
   });
   if (addresses_.size() < limits_.addresses) return;
-  std::erase_if(addresses_, [](const auto& entry) { return entry.second.waiting.empty(); });
+  std::erase_if(addresses_, [](const auto& entry) { return is_idle(entry.second); });
 }
 
 void LoginQueue::stop() {

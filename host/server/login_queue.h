@@ -60,6 +60,7 @@ class LoginQueue {
   struct Address {
     std::deque<Login> waiting;  // the newest is last
     std::uint64_t served = 0;   // the turn it had last
+    unsigned judged = 0;        // that are judged now; the address stays meanwhile
     unsigned failures = 0;
     Clock::time_point not_before{};
     Clock::time_point last_failure{};
@@ -71,7 +72,8 @@ class LoginQueue {
   Addresses::iterator next(Clock::time_point now, Clock::time_point& wake);
   Login take_oldest(Address& address);
   Addresses::iterator longest();
-  void note_failure(const std::string& address);
+  static bool is_idle(const Address& address);
+  void note_failure(Address& failed) const;
   void forget(Clock::time_point now);
   std::chrono::milliseconds delay_after(unsigned failures) const;
 

@@ -14,6 +14,8 @@ inline constexpr char kTooManyLogins[] = "Too many logins are waiting, try again
 inline constexpr char kTooManySets[] = "Too many Set requests are waiting";
 using request::kCallCancelled;
 inline constexpr char kServerFault[] = "The server failed to serve the call";
+inline constexpr char kUnknownOutcome[] =
+    "Whether the change was made is not known: memory is wanting";
 inline constexpr char kNoSuchMessage[] =
     "The request cannot be read: it is no message of this method, or a text in it is not UTF-8";
 inline constexpr char kReadOnlyRole[] = "Set needs a user of the role read-write";

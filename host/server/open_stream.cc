@@ -4,6 +4,7 @@
 
 #include "server/messages.h"
 #include "server/subscribe_stream.h"
+#include "server/want_of_memory.h"
 
 namespace nexa::server {
 namespace {
@@ -11,7 +12,7 @@ namespace {
 // A stream that is over before it begins.
 class RefusedStream final : public BytesReactor {
  public:
-  explicit RefusedStream(const grpc::Status& status) { Finish(status); }
+  explicit RefusedStream(const grpc::Status& status) { Finish(sendable(status)); }
   void hold(std::unique_ptr<RefusedStream> self) { self_ = std::move(self); }
   void OnDone() override { const std::unique_ptr<RefusedStream> self = std::move(self_); }
 
@@ -19,21 +20,21 @@ class RefusedStream final : public BytesReactor {
   std::unique_ptr<RefusedStream> self_;
 };
 
-BytesReactor* refuse(ServiceCore& core, const grpc::Status& status) {
-  core.parts.observer.call_ended("Subscribe", status.error_code(), {});
+}  // namespace
+
+BytesReactor* refuse(ServiceCore& core, const char* method, const grpc::Status& status) {
   auto stream = std::make_unique<RefusedStream>(status);
   RefusedStream* reactor = stream.get();
   reactor->hold(std::move(stream));
+  attempt([&] { core.parts.observer.call_ended(method, status.error_code(), {}); });
   return reactor;
 }
-
-}  // namespace
 
 BytesReactor* open_stream(ServiceCore& core, OpenStreams<SubscribeStream>& open,
                           grpc::CallbackServerContext& context) {
   const auto stream = std::make_shared<SubscribeStream>(core, open, context);
   const grpc::Status refusal = open.admit(stream);
-  if (!refusal.ok()) return refuse(core, refusal);
+  if (!refusal.ok()) return refuse(core, "Subscribe", refusal);
   stream->start();
   return stream.get();
 }

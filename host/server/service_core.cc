@@ -12,6 +12,7 @@
 #include "server/confirmation_watch.h"
 #include "server/messages.h"
 #include "server/request_bytes.h"
+#include "server/want_of_memory.h"
 
 namespace nexa::server {
 namespace {
@@ -53,17 +54,19 @@ void ServiceCore::message_received(const std::string& peer, const grpc::ByteBuff
   if (parts.connections != nullptr) parts.connections->message_received(peer, bytes.Length());
 }
 
-grpc::Status ServiceCore::no_room() const {
-  if (stopping) return {grpc::StatusCode::UNAVAILABLE, kShuttingDown};
-  return {grpc::StatusCode::RESOURCE_EXHAUSTED, kTooManyRequests};
+grpc::Status ServiceCore::no_room() const noexcept {
+  if (stopping) return status_of(grpc::StatusCode::UNAVAILABLE, kShuttingDown);
+  return status_of(grpc::StatusCode::RESOURCE_EXHAUSTED, kTooManyRequests);
 }
+
+grpc::Status ServiceCore::dropped() const noexcept { return stopping ? no_room() : no_memory(); }
 
 bool ServiceCore::authenticate(Login login) {
   if (parts.connections != nullptr) {
     login.then = [connections = parts.connections, identity = login.identity,
                   then = std::move(login.then)](const grpc::Status& verdict,
                                                 const access::Caller& caller) {
-      if (verdict.ok()) connections->login_succeeded(identity->peer);
+      if (verdict.ok()) attempt([&] { connections->login_succeeded(identity->peer); });
       then(verdict, caller);
     };
   }
@@ -80,28 +83,31 @@ bool ServiceCore::authenticate(Login login) {
   const auto peer = access::parse_peer(login.identity->peer);
   const std::string address = peer ? peer->network() : login.identity->peer;
   const auto refuse = [then = login.then] {
-    then({grpc::StatusCode::RESOURCE_EXHAUSTED, kTooManyLogins}, {});
+    then(status_of(grpc::StatusCode::RESOURCE_EXHAUSTED, kTooManyLogins), {});
   };
   return logins.post(address, {[this, login = std::move(login)] { return judge(login); }, refuse});
 }
 
+grpc::Status ServiceCore::verdict_on(const Login& login, access::Caller& caller) const {
+  if (stopping) return no_room();
+  if (login.is_abandoned()) return status_of(grpc::StatusCode::CANCELLED, kCallCancelled);
+  try {
+    return parts.access.authenticate(login.identity->credentials(), caller);
+  } catch (const std::bad_alloc&) {
+    return no_memory();
+  } catch (const std::exception& fault) {
+    attempt([&] { parts.observer.fault(std::string("access control failed: ") + fault.what()); });
+  }
+  return status_of(grpc::StatusCode::INTERNAL, kServerFault);
+}
+
 bool ServiceCore::judge(const Login& login) {
   access::Caller caller;
-  grpc::Status verdict(grpc::StatusCode::INTERNAL, kServerFault);
-  if (stopping) {
-    verdict = no_room();
-  } else if (login.is_abandoned()) {
-    verdict = grpc::Status(grpc::StatusCode::CANCELLED, kCallCancelled);
-  } else {
-    try {
-      verdict = parts.access.authenticate(login.identity->credentials(), caller);
-    } catch (const std::exception& fault) {
-      parts.observer.fault(std::string("access control failed: ") + fault.what());
-    }
-  }
+  const grpc::Status verdict = verdict_on(login, caller);
   const bool is_wrong = verdict.error_code() == grpc::StatusCode::UNAUTHENTICATED;
   if (is_wrong) {
-    parts.observer.login_failed(login_line(*login.identity, login.method, verdict));
+    attempt(
+        [&] { parts.observer.login_failed(login_line(*login.identity, login.method, verdict)); });
   }
   login.then(verdict, caller);
   return is_wrong;
@@ -111,32 +117,32 @@ UnaryCall::UnaryCall(ServiceCore& core, grpc::CallbackServerContext& context, co
     : core_(core),
       context_(context),
       method_(method),
-      reactor_(AnswerReactor::make(core.unread)),
-      identity_(std::make_shared<const CallIdentity>(identify(context))) {}
+      identity_(std::make_shared<const CallIdentity>(identify(context))),
+      reactor_(AnswerReactor::make(core.unread)) {}
 
-UnaryCall::~UnaryCall() { finish(core_.no_room()); }
+UnaryCall::~UnaryCall() { finish(core_.dropped()); }
 
-void UnaryCall::finish(const grpc::Status& status) {
+void UnaryCall::finish(const grpc::Status& status) noexcept {
   if (finished_.exchange(true)) return;
-  core_.parts.observer.call_ended(method_, status.error_code(), age());
-  reactor_->Finish(request::bounded(status));
+  attempt([&] { core_.parts.observer.call_ended(method_, status.error_code(), age()); });
+  reactor_->Finish(sendable(status));
 }
 
-void UnaryCall::finish(const grpc::Status& status, grpc::ByteBuffer& answer) {
+void UnaryCall::finish(const grpc::Status& status, grpc::ByteBuffer& answer) noexcept {
   if (!status.ok()) return finish(status);
   if (finished_.exchange(true)) return;
   grpc::Status verdict;
   if (!reactor_->answer(answer)) {
-    verdict = grpc::Status(grpc::StatusCode::RESOURCE_EXHAUSTED, kTooManyUnread);
-    reactor_->Finish(verdict);
+    verdict = status_of(grpc::StatusCode::RESOURCE_EXHAUSTED, kTooManyUnread);
+    reactor_->Finish(sendable(verdict));
   }
-  core_.parts.observer.call_ended(method_, verdict.error_code(), age());
+  attempt([&] { core_.parts.observer.call_ended(method_, verdict.error_code(), age()); });
 }
 
 void UnaryCall::receive(std::function<void(const grpc::Status&)> then) {
   reactor_->read([this, then = std::move(then)](bool is_request, grpc::ByteBuffer& bytes) {
-    if (cancelled()) return then({grpc::StatusCode::CANCELLED, kCallCancelled});
-    if (!is_request) return then({grpc::StatusCode::INVALID_ARGUMENT, kNoSuchMessage});
+    if (cancelled()) return then(status_of(grpc::StatusCode::CANCELLED, kCallCancelled));
+    if (!is_request) return then(status_of(grpc::StatusCode::INVALID_ARGUMENT, kNoSuchMessage));
     core_.message_received(identity_->peer, bytes);
     bytes_.Swap(&bytes);
     if (!core_.workers.post([then] { then(grpc::Status::OK); })) then(core_.no_room());
@@ -154,12 +160,15 @@ std::chrono::nanoseconds UnaryCall::age() const {
 grpc::Status UnaryCall::guarded(const std::function<grpc::Status()>& work) const {
   try {
     return work();
+  } catch (const std::bad_alloc&) {
+    attempt([&] { core_.parts.observer.fault(std::string(method_) + " failed: no memory"); });
+    return no_memory();
   } catch (const std::exception& fault) {
-    core_.parts.observer.fault(std::string(method_) + " failed: " + fault.what());
+    attempt([&] { core_.parts.observer.fault(std::string(method_) + " failed: " + fault.what()); });
   } catch (...) {
-    core_.parts.observer.fault(std::string(method_) + " failed");
+    attempt([&] { core_.parts.observer.fault(std::string(method_) + " failed"); });
   }
-  return {grpc::StatusCode::INTERNAL, kServerFault};
+  return status_of(grpc::StatusCode::INTERNAL, kServerFault);
 }
 
 }  // namespace nexa::server

@@ -50,7 +50,10 @@ class ServiceCore {
   void message_received(const std::string& peer, const grpc::ByteBuffer& bytes) const;
 
   // What a call is answered for which no thread could be found.
-  grpc::Status no_room() const;
+  grpc::Status no_room() const noexcept;
+
+  // What a call is answered that nobody answered.
+  grpc::Status dropped() const noexcept;
 
   const GnmiServiceParts parts;
   const GnmiServiceOptions options;
@@ -75,6 +78,7 @@ class ServiceCore {
  private:
   // Whether the credentials are wrong.
   bool judge(const Login& login);
+  grpc::Status verdict_on(const Login& login, nexa::access::Caller& caller) const;
 };
 
 // One unary call: answered exactly once, if by nobody else then when it is dropped.
@@ -85,11 +89,11 @@ class UnaryCall {
   UnaryCall(const UnaryCall&) = delete;
   UnaryCall& operator=(const UnaryCall&) = delete;
 
-  void finish(const grpc::Status& status);
+  void finish(const grpc::Status& status) noexcept;
 
   // The same, with an answer that waits in memory until its client has read it; refused when too
   // many do.
-  void finish(const grpc::Status& status, grpc::ByteBuffer& answer);
+  void finish(const grpc::Status& status, grpc::ByteBuffer& answer) noexcept;
 
   // Receives the request, and calls `then` on a worker; on one of gRPC's threads, with what the
   // call is to be answered, when there is no request or no worker. Once, after the login.
@@ -101,7 +105,8 @@ class UnaryCall {
   bool cancelled() const { return context_.IsCancelled(); }
   std::chrono::nanoseconds age() const;
 
-  // Runs `work`; an exception becomes INTERNAL, and the observer is told.
+  // Runs `work`; an exception becomes INTERNAL, want of memory RESOURCE_EXHAUSTED, and the observer
+  // is told.
   grpc::Status guarded(const std::function<grpc::Status()>& work) const;
 
   const std::shared_ptr<const CallIdentity>& identity() const { return identity_; }
@@ -111,9 +116,10 @@ class UnaryCall {
   ServiceCore& core_;
   grpc::CallbackServerContext& context_;
   const char* method_;
+  std::shared_ptr<const CallIdentity> identity_;
+  // Made last: from then on gRPC has to be given it, or it never goes.
   AnswerReactor* reactor_;
   grpc::ByteBuffer bytes_;
-  std::shared_ptr<const CallIdentity> identity_;
   const std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
   std::atomic<bool> finished_{false};
 };

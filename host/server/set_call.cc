@@ -4,32 +4,39 @@
 #include <string>
 #include <utility>
 
+#include "nexa/nexa_srv_rpc_msg_helpers.h"
 #include "request/set_request.h"
 #include "request/status_details.h"
 #include "server/confirmation_watch.h"
 #include "server/messages.h"
 #include "server/request_bytes.h"
+#include "server/want_of_memory.h"
 #include "text/display.h"
 
 namespace nexa::server {
+namespace {
 
-SetCall::SetCall(ServiceCore& core, grpc::CallbackServerContext& context)
-    : core_(core), call_(core, context, "Set") {
-  audit_.user = call_.identity()->claimed_name();
-  audit_.peer = call_.identity()->peer;
+// The store finds out before it does anything else.
+grpc::Status unknown_outcome() noexcept {
+  return status_of(grpc::StatusCode::UNAVAILABLE, kUnknownOutcome);
 }
 
-SetCall::~SetCall() { finish(core_.no_room()); }
+}  // namespace
 
-BytesReactor* SetCall::start() {
-  BytesReactor* reactor = call_.reactor();
+SetCall::SetCall(ServiceCore& core, grpc::CallbackServerContext& context)
+    : core_(core), call_(core, context, "Set") {}
+
+SetCall::~SetCall() { finish(core_.dropped()); }
+
+void SetCall::start() {
+  audit_.user = call_.identity()->claimed_name();
+  audit_.peer = call_.identity()->peer;
   const auto self = shared_from_this();
   ServiceCore::Login login{call_.identity(), "Set", [self] { return self->call_.cancelled(); }, {}};
   login.then = [self](const grpc::Status& verdict, const access::Caller& caller) {
     self->judged(verdict, caller);
   };
   core_.authenticate(std::move(login));
-  return reactor;
 }
 
 void SetCall::judged(const grpc::Status& verdict, const access::Caller& caller) {
@@ -83,13 +90,18 @@ grpc::Status SetCall::apply() {
   grpc::Status status = core_.arbitration.admit(request_);
   if (!status.ok()) return status;
   const request::CommitAction::Kind action = audit_.action.kind;
+  // Before the commit: what was done is not to be refused for want of memory.
+  request::answer_set(request_, response_);
+  if (action != request::CommitAction::Kind::kNone) core_.confirmations->stand_by();
   if (action == request::CommitAction::Kind::kCommit || !edits_.empty()) {
     status = commit_edits();
   } else if (action != request::CommitAction::Kind::kNone) {
     status = settle_pending();
   }
-  if (action != request::CommitAction::Kind::kNone) core_.confirmations->look();
-  if (status.ok()) request::answer_set(request_, response_);
+  if (action != request::CommitAction::Kind::kNone) {
+    attempt([this] { core_.confirmations->look(); });  // otherwise it looks soon
+  }
+  response_.set_timestamp(ServiceRpcMsgHelpers::get_timestamp());
   return status;
 }
 
@@ -106,7 +118,17 @@ grpc::Status SetCall::commit_edits() {
   }
   commit.approve = approval();
   commit.abandoned = [this] { return is_abandoned(); };
-  const store::CommitResult result = core_.parts.store.commit(commit);
+  store::CommitResult result;
+  try {
+    result = core_.parts.store.commit(commit);
+  } catch (const std::bad_alloc&) {
+    return unknown_outcome();
+  }
+  if (result.status.error_code() == grpc::StatusCode::UNAVAILABLE) {
+    grpc::Status status = unknown_outcome();
+    attempt([&] { status = request::refusal_of(request_, result); });
+    return status;
+  }
   if (is_abandoned() && !result.status.ok()) return abandoned();
   if (!result.status.ok()) return request::refusal_of(request_, result);
   audit_.commit = result.number;
@@ -116,13 +138,18 @@ grpc::Status SetCall::commit_edits() {
 grpc::Status SetCall::settle_pending() {
   const request::CommitAction& action = audit_.action;
   store::ConfigStore& store = core_.parts.store;
-  if (action.kind == request::CommitAction::Kind::kConfirm) return store.confirm(action.id);
-  if (action.kind == request::CommitAction::Kind::kExtend)
-    return store.extend(action.id, action.duration);
-  const store::CommitResult result = store.cancel(
-      action.id, audit_.user, text::quoted(action.id) + " was cancelled", core_.parts.approve);
-  if (result.status.ok()) audit_.commit = result.number;
-  return result.status;
+  const std::string reason = text::quoted(action.id) + " was cancelled";
+  try {
+    if (action.kind == request::CommitAction::Kind::kConfirm) return store.confirm(action.id);
+    if (action.kind == request::CommitAction::Kind::kExtend)
+      return store.extend(action.id, action.duration);
+    const store::CommitResult result =
+        store.cancel(action.id, audit_.user, reason, core_.parts.approve);
+    if (result.status.ok()) audit_.commit = result.number;
+    return result.status;
+  } catch (const std::bad_alloc&) {
+    return unknown_outcome();
+  }
 }
 
 // A union that the device does not take has failed to be applied (gNMI union_replace,
@@ -137,23 +164,26 @@ SetCall::Approval SetCall::approval() const {
   };
 }
 
-void SetCall::finish(const grpc::Status& verdict) {
+void SetCall::finish(const grpc::Status& verdict) noexcept {
   if (finished_) return;
   finished_ = true;
-  audit_.verdict = verdict;
   audit_.time = call_.age();
-  // A login that failed has a line already, and strangers must not fill the log with paths.
-  if (verdict.error_code() != grpc::StatusCode::UNAUTHENTICATED) {
+  attempt([&] {
+    audit_.verdict = verdict;
+    // A login that failed has a line already, and strangers must not fill the log with paths.
+    if (verdict.error_code() == grpc::StatusCode::UNAUTHENTICATED) return;
     core_.parts.observer.audit(audit_line(audit_, request_));
-  }
+  });
   grpc::ByteBuffer answer;
-  grpc::Status status = verdict;
-  if (status.ok()) {
-    status = write_answer(response_, answer);
-  } else if (status.error_details().empty()) {
-    status = request::with_details(verdict.error_code(), verdict.error_message(), nullptr);
-  }
+  grpc::Status status = verdict.ok() ? unknown_outcome() : sendable(verdict);
+  attempt([&] { status = answer_to(verdict, answer); });
   call_.finish(status, answer);
+}
+
+grpc::Status SetCall::answer_to(const grpc::Status& verdict, grpc::ByteBuffer& answer) {
+  if (verdict.ok()) return write_answer(response_, answer);
+  if (!verdict.error_details().empty()) return verdict;
+  return request::with_details(verdict.error_code(), verdict.error_message(), nullptr);
 }
 
 }  // namespace nexa::server

@@ -19,7 +19,11 @@ class SetCall : public std::enable_shared_from_this<SetCall> {
   SetCall(const SetCall&) = delete;
   SetCall& operator=(const SetCall&) = delete;
 
-  BytesReactor* start();
+  // gRPC's side of the call.
+  BytesReactor* reactor() const { return call_.reactor(); }
+
+  // Begins with the login. Once.
+  void start();
 
  private:
   using Approval = std::function<grpc::Status(const store::Change&)>;
@@ -35,7 +39,9 @@ class SetCall : public std::enable_shared_from_this<SetCall> {
   bool is_abandoned() const;
   grpc::Status abandoned() const;
 
-  void finish(const grpc::Status& verdict);
+  void finish(const grpc::Status& verdict) noexcept;
+  // What is sent: `answer` is set when the status is OK.
+  grpc::Status answer_to(const grpc::Status& verdict, grpc::ByteBuffer& answer);
 
   ServiceCore& core_;
   UnaryCall call_;

@@ -2,6 +2,7 @@
 #include "server/state_events.h"
 
 #include <chrono>
+#include <new>
 
 namespace nexa::server {
 namespace {
@@ -23,7 +24,11 @@ void StateEvents::stop() {
 
 void StateEvents::changed() {
   if (is_scheduled_.exchange(true)) return;
-  sampler_.schedule(std::chrono::steady_clock::now() + kBurst, weak_from_this());
+  try {
+    sampler_.schedule(std::chrono::steady_clock::now() + kBurst, weak_from_this());
+  } catch (const std::bad_alloc&) {
+    due();  // without memory for an appointment, at once
+  }
 }
 
 void StateEvents::due() {

@@ -8,10 +8,10 @@
 #include <utility>
 
 #include "profile/request_check.h"
-#include "request/status_details.h"
 #include "server/messages.h"
 #include "server/request_bytes.h"
 #include "server/subscribe_request.h"
+#include "server/want_of_memory.h"
 #include "telemetry/messages.h"
 
 namespace nexa::server {
@@ -33,14 +33,16 @@ SubscribeStream::SubscribeStream(ServiceCore& core, OpenStreams<SubscribeStream>
 
 void SubscribeStream::start() {
   self_ = shared_from_this();
-  core_.parts.observer.stream_opened();
-  auto identity = std::make_shared<const CallIdentity>(identify(context_));
-  ServiceCore::Login login{
-      std::move(identity), "Subscribe", [self = self_] { return self->is_over(); }, {}};
-  login.then = [self = self_](const grpc::Status& verdict, const access::Caller& /*caller*/) {
-    self->judged(verdict);
-  };
-  if (!core_.authenticate(std::move(login))) end(core_.no_room());
+  attempt([this] { core_.parts.observer.stream_opened(); });
+  guarded([this] {
+    auto identity = std::make_shared<const CallIdentity>(identify(context_));
+    ServiceCore::Login login{
+        std::move(identity), "Subscribe", [self = self_] { return self->is_over(); }, {}};
+    login.then = [self = self_](const grpc::Status& verdict, const access::Caller& /*caller*/) {
+      self->judged(verdict);
+    };
+    if (!core_.authenticate(std::move(login))) end(core_.no_room());
+  });
 }
 
 bool SubscribeStream::is_over() {
@@ -62,6 +64,10 @@ void SubscribeStream::read_next() {
 }
 
 void SubscribeStream::OnReadDone(bool ok) {
+  guarded([this, ok] { read_message(ok); });
+}
+
+void SubscribeStream::read_message(bool ok) {
   bool first = false;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -77,7 +83,7 @@ void SubscribeStream::OnReadDone(bool ok) {
     }
   }
   if (!ok) {
-    end({grpc::StatusCode::INVALID_ARGUMENT, kNoSubscription});
+    end(status_of(grpc::StatusCode::INVALID_ARGUMENT, kNoSubscription));
     return;
   }
   core_.message_received(context_.peer(), request_);
@@ -138,18 +144,20 @@ void SubscribeStream::begin() {
   run_round();
 }
 
-void SubscribeStream::guarded(const std::function<void()>& work) {
-  std::string fault = "Subscribe failed";
+void SubscribeStream::guarded(const std::function<void()>& work) noexcept {
+  ServiceObserver& observer = core_.parts.observer;
   try {
     work();
-    return;
+  } catch (const std::bad_alloc&) {
+    attempt([&] { observer.fault("Subscribe failed: no memory"); });
+    end(no_memory());
   } catch (const std::exception& thrown) {
-    fault.append(": ").append(thrown.what());
+    attempt([&] { observer.fault(std::string("Subscribe failed: ") + thrown.what()); });
+    end(status_of(grpc::StatusCode::INTERNAL, kServerFault));
   } catch (...) {
-    fault.append(".");
+    attempt([&] { observer.fault("Subscribe failed"); });
+    end(status_of(grpc::StatusCode::INTERNAL, kServerFault));
   }
-  core_.parts.observer.fault(fault);
-  end({grpc::StatusCode::INTERNAL, kServerFault});
 }
 
 void SubscribeStream::due() {
@@ -170,15 +178,17 @@ void SubscribeStream::due() {
       appointment_ = core_.sampler.schedule(last_progress_ + kStallLimit, weak_from_this());
   }
   if (!stalled) return;
-  core_.parts.observer.stream_overflowed();
-  end({grpc::StatusCode::RESOURCE_EXHAUSTED, telemetry::kStreamOverflow});
+  attempt([this] { core_.parts.observer.stream_overflowed(); });
+  end(status_of(grpc::StatusCode::RESOURCE_EXHAUSTED, telemetry::kStreamOverflow));
 }
 
 void SubscribeStream::wake() {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  if (ended_ || draining_) return;  // the round that waits for room comes first
-  core_.sampler.cancel(appointment_);
-  request_round();
+  guarded([this] {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (ended_ || draining_) return;  // the round that waits for room comes first
+    core_.sampler.cancel(appointment_);
+    request_round();
+  });
 }
 
 // With the mutex held.
@@ -211,12 +221,14 @@ void SubscribeStream::run_round() {
       stream_->round(unsent < limit ? limit - unsent : 0, unsent > limit / 4);
   if (!round.status.ok()) {
     if (round.status.error_code() == grpc::StatusCode::RESOURCE_EXHAUSTED) {
-      core_.parts.observer.stream_overflowed();
+      attempt([this] { core_.parts.observer.stream_overflowed(); });
     }
     end(round.status);
     return;
   }
-  if (!queue(std::move(round.messages))) return end({grpc::StatusCode::INTERNAL, kServerFault});
+  if (!queue(std::move(round.messages))) {
+    return end(status_of(grpc::StatusCode::INTERNAL, kServerFault));
+  }
   finish_round(round);
 }
 
@@ -263,7 +275,7 @@ bool SubscribeStream::queue(std::deque<QueuedMessage> messages) {
     }
     write_next();
   }
-  if (leaves > 0) core_.parts.observer.updates_sent(leaves);
+  if (leaves > 0) attempt([&] { core_.parts.observer.updates_sent(leaves); });
   return true;
 }
 
@@ -281,6 +293,10 @@ void SubscribeStream::write_next() {
 }
 
 void SubscribeStream::OnWriteDone(bool ok) {
+  guarded([this, ok] { write_done(ok); });
+}
+
+void SubscribeStream::write_done(bool ok) {
   const std::lock_guard<std::mutex> lock(mutex_);
   writing_ = false;
   unqueue(in_flight_.size);
@@ -301,25 +317,29 @@ void SubscribeStream::unqueue(std::size_t bytes) {
   core_.queues.give_back(bytes);
 }
 
-void SubscribeStream::OnCancel() { end({grpc::StatusCode::CANCELLED, kCallCancelled}); }
+void SubscribeStream::OnCancel() { end(status_of(grpc::StatusCode::CANCELLED, kCallCancelled)); }
 
-void SubscribeStream::end(const grpc::Status& status) {
+void SubscribeStream::end(const grpc::Status& status) noexcept {
   const std::lock_guard<std::mutex> lock(mutex_);
   end_locked(status);
 }
 
-void SubscribeStream::end_locked(const grpc::Status& status) {
+// With the mutex held.
+void SubscribeStream::end_locked(const grpc::Status& status) noexcept {
   if (ended_) return;
   ended_ = true;
   code_ = status.error_code();
   for (const QueuedBytes& message : waiting_) unqueue(message.size);
   waiting_.clear();
   core_.sampler.cancel(appointment_);
-  if (writing_) {
+  Finish(sendable(status));
+  if (!writing_) return;
+  try {
     const MonotonicTime limit = std::chrono::steady_clock::now() + kEndLimit;
     appointment_ = core_.sampler.schedule(limit, weak_from_this());
+  } catch (const std::bad_alloc&) {
+    context_.TryCancel();  // nobody would come back to one that does not read
   }
-  Finish(request::bounded(status));
 }
 
 void SubscribeStream::OnDone() {
@@ -334,8 +354,9 @@ void SubscribeStream::OnDone() {
     code = code_;
     core_.sampler.cancel(appointment_);
   }
-  core_.parts.observer.call_ended("Subscribe", code, std::chrono::steady_clock::now() - opened_);
-  core_.parts.observer.stream_closed();
+  const auto age = std::chrono::steady_clock::now() - opened_;
+  attempt([&] { core_.parts.observer.call_ended("Subscribe", code, age); });
+  attempt([&] { core_.parts.observer.stream_closed(); });
 }
 
 }  // namespace nexa::server

@@ -36,7 +36,7 @@ class SubscribeStream final : public BytesReactor,
   void start();
 
   // Ends the stream; later ends change nothing. Any thread.
-  void end(const grpc::Status& status);
+  void end(const grpc::Status& status) noexcept;
 
   void due() override;
   void wake() override;
@@ -50,8 +50,10 @@ class SubscribeStream final : public BytesReactor,
   void judged(const grpc::Status& verdict);
   void begin();
   void read_next();
-  void guarded(const std::function<void()>& work);
+  // Runs `work`; an exception ends the stream, and the observer is told.
+  void guarded(const std::function<void()>& work) noexcept;
 
+  void read_message(bool ok);
   void read_later_message();
   // Parses the message that was read; ends the stream when it cannot be.
   bool parse_request(gnmi::SubscribeRequest& request);
@@ -65,7 +67,8 @@ class SubscribeStream final : public BytesReactor,
   bool queue(std::deque<telemetry::QueuedMessage> messages);
   void unqueue(std::size_t bytes);
   void write_next();
-  void end_locked(const grpc::Status& status);
+  void write_done(bool ok);
+  void end_locked(const grpc::Status& status) noexcept;
 
   ServiceCore& core_;
   OpenStreams<SubscribeStream>& open_;
@@ -96,6 +99,9 @@ class SubscribeStream final : public BytesReactor,
   telemetry::MonotonicTime last_progress_ = std::chrono::steady_clock::now();
   telemetry::Sampler::Appointment appointment_;
 };
+
+// A reactor that refuses the call.
+BytesReactor* refuse(ServiceCore& core, const char* method, const grpc::Status& status);
 
 // A reactor for the call: a stream that is counted in `open`, or a refusal when there are too many.
 BytesReactor* open_stream(ServiceCore& core, OpenStreams<SubscribeStream>& open,

@@ -3,6 +3,8 @@
 
 #include <utility>
 
+#include "server/want_of_memory.h"
+
 namespace nexa::server {
 
 bool UnreadAnswers::take(std::size_t bytes) {
@@ -30,7 +32,7 @@ void AnswerReactor::read(Received received) {
 
 void AnswerReactor::OnReadDone(bool ok) {
   const Received received = std::move(received_);
-  received(ok, request_);
+  attempt([&] { received(ok, request_); });  // what it drops is answered
 }
 
 bool AnswerReactor::answer(grpc::ByteBuffer& bytes) {

@@ -4,6 +4,8 @@
 #include <exception>
 #include <utility>
 
+#include "server/want_of_memory.h"
+
 namespace nexa::server {
 
 WorkerPool::WorkerPool(unsigned threads, std::size_t limit, FaultSink on_fault)
@@ -50,9 +52,9 @@ void WorkerPool::run() {
     try {
       task();
     } catch (const std::exception& fault) {
-      on_fault_(std::string("a task failed: ") + fault.what());
+      attempt([&] { on_fault_(std::string("a task failed: ") + fault.what()); });
     } catch (...) {
-      on_fault_("a task failed");
+      attempt([&] { on_fault_("a task failed"); });
     }
     task = nullptr;  // what it holds is released without the lock
     lock.lock();
