@@ -14,7 +14,7 @@ namespace {
 
 constexpr char kAuthor[] = "nexad";
 constexpr std::chrono::seconds kLongestPause{60};
-constexpr std::chrono::seconds kNextLook{1};
+constexpr std::chrono::milliseconds kNextLook{100};
 
 std::chrono::nanoseconds until(std::int64_t time_ns) {
   const auto now = std::chrono::nanoseconds(std::chrono::system_clock::now().time_since_epoch());
@@ -35,7 +35,13 @@ void ConfirmationWatch::stand_by() { schedule(std::chrono::steady_clock::now() +
 // There is another appointment until run() made its own: that may fail for want of memory.
 void ConfirmationWatch::due() {
   stand_by();
-  core_.writer.post_unbounded([self = shared_from_this()] { self->run(); });
+  if (is_posted_.exchange(true)) return;
+  try {
+    core_.writer.post_unbounded([self = shared_from_this()] { self->run(); });
+  } catch (...) {
+    is_posted_ = false;
+    throw;
+  }
 }
 
 void ConfirmationWatch::look() {
@@ -67,6 +73,7 @@ void ConfirmationWatch::schedule(telemetry::MonotonicTime time) {
 }
 
 void ConfirmationWatch::run() {
+  is_posted_ = false;
   const std::chrono::seconds pause = pause_;
   look();
   const std::optional<store::PendingCommit> pending = core_.parts.store.pending();

@@ -3,6 +3,7 @@
 #ifndef HOST_SERVER_CONFIRMATION_WATCH_H_
 #define HOST_SERVER_CONFIRMATION_WATCH_H_
 
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <mutex>
@@ -50,6 +51,7 @@ class ConfirmationWatch : public telemetry::Sampler::Sampled,
   ServiceCore& core_;
   std::mutex mutex_;  // for the appointment
   telemetry::Sampler::Appointment appointment_;
+  std::atomic<bool> is_posted_{false};  // run() is, to the writer
   // Of the writer's thread.
   Waiting waiting_;
   std::chrono::seconds pause_{0};  // until the next try; 0: none failed

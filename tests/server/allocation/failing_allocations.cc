@@ -1,9 +1,10 @@
 // Whose an allocation is: the stack is walked from the allocation outwards. Frames of the standard
 // library, of protobuf and of the schema library are passed over: what they ask for is for whoever
-// called them. The first frame that is the server's or gRPC's decides.
+// called them. The first frame that is the server's, or of what must not fail, decides.
 //
 // gRPC's frames are those of its shared objects and, by the names of the program's symbols, those
-// of its headers. The walk itself asks for no memory.
+// of its headers; protobuf's maps are found by their names as well. The walk itself asks for no
+// memory.
 #include "server/allocation/failing_allocations.h"
 
 #include <elf.h>
@@ -43,7 +44,6 @@ std::atomic<bool> armed{false};
 std::atomic<bool> all_fail{false};
 std::atomic<int> remaining{0};
 std::atomic<bool> fired{false};
-std::atomic<long> blocks{0};
 std::atomic<Failing> mode{Failing::kOne};
 thread_local bool kept_out = false;
 
@@ -193,25 +193,16 @@ void FailingAllocations::keep_out() { kept_out = true; }
 
 bool FailingAllocations::has_fired() { return fired; }
 
-long live_blocks() { return blocks; }
-
 }  // namespace nexa_test
 
 void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-  if (nexa_test::walk_of_a_stack::fails()) return nullptr;
-  nexa_test::blocks.fetch_add(1, std::memory_order_relaxed);
-  return std::malloc(size != 0 ? size : 1);
+  return nexa_test::walk_of_a_stack::fails() ? nullptr : std::malloc(size != 0 ? size : 1);
 }
 void* operator new(std::size_t size) {
   void* const memory = operator new(size, std::nothrow);
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
-void operator delete(void* memory) noexcept {
-  if (memory != nullptr) nexa_test::blocks.fetch_sub(1, std::memory_order_relaxed);
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t /*size*/) noexcept { operator delete(memory); }
-void operator delete(void* memory, const std::nothrow_t& /*tag*/) noexcept {
-  operator delete(memory);
-}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
+void operator delete(void* memory, const std::nothrow_t& /*tag*/) noexcept { std::free(memory); }

@@ -26,9 +26,6 @@ class FailingAllocations {
   static bool has_fired();
 };
 
-// Blocks that are in use.
-long live_blocks();
-
 }  // namespace nexa_test
 
 #endif  // TESTS_SERVER_ALLOCATION_FAILING_ALLOCATIONS_H_

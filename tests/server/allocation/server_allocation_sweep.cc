@@ -1,7 +1,27 @@
-// Each allocation of a call fails, alone or with all that follow.
+// Each allocation of a call fails, alone or with all that follow: the call is answered, and as the
+// store has it; the streams that were open get the commit or end with a status; the next call is
+// served as if nothing had been.
+//
+// What fails is what the server's own code asks of operator new, on all of its threads and in its
+// reactors on gRPC's: also through the standard library, protobuf and the schema library, in the
+// store with its threads, in the observer and the access control that the service is given.
+//
+// What does not, and why:
+// - gRPC, in its shared objects and its headers. It ends the process, or holds a call that nobody
+//   can end any more, such as one whose status it could not copy.
+// - protobuf's maps, which are the keys of a path: one that could not grow has no memory for the
+//   buckets that it counts, and its destructor goes through them.
+// - What C takes of malloc: libyang, cJSON, libxml2, SQLite, zstd, and the slices of gRPC.
+// - The threads of the test, which are the clients.
+//
+// What a call may lose without being told: its line in the audit, its place in the metrics, the
+// line of the fault. They are made when the call is over, and there may be no memory for them.
+#include <algorithm>
+#include <array>
+#include <atomic>
 #include <functional>
-#include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "server/allocation/failing_allocations.h"
@@ -29,8 +49,21 @@ class Events : public nexa::state::StateProvider {
   std::string_view name() const override { return "events"; }
   std::string_view module() const override { return "example-device"; }
   void append_xml(std::string& xml) override {
-    xml += R"(<device xmlns="urn:example:device"><event><at>7</at></event></device>)";
+    xml += R"(<device xmlns="urn:example:device"><event><at>)" + std::to_string(at_) +
+           "</at></event></device>";
   }
+  void watch(std::function<void()> changed) override { changed_ = std::move(changed); }
+
+  // Something happens, on a thread of the provider's.
+  void happen() {
+    ++at_;
+    std::thread([this] { changed_(); }).join();
+  }
+  int at() const { return at_; }
+
+ private:
+  std::atomic<int> at_{1};
+  std::function<void()> changed_;
 };
 
 // What a call without memory may be answered.
@@ -47,6 +80,7 @@ class ServerAllocations : public StoredServiceTest, public testing::WithParamInt
     access.users["tester"] = {"a password", nexa::access::Role::kReadWrite};
     metadata = {{"username", "tester"}, {"password", "a password"}};
     options.workers = 2;
+    options.limits.min_sample_interval = std::chrono::milliseconds(1);
     providers = {&events};
     StoredServiceTest::SetUp();
     ASSERT_EQ(replace(kDevice, kOld), "0 ");
@@ -68,9 +102,13 @@ class ServerAllocations : public StoredServiceTest, public testing::WithParamInt
     for (const auto& [key, value] : metadata) context.AddMetadata(key, value);
   }
 
-  grpc::Status set_new() {
+  static gnmi::SetRequest new_one() {
     gnmi::SetRequest change;
     *change.add_replace() = update_of(kDevice, kNew);
+    return change;
+  }
+
+  grpc::Status set_new(const gnmi::SetRequest& change = new_one()) {
     grpc::ClientContext context;
     give(context);
     gnmi::SetResponse response;
@@ -82,13 +120,14 @@ class ServerAllocations : public StoredServiceTest, public testing::WithParamInt
   }
 
   static gnmi::SubscribeRequest subscription(gnmi::SubscriptionList::Mode mode,
-                                             const std::string& path) {
+                                             const std::string& path,
+                                             gnmi::SubscriptionMode how = gnmi::ON_CHANGE) {
     gnmi::SubscribeRequest wanted;
     wanted.mutable_subscribe()->set_encoding(gnmi::JSON_IETF);
     wanted.mutable_subscribe()->set_mode(mode);
     gnmi::Subscription& added = *wanted.mutable_subscribe()->add_subscription();
     *added.mutable_path() = path_of(path);
-    if (mode == gnmi::SubscriptionList::STREAM) added.set_mode(gnmi::ON_CHANGE);
+    if (mode == gnmi::SubscriptionList::STREAM) added.set_mode(how);
     return wanted;
   }
 
@@ -108,15 +147,32 @@ class ServerAllocations : public StoredServiceTest, public testing::WithParamInt
     return is_there;
   }
 
-  // The stream tells `name`, after whatever it tells before it, or has ended for want of memory.
+  static std::string named(const std::string& name) {
+    return "|" + std::string(kName) + "=\"" + name + "\"";
+  }
+
+  // The stream tells `wanted`, after whatever it tells before it, or has ended for want of memory.
   // `told` gets all that it told.
-  void expect_told_or_ended(StreamClient& stream, const std::string& name, Lines& told) {
-    const std::string wanted = "|" + std::string(kName) + "=\"" + name + "\"";
+  void expect_told_or_ended(StreamClient& stream, const std::string& wanted, Lines& told) {
     std::string line;
     while (stream.read(line)) {
       told.push_back(line);
       if (line == wanted) return;
     }
+    expect_ended(stream);
+  }
+
+  // The stream tells of the newest event, or has ended for want of memory.
+  void expect_event_or_end(StreamClient& stream) {
+    const std::string wanted = "/at=\"" + std::to_string(events.at()) + "\"";
+    std::string line;
+    while (stream.read(line)) {
+      if (line.find(wanted) != std::string::npos) return;
+    }
+    expect_ended(stream);
+  }
+
+  void expect_ended(StreamClient& stream) {
     ended_ = stream.end();
     EXPECT_TRUE(ended_.starts_with("8 ") || ended_.starts_with("13 ") || ended_.starts_with("1 "))
         << ended_;
@@ -152,30 +208,63 @@ class ServerAllocations : public StoredServiceTest, public testing::WithParamInt
 };
 
 TEST_P(ServerAllocations, OfASet) {
-  const auto wanted = subscription(gnmi::SubscriptionList::STREAM, kName);
-  std::unique_ptr<StreamClient> stream;
+  auto wanted = subscription(gnmi::SubscriptionList::STREAM, kName);
+  for (const char* const path : {"/device/port[name=one]/speed", "/device/port[name=two]/speed"}) {
+    gnmi::Subscription& added = *wanted.mutable_subscribe()->add_subscription();
+    *added.mutable_path() = path_of(path);
+    added.set_mode(gnmi::ON_CHANGE);
+  }
+  std::array<std::unique_ptr<StreamClient>, 2> streams;
   grpc::Status status;
   const auto before = [&] {
     ASSERT_EQ(replace(kDevice, kOld), "0 ");
-    stream = std::make_unique<StreamClient>(stub(), kLimit, metadata);
-    ASSERT_TRUE(stream->write(wanted));
-    ASSERT_EQ(stream->read_to_sync().size(), 2U);
+    for (auto& stream : streams) {
+      stream = std::make_unique<StreamClient>(stub(), kLimit, metadata);
+      ASSERT_TRUE(stream->write(wanted));
+      ASSERT_EQ(stream->read_to_sync().back(), "sync");
+    }
   };
   const auto after = [&] {
     const bool is_there = expect_as_answered(status);
-    Lines told;
     ASSERT_EQ(update(kName, "\"" + std::string(kLaterName) + "\""), "0 ");
-    ended_.clear();
-    expect_told_or_ended(*stream, kLaterName, told);
-    if (ended_.empty()) {
-      EXPECT_EQ(told.size(), is_there ? 2U : 1U) << testing::PrintToString(told);
+    for (auto& stream : streams) {
+      Lines told;
+      ended_.clear();
+      expect_told_or_ended(*stream, named(kLaterName), told);
+      if (ended_.empty()) {
+        EXPECT_EQ(std::count(told.begin(), told.end(), named(kNewName)), is_there ? 1 : 0)
+            << testing::PrintToString(told);
+      }
+      stream.reset();
     }
-    stream.reset();
     expect_no_streams();
   };
   EXPECT_GT(sweep(
                 before, [&] { status = set_new(); }, after),
             100);
+}
+
+// A commit that nobody confirms is taken back, whatever there was no memory for.
+TEST_P(ServerAllocations, OfASetThatIsToBeConfirmed) {
+  gnmi::SetRequest change = new_one();
+  gnmi_ext::Commit& commit = *change.add_extension()->mutable_commit();
+  commit.set_id("an identifier that is not short");
+  commit.mutable_commit()->mutable_rollback_duration()->set_nanos(2000000);
+  grpc::Status status;
+  const auto before = [&] {
+    ASSERT_TRUE(eventually([&] { return replace(kDevice, kOld) == "0 "; }, kLimit));
+  };
+  const auto after = [&] {
+    EXPECT_TRUE(status.ok() || status.error_code() == grpc::StatusCode::UNAVAILABLE ||
+                tells_of_want(status.error_code()))
+        << shown(status);
+    EXPECT_TRUE(eventually([&] { return !real_store->pending() && configured() == old_; }, kLimit))
+        << shown(status) << ": " << configured();
+  };
+  EXPECT_GT(sweep(
+                before, [&] { status = set_new(change); }, after),
+            100);
+  before();
 }
 
 TEST_P(ServerAllocations, OfAGet) {
@@ -257,12 +346,12 @@ TEST_P(ServerAllocations, OfAStreamThatGetsACommit) {
     const Lines first = stream->read_to_sync();
     synced = !first.empty() && first.back() == "sync";
     status = set_new();
-    if (synced && status.ok()) expect_told_or_ended(*stream, kNewName, told);
+    if (synced && status.ok()) expect_told_or_ended(*stream, named(kNewName), told);
   };
   const auto after = [&] {
     const bool is_there = expect_as_answered(status);
     ASSERT_EQ(update(kName, "\"" + std::string(kLaterName) + "\""), "0 ");
-    if (ended_.empty()) expect_told_or_ended(*stream, kLaterName, told);
+    if (ended_.empty()) expect_told_or_ended(*stream, named(kLaterName), told);
     if (ended_.empty()) {
       EXPECT_EQ(told.size(), is_there ? 2U : 1U) << testing::PrintToString(told);
     }
@@ -270,6 +359,38 @@ TEST_P(ServerAllocations, OfAStreamThatGetsACommit) {
     expect_no_streams();
   };
   EXPECT_GT(sweep(before, call, after), 150);
+}
+
+// Two streams look at what the device says of itself: the one when it is told to, the other again
+// and again. Neither stops without a word.
+TEST_P(ServerAllocations, OfAnEventOnTheDevice) {
+  const std::string path = "/device/event";
+  const auto told_event = subscription(gnmi::SubscriptionList::STREAM, path);
+  auto sampled = subscription(gnmi::SubscriptionList::STREAM, path, gnmi::SAMPLE);
+  sampled.mutable_subscribe()->mutable_subscription(0)->set_sample_interval(2000000);
+  std::unique_ptr<StreamClient> watcher;
+  std::unique_ptr<StreamClient> sampler;
+  const auto before = [&] {
+    watcher = std::make_unique<StreamClient>(stub(), kLimit, metadata);
+    sampler = std::make_unique<StreamClient>(stub(), kLimit, metadata);
+    ASSERT_TRUE(watcher->write(told_event));
+    ASSERT_TRUE(sampler->write(sampled));
+    ASSERT_EQ(watcher->read_to_sync().back(), "sync");
+    ASSERT_EQ(sampler->read_to_sync().back(), "sync");
+  };
+  const auto after = [&] {
+    for (auto* const stream : {&watcher, &sampler}) {
+      ended_.clear();
+      expect_event_or_end(**stream);
+      stream->reset();
+    }
+    expect_no_streams();
+  };
+  const auto call = [&] {
+    events.happen();
+    std::this_thread::sleep_for(std::chrono::milliseconds(12));  // a burst is over by then
+  };
+  EXPECT_GT(sweep(before, call, after), 30);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, ServerAllocations,
