@@ -13,9 +13,6 @@ namespace {
 
 using Source = Subscription::Source;
 
-// When operational data that could not be read are asked for again.
-constexpr std::chrono::milliseconds kStateRetry{500};
-
 }  // namespace
 
 Stream::Stream(StreamSources sources, std::weak_ptr<Waker> waker)
@@ -136,7 +133,9 @@ void Stream::collect_due(MonotonicTime now) {
       if (is_due || resends) add_task(TaskKind::kRead, i).form.resend = resends;
       continue;
     }
-    if (is_due || resends || has_events) add_task(TaskKind::kCompare, i);
+    const bool is_owed = each.owed <= now;
+    if (is_owed) each.owed = MonotonicTime::max();
+    if (is_due || resends || has_events || is_owed) add_task(TaskKind::kCompare, i);
     if (resends) add_task(TaskKind::kAsOf, i);
   }
 }
@@ -232,7 +231,7 @@ Stream::Round Stream::round(std::size_t room, bool is_behind) {
 MonotonicTime Stream::next_due() const {
   MonotonicTime next = MonotonicTime::max();
   for (const Subscription& each : plan_.subscriptions) {
-    next = std::min({next, each.due, each.heartbeat_due});
+    next = std::min({next, each.due, each.heartbeat_due, each.owed});
   }
   return next;
 }

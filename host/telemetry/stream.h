@@ -63,6 +63,9 @@ class Stream {
   const SubscriptionPlan& plan() const { return plan_; }
 
  private:
+  // When operational data that could not be read are asked for again.
+  static constexpr std::chrono::milliseconds kStateRetry{500};
+
   enum class TaskKind : std::uint8_t {
     kRead,     // what is there now, round by round
     kAsOf,     // all that `snapshot` has; of operational data what is there when it runs

@@ -212,6 +212,8 @@ grpc::Status Stream::run_compare(Task& task, SamplePage& page, bool& complete) {
   if (!read_state(task)) {
     complete = synced_;
     lacks_state_ = !complete;
+    // Commits do not wait for it; but the event that it was for may be the last for long.
+    if (complete) subscription.owed = std::chrono::steady_clock::now() + kStateRetry;
     return grpc::Status::OK;
   }
   if (task.snapshot == nullptr) task.snapshot = sources_.store.snapshot();

@@ -48,6 +48,7 @@ struct Subscription {
 
   MonotonicTime due = MonotonicTime::max();
   MonotonicTime heartbeat_due = MonotonicTime::max();
+  MonotonicTime owed = MonotonicTime::max();     // kEvents: a look that was not possible in time
   PathLog reported;                              // kData: by the last complete round
   PathLog reporting;                             // by the round in progress
   std::shared_ptr<const store::StateTree> seen;  // kEvents: what the client knows

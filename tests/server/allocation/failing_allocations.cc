@@ -1,10 +1,9 @@
 // Whose an allocation is: the stack is walked from the allocation outwards. Frames of the standard
-// library, of protobuf and of the schema library are passed over: what they ask for is for whoever
-// called them. The first frame that is the server's, or of what must not fail, decides.
+// library and of the schema library are passed over: what they ask for is for whoever called them.
+// The first frame that is the server's, or gRPC's or protobuf's, decides.
 //
-// gRPC's frames are those of its shared objects and, by the names of the program's symbols, those
-// of its headers; protobuf's maps are found by their names as well. The walk itself asks for no
-// memory.
+// The frames of these two are those of their shared objects and, by the names of the program's
+// symbols, those of their headers. The walk itself asks for no memory.
 #include "server/allocation/failing_allocations.h"
 
 #include <elf.h>
@@ -48,13 +47,10 @@ std::atomic<Failing> mode{Failing::kOne};
 thread_local bool kept_out = false;
 
 Owner owner_of_symbol(std::string_view name) {
-  for (const char* const prefix : {"_ZN4grpc", "_ZNK4grpc", "_ZTv0_n24_N4grpc", "_ZThn8_N4grpc",
-                                   "_ZThn16_N4grpc", "_ZZN4grpc", "_ZZNK4grpc"}) {
+  for (const char* const prefix :
+       {"_ZN4grpc", "_ZNK4grpc", "_ZTv0_n24_N4grpc", "_ZThn8_N4grpc", "_ZThn16_N4grpc", "_ZZN4grpc",
+        "_ZZNK4grpc", "_ZN6google8protobuf", "_ZNK6google8protobuf"}) {
     if (name.starts_with(prefix)) return Owner::kOther;
-  }
-  // A map that was to grow and could not has more buckets than it has memory for.
-  for (const char* const map : {"8protobuf3Map", "8protobuf8internal8MapField"}) {
-    if (name.find(map) != std::string_view::npos) return Owner::kOther;
   }
   // The walk's own frames are nobody's.
   if (name.find("15walk_of_a_stack") != std::string_view::npos) return Owner::kNobody;
@@ -64,10 +60,10 @@ Owner owner_of_symbol(std::string_view name) {
   return Owner::kNobody;
 }
 
-bool is_grpc_object(std::string_view path) {
+bool must_not_fail(std::string_view path) {
   const std::string_view name = path.substr(path.rfind('/') + 1);
-  for (const char* const prefix :
-       {"libgrpc", "libgpr", "libabsl", "libupb", "libcares", "libre2", "libaddress_sorting"}) {
+  for (const char* const prefix : {"libprotobuf", "libgnmi_proto", "libgrpc", "libgpr", "libabsl",
+                                   "libupb", "libcares", "libre2", "libaddress_sorting"}) {
     if (name.starts_with(prefix)) return true;
   }
   return false;
@@ -112,12 +108,11 @@ bool add_functions(const std::string& path, std::uintptr_t base) {
 int add_object(dl_phdr_info* object, std::size_t /*size*/, void* has_names) {
   const std::string_view path = object->dlpi_name;
   const bool is_program = path.empty() && code().empty();
-  if (is_program || path.find("/libgnmi_proto.so") != std::string_view::npos) {
-    const std::string file(is_program ? "/proc/self/exe" : path);
-    if (!add_functions(file, object->dlpi_addr)) *static_cast<bool*>(has_names) = false;
+  if (is_program) {
+    *static_cast<bool*>(has_names) = add_functions("/proc/self/exe", object->dlpi_addr);
     return 0;
   }
-  if (!is_grpc_object(path)) return 0;
+  if (!must_not_fail(path)) return 0;
   for (int index = 0; index < object->dlpi_phnum; ++index) {
     const auto& segment = object->dlpi_phdr[index];
     if (segment.p_type != PT_LOAD || (segment.p_flags & PF_X) == 0) continue;
@@ -178,7 +173,7 @@ FailingAllocations::~FailingAllocations() {
 
 bool FailingAllocations::prepare() {
   if (first_code != nullptr) return true;
-  bool has_names = true;
+  bool has_names = false;
   dl_iterate_phdr(add_object, &has_names);
   if (!has_names) return false;
   std::sort(code().begin(), code().end(),
