@@ -1,5 +1,6 @@
 // One Set from its arrival to its answer: login, checks and conversion on the workers, the commit
-// on the writer's thread, one audit line whatever comes of it.
+// on the writer's thread, one audit line whatever comes of it, unless there is no memory for the
+// line.
 #ifndef HOST_SERVER_SET_CALL_H_
 #define HOST_SERVER_SET_CALL_H_
 
