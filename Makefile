@@ -12,7 +12,7 @@
 #   make build-cost   what a build from clean costs, in CPU seconds
 #   make test-i386      the tests with 32 bits: compiled for 32-bit PCs against Debian's i386 packages, run here
 #   make test-armhf     the tests on 32-bit ARM: cross-compiled, run by qemu's emulation (hours)
-#   make test-tsan      the streams of subscribers under the thread sanitizer, 10,000 commits before 100 of them
+#   make test-tsan      store, server and streams of subscribers under the thread sanitizer
 #   make nightly   what a night has time for: generated updates and a million generated Sets against libyang,
 #                  2,000 crashes, twenty seconds of each flood, 10,000 commits and Sets before subscribers, an hour of
 #                  load, the packages, the tests on 32-bit ARM
@@ -76,10 +76,10 @@ FUZZ_SECONDS ?= 60
 
 test-tsan:
 	@scripts/setup scripts/dependencies.txt
-	@cmake --preset tsan --log-level=WARNING >/dev/null
-	@cmake --build build/tsan --target telemetry_tests
-	@NEXA_TELEMETRY_COMMITS=10000 TSAN_OPTIONS="suppressions=$(CURDIR)/tests/thread_sanitizer.supp" \
-	  build/tsan/bin/telemetry_tests
+	@cmake --preset tsan -DNEXA_UNITY=ON --log-level=WARNING >/dev/null
+	@cmake --build build/tsan --target store_tests server_tests telemetry_tests
+	@TSAN_OPTIONS="suppressions=$(CURDIR)/tests/thread_sanitizer.supp" \
+	  scripts/test build/tsan -R '^(store|server|telemetry)_tests$$'
 
 fuzz:
 	@scripts/setup scripts/dependencies.txt scripts/dependencies-fuzz.txt
@@ -128,6 +128,7 @@ nightly: setup
 	@scripts/setup scripts/dependencies.txt scripts/dependencies-ci.txt
 	@scripts/tidy --thorough
 	@NEXA_TELEMETRY_COMMITS=10000 NEXA_TELEMETRY_SETS=10000 $(BUILD)/bin/telemetry_tests --gtest_filter='RandomSets.*'
+	@NEXA_TELEMETRY_COMMITS=10000 $(MAKE) --no-print-directory test-tsan
 	@NEXA_CONFIRM_KILLS=200 ctest --test-dir $(BUILD) -R '^nexad_confirmed_commit$$' --output-on-failure
 	@NEXA_SOAK_SECONDS=$(NEXA_SOAK_SECONDS) scripts/soak $(BUILD)
 	@$(MAKE) --no-print-directory test-deb

@@ -44,11 +44,7 @@ bool gives(const lyd_node* node, const ImageNode& image) {
   const lysc_node* const schema = node->schema;
   if (schema->nodetype != LYS_CONTAINER || (schema->flags & LYS_PRESENCE) != 0) return true;
   for (const lyd_node* child = lyd_child(node); child != nullptr; child = child->next) {
-    const ImageNode* match = image.inner().find(child->schema);
-    if (match != nullptr && match->kind() == ImageKind::kGroup) {
-      const GroupEntry* const entry = match->group().find(tree_key(child));
-      match = entry != nullptr ? entry->node.get() : nullptr;
-    }
+    const ImageNode* const match = find_in_image(image.inner(), child);
     if (match != nullptr && gives(child, *match)) return true;
   }
   return false;

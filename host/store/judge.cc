@@ -58,11 +58,7 @@ void drop_table_of_choice(lyd_node* node) {
 // Tells the validator which nodes stood before, and which of them have another value now.
 void mark_standing(const Validator& validator, lyd_node* first, const ImageInner& before) {
   for (lyd_node* node = first; node != nullptr; node = node->next) {
-    const ImageNode* match = before.find(node->schema);
-    if (match != nullptr && match->kind() == ImageKind::kGroup) {
-      const GroupEntry* const entry = match->group().find(tree_key(node));
-      match = entry != nullptr ? entry->node.get() : nullptr;
-    }
+    const ImageNode* const match = find_in_image(before, node);
     if (match == nullptr) continue;
     const bool is_leaf = match->kind() == ImageKind::kLeaf;
     if (is_leaf && (match->is_default() || match->leaf().text() != lyd_get_value(node))) {

@@ -89,4 +89,10 @@ text::Result<StoredState> configured_state(const CommitLog& log, std::uint64_t n
   return state;
 }
 
+text::Result<StoredState> best_state(const CommitLog& log, std::uint64_t number) {
+  text::Result<std::optional<StoredState>> image = image_state(log, number);
+  if (image.ok() && image.value()) return *std::move(image).value();
+  return configured_state(log, number);
+}
+
 }  // namespace nexa::store

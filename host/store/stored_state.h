@@ -32,6 +32,9 @@ text::Result<std::optional<StoredState>> image_state(const CommitLog& log, std::
 // not fit the loaded schema, or the commit is not kept.
 text::Result<StoredState> configured_state(const CommitLog& log, std::uint64_t number);
 
+// The one of the two that tells more: with the places of all entries where an image leads to them.
+text::Result<StoredState> best_state(const CommitLog& log, std::uint64_t number);
+
 // Makes what was configured after the entry of what was before it; a failure names the commit.
 text::Done apply_entry(const LogEntry& entry, ImagePtr& image);
 

@@ -117,7 +117,6 @@ class TreeStore : public ConfigStore {
   CommitResult transact(const Work& work);
   void end_without_memory(Transaction& transaction);
   bool make_ready(CommitResult& result);
-  text::Result<StoredState> state_of(std::uint64_t number) const;
   void restore(std::uint64_t number, Transaction& transaction);
   void settle_pending(Transaction& transaction);
   bool settle(CommitResult& result);
@@ -377,16 +376,9 @@ CommitResult TreeStore::rollback(std::uint64_t number, const std::string& author
   });
 }
 
-// What commit `number` left: with the places of all entries where an image leads to it.
-text::Result<StoredState> TreeStore::state_of(std::uint64_t number) const {
-  text::Result<std::optional<StoredState>> image = image_state(*log_, number);
-  if (image.ok() && image.value()) return *std::move(image).value();
-  return configured_state(*log_, number);
-}
-
 // Makes what commit `number` left the newest configuration.
 void TreeStore::restore(std::uint64_t number, Transaction& transaction) {
-  const text::Result<StoredState> stored = state_of(number);
+  const text::Result<StoredState> stored = best_state(*log_, number);
   if (!stored.ok()) {
     transaction.result.status = {
         StatusCode::FAILED_PRECONDITION,

@@ -209,6 +209,13 @@ std::string tree_key(const lyd_node* entry) {
   return key;
 }
 
+const ImageNode* find_in_image(const ImageInner& parent, const lyd_node* node) {
+  const ImageNode* const found = parent.find(node->schema);
+  if (found == nullptr || found->kind() != ImageKind::kGroup) return found;
+  const GroupEntry* const entry = found->group().find(tree_key(node));
+  return entry != nullptr ? entry->node.get() : nullptr;
+}
+
 lyd_node* find_in_tree(lyd_node* top, lyd_node* parent, const ImageNode& node) {
   lyd_node* const siblings = parent != nullptr ? lyd_child(parent) : top;
   const lysc_node* const schema = node.schema();

@@ -30,6 +30,9 @@ std::string tree_key(const lyd_node* entry);
 // siblings when it is null; null when there is none. Only for a tree that nobody else reads.
 lyd_node* find_in_tree(lyd_node* top, lyd_node* parent, const ImageNode& node);
 
+// The child of an image's node that stands for a libyang node; null when there is none.
+const ImageNode* find_in_image(const ImageInner& parent, const lyd_node* node);
+
 // The anydata node of a schema node from its own element, as ImageAny::xml() has it; linked
 // nowhere. Null when the text cannot be read.
 TreePtr any_of_xml(const lysc_node* schema, const std::string& xml);
