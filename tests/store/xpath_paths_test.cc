@@ -224,6 +224,19 @@ TEST_F(XpathPaths, TellWhatIsAskedFor) {
   EXPECT_EQ(words(paths.targets), "c/l/v");
 }
 
+TEST_F(XpathPaths, TellWhetherTheContextNodeMatters) {
+  for (const char* const absolute :
+       {"/m:c/s = 'a'", "not(//s) or count(/m:c/l[k = 'a'][./v]) > 1", "1 + 2", "true()",
+        "(/m:c/l)[1]/v", "/m:c/s | /m:c/d", "re-match(/m:c/s, 'a')", "deref(/m:c/r)/../s"}) {
+    EXPECT_TRUE(paths_of(absolute, site_at("/m:c")).is_absolute) << absolute;
+  }
+  for (const char* const relative :
+       {"s", "../s = 'a'", "/m:c/s = s", "/m:c/l[k = current()/s]", "current()", "string()",
+        "position() = 1", "(.)[1]", "/m:c/s | s", "lang('en')", "not(.)", "s s"}) {
+    EXPECT_FALSE(paths_of(relative, site_at("/m:c")).is_absolute) << relative;
+  }
+}
+
 TEST_F(XpathPaths, OneTooDeepIsNotUnderstood) {
   const std::string deep = std::string(200, '(') + "s" + std::string(200, ')');
   EXPECT_TRUE(paths_of(deep, site_at("/m:c")).anywhere);
