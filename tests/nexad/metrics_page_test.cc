@@ -8,7 +8,9 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <chrono>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -58,7 +60,11 @@ class MetricsPageTest : public testing::Test {
   }
 
   std::string text_ = "a 1\n";
-  MetricsPage page_{[this] { return text_; }};
+  std::atomic<bool> has_memory_ = true;
+  MetricsPage page_{[this] {
+    if (!has_memory_) throw std::bad_alloc();
+    return text_;
+  }};
 };
 
 TEST_F(MetricsPageTest, AnswersAndCloses) {
@@ -67,6 +73,13 @@ TEST_F(MetricsPageTest, AnswersAndCloses) {
       "Content-Length: 4\r\nConnection: close\r\n\r\na 1\n";
   EXPECT_EQ(ask(kGet), expected);
   EXPECT_EQ(ask("GET /metrics?name=a HTTP/1.0\r\n\r\n"), expected);
+}
+
+TEST_F(MetricsPageTest, WithoutMemoryForOnePageTheNextIsAnswered) {
+  has_memory_ = false;
+  EXPECT_EQ(ask(kGet).substr(0, 34), "HTTP/1.1 500 Internal Server Error");
+  has_memory_ = true;
+  EXPECT_EQ(ask(kGet).substr(0, 15), "HTTP/1.1 200 OK");
 }
 
 TEST_F(MetricsPageTest, TakesARequestInPieces) {

@@ -11,6 +11,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <new>
 #include <thread>
 
 #include "support/emulated.h"
@@ -39,6 +40,7 @@ class FakeSnapshot : public nexa::store::Snapshot {
 class FakeStore : public nexa::store::ConfigStore {
  public:
   StoreHealth health() const override {
+    if (faults.load() > 0 && faults.fetch_sub(1) > 0) throw std::bad_alloc();
     const std::lock_guard lock(mutex_);
     return health_;
   }
@@ -69,6 +71,7 @@ class FakeStore : public nexa::store::ConfigStore {
   }
 
   std::atomic<std::uint64_t> head{0};
+  mutable std::atomic<int> faults{0};  // how often there is no memory for its health
 
  private:
   mutable std::mutex mutex_;
@@ -115,6 +118,15 @@ TEST_F(VerifierTest, LooksAtWhatTheStoreDoesNotKnowAsValid) {
   EXPECT_TRUE(comes_true([this] { return store_.health().verified == 5; }));
   EXPECT_EQ(verifier.counts().runs, 1U);
   EXPECT_EQ(verifier.counts().violations, 0U);
+}
+
+TEST_F(VerifierTest, ALookWithoutMemoryIsMadeAgain) {
+  store_.head = 5;
+  store_.faults = 1;
+  const Verifier verifier(store_, program("echo 'commit 5: valid'"));
+  EXPECT_TRUE(comes_true([this] { return store_.faults <= 0; }));
+  EXPECT_TRUE(comes_true([this] { return store_.health().verified == 5; }));
+  EXPECT_EQ(verifier.counts().runs, 1U);
 }
 
 TEST_F(VerifierTest, AStartWithAVerifiedConfigurationRunsNothingUntilACommit) {
