@@ -124,6 +124,8 @@ bool Judge::stand_for(const ImageInner& image) {
 
 Judge::Verdict Judge::judge(const ImagePtr& before, const ImagePtr& edited, Given given,
                             bool only_whole) {
+  // Entries that stood before stay where they were, whatever their order in the document is.
+  if (validator_.any_place_reaches_whole()) given.document.reset();
   const std::size_t standing = has_tree_ ? nodes_ : count_nodes(*before);
   if (only_whole || given.nodes * kWholeAbove > standing) {
     return judge_whole(edited, before.get(), *edited, Place::kHere, std::move(given.document));

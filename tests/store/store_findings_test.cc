@@ -145,6 +145,22 @@ TEST_F(StoreFindings, ARollbackRestoresThePlacesThatAConditionDependsOn) {
   expect_json(wanted);
 }
 
+// An entry that stood keeps its place, also where the whole configuration is given in another
+// order.
+TEST_F(StoreFindings, AReplaceIsJudgedInTheOrderThatItLeaves) {
+  start(R"yang(list l { key k; leaf k { type string; } leaf v { type string; }
+      leaf w { when "(substring(/s:l/s:k, 1, 1) = 'a') and (../s:v > '2' or true())";
+        type string; } })yang");
+  ASSERT_EQ(text(update("<l xmlns=\"urn:s\"><k>1</k></l>")), "");
+  const auto replace = [](const std::string& inner) {
+    return Edit{Edit::Kind::kReplace, {}, "<config>" + inner + "</config>"};
+  };
+  const std::string a = "<l xmlns=\"urn:s\"><k>a</k><v>x</v><w>y</w></l>";
+  EXPECT_EQ(commit(replace(a + "<l xmlns=\"urn:s\"><k>1</k><v>x</v></l>")).error_code(),
+            grpc::StatusCode::FAILED_PRECONDITION);
+  EXPECT_EQ(text(replace(a)), "");
+}
+
 TEST_F(StoreFindings, AChoiceAtTheTopLooksDownFromTheRoot) {
   start(R"yang(container top { leaf f { type string; } }
     choice ch { when "s:top/s:f = 'a'"; default usual;

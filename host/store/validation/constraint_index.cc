@@ -295,6 +295,7 @@ void ConstraintIndex::note_places(const Constraint& constraint, const lysc_node*
   for (; seen != nullptr; seen = lysc_data_parent(seen)) {
     if ((seen->nodetype & (LYS_LIST | LYS_LEAFLIST)) != 0) {
       rules_[seen].placed.push_back(&constraint);
+      any_placed_ = true;
     }
   }
 }

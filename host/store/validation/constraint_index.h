@@ -87,8 +87,9 @@ class ConstraintIndex {
   // Whether a change of an instance of `node` (by coming, by going, by value) can reach a whole
   // constraint. One whose node was never seen and whose absence does not matter counts for nothing.
   bool reaches_whole(const lysc_node* node) const;
-  // Whether the place of an entry of `list` among its siblings can.
+  // Whether the place of an entry of `list` among its siblings can; of any list at all.
   bool place_reaches_whole(const lysc_node* list) const;
+  bool any_place_reaches_whole() const { return any_placed_; }
 
   // Whether every change can reach a whole constraint.
   bool whole_everywhere() const;
@@ -135,6 +136,7 @@ class ConstraintIndex {
   };
   std::unordered_map<const Constraint*, Looks> looks_;
   bool is_risky_ = false;
+  bool any_placed_ = false;
   bool asks_other_modules_ = false;
   NodeRules none_;
   std::vector<const Constraint*> whens_;

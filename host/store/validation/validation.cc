@@ -277,6 +277,8 @@ bool Validator::place_reaches_whole(const lysc_node* list) const {
   return state_->index.place_reaches_whole(list);
 }
 
+bool Validator::any_place_reaches_whole() const { return state_->index.any_place_reaches_whole(); }
+
 bool Validator::is_risky() const { return state_->index.is_risky(); }
 
 }  // namespace nexa::store

@@ -71,6 +71,8 @@ class Validator {
   // Whether a change of an entry of `list`, by its place alone, can reach what only the whole tree
   // can judge.
   bool place_reaches_whole(const lysc_node* list) const;
+  // The same of any list.
+  bool any_place_reaches_whole() const;
 
   // Judges all of `tree` and completes its defaults. `tree` holds explicit nodes, each marked by
   // mark_node: an old one whose `when` is false now is deleted, a new one is a violation. After a
