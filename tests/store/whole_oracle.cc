@@ -154,7 +154,53 @@ OracleAnswer uncertain(std::string why) {
   return answer;
 }
 
+// The text of a leaf's or leaf-list's default; null without one.
+const char* default_of(const lysc_node* schema) {
+  const lyd_value* value = nullptr;
+  if (schema->nodetype == LYS_LEAF) {
+    value = reinterpret_cast<const lysc_node_leaf*>(schema)->dflt;
+  } else if (schema->nodetype == LYS_LEAFLIST) {
+    lyd_value* const* const values = reinterpret_cast<const lysc_node_leaflist*>(schema)->dflts;
+    value = values != nullptr ? values[0] : nullptr;
+  }
+  return value != nullptr ? lyd_value_get_canonical(kestrel::context(), value) : nullptr;
+}
+
+// Whether a default that `parent` does not hold may stand there; those of cases are left out.
+bool lacks_child(lyd_node* parent) {
+  const lysc_node* schema = nullptr;
+  while ((schema = lys_getnext(schema, parent->schema, nullptr, 0)) != nullptr) {
+    const char* const text = default_of(schema);
+    const bool is_there =
+        text == nullptr || lysc_data_parent(schema) != schema->parent ||
+        lyd_find_sibling_val(lyd_child(parent), schema, nullptr, 0, nullptr) != LY_ENOTFOUND;
+    lyd_node* added = nullptr;
+    if (is_there || lyd_new_term(parent, schema->module, schema->name, text, 0, &added) != 0) {
+      continue;
+    }
+    const bool may_stand = may_exist(added);
+    lyd_free_tree(added);
+    if (may_stand) return true;
+  }
+  return false;
+}
+
+bool lacks_default(lyd_node* first) {
+  for (lyd_node* node = first; node != nullptr; node = node->next) {
+    if ((node->schema->nodetype & (LYS_CONTAINER | LYS_LIST)) == 0) continue;
+    if (lacks_child(node) || lacks_default(lyd_child(node))) return true;
+  }
+  return false;
+}
+
 }  // namespace
+
+bool WholeOracle::lacks_a_default(const std::string& json) {
+  lyd_node* parsed = nullptr;
+  lyd_parse_data_mem(kestrel::context(), json.c_str(), LYD_JSON, LYD_PARSE_ONLY, 0, &parsed);
+  const Forest all(parsed);
+  return lacks_default(parsed);
+}
 
 OracleAnswer WholeOracle::judge_here(const std::string& inner_xml,
                                      const std::vector<nexa::store::Edit>& edits) {

@@ -37,6 +37,10 @@ class WholeOracle {
   // Does not change what the oracle holds.
   OracleAnswer judge(const std::vector<nexa::store::Edit>& edits) const;
 
+  // Whether a default is missing in what was accepted (OracleAnswer::json) although its condition
+  // holds there: libyang asked that while another default was there that does not stand.
+  static bool lacks_a_default(const std::string& json);
+
   // The configuration, without an element around it.
   void keep(const std::string& inner_xml) { xml_ = inner_xml; }
   const std::string& xml() const { return xml_; }
