@@ -92,11 +92,21 @@ void GetAnswer::make_whole() {
 }
 
 void GetAnswer::end(std::int64_t timestamp) {
-  write_batch();
   gnmi::Notification frame;
   frame.set_timestamp(timestamp);
   const gnmi::Path* shown = prefix_.shown(covered_);
   if (shown != nullptr) *frame.mutable_prefix() = *shown;
+  if (written_.empty() && batch_bytes_ < kOwnSlice) {
+    gathered_.push_back(static_cast<char>(kNotificationTag));
+    gathered_.append(length_text(frame.ByteSizeLong() + batch_.ByteSizeLong()));
+    frame.AppendToString(&gathered_);
+    batch_.AppendToString(&gathered_);
+    batch_.Clear();
+    batch_bytes_ = 0;
+    if (gathered_.size() >= kBatchBytes) close_gathered();
+    return;
+  }
+  write_batch();
   const std::string head = frame.SerializeAsString();
   std::size_t length = head.size();
   for (const std::string& text : written_) length += text.size();
