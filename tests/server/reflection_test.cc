@@ -90,7 +90,9 @@ TEST_F(Reflection, LeavesOtherMethodsUnimplemented) {
 }
 
 TEST_F(Reflection, AsksWhoCalls) {
+  stop();
   access.users["alice"] = {"secret", nexa::access::Role::kReadOnly};
+  start();
   EXPECT_EQ(ask(kMethod, field(7, "")), "16 who are you");
   EXPECT_EQ(answers, 0);
   ASSERT_EQ(recorder.failed_logins().size(), 1U);
