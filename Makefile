@@ -74,8 +74,8 @@ bench:
 
 FUZZ_SECONDS ?= 60
 
-# What measures time, or has a process for each of its cases, tells nothing new there.
-TSAN_FILTER := -SubscribeLoad.*:StoreRandom.*:*StoreRealConfigs*:*Latency*
+# What measures time, or lives in forked processes, tells nothing new there.
+TSAN_FILTER := -SubscribeLoad.*:StoreRandom.*:*StoreRealConfigs*:*Latency*:ChildJudgement.*
 
 test-tsan:
 	@scripts/setup scripts/dependencies.txt

@@ -8,7 +8,7 @@
 #include "store/reading/change_walk.h"
 #include "store/reading/selection.h"
 #include "store/reading/typed_value.h"
-#include "store/unbound_prefix.h"
+#include "store/unbound_names.h"
 #include "store/validation/violation_text.h"
 #include "text/display.h"
 
@@ -192,16 +192,18 @@ text::Result<std::shared_ptr<const StateTree>> parse_state_tree(std::string_view
     return text::Failure{grpc::StatusCode::INVALID_ARGUMENT, "", kNoElement};
   }
   if (inner.empty()) return state_tree_of(empty_image());
+  if (const std::string name = unbound_name(inner); !name.empty()) {
+    const bool has_prefix = name.find(':') != std::string::npos;
+    return text::Failure{
+        grpc::StatusCode::INVALID_ARGUMENT, text::quoted(name),
+        has_prefix ? "the prefix stands for no namespace" : "the element stands in no namespace"};
+  }
   ly_err_clean(const_cast<ly_ctx*>(kestrel::context()), nullptr);
   lyd_node* parsed = nullptr;
   const LY_ERR done = lyd_parse_data_mem(kestrel::context(), std::string(inner).c_str(), LYD_XML,
                                          LYD_PARSE_ONLY | LYD_PARSE_STRICT, 0, &parsed);
   TreePtr tree(parsed);
   if (done != LY_SUCCESS) return stored_violation(kestrel::context(), nullptr).failure();
-  if (const std::string name = unbound_prefix(tree.get()); !name.empty()) {
-    return text::Failure{grpc::StatusCode::INVALID_ARGUMENT, text::quoted(name),
-                         "the prefix stands for no namespace"};
-  }
   return state_tree_of(image_of_tree(tree.get()));
 }
 
