@@ -397,6 +397,20 @@ text::Result<Target> Resolver::resolve(const gnmi::Path& prefix, const gnmi::Pat
   return target;
 }
 
+namespace {
+
+// Of elements with the same keys: their texts are written over, which takes no new memory.
+void copy_values(const gnmi::PathElem& from, gnmi::PathElem& to) {
+  auto& keys = *to.mutable_key();
+  if (keys.size() == 1) {
+    keys.begin()->second = from.key().begin()->second;
+    return;
+  }
+  for (auto& [name, value] : keys) value = from.key().at(name);
+}
+
+}  // namespace
+
 bool Resolver::read_keys(const gnmi::Path& path, Target& target) const {
   const int above = target.path.elem_size() - path.elem_size();
   std::string rule;
@@ -414,8 +428,8 @@ bool Resolver::read_keys(const gnmi::Path& path, Target& target) const {
     }
   }
   for (int i = 0; i < path.elem_size(); ++i) {
-    if (path.elem(i).key_size() == 0) continue;
-    *target.path.mutable_elem(above + i)->mutable_key() = path.elem(i).key();
+    const gnmi::PathElem& read = path.elem(i);
+    if (read.key_size() != 0) copy_values(read, *target.path.mutable_elem(above + i));
   }
   return true;
 }

@@ -55,6 +55,11 @@ namespace {
 
 bool has_same_keys(const gnmi::PathElem& left, const gnmi::PathElem& right) {
   if (left.key_size() != right.key_size()) return false;
+  if (left.key_size() == 1) {  // nearly always; nothing is looked up
+    const auto one = left.key().begin();
+    const auto other = right.key().begin();
+    return one->first == other->first && (one->second == "*") == (other->second == "*");
+  }
   return std::all_of(left.key().begin(), left.key().end(), [&right](const auto& key) {
     const auto other = right.key().find(key.first);
     return other != right.key().end() && (key.second == "*") == (other->second == "*");

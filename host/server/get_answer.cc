@@ -96,16 +96,7 @@ void GetAnswer::end(std::int64_t timestamp) {
   frame.set_timestamp(timestamp);
   const gnmi::Path* shown = prefix_.shown(covered_);
   if (shown != nullptr) *frame.mutable_prefix() = *shown;
-  if (written_.empty() && batch_bytes_ < kOwnSlice) {
-    gathered_.push_back(static_cast<char>(kNotificationTag));
-    gathered_.append(length_text(frame.ByteSizeLong() + batch_.ByteSizeLong()));
-    frame.AppendToString(&gathered_);
-    batch_.AppendToString(&gathered_);
-    batch_.Clear();
-    batch_bytes_ = 0;
-    if (gathered_.size() >= kBatchBytes) close_gathered();
-    return;
-  }
+  if (written_.empty() && batch_bytes_ < kOwnSlice) return gather(frame);
   write_batch();
   const std::string head = frame.SerializeAsString();
   std::size_t length = head.size();
@@ -121,6 +112,21 @@ void GetAnswer::end(std::int64_t timestamp) {
     slices_.push_back(slice_of(std::move(text)));
   }
   written_.clear();
+  if (gathered_.size() >= kBatchBytes) close_gathered();
+}
+
+// Writes a short notification where it is sent from; its sizes are counted once.
+void GetAnswer::gather(const gnmi::Notification& frame) {
+  const std::size_t length = frame.ByteSizeLong() + batch_.ByteSizeLong();
+  gathered_.push_back(static_cast<char>(kNotificationTag));
+  gathered_.append(length_text(length));
+  const std::size_t begin = gathered_.size();
+  gathered_.resize(begin + length);
+  auto* to = reinterpret_cast<std::uint8_t*>(gathered_.data() + begin);
+  to = frame.SerializeWithCachedSizesToArray(to);
+  batch_.SerializeWithCachedSizesToArray(to);
+  batch_.Clear();
+  batch_bytes_ = 0;
   if (gathered_.size() >= kBatchBytes) close_gathered();
 }
 

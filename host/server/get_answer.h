@@ -42,6 +42,7 @@ class GetAnswer {
  private:
   bool take_room(std::size_t bytes);
   void write_batch();
+  void gather(const gnmi::Notification& frame);
   void close_gathered();
   void make_whole();
 
