@@ -125,6 +125,7 @@ nightly: setup
 	@$(MAKE) --no-print-directory build
 	@NEXA_ORACLE_UPDATES=$(NIGHTLY_UPDATES) $(BUILD)/bin/translate_tests --gtest_filter='*Generated*'
 	@NEXA_RANDOM_SETS=$(NIGHTLY_SETS) $(BUILD)/bin/store_tests --gtest_filter='StoreRandom.*'
+	@$(BUILD)/bin/server_allocation_sweep
 	@NEXA_POWER_CUT_EVERY=1 $(BUILD)/bin/store_tests --gtest_filter='StorePowerCut.*'
 	@NEXA_CRASH_POINTS=$(NIGHTLY_CRASHES) ctest --test-dir $(BUILD) -R '^nexad_crash$$' --output-on-failure
 	@scripts/floods $(BUILD)
