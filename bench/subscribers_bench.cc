@@ -1,12 +1,12 @@
 // What subscribers of a running server cost, over gRPC on this machine: how long it takes from a
 // Set's answer until the last of 1,000 ON_CHANGE streams has the change (the client's own work is
 // in it), what a Set that no stream watches costs beside 10,000 idle ones of another program, and
-// their memory. Fails when the memory is above 200 MB.
+// their memory. Fails when that Set is above 1.1 times one without streams, or the memory above
+// 200 MB.
 //
-// What idle streams add to the commit itself is held to 1.1 in telemetry_bench. What they add to a
-// call is gRPC's: Debian builds it with its assertions, and one of them looks for each operation
-// that ends among all that are begun, of which every stream has two. In a profile that was an
-// eighth of the server's time beside 10,000 streams.
+// Debian builds gRPC with its assertions: one of them looks for each operation that ends among all
+// that are begun, of which every stream has two. In a profile that was an eighth of the server's
+// time beside 10,000 streams, so the first limit is met by chance only.
 //
 //   subscribers_bench                  the measurement
 //   subscribers_bench --idle ADDRESS   that other program: holds the streams until its input ends
@@ -36,6 +36,7 @@ constexpr int kIdle = 10000;
 constexpr int kStreamsPerConnection = 100;
 constexpr int kSets = 300;
 constexpr int kTurns = 3;
+constexpr double kMostRatio = 1.1;
 constexpr double kMostBytes = 200e6;
 
 double microseconds(Clock::duration time) {
@@ -147,8 +148,8 @@ int main(int argc, char** argv) {
   const double among = *std::min_element(beside.begin(), beside.end());
   std::printf("%-58s %9.1f us\n", "a Set that no stream watches, no streams", without);
   std::printf("%-58s %9.1f us\n", "the same beside 10,000 idle streams", among);
-  std::printf("%-58s %9.2f\n", "  ratio, of the whole call", among / without);
+  const bool is_cheap = check("  ratio", among / without, kMostRatio, "");
   const bool is_small = check("memory of 10,000 idle streams", static_cast<double>(bytes) / 1e6,
                               kMostBytes / 1e6, " MB");
-  return is_small ? 0 : 1;
+  return is_cheap && is_small ? 0 : 1;
 }
