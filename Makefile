@@ -75,7 +75,7 @@ bench:
 FUZZ_SECONDS ?= 60
 
 # What measures time, or lives in forked processes, tells nothing new there.
-TSAN_FILTER := -SubscribeLoad.*:StoreRandom.*:*StoreRealConfigs*:*Latency*:ChildJudgement.*
+TSAN_FILTER := -SubscribeLoad.*:*StoreRealConfigs*:*Latency*:ChildJudgement.*
 
 test-tsan:
 	@scripts/setup scripts/dependencies.txt
@@ -124,7 +124,7 @@ NEXA_SOAK_SECONDS ?= 3600
 nightly: setup
 	@$(MAKE) --no-print-directory build
 	@NEXA_ORACLE_UPDATES=$(NIGHTLY_UPDATES) $(BUILD)/bin/translate_tests --gtest_filter='*Generated*'
-	@NEXA_RANDOM_SETS=$(NIGHTLY_SETS) $(BUILD)/bin/store_tests --gtest_filter='StoreRandom.*'
+	@NEXA_RANDOM_SETS=$(NIGHTLY_SETS) $(BUILD)/bin/store_random_tests
 	@$(BUILD)/bin/server_allocation_sweep
 	@NEXA_POWER_CUT_EVERY=1 $(BUILD)/bin/store_tests --gtest_filter='StorePowerCut.*'
 	@NEXA_CRASH_POINTS=$(NIGHTLY_CRASHES) ctest --test-dir $(BUILD) -R '^nexad_crash$$' --output-on-failure

@@ -47,7 +47,10 @@ add_library(nexa_precompiled OBJECT EXCLUDE_FROM_ALL "${CMAKE_CURRENT_LIST_DIR}/
 target_link_libraries(nexa_precompiled PRIVATE
   gnmi_proto Boost::headers PkgConfig::GRPC PkgConfig::CJSON PkgConfig::LIBXML2 nexa_flags)
 target_precompile_headers(nexa_precompiled PRIVATE "${CMAKE_CURRENT_LIST_DIR}/precompiled/messages.h")
-set(nexa_test_options $<$<CONFIG:Release>:-O0>)
+set(nexa_test_options)
+if(NEXA_SANITIZE OR CMAKE_BUILD_TYPE STREQUAL "Release")
+  set(nexa_test_options -O0)
+endif()
 if(NEXA_TESTS)
   add_library(nexa_precompiled_tests OBJECT EXCLUDE_FROM_ALL
               "${CMAKE_CURRENT_LIST_DIR}/precompiled/tests.cc")

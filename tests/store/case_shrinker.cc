@@ -16,9 +16,15 @@ std::chrono::seconds patience() {
   return std::chrono::seconds(text != nullptr ? std::strtol(text, nullptr, 10) : 30);
 }
 
+// There are many of them.
+constexpr std::chrono::seconds kForARepetition(5);
+
 class Shrinker {
  public:
-  Shrinker(CasePlan plan, std::string kind) : plan_(std::move(plan)), kind_(std::move(kind)) {}
+  Shrinker(CasePlan plan, std::string kind)
+      : plan_(std::move(plan)), kind_(std::move(kind)), patience_of_a_case_(plan_.patience) {
+    plan_.patience = kForARepetition;
+  }
 
   CasePlan run() {
     for (std::size_t size = plan_.operations.size() / 2; size > 0; size /= 2) drop_runs(size);
@@ -26,6 +32,7 @@ class Shrinker {
     drop_statements();
     drop_runs(1);
     drop_edits();
+    plan_.patience = patience_of_a_case_;
     return plan_;
   }
 
@@ -110,6 +117,7 @@ class Shrinker {
 
   CasePlan plan_;
   const std::string kind_;
+  const std::chrono::seconds patience_of_a_case_;
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 

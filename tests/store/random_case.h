@@ -3,6 +3,7 @@
 #ifndef TESTS_STORE_RANDOM_CASE_H_
 #define TESTS_STORE_RANDOM_CASE_H_
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -40,6 +41,8 @@ struct CasePlan {
   int sets = 0;                            // as many random Sets, or
   std::vector<StoreOperation> operations;  // these, when not empty
   bool is_careful = false;  // libyang judges where it can die; operations are recorded
+  // Most cases take less than a second; under a sanitizer beside other work it is many times that.
+  std::chrono::seconds patience{120};
 };
 
 // Runs a case in a child process; a death of it is a disagreement of the kind "death".
