@@ -27,6 +27,10 @@ unsigned worker_count(const GnmiServiceOptions& options) {
   return std::max(cores, kFewestWorkers);
 }
 
+grpc::Status too_many_unread() noexcept {
+  return status_of(grpc::StatusCode::RESOURCE_EXHAUSTED, kTooManyUnread);
+}
+
 WorkerPool::FaultSink fault_sink(ServiceObserver& observer) {
   return [&observer](const std::string& line) { observer.fault(line); };
 }
@@ -133,10 +137,14 @@ void UnaryCall::finish(const grpc::Status& status, grpc::ByteBuffer& answer) noe
   if (finished_.exchange(true)) return;
   grpc::Status verdict;
   if (!reactor_->answer(answer)) {
-    verdict = status_of(grpc::StatusCode::RESOURCE_EXHAUSTED, kTooManyUnread);
+    verdict = too_many_unread();
     reactor_->Finish(sendable(verdict));
   }
   attempt([&] { core_.parts.observer.call_ended(method_, verdict.error_code(), age()); });
+}
+
+grpc::Status UnaryCall::reserve(std::size_t bytes) {
+  return reactor_->reserve(bytes) ? grpc::Status::OK : too_many_unread();
 }
 
 void UnaryCall::receive(std::function<void(const grpc::Status&)> then) {

@@ -95,6 +95,10 @@ class UnaryCall {
   // many do.
   void finish(const grpc::Status& status, grpc::ByteBuffer& answer) noexcept;
 
+  // Keeps room for an answer of at most that many bytes, for a call that cannot be refused any more
+  // once its work is done.
+  grpc::Status reserve(std::size_t bytes);
+
   // Receives the request, and calls `then` on a worker; on one of gRPC's threads, with what the
   // call is to be answered, when there is no request or no worker. Once, after the login.
   void receive(std::function<void(const grpc::Status&)> then);

@@ -90,8 +90,11 @@ grpc::Status SetCall::apply() {
   grpc::Status status = core_.arbitration.admit(request_);
   if (!status.ok()) return status;
   const request::CommitAction::Kind action = audit_.action.kind;
-  // Before the commit: what was done is not to be refused for want of memory.
+  // Before the commit: what was done is not to be refused for want of memory, nor because too many
+  // answers wait.
   request::answer_set(request_, response_);
+  status = call_.reserve(response_.ByteSizeLong());
+  if (!status.ok()) return status;
   if (action != request::CommitAction::Kind::kNone) core_.confirmations->stand_by();
   if (action == request::CommitAction::Kind::kCommit || !edits_.empty()) {
     status = commit_edits();

@@ -35,10 +35,15 @@ void AnswerReactor::OnReadDone(bool ok) {
   attempt([&] { received(ok, request_); });  // what it drops is answered
 }
 
+bool AnswerReactor::reserve(std::size_t bytes) {
+  if (bytes <= counted_) return true;
+  if (!unread_->take(bytes - counted_)) return false;
+  counted_ = bytes;
+  return true;
+}
+
 bool AnswerReactor::answer(grpc::ByteBuffer& bytes) {
-  const std::size_t size = bytes.Length();
-  if (!unread_->take(size)) return false;
-  counted_ = size;
+  if (!reserve(bytes.Length())) return false;
   answer_.Swap(&bytes);
   StartWriteAndFinish(&answer_, grpc::WriteOptions(), grpc::Status::OK);
   return true;

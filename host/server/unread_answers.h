@@ -44,6 +44,10 @@ class AnswerReactor final : public BytesReactor {
   // Reads the request. Once, and not after the call was finished.
   void read(Received received);
 
+  // Counts an answer that will have at most that many bytes, so that there is room for it whatever
+  // comes in between; false, and nothing counted, when there is none.
+  bool reserve(std::size_t bytes);
+
   // Ends the call with an answer, which is counted until its client has read it; false, and nothing
   // is sent, when there is no room for it.
   bool answer(grpc::ByteBuffer& bytes);

@@ -107,6 +107,47 @@ TEST_F(AnswerSize, AnswersThatNobodyReadsAreBounded) {
   EXPECT_TRUE(eventually([this] { return verdict(names(1)) == "0 "; }));
 }
 
+gnmi::SetRequest new_name() {
+  gnmi::SetRequest request;
+  gnmi::Update& update = *request.add_update();
+  *update.mutable_path() = path_of("/device/name");
+  update.mutable_val()->set_string_val("box");
+  return request;
+}
+
+TEST_F(AnswerSize, ASetThatCouldNotBeAnsweredIsNotCommitted) {
+  options.limits.unread_answer_bytes = 10;
+  store.know("/device/name");
+  start();
+  gnmi::SetResponse response;
+  EXPECT_EQ(shown(set(new_name(), response)),
+            "8 Too many answers wait to be read by their clients");
+  EXPECT_TRUE(store.commits().empty());
+}
+
+TEST_F(AnswerSize, ASetHasRoomForItsAnswerBeforeItIsCommitted) {
+  options.limits.unread_answer_bytes = 1000;
+  store.put("/device/name", "\"" + std::string(900, 'n') + "\"");
+  gnmi::SetRequest request = new_name();
+  request.mutable_prefix()->set_target(std::string(500, 't'));
+  std::string meanwhile;
+  store.on_commit = [&](const nexa::store::CommitRequest& /*commit*/) {
+    meanwhile = verdict(names(1));
+    nexa::store::CommitResult result;
+    result.number = 1;
+    return result;
+  };
+  start();
+  EXPECT_EQ(verdict(names(1)), "0 ");
+  for (int round = 0; round < 3; ++round) {
+    gnmi::SetResponse response;
+    EXPECT_EQ(shown(set(request, response)), "0 ");
+    EXPECT_EQ(response.prefix().target().size(), 500U);
+    EXPECT_EQ(meanwhile, "8 Too many answers wait to be read by their clients");
+    EXPECT_TRUE(eventually([this] { return verdict(names(1)) == "0 "; }));
+  }
+}
+
 TEST(UnreadAnswers, CountWhatWasTakenAndGivenBack) {
   nexa::server::UnreadAnswers answers(100);
   EXPECT_TRUE(answers.take(60));
