@@ -53,9 +53,7 @@ void ConfirmationWatch::look() {
     core_.sampler.cancel(appointment_);
     return;
   }
-  const bool is_known = pending->id == waiting_.id && pending->number == waiting_.number &&
-                        pending->time_ns == waiting_.time_ns;
-  if (!is_known) {
+  if (!is_known(*pending)) {
     // A clock that was set back meanwhile makes nothing wait longer than it was to.
     const auto left = std::clamp(until(pending->time_ns), std::chrono::nanoseconds(0),
                                  std::max(pending->duration, std::chrono::nanoseconds(0)));
@@ -63,6 +61,16 @@ void ConfirmationWatch::look() {
                 std::chrono::steady_clock::now() + left};
   }
   schedule(waiting_.deadline);
+}
+
+bool ConfirmationWatch::is_known(const store::PendingCommit& pending) const {
+  return pending.id == waiting_.id && pending.number == waiting_.number &&
+         pending.time_ns == waiting_.time_ns;
+}
+
+void ConfirmationWatch::look_for_a_new_one() {
+  const std::optional<store::PendingCommit> pending = core_.parts.store.pending();
+  if (pending && !is_known(*pending)) look();
 }
 
 void ConfirmationWatch::schedule(telemetry::MonotonicTime time) {

@@ -32,6 +32,10 @@ class ConfirmationWatch : public telemetry::Sampler::Sampled,
   // Looks at the commit that waits anew. On the writer's thread, after each change of it.
   void look();
 
+  // After any other Set: it may have found out that a commit waits whose outcome was not known. On
+  // the writer's thread.
+  void look_for_a_new_one();
+
   void due() override;
 
  private:
@@ -44,6 +48,7 @@ class ConfirmationWatch : public telemetry::Sampler::Sampled,
     telemetry::MonotonicTime deadline;
   };
 
+  bool is_known(const store::PendingCommit& pending) const;
   void run();
   bool take_back(const store::PendingCommit& pending);
   void schedule(telemetry::MonotonicTime time);

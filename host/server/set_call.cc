@@ -103,6 +103,8 @@ grpc::Status SetCall::apply() {
   }
   if (action != request::CommitAction::Kind::kNone) {
     attempt([this] { core_.confirmations->look(); });  // otherwise it looks soon
+  } else {
+    attempt([this] { core_.confirmations->look_for_a_new_one(); });
   }
   response_.set_timestamp(ServiceRpcMsgHelpers::get_timestamp());
   return status;

@@ -294,6 +294,77 @@ TEST_F(Set, AFaultOfTheStoreIsTheServers) {
   EXPECT_EQ(recorder.faults(), std::vector<std::string>{"Set failed: no memory"});
 }
 
+// It may have been made before memory was wanting, or not.
+TEST_F(Set, ACommitThatMemoryEndsIsNeitherDoneNorRefused) {
+  store.on_commit = [](const nexa::store::CommitRequest&) -> nexa::store::CommitResult {
+    throw std::bad_alloc();
+  };
+  *request.add_update() = update_of("/example-device:device/name", "\"a\"");
+  EXPECT_EQ(answer(), "14 Whether the change was made is not known: memory is wanting");
+  EXPECT_TRUE(recorder.faults().empty());
+  ASSERT_EQ(recorder.audit_lines().size(), 1U);
+  EXPECT_NE(recorder.audit_lines().front().find("UNAVAILABLE"), std::string::npos)
+      << recorder.audit_lines().front();
+}
+
+// Whose first commit has an outcome that only the next one finds out.
+class DoubtfulStore : public FakeStore {
+ public:
+  DoubtfulStore() {
+    on_commit = [this](const nexa::store::CommitRequest& commit) {
+      nexa::store::CommitResult result;
+      const std::lock_guard<std::mutex> lock(mutex_);
+      if (commit.confirm_id.empty()) {
+        const auto now = std::chrono::system_clock::now().time_since_epoch();
+        constexpr std::chrono::milliseconds kLeft{100};
+        pending_ = {"a", 1, 0, std::chrono::nanoseconds(now + kLeft).count(), kLeft};
+        result.status = {grpc::StatusCode::FAILED_PRECONDITION, "commit 1 waits"};
+      } else {
+        result.status = {grpc::StatusCode::UNAVAILABLE, "not known"};
+      }
+      return result;
+    };
+  }
+  std::optional<nexa::store::PendingCommit> pending() const override {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return pending_;
+  }
+  CommitResult cancel(const std::string& id, const std::string& /*author*/,
+                      const std::string& /*reason*/,
+                      const std::function<grpc::Status(const nexa::store::Change&)>&) override {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    cancelled_.push_back(id);
+    pending_.reset();
+    return {};
+  }
+  std::vector<std::string> cancelled() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return cancelled_;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::optional<nexa::store::PendingCommit> pending_;
+  std::vector<std::string> cancelled_;
+};
+
+TEST_F(Set, ACommitThatIsFoundLaterIsStillTakenBackAtItsTime) {
+  DoubtfulStore doubtful;
+  doubtful.know("/device/name");
+  other_store = &doubtful;
+  *request.add_update() = update_of("/example-device:device/name", "\"a\"");
+  request.add_extension()->mutable_commit()->set_id("a");
+  request.mutable_extension(0)->mutable_commit()->mutable_commit();
+  EXPECT_EQ(answer(), "14 not known");
+  // As long as the watch looks by itself after each change of what waits.
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  request.clear_extension();
+  EXPECT_EQ(answer(), "9 commit 1 waits");
+  EXPECT_TRUE(eventually([&] { return !doubtful.cancelled().empty(); }, std::chrono::seconds(5)));
+  EXPECT_EQ(doubtful.cancelled(), std::vector<std::string>{"a"});
+  stop();
+}
+
 TEST_F(Set, MeaningfulExtensionsAreRefusedUnknownOnesPassedOver) {
   options.profile = nexa::profile::Profile::kDevice;
   *request.add_update() = update_of("/example-device:device/name", "\"a\"");
