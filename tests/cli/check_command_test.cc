@@ -7,7 +7,7 @@
 
 #include "run_program.h"
 
-namespace {
+namespace check_command_test {
 
 using nexa_test::Outcome;
 using nexa_test::run_nexa;
@@ -135,4 +135,4 @@ TEST(CheckCommand, ReadsAFile) {
   std::remove(name);
 }
 
-}  // namespace
+}  // namespace check_command_test

@@ -7,7 +7,7 @@
 #include "real/temp_folder.h"
 #include "run_program.h"
 
-namespace {
+namespace path_command_test {
 
 using nexa_test::Outcome;
 using nexa_test::run_nexa;
@@ -199,4 +199,4 @@ TEST(PathCommand, WrongOptionsAreWrongUsage) {
   EXPECT_EQ(two.err, "nexa: path: give one of TEXT, --to-keypath and --to-xpath\n");
 }
 
-}  // namespace
+}  // namespace path_command_test

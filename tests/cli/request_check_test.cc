@@ -8,7 +8,7 @@
 #include "model/target.h"
 #include "profile/request_check.h"
 
-namespace {
+namespace request_check_test {
 
 using google::protobuf::TextFormat;
 using nexa::profile::Profile;
@@ -212,4 +212,4 @@ TEST(CheckSubscribe, RefusesPathsInTheOldForm) {
                  kUnimplemented, kElementList, "subscribe.prefix");
 }
 
-}  // namespace
+}  // namespace request_check_test

@@ -9,7 +9,7 @@
 #include "real/temp_folder.h"
 
 namespace nexa_test {
-namespace {
+namespace kestrel_folders_test {
 
 using Names = std::vector<std::string>;
 
@@ -202,5 +202,5 @@ TEST(KestrelFeatures, ADefinitionModuleCanBeNamedToo) {
   EXPECT_EQ(listed_modules(), (Names{"m", "types"}));
 }
 
-}  // namespace
+}  // namespace kestrel_folders_test
 }  // namespace nexa_test

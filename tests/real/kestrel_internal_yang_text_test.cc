@@ -10,7 +10,7 @@
 #include "yang_lexer.h"
 
 namespace nexa_test {
-namespace {
+namespace kestrel_internal_yang_text_test {
 
 using kestrel::ModuleSurvey;
 using kestrel::StatementFinder;
@@ -185,5 +185,5 @@ TEST(KestrelStatementFinder, ReadsTextThatEndsAnywhere) {
   }
 }
 
-}  // namespace
+}  // namespace kestrel_internal_yang_text_test
 }  // namespace nexa_test

@@ -11,7 +11,7 @@
 #include "real/temp_folder.h"
 
 namespace nexa_test {
-namespace {
+namespace kestrel_json_types_test {
 
 using kestrel::Written;
 
@@ -123,5 +123,5 @@ TEST(KestrelJsonTypes, HintsChooseTheMember) {
   EXPECT_EQ(member_of("empty-or-enum", "", Written::kNull), LY_TYPE_UNKNOWN);
 }
 
-}  // namespace
+}  // namespace kestrel_json_types_test
 }  // namespace nexa_test

@@ -11,7 +11,7 @@
 #include "support/log_capture.h"
 
 namespace nexa_test {
-namespace {
+namespace kestrel_namespaces_test {
 
 using Names = std::vector<std::string>;
 using Meta = std::map<std::string, std::string>;
@@ -193,5 +193,5 @@ TEST(KestrelModelData, AModuleWithoutNodesCarriesIt) {
   EXPECT_EQ(names_from(first_root("m")), (Names{"gnmi-model-data"}));
 }
 
-}  // namespace
+}  // namespace kestrel_namespaces_test
 }  // namespace nexa_test

@@ -13,7 +13,7 @@
 #include "support/log_capture.h"
 
 namespace nexa_test {
-namespace {
+namespace kestrel_published_models_test {
 
 using Names = std::vector<std::string>;
 
@@ -208,5 +208,5 @@ TEST_F(PublishedModels, AnOpenConfigModuleLoadsOnItsOwn) {
   expect_whole_tree_is_libyangs();
 }
 
-}  // namespace
+}  // namespace kestrel_published_models_test
 }  // namespace nexa_test

@@ -8,7 +8,7 @@
 #include "real/temp_folder.h"
 
 namespace nexa_test {
-namespace {
+namespace kestrel_reload_test {
 
 using Names = std::vector<std::string>;
 
@@ -112,5 +112,5 @@ TEST(KestrelReload, ProgressIsToldModuleByModule) {
   EXPECT_EQ(steps, (Names{"1/2 first", "2/2 second"}));
 }
 
-}  // namespace
+}  // namespace kestrel_reload_test
 }  // namespace nexa_test

@@ -8,7 +8,7 @@
 #include "real/temp_folder.h"
 
 namespace nexa_test {
-namespace {
+namespace kestrel_tree_test {
 
 using Names = std::vector<std::string>;
 
@@ -198,5 +198,5 @@ TEST(KestrelTree, NodesOfDisabledFeaturesAndRemovedNodesAreOut) {
   EXPECT_EQ(names_from(first_root("m")), (Names{"b", "gnmi-model-data"}));
 }
 
-}  // namespace
+}  // namespace kestrel_tree_test
 }  // namespace nexa_test

@@ -4,7 +4,7 @@
 #include "server/support/conformance.h"
 
 namespace nexa_test {
-namespace {
+namespace conformance_get_test {
 
 // Operational data of the port "a", and a leaf that only the device knows.
 class Events : public nexa::state::StateProvider {
@@ -147,5 +147,5 @@ TEST_F(Conformance, Row17WhatIsWrongWithAPathCountsMoreThanMissingData) {
   EXPECT_EQ(get_text(asked).substr(0, 10), "12 path[2]");
 }
 
-}  // namespace
+}  // namespace conformance_get_test
 }  // namespace nexa_test

@@ -6,7 +6,7 @@
 #include "server/support/service_fixture.h"
 
 namespace nexa_test {
-namespace {
+namespace reflection_test {
 
 constexpr char kMethod[] = "/grpc.reflection.v1.ServerReflection/ServerReflectionInfo";
 
@@ -141,5 +141,5 @@ TEST_F(Descriptions, RepeatTheRequest) {
   EXPECT_TRUE(has(field(1, "host-7") + field(7, "x"), field(1, "host-7") + field(7, "x")));
 }
 
-}  // namespace
+}  // namespace reflection_test
 }  // namespace nexa_test

@@ -12,7 +12,7 @@
 #include "server/support/service_fixture.h"
 
 namespace nexa_test {
-namespace {
+namespace request_bytes_test {
 
 constexpr char kUnreadable[] =
     "3 The request cannot be read: it is no message of this method, or a text in it is not UTF-8";
@@ -183,5 +183,5 @@ TEST_F(Requests, OfStrangersAreNotRead) {
   }
 }
 
-}  // namespace
+}  // namespace request_bytes_test
 }  // namespace nexa_test

@@ -7,7 +7,7 @@
 #include "server/support/stream_client.h"
 
 namespace nexa_test {
-namespace {
+namespace stored_test {
 
 using Stored = StoredServiceTest;
 
@@ -218,5 +218,5 @@ TEST_F(Stored, GarbageIsAnsweredAndTheStoreStaysWhole) {
   EXPECT_EQ(real_store->snapshot()->xml(), before);
 }
 
-}  // namespace
+}  // namespace stored_test
 }  // namespace nexa_test

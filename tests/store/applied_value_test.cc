@@ -10,7 +10,7 @@
 #include "translate/path_string.h"
 
 namespace nexa::store {
-namespace {
+namespace applied_value_test {
 
 using ::testing::ElementsAre;
 
@@ -62,5 +62,5 @@ TEST_F(AppliedValue, OperationalIsTheStateThatNobodyConfigures) {
                           "/box:plain/state/name", "/box:plain/heat"));
 }
 
-}  // namespace
+}  // namespace applied_value_test
 }  // namespace nexa::store

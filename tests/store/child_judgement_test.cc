@@ -23,7 +23,7 @@
 #include "store/tree.h"
 
 namespace nexa::store {
-namespace {
+namespace child_judgement_test {
 
 using Kind = ChildOutcome::Kind;
 using std::chrono::milliseconds;
@@ -312,5 +312,5 @@ TEST(ChildJudgement, AChildThatWorksIsForkedOnce) {
   ::munmap(shared, sizeof(std::atomic<int>));
 }
 
-}  // namespace
+}  // namespace child_judgement_test
 }  // namespace nexa::store

@@ -10,7 +10,7 @@
 #include "store/node_tools.h"
 
 namespace nexa::store {
-namespace {
+namespace child_table_test {
 
 constexpr char kModule[] =
     "module m { namespace \"urn:m\"; prefix m; container c0 { leaf-list s1 { type string; "
@@ -91,5 +91,5 @@ TEST_F(ChildTable, IsMadeAgainAfterItWasDropped) {
   }
 }
 
-}  // namespace
+}  // namespace child_table_test
 }  // namespace nexa::store

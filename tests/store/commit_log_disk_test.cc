@@ -7,7 +7,7 @@
 #include "store/log/commit_log.h"
 #include "support/results.h"
 
-namespace {
+namespace commit_log_disk_test {
 
 using nexa::store::CommitLog;
 using nexa::store::LogEntry;
@@ -353,4 +353,4 @@ TEST_F(LogOnAFailingDisk, RandomFailuresKillsAndPowerCuts) {
   EXPECT_GT(unknown, 5);
 }
 
-}  // namespace
+}  // namespace commit_log_disk_test

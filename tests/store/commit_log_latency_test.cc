@@ -11,7 +11,7 @@
 #include "store/log/commit_log.h"
 #include "support/results.h"
 
-namespace {
+namespace commit_log_latency_test {
 
 using nexa::store::CommitLog;
 using nexa::store::LogOptions;
@@ -70,4 +70,4 @@ TEST(LogLatency, OfACommitWhileALargeSnapshotIsWritten) {
   EXPECT_EQ(nexa_test::line_of(log->verify_history(nullptr)), "");
 }
 
-}  // namespace
+}  // namespace commit_log_latency_test

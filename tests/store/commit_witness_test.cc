@@ -13,7 +13,7 @@
 #include "store/log/commit_log.h"
 #include "support/results.h"
 
-namespace {
+namespace commit_witness_test {
 
 namespace fs = std::filesystem;
 using nexa::store::CommitLog;
@@ -280,4 +280,4 @@ TEST(LogInAFolderThatIsOnlyRead, IsReadWithItsJournal) {
   fs::permissions(data, fs::perms(0755));
 }
 
-}  // namespace
+}  // namespace commit_witness_test

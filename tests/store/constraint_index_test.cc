@@ -11,7 +11,7 @@
 #include "store/xpath_models.h"
 
 namespace nexa::store {
-namespace {
+namespace constraint_index_test {
 
 using Kind = Constraint::Kind;
 
@@ -190,5 +190,5 @@ TEST_F(ConstraintIndexTest, StateDataStatesNothingThatIsJudged) {
   EXPECT_FALSE(index().whole_everywhere());
 }
 
-}  // namespace
+}  // namespace constraint_index_test
 }  // namespace nexa::store

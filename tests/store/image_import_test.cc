@@ -9,7 +9,7 @@
 namespace nexa::store {
 namespace {
 
-constexpr const char* kValues[] = {
+constexpr const char* kContents[] = {
     "<i8>-1</i8><u64>5</u64><dec>1.5</dec><bool>true</bool><none/><text>a&amp;b</text>",
     "<blob>AAEC/w==</blob><flags>c a</flags><pick>one</pick><v6>2001:DB8::1</v6>",
     "<id xmlns:q=\"urn:shop-more\">q:blue</id><mix>red</mix><ref>12</ref>",
@@ -28,7 +28,7 @@ class ImageImport : public ::testing::Test {
 };
 
 TEST_F(ImageImport, ValuesOfEveryTypeComeBack) {
-  for (const char* inner : kValues) {
+  for (const char* inner : kContents) {
     const TreePtr tree = values(inner);
     const TreePtr again = tree_of_image(*image_of_tree(tree.get()), true);
     std::string before;
@@ -40,7 +40,7 @@ TEST_F(ImageImport, ValuesOfEveryTypeComeBack) {
 }
 
 TEST_F(ImageImport, CanonicalTextsOfPathsCanBeSetAgain) {
-  const TreePtr tree = values(kValues[3]);
+  const TreePtr tree = values(kContents[3]);
   lyd_node* const leaf = lyd_child(tree.get());
   const std::string other = "/shop:stock/item[name='b']/price";
   EXPECT_EQ(change_canonical_term(leaf, other.c_str()), LY_SUCCESS);

@@ -19,7 +19,7 @@
 #include "translate/path_string.h"
 
 namespace nexa::store {
-namespace {
+namespace json_value_oracle_test {
 
 constexpr std::size_t kLeaves = 800;  // drawn from a schema that has more
 constexpr JsonForm kIetf{DataPart::kAll, true};
@@ -329,5 +329,5 @@ INSTANTIATE_TEST_SUITE_P(
                     std::vector<std::string>{nexa_test::openconfig_folder().path}),
     [](const auto& set) { return set.index == 0 ? "Ietf" : "OpenConfig"; });
 
-}  // namespace
+}  // namespace json_value_oracle_test
 }  // namespace nexa::store

@@ -10,7 +10,7 @@
 #include "translate/path_string.h"
 
 namespace nexa::store {
-namespace {
+namespace json_value_test {
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -274,5 +274,5 @@ TEST_F(JsonValue, LeavesBelowANodeContinueItsPath) {
                                  "/stock/door[.=1] 1", "/stock/card/number \"1\""));
 }
 
-}  // namespace
+}  // namespace json_value_test
 }  // namespace nexa::store

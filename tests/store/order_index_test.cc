@@ -13,7 +13,7 @@
 #include "store_module.h"
 
 namespace nexa_test {
-namespace {
+namespace order_index_test {
 
 using namespace nexa::store;  // NOLINT(google-build-using-namespace)
 
@@ -116,5 +116,5 @@ TEST(OrderIndexTest, AGroupKnowsWhatStandsBefore) {
   }
 }
 
-}  // namespace
+}  // namespace order_index_test
 }  // namespace nexa_test

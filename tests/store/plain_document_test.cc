@@ -10,7 +10,7 @@
 #include "store/validation_fixture.h"
 
 namespace nexa::store {
-namespace {
+namespace plain_document_test {
 
 constexpr char kKinds[] = R"yang(module kinds {
   yang-version 1.1;
@@ -222,5 +222,5 @@ TEST_F(PlainDocument, DamagedTextsAreReadTheSameOrNotAtAll) {
   EXPECT_GT(same, 200);
 }
 
-}  // namespace
+}  // namespace plain_document_test
 }  // namespace nexa::store

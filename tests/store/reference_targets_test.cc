@@ -12,7 +12,7 @@
 #include "store/validation/validation.h"
 
 namespace nexa::store {
-namespace {
+namespace reference_targets_test {
 
 constexpr char kOther[] = R"yang(module other {
   yang-version 1.1;
@@ -173,5 +173,5 @@ TEST_F(ReferenceTargetsTest, ManyCostTheirNumber) {
   EXPECT_LT(cpu_of(6'000), few * 9);  // 16 times, were all instances looked through for each
 }
 
-}  // namespace
+}  // namespace reference_targets_test
 }  // namespace nexa::store

@@ -6,7 +6,7 @@
 
 #include "store_fixture.h"
 
-namespace {
+namespace repeated_entries_test {
 
 using namespace nexa_test;
 using nexa::store::cut_at_repetition;
@@ -74,4 +74,4 @@ TEST_F(AbandonedCommit, LeavesNothing) {
   EXPECT_NE(xml().find("<name>n</name>"), std::string::npos);
 }
 
-}  // namespace
+}  // namespace repeated_entries_test

@@ -7,7 +7,7 @@
 #include "support/targets.h"
 #include "translate/path_string.h"
 
-namespace {
+namespace selection_modules_test {
 
 using namespace nexa_test;
 using nexa::store::ImagePtr;
@@ -92,4 +92,4 @@ TEST_F(SelectModules, WildcardsNameTheModuleWhereABareNameMeansAnother) {
   EXPECT_THAT(find("/box/*"), ElementsAre("/box/lid", "/box/vendor-box:lid", "/box/label"));
 }
 
-}  // namespace
+}  // namespace selection_modules_test

@@ -8,7 +8,7 @@
 #include "translate/path_string.h"
 
 namespace nexa::store {
-namespace {
+namespace selection_nodes_test {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -228,5 +228,5 @@ TEST_F(SelectNodes, ChainsLeadFromTheTopToEachNode) {
   EXPECT_THAT(chains("/"), ElementsAre(""));
 }
 
-}  // namespace
+}  // namespace selection_nodes_test
 }  // namespace nexa::store

@@ -13,7 +13,7 @@
 #include "translate/path_string.h"
 
 namespace nexa::store {
-namespace {
+namespace selection_search_test {
 
 constexpr JsonForm kIetf{DataPart::kAll, true};
 
@@ -154,5 +154,5 @@ TEST_F(SelectionSearch, SeveralReadersFindWhatOneFinds) {
   EXPECT_EQ(wrong, 0);
 }
 
-}  // namespace
+}  // namespace selection_search_test
 }  // namespace nexa::store

@@ -12,7 +12,7 @@
 #include "store/validation/validation.h"
 #include "store_fixture.h"
 
-namespace {
+namespace store_model_test {
 
 using namespace nexa_test;
 using nexa::store::TreePtr;
@@ -357,4 +357,4 @@ TEST_P(StoreModel, IsTheModelAfterEveryTransaction) {
 
 INSTANTIATE_TEST_SUITE_P(Seeds, StoreModel, testing::Values(1U, 2U, 3U));
 
-}  // namespace
+}  // namespace store_model_test

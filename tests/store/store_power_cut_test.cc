@@ -16,7 +16,7 @@
 #include "store/log/commit_witness.h"
 #include "store_fixture.h"
 
-namespace {
+namespace store_power_cut_test {
 
 using namespace nexa_test;
 namespace fs = std::filesystem;
@@ -209,4 +209,4 @@ TEST(StorePowerCut, OneSyncThatIsTakenOutIsFoundOut) {
   EXPECT_GE(found, 2);
 }
 
-}  // namespace
+}  // namespace store_power_cut_test

@@ -2,7 +2,7 @@
 // entry stands, so their changes are judged and recorded as a whole.
 #include "store_fixture.h"
 
-namespace {
+namespace store_quoted_keys_test {
 
 using namespace nexa_test;
 
@@ -90,4 +90,4 @@ TEST_F(QuotedKeys, RollbackRestoresTheirOrder) {
   EXPECT_EQ(order(), "x a\"b'c y ");
 }
 
-}  // namespace
+}  // namespace store_quoted_keys_test

@@ -26,7 +26,7 @@
 #include "store/random_case.h"
 
 namespace nexa_test {
-namespace {
+namespace store_random_test {
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr std::uint64_t kSets = 2000;
@@ -135,5 +135,5 @@ TEST(StoreRandom, IsWhatLibyangMakesOfTheWholeTree) {
   for (const auto& [kind, count] : tally.kinds) std::cout << "  " << count << " " << kind << "\n";
 }
 
-}  // namespace
+}  // namespace store_random_test
 }  // namespace nexa_test

@@ -14,7 +14,7 @@
 #include "translate/path_string.h"
 
 namespace nexa_test {
-namespace {
+namespace store_survival_test {
 
 using nexa::store::CommitRequest;
 using nexa::store::Edit;
@@ -169,5 +169,5 @@ TEST(StoreSurvives, StartOverDataThatLibyangCannotJudge) {
   EXPECT_EXIT(live(), testing::ExitedWithCode(0), "");
 }
 
-}  // namespace
+}  // namespace store_survival_test
 }  // namespace nexa_test

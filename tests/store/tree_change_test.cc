@@ -5,7 +5,7 @@
 #include "store/validation_fixture.h"
 
 namespace nexa::store {
-namespace {
+namespace tree_change_test {
 
 constexpr std::uint32_t kModules = 60;
 constexpr int kChanges = 60;
@@ -79,5 +79,5 @@ TEST(TreeChange, RandomChangesAreTakenBack) {
   }
 }
 
-}  // namespace
+}  // namespace tree_change_test
 }  // namespace nexa::store

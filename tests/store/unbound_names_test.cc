@@ -3,7 +3,7 @@
 #include "store/tree_snapshot.h"
 #include "store_fixture.h"
 
-namespace {
+namespace unbound_names_test {
 
 using namespace nexa_test;
 
@@ -69,4 +69,4 @@ TEST_F(UnboundNames, OthersAreTaken) {
   EXPECT_EQ(verdict("<p:y xmlns:p=\"urn:p\" p:z=\"1\"/>"), "");
 }
 
-}  // namespace
+}  // namespace unbound_names_test

@@ -8,7 +8,7 @@
 #include "store/validation_fixture.h"
 
 namespace nexa::store {
-namespace {
+namespace validation_oracle_test {
 
 constexpr int kChanges = 100;
 
@@ -97,5 +97,5 @@ TEST(ValidationOracle, JudgesSeedsThatOnceDifferedAlike) {
   EXPECT_GT(tally.valid, 100);
 }
 
-}  // namespace
+}  // namespace validation_oracle_test
 }  // namespace nexa::store

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace verification_report_test {
 
 using nexa::store::VerificationReport;
 using Kind = VerificationReport::Kind;
@@ -40,4 +40,4 @@ TEST(VerificationReport, OtherLinesAreNone) {
   }
 }
 
-}  // namespace
+}  // namespace verification_report_test

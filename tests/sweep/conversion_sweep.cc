@@ -6,7 +6,7 @@
 #include "support/conversion.h"
 #include "sweep/sweep.h"
 
-namespace {
+namespace conversion_sweep {
 
 using nexa::cJsonCsnode;
 using nexa::KestrelPath;
@@ -253,4 +253,4 @@ TEST_F(PathSweep, WholeUpdate) {
   }
 }
 
-}  // namespace
+}  // namespace conversion_sweep

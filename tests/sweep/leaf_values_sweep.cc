@@ -3,7 +3,7 @@
 #include "support/conversion.h"
 #include "sweep/sweep.h"
 
-namespace {
+namespace leaf_values_sweep {
 
 using nexa::ServiceRpcMsgHelpers;
 using nexa_test::AllocationKind;
@@ -183,4 +183,4 @@ TEST_F(NameSweep, ABareValue) {
   expect_naming_failure(kXml, 1, c.bound("1", c.mtu), "8: out of memory at #", {kUnable});
 }
 
-}  // namespace
+}  // namespace leaf_values_sweep

@@ -2,7 +2,7 @@
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
 #include "sweep/sweep.h"
 
-namespace {
+namespace xml_utilities_sweep {
 
 using nexa::ServiceRpcMsgHelpers;
 using nexa_test::AllocationKind;
@@ -191,4 +191,4 @@ TEST(XmlUtilitiesSweep, LogXmlTreeLeavesNothingBehind) {
   EXPECT_EQ(failed_docs, 2);
 }
 
-}  // namespace
+}  // namespace xml_utilities_sweep

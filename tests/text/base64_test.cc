@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace base64_test {
 
 std::string encoded(std::string_view bytes) {
   std::string out;
@@ -40,4 +40,4 @@ TEST(Base64, BlanksCountNothingAndOtherTextIsRefused) {
   }
 }
 
-}  // namespace
+}  // namespace base64_test

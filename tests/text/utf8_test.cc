@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace {
+namespace utf8_test {
 
 using nexa::text::decode_utf8;
 using nexa::text::encode_utf8;
@@ -86,4 +86,4 @@ TEST(PrefixLength, StaysWithinTheBound) {
   EXPECT_EQ(prefix_length("\x80\x80\x80\x80\x80\x80", 4), 4U);
 }
 
-}  // namespace
+}  // namespace utf8_test

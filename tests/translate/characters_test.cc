@@ -6,7 +6,7 @@
 #include "translate/fixture.h"
 
 namespace nexa_test {
-namespace {
+namespace characters_test {
 
 constexpr char kName[] = "/example-device:device/port[name=a]/route[metric=1][prefix=p]/next-hop";
 constexpr char kNoCharacter[] = "a character that no YANG string can hold";
@@ -93,5 +93,5 @@ TEST_F(Characters, BesideTheNoncharactersAreKept) {
   }
 }
 
-}  // namespace
+}  // namespace characters_test
 }  // namespace nexa_test

@@ -7,7 +7,7 @@
 #include <vector>
 
 namespace nexa::translate {
-namespace {
+namespace path_string_test {
 
 // "name{key=value,...} name ..." of a parsed path, or "byte N: message".
 std::string outline(const std::string& text) {
@@ -96,5 +96,5 @@ TEST(FormatPathString, WritesWhatParsingReadsBack) {
   }
 }
 
-}  // namespace
+}  // namespace path_string_test
 }  // namespace nexa::translate

@@ -11,7 +11,7 @@
 #include "support/fake_schema.h"
 #include "support/log_capture.h"
 
-namespace {
+namespace gnmi_base_helper_test {
 
 using gnmi::rfc7951::Helper;
 using gnmi::rfc7951::InteriorKind;
@@ -137,4 +137,4 @@ TEST_F(Transform, RefusesANullNodeAndEmptiesTheResult) {
                     "no schema node to derive a kind from"}}));
 }
 
-}  // namespace
+}  // namespace gnmi_base_helper_test

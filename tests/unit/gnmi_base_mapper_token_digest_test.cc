@@ -12,7 +12,7 @@
 #include "support/fake_schema.h"
 #include "support/log_capture.h"
 
-namespace {
+namespace gnmi_base_mapper_token_digest_test {
 
 using gnmi::rfc7951::KcnPathPointer;
 using nexa_test::FakeModule;
@@ -205,4 +205,4 @@ TEST(MapperToken, SharesItself) {
   EXPECT_EQ(token->mapper(), &mapper);
 }
 
-}  // namespace
+}  // namespace gnmi_base_mapper_token_digest_test

@@ -7,7 +7,7 @@
 
 #include "gnmi/gnmi_base_namespace_mapper.h"
 
-namespace {
+namespace gnmi_base_mapper_token_path_test {
 
 using gnmi::BaseNamespaceMapper;
 using Token = BaseNamespaceMapper::BaseMapperToken;
@@ -212,4 +212,4 @@ TEST_F(Paths, InternalizeKeepsWildcards) {
   EXPECT_EQ(internalized(path({"ports", "*", "..."})), "/oc-if:ports/*/...");
 }
 
-}  // namespace
+}  // namespace gnmi_base_mapper_token_path_test

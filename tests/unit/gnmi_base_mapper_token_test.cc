@@ -8,7 +8,7 @@
 #include "gnmi/gnmi_base_namespace_mapper.h"
 #include "support/log_capture.h"
 
-namespace {
+namespace gnmi_base_mapper_token_test {
 
 using gnmi::BaseNamespaceMapper;
 using nexa_test::Lines;
@@ -260,4 +260,4 @@ RC_GTEST_PROP(ValueProperty, WithoutModulesEveryValueComesBackUnchanged,
   RC_ASSERT(value.prefix.empty() && value.ns.empty());
 }
 
-}  // namespace
+}  // namespace gnmi_base_mapper_token_test

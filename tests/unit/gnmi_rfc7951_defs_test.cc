@@ -9,7 +9,7 @@
 
 #include "support/log_capture.h"
 
-namespace {
+namespace gnmi_rfc7951_defs_test {
 
 using gnmi::rfc7951::KcnPathPointer;
 using gnmi::rfc7951::NodeVariant_t;
@@ -171,4 +171,4 @@ TEST(NodeVariant, ReadingTheOtherAlternativeThrows) {
   EXPECT_THROW(boost::get<gnmi::rfc7951::InteriorKind>(*leaf(1298)->nodeVariant), boost::bad_get);
 }
 
-}  // namespace
+}  // namespace gnmi_rfc7951_defs_test

@@ -9,7 +9,7 @@
 #include "support/fake_schema.h"
 #include "support/log_capture.h"
 
-namespace {
+namespace gnmi_rfc7951_schema_interface_digest_test {
 
 using gnmi::rfc7951::KcnPathPointer;
 using nexa_test::FakeModule;
@@ -309,4 +309,4 @@ TEST_F(DigestElement, RefusesAnElementBelowNoNode) {
             "dictionary[ name: interface, namespace:  ]");
 }
 
-}  // namespace
+}  // namespace gnmi_rfc7951_schema_interface_digest_test

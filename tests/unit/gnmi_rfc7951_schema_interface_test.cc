@@ -12,7 +12,7 @@
 #include "support/fake_schema.h"
 #include "support/log_capture.h"
 
-namespace {
+namespace gnmi_rfc7951_schema_interface_test {
 
 using gnmi::rfc7951::GenericSchemaInterfaceImpl;
 using gnmi::rfc7951::NodeVariant_t;
@@ -330,4 +330,4 @@ TEST(GetSnodeFroCache, SharesANodeThatTheCallerMade) {
   EXPECT_EQ(node->weakThis.lock(), node);
 }
 
-}  // namespace
+}  // namespace gnmi_rfc7951_schema_interface_test

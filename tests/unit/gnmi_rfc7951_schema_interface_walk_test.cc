@@ -8,7 +8,7 @@
 #include "support/fake_schema.h"
 #include "support/log_capture.h"
 
-namespace {
+namespace gnmi_rfc7951_schema_interface_walk_test {
 
 using nexa_test::FakeModule;
 using nexa_test::FakeNode;
@@ -111,4 +111,4 @@ TEST_F(Walk, ANullNodeElsewhereEndsTheBranch) {
   EXPECT_EQ(log.take(), Lines{});
 }
 
-}  // namespace
+}  // namespace gnmi_rfc7951_schema_interface_walk_test

@@ -4,7 +4,7 @@
 #include "support/unit_test.h"
 #include "support/xml_trees.h"
 
-namespace {
+namespace json2xml_family_failure_test {
 
 using nexa::ServiceRpcMsgHelpers;
 using nexa_test::Conversion;
@@ -245,4 +245,4 @@ TEST_F(FamilyFailure, AnEntryWhoseListNameCannotBeCopiedFails) {
   EXPECT_EQ(c.verdict(), "13: Failed copy at #");
 }
 
-}  // namespace
+}  // namespace json2xml_family_failure_test

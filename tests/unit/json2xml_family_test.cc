@@ -4,7 +4,7 @@
 #include "support/unit_test.h"
 #include "support/xml_trees.h"
 
-namespace {
+namespace json2xml_family_test {
 
 using nexa::ServiceRpcMsgHelpers;
 using nexa_test::Conversion;
@@ -222,4 +222,4 @@ TEST_F(Family, TracesAStringMemberAndTheTree) {
             1);
 }
 
-}  // namespace
+}  // namespace json2xml_family_test

@@ -4,7 +4,7 @@
 #include "support/unit_test.h"
 #include "support/xml_trees.h"
 
-namespace {
+namespace json2xml_name_test {
 
 using nexa::ServiceRpcMsgHelpers;
 using nexa_test::Conversion;
@@ -227,4 +227,4 @@ TEST_F(JsonName2Xml, TracesABareArray) {
                        "==> xml_name alias"}));
 }
 
-}  // namespace
+}  // namespace json2xml_name_test

@@ -4,7 +4,7 @@
 #include "support/unit_test.h"
 #include "support/xml_trees.h"
 
-namespace {
+namespace json2xml_test {
 
 using nexa::ServiceRpcMsgHelpers;
 using nexa_test::Conversion;
@@ -264,4 +264,4 @@ TEST_F(Json2Xml, TracesOtherLeaves) {
   EXPECT_EQ(last_traces("[1]", 4)[0], unit + "in json2xml at # cJSON has children");
 }
 
-}  // namespace
+}  // namespace json2xml_test

@@ -12,7 +12,7 @@
 #include "support/log_capture.h"
 
 namespace nexa_test {
-namespace {
+namespace json_binding_hash_test {
 
 using nexa::cJsonCsnode;
 using nexa::Json2cJsonCsnodeHash;
@@ -184,5 +184,5 @@ TEST_F(JsonBindingHashTest, BehavesAsAMapFromPointer) {
   }));
 }
 
-}  // namespace
+}  // namespace json_binding_hash_test
 }  // namespace nexa_test

@@ -9,7 +9,7 @@
 #include "support/log_capture.h"
 
 namespace nexa_test {
-namespace {
+namespace json_binding_log_test {
 
 using nexa::Json2cJsonCsnodeHash;
 using Tree = std::unique_ptr<cJSON, void (*)(cJSON*)>;
@@ -183,5 +183,5 @@ TEST_F(JsonBindingLogTest, NothingIsTracedWhenOnlyErrorsAreLogged) {
   EXPECT_TRUE(log.take().empty());
 }
 
-}  // namespace
+}  // namespace json_binding_log_test
 }  // namespace nexa_test

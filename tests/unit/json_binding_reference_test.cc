@@ -13,7 +13,7 @@
 #include "support/log_capture.h"
 
 namespace nexa_test {
-namespace {
+namespace json_binding_reference_test {
 
 using Tree = std::unique_ptr<cJSON, void (*)(cJSON*)>;
 using Bindings = std::unordered_map<const cJSON*, kestrel_cs_node*>;
@@ -197,5 +197,5 @@ TEST(JsonBindingReference, WalkEqualsItsModel) {
   }));
 }
 
-}  // namespace
+}  // namespace json_binding_reference_test
 }  // namespace nexa_test

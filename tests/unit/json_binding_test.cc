@@ -9,7 +9,7 @@
 #include "support/log_capture.h"
 
 namespace nexa_test {
-namespace {
+namespace json_binding_test {
 
 using nexa::cJsonCsnode;
 using Names = std::vector<std::string>;
@@ -264,5 +264,5 @@ TEST_F(JsonBindingTest, SearchIsSilentWhenOnlyErrorsAreLogged) {
   EXPECT_TRUE(log.take().empty());
 }
 
-}  // namespace
+}  // namespace json_binding_test
 }  // namespace nexa_test

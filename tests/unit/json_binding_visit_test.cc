@@ -10,7 +10,7 @@
 #include "support/log_capture.h"
 
 namespace nexa_test {
-namespace {
+namespace json_binding_visit_test {
 
 using nexa::Json2cJsonCsnodeHash;
 using Tree = std::unique_ptr<cJSON, void (*)(cJSON*)>;
@@ -325,5 +325,5 @@ TEST_F(JsonBindingVisitDeathTest, UnknownTypeIsLoggedAndStopsTheProcess) {
       "in visit_array at [0-9]+: Unknown cJSON Type 128 .*Assertion `false' failed");
 }
 
-}  // namespace
+}  // namespace json_binding_visit_test
 }  // namespace nexa_test

@@ -9,7 +9,7 @@
 #include "support/log_capture.h"
 
 namespace nexa_test {
-namespace {
+namespace kestrel_path_keys_test {
 
 class KestrelPathKeysTest : public testing::Test {
  protected:
@@ -223,5 +223,5 @@ TEST_F(KestrelPathKeysTest, ValueTypeCodesOfLeaves) {
   }
 }
 
-}  // namespace
+}  // namespace kestrel_path_keys_test
 }  // namespace nexa_test

@@ -7,7 +7,7 @@
 #include "support/log_capture.h"
 
 namespace nexa_test {
-namespace {
+namespace kestrel_path_root_test {
 
 constexpr char kFile[] = "nexa_srv_rpc_msg_helpers/kestrel_path.cc";
 
@@ -175,5 +175,5 @@ TEST_F(KestrelPathRootDeathTest, PathWithSchemaNodesStopsTheProcess) {
                "Assertion `cs_nodes_.empty\\(\\)' failed");
 }
 
-}  // namespace
+}  // namespace kestrel_path_root_test
 }  // namespace nexa_test

@@ -8,7 +8,7 @@
 #include "support/log_capture.h"
 
 namespace nexa_test {
-namespace {
+namespace kestrel_path_test {
 
 constexpr char kFile[] = "nexa_srv_rpc_msg_helpers/kestrel_path.cc";
 
@@ -258,5 +258,5 @@ TEST_F(KestrelPathTest, LinesOfAWholeResolution) {
   EXPECT_EQ(texts, expected);
 }
 
-}  // namespace
+}  // namespace kestrel_path_test
 }  // namespace nexa_test

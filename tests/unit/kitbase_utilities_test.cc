@@ -9,7 +9,7 @@
 
 #include "support/log_capture.h"
 
-namespace {
+namespace kitbase_utilities_test {
 
 using kitbase::Utilities;
 using nexa_test::Line;
@@ -74,4 +74,4 @@ TEST(XmlLog, IsSilentWhenDebugIsOff) {
   EXPECT_EQ(log.take(), Lines{});
 }
 
-}  // namespace
+}  // namespace kitbase_utilities_test

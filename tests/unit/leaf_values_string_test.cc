@@ -6,7 +6,7 @@
 #include "support/unit_test.h"
 #include "support/xml_trees.h"
 
-namespace {
+namespace leaf_values_string_test {
 
 using nexa::ServiceRpcMsgHelpers;
 using nexa_test::Conversion;
@@ -183,4 +183,4 @@ TEST_F(StringValues, TracesTheEmptyValue) {
   EXPECT_EQ(traces[2], std::string(kUnit) + "in json_string2xml at # processing [ null ]");
 }
 
-}  // namespace
+}  // namespace leaf_values_string_test

@@ -4,7 +4,7 @@
 #include "support/unit_test.h"
 #include "support/xml_trees.h"
 
-namespace {
+namespace leaf_values_test {
 
 using nexa::ServiceRpcMsgHelpers;
 using nexa_test::Conversion;
@@ -210,4 +210,4 @@ TEST_F(LeafValues, TheSchemaTypeIsOnlyLogged) {
   EXPECT_EQ(traces_of(log), (Texts{line + "44", line + "0"}));
 }
 
-}  // namespace
+}  // namespace leaf_values_test

@@ -10,7 +10,7 @@
 #include "support/log_capture.h"
 
 namespace nexa_test {
-namespace {
+namespace list_keys_payload_test {
 
 using Tree = std::unique_ptr<cJSON, void (*)(cJSON*)>;
 using Names = std::vector<std::string>;
@@ -134,5 +134,5 @@ TEST_F(ListKeysPayloadDeathTest, AnArrayWithoutElementsStopsTheProcess) {
   EXPECT_DEATH(static_cast<void>(walk("[]", path_to("list", {}))), "Assertion `child' failed");
 }
 
-}  // namespace
+}  // namespace list_keys_payload_test
 }  // namespace nexa_test

@@ -10,7 +10,7 @@
 #include "support/log_capture.h"
 
 namespace nexa_test {
-namespace {
+namespace list_keys_short_entry_test {
 
 using Tree = std::unique_ptr<cJSON, void (*)(cJSON*)>;
 using Names = std::vector<std::string>;
@@ -85,5 +85,5 @@ TEST_F(ListKeysShortEntryTest, WithoutKeysNothingIsCompared) {
                                 "Exiting reorder_cjson_object_according_to_keys at #"}));
 }
 
-}  // namespace
+}  // namespace list_keys_short_entry_test
 }  // namespace nexa_test

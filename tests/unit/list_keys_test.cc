@@ -9,7 +9,7 @@
 #include "support/log_capture.h"
 
 namespace nexa_test {
-namespace {
+namespace list_keys_test {
 
 using nexa::cJsonCsnode;
 using Tree = std::unique_ptr<cJSON, void (*)(cJSON*)>;
@@ -175,5 +175,5 @@ TEST_F(ListKeysTest, OrderingAnArrayIsTracedUnderItsOwnName) {
                    "Exiting reorder_cjson_according_to_keys at #"}));
 }
 
-}  // namespace
+}  // namespace list_keys_test
 }  // namespace nexa_test

@@ -11,7 +11,7 @@
 #include "support/log_capture.h"
 
 namespace nexa_test {
-namespace {
+namespace list_keys_walk_test {
 
 using nexa::cJsonCsnode;
 using Tree = std::unique_ptr<cJSON, void (*)(cJSON*)>;
@@ -260,5 +260,5 @@ TEST_F(ListKeysWalkDeathTest, UnknownRootTypeIsLoggedAndStopsTheProcess) {
       ".*Assertion `false' failed");
 }
 
-}  // namespace
+}  // namespace list_keys_walk_test
 }  // namespace nexa_test

@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-namespace {
+namespace lru_cache_test {
 
 using Cache = kitbase::lru_cache<std::string, int>;
 
@@ -253,4 +253,4 @@ RC_GTEST_PROP(LruCache, AgreesWithAPlainModelOverRandomSequences, ()) {
   }
 }
 
-}  // namespace
+}  // namespace lru_cache_test

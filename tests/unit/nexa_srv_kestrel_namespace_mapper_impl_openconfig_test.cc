@@ -10,7 +10,7 @@
 #include "support/fake_schema.h"
 #include "support/log_capture.h"
 
-namespace {
+namespace nexa_srv_kestrel_namespace_mapper_impl_openconfig_test {
 
 using nexa::ServiceKestrelNamespaceMapperImpl;
 using nexa_test::FakeModule;
@@ -261,4 +261,4 @@ TEST(SchemaWalk, OfNoPairsIsOk) {
   EXPECT_EQ(log.take(), Lines{});
 }
 
-}  // namespace
+}  // namespace nexa_srv_kestrel_namespace_mapper_impl_openconfig_test

@@ -8,7 +8,7 @@
 #include "nexa/nexa_srv_kestrel_namespace_mapper_impl.h"
 #include "support/fake_schema.h"
 
-namespace {
+namespace nexa_srv_kestrel_namespace_mapper_impl_path_test {
 
 using nexa_test::FakeModule;
 using nexa_test::FakeNode;
@@ -138,4 +138,4 @@ TEST_F(UnprefixedPath, RefusesAnUnknownModuleAndClearsTheResult) {
   EXPECT_EQ(out.ByteSizeLong(), 0U);
 }
 
-}  // namespace
+}  // namespace nexa_srv_kestrel_namespace_mapper_impl_path_test

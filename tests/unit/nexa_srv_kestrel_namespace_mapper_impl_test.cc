@@ -11,7 +11,7 @@
 #include "support/fake_schema.h"
 #include "support/log_capture.h"
 
-namespace {
+namespace nexa_srv_kestrel_namespace_mapper_impl_test {
 
 using nexa::ServiceKestrelNamespaceMapperImpl;
 using nexa_test::FakeModule;
@@ -300,4 +300,4 @@ TEST(ResourceShortage, IsLoggedAndReturned) {
             (Lines{{GPR_LOG_SEVERITY_ERROR, kFile, "Resource Unavailable [ 100% of memory ]"}}));
 }
 
-}  // namespace
+}  // namespace nexa_srv_kestrel_namespace_mapper_impl_test

@@ -10,7 +10,7 @@
 #include "support/fake_schema.h"
 #include "support/log_capture.h"
 
-namespace {
+namespace nexa_srv_kestrel_schemaif_impl_test {
 
 using gnmi::rfc7951::NodeVariant_t;
 using nexa_test::FakeModule;
@@ -235,4 +235,4 @@ TEST_F(FindSnode, KeepsAtMost256Entries) {
   EXPECT_EQ(schemaif_.snodeCache_.size(), 256U);
 }
 
-}  // namespace
+}  // namespace nexa_srv_kestrel_schemaif_impl_test

@@ -10,7 +10,7 @@
 #include "support/fake_schema.h"
 #include "support/log_capture.h"
 
-namespace {
+namespace nexa_srv_kestrel_schemaif_impl_walk_test {
 
 using gnmi::rfc7951::SchemaWalkContext;
 using nexa_test::FakeModule;
@@ -179,4 +179,4 @@ TEST_F(WalkContext, WalkingARootAgainAddsNothing) {
   }
 }
 
-}  // namespace
+}  // namespace nexa_srv_kestrel_schemaif_impl_walk_test

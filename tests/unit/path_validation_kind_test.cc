@@ -8,7 +8,7 @@
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
 #include "support/log_capture.h"
 
-namespace {
+namespace path_validation_kind_test {
 
 using nexa::RequestType;
 using nexa_test::Lines;
@@ -62,4 +62,4 @@ TEST(OtherKindsOfRequest, IdentifiersAreStillChecked) {
   }
 }
 
-}  // namespace
+}  // namespace path_validation_kind_test

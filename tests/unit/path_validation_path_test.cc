@@ -9,7 +9,7 @@
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
 #include "support/log_capture.h"
 
-namespace {
+namespace path_validation_path_test {
 
 using grpc::StatusCode;
 using nexa::DELETE;
@@ -273,4 +273,4 @@ TEST(ValidatePathOfUpdate, RefusesAnUpdateWithoutAPath) {
   EXPECT_EQ(log.take(), (Lines{error("No path field provided")}));
 }
 
-}  // namespace
+}  // namespace path_validation_path_test

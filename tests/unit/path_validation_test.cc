@@ -11,7 +11,7 @@
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
 #include "support/log_capture.h"
 
-namespace {
+namespace path_validation_test {
 
 using grpc::StatusCode;
 using nexa::DELETE;
@@ -315,4 +315,4 @@ TEST(ValidateValue, OtherKindsOfRequestPassWithANotice) {
   }
 }
 
-}  // namespace
+}  // namespace path_validation_test

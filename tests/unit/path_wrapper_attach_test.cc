@@ -4,7 +4,7 @@
 #include "support/unit_test.h"
 #include "support/xml_trees.h"
 
-namespace {
+namespace path_wrapper_attach_test {
 
 using nexa::cJsonCsnode;
 using nexa::KestrelPath;
@@ -199,4 +199,4 @@ TEST_F(AttachValue, IsTraced) {
                    "child->name  mtu to parent point"}));
 }
 
-}  // namespace
+}  // namespace path_wrapper_attach_test

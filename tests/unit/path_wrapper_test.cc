@@ -4,7 +4,7 @@
 #include "support/unit_test.h"
 #include "support/xml_trees.h"
 
-namespace {
+namespace path_wrapper_test {
 
 using nexa::KestrelPath;
 using nexa::ServiceRpcMsgHelpers;
@@ -263,4 +263,4 @@ TEST_F(PathWrapper, TracesALeafListAsAList) {
             1);
 }
 
-}  // namespace
+}  // namespace path_wrapper_test

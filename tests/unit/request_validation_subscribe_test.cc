@@ -11,7 +11,7 @@
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
 #include "support/log_capture.h"
 
-namespace {
+namespace request_validation_subscribe_test {
 
 using nexa_test::Lines;
 using nexa_test::LogCapture;
@@ -270,4 +270,4 @@ TEST(SubscribeRefusal, ReplacesAnEarlierVerdictAndLeavesTheRestAlone) {
   EXPECT_EQ(notification.notification().timestamp(), 42);
 }
 
-}  // namespace
+}  // namespace request_validation_subscribe_test

@@ -7,7 +7,7 @@
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
 #include "support/log_capture.h"
 
-namespace {
+namespace request_validation_test {
 
 using grpc::StatusCode;
 using nexa_test::Lines;
@@ -83,4 +83,4 @@ TEST(ValidateModelData, RefusesARequestWithAModel) {
                  "Use of ModelData not currently supported.", log);
 }
 
-}  // namespace
+}  // namespace request_validation_test

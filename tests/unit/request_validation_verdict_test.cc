@@ -6,7 +6,7 @@
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
 #include "support/log_capture.h"
 
-namespace {
+namespace request_validation_verdict_test {
 
 using Helpers = nexa::ServiceRpcMsgHelpers;
 using List = gnmi::SubscriptionList;
@@ -80,4 +80,4 @@ TEST(SubscribeVerdict, TheIndexIsDecimal) {
       "Unsupported subscription suppress_redundant selection [ true on sub index [ 12 ]]");
 }
 
-}  // namespace
+}  // namespace request_validation_verdict_test

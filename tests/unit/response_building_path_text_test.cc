@@ -9,7 +9,7 @@
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
 #include "support/log_capture.h"
 
-namespace {
+namespace response_building_path_text_test {
 
 using Helpers = nexa::ServiceRpcMsgHelpers;
 using Keys = std::map<std::string, std::string>;
@@ -83,4 +83,4 @@ TEST(BuildUpdateResult, TakesAPathOfTheSameResponse) {
                                                                  response.response(0).path()));
 }
 
-}  // namespace
+}  // namespace response_building_path_text_test

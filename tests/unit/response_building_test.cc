@@ -12,7 +12,7 @@
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
 #include "support/log_capture.h"
 
-namespace {
+namespace response_building_test {
 
 using google::protobuf::util::MessageDifferencer;
 using nexa_test::Line;
@@ -242,4 +242,4 @@ TEST(BuildStatus, IsFalseAfterChecksThatPassed) {
   EXPECT_TRUE(status.ok());
 }
 
-}  // namespace
+}  // namespace response_building_test

@@ -3,7 +3,7 @@
 #include "support/unit_test.h"
 #include "support/xml_trees.h"
 
-namespace {
+namespace xml_utilities_test {
 
 using nexa::ServiceRpcMsgHelpers;
 using nexa_test::errors_of;
@@ -206,4 +206,4 @@ TEST(LogXmlTree, LogsNothingWithoutDebug) {
   EXPECT_EQ(log.take_texts(), Texts{});
 }
 
-}  // namespace
+}  // namespace xml_utilities_test

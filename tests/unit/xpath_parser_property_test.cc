@@ -11,7 +11,7 @@
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
 #include "nexa/xpath_parser.h"
 
-namespace {
+namespace xpath_parser_property_test {
 
 using google::protobuf::util::MessageDifferencer;
 using Helpers = nexa::ServiceRpcMsgHelpers;
@@ -68,4 +68,4 @@ RC_GTEST_PROP(XpathParserProperty, AUsedParserJudgesAsANewOne, ()) {
   }
 }
 
-}  // namespace
+}  // namespace xpath_parser_property_test

@@ -10,7 +10,7 @@
 #include "nexa/xpath_parser.h"
 #include "support/log_capture.h"
 
-namespace {
+namespace xpath_parser_test {
 
 using nexa::XpathParser;
 using nexa_test::Line;
@@ -266,4 +266,4 @@ TEST(XpathParserStates, EndWhereTheTextEnds) {
   EXPECT_EQ(parser->element_, &parser->gPath.elem(0));
 }
 
-}  // namespace
+}  // namespace xpath_parser_test

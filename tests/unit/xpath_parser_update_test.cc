@@ -9,7 +9,7 @@
 #include "support/fake_schema.h"
 #include "support/log_capture.h"
 
-namespace {
+namespace xpath_parser_update_test {
 
 using gnmi::rfc7951::KcnPathPointer;
 using nexa::XpathParser;
@@ -259,4 +259,4 @@ TEST_F(XpathParserUpdateDeathTest, ANullUpdateStopsTheProcess) {
   EXPECT_DEATH(static_cast<void>(parser_->assignPathToUpdate(nullptr, pointer)), "update_p");
 }
 
-}  // namespace
+}  // namespace xpath_parser_update_test
