@@ -5,13 +5,13 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <new>
+
+#include "support/replaced_new.h"
 
 namespace {
 
 using nexa_test::AllocationKind;
 
-// Plain state, so that operator new needs no construction before it runs.
 AllocationKind armed_kind = AllocationKind::kBuffer;
 int remaining = 0;  // allocations of the armed kind up to the one that fails; 0 when disarmed
 bool has_fired = false;
@@ -93,18 +93,12 @@ int __wrap__strcpy_s_chk(char* target, std::size_t bound, const char* source, st
 
 }  // extern "C"
 
-void* operator new(std::size_t size) {
-  if (fails(AllocationKind::kNew)) throw std::bad_alloc();
-  void* memory = std::malloc(size != 0 ? size : 1);
-  if (memory == nullptr) throw std::bad_alloc();
-  return memory;
-}
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
-
 namespace nexa_test {
 
-void FailingAllocator::install() { xmlMemSetup(&xml_free, &xml_malloc, &xml_realloc, &xml_strdup); }
+void FailingAllocator::install() {
+  xmlMemSetup(&xml_free, &xml_malloc, &xml_realloc, &xml_strdup);
+  set_new_fails([] { return fails(AllocationKind::kNew); });
+}
 
 int FailingAllocator::live() { return live_xml + live_buffers; }
 

@@ -12,13 +12,13 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
-#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "support/replaced_new.h"
 
 namespace nexa_test {
 namespace {
@@ -181,6 +181,7 @@ bool FailingAllocations::prepare() {
   end_of_code = code().data() + code().size();
   first_code = code().data();
   static_cast<void>(walk_of_a_stack::is_of_server());  // the unwinder's own first steps
+  set_new_fails(walk_of_a_stack::fails);
   return true;
 }
 
@@ -189,15 +190,3 @@ void FailingAllocations::keep_out() { kept_out = true; }
 bool FailingAllocations::has_fired() { return fired; }
 
 }  // namespace nexa_test
-
-void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-  return nexa_test::walk_of_a_stack::fails() ? nullptr : std::malloc(size != 0 ? size : 1);
-}
-void* operator new(std::size_t size) {
-  void* const memory = operator new(size, std::nothrow);
-  if (memory == nullptr) throw std::bad_alloc();
-  return memory;
-}
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
-void operator delete(void* memory, const std::nothrow_t& /*tag*/) noexcept { std::free(memory); }

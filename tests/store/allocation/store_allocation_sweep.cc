@@ -1,12 +1,12 @@
 // Each allocation of a commit fails, alone or with all that follow: a commit is whole or was none,
 // its answer says which if there was memory for one, the store goes on, and a start over its folder
 // finds what it served.
-#include <cstdlib>
 #include <functional>
 #include <new>
 #include <optional>
 
 #include "store/store_fixture.h"
+#include "support/replaced_new.h"
 
 namespace {
 
@@ -17,9 +17,17 @@ thread_local int remaining = 0;  // allocations up to the one that fails; 0: non
 thread_local bool all_fail = false;
 thread_local Failing mode = Failing::kOne;
 
+bool fails() {
+  if (all_fail) return true;
+  if (remaining == 0 || --remaining > 0) return false;
+  all_fail = mode == Failing::kAllFromThere;
+  return true;
+}
+
 class FailingAllocation {
  public:
   FailingAllocation(Failing which, int n) {
+    nexa_test::set_new_fails(fails);
     mode = which;
     remaining = n;
   }
@@ -33,26 +41,7 @@ class FailingAllocation {
   static bool has_fired() { return remaining == 0; }
 };
 
-bool fails() {
-  if (all_fail) return true;
-  if (remaining == 0 || --remaining > 0) return false;
-  all_fail = mode == Failing::kAllFromThere;
-  return true;
-}
-
 }  // namespace
-
-void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-  return fails() ? nullptr : std::malloc(size != 0 ? size : 1);
-}
-void* operator new(std::size_t size) {
-  void* const memory = operator new(size, std::nothrow);
-  if (memory == nullptr) throw std::bad_alloc();
-  return memory;
-}
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
-void operator delete(void* memory, const std::nothrow_t& /*tag*/) noexcept { std::free(memory); }
 
 namespace nexa_test {
 namespace {
