@@ -23,9 +23,10 @@ ETH9 = "/interfaces/interface[name=eth9]"
 OCTETS = ETH9 + "/state/counters/in-octets"
 OC = "openconfig-interfaces:"
 
-# Writes the lines that the test puts into a file, as long as it gets longer; "exit" ends it.
+# Writes the lines that the test puts into a file, as long as it gets longer; "exit" ends it, and so does
+# the end of the server, of whatever kind.
 FOLLOW = """
-import os, sys, time
+import os, select, sys
 with open(os.environ["LINES"]) as file:
     while True:
         line = file.readline()
@@ -33,8 +34,8 @@ with open(os.environ["LINES"]) as file:
             sys.exit(3)
         sys.stdout.write(line)
         sys.stdout.flush()
-        if not line:
-            time.sleep(0.02)
+        if not line and select.select([sys.stdin], [], [], 0.02)[0]:
+            sys.exit()
 """
 
 
@@ -159,12 +160,12 @@ class StateCommand(StartCase):
         self.assertEqual(int(ended.group(1)), 2 * len(bad))
 
     def test_standard_error_goes_into_the_log(self):
-        self.run_program("import sys, time; print('h\\x1bi', file=sys.stderr); time.sleep(100)")
+        self.run_program("import sys; print('h\\x1bi', file=sys.stderr); sys.stdin.read()")
         self.assertIsNotNone(self.server.wait_log(r"state command: h\\x1Bi"))
 
     def test_a_program_that_dies_is_started_again_and_its_old_values_go(self):
         text = """
-            import os, sys, time
+            import os, sys
             first = not os.path.exists(os.environ["MARK"])
             open(os.environ["MARK"], "w").close()
             path = "/interfaces/interface[name=%s]/state/mtu"
@@ -173,7 +174,7 @@ class StateCommand(StartCase):
             sys.stdout.flush()
             if first:
                 os.kill(os.getpid(), 9)
-            time.sleep(100)
+            sys.stdin.read()
         """
         self.run_program(textwrap.dedent(text), MARK=self.path("mark"))
         stays = "/interfaces/interface[name=stays]/state/mtu"
@@ -210,6 +211,23 @@ class StateCommand(StartCase):
         self.assertTrue(os.path.exists(self.path("mark")))
         with self.assertRaises(ProcessLookupError):
             os.kill(number, 0)
+
+    def test_its_input_ends_with_a_server_that_is_killed(self):
+        text = """
+            import os, sys
+            print(os.getpid(), file=sys.stderr)
+            sys.stdin.read()
+            open(os.environ["MARK"], "w").close()
+        """
+        mark = self.path("mark")
+        self.run_program(textwrap.dedent(text), MARK=mark)
+        self.assertIsNotNone(self.server.wait_log(r"state command: \d+"))
+        self.assertFalse(os.path.exists(mark))
+        self.server.kill()
+        end = time.monotonic() + 10
+        while not os.path.exists(mark) and time.monotonic() < end:
+            time.sleep(0.02)
+        self.assertTrue(os.path.exists(mark))
 
     def test_streams_have_the_values(self):
         self.follow('{"path": "%s", "value": "12"}' % OCTETS)
