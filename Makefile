@@ -94,7 +94,8 @@ coverage:
 	@scripts/setup scripts/dependencies.txt scripts/dependencies-coverage.txt
 	@cmake --preset coverage --log-level=WARNING >/dev/null
 	@cmake --build build/coverage
-	@scripts/test build/coverage
+	@rm -rf build/coverage/profiles
+	@LLVM_PROFILE_FILE="$(CURDIR)/build/coverage/profiles/%8m.profraw" scripts/test build/coverage
 	@scripts/coverage build/coverage
 
 MUTATION_FAULTS ?= 200

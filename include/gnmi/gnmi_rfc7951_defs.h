@@ -55,7 +55,8 @@ class SchemaNode : public std::enable_shared_from_this<SchemaNode<CsNode>> {
   // Never filled, or emptied: an expired reference still has its owner.
   bool names_nothing() const {
     const std::weak_ptr<SchemaNode> nothing;
-    return !weakThis.owner_before(nothing) && !nothing.owner_before(weakThis);
+    if (weakThis.owner_before(nothing)) return false;  // unreached: nothing is the least of all
+    return !nothing.owner_before(weakThis);
   }
 
   // A node that was made without create() is filled when it is first shared.
@@ -120,7 +121,7 @@ grpc::Status GenericPathPointer<CsNode>::set_snode(std::shared_ptr<Snode>&& sn, 
       case kLeafAlternative:
         status = leaf_mode_(boost::get<LeafKind>(kind).first, accepted);
         break;
-      default:
+      default:  // unreached: a variant of two kinds has no third one
         status = malformedPath("Unexpected case in path element list[ " +
                                std::to_string(kind.which()) + " ]");
     }

@@ -30,7 +30,7 @@ XmlNode convert(const Conversion& c, cJSON* item) {
     case cJSON_Object:
       return XmlNode(
           ServiceRpcMsgHelpers::json_object2xml(c.token, item, c.status, c.hash, c.mapper));
-    default:
+    default:  // unreached: kind_name() has a name for it
       return nullptr;
   }
 }

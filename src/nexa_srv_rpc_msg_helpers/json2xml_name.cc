@@ -119,18 +119,14 @@ bool name_tip_of_path(const cJsonCsnode& binding, xmlNodePtr xml, grpc::Status* 
 
 bool name_member(const Conversion& conversion, cJSON* item, const cJsonCsnode& binding,
                  xmlNodePtr xml) {
-  switch (name_by_member(kFunction, conversion, item, binding.is_identityref(), xml)) {
-    case Naming::kDone:
-      return true;
-    case Naming::kNoMemory:
-      *conversion.status = {grpc::StatusCode::RESOURCE_EXHAUSTED,
-                            kOutOfMemoryAt + std::to_string(__LINE__)};
-      return false;
-    case Naming::kCopyRefused:
-      *conversion.status = {grpc::StatusCode::INTERNAL, kFailedCopyAt + std::to_string(__LINE__)};
-      return false;
+  const Naming naming = name_by_member(kFunction, conversion, item, binding.is_identityref(), xml);
+  if (naming == Naming::kNoMemory) {
+    *conversion.status = {grpc::StatusCode::RESOURCE_EXHAUSTED,
+                          kOutOfMemoryAt + std::to_string(__LINE__)};
+  } else if (naming == Naming::kCopyRefused) {
+    *conversion.status = {grpc::StatusCode::INTERNAL, kFailedCopyAt + std::to_string(__LINE__)};
   }
-  return false;
+  return naming == Naming::kDone;
 }
 
 }  // namespace

@@ -81,9 +81,9 @@ class BindingWalk {
 };
 
 cJsonCsnode* BindingWalk::bind_(cJSON* item, kestrel_cs_node* node, const char* function) {
-  if (last_bound_ == nullptr || last_bound_->cjson != item || last_bound_->cs_node != node) {
-    last_bound_ = hash_.bind(item, node);
-  }
+  const bool is_bound = last_bound_ != nullptr && last_bound_->cjson == item &&
+                        last_bound_->cs_node == node;  // unreached: a walk gives an item one node
+  if (!is_bound) last_bound_ = hash_.bind(item, node);
   if (debug_) {
     gpr_log(GPR_DEBUG, "in %s at %d cjson 0x%p kestrel_cs_node 0x%p cJsonCsnode 0x%p", function,
             __LINE__, static_cast<void*>(item), static_cast<void*>(node),
@@ -149,7 +149,7 @@ void BindingWalk::visit_value(cJSON* item, kestrel_cs_node* node) {
     case cJSON_Object:
       visit_object(item, node);
       return;
-    default:
+    default:  // unreached: the assertion ends the process, and with it what it has counted
       gpr_log(GPR_ERROR, "in %s at %d Unhandled case for node->type %d", __func__, __LINE__,
               item->type);
       assert(false);
@@ -237,7 +237,7 @@ void BindingWalk::visit_element_(cJSON* child, kestrel_cs_node* node, const char
       gpr_log(GPR_DEBUG, "in %s at %d child of array %s is a string %s", kVisitArray, __LINE__,
               array, name);
       return visit_string(child, node);
-    default:
+    default:  // unreached: the assertion ends the process, and with it what it has counted
       gpr_log(GPR_ERROR, "in %s at %d: Unknown cJSON Type %d", kVisitArray, __LINE__, child->type);
       assert(false);
   }

@@ -172,7 +172,7 @@ bool KestrelPath::path2cs_nodes() {
   if (!resolve_elements(*this)) return false;
   resolved_ = true;
   const kestrel_cs_node* last = last_of(cs_nodes_);
-  if (last == nullptr) {
+  if (last == nullptr) {  // unreached: a path that has an element and is resolved has a last node
     gpr_log(GPR_ERROR, "in %s at %d could not find last cs_node in xpath", __func__, __LINE__);
     return false;
   }

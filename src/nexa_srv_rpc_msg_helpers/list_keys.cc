@@ -142,7 +142,7 @@ void bind_from_root(cJSON* root, kestrel_cs_node* cs_node, Json2cJsonCsnodeHash*
     case cJSON_Object:
       static_cast<void>(visit_object(root, cs_node, hash));
       return;
-    default:
+    default:  // unreached: the assertion ends the process, and with it what it has counted
       gpr_log(GPR_ERROR, "in %s at %d: Unknown cJSON Type %d", kWalk, __LINE__, root->type);
       assert(false);
   }

@@ -77,7 +77,8 @@ class Actions {
   // What is left at the end names the current element, even behind a key or inside one.
   bool finish() {
     // Text before the first slash alone. The token start may stem from an earlier input then.
-    if (parser_.element_ == nullptr) return parser_.position_ == 0 || refuse(__LINE__);
+    if (parser_.element_ == nullptr && parser_.position_ != 0) return refuse(__LINE__);
+    if (parser_.element_ == nullptr) return true;
     if (parser_.token_start_ < parser_.position_) {
       name_element();
       log_element_name(__LINE__);

@@ -19,9 +19,12 @@ int live_xml = 0;
 int live_buffers = 0;
 
 bool fails(AllocationKind kind) {
-  if (remaining == 0 || kind != armed_kind) return false;
+  const bool lasts = armed_kind == AllocationKind::kNewFromThere;
+  if (remaining == 0 || kind != (lasts ? AllocationKind::kNew : armed_kind)) return false;
+  if (lasts && has_fired) return true;
   if (--remaining > 0) return false;
   has_fired = true;
+  if (lasts) remaining = 1;  // armed still
   return true;
 }
 

@@ -12,10 +12,11 @@
 namespace nexa_test {
 
 enum class AllocationKind {
-  kBuffer,  // calloc in the library's own code: the buffer of a checked copy
-  kCopy,    // strcpy_s: no allocation, but it fails in the same places
-  kXml,     // libxml2
-  kNew,     // operator new, which throws std::bad_alloc
+  kBuffer,        // calloc in the library's own code: the buffer of a checked copy
+  kCopy,          // strcpy_s: no allocation, but it fails in the same places
+  kXml,           // libxml2
+  kNew,           // operator new, which throws std::bad_alloc
+  kNewFromThere,  // the same, the n-th and all that follow
 };
 
 class FailingAllocator {

@@ -65,6 +65,17 @@ TEST_F(LeafValuesSweep, Boolean) {
   EXPECT_FALSE(fail(kBuffer, 2, converter, item).fired);
 }
 
+TEST_F(LeafValuesSweep, ABooleanWithAStringValueNamesIt) {
+  const auto converter = &ServiceRpcMsgHelpers::json_bool2xml;
+  cJSON* item = c.bound("true", c.enabled);
+  std::string text = "yes";
+  item->valuestring = text.data();
+  for (int n = 1; n <= 2; ++n) {
+    expect_failure(kXml, n, converter, item, "8: Out of memory while processing yes", {kUnable});
+  }
+  item->valuestring = nullptr;
+}
+
 TEST_F(LeafValuesSweep, Number) {
   const auto converter = &ServiceRpcMsgHelpers::json_number2xml;
   cJSON* item = c.bound("42", c.mtu);

@@ -45,7 +45,9 @@ inline Outcome run_failing(AllocationKind kind, int n, const std::function<std::
     // An exception must not pass through the log function, which is C; without one nothing is
     // collected.
     std::optional<LogCapture> log;
-    if (kind != AllocationKind::kNew) log.emplace(GPR_LOG_SEVERITY_ERROR);
+    if (kind != AllocationKind::kNew && kind != AllocationKind::kNewFromThere) {
+      log.emplace(GPR_LOG_SEVERITY_ERROR);
+    }
     {
       const FailingAllocator::Armed armed(kind, n);
       try {

@@ -112,6 +112,11 @@ TEST_F(Family, ANullMemberIsReportedAsUnsupportedAndLeftOut) {
   EXPECT_TRUE(c.status.ok());
 }
 
+TEST_F(Family, ABooleanAtTheTop) {
+  EXPECT_EQ(text_of(c.start(c.bound("false", c.enabled))), "<enabled>false</enabled>");
+  EXPECT_EQ(text_of(c.start(c.bound("true", c.enabled))), "<enabled>true</enabled>");
+}
+
 TEST_F(Family, ANullAtTheTopGivesNullAndLeavesTheStatus) {
   c.status = grpc::Status(grpc::StatusCode::ABORTED, "before");
   cJSON* item = c.bound("null", c.mtu);

@@ -43,6 +43,23 @@ TEST_F(JsonName2Xml, ReturnsTheElementItWasGiven) {
   EXPECT_TRUE(c.status.ok());
 }
 
+TEST_F(JsonName2Xml, AnElementOfADocumentIsNamedThere) {
+  const std::unique_ptr<xmlDoc, void (*)(xmlDocPtr)> doc(xmlNewDoc(BAD_CAST "1.0"), xmlFreeDoc);
+  xmlNodePtr element = xmlNewDocNode(doc.get(), nullptr, BAD_CAST "placeholder", nullptr);
+  xmlDocSetRootElement(doc.get(), element);
+  EXPECT_EQ(ServiceRpcMsgHelpers::json_name2xml(c.token, member("{\"mtu\":1}", c.mtu), element,
+                                                &c.status, &c.hash, &c.mapper),
+            element);
+  EXPECT_STREQ(reinterpret_cast<const char*>(element->name), "mtu");
+  EXPECT_EQ(element->doc, doc.get());
+}
+
+TEST_F(JsonName2Xml, TheEntriesOfAnArrayKeepTheirNamesWhenTheSchemaNodeHasNone) {
+  cJSON* item = member("{\"ietf-interfaces:alias\":[\"a\"]}", c.alias);
+  c.schema.forget("alias");
+  EXPECT_EQ(text_of(name(item, "<x><y/></x>")), "<alias xmlns=\"urn:if\"><y/></alias>");
+}
+
 TEST_F(JsonName2Xml, ABareNameGetsNoNamespace) {
   EXPECT_EQ(text_of(name(member("{\"mtu\":1}", c.mtu))), "<mtu/>");
 }

@@ -205,9 +205,10 @@ TEST_F(LeafValues, TheSchemaTypeIsOnlyLogged) {
   LogCapture log;
   EXPECT_EQ(nexa::handle_json2xml_leaf_value(&item, c.type), 1);
   EXPECT_EQ(nexa::handle_json2xml_leaf_value(&item, c.interfaces), 1);
+  EXPECT_EQ(nexa::handle_json2xml_leaf_value(&item, nullptr), 1);
   const std::string line =
       std::string(kUnit) + "in handle_json2xml_leaf_value at # csjon type 16 shallow type ";
-  EXPECT_EQ(traces_of(log), (Texts{line + "44", line + "0"}));
+  EXPECT_EQ(traces_of(log), (Texts{line + "44", line + "0", line + "0"}));
 }
 
 }  // namespace leaf_values_test

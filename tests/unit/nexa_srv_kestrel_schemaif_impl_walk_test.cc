@@ -168,6 +168,14 @@ TEST_F(WalkContext, ThrowsForANodeWithoutNameOrNamespace) {
   }
 }
 
+TEST_F(WalkContext, ANodeWithoutAParentAugmentsNothing) {
+  LogCapture log;
+  EXPECT_TRUE(process(1, root_).ok());
+  EXPECT_EQ(context_.rootYmpPrefix, "");
+  EXPECT_EQ(mapper_.ympPrefixByModuleName_.size(), 0U);
+  EXPECT_EQ(log.take(), Lines{});
+}
+
 TEST_F(WalkContext, WalkingARootAgainAddsNothing) {
   root_.in(ethernet_).container("ethernet");
   context_.rootNode = root_;

@@ -1,4 +1,5 @@
 // The written form of a tree against libxml2's own writer, over trees of every kind of node.
+#include <libxml/parserInternals.h>
 #include <libxml/xmlsave.h>
 
 #include <memory>
@@ -140,6 +141,51 @@ TEST(BuildXmlStr, AsksLibxmlWhetherEmptyElementsHaveAShortForm) {
   const std::string text = written(doc.get());
   xmlSaveNoEmptyTags = 0;
   EXPECT_EQ(text, "<?xml version=\"1.0\"?>\n<config></config>\n");
+}
+
+// What an embedder may have put into a tree: libxml2's own writer is asked for it.
+void expect_written_as_by_libxml(xmlDocPtr doc) {
+  const std::string expected = written_by_libxml(doc);
+  EXPECT_EQ(written(doc), expected);
+}
+
+TEST(BuildXmlStr, ATextThatIsNotEscaped) {
+  xmlNodePtr root = element("config");
+  const XmlDoc doc = document(root);
+  xmlAddChild(root, xmlNewText(as_xml("a < b")))->name = xmlStringTextNoenc;
+  EXPECT_NE(written_by_libxml(doc.get()).find("a < b"), std::string::npos);
+  expect_written_as_by_libxml(doc.get());
+}
+
+TEST(BuildXmlStr, NamespacesThatAreNotDeclared) {
+  {
+    xmlNodePtr root = element("config");
+    const XmlDoc doc = document(root);
+    xmlNewNs(root, as_xml("urn:a"), as_xml("a"))->type = XML_ELEMENT_NODE;
+    expect_written_as_by_libxml(doc.get());
+  }
+  {
+    xmlNodePtr root = element("config");
+    const XmlDoc doc = document(root);
+    xmlNewNs(root, nullptr, as_xml("a"));
+    expect_written_as_by_libxml(doc.get());
+  }
+  xmlNodePtr root = element("config");
+  const XmlDoc doc = document(root);
+  xmlNsPtr xml = xmlNewNs(root, as_xml("urn:a"), nullptr);
+  xml->prefix = xmlStrdup(as_xml("xml"));
+  expect_written_as_by_libxml(doc.get());
+}
+
+TEST(BuildXmlStr, AnAttributeWithAReference) {
+  xmlNodePtr root = element("config");
+  const XmlDoc doc = document(root);
+  xmlAttrPtr attribute = xmlNewProp(root, as_xml("a"), as_xml("before"));
+  attribute->children->next = xmlNewReference(doc.get(), as_xml("lt"));
+  attribute->children->next->parent = reinterpret_cast<xmlNodePtr>(attribute);
+  attribute->last = attribute->children->next;
+  EXPECT_NE(written_by_libxml(doc.get()).find("before&lt;"), std::string::npos);
+  expect_written_as_by_libxml(doc.get());
 }
 
 TEST(BuildXmlStr, IsNotBoundByTheStack) {

@@ -94,6 +94,18 @@ TEST(WriteXml2File, LeavesTheTreeAlone) {
   EXPECT_EQ(nexa_test::text_of(root), "<a id=\"1\"><b>x</b></a>");
 }
 
+TEST(WriteXml2File, DoesNotFollowAReferenceIntoTheDocumentType) {
+  const TemporaryFile file;
+  const XmlTree root = parse_xml("<a><b>x</b></a>");
+  xmlNodePtr reference = xmlAddChild(root.get(), xmlNewReference(root->doc, BAD_CAST "e"));
+  ASSERT_EQ(reference->type, XML_ENTITY_REF_NODE);
+  const XmlTree declared = parse_xml("<hidden/>");
+  reference->children = declared.get();
+  write_xml2file(root.get(), nullptr, file.name());
+  reference->children = nullptr;
+  EXPECT_EQ(file.content(), " -a:(null)\n   -b:x\n");
+}
+
 TEST(WriteXml2File, DoesNothingWhenTheFileCannotBeOpened) {
   LogCapture log;
   const std::string name = testing::TempDir() + "no-such-directory/outline";
