@@ -279,7 +279,9 @@ TEST_P(JsonOracle, EveryLeafIsFoundUnderItsPath) {
                           [&](gnmi::Path& path, gnmi::TypedValue& value) {
                             leaves.emplace_back(std::move(path), value.json_ietf_val());
                           });
-    for (const auto& [path, json] : leaves) {
+    for (const auto& leaf : leaves) {
+      const auto& path = leaf.first;
+      const auto& json = leaf.second;
       if (has_star(path)) continue;
       bool is_there = false;
       std::size_t found = 0;

@@ -40,7 +40,7 @@ constexpr std::chrono::milliseconds kBetweenEarlyLooks{50};
 constexpr std::chrono::milliseconds kBetweenLooks{1'000};
 
 // Only what is safe between fork and _exit: no lock of another thread may be needed.
-void close_all_but(int kept) {
+void close_all_but(int kept) {  // unreached: in the child, which ends without counting
   const auto close_range = [](unsigned first, unsigned last) {
     return first > last || ::syscall(SYS_close_range, first, last, 0U) == 0;
   };
@@ -55,7 +55,7 @@ void close_all_but(int kept) {
   }
 }
 
-void reset_signals() {
+void reset_signals() {  // unreached: in the child, which ends without counting
   struct sigaction usual = {};
   usual.sa_handler = SIG_DFL;
   for (int number = 1; number < NSIG; ++number) ::sigaction(number, &usual, nullptr);
@@ -67,6 +67,7 @@ void reset_signals() {
   ::sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
+// unreached: in the child, which ends without counting
 bool write_all(int to, const char* data, std::size_t size) {
   while (size > 0) {
     const ssize_t written = ::write(to, data, size);
@@ -96,12 +97,12 @@ void try_lock_of_each_size() {
   }
 }
 #else
-void try_lock_of_each_size() {}
+void try_lock_of_each_size() {}  // unreached: in the child, which ends without counting
 #endif
 
 // Takes and gives back what another thread may have held when the process was forked: libyang's
 // lock of its strings, and those of an allocator that does not look after forks itself.
-void try_locks() {
+void try_locks() {  // unreached: in the child, which ends without counting
   for (std::size_t size = 16; size <= 65'536; size *= 2) {
     void* volatile memory = std::malloc(size);
     std::free(memory);
@@ -114,6 +115,7 @@ void try_locks() {
   }
 }
 
+// unreached: in the child, which ends without counting
 [[noreturn]] void be_child(const std::function<std::string()>& work, int to, pid_t parent) {
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (::getppid() != parent) ::_exit(kLostResult);
