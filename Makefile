@@ -90,12 +90,18 @@ fuzz:
 	@cmake --build build/fuzz --target fuzzers
 	@scripts/fuzz build/fuzz $(FUZZ_SECONDS)
 
+COVERAGE_TESTS ?= .
+
+# What measures time tells nothing new there.
+COVERAGE_FILTER := -SubscribeLoad.*:*StoreRealConfigs*:*Latency*:*ValidationCost*
+
 coverage:
 	@scripts/setup scripts/dependencies.txt scripts/dependencies-coverage.txt
 	@cmake --preset coverage --log-level=WARNING >/dev/null
 	@cmake --build build/coverage
 	@rm -rf build/coverage/profiles
-	@LLVM_PROFILE_FILE="$(CURDIR)/build/coverage/profiles/%8m.profraw" scripts/test build/coverage
+	@LLVM_PROFILE_FILE="$(CURDIR)/build/coverage/profiles/%8m.profraw" GTEST_FILTER="$(COVERAGE_FILTER)" \
+	  NEXA_RANDOM_SETS=2000 scripts/test build/coverage -R "$(COVERAGE_TESTS)"
 	@scripts/coverage build/coverage
 
 MUTATION_FAULTS ?= 200

@@ -14,6 +14,7 @@
 #include "nexa/nexa_srv_rpc_msg_helpers.h"
 #include "process_memory.h"
 #include "real/temp_folder.h"
+#include "support/sanitized.h"
 #include "text/json_owner.h"
 #include "text/xml_owner.h"
 
@@ -114,9 +115,9 @@ std::string convert(nexa::ServiceKestrelNamespaceMapperImpl& mapper, const std::
 class DeepPayload : public testing::TestWithParam<Converter> {};
 
 TEST_P(DeepPayload, LeavesHalfOfTheStackOfAServersThread) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  GTEST_SKIP() << "a sanitizer's frames are larger than those that are shipped";
-#endif
+  if (nexa_test::kIsSanitized) {
+    GTEST_SKIP() << "a sanitizer's frames are larger than those that are shipped";
+  }
   ASSERT_EQ(nexa_test::load_module("deep", module_text()), "");
   nexa::ServiceKestrelNamespaceMapperImpl mapper;
   ASSERT_TRUE(mapper.populate().ok());

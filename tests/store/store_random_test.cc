@@ -1,6 +1,6 @@
 // Random schemas, random Sets, restarts and rollbacks: the store's verdicts and its whole tree,
 // with defaults, against libyang's judgement from nothing.
-//   NEXA_RANDOM_SETS   how many Sets, 20,000 unless told (2,000 under sanitizers)
+//   NEXA_RANDOM_SETS   how many Sets, 20,000 unless told (1,000 under sanitizers)
 //   NEXA_RANDOM_SEED   the seed of the first schema
 //   NEXA_RANDOM_IGNORE   kinds of disagreement that are only counted, with commas between them
 //   NEXA_RANDOM_FAILURES   how many disagreements to show before the test ends, 1 unless told
@@ -24,21 +24,12 @@
 #include <map>
 
 #include "store/random_case.h"
+#include "support/sanitized.h"
 
 namespace nexa_test {
 namespace store_random_test {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr std::uint64_t kSets = 2000;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-constexpr std::uint64_t kSets = 2000;
-#else
-constexpr std::uint64_t kSets = 20000;
-#endif
-#else
-constexpr std::uint64_t kSets = 20000;
-#endif
+constexpr std::uint64_t kSets = kIsSanitized ? 1000 : 20000;
 
 constexpr int kSetsOfASchema = 60;
 constexpr std::uint64_t kSetsOfAHazard = 100000;

@@ -16,6 +16,7 @@
 #include "store/whole_oracle.h"
 #include "support/openconfig_payload.h"
 #include "support/results.h"
+#include "support/sanitized.h"
 
 namespace nexa_test {
 namespace {
@@ -25,11 +26,7 @@ using nexa::store::CommitResult;
 using nexa::store::ConfigStore;
 using nexa::store::Edit;
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr std::size_t kLargest = 1'000'000;  // sanitizers are ten times slower
-#else
-constexpr std::size_t kLargest = 10'000'000;
-#endif
+constexpr std::size_t kLargest = kIsSanitized ? 1'000'000 : 10'000'000;
 
 class StoreRealConfigs : public testing::TestWithParam<std::size_t> {
  protected:

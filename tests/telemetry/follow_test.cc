@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "support/sanitized.h"
 #include "telemetry/support/follower.h"
 #include "telemetry/support/random_sets.h"
 
@@ -68,7 +69,7 @@ TEST_F(RandomSets, Row35WhoFollowsPollsOrReadsThePastHasTheSame) {
         state.reset();
         return true;
       }};
-  const int sets = asked_for("NEXA_TELEMETRY_SETS", 300);
+  const int sets = asked_for("NEXA_TELEMETRY_SETS", kIsSanitized ? 100 : 300);
   const std::vector<std::string> paths = {
       "/", "/device", "/.../speed", "/device/port[name=*]/route", random_path(), random_path()};
   std::vector<std::shared_ptr<Follower>> following;
