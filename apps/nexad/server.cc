@@ -20,8 +20,6 @@ namespace {
 
 constexpr char kServiceName[] = "gnmi.gNMI";
 constexpr char kStoreName[] = "nexa.store";
-// Clients may ask whether the server lives; more often than this is abuse.
-constexpr int kLeastPingIntervalMs = 10000;
 // What a client may have sent of a message that is not asked for yet.
 constexpr int kWindowBytes = 256 << 10;
 // What health watchers get to read that the server goes.
@@ -48,7 +46,9 @@ void set_limits(const ServerConfig& config, grpc::ServerBuilder& builder) {
       {GRPC_ARG_KEEPALIVE_TIME_MS, milliseconds(config.keepalive_ms)},
       {GRPC_ARG_KEEPALIVE_TIMEOUT_MS, milliseconds(config.keepalive_timeout_ms)},
       {GRPC_ARG_KEEPALIVE_PERMIT_WITHOUT_CALLS, 1},
-      {GRPC_ARG_HTTP2_MIN_RECV_PING_INTERVAL_WITHOUT_DATA_MS, kLeastPingIntervalMs},
+      // Each ping that comes too soon would cost a kilobyte until the connection is closed. They are
+      // bytes that are no message of a known caller, and bounded as such.
+      {GRPC_ARG_HTTP2_MAX_PING_STRIKES, 0},
       {GRPC_ARG_MAX_CONNECTION_IDLE_MS, milliseconds(config.connection_idle_ms)},
       {GRPC_ARG_MAX_CONNECTION_AGE_MS, milliseconds(config.connection_age_ms)},
       // Otherwise a stream may have sent 4 MB, and more, before anybody reads them.

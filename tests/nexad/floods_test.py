@@ -36,6 +36,9 @@ def many_descriptors():
     return most
 
 
+PINGS = http2.frame(http2.PING, 0, 0, b"12345678") * 1000
+
+
 class Flooded(ServerCase):
     """A server with a user, and what has to hold during each flood and after it."""
 
@@ -148,8 +151,28 @@ class Strangers(Flooded):
 
     def test_pings(self):
         with http2.Connection(self.server.address) as connection:
-            block = http2.frame(http2.PING, 0, 0, b"12345678") * 1000
-            self.flood(lambda: connection.send(block))
+            self.flood(lambda: connection.send(PINGS))
+            self.assertTrue(connection.is_closed(10))
+
+    def test_pings_on_many_connections(self):
+        def one():
+            with contextlib.suppress(OSError), http2.Connection(self.server.address) as connection:
+                for _ in range(200):
+                    connection.send(PINGS)
+
+        senders = [threading.Thread(target=one) for _ in range(20)]
+        for sender in senders:
+            sender.start()
+        for sender in senders:
+            sender.join()
+
+    def test_some_pings_are_answered(self):
+        # Clients ask whether the server lives as often as they like, also without a call.
+        with http2.Connection(self.server.address) as connection:
+            for _ in range(5):
+                connection.send(http2.frame(http2.PING, 0, 0, b"12345678"))
+                time.sleep(0.05)
+            self.assertFalse(connection.is_closed(0.5))
 
     def test_settings(self):
         with http2.Connection(self.server.address) as connection:

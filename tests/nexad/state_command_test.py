@@ -1,5 +1,6 @@
 """State data that a program tells line by line: what it may write, its end, its limits."""
 
+import contextlib
 import glob
 import os
 import re
@@ -37,6 +38,14 @@ with open(os.environ["LINES"]) as file:
         if not line and select.select([sys.stdin], [], [], 0.02)[0]:
             sys.exit()
 """
+
+
+def is_running(program):
+    for line in glob.glob("/proc/[0-9]*/cmdline"):
+        with contextlib.suppress(OSError), open(line, "rb") as file:
+            if program.encode() in file.read().split(b"\0"):
+                return True
+    return False
 
 
 @unittest.skipUnless(
@@ -295,6 +304,13 @@ class StateCommand(StartCase):
         os.remove(os.path.join(zone, "temp"))
         self.wait_for(at, None)
         self.assertEqual(paths.text(paths.parse(at)), at)
+        # It has nothing more to tell, and ends with the server all the same.
+        self.server.kill()
+        program = self.path("program.py")
+        end = time.monotonic() + 10
+        while is_running(program) and time.monotonic() < end:
+            time.sleep(0.02)
+        self.assertFalse(is_running(program))
 
 
 if __name__ == "__main__":
