@@ -46,8 +46,8 @@ void set_limits(const ServerConfig& config, grpc::ServerBuilder& builder) {
       {GRPC_ARG_KEEPALIVE_TIME_MS, milliseconds(config.keepalive_ms)},
       {GRPC_ARG_KEEPALIVE_TIMEOUT_MS, milliseconds(config.keepalive_timeout_ms)},
       {GRPC_ARG_KEEPALIVE_PERMIT_WITHOUT_CALLS, 1},
-      // Each ping that comes too soon would cost a kilobyte until the connection is closed. They are
-      // bytes that are no message of a known caller, and bounded as such.
+      // Each ping that comes too soon would cost a kilobyte until the connection is closed. They
+      // are bytes that are no message of a known caller, and bounded as such.
       {GRPC_ARG_HTTP2_MAX_PING_STRIKES, 0},
       {GRPC_ARG_MAX_CONNECTION_IDLE_MS, milliseconds(config.connection_idle_ms)},
       {GRPC_ARG_MAX_CONNECTION_AGE_MS, milliseconds(config.connection_age_ms)},
