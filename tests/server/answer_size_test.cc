@@ -132,7 +132,9 @@ TEST_F(AnswerSize, ASetHasRoomForItsAnswerBeforeItIsCommitted) {
   gnmi::SetRequest request = new_name();
   request.mutable_prefix()->set_target(std::string(500, 't'));
   std::atomic<int> meanwhile = -1;
+  std::atomic<bool> is_started = false;  // what start() made is this thread's as well
   store.on_commit = [&](const nexa::store::CommitRequest& /*commit*/) {
+    EXPECT_TRUE(is_started);
     gnmi::GetResponse answer;
     meanwhile = get(names(1), answer).error_code();
     nexa::store::CommitResult result;
@@ -140,6 +142,7 @@ TEST_F(AnswerSize, ASetHasRoomForItsAnswerBeforeItIsCommitted) {
     return result;
   };
   start();
+  is_started = true;
   EXPECT_EQ(verdict(names(1)), "0 ");
   for (int round = 0; round < 3; ++round) {
     gnmi::SetResponse response;
