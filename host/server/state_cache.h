@@ -22,8 +22,7 @@ class StateCache {
   using FaultSink = std::function<void(const std::string&)>;
 
   // Asks those of `providers` whose module is in the loaded schema; where several fill a leaf, the
-  // last one counts. A tree older than `lifetime` is
-  // not handed out.
+  // last one counts. A tree older than `lifetime` is not handed out.
   StateCache(const store::ConfigStore& store,
              const std::vector<nexa::state::StateProvider*>& providers,
              std::chrono::nanoseconds lifetime, FaultSink on_fault);

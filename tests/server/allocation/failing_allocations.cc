@@ -16,6 +16,7 @@
 #include <iterator>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "support/replaced_new.h"
@@ -44,6 +45,7 @@ std::atomic<bool> all_fail{false};
 std::atomic<int> remaining{0};
 std::atomic<bool> fired{false};
 std::atomic<Failing> mode{Failing::kOne};
+std::atomic<int> being_decided{0};
 thread_local bool kept_out = false;
 
 Owner owner_of_symbol(std::string_view name) {
@@ -147,13 +149,21 @@ bool is_of_server() {
   return owner == Owner::kServer;
 }
 
-bool fails() {
-  if (!armed.load(std::memory_order_relaxed) || kept_out || !is_of_server()) return false;
+bool decide() {
+  if (!armed || !is_of_server()) return false;
   if (all_fail) return true;
   if (remaining.fetch_sub(1) != 1) return false;
   fired = true;
   all_fail = mode == Failing::kAllFromThere;
   return true;
+}
+
+bool fails() {
+  if (!armed.load(std::memory_order_relaxed) || kept_out) return false;
+  being_decided.fetch_add(1);
+  const bool is_failing = decide();
+  being_decided.fetch_sub(1);
+  return is_failing;
 }
 
 }  // namespace walk_of_a_stack
@@ -168,6 +178,9 @@ FailingAllocations::FailingAllocations(Failing which, int n) {
 
 FailingAllocations::~FailingAllocations() {
   armed = false;
+  // What a thread still decides belongs to this one; to the next it would be a failure from
+  // nowhere.
+  while (being_decided != 0) std::this_thread::yield();
   all_fail = false;
 }
 
