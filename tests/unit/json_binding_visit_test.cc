@@ -2,8 +2,11 @@
 #include <cjson/cJSON.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstdio>
+#include <ctime>
 #include <memory>
+#include <string>
 
 #include "nexa/cjson_csnode.h"
 #include "support/fake_schema.h"
@@ -294,6 +297,41 @@ TEST_F(JsonBindingVisitTest, OtherLeavesPrintNothing) {
   testing::internal::CaptureStdout();
   visit_object(tree.get(), top_, &hash_);
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+}
+
+// Nanoseconds of this thread's own.
+std::int64_t processor_time() {
+  timespec time{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+  return time.tv_sec * std::int64_t{1000000000} + time.tv_nsec;
+}
+
+// Only the first entry's members are looked for among all that the schema has. Without that, each
+// entry would cost what the first one does.
+TEST_F(JsonBindingVisitTest, LaterEntriesCostASmallPartOfTheFirst) {
+  constexpr int kMembers = 3000;
+  constexpr int kEntries = 20;
+  FakeNode wide = top_.list("wide", {"k"});
+  std::string entry = R"({"k":"0")";
+  wide.leaf("k");
+  for (int number = 0; number < kMembers; ++number) {
+    const std::string name = "member-" + std::to_string(number);
+    wide.leaf(name);
+    entry += ",\"" + name + "\":\"\"";
+  }
+  entry += '}';
+  std::string entries = entry;
+  for (int number = 1; number < kEntries; ++number) entries += "," + entry;
+  const auto cost = [&](const std::string& array) {
+    const Tree tree = parse("[" + array + "]");
+    Json2cJsonCsnodeHash hash;
+    const std::int64_t begin = processor_time();
+    visit_array(tree.get(), wide, &hash);
+    return processor_time() - begin;
+  };
+  const std::int64_t of_one = cost(entry);
+  const std::int64_t of_all = cost(entries);
+  EXPECT_LT(of_all, kEntries / 2 * of_one) << of_one;
 }
 
 using JsonBindingVisitDeathTest = JsonBindingVisitTest;
