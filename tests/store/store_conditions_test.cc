@@ -38,6 +38,19 @@ TEST_F(StoreConditions, AMustMayLookAtTheConditionalNodesOfALaterModule) {
   expect_json(R"({"s:top":{"f":"1"},"t:box":{"on":"1","v":"1"}})");
 }
 
+// Where the order of the schema lets libyang judge the second condition while the first default is
+// still there, it goes on with a default that does not stand, and so do its musts.
+TEST_F(StoreConditions, AMustDoesNotCountADefaultOfADefaultThatDoesNotStand) {
+  start(R"yang(container top { leaf a { type string; }
+    leaf guard { type string; must "count(//s:c) = 1"; }
+    leaf b { when "../s:a"; type string; default "x"; }
+    leaf c { when "../s:b"; type string; default "y"; } })yang");
+  EXPECT_EQ(text(top("<guard>1</guard>")), "/s:top/guard: must \"count(//s:c) = 1\"");
+  EXPECT_EQ(text(top("<a>1</a><guard>1</guard>")), "");
+  expect_json(R"({"s:top":{"a":"1","guard":"1","b":"x","c":"y"}})");
+  EXPECT_EQ(commit(drop("/s:top/a")).error_code(), grpc::StatusCode::FAILED_PRECONDITION);
+}
+
 // Nothing is configured; libyang divides by zero as soon as it makes the default.
 TEST_F(StoreConditions, AStartOutlivesTheConditionOfADefault) {
   start(R"yang(container top { leaf n { type uint8; }

@@ -54,7 +54,8 @@ bool ChangeCheck::enter(const lysc_node* schema) {
     return false;
   }
   const NodeRules& rules = index_.rules(schema);
-  if (!rules.whole.empty() && index_.reaches_whole(schema)) reach_whole();
+  // What the index has seen is what was there before a tree that is judged whole.
+  if (!rules.whole.empty() && (judges_whole_ || index_.reaches_whole(schema))) reach_whole();
   unknown_ |= most_nodes_ != 0 && nodes_ > most_nodes_;
   unknown_ |= (rules.foreign && !judges_whole_) || (schema->flags & LYS_CONFIG_R) != 0;
   return !unknown_;
