@@ -18,12 +18,11 @@ constexpr char kNeedsModule[] = " needs its module in front";
 // Names in a message; longer ones are cut.
 constexpr std::size_t kMostWrittenShown = 100;
 
-bool is_openconfig(const KestrelNsEntry& entry) {
-  return std::string_view(entry.module).find(gnmi::BaseNamespaceMapper::ORIGIN_OPENCONFIG_STR) !=
-         std::string_view::npos;
-}
-
 }  // namespace
+
+bool is_openconfig(std::string_view module) {
+  return module.find(gnmi::BaseNamespaceMapper::ORIGIN_OPENCONFIG_STR) != std::string_view::npos;
+}
 
 bool is_leaf(const kestrel_cs_node* node) {
   return !is_leaf_list(node) && gnmi::rfc7951::is_leaf_type(node->shallow_type);
@@ -94,7 +93,7 @@ bool SchemaNames::in_scope(const kestrel_cs_node* top, const Scope& scope) const
       return true;
     case Scope::Kind::kOpenConfig: {
       const KestrelNsEntry* const entry = by_hash(top->ns);
-      return entry != nullptr && is_openconfig(*entry);
+      return entry != nullptr && is_openconfig(entry->module);
     }
     case Scope::Kind::kModule:
       return top->ns == scope.ns;
@@ -130,7 +129,7 @@ std::vector<kestrel_cs_node*> SchemaNames::bare_at_top(std::string_view name,
   for (kestrel_cs_node* top : tops->second) {
     if (!in_scope(top, scope)) continue;
     const KestrelNsEntry* const entry = by_hash(top->ns);
-    const bool preferred = entry != nullptr && is_openconfig(*entry);
+    const bool preferred = entry != nullptr && is_openconfig(entry->module);
     (preferred ? of_openconfig : others).push_back(top);
   }
   return of_openconfig.empty() ? others : of_openconfig;

@@ -31,6 +31,9 @@ struct WrittenName {
 };
 WrittenName split_name(std::string_view text);
 
+// Whether bare names at the top mean the module's nodes, whatever other modules have there.
+bool is_openconfig(std::string_view module);
+
 // Which top-level nodes an origin stands for (gNMI specification, section 2.7).
 struct Scope {
   enum class Kind : std::uint8_t { kAll, kOpenConfig, kModule };

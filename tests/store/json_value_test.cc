@@ -243,11 +243,11 @@ TEST_F(JsonValue, EveryLeafHasItsPath) {
                   "/shop:stock/event/what \"in\"", "/shop:stock/code [\"k\",\"k\"]",
                   "/shop:shelf[row=1]/row 1", "/shop:shelf[row=1]/load 9"));
   form_.part = DataPart::kState;
-  EXPECT_THAT(
-      leaves(false),
-      ElementsAre("/stock/item[name=a]/sold \"5\"", "/stock/item[name=a]/size/seen 1",
-                  "/stock/item[name=c]/sold \"6\"", "/stock/event/what \"in\"",
-                  "/stock/event/what \"in\"", "/stock/code [\"k\",\"k\"]", "/shelf[row=1]/load 9"));
+  EXPECT_THAT(leaves(false),
+              ElementsAre("/stock/item[name=a]/sold \"5\"", "/stock/item[name=a]/size/seen 1",
+                          "/stock/item[name=c]/sold \"6\"", "/stock/event/what \"in\"",
+                          "/stock/event/what \"in\"", "/stock/code [\"k\",\"k\"]",
+                          "/shop:shelf[row=1]/load 9"));
 }
 
 TEST_F(JsonValue, LeavesBelowANodeContinueItsPath) {

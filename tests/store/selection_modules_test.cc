@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "shop_models.h"
+#include "store/reading/json_value.h"
 #include "store/reading/selection.h"
 #include "support/targets.h"
 #include "translate/path_string.h"
@@ -90,6 +91,17 @@ TEST_F(SelectModules, WildcardsNameTheModuleWhereABareNameMeansAnother) {
   EXPECT_THAT(find("/*"), testing::UnorderedElementsAre("/box", "/vendor-box:box",
                                                         "/vendor-box:crate", "/other-box:crate"));
   EXPECT_THAT(find("/box/*"), ElementsAre("/box/lid", "/box/vendor-box:lid", "/box/label"));
+}
+
+TEST_F(SelectModules, PlainJsonNamesTheModuleWhereANameIsShared) {
+  const ImagePtr tree = shop_image(kData);
+  nexa::store::JsonForm form;
+  form.qualify = false;
+  std::string json;
+  ASSERT_TRUE(append_tree({tree.get(), nullptr}, form, json));
+  EXPECT_EQ(json,
+            R"({"box":{"lid":"a","vendor-box:lid":"b","label":"c"},"other-box:crate":{"lid":"f"},)"
+            R"("vendor-box:box":{"lid":"d"},"vendor-box:crate":{"lid":"e"}})");
 }
 
 }  // namespace selection_modules_test

@@ -9,6 +9,7 @@
 #include <mutex>
 
 #include "kestrel/json_types.h"
+#include "model/schema_names.h"
 
 namespace nexa::store {
 namespace {
@@ -36,8 +37,8 @@ bool holds_paths(const lysc_type* type) {
 }
 
 // Whether another module put the node below its parent, where something else has the same name.
-bool shares_name(const lysc_node* node, const lysc_node* parent) {
-  if (parent == nullptr || parent->module == node->module) return false;
+bool shares_name_below(const lysc_node* node, const lysc_node* parent) {
+  if (parent->module == node->module) return false;
   const lysc_node* other = nullptr;
   while ((other = lys_getnext(other, parent, nullptr, 0)) != nullptr) {
     if (other != node && std::strcmp(other->name, node->name) == 0) return true;
@@ -92,10 +93,30 @@ SchemaTexts::SchemaTexts() {
   generation_ = schema_generation();
   std::uint32_t at = 0;
   if (kestrel::context() == nullptr) return;
+  std::vector<const lysc_module*> modules;
   while (const lys_module* const module = ly_ctx_get_module_iter(kestrel::context(), &at)) {
     if (module->implemented == 0 || module->compiled == nullptr) continue;
-    add_children(nullptr, module->compiled);
+    modules.push_back(module->compiled);
   }
+  for (const lysc_module* const module : modules) count_at_top(module);
+  for (const lysc_module* const module : modules) add_children(nullptr, module);
+}
+
+void SchemaTexts::count_at_top(const lysc_module* module) {
+  const lysc_node* node = nullptr;
+  while ((node = lys_getnext(node, nullptr, module, 0)) != nullptr) {
+    if (schema_number(node) == 0) continue;
+    AtTop& counted = at_top_[node->name];
+    ++counted.all;
+    if (model::is_openconfig(node->module->name)) ++counted.of_openconfig;
+  }
+}
+
+// As a client would mean the bare name.
+bool SchemaTexts::shares_name_at_top(const lysc_node* node) const {
+  const AtTop& counted = at_top_.at(node->name);
+  if (counted.of_openconfig == 0) return counted.all != 1;
+  return counted.of_openconfig != 1 || !model::is_openconfig(node->module->name);
 }
 
 bool SchemaTexts::add_children(const lysc_node* parent, const lysc_module* module) {
@@ -118,7 +139,7 @@ bool SchemaTexts::add(const lysc_node* node, const lysc_node* parent) {
   text.is_inner = (node->nodetype & (LYS_CONTAINER | LYS_LIST)) != 0;
   text.is_config = (node->flags & LYS_CONFIG_W) != 0;
   text.changes_module = parent == nullptr || parent->module != node->module;
-  text.shares_name = store::shares_name(node, parent);
+  text.shares_name = parent != nullptr ? shares_name_below(node, parent) : shares_name_at_top(node);
   const lysc_type* const type = type_of(node);
   text.may_have_prefixes = type != nullptr && holds_paths(type);
   text.mixes_json_types = type != nullptr && kestrel::mixes_json_types(type);

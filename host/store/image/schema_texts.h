@@ -7,6 +7,7 @@
 #include <deque>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -22,14 +23,14 @@ struct SchemaText {
   std::string_view xmlns;  // ` xmlns="namespace"`
 
   bool is_key = false;
-  bool is_inner = false;            // a container or a list
-  bool is_config = false;           // config true
-  bool holds_state = false;         // it or a node below it is config false
-  bool changes_module = false;      // its module is not its data parent's; true at the top level
-  bool shares_name = false;         // another module's node, beside one of the same name
-  bool may_have_prefixes = false;   // XML writes some of its values with prefixes; identityrefs
-                                    // alone do not count
-  bool mixes_json_types = false;    // a union whose text may stand for more than one JSON type
+  bool is_inner = false;           // a container or a list
+  bool is_config = false;          // config true
+  bool holds_state = false;        // it or a node below it is config false
+  bool changes_module = false;     // its module is not its data parent's; true at the top level
+  bool shares_name = false;        // its bare name means a node of another module there, or several
+  bool may_have_prefixes = false;  // XML writes some of its values with prefixes; identityrefs
+                                   // alone do not count
+  bool mixes_json_types = false;   // a union whose text may stand for more than one JSON type
   bool is_plain_container = false;  // without presence
   bool is_presence_container = false;
   bool has_choice = false;  // below it, outside of other data nodes
@@ -55,6 +56,8 @@ class SchemaTexts {
  private:
   SchemaTexts();
   bool add(const lysc_node* node, const lysc_node* parent);
+  void count_at_top(const lysc_module* module);
+  bool shares_name_at_top(const lysc_node* node) const;
   // Whether any of the children, or a node below them, is config false.
   bool add_children(const lysc_node* parent, const lysc_module* module);
   std::string_view keep(std::string text) { return kept_.emplace_back(std::move(text)); }
@@ -64,6 +67,12 @@ class SchemaTexts {
   std::vector<SchemaText> nodes_;  // by schema_number(); the first one stands for no data node
   std::deque<std::string> kept_;
   std::vector<std::pair<const lys_module*, std::string_view>> namespaces_;
+  // How many top-level nodes have a name, and how many of them are OpenConfig's.
+  struct AtTop {
+    unsigned all = 0;
+    unsigned of_openconfig = 0;
+  };
+  std::unordered_map<std::string_view, AtTop> at_top_;
 };
 
 }  // namespace nexa::store
