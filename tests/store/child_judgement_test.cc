@@ -20,6 +20,8 @@
 #include <vector>
 
 #include "real/temp_folder.h"
+#include "shop_models.h"
+#include "store/judge.h"
 #include "store/tree.h"
 
 namespace nexa::store {
@@ -228,6 +230,23 @@ TEST(ChildJudgement, AChildThatIsKeptFromTheProcessorIsForkedOnce) {
   EXPECT_EQ(outcome.kind, Kind::kDone) << outcome.in_words();
   EXPECT_EQ(outcome.result, "done");
   EXPECT_EQ(EarlyForks::count(), 1);
+}
+
+// A start believes nothing of what libyang may die of; a Set has been judged by what is known of
+// the schema, and need not pay for a process.
+TEST(ChildJudgement, AWholeTreeIsJudgedWhereItIsAskedFor) {
+  ASSERT_EQ(nexa_test::load_module("s", R"(module s { namespace "urn:s"; prefix s;
+    leaf v { type string; } })"),
+            "");
+  const ImagePtr given = nexa_test::shop_image("<v xmlns=\"urn:s\">1</v>");
+  Judge judge;
+  for (const Judge::Place place : {Judge::Place::kHere, Judge::Place::kChild}) {
+    const EarlyForks forks([] {});
+    const Judge::Verdict verdict = judge.judge_whole(given, nullptr, *given, place);
+    judge.keep();
+    EXPECT_EQ(verdict.kind, Judge::Verdict::Kind::kValid);
+    EXPECT_EQ(EarlyForks::count(), place == Judge::Place::kChild ? 1 : 0);
+  }
 }
 
 // The locks of a sanitizer are waited for without sleep.

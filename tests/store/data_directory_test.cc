@@ -51,5 +51,14 @@ TEST(DataDirectoryLock, SaysWhyItCannotBeMade) {
             "/proc/nothing/here: cannot make the data directory: No such file or directory");
 }
 
+// It is not for want of room that it cannot be made: another process would lock another file.
+TEST(DataDirectoryLock, IsNoLinkToAnotherFile) {
+  const nexa_test::TempFolder folder;
+  const std::string path = folder.file("data");
+  fs::create_directory(path);
+  fs::create_symlink(folder.file("elsewhere"), path + "/lock");
+  EXPECT_EQ(refusal(path), path + "/lock: cannot open: Too many levels of symbolic links");
+}
+
 }  // namespace
 }  // namespace nexa::store

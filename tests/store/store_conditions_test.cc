@@ -51,6 +51,16 @@ TEST_F(StoreConditions, AMustDoesNotCountADefaultOfADefaultThatDoesNotStand) {
   EXPECT_EQ(commit(drop("/s:top/a")).error_code(), grpc::StatusCode::FAILED_PRECONDITION);
 }
 
+TEST_F(StoreConditions, ADefaultOfAnEmptyConfigurationComesBackWhenTheLastNodeGoes) {
+  start(
+      R"yang(leaf y { type string; } leaf x { when "not(/s:y)"; type string; default "1"; })yang");
+  const std::string alone = json();
+  ASSERT_EQ(text(update("<y xmlns=\"urn:s\">1</y>")), "");
+  expect_json(R"({"s:y":"1"})");
+  EXPECT_EQ(text(drop("/s:y")), "");
+  expect_json(alone);
+}
+
 // Nothing is configured; libyang divides by zero as soon as it makes the default.
 TEST_F(StoreConditions, AStartOutlivesTheConditionOfADefault) {
   start(R"yang(container top { leaf n { type uint8; }
