@@ -33,8 +33,6 @@ bool is_key(const lyd_node* node) { return lysc_is_key(node->schema); }
 
 bool is_plain_container(const lyd_node* node) { return lysc_is_np_cont(node->schema); }
 
-bool is_user_ordered(const lysc_node* schema) { return lysc_is_userordered(schema); }
-
 bool insert_node(lyd_node*& top, lyd_node* parent, lyd_node* node) {
   make_room(parent);
   const LY_ERR done =
@@ -47,27 +45,6 @@ bool insert_node(lyd_node*& top, lyd_node* parent, lyd_node* node) {
 void remove_node(lyd_node*& top, lyd_node* node) {
   if (node == top) top = node->next;
   lyd_free_tree(node);
-}
-
-void move_last(lyd_node*& top, lyd_node* node) {
-  lyd_node* const parent = lyd_parent(node);
-  if (node == top) top = node->next;
-  lyd_unlink_tree(node);
-  insert_node(top, parent, node);
-}
-
-lyd_node* copy_subtree(const lyd_node* node) {
-  lyd_node* copy = nullptr;
-  lyd_dup_single(node, nullptr, LYD_DUP_RECURSIVE | LYD_DUP_NO_META | LYD_DUP_WITH_FLAGS, &copy);
-  return copy;
-}
-
-TreePtr copy_tree(const lyd_node* top, bool& ok) {
-  lyd_node* copy = nullptr;
-  ok = top == nullptr ||
-       lyd_dup_siblings(top, nullptr, LYD_DUP_RECURSIVE | LYD_DUP_NO_META | LYD_DUP_WITH_FLAGS,
-                        &copy) == LY_SUCCESS;
-  return TreePtr(copy);
 }
 
 namespace {
@@ -86,45 +63,12 @@ void strip_siblings(lyd_node*& top, lyd_node* first) {
   }
 }
 
-bool same_node(const lyd_node* left, const lyd_node* right, bool defaults) {
-  if (defaults && (left->flags & LYD_DEFAULT) != (right->flags & LYD_DEFAULT)) return false;
-  if ((left->schema->nodetype & LYD_NODE_INNER) != 0) {
-    return same_content(first_child(left), first_child(right), defaults);
-  }
-  return lyd_compare_single(left, right, 0) == LY_SUCCESS;
-}
-
-const lyd_node* next_instance(const lyd_node* node) {
-  const lyd_node* const next = node->next;
-  return next != nullptr && next->schema == node->schema ? next : nullptr;
-}
-
-std::size_t count(const lyd_node* first) {
-  std::size_t number = 0;
-  for (; first != nullptr; first = first->next) ++number;
-  return number;
-}
-
 }  // namespace
 
 void strip_defaults(TreePtr& tree) {
   lyd_node* top = tree.release();
   strip_siblings(top, top);
   tree.reset(top);
-}
-
-bool same_content(const lyd_node* left, const lyd_node* right, bool defaults) {
-  if (count(left) != count(right)) return false;
-  for (const lyd_node* node = left; node != nullptr; node = node->next) {
-    const lyd_node* const match = find_match(right, node);
-    if (match == nullptr || !same_node(node, match, defaults)) return false;
-    if (!is_user_ordered(node->schema)) continue;
-    const lyd_node* const next = next_instance(node);
-    const lyd_node* const next_match = next_instance(match);
-    if ((next == nullptr) != (next_match == nullptr)) return false;
-    if (next != nullptr && lyd_compare_single(next, next_match, 0) != LY_SUCCESS) return false;
-  }
-  return true;
 }
 
 bool has_explicit_content(const lyd_node* node) {
@@ -135,16 +79,6 @@ bool has_explicit_content(const lyd_node* node) {
     }
   }
   return false;
-}
-
-void settle_values(const lyd_node* node) {
-  if ((node->schema->nodetype & LYD_NODE_TERM) != 0) {
-    lyd_get_value(node);
-    return;
-  }
-  for (const lyd_node* child = first_child(node); child != nullptr; child = child->next) {
-    settle_values(child);
-  }
 }
 
 void settle_container_flags(lyd_node* node) {
@@ -182,16 +116,6 @@ LY_ERR change_canonical_term(lyd_node* leaf, const char* text) {
       (has_to_be_read(leaf->schema) ? lyd_change_term : lyd_change_term_canon)(leaf, text);
   keep_text(leaf, text);
   return done;
-}
-
-bool print_siblings(const lyd_node* top, std::string& xml) {
-  if (top == nullptr) return true;
-  char* text = nullptr;
-  const LY_ERR done = lyd_print_mem(&text, top, LYD_XML, LYD_PRINT_WITHSIBLINGS | LYD_PRINT_SHRINK);
-  const TextPtr owner(text);
-  if (done != LY_SUCCESS) return false;
-  if (text != nullptr) xml.append(text);
-  return true;
 }
 
 }  // namespace nexa::store

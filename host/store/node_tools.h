@@ -1,5 +1,5 @@
 // Small steps on data trees that libyang leaves to its callers: matching nodes of two trees,
-// inserting and removing while the first top-level node stays known, comparing content.
+// inserting and removing while the first top-level node stays known.
 #ifndef HOST_STORE_NODE_TOOLS_H_
 #define HOST_STORE_NODE_TOOLS_H_
 
@@ -22,7 +22,6 @@ lyd_node* first_child(const lyd_node* node);
 
 bool is_key(const lyd_node* node);
 bool is_plain_container(const lyd_node* node);  // a container without presence
-bool is_user_ordered(const lysc_node* schema);
 
 // Links a free node below `parent`, or among the top-level nodes when it is null, behind the other
 // instances of its schema node. False when libyang refuses; the node is freed then.
@@ -31,29 +30,12 @@ bool insert_node(lyd_node*& top, lyd_node* parent, lyd_node* node);
 // Unlinks and frees a node; `top` stays the first top-level node, null when none is left.
 void remove_node(lyd_node*& top, lyd_node* node);
 
-// Moves an instance behind the other instances of its schema node.
-void move_last(lyd_node*& top, lyd_node* node);
-
-// A copy with everything below it, linked nowhere; default flags are kept.
-lyd_node* copy_subtree(const lyd_node* node);
-
-// A copy of all top-level nodes. Null for none, and after a failure of libyang: `ok` tells.
-TreePtr copy_tree(const lyd_node* top, bool& ok);
-
 // Removes default nodes, and containers without presence that are left empty, unless their `priv`
 // says that they stand for more than is copied.
 void strip_defaults(TreePtr& tree);
 
-// Whether two trees hold the same nodes and values. The order of instances counts where the user
-// gives it, nowhere else; `defaults`: the default flags count too.
-bool same_content(const lyd_node* left, const lyd_node* right, bool defaults = false);
-
 // Whether a container without presence holds anything that was configured.
 bool has_explicit_content(const lyd_node* node);
-
-// Makes the texts of all values at and below a node, which libyang would make on first use: readers
-// of a published tree must not change it.
-void settle_values(const lyd_node* node);
 
 // Marks `node` and containers above it as default content where nothing explicit is left in them.
 void settle_container_flags(lyd_node* node);
@@ -64,9 +46,6 @@ void settle_container_flags(lyd_node* node);
 LY_ERR new_canonical_term(lyd_node* parent, const lysc_node* schema, const char* text,
                           lyd_node** made);
 LY_ERR change_canonical_term(lyd_node* leaf, const char* text);
-
-// XML of all siblings without defaults, in one line, below no element. False on failure.
-bool print_siblings(const lyd_node* top, std::string& xml);
 
 }  // namespace nexa::store
 

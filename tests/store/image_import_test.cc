@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "shop_models.h"
-#include "store/node_tools.h"
+#include "tree_content.h"
 
 namespace nexa::store {
 namespace {
@@ -33,8 +33,8 @@ TEST_F(ImageImport, ValuesOfEveryTypeComeBack) {
     const TreePtr again = tree_of_image(*image_of_tree(tree.get()), true);
     std::string before;
     std::string after;
-    ASSERT_TRUE(print_siblings(tree.get(), before));
-    ASSERT_TRUE(print_siblings(again.get(), after));
+    ASSERT_TRUE(nexa_test::print_siblings(tree.get(), before));
+    ASSERT_TRUE(nexa_test::print_siblings(again.get(), after));
     EXPECT_EQ(after, before);
   }
 }

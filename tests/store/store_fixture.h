@@ -11,12 +11,12 @@
 #include "real/temp_folder.h"
 #include "store/change.h"
 #include "store/config_store.h"
-#include "store/node_tools.h"
 #include "store/tree_store.h"
 #include "store_module.h"
 #include "support/results.h"
 #include "support/targets.h"
 #include "translate/path_string.h"
+#include "tree_content.h"
 
 namespace nexa_test {
 
@@ -66,7 +66,7 @@ inline std::string read_text(const ConfigStore& store, const std::string& path,
 inline bool same_xml(const std::string& left, const std::string& right) {
   const auto one = nexa_test::value_of(nexa::store::parse_nodes(nexa::store::inner_xml(left)));
   const auto two = nexa_test::value_of(nexa::store::parse_nodes(nexa::store::inner_xml(right)));
-  return nexa::store::same_content(one.get(), two.get());
+  return same_content(one.get(), two.get());
 }
 
 class StoreTest : public testing::Test {

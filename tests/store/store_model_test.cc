@@ -11,6 +11,7 @@
 #include "store/reading/typed_value.h"
 #include "store/validation/validation.h"
 #include "store_fixture.h"
+#include "tree_content.h"
 
 namespace store_model_test {
 
@@ -172,7 +173,7 @@ class Model {
   // False when the result is not valid; nothing is changed then.
   bool apply(const std::vector<Edit>& edits) {
     bool copied = false;
-    TreePtr tree = nexa::store::copy_tree(tree_.get(), copied);
+    TreePtr tree = copy_tree(tree_.get(), copied);
     nexa::store::strip_defaults(tree);
     for (const Edit& edit : edits) {
       const TreePtr document =

@@ -3,6 +3,7 @@
 #include "store/random_edit.h"
 #include "store/random_module.h"
 #include "store/validation_fixture.h"
+#include "tree_content.h"
 
 namespace nexa::store {
 namespace tree_change_test {
@@ -68,10 +69,12 @@ TEST(TreeChange, RandomChangesAreTakenBack) {
       TreeChanges changes;
       lyd_node* top = tree.release();
       bring_in_step(top, edited.get(), changes);
-      EXPECT_TRUE(same_content(top, edited.get(), true)) << print(top) << print(edited.get());
+      EXPECT_TRUE(nexa_test::same_content(top, edited.get(), true))
+          << print(top) << print(edited.get());
       EXPECT_TRUE(undo_changes(top, changes));
       EXPECT_TRUE(changes.empty());
-      EXPECT_TRUE(same_content(top, before.get(), true)) << print(top) << print(before.get());
+      EXPECT_TRUE(nexa_test::same_content(top, before.get(), true))
+          << print(top) << print(before.get());
       EXPECT_TRUE(have_equal_flags(top, before.get()));
       lyd_free_all(top);
       tree = std::move(edited);

@@ -22,7 +22,7 @@ class TreeSync {
   }
 
   static lyd_node* next_of(const lyd_node* node) {
-    const bool is_ordered = is_user_ordered(node->schema);
+    const bool is_ordered = lysc_is_userordered(node->schema);
     const lyd_node* const next = node->next;
     return is_ordered && next != nullptr && next->schema == node->schema ? node->next : nullptr;
   }
@@ -56,7 +56,7 @@ class TreeSync {
     }
     for (const lyd_node* node = target; node != nullptr; node = node->next) {
       const bool is_first = node->prev->next == nullptr || node->prev->schema != node->schema;
-      if (is_first && is_user_ordered(node->schema)) order(parent, node);
+      if (is_first && lysc_is_userordered(node->schema)) order(parent, node);
     }
   }
 

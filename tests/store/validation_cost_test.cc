@@ -5,6 +5,7 @@
 
 #include "real/yang_folders.h"
 #include "store/validation_fixture.h"
+#include "tree_content.h"
 
 namespace nexa::store {
 namespace {
@@ -116,7 +117,7 @@ class Measured {
       lyd_node* const siblings = parent != nullptr ? lyd_child(parent) : top;
       lyd_node* const match = find_match(siblings, source);
       if (match == nullptr) {
-        lyd_node* const node = copy_subtree(source);
+        lyd_node* const node = nexa_test::copy_subtree(source);
         ASSERT_TRUE(insert_node(top, parent, node));
         TreeChange& change = changes.emplace_back();
         change.node = node;

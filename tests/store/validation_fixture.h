@@ -14,6 +14,7 @@
 #include "real/temp_folder.h"
 #include "store/tree_sync.h"
 #include "store/validation/validation.h"
+#include "tree_content.h"
 
 namespace nexa::store {
 
@@ -130,11 +131,12 @@ class Configuration {
       return judgement;
     }
     EXPECT_FALSE(again.violation);
-    EXPECT_TRUE(same_content(tree_.get(), whole.get(), true)) << "old:\n"
-                                                              << print(old.get()) << "edited:\n"
-                                                              << print(edited.get()) << "quick:\n"
-                                                              << quick << "whole:\n"
-                                                              << print(whole.get());
+    EXPECT_TRUE(nexa_test::same_content(tree_.get(), whole.get(), true))
+        << "old:\n"
+        << print(old.get()) << "edited:\n"
+        << print(edited.get()) << "quick:\n"
+        << quick << "whole:\n"
+        << print(whole.get());
     EXPECT_TRUE(have_equal_flags(tree_.get(), whole.get()));
     return judgement;
   }
@@ -196,9 +198,10 @@ class Configuration {
     lyd_node* tree = tree_.release();
     EXPECT_TRUE(undo_changes(tree, changes_));
     tree_.reset(tree);
-    EXPECT_TRUE(same_content(tree_.get(), old, true)) << "taken back:\n"
-                                                      << print(tree_.get()) << "before:\n"
-                                                      << print(old);
+    EXPECT_TRUE(nexa_test::same_content(tree_.get(), old, true))
+        << "taken back:\n"
+        << print(tree_.get()) << "before:\n"
+        << print(old);
     EXPECT_TRUE(have_equal_flags(tree_.get(), old));
     EXPECT_FALSE(has_private_data(tree_.get()));
     // Rules may depend on the order of entries, which is not taken back where the system orders.
