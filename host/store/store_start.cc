@@ -108,7 +108,9 @@ text::Result<StartState> start_state(CommitLog& log, const std::string& file, Ju
       start.image = completed(state.image);
       start.judged = false;
     }
-    if (text::Done done = write_base(log, start); !done.ok()) return std::move(done).failure();
+    if (text::Done done = write_base(log, start); !done.ok()) {
+      return text::failure_at(file, std::move(done).failure());
+    }
   }
   notes.push_back("configuration " + std::to_string(log.head()) + " from " + file + ", " +
                   std::to_string(state.replayed) + " commits replayed");
@@ -118,7 +120,7 @@ text::Result<StartState> start_state(CommitLog& log, const std::string& file, Ju
   }
   if (before == stamp || !log.writable()) return start;
   if (text::Done done = done_of(log.set_schema(stamp)); !done.ok()) {
-    return std::move(done).failure();
+    return text::failure_at(file, std::move(done).failure());
   }
   return start;
 }

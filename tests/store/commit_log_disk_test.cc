@@ -1,5 +1,6 @@
 // An answer means the disk: whatever syncs do, what was answered OK is there after a kill and after
 // a power cut, what was refused is not, and a log that cannot be written still reads.
+#include <fstream>
 #include <thread>
 
 #include "failing_disk.h"
@@ -289,6 +290,30 @@ TEST_F(LogOnAFailingDisk, AStartOnAFullDiskReadsOnlyUntilThereIsRoom) {
     ASSERT_NO_FATAL_FAILURE(check());
   }
   cut_power();
+  ASSERT_NO_FATAL_FAILURE(check());
+}
+
+// SQLite opens such a file for reading without a word.
+TEST_F(LogOnAFailingDisk, AHeaderThatAsksForANewerSqliteIsRead) {
+  ASSERT_TRUE(append().ok());
+  ASSERT_TRUE(log_->checkpoint().ok());
+  log_.reset();
+  const auto write_format = [this](char version) {
+    std::fstream file(data_ + "/nexa.db", std::ios::binary | std::ios::in | std::ios::out);
+    file.seekp(18).put(version);
+  };
+  write_format(4);
+  open();
+  ASSERT_NO_FATAL_FAILURE(check());
+  EXPECT_FALSE(log_->writable());
+  const LogResult refused = append();
+  EXPECT_EQ(refused.code, Code::kUnavailable);
+  EXPECT_EQ(refused.text,
+            "the log cannot be written: attempt to write a readonly database; "
+            "the server reads only until it can write again");
+  write_format(2);
+  std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+  ASSERT_TRUE(append().ok());
   ASSERT_NO_FATAL_FAILURE(check());
 }
 

@@ -245,6 +245,11 @@ DatabasePtr open_log_writer(const LogOptions& options, DiskFailure& failure) {
     failure = disk_failure(database.get(), file);
     return nullptr;
   }
+  // A file that is write-protected, or whose header asks for a newer SQLite, opens all the same.
+  if (sqlite3_db_readonly(database.get(), "main") == 1) {
+    failure = disk_failure(database.get(), file, SQLITE_READONLY);
+    return nullptr;
+  }
   return database;
 }
 
