@@ -12,6 +12,7 @@
 namespace nexa::store {
 namespace {
 
+constexpr char kNextCommit[] = "; the next commit brings it up to the loaded modules first";
 constexpr char kLoadOld[] = "; load the modules that it was written with";
 
 text::Failure misfit(const std::string& file, const text::Failure& what,
@@ -19,12 +20,6 @@ text::Failure misfit(const std::string& file, const text::Failure& what,
   std::string rule = "the stored configuration does not fit the schema: " + what.line();
   if (!difference.empty()) rule.append(" (").append(difference).append(")");
   return text::unusable(file, rule + kLoadOld);
-}
-
-// What the log says of a write is a line of its own.
-text::Done done_of(const LogResult& written) {
-  if (!written.ok()) return text::unusable("", written.text);
-  return {};
 }
 
 // What is configured, with defaults as far as libyang completes them without a verdict; without
@@ -41,17 +36,6 @@ ImagePtr completed(const ImagePtr& configured) {
   ImagePtr image = configured;
   const bool is_done = outcome.kind == ChildOutcome::Kind::kDone;
   return is_done && apply_text(outcome.result, image).ok() ? image : configured;
-}
-
-text::Done write_base(CommitLog& log, const StartState& start) {
-  if (!log.writable()) return {};
-  LogSnapshot snapshot;
-  snapshot.number = log.head();
-  snapshot.config = configuration_xml(*start.image);
-  snapshot.image = image_text(*start.image);
-  snapshot.schema_hash = loaded_schema_hash();
-  snapshot.judged = start.judged;
-  return done_of(log.write_snapshot(snapshot, LogLimits()));
 }
 
 }  // namespace
@@ -85,6 +69,7 @@ text::Result<StartState> start_state(CommitLog& log, const std::string& file, Ju
   if (difference.empty()) newest = newest_image_state(log);
   StartState start;
   StoredState state;
+  start.owes_base = !newest.ok() || !newest.value() || before != stamp;
   if (newest.ok() && newest.value()) {
     state = *std::move(newest).value();
     start.image = state.image;
@@ -108,9 +93,6 @@ text::Result<StartState> start_state(CommitLog& log, const std::string& file, Ju
       start.image = completed(state.image);
       start.judged = false;
     }
-    if (text::Done done = write_base(log, start); !done.ok()) {
-      return text::failure_at(file, std::move(done).failure());
-    }
   }
   notes.push_back("configuration " + std::to_string(log.head()) + " from " + file + ", " +
                   std::to_string(state.replayed) + " commits replayed");
@@ -118,11 +100,28 @@ text::Result<StartState> start_state(CommitLog& log, const std::string& file, Ju
     notes.push_back(file + ": the stored configuration breaks a rule: " + start.violation +
                     "; the next change has to mend it");
   }
-  if (before == stamp || !log.writable()) return start;
-  if (text::Done done = done_of(log.set_schema(stamp)); !done.ok()) {
-    return text::failure_at(file, std::move(done).failure());
-  }
+  if (!start.owes_base || !log.writable()) return start;
+  const LogResult written = write_base(log, *start.image, start.judged);
+  start.owes_base = !written.ok();
+  if (!written.ok()) notes.push_back(file + ": " + written.text + kNextCommit);
   return start;
+}
+
+LogSnapshot row_of(std::uint64_t number, const ImageInner& image, const std::string& schema_hash) {
+  LogSnapshot row;
+  row.number = number;
+  row.config = configuration_xml(image);
+  row.image = image_text(image);
+  row.schema_hash = schema_hash;
+  return row;
+}
+
+LogResult write_base(CommitLog& log, const ImageInner& image, bool judged) {
+  // This opens a log again that could not be written before.
+  if (LogResult stamped = log.set_schema(schema_stamp()); !stamped.ok()) return stamped;
+  LogSnapshot row = row_of(log.head(), image, loaded_schema_hash());
+  row.judged = judged;
+  return log.write_snapshot(std::move(row), LogLimits());
 }
 
 }  // namespace nexa::store

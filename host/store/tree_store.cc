@@ -138,6 +138,7 @@ class TreeStore : public ConfigStore {
   Judge judge_;
   std::optional<Written> written_;
   std::int64_t last_time_ns_ = 0;
+  bool owes_base_ = false;  // the log is to be brought up to the schema before the next commit
 
   Publication publication_;
   std::thread preparation_;                    // makes the judge's tree beside the first readers
@@ -156,6 +157,7 @@ text::Done TreeStore::load(const std::string& file, std::vector<std::string>& no
   const StartState& start = started.value();
   StoreHealth health;
   health.violation = start.violation;
+  owes_base_ = start.owes_base;
   health.deaths = judge_.deaths();
   if (start.judged) health.verified = log_->head();
   publication_.start(std::make_shared<TreeSnapshot>(start.image, log_->head(), options_.mirror),
@@ -194,12 +196,7 @@ grpc::Status TreeStore::history(std::size_t limit, std::vector<CommitRecord>& ou
 std::optional<LogSnapshot> TreeStore::log_snapshot() const {
   const std::shared_ptr<const TreeSnapshot> snapshot = publication_.current();
   LogSnapshot made;
-  made.number = snapshot->number();
-  do_patiently([&] {
-    made.config = snapshot->xml();
-    made.image = image_text(snapshot->root());
-  });
-  made.schema_hash = schema_hash_;
+  do_patiently([&] { made = row_of(snapshot->number(), snapshot->root(), schema_hash_); });
   made.judged = publication_.is_verified(made.number);
   return made;
 }
@@ -225,8 +222,13 @@ bool TreeStore::settle(CommitResult& result) {
 bool TreeStore::make_ready(CommitResult& result) {
   result.number = publication_.current()->number();
   if (!settle(result)) return false;
-  result.number = publication_.current()->number();
-  return true;
+  const std::shared_ptr<const TreeSnapshot> now = publication_.current();
+  result.number = now->number();
+  const bool is_judged = publication_.is_verified(result.number);
+  const LogResult written = owes_base_ ? write_base(*log_, now->root(), is_judged) : LogResult();
+  owes_base_ = !written.ok();
+  if (owes_base_) result.status = {code_of(written.code), written.text};
+  return !owes_base_;
 }
 
 grpc::Status TreeStore::confirm(const std::string& id) {
