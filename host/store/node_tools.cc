@@ -71,16 +71,6 @@ void strip_defaults(TreePtr& tree) {
   tree.reset(top);
 }
 
-bool has_explicit_content(const lyd_node* node) {
-  for (const lyd_node* child = first_child(node); child != nullptr; child = child->next) {
-    if (is_plain_container(child) ? has_explicit_content(child)
-                                  : (child->flags & LYD_DEFAULT) == 0) {
-      return true;
-    }
-  }
-  return false;
-}
-
 void settle_container_flags(lyd_node* node) {
   for (; node != nullptr && is_plain_container(node); node = lyd_parent(node)) {
     for (const lyd_node* child = first_child(node); child != nullptr; child = child->next) {

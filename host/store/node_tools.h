@@ -34,9 +34,6 @@ void remove_node(lyd_node*& top, lyd_node* node);
 // says that they stand for more than is copied.
 void strip_defaults(TreePtr& tree);
 
-// Whether a container without presence holds anything that was configured.
-bool has_explicit_content(const lyd_node* node);
-
 // Marks `node` and containers above it as default content where nothing explicit is left in them.
 void settle_container_flags(lyd_node* node);
 

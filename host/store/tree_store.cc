@@ -224,8 +224,8 @@ bool TreeStore::make_ready(CommitResult& result) {
   if (!settle(result)) return false;
   const std::shared_ptr<const TreeSnapshot> now = publication_.current();
   result.number = now->number();
-  const bool is_judged = publication_.is_verified(result.number);
-  const LogResult written = owes_base_ ? write_base(*log_, now->root(), is_judged) : LogResult();
+  if (!owes_base_) return true;
+  const LogResult written = write_base(*log_, now->root(), publication_.is_verified(result.number));
   owes_base_ = !written.ok();
   if (owes_base_) result.status = {code_of(written.code), written.text};
   return !owes_base_;

@@ -51,6 +51,17 @@ inline bool same_content(const lyd_node* left, const lyd_node* right, bool defau
   return left == nullptr && right == nullptr;
 }
 
+// Whether a container without presence holds anything that was configured.
+inline bool has_explicit_content(const lyd_node* node) {
+  for (const lyd_node* child = lyd_child(node); child != nullptr; child = child->next) {
+    if (lysc_is_np_cont(child->schema) ? has_explicit_content(child)
+                                       : (child->flags & LYD_DEFAULT) == 0) {
+      return true;
+    }
+  }
+  return false;
+}
+
 // XML of all siblings without defaults, in one line, below no element. False on failure.
 inline bool print_siblings(const lyd_node* top, std::string& xml) {
   if (top == nullptr) return true;

@@ -171,7 +171,7 @@ class Configuration {
     for (lyd_node* node = first; node != nullptr;) {
       lyd_node* const next = node->next;
       const lyd_node* const match = find_match(before, node);
-      if (match == nullptr && is_plain_container(node) && !has_explicit_content(node)) {
+      if (match == nullptr && is_plain_container(node) && !nexa_test::has_explicit_content(node)) {
         if (node == tree.get()) {
           static_cast<void>(tree.release());
           tree.reset(next);
