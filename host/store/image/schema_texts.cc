@@ -3,10 +3,12 @@
 
 #include <libyang/plugins_types.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <memory>
 #include <mutex>
+#include <unordered_map>
 
 #include "kestrel/json_types.h"
 #include "model/schema_names.h"
@@ -45,6 +47,38 @@ bool shares_name_below(const lysc_node* node, const lysc_node* parent) {
   }
   return false;
 }
+
+// The top-level nodes of all modules, by name.
+class TopNames {
+ public:
+  void add(const lysc_module* module) {
+    const lysc_node* node = nullptr;
+    while ((node = lys_getnext(node, nullptr, module, 0)) != nullptr) {
+      if (schema_number(node) != 0) nodes_[node->name].push_back(node);
+    }
+  }
+
+  // Those that a client does not mean by the bare name.
+  std::vector<const lysc_node*> shared() const {
+    std::vector<const lysc_node*> found;
+    for (const auto& [name, nodes] : nodes_) {
+      const auto of_openconfig = std::count_if(nodes.begin(), nodes.end(), is_of_openconfig);
+      for (const lysc_node* const node : nodes) {
+        const bool is_meant =
+            of_openconfig == 0 ? nodes.size() == 1 : of_openconfig == 1 && is_of_openconfig(node);
+        if (!is_meant) found.push_back(node);
+      }
+    }
+    return found;
+  }
+
+ private:
+  static bool is_of_openconfig(const lysc_node* node) {
+    return model::is_openconfig(node->module->name);
+  }
+
+  std::unordered_map<std::string_view, std::vector<const lysc_node*>> nodes_;
+};
 
 bool has_choice(const lysc_node* node) {
   const lysc_node* child = lysc_node_child(node);
@@ -93,30 +127,13 @@ SchemaTexts::SchemaTexts() {
   generation_ = schema_generation();
   std::uint32_t at = 0;
   if (kestrel::context() == nullptr) return;
-  std::vector<const lysc_module*> modules;
+  TopNames tops;
   while (const lys_module* const module = ly_ctx_get_module_iter(kestrel::context(), &at)) {
     if (module->implemented == 0 || module->compiled == nullptr) continue;
-    modules.push_back(module->compiled);
+    add_children(nullptr, module->compiled);
+    tops.add(module->compiled);
   }
-  for (const lysc_module* const module : modules) count_at_top(module);
-  for (const lysc_module* const module : modules) add_children(nullptr, module);
-}
-
-void SchemaTexts::count_at_top(const lysc_module* module) {
-  const lysc_node* node = nullptr;
-  while ((node = lys_getnext(node, nullptr, module, 0)) != nullptr) {
-    if (schema_number(node) == 0) continue;
-    AtTop& counted = at_top_[node->name];
-    ++counted.all;
-    if (model::is_openconfig(node->module->name)) ++counted.of_openconfig;
-  }
-}
-
-// As a client would mean the bare name.
-bool SchemaTexts::shares_name_at_top(const lysc_node* node) const {
-  const AtTop& counted = at_top_.at(node->name);
-  if (counted.of_openconfig == 0) return counted.all != 1;
-  return counted.of_openconfig != 1 || !model::is_openconfig(node->module->name);
+  for (const lysc_node* const node : tops.shared()) nodes_[schema_number(node)].shares_name = true;
 }
 
 bool SchemaTexts::add_children(const lysc_node* parent, const lysc_module* module) {
@@ -139,7 +156,7 @@ bool SchemaTexts::add(const lysc_node* node, const lysc_node* parent) {
   text.is_inner = (node->nodetype & (LYS_CONTAINER | LYS_LIST)) != 0;
   text.is_config = (node->flags & LYS_CONFIG_W) != 0;
   text.changes_module = parent == nullptr || parent->module != node->module;
-  text.shares_name = parent != nullptr ? shares_name_below(node, parent) : shares_name_at_top(node);
+  text.shares_name = parent != nullptr && shares_name_below(node, parent);
   const lysc_type* const type = type_of(node);
   text.may_have_prefixes = type != nullptr && holds_paths(type);
   text.mixes_json_types = type != nullptr && kestrel::mixes_json_types(type);

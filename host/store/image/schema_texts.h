@@ -7,7 +7,6 @@
 #include <deque>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -56,8 +55,6 @@ class SchemaTexts {
  private:
   SchemaTexts();
   bool add(const lysc_node* node, const lysc_node* parent);
-  void count_at_top(const lysc_module* module);
-  bool shares_name_at_top(const lysc_node* node) const;
   // Whether any of the children, or a node below them, is config false.
   bool add_children(const lysc_node* parent, const lysc_module* module);
   std::string_view keep(std::string text) { return kept_.emplace_back(std::move(text)); }
@@ -67,12 +64,6 @@ class SchemaTexts {
   std::vector<SchemaText> nodes_;  // by schema_number(); the first one stands for no data node
   std::deque<std::string> kept_;
   std::vector<std::pair<const lys_module*, std::string_view>> namespaces_;
-  // How many top-level nodes have a name, and how many of them are OpenConfig's.
-  struct AtTop {
-    unsigned all = 0;
-    unsigned of_openconfig = 0;
-  };
-  std::unordered_map<std::string_view, AtTop> at_top_;
 };
 
 }  // namespace nexa::store
