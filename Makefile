@@ -74,15 +74,11 @@ bench:
 
 FUZZ_SECONDS ?= 60
 
-# What measures time, or lives in forked processes, tells nothing new there.
-TSAN_FILTER := -SubscribeLoad.*:*StoreRealConfigs*:*Latency*:ChildJudgement.*
-
 test-tsan:
 	@scripts/setup scripts/dependencies.txt
 	@cmake --preset tsan -DNEXA_UNITY=ON --log-level=WARNING >/dev/null
 	@cmake --build build/tsan --target store_tests server_tests telemetry_tests
-	@TSAN_OPTIONS="suppressions=$(CURDIR)/tests/thread_sanitizer.supp" GTEST_FILTER="$(TSAN_FILTER)" \
-	  scripts/test build/tsan -R '^(store|server|telemetry)_tests$$'
+	@scripts/test-tsan build/tsan
 
 fuzz:
 	@scripts/setup scripts/dependencies.txt scripts/dependencies-fuzz.txt

@@ -16,6 +16,9 @@
 namespace nexa::store {
 namespace {
 
+// What no numbered schema is counted as.
+constexpr std::uint64_t kNoSchema = ~std::uint64_t{0};
+
 // Plugins of libyang whose values hold names of nodes, and thus prefixes in XML.
 constexpr const char* kPathPlugins[] = {"xpath1.0", "instance-identifier"};
 
@@ -108,23 +111,23 @@ std::string xml_attribute(std::string_view text) {
   return written;
 }
 
+// A table of an earlier schema is not looked into, not even for whose it is: another thread may be
+// replacing it.
 const SchemaTexts& SchemaTexts::current() {
-  static std::atomic<const SchemaTexts*> published{nullptr};
-  static std::unique_ptr<const SchemaTexts> owner;
+  static std::atomic<std::uint64_t> published_for{kNoSchema};
+  static std::unique_ptr<const SchemaTexts> published;
   static std::mutex mutex;
-  const SchemaTexts* table = published.load(std::memory_order_acquire);
-  if (table != nullptr && table->generation_ == schema_generation()) return *table;
+  if (published_for.load(std::memory_order_acquire) == schema_generation()) return *published;
   const std::lock_guard<std::mutex> lock(mutex);
-  table = published.load(std::memory_order_acquire);
-  if (table != nullptr && table->generation_ == schema_generation()) return *table;
-  owner.reset(new SchemaTexts());
-  published.store(owner.get(), std::memory_order_release);
-  return *owner;
+  if (published_for.load(std::memory_order_relaxed) != schema_generation()) {
+    published.reset(new SchemaTexts());
+    published_for.store(schema_generation(), std::memory_order_release);
+  }
+  return *published;
 }
 
 SchemaTexts::SchemaTexts() {
   nodes_.resize(number_schema() + 1);
-  generation_ = schema_generation();
   std::uint32_t at = 0;
   if (kestrel::context() == nullptr) return;
   TopNames tops;

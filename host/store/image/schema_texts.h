@@ -60,7 +60,6 @@ class SchemaTexts {
   std::string_view keep(std::string text) { return kept_.emplace_back(std::move(text)); }
   std::string_view xmlns_of(const lys_module& module);
 
-  std::uint64_t generation_;
   std::vector<SchemaText> nodes_;  // by schema_number(); the first one stands for no data node
   std::deque<std::string> kept_;
   std::vector<std::pair<const lys_module*, std::string_view>> namespaces_;
