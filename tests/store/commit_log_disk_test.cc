@@ -240,6 +240,46 @@ TEST_F(LogOnAFailingDisk, AFailedSyncAfterHalfACheckpointLosesNothing) {
   ASSERT_NO_FATAL_FAILURE(check());
 }
 
+// One that never begins anew grows with every commit, and is moved again after each.
+TEST_F(LogOnAFailingDisk, TheJournalBeginsAnewAlthoughACommitComesWhileItIsMoved) {
+  bool comes = false;
+  disk_.at_syncs([this, &comes] {
+    if (!comes) return;
+    comes = false;
+    EXPECT_TRUE(append().ok());
+  });
+  for (int i = 0; i < 20; ++i) ASSERT_TRUE(append(3000).ok());
+  for (int round = 0; round < 3; ++round) {
+    comes = true;
+    ASSERT_TRUE(log_->checkpoint().ok());
+    ASSERT_FALSE(comes);
+    const auto length = std::filesystem::file_size(data_ + "/nexa.db-wal");
+    for (int i = 0; i < 5; ++i) ASSERT_TRUE(append().ok());
+    EXPECT_EQ(std::filesystem::file_size(data_ + "/nexa.db-wal"), length);
+  }
+  disk_.at_syncs(nullptr);
+  cut_power();
+  ASSERT_NO_FATAL_FAILURE(check());
+}
+
+// Commits wait for the checkpoint's second half, so it does not wait for readers.
+TEST_F(LogOnAFailingDisk, AReaderOfTheJournalHoldsNoCommitUp) {
+  for (int i = 0; i < 20; ++i) ASSERT_TRUE(append(3000).ok());
+  sqlite3* handle = nullptr;
+  ASSERT_EQ(sqlite3_open_v2((data_ + "/nexa.db").c_str(), &handle, SQLITE_OPEN_READONLY,
+                            FailingDisk::kName),
+            SQLITE_OK);
+  const nexa::store::DatabasePtr reader(handle);
+  ASSERT_EQ(nexa::store::execute(handle, "BEGIN; SELECT count(*) FROM commits"), SQLITE_OK);
+  ASSERT_TRUE(append(3000).ok());
+  const auto before = std::chrono::steady_clock::now();
+  constexpr int kTimes = 50;
+  for (int i = 0; i < kTimes; ++i) ASSERT_TRUE(log_->checkpoint().ok());
+  // It waited 20 ms each time once.
+  EXPECT_LT(std::chrono::steady_clock::now() - before, kTimes * std::chrono::milliseconds(20));
+  EXPECT_FALSE(log_->checkpoint_due());
+}
+
 TEST_F(LogOnAFailingDisk, AFailedSnapshotIsNotThere) {
   ASSERT_TRUE(append().ok());
   disk_.fail_syncs(Part::kJournal, 1);

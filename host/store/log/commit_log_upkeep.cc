@@ -21,7 +21,7 @@ constexpr std::uint64_t kThinning = 10;
 constexpr int kPartsAtATime = 8;
 constexpr int kCommitsAtATime = 50;
 constexpr int kLongJournalPages = 16000;  // its file shall shrink as well
-constexpr int kReadersPatience = 20;  // milliseconds that a checkpoint waits, with the lock held
+constexpr int kReadersPatience = 20;  // milliseconds, with the lock held: for that alone
 
 using Code = LogResult::Code;
 
@@ -287,15 +287,17 @@ LogResult CommitLog::checkpoint_with(sqlite3* database) {
     return obstacle_;
   }
   checkpoint_at_ = kJournalPages;
-  if (result == SQLITE_OK && moved == length) {
-    journal_pages_.store(0, std::memory_order_relaxed);
-  } else if (result == SQLITE_OK) {
-    sqlite3_busy_timeout(database, kReadersPatience);
+  // `length` is what it was before: commits that came meanwhile are not in it.
+  const bool all_moved =
+      moved == length && journal_pages_.load(std::memory_order_relaxed) <= length;
+  if (result == SQLITE_OK && !all_moved) {
+    const bool is_long = length > kLongJournalPages;
+    sqlite3_busy_timeout(database, is_long ? kReadersPatience : 0);
     result = sqlite3_wal_checkpoint_v2(
-        database, "main",
-        length > kLongJournalPages ? SQLITE_CHECKPOINT_TRUNCATE : SQLITE_CHECKPOINT_RESTART,
-        &length, &moved);
+        database, "main", is_long ? SQLITE_CHECKPOINT_TRUNCATE : SQLITE_CHECKPOINT_RESTART, &length,
+        &moved);
   }
+  if (result == SQLITE_OK) journal_pages_.store(0, std::memory_order_relaxed);
   if ((result & 0xFF) == SQLITE_BUSY || (result & 0xFF) == SQLITE_LOCKED) {
     checkpoint_at_ = length + kJournalPages;
     return {};
