@@ -107,13 +107,6 @@ std::span<const MirroredContainer> StateMirror::below(const lysc_node* parent) c
                                    : std::span<const MirroredContainer>();
 }
 
-const MirroredContainer* StateMirror::of_state(const lysc_node* container) const {
-  for (const MirroredContainer& pair : below(lysc_data_parent(container))) {
-    if (pair.state == container) return &pair;
-  }
-  return nullptr;
-}
-
 const lysc_node* StateMirror::state_of(const lysc_node* config_leaf) const {
   const auto found = state_leaves_.find(config_leaf);
   return found != state_leaves_.end() ? found->second : nullptr;

@@ -41,9 +41,6 @@ class StateMirror {
   // of the state containers.
   std::span<const MirroredContainer> below(const lysc_node* parent) const;
 
-  // The pair with this container "state", or null.
-  const MirroredContainer* of_state(const lysc_node* container) const;
-
   // The leaf of operational data that shows a leaf or leaf-list of the configuration, or null: what
   // a change of the one changes, unless a provider gives it.
   const lysc_node* state_of(const lysc_node* config_leaf) const;
