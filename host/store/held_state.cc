@@ -140,8 +140,18 @@ class Reading {
   text::Done check_value() {
     const lysc_node* const schema = target_.last().schema;
     if (schema->nodetype == LYS_LIST && !drop_repeated_keys()) return not_held(kKeyDiffers);
-    if (tree_ == nullptr || tree_->next != nullptr) return not_held(kNotOne);
+    if (!is_one_value(schema)) return not_held(kNotOne);
     return check_below(tree_.get());
+  }
+
+  // At the top, where nothing stands around it. The elements of a leaf-list are one value.
+  bool is_one_value(const lysc_node* schema) const {
+    if (around_ != nullptr) return true;
+    if (schema->nodetype != LYS_LEAFLIST) return tree_ != nullptr && tree_->next == nullptr;
+    for (const lyd_node* node = tree_.get(); node != nullptr; node = node->next) {
+      if (node->schema != schema) return false;
+    }
+    return true;
   }
 
   // An object of an entry may have the keys that the path has.
@@ -194,7 +204,10 @@ HeldState::HeldState() : root_(empty_image()) {}
 text::Done HeldState::update(const model::Target& target, std::string_view json) {
   Reading reading(target, json);
   if (text::Done done = reading.read(); !done.ok()) return done;
-  store::lay_over(root_, *image_of_tree(reading.tree()));
+  const ImagePtr told = image_of_tree(reading.tree());
+  // One without elements has no node that could take the place of those that are held.
+  if (target.last().schema->nodetype == LYS_LEAFLIST) remove(target);
+  store::lay_over(root_, *told);
   return {};
 }
 

@@ -15,30 +15,31 @@ namespace {
 
 using ::testing::HasSubstr;
 
+model::Target target(std::string_view path) {
+  translate::PathStringError error;
+  return nexa_test::target_of(*translate::parse_path_string(path, &error), model::Purpose::kRead);
+}
+
+std::string read(const StateTree& tree, const model::Target& what) {
+  const TreeSnapshot nothing(empty_image(), 0);
+  Query query;
+  query.target = what;
+  std::string text;
+  nothing.read(query, &tree,
+               [&](gnmi::Path&, gnmi::TypedValue& value) { text += value.json_ietf_val(); });
+  return text;
+}
+std::string read(const StateTree& tree, std::string_view path) { return read(tree, target(path)); }
+
 class HeldStateTest : public ::testing::Test {
  protected:
   static void SetUpTestSuite() { nexa_test::load_shop(); }
-
-  static model::Target target(std::string_view path) {
-    translate::PathStringError error;
-    return nexa_test::target_of(*translate::parse_path_string(path, &error), model::Purpose::kRead);
-  }
 
   // "" or the fault.
   std::string update(std::string_view path, std::string_view json) {
     return nexa_test::line_of(held_.update(target(path), json));
   }
-
-  static std::string read(const StateTree& tree, std::string_view path) {
-    const TreeSnapshot nothing(empty_image(), 0);
-    Query query;
-    query.target = target(path);
-    std::string text;
-    nothing.read(query, &tree,
-                 [&](gnmi::Path&, gnmi::TypedValue& value) { text += value.json_ietf_val(); });
-    return text;
-  }
-  std::string read(std::string_view path) const { return read(*held_.tree(), path); }
+  std::string read(std::string_view path) const { return store::read(*held_.tree(), path); }
 
   HeldState held_;
 };
@@ -56,7 +57,7 @@ TEST_F(HeldStateTest, HoldsWhatItWasTold) {
   EXPECT_EQ(update("/shop:stock/code", R"(["z"])"), "");
   EXPECT_EQ(read("/shop:stock/item[name=a]/sold"), "\"7\"");
   EXPECT_EQ(read("/shop:stock/code"), R"(["z"])");
-  EXPECT_EQ(read(*before, "/shop:stock/item[name=a]/sold"), "\"5\"");
+  EXPECT_EQ(store::read(*before, "/shop:stock/item[name=a]/sold"), "\"5\"");
   EXPECT_TRUE(held_.holds(target("/shop:stock/item[name=a]/sold")));
   EXPECT_FALSE(held_.holds(target("/shop:stock/item[name=c]/sold")));
 }
@@ -77,6 +78,34 @@ TEST_F(HeldStateTest, RefusesWhatDoesNotFitAndChangesNothing) {
   EXPECT_NE(update("/shop:stock/item[name=a]", "5"), "");
   EXPECT_TRUE(held_.is_empty());
   EXPECT_EQ(held_.count(), HeldState().count());
+}
+
+TEST_F(HeldStateTest, ALeafListIsOneValueAndAnEmptyOneIsNone) {
+  EXPECT_EQ(update("/shop:stock/code", R"(["x","y"])"), "");
+  EXPECT_EQ(update("/shop:stock/code", "[]"), "");
+  EXPECT_EQ(read("/shop:stock/code"), "");
+  EXPECT_FALSE(held_.holds(target("/shop:stock/code")));
+}
+
+TEST(HeldStateAtTheTop, LeafsAndLeafListsAreTold) {
+  ASSERT_EQ(nexa_test::load_module("top", R"yang(module top { namespace "urn:top"; prefix t;
+    leaf load { config false; type uint8; } leaf-list user { config false; type string; } })yang"),
+            "");
+  number_schema();
+  HeldState held;
+  const auto update = [&held](std::string_view path, std::string_view json) {
+    return nexa_test::line_of(held.update(target(path), json));
+  };
+  const auto all = [&held] { return read(*held.tree(), "/"); };
+  EXPECT_EQ(update("/top:load", "5"), "");
+  EXPECT_EQ(update("/top:user", R"(["x","y"])"), "");
+  EXPECT_EQ(all(), R"({"top:load":5,"top:user":["x","y"]})");
+  EXPECT_EQ(update("/top:user", R"(["z"])"), "");
+  EXPECT_EQ(all(), R"({"top:load":5,"top:user":["z"]})");
+  EXPECT_EQ(update("/top:load", R"(6,"top:user":["x"])"), "the value is not one value");
+  EXPECT_EQ(update("/top:user", R"(["x"],"top:load":6)"), "the value is not one value");
+  EXPECT_EQ(update("/top:user", "[]"), "");
+  EXPECT_EQ(all(), R"({"top:load":5})");
 }
 
 TEST_F(HeldStateTest, TakesOutWhatATargetNames) {
@@ -104,7 +133,7 @@ TEST_F(HeldStateTest, LaterTreesCountMore) {
   ASSERT_EQ(update_later("/shop:stock/code", R"(["y"])"), "");
   const std::shared_ptr<const StateTree> trees[] = {held_.tree(), later.tree()};
   EXPECT_EQ(
-      read(*join_state_trees(trees), "/shop:stock"),
+      store::read(*join_state_trees(trees), "/shop:stock"),
       R"({"shop:item":[{"name":"a","sold":"1"},{"name":"b","sold":"3"},{"name":"c","sold":"4"}],)"
       R"("shop:code":["y"]})");
   EXPECT_EQ(read("/shop:stock/item[name=b]/sold"), "\"2\"");

@@ -207,17 +207,20 @@ TEST_F(SelectNodes, TheOriginIsKept) {
   EXPECT_EQ(seen.origin(), "shop");
 }
 
+std::string line_of(const ImageChain& chain) {
+  std::string line;
+  for (const ImageNode* node : chain) {
+    line += std::string("/") + node->schema()->name;
+    if (node->kind() == ImageKind::kLeaf) line += "=" + std::string(node->leaf().text());
+  }
+  return line;
+}
+
 TEST_F(SelectNodes, ChainsLeadFromTheTopToEachNode) {
   const auto chains = [&](std::string_view text) {
     std::vector<std::string> found;
-    select_chains(target_of(text), *config_, [&](const ImageChain& chain) {
-      std::string line;
-      for (const ImageNode* node : chain) {
-        line += std::string("/") + node->schema()->name;
-        if (node->kind() == ImageKind::kLeaf) line += "=" + std::string(node->leaf().text());
-      }
-      found.push_back(line);
-    });
+    select_chains(target_of(text), *config_,
+                  [&](const ImageChain& chain) { found.push_back(line_of(chain)); });
     return found;
   };
   EXPECT_THAT(chains("/stock/item[name=a]/size/width"), ElementsAre("/stock/item/size/width=3"));
@@ -226,6 +229,15 @@ TEST_F(SelectNodes, ChainsLeadFromTheTopToEachNode) {
   EXPECT_THAT(chains("/stock/item[name=*]/price"), ElementsAre("/stock/item/price=1.5"));
   EXPECT_THAT(chains("/stock/item[name=c]"), IsEmpty());
   EXPECT_THAT(chains("/"), ElementsAre(""));
+}
+
+TEST_F(SelectNodes, ChainsLeadFromTheTopToEachDifference) {
+  std::vector<std::string> found;
+  select_differing(target_of("/stock/item[name=*]/name"), nullptr, config_.get(),
+                   [&](const NodePair& /*node*/, gnmi::Path& /*path*/, const ImageChain& way) {
+                     found.push_back(line_of(way));
+                   });
+  EXPECT_THAT(found, ElementsAre("/stock/item/name=a", "/stock/item/name=b]"));
 }
 
 }  // namespace selection_nodes_test
