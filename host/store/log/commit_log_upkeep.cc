@@ -21,7 +21,7 @@ constexpr std::uint64_t kThinning = 10;
 constexpr int kPartsAtATime = 8;
 constexpr int kCommitsAtATime = 50;
 constexpr int kLongJournalPages = 16000;  // its file shall shrink as well
-constexpr int kReadersPatience = 20;  // milliseconds, with the lock held: for that alone
+constexpr int kReadersPatience = 20;      // milliseconds, with the lock held: for that alone
 
 using Code = LogResult::Code;
 
