@@ -7,6 +7,8 @@
 #include <random>
 #include <string>
 
+#include "store/log/log_rows.h"
+
 namespace nexa::store {
 namespace {
 
@@ -67,6 +69,22 @@ TEST(PackedText, NothingIsMadeOfMoreThanAFrame) {
     std::string stored = packed + more;
     EXPECT_FALSE(unpack(stored));
   }
+}
+
+TEST(PackedText, EachTextOfACommitIsPackedForItself) {
+  LogEntry entry;
+  entry.number = 7;
+  EXPECT_FALSE(packed_entry(entry));
+  entry.change = lines(10'000);
+  entry.effect = "short";
+  const std::optional<LogEntry> packed = packed_entry(entry);
+  ASSERT_TRUE(packed);
+  EXPECT_EQ(packed->number, 7U);
+  EXPECT_TRUE(is_packed(packed->change));
+  EXPECT_EQ(packed->effect, "short");
+  std::swap(entry.change, entry.effect);
+  ASSERT_TRUE(packed_entry(entry));
+  EXPECT_TRUE(is_packed(packed_entry(entry)->effect));
 }
 
 }  // namespace

@@ -12,6 +12,7 @@ namespace nexa::store {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 std::shared_ptr<const model::ModelSet> models(const std::vector<std::string>& names) {
   google::protobuf::RepeatedPtrField<gnmi::ModelData> list;
@@ -153,6 +154,18 @@ TEST_F(TypedValue, AModelSetLeavesOutNodesAndIdentitiesOfOtherModules) {
   form_.models = more.get();
   EXPECT_THAT(values("/"),
               ElementsAre(R"(/ json_ietf_val: "{\"shop-more:shelf\":{\"height\":1}}")"));
+}
+
+TEST_F(TypedValue, ALeafOfAnotherPartHasNone) {
+  put("<stock xmlns=\"urn:shop\"><owner>Ann</owner></stock>");
+  for (const gnmi::Encoding encoding : {gnmi::JSON_IETF, gnmi::JSON, gnmi::PROTO, gnmi::ASCII}) {
+    form_ = {DataPart::kConfig, encoding};
+    EXPECT_EQ(values("/shop:stock/owner").size(), 1U) << encoding;
+    for (const DataPart part : {DataPart::kState, DataPart::kOperational}) {
+      form_ = {part, encoding};
+      EXPECT_THAT(values("/shop:stock/owner"), IsEmpty()) << encoding;
+    }
+  }
 }
 
 TEST_F(TypedValue, AnIdentityOfAnotherModuleIsNoValueOfALeaf) {
