@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "shop_models.h"
+#include "store/tree_snapshot.h"
 #include "support/targets.h"
 #include "translate/path_string.h"
 
@@ -154,6 +155,25 @@ TEST_F(TypedValue, AModelSetLeavesOutNodesAndIdentitiesOfOtherModules) {
   form_.models = more.get();
   EXPECT_THAT(values("/"),
               ElementsAre(R"(/ json_ietf_val: "{\"shop-more:shelf\":{\"height\":1}}")"));
+}
+
+TEST_F(TypedValue, AnEntryOfAnIdentityOfAnotherModuleIsNotOfTheModels) {
+  put(kManyModules);
+  const TreeSnapshot snapshot(config_, 0);
+  const auto names = [&](std::string_view text) {
+    translate::PathStringError error;
+    Query query;
+    query.target =
+        nexa_test::target_of(*translate::parse_path_string(text, &error), model::Purpose::kRead);
+    query.models = models({"shop"});
+    std::vector<std::string> found;
+    snapshot.read(query, nullptr, [&](gnmi::Path& path, gnmi::TypedValue& /*value*/) {
+      found.push_back(translate::format_path_string(path));
+    });
+    return found;
+  };
+  EXPECT_THAT(names("/shop:stock/item[name=a]/part[id=*][kind=*]/id"),
+              ElementsAre("/shop:stock/item[name=a]/part[id=2][kind=shop:red]/id"));
 }
 
 TEST_F(TypedValue, ALeafOfAnotherPartHasNone) {
