@@ -18,6 +18,7 @@
 #include "store/image_merge.h"
 #include "store/judge.h"
 #include "store/log/data_directory.h"
+#include "store/log/fair_mutex.h"
 #include "store/log/log_database.h"
 #include "store/log/patient_work.h"
 #include "store/log/snapshot_writer.h"
@@ -134,7 +135,7 @@ class TreeStore : public ConfigStore {
   WaitingCommit waiting_;  // changes it with `writer_`
   std::string schema_hash_;
 
-  std::mutex writer_;  // holds for everything down to `last_time_ns_`
+  FairMutex writer_;  // holds for everything down to `last_time_ns_`
   Judge judge_;
   std::optional<Written> written_;
   std::int64_t last_time_ns_ = 0;
@@ -165,7 +166,7 @@ text::Done TreeStore::load(const std::string& file, std::vector<std::string>& no
   std::vector<CommitRecord> newest;
   if (log_->history(1, newest).ok() && !newest.empty()) last_time_ns_ = newest.front().time_ns;
   preparation_ = std::thread([this] {
-    const std::lock_guard<std::mutex> lock(writer_);
+    const std::lock_guard<FairMutex> lock(writer_);
     judge_.stand_for(publication_.current()->root());
   });
   if (options_.read_only) return {};
@@ -232,13 +233,13 @@ bool TreeStore::make_ready(CommitResult& result) {
 }
 
 grpc::Status TreeStore::confirm(const std::string& id) {
-  const std::lock_guard<std::mutex> lock(writer_);
+  const std::lock_guard<FairMutex> lock(writer_);
   CommitResult result;
   return settle(result) ? waiting_.confirm(id) : result.status;
 }
 
 grpc::Status TreeStore::extend(const std::string& id, std::chrono::nanoseconds duration) {
-  const std::lock_guard<std::mutex> lock(writer_);
+  const std::lock_guard<FairMutex> lock(writer_);
   CommitResult result;
   return settle(result) ? waiting_.extend(id, duration, wall_clock()) : result.status;
 }
@@ -264,7 +265,7 @@ CommitResult TreeStore::cancel(const std::string& id, const std::string& author,
 // Each transaction begins and ends here, also one that memory is wanting for.
 template <typename Work>
 CommitResult TreeStore::transact(const Work& work) {
-  const std::lock_guard<std::mutex> lock(writer_);
+  const std::lock_guard<FairMutex> lock(writer_);
   Transaction transaction;
   try {
     work(transaction);

@@ -1,6 +1,7 @@
 // An answer means the disk: whatever syncs do, what was answered OK is there after a kill and after
 // a power cut, what was refused is not, and a log that cannot be written still reads.
 #include <fstream>
+#include <future>
 #include <thread>
 
 #include "failing_disk.h"
@@ -262,7 +263,29 @@ TEST_F(LogOnAFailingDisk, TheJournalBeginsAnewAlthoughACommitComesWhileItIsMoved
   ASSERT_NO_FATAL_FAILURE(check());
 }
 
-// Commits wait for the checkpoint's second half, so it does not wait for readers.
+// What came while the journal was moved may be much; commits do not wait for that either.
+TEST_F(LogOnAFailingDisk, CommitsGoOnWhileACheckpointMovesWhatCameMeanwhile) {
+  for (int i = 0; i < 20; ++i) ASSERT_TRUE(append(3000).ok());
+  const auto checkpoints = std::this_thread::get_id();
+  constexpr int kSyncsOfAPass = 2;  // journal, database
+  int syncs = 0;
+  std::vector<std::future<LogResult>> commits;
+  disk_.at_syncs([&] {
+    if (std::this_thread::get_id() != checkpoints) return;
+    if (const int sync = syncs++; sync != 0 && sync != kSyncsOfAPass) return;
+    commits.push_back(std::async(std::launch::async, [this] { return append(); }));
+    EXPECT_EQ(commits.back().wait_for(std::chrono::seconds(10)), std::future_status::ready);
+  });
+  ASSERT_TRUE(log_->checkpoint().ok());
+  disk_.at_syncs(nullptr);
+  ASSERT_EQ(commits.size(), 2U);
+  for (auto& commit : commits) EXPECT_TRUE(commit.get().ok());
+  const auto length = std::filesystem::file_size(data_ + "/nexa.db-wal");
+  for (int i = 0; i < 5; ++i) ASSERT_TRUE(append().ok());
+  EXPECT_EQ(std::filesystem::file_size(data_ + "/nexa.db-wal"), length);
+}
+
+// Commits wait for the checkpoint's last part, so it does not wait for readers.
 TEST_F(LogOnAFailingDisk, AReaderOfTheJournalHoldsNoCommitUp) {
   for (int i = 0; i < 20; ++i) ASSERT_TRUE(append(3000).ok());
   sqlite3* handle = nullptr;

@@ -239,13 +239,13 @@ LogResult CommitLog::adopt(std::unique_ptr<LogWriter> writer) {
 
 LogResult CommitLog::settle() {
   const std::lock_guard<std::mutex> checkpoints(checkpoints_);
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<FairMutex> lock(mutex_);
   return in_doubt_ ? reopen() : LogResult();
 }
 
 // After a failure in a transaction; the commit `unknown` may be on the disk all the same.
 LogResult CommitLog::failed(std::unique_lock<std::mutex>& checkpoints,
-                            std::unique_lock<std::mutex>& lock, const DiskFailure& failure,
+                            std::unique_lock<FairMutex>& lock, const DiskFailure& failure,
                             std::optional<std::uint64_t> unknown) {
   LogResult result{Code::kUnavailable, kDoesNotConfirm + failure.text + kNothingChanged};
   if (failure.kind == Kind::kFull) result = {Code::kFull, failure.text};
@@ -271,7 +271,7 @@ LogResult CommitLog::write(const std::function<int(LogWriter&)>& work, const Com
   std::optional<Commit> written;
   if (commit != nullptr) written = *commit;
   std::unique_lock<std::mutex> checkpoints(checkpoints_, std::defer_lock);
-  std::unique_lock<std::mutex> lock(mutex_);
+  std::unique_lock<FairMutex> lock(mutex_);
   if (writer_ == nullptr || in_doubt_) {
     lock.unlock();
     checkpoints.lock();

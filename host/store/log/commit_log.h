@@ -20,6 +20,7 @@
 
 #include "store/config_store.h"
 #include "store/log/commit_witness.h"
+#include "store/log/fair_mutex.h"
 #include "store/log/log_database.h"
 #include "store/log/log_types.h"
 #include "store/log/log_writer.h"
@@ -149,7 +150,7 @@ class CommitLog {
   LogResult adopt(std::unique_ptr<LogWriter> writer);
   LogResult refuse(const DiskFailure& failure);
   LogResult write(const std::function<int(LogWriter&)>& work, const Commit* commit);
-  LogResult failed(std::unique_lock<std::mutex>& checkpoints, std::unique_lock<std::mutex>& lock,
+  LogResult failed(std::unique_lock<std::mutex>& checkpoints, std::unique_lock<FairMutex>& lock,
                    const DiskFailure& failure, std::optional<std::uint64_t> unknown);
   void doubt(const DiskFailure& failure);
   void set_head(std::uint64_t number, std::string hash, std::size_t weight);
@@ -172,8 +173,9 @@ class CommitLog {
   std::mutex maintenance_;  // one snapshot at a time
   std::mutex checkpoints_;  // no checkpoint runs while the journal is written again
   // For the members down to `last_try_`, and for every transaction that writes, through whichever
-  // connection: SQLite's own waiting for its one writer is polling.
-  mutable std::mutex mutex_;
+  // connection: SQLite's own waiting for its one writer is polling. Commits in a row leave the
+  // others their turns.
+  mutable FairMutex mutex_;
   std::unique_ptr<LogWriter> writer_;  // null: cannot be written now
   std::unique_ptr<CommitWitness> witness_;
   bool in_doubt_ = false;          // something failed since it was last known what is on the disk

@@ -20,6 +20,7 @@ constexpr std::uint64_t kRecentSnapshots = 4;
 constexpr std::uint64_t kThinning = 10;
 constexpr int kPartsAtATime = 8;
 constexpr int kCommitsAtATime = 50;
+constexpr int kPassesBesideCommits = 2;
 constexpr int kLongJournalPages = 16000;  // its file shall shrink as well
 constexpr int kReadersPatience = 20;      // milliseconds, with the lock held: for that alone
 
@@ -96,7 +97,7 @@ bool is_there(sqlite3* database, const char* from) {
 
 DatabasePtr CommitLog::connect(LogResult& result) {
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<FairMutex> lock(mutex_);
     if (writer_ == nullptr || in_doubt_) {
       const std::lock_guard<std::mutex> notes(notes_);
       result = obstacle_;
@@ -132,7 +133,7 @@ LogResult CommitLog::failed_beside(sqlite3* database, int result) {
 }
 
 LogResult CommitLog::short_transaction(sqlite3* database, const std::function<int()>& work) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<FairMutex> lock(mutex_);
   if (writer_ == nullptr || in_doubt_) {
     const std::lock_guard<std::mutex> notes(notes_);
     return obstacle_;
@@ -153,7 +154,7 @@ LogResult CommitLog::flush(sqlite3* database) {
   errno = 0;
   const int result = journal->pMethods->xSync(journal, SQLITE_SYNC_NORMAL);
   if (result == SQLITE_OK) return {};
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<FairMutex> lock(mutex_);
   return failed_beside(database, result);
 }
 
@@ -272,25 +273,29 @@ LogResult CommitLog::checkpoint() {
   return database != nullptr ? checkpoint_with(database.get()) : result;
 }
 
-// First what commits need not wait for; then, under the lock, the little that came meanwhile, so
-// that the next commit begins the journal anew. A reader that stays keeps the journal as it is.
+// First what commits need not wait for, and what came during that, which is little; then, under the
+// lock, the rest, so that the next commit begins the journal anew. A reader that stays keeps the
+// journal as it is.
 LogResult CommitLog::checkpoint_with(sqlite3* database) {
   const std::lock_guard<std::mutex> checkpoints(checkpoints_);
   int length = 0;
   int moved = 0;
+  // Commits that come meanwhile are not in `length`.
+  const auto all_moved = [&] { return journal_pages_.load(std::memory_order_relaxed) <= moved; };
+  int result = SQLITE_OK;
   errno = 0;
-  int result =
-      sqlite3_wal_checkpoint_v2(database, "main", SQLITE_CHECKPOINT_PASSIVE, &length, &moved);
-  const std::lock_guard<std::mutex> lock(mutex_);
+  for (int pass = 0; pass < kPassesBesideCommits && result == SQLITE_OK; ++pass) {
+    result =
+        sqlite3_wal_checkpoint_v2(database, "main", SQLITE_CHECKPOINT_PASSIVE, &length, &moved);
+    if (all_moved()) break;
+  }
+  const std::lock_guard<FairMutex> lock(mutex_);
   if (writer_ == nullptr || in_doubt_) {
     const std::lock_guard<std::mutex> notes(notes_);
     return obstacle_;
   }
   checkpoint_at_ = kJournalPages;
-  // `length` is what it was before: commits that came meanwhile are not in it.
-  const bool all_moved =
-      moved == length && journal_pages_.load(std::memory_order_relaxed) <= length;
-  if (result == SQLITE_OK && !all_moved) {
+  if (result == SQLITE_OK && !all_moved()) {
     const bool is_long = length > kLongJournalPages;
     sqlite3_busy_timeout(database, is_long ? kReadersPatience : 0);
     result = sqlite3_wal_checkpoint_v2(
