@@ -26,9 +26,14 @@ class ChangeWalk : public testing::Test {
   // The paths that went, and "PATH came" for those that are told a value.
   static std::vector<std::string> changes(const std::string& before, const std::string& after,
                                           const std::string& state) {
+    return changes(before, after, shop_image(state));
+  }
+
+  // `beside`: null where nobody tells operational data.
+  static std::vector<std::string> changes(const std::string& before, const std::string& after,
+                                          const ImagePtr& beside) {
     const ImagePtr old = shop_image(before);
     const ImagePtr now = shop_image(after);
-    const ImagePtr beside = shop_image(state);
     const ChangeForm form{{DataPart::kConfig, gnmi::JSON_IETF, false},
                           [&beside] { return beside.get(); }};
     std::vector<std::string> told;
@@ -67,6 +72,10 @@ TEST_F(ChangeWalk, AnEntryThatTheStateDoesNotHaveIsOnePath) {
   EXPECT_THAT(changes(stock(kItems), "", other), UnorderedElementsAre("/stock"));
   EXPECT_THAT(changes(stock(kItems), "", stock("<code>k</code>")),
               UnorderedElementsAre("/stock/item[name=a]", "/stock/item[name=b]"));
+}
+
+TEST_F(ChangeWalk, ABranchIsOnePathWhereThereIsNoState) {
+  EXPECT_THAT(changes(stock(kItems), "", ImagePtr()), UnorderedElementsAre("/stock"));
 }
 
 TEST_F(ChangeWalk, WhatChangedAndWhatCameIsTold) {

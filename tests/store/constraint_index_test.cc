@@ -153,6 +153,28 @@ TEST_F(ConstraintIndexTest, PlainReferencesKnowTheirTarget) {
   EXPECT_EQ(watchers("/m:c/l/v"), "c/any c/by c/top");
 }
 
+TEST_F(ConstraintIndexTest, LevelsWhereNodesAreCountedAreStructured) {
+  constexpr char kPlain[] =
+      "leaf l { type string; } leaf-list ll { type string; } container in { }"
+      " list e { key k; leaf k { type string; } }";
+  load(std::string("container none { ") + kPlain + " }");
+  EXPECT_FALSE(rules("/m:none").structured);
+  const char* const kBodies[] = {
+      "choice ch { leaf a { type string; } }",
+      "leaf a { type string; mandatory true; }",
+      "list a { key k; leaf k { type string; } min-elements 1; }",
+      "list a { key k; leaf k { type string; } max-elements 2; }",
+      "list a { key k; unique v; leaf k { type string; } leaf v { type string; } }",
+      "leaf-list a { type string; min-elements 1; }",
+      "leaf-list a { type string; max-elements 2; }",
+  };
+  for (const char* const body : kBodies) {
+    SCOPED_TRACE(body);
+    load(std::string("container c { presence p; ") + kPlain + body + " }");
+    EXPECT_TRUE(rules("/m:c").structured);
+  }
+}
+
 TEST_F(ConstraintIndexTest, WhatLibyangMayDieOfIsWholeAndRisky) {
   const char* const kBodies[] = {
       "leaf m { when \"../a = 'x' and .. = ''\"; type string; mandatory true; }",
@@ -162,6 +184,8 @@ TEST_F(ConstraintIndexTest, WhatLibyangMayDieOfIsWholeAndRisky) {
       "leaf m { type string; must \"1 mod ../n = 0\"; }",
       "leaf m { type string; must \"deref(../a)/../n\"; }",
       "anydata any; leaf m { type string; must \"../any = ''\"; }",
+      "leaf m { type string; must \"../a/text() = 'x'\"; }",
+      "leaf m { type string; must \"../a/self::text() = 'x'\"; }",
   };
   for (const char* const body : kBodies) {
     SCOPED_TRACE(body);

@@ -35,8 +35,10 @@ class JsonValue : public ::testing::Test {
     translate::PathStringError error;
     std::vector<std::string> found;
     const auto take = [&](const NodePair& node, gnmi::Path&) {
-      std::string json;
-      found.push_back(append_value(node, form_, json) ? json : kMissing);
+      std::string json = "<";
+      const bool has_value = append_value(node, form_, json);
+      EXPECT_TRUE(has_value || json == "<") << "changed without a value";
+      found.push_back(has_value ? json.substr(1) : kMissing);
     };
     select_nodes(nexa_test::target_of(*translate::parse_path_string(text, &error)), config_.get(),
                  state_.get(), take, LeafLists::kWhole);
@@ -110,6 +112,16 @@ TEST_F(JsonValue, IdentitiesCarryTheirModuleInJsonIetf) {
   EXPECT_EQ(leaf("<id xmlns:m=\"urn:shop-more\">m:blue</id>"), "\"shop-more:blue\"");
   form_.qualify = false;
   EXPECT_EQ(leaf("<id xmlns:m=\"urn:shop-more\">m:blue</id>"), "\"blue\"");
+}
+
+TEST_F(JsonValue, ALeafListWithoutIdentitiesOfTheModelsIsNothing) {
+  google::protobuf::RepeatedPtrField<gnmi::ModelData> shop;
+  shop.Add()->set_name("shop");
+  const auto models = model::ModelSet::of(shop, shop).value();
+  form_.models = models.get();
+  const std::string blue = R"(<hues xmlns:m="urn:shop-more">m:blue</hues>)";
+  EXPECT_EQ(leaf(blue), kMissing);
+  EXPECT_EQ(leaf("<hues>red</hues>" + blue), R"(["shop:red"])");
 }
 
 TEST_F(JsonValue, UnionMembersAreWrittenByTheirOwnType) {

@@ -168,6 +168,7 @@ TEST_F(PlainDocument, LeavesToLibyang) {
            R"(<name type="x">n</name>)",
            R"(<q:name xmlns:q="urn:plain">n</q:name>)",
            R"(<name xmlns="urn:none">n</name>)",
+           R"(<name xmlns="urn:a&amp;b">n</name>)",
            R"(<inner xmlns:q="urn:plain"/>)",
            "<animal>kinds:cat</animal>",
            R"(<animal xmlns:kk="urn:none">kk:cat</animal>)",

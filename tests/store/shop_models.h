@@ -56,6 +56,7 @@ inline constexpr char kShop[] = R"(module shop {
     leaf mix { type union { type uint8; type int64; type identityref { base colour; }
       type boolean; type leafref { path "../dec"; } type string; } }
     leaf-list nothing { type union { type empty; type uint8; } }
+    leaf-list hues { type identityref { base colour; } }
     leaf v4 { type inet:ipv4-address; } leaf v6 { type inet:ipv6-address; }
     leaf net { type inet:ipv6-prefix; } leaf when { type yang:date-and-time; }
     leaf mac { type yang:mac-address; } leaf expr { type yang:xpath1.0; }

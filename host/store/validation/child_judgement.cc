@@ -83,6 +83,7 @@ bool write_all(int to, const char* data, std::size_t size) {
 // The sanitizer's allocator keeps free blocks of each size for each thread, up to 512 of them and
 // 128 KiB: the lock of a size is needed when they are used up. Above 256 bytes there are four sizes
 // from one power of two to the next; steps half as wide meet each.
+// unreached: in the child, which ends without counting
 void try_lock_of_each_size() {
   constexpr std::size_t kSmall = 256;
   constexpr std::size_t kLargest = 65'536;

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "store/image/schema_order.h"
+#include "store/validation/level_plans.h"
 #include "store/validation/tree_walk.h"
 #include "store/validation/xpath_tree.h"
 
@@ -24,36 +25,17 @@ bool has_validator(const lysc_ext_instance* extensions) {
   return false;
 }
 
+// Lists and leaf-lists with a minimum are mandatory for libyang.
 bool is_structured(const lysc_node* child) {
   if (child->nodetype == LYS_CHOICE || (child->flags & LYS_MAND_TRUE) != 0) return true;
-  if (child->nodetype == LYS_LEAFLIST) {
-    const auto* const list = reinterpret_cast<const lysc_node_leaflist*>(child);
-    return list->min != 0 || list->max != 0;
-  }
-  if (child->nodetype != LYS_LIST) return false;
-  const auto* const list = reinterpret_cast<const lysc_node_list*>(child);
-  return list->min != 0 || list->max != 0 || list->uniques != nullptr;
-}
-
-// Whether an instance can come by itself.
-bool may_be_implicit(const lysc_node* node) {
-  if (node->nodetype == LYS_CONTAINER) return (node->flags & LYS_PRESENCE) == 0;
-  if (node->nodetype == LYS_LEAF) {
-    return reinterpret_cast<const lysc_node_leaf*>(node)->dflt != nullptr;
-  }
-  return node->nodetype == LYS_LEAFLIST &&
-         reinterpret_cast<const lysc_node_leaflist*>(node)->dflts != nullptr;
-}
-
-std::uint32_t fewest(const lysc_node* node) {
-  if (node->nodetype == LYS_LIST) return reinterpret_cast<const lysc_node_list*>(node)->min;
-  if (node->nodetype != LYS_LEAFLIST) return 0;
-  return reinterpret_cast<const lysc_node_leaflist*>(node)->min;
+  if (limits_of(child).max != 0) return true;
+  return child->nodetype == LYS_LIST &&
+         reinterpret_cast<const lysc_node_list*>(child)->uniques != nullptr;
 }
 
 // Whether libyang may ask for the condition of the node, or of a choice around it, without one.
 bool may_be_missed(const lysc_node* node) {
-  if (fewest(node) != 0) return true;
+  if (limits_of(node).min != 0) return true;
   do {
     if ((node->flags & LYS_MAND_TRUE) != 0) return true;
     node = node->parent;
@@ -78,7 +60,8 @@ bool stands_below(const lysc_node* node, const lysc_node* ancestor) {
 }
 
 bool matters_absent(const lysc_node* node) {
-  if ((node->flags & LYS_MAND_TRUE) != 0 || may_be_implicit(node) || fewest(node) != 0) return true;
+  if ((node->flags & LYS_MAND_TRUE) != 0 || comes_by_itself(node)) return true;
+  if (limits_of(node).min != 0) return true;
   return node->parent != nullptr && (node->parent->nodetype & (LYS_CASE | LYS_CHOICE)) != 0;
 }
 
@@ -260,7 +243,7 @@ ExpressionPaths ConstraintIndex::watch(Constraint& constraint, const lysc_node* 
   is_risky_ |= !paths.hazard.empty();
   for (const lysc_node* const asked : paths.asked) {
     asks_other_modules_ |=
-        may_be_implicit(asked) && owner_module(asked) != owner_module(constraint.node);
+        comes_by_itself(asked) && owner_module(asked) != owner_module(constraint.node);
   }
   asks_other_modules_ |= paths.anywhere;
   return paths;
