@@ -25,17 +25,14 @@ bool has_validator(const lysc_ext_instance* extensions) {
   return false;
 }
 
-// Lists and leaf-lists with a minimum are mandatory for libyang.
 bool is_structured(const lysc_node* child) {
-  if (child->nodetype == LYS_CHOICE || (child->flags & LYS_MAND_TRUE) != 0) return true;
-  if (limits_of(child).max != 0) return true;
+  if (child->nodetype == LYS_CHOICE || is_counted(child)) return true;
   return child->nodetype == LYS_LIST &&
          reinterpret_cast<const lysc_node_list*>(child)->uniques != nullptr;
 }
 
 // Whether libyang may ask for the condition of the node, or of a choice around it, without one.
 bool may_be_missed(const lysc_node* node) {
-  if (limits_of(node).min != 0) return true;
   do {
     if ((node->flags & LYS_MAND_TRUE) != 0) return true;
     node = node->parent;
@@ -61,7 +58,6 @@ bool stands_below(const lysc_node* node, const lysc_node* ancestor) {
 
 bool matters_absent(const lysc_node* node) {
   if ((node->flags & LYS_MAND_TRUE) != 0 || comes_by_itself(node)) return true;
-  if (limits_of(node).min != 0) return true;
   return node->parent != nullptr && (node->parent->nodetype & (LYS_CASE | LYS_CHOICE)) != 0;
 }
 

@@ -4,14 +4,11 @@
 #include <limits>
 
 namespace nexa::store {
-namespace {
 
+// A minimum of elements makes a node mandatory for libyang.
 bool is_counted(const lysc_node* node) {
-  const ElementLimits limits = limits_of(node);
-  return limits.min != 0 || limits.max != 0 || (node->flags & LYS_MAND_TRUE) != 0;
+  return (node->flags & LYS_MAND_TRUE) != 0 || limits_of(node).max != 0;
 }
-
-}  // namespace
 
 bool comes_by_itself(const lysc_node* node) {
   switch (node->nodetype) {

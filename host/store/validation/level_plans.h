@@ -27,6 +27,10 @@ struct ElementLimits {
 // Of a list or leaf-list; none for other nodes.
 ElementLimits limits_of(const lysc_node* node);
 
+// Whether it is asked how many instances there are: of mandatory nodes, and of lists and leaf-lists
+// with a minimum or maximum.
+bool is_counted(const lysc_node* node);
+
 // Whether the node exists without being configured: a container without presence, a leaf or
 // leaf-list with a default.
 bool comes_by_itself(const lysc_node* node);
