@@ -8,19 +8,10 @@
 #include <vector>
 
 #include "store/tree.h"
+#include "store/validation/level_plans.h"
 
 namespace nexa::store {
 namespace {
-
-bool has_default(const lysc_node* node) {
-  if (node->nodetype == LYS_LEAF) {
-    return reinterpret_cast<const lysc_node_leaf*>(node)->dflt != nullptr;
-  }
-  if (node->nodetype == LYS_LEAFLIST) {
-    return reinterpret_cast<const lysc_node_leaflist*>(node)->dflts != nullptr;
-  }
-  return lysc_is_np_cont(node);
-}
 
 std::string added_default() {
   std::uint32_t at = 0;
@@ -28,7 +19,7 @@ std::string added_default() {
     if (module->implemented == 0 || module->compiled == nullptr) continue;
     const lysc_node* node = nullptr;
     while ((node = lys_getnext(node, nullptr, module->compiled, 0)) != nullptr) {
-      if (node->module == module || (node->flags & LYS_CONFIG_R) != 0 || !has_default(node)) {
+      if (node->module == module || (node->flags & LYS_CONFIG_R) != 0 || !comes_by_itself(node)) {
         continue;
       }
       return std::string("module ") + node->module->name + " adds \"" + node->name +

@@ -99,12 +99,24 @@ TEST_F(ImageTest, TextNamesEachStep) {
 }
 
 TEST_F(ImageTest, RefusesATextThatDoesNotFit) {
-  for (const char* text : {">s:top\n<\n", "-s:top\n", "+s:top\n=name\tx\n", "+s:other\n<\n",
-                           "+x:top\n<\n", "+s:top\n=nosuch\t1\n<\n", "<\n"}) {
+  for (const auto& [text, why] : std::vector<std::pair<const char*, const char*>>{
+           {">s:top\n<\n", "not there at \"s:top\""},
+           {"-s:top\n", "not there at \"s:top\""},
+           {"+s:top\n=name\tx\n", "unknown or cut short at \"name\""},
+           {"+s:top\n<\n>s:top\n=name\tx\n", "cut short at \"name\""},
+           {"+s:top\n<\n>s:top\n-port\tx\n<\n", "not there at \"port\""},
+           {"+s:top\n+port\tx\n=id\tx\n<\n<\n>s:top\n-port\ty\n<\n", "not there at \"port\""},
+           {"+s:top\n+port\tx\n=id\tx\n<\n<\n>s:top\n>port\ty\n<\n<\n", "not there at \"port\""},
+           {"+s:other\n<\n", "unknown at \"s:other\""},
+           {"+x:top\n<\n", "unknown at \"x:top\""},
+           {"+s:top\n=nosuch\t1\n<\n", "unknown or cut short at \"nosuch\""},
+           {"+s:top\nxvendor\t<vendor\n<\n", "anydata that cannot be read at \"vendor\""},
+           {"<\n", "too many ends at \"\""},
+       }) {
     ImagePtr made = empty_image();
     const nexa::text::Done done = apply_text(text, made);
     ASSERT_FALSE(done.ok()) << text;
-    EXPECT_NE(done.failure().rule, "") << text;
+    EXPECT_EQ(done.failure().rule, why) << text;
   }
 }
 
