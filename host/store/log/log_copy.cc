@@ -121,7 +121,6 @@ DatabasePtr connect_to_memory() {
                       SQLITE_OPEN_READWRITE | SQLITE_OPEN_MEMORY | SQLITE_OPEN_FULLMUTEX, nullptr);
   DatabasePtr database(handle);
   if (result != SQLITE_OK) return nullptr;
-  sqlite3_extended_result_codes(handle, 1);
   return database;
 }
 

@@ -38,7 +38,6 @@ std::vector<const ImageLeaf*> values_of(const ImageNode& leaf_list) {
 
 // Whether a reader sees the same: whether a value is a default is not seen.
 bool reads_same(const ImageNode& before, const ImageNode& after) {
-  if (before.kind() != after.kind()) return false;
   if (before.kind() == ImageKind::kAny) return same_image(before, after);
   const std::vector<const ImageLeaf*> left = values_of(before);
   const std::vector<const ImageLeaf*> right = values_of(after);
