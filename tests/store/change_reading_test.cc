@@ -107,6 +107,8 @@ TEST_F(ChangeReading, WhatDoesNotFitIsRefused) {
   EXPECT_EQ(refusal("<s><k>2</k></s>", in_c + "<s yang:operation=\"delete\"><k>1</k></s></c>"),
             misfit);
   EXPECT_EQ(refusal("<a>1</a>", in_c + "<s yang:operation=\"none\"><k>1</k></s></c>"), misfit);
+  // A new entry whose place is not told is the last.
+  EXPECT_EQ(refusal(two, entry("yang:operation=\"create\"", "3")), "");
   // Moves: of what is not there, behind what is not there, behind what is no key.
   const std::string replace = "yang:operation=\"replace\" yang:orig-key=\"\" yang:key=";
   EXPECT_EQ(refusal("<a>1</a>", entry(replace + "\"\"", "1")), misfit);

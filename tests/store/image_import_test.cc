@@ -27,16 +27,30 @@ class ImageImport : public ::testing::Test {
   }
 };
 
+void expect_to_come_back(const TreePtr& tree) {
+  const TreePtr again = tree_of_image(*image_of_tree(tree.get()), true);
+  std::string before;
+  std::string after;
+  ASSERT_TRUE(nexa_test::print_siblings(tree.get(), before));
+  ASSERT_TRUE(nexa_test::print_siblings(again.get(), after));
+  EXPECT_EQ(after, before);
+}
+
 TEST_F(ImageImport, ValuesOfEveryTypeComeBack) {
-  for (const char* inner : kContents) {
-    const TreePtr tree = values(inner);
-    const TreePtr again = tree_of_image(*image_of_tree(tree.get()), true);
-    std::string before;
-    std::string after;
-    ASSERT_TRUE(nexa_test::print_siblings(tree.get(), before));
-    ASSERT_TRUE(nexa_test::print_siblings(again.get(), after));
-    EXPECT_EQ(after, before);
+  for (const char* inner : kContents) expect_to_come_back(values(inner));
+}
+
+// More than libyang takes one by one.
+TEST_F(ImageImport, EntriesOfManyKeysComeBack) {
+  std::string xml;
+  for (const char* last : {"z", "it's", "1\"", "a]b", ""}) {
+    xml += "<crossing xmlns=\"urn:shop-twin\">";
+    for (char key = 'a'; key < 'i'; ++key) {
+      xml += std::string("<") + key + ">" + key + "</" + key + ">";
+    }
+    xml += std::string("<i>") + last + "</i><light>red</light></crossing>";
   }
+  expect_to_come_back(nexa_test::shop_tree(xml));
 }
 
 TEST_F(ImageImport, CanonicalTextsOfPathsCanBeSetAgain) {

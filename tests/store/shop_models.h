@@ -80,6 +80,11 @@ inline constexpr char kShopTwin[] = R"(module shop-twin {
   yang-version 1.1; namespace "urn:shop-twin"; prefix t;
   import shop { prefix s; }
   augment "/s:stock" { leaf season { type string; } }
+  list crossing { key "a b c d e f g h i";
+    leaf a { type string; } leaf b { type string; } leaf c { type string; }
+    leaf d { type string; } leaf e { type string; } leaf f { type string; }
+    leaf g { type string; } leaf h { type string; } leaf i { type string; }
+    leaf light { type string; } }
 })";
 
 // Loads the modules; call it in SetUpTestSuite, since a process has one schema.

@@ -7,8 +7,7 @@ namespace nexa::store {
 void ChangeCheck::fire(const lysc_node* schema, lyd_node* start, Event event,
                        const char* old_value) {
   const NodeRules& rules = index_.rules(schema);
-  const bool is_entry = schema->nodetype == LYS_LIST && event == Event::kCreated;
-  if (rules.in_unique || is_entry) touch_uniques(start);
+  if (rules.in_unique) touch_uniques(start);
   for (const Constraint* const constraint : rules.watchers) {
     const bool is_when = constraint->kind == Constraint::Kind::kWhen;
     const bool is_reference = constraint->kind == Constraint::Kind::kReference;

@@ -216,10 +216,8 @@ class Parser {
     XpathStep result;
     if (accept("..")) {
       result.axis = XpathAxis::kParent;
-      result.is_abbreviated = true;
     } else if (accept(".")) {
       result.axis = XpathAxis::kSelf;
-      result.is_abbreviated = true;
     } else {
       axis(result);
       node_test(result);

@@ -42,7 +42,7 @@ struct XpathStep {
   };
   XpathAxis axis = XpathAxis::kChild;
   Test test = Test::kNode;
-  bool is_abbreviated = false;  // ".", ".." or the step that "//" stands for
+  bool is_abbreviated = false;  // the step that "//" stands for
   std::string prefix;           // empty: none
   std::string name;             // kName
   std::vector<XpathExpression> predicates;
