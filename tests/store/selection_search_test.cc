@@ -4,11 +4,11 @@
 
 #include <algorithm>
 #include <atomic>
-#include <ctime>
 #include <thread>
 
 #include "shop_models.h"
 #include "store/reading/json_value.h"
+#include "support/processor_time.h"
 #include "support/targets.h"
 #include "translate/path_string.h"
 
@@ -51,18 +51,6 @@ class SelectionSearch : public ::testing::Test {
   static void SetUpTestSuite() { nexa_test::load_shop(); }
 };
 
-// Of the processor: other programs may be at work.
-template <typename Work>
-double best_seconds(Work&& work) {
-  double best = 1e9;
-  for (int i = 0; i < 5; ++i) {
-    const std::clock_t begin = std::clock();
-    work();
-    best = std::min(best, static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC);
-  }
-  return best;
-}
-
 TEST_F(SelectionSearch, EntryIsFoundWithoutLookingAtTheOthers) {
   const auto seconds = [](int count, const std::string& name) {
     const ImagePtr config = stock(count, false);
@@ -70,7 +58,7 @@ TEST_F(SelectionSearch, EntryIsFoundWithoutLookingAtTheOthers) {
     int found = 0;
     const auto count_it = [&](const NodePair&, gnmi::Path&) { ++found; };
     const model::Target path = target_of("/shop:stock/item[name=" + name + "]/sold");
-    const double taken = best_seconds([&] {
+    const double taken = nexa_test::least_processor_seconds([&] {
       for (int i = 0; i < 100; ++i) select_nodes(path, config.get(), state.get(), count_it);
     });
     EXPECT_EQ(found, 500);
@@ -86,7 +74,7 @@ TEST_F(SelectionSearch, NodesBesideALongListAreFoundFromBothEnds) {
     int found = 0;
     const auto count_it = [&](const NodePair&, gnmi::Path&) { ++found; };
     const model::Target path = target_of(std::string("/shop:stock/") + leaf);
-    const double taken = best_seconds([&] {
+    const double taken = nexa_test::least_processor_seconds([&] {
       for (int i = 0; i < 100; ++i) select_nodes(path, config.get(), nullptr, count_it);
     });
     EXPECT_EQ(found, std::string(leaf) == "coins" ? 0 : 500);
@@ -102,7 +90,7 @@ TEST_F(SelectionSearch, OverlayTakesTimeByTheEntry) {
     const ImagePtr config = stock(count, false);
     const ImagePtr state = stock(count, true);
     std::string json;
-    return best_seconds([&] {
+    return nexa_test::least_processor_seconds([&] {
       json.clear();
       EXPECT_TRUE(append_tree({config.get(), state.get()}, kIetf, json));
     });

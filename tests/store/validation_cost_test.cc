@@ -1,10 +1,12 @@
 // What a change costs where many entries are stored, over published models: that the check of the
 // change is enough for the usual ones, and that its time does not grow with the data.
-#include <chrono>
+#include <algorithm>
 #include <iostream>
+#include <limits>
 
 #include "real/yang_folders.h"
 #include "store/validation_fixture.h"
+#include "support/processor_time.h"
 #include "tree_content.h"
 
 namespace nexa::store {
@@ -62,10 +64,9 @@ class Measured {
   explicit Measured(const std::string& xml) : tree_(parse(xml)) {
     for (lyd_node* top = tree_.get(); top != nullptr; top = top->next) mark(top);
     lyd_node* first = tree_.release();
-    const auto start = std::chrono::steady_clock::now();
+    const double start = nexa_test::processor_seconds();
     const std::optional<Violation> violation = validator_.judge_whole(first);
-    const auto end = std::chrono::steady_clock::now();
-    whole_us_ = std::chrono::duration<double, std::micro>(end - start).count();
+    whole_us_ = (nexa_test::processor_seconds() - start) * 1e6;
     tree_.reset(first);
     EXPECT_FALSE(violation) << violation->path << violation->rule;
   }
@@ -141,13 +142,13 @@ class Measured {
 
   double judge(TreeChanges& changes) {
     lyd_node* first = tree_.release();
-    const auto start = std::chrono::steady_clock::now();
+    const double start = nexa_test::processor_seconds();
     const Validator::Outcome outcome = validator_.judge_change(first, changes);
-    const auto end = std::chrono::steady_clock::now();
+    const double end = nexa_test::processor_seconds();
     tree_.reset(first);
     EXPECT_FALSE(outcome.violation) << outcome.violation->path << ": " << outcome.violation->rule;
     EXPECT_FALSE(outcome.needs_whole);
-    return std::chrono::duration<double, std::micro>(end - start).count();
+    return (end - start) * 1e6;
   }
 
   Validator validator_;
@@ -236,9 +237,14 @@ TEST(ValidationCost, ManyNewEntriesCostAsMuchAsEachOfThem) {
        {"openconfig-interfaces", "openconfig-if-ip", "openconfig-if-ethernet",
         "openconfig-if-aggregate", "openconfig-vlan", "iana-if-type"});
   const auto time_of = [](int count) {
-    Measured measured(openconfig(openconfig_entry(0)));
-    return measured.merge(openconfig(many(count, [](int i) { return openconfig_entry(1 + i); }))) /
-           count;
+    double least = std::numeric_limits<double>::max();
+    for (int run = 0; run < 3; ++run) {
+      Measured measured(openconfig(openconfig_entry(0)));
+      least = std::min(
+          least,
+          measured.merge(openconfig(many(count, [](int i) { return openconfig_entry(1 + i); }))));
+    }
+    return least / count;
   };
   const double few = time_of(500);
   const double many_more = time_of(5000);
