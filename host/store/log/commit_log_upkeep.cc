@@ -30,14 +30,20 @@ constexpr char kLeftParts[] =
     "FROM parts WHERE part_of NOT IN (SELECT parts FROM snapshots UNION SELECT parts FROM images)";
 constexpr char kLeftCommits[] = "FROM commits WHERE number <= (SELECT min(number) FROM snapshots)";
 
-int drop_snapshots(sqlite3* database, std::uint64_t newest, const LogLimits& limits) {
-  std::vector<std::uint64_t> numbers;
+// A function of its own: the end of a statement that succeeded hides why a later one failed.
+int snapshot_numbers(sqlite3* database, std::vector<std::uint64_t>& numbers) {
   Statement rows(database, "SELECT number FROM snapshots ORDER BY number");
   int result = rows.step();
   for (; result == SQLITE_ROW; result = rows.step()) {
     numbers.push_back(static_cast<std::uint64_t>(rows.integer(0)));
   }
-  if (result != SQLITE_DONE) return result;
+  return result == SQLITE_DONE ? SQLITE_OK : result;
+}
+
+int drop_snapshots(sqlite3* database, std::uint64_t newest, const LogLimits& limits) {
+  std::vector<std::uint64_t> numbers;
+  int result = snapshot_numbers(database, numbers);
+  if (result != SQLITE_OK) return result;
   // What the log begins with.
   std::uint64_t base = numbers.front();
   for (const std::uint64_t number : numbers) {
