@@ -1,7 +1,9 @@
 // Who holds a data directory, also where nothing can be written in it.
 #include "store/log/data_directory.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -58,6 +60,29 @@ TEST(DataDirectoryLock, IsNoLinkToAnotherFile) {
   fs::create_directory(path);
   fs::create_symlink(folder.file("elsewhere"), path + "/lock");
   EXPECT_EQ(refusal(path), path + "/lock: cannot open: Too many levels of symbolic links");
+}
+
+TEST(DataDirectoryLock, IsOfADirectory) {
+  const nexa_test::TempFolder folder;
+  folder.write("data", "x");
+  const std::string path = folder.file("data");
+  EXPECT_EQ(refusal(path), path + ": cannot open: Not a directory");
+}
+
+// A program that knows nothing of the directory's lock holds the file's.
+TEST(DataDirectoryLock, IsHeldByWhoeverLockedTheFile) {
+  const nexa_test::TempFolder folder;
+  const std::string path = folder.file("data");
+  fs::create_directory(path);
+  for (const auto& [text, holder] : {std::pair("", "unknown"), std::pair("123\n", "123"),
+                                     std::pair("77 x 5", "77"), std::pair("x5", "unknown")}) {
+    folder.write("data/lock", text);
+    const text::Descriptor other(open((path + "/lock").c_str(), O_RDWR | O_CLOEXEC));
+    ASSERT_EQ(flock(other.get(), LOCK_EX | LOCK_NB), 0);
+    EXPECT_EQ(refusal(path), path + ": in use by process " + holder);
+    EXPECT_EQ(fs::file_size(path + "/lock"), std::string(text).size()) << "it is the other's";
+  }
+  EXPECT_EQ(refusal(path), "");
 }
 
 }  // namespace

@@ -71,6 +71,20 @@ TEST(PackedText, NothingIsMadeOfMoreThanAFrame) {
   }
 }
 
+// No frame of the log is without its text's length; one that claims more than there can be is none.
+TEST(PackedText, NothingIsMadeOfAFrameWithoutALengthThatCanBe) {
+  const std::string kFrame = "\x28\xb5\x2f\xfd";
+  const std::string unknown = kFrame + std::string("\x00\x00\x09\x00\x00x", 6);
+  const std::string huge = kFrame + std::string("\xc0\x00", 2) + std::string(8, '\x88');
+  for (const std::string& frame : {kFrame, unknown, huge}) {
+    std::string stored = frame;
+    EXPECT_FALSE(unpack(stored));
+    EXPECT_EQ(stored, frame);
+  }
+  EXPECT_EQ(unpacked_size(kFrame), kFrame.size());
+  EXPECT_EQ(unpacked_size(unknown), unknown.size());
+}
+
 TEST(PackedText, EachTextOfACommitIsPackedForItself) {
   LogEntry entry;
   entry.number = 7;
