@@ -74,13 +74,13 @@ TEST(DataDirectoryLock, IsHeldByWhoeverLockedTheFile) {
   const nexa_test::TempFolder folder;
   const std::string path = folder.file("data");
   fs::create_directory(path);
-  for (const auto& [text, holder] : {std::pair("", "unknown"), std::pair("123\n", "123"),
-                                     std::pair("77 x 5", "77"), std::pair("x5", "unknown")}) {
-    folder.write("data/lock", text);
-    const text::Descriptor other(open((path + "/lock").c_str(), O_RDWR | O_CLOEXEC));
+  for (const auto& [written, holder] : {std::pair("", "unknown"), std::pair("123\n", "123"),
+                                        std::pair("77 x 5", "77"), std::pair("x5", "unknown")}) {
+    folder.write("data/lock", written);
+    const text::Descriptor other(::open((path + "/lock").c_str(), O_RDWR | O_CLOEXEC));
     ASSERT_EQ(flock(other.get(), LOCK_EX | LOCK_NB), 0);
     EXPECT_EQ(refusal(path), path + ": in use by process " + holder);
-    EXPECT_EQ(fs::file_size(path + "/lock"), std::string(text).size()) << "it is the other's";
+    EXPECT_EQ(fs::file_size(path + "/lock"), std::string(written).size()) << "it is the other's";
   }
   EXPECT_EQ(refusal(path), "");
 }

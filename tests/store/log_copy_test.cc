@@ -132,6 +132,28 @@ TEST_F(LogCopy, ATransactionThatHasNoEndIsNotThere) {
   ASSERT_EQ(execute(database_.get(), "ROLLBACK"), SQLITE_OK);
 }
 
+// Frames before hold pages that the database has no more.
+TEST_F(LogCopy, ADatabaseThatBecameSmallerIsShownSo) {
+  ASSERT_NO_FATAL_FAILURE(make());
+  ASSERT_NO_FATAL_FAILURE(add(60, 3000));
+  ASSERT_EQ(execute(database_.get(), "DELETE FROM t WHERE id > 3"), SQLITE_OK);
+  ASSERT_EQ(execute(database_.get(), "VACUUM"), SQLITE_OK);
+  const DatabasePtr copy = copy_log({folder_.path()}, file());
+  EXPECT_EQ(integer_of(copy.get(), "PRAGMA page_count", -1),
+            integer_of(database_.get(), "PRAGMA page_count", -2));
+  EXPECT_EQ(rows_of(copy.get()), rows_of(database_.get()));
+  expect_same(journal(), "made smaller");
+}
+
+TEST_F(LogCopy, AFileWithoutAWholeHeaderIsNone) {
+  const nexa_test::TempFolder folder;
+  folder.write("log.db-wal", "");
+  for (const std::size_t size : {std::size_t{0}, std::size_t{19}, std::size_t{99}}) {
+    folder.write("log.db", std::string(size, 'x'));
+    EXPECT_EQ(copy_log({folder.path()}, folder.file("log.db")), nullptr) << size;
+  }
+}
+
 TEST_F(LogCopy, ADamagedJournalCountsUpToTheDamage) {
   std::mt19937 random(20);  // NOLINT(cert-msc51-cpp): the same each time
   const auto below = [&random](std::size_t end) {

@@ -84,6 +84,23 @@ TEST_F(SnapshotWriting, TellsOfOneThatNoMemoryWasLeftFor) {
   EXPECT_EQ(log_->newest_snapshot(), 3U);
 }
 
+TEST_F(SnapshotWriting, LeavesNoneWhereThereIsNothingToWrite) {
+  std::vector<std::string> told;
+  int asked = 0;
+  {
+    SnapshotWriter writer(
+        *log_, LogLimits{0, 1000},
+        [&asked]() -> std::optional<LogSnapshot> {
+          ++asked;
+          return std::nullopt;
+        },
+        [&told](const std::string& line) { told.push_back(line); });
+  }
+  EXPECT_EQ(asked, 1);
+  EXPECT_EQ(told, std::vector<std::string>{});
+  EXPECT_EQ(log_->newest_snapshot(), 0U);
+}
+
 TEST_F(SnapshotWriting, TellsNobodyWhenNobodyListens) {
   {
     SnapshotWriter writer(
