@@ -297,5 +297,21 @@ TEST_F(StoreFindings, AnEmptyContainerDoesNotGiveWay) {
   expect_json(R"({"s:c":{"f":"1","s":["a"]}})");
 }
 
+// libyang forgets how to read the leafref of the inner union, and dies of the first value.
+TEST_F(StoreFindings, ALeafrefInAUnionInAUnion) {
+  start(R"yang(container top { leaf-list to { type string; }
+    leaf u { type union { type uint8; type union { type boolean;
+      type leafref { path "../to"; } } } } })yang");
+  EXPECT_EQ(text(top("<u>7</u>")), "");
+  EXPECT_EQ(text(top("<u>true</u>")), "");
+  EXPECT_EQ(commit(top("<u>b</u>")).error_code(), grpc::StatusCode::FAILED_PRECONDITION);
+  EXPECT_EQ(text(top("<to>a</to><to>b</to><u>b</u>")), "");
+  expect_json(R"({"s:top":{"to":["a","b"],"u":"b"}})");
+  EXPECT_EQ(commit(drop("/s:top/to[.=b]")).error_code(), grpc::StatusCode::FAILED_PRECONDITION);
+  EXPECT_EQ(text(top("<u>a</u>")), "");
+  EXPECT_EQ(text(drop("/s:top/to[.=b]")), "");
+  expect_json(R"({"s:top":{"to":["a"],"u":"a"}})");
+}
+
 }  // namespace
 }  // namespace nexa_test::findings

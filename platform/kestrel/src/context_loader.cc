@@ -6,6 +6,7 @@
 
 #include "date_and_time.h"
 #include "error_site.h"
+#include "inner_unions.h"
 
 namespace kestrel {
 namespace {
@@ -151,6 +152,7 @@ std::optional<LoadError> ContextLoader::compile() {
     if (ly_ctx_compile(context_.get()) != LY_SUCCESS) return failure("libyang");
     if (auto error = apply_features(changed)) return error;
   } while (changed);
+  complete_inner_unions(context_.get());
   widen_date_and_time(context_.get());
   return std::nullopt;
 }
