@@ -214,5 +214,83 @@ TEST_F(ConstraintIndexTest, StateDataStatesNothingThatIsJudged) {
   EXPECT_FALSE(index().whole_everywhere());
 }
 
+TEST_F(ConstraintIndexTest, OperationsAndNotificationsAreNoData) {
+  load(R"y(rpc go { input { leaf x { type string; must "../y"; } leaf y { type string; } } }
+          notification news { must "x"; leaf x { type string; must "."; } }
+          container c { container d { leaf e { type string; }
+              action deep { input { leaf x { type string; must "."; } } } }
+            action act { input { leaf x { type string; must "."; } } }
+            notification told { must "x"; leaf x { type string; } }
+            leaf a { type string; must "/m:go or ../m:act or ../m:told or /m:news"; }
+            leaf b { type string; must "not(//m:act or //m:told)";
+}
+})y");
+  EXPECT_EQ(index().constraints().size(), 2U);
+  ExpressionSite site;
+  site.context = kestrel::context();
+  site.node = node_at("/m:c/a");
+  site.module = site.node->module;
+  site.prefixes = lysc_node_musts(site.node)[0].prefixes;
+  for (const char* const path : {"/m:go", "/m:news", "../m:act", "../m:told", "//m:act"}) {
+    EXPECT_EQ(words(paths_of(path, site).visited), "") << path;
+  }
+  EXPECT_EQ(words(paths_of("/m:c/descendant::node()", site).visited), "c c/a c/b c/d c/d/e");
+}
+
+TEST_F(ConstraintIndexTest, NothingIsKnownOfWhatNobodyLooksAt) {
+  load(R"(container c { leaf a { type string; must "."; }
+            choice ch { leaf b { type string; } }
+            container s { config false; leaf t { type string; } } })");
+  const lysc_node* const choice = node_at("/m:c/b")->parent->parent;
+  for (const lysc_node* const node : {node_at("/m:c/s"), node_at("/m:c/s/t"), choice}) {
+    const NodeRules& none = index().rules(node);
+    EXPECT_TRUE(none.own.empty() && none.watchers.empty() && none.whole.empty()) << node->name;
+    EXPECT_FALSE(none.conditional || none.foreign || none.structured || none.in_unique)
+        << node->name;
+  }
+  EXPECT_EQ(rules("/m:c/a").own.size(), 1U);
+}
+
+// libyang keeps data that it has no schema for.
+TEST_F(ConstraintIndexTest, DataWithoutASchemaIsPassedOver) {
+  load(R"(container c { leaf a { type string; } list l { key k; leaf k { type string; }
+            must "../*"; } })");
+  lyd_node* tree = nullptr;
+  ASSERT_EQ(lyd_new_opaq2(nullptr, kestrel::context(), "x", nullptr, nullptr, "urn:none", &tree),
+            LY_SUCCESS);
+  const TreePtr unknown(tree);
+  ConstraintIndex index(kestrel::context());
+  index.see(unknown.get());
+  EXPECT_FALSE(index.reaches_whole(node_at("/m:c/a")));
+  // What stands beside it is seen.
+  lyd_node* const data = parse("<c xmlns='urn:m'><l><k>1</k></l></c>").release();
+  unknown->next = data;
+  index.see(unknown.get());
+  unknown->next = nullptr;
+  const TreePtr owner(data);
+  EXPECT_TRUE(index.reaches_whole(node_at("/m:c/a")));
+}
+
+// Each of several entries may pick another one, and their order says how the values are read.
+TEST_F(ConstraintIndexTest, ReferencesThatLookAtSeveralEntriesAreNoPlainOnes) {
+  load(R"(container c { list l { key k; leaf k { type string; } leaf v { type string; } }
+            list p { key j; leaf j { type union { type uint8; type string; } } }
+            leaf d { type leafref { path "../l[k = current()/../p/j]/v"; } }
+            leaf u { type union { type leafref { path "../l[k = current()/../p/j]/v"; }
+                                  type leafref { path "../l/k"; }
+                                  type leafref { path "../l/v"; require-instance false; } } } })");
+  const Constraint& far = own("/m:c/d", Kind::kReference);
+  EXPECT_EQ(far.target, nullptr);
+  EXPECT_EQ(far.whole, "order of entries of list p");
+  const Constraint& either = own("/m:c/u", Kind::kReference);
+  EXPECT_EQ(either.whole, "order of entries of list p") << "one member is enough";
+  EXPECT_EQ(either.target, nullptr);
+  EXPECT_EQ(either.reach, nullptr);
+  ASSERT_EQ(either.members.size(), 2U);
+  EXPECT_EQ(either.members[0].target, nullptr);
+  EXPECT_EQ(either.members[1].target, node_at("/m:c/l/k"));
+  EXPECT_EQ(either.members[1].top, node_at("/m:c"));
+}
+
 }  // namespace constraint_index_test
 }  // namespace nexa::store
