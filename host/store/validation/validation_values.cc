@@ -11,7 +11,22 @@ namespace {
 // Whether `list` is found by `leaf` alone.
 bool is_only_key(const lysc_node* list, const lysc_node* leaf) {
   if (list->nodetype != LYS_LIST || !lysc_is_key(leaf)) return false;
-  return leaf->next == nullptr || !lysc_is_key(leaf->next);
+  return lysc_node_child(list) == leaf && (leaf->next == nullptr || !lysc_is_key(leaf->next));
+}
+
+// Whether an entry among `siblings` has this only key. libyang makes an entry to look for where its
+// list may stand, so below a copy of the parent.
+bool has_entry(const lyd_node* siblings, const lysc_node* list, const char* key) {
+  if (siblings == nullptr) return false;
+  const lyd_node* const parent = lyd_parent(siblings);
+  lyd_node* above = nullptr;
+  if (parent != nullptr && lyd_dup_single(parent, nullptr, 0, &above) != LY_SUCCESS) return false;
+  const TreePtr owner(above);
+  lyd_node* made = nullptr;
+  if (lyd_new_list(above, list->module, list->name, 0, &made, key) != LY_SUCCESS) return false;
+  const TreePtr probe(above == nullptr ? made : nullptr);
+  lyd_node* found = nullptr;
+  return lyd_find_sibling_first(siblings, made, &found) == LY_SUCCESS;
 }
 
 // Whether some node on the way down has the value; `at` is where the way goes on.
@@ -25,13 +40,7 @@ bool leads_to(const lyd_node* siblings, const std::vector<const lysc_node*>& way
            lyd_find_sibling_val(siblings, schema, value, std::strlen(value), &node) == LY_SUCCESS;
   }
   if (at + 2 == way.size() && is_only_key(schema, way[at + 1])) {
-    lyd_node* made = nullptr;
-    if (siblings == nullptr ||
-        lyd_new_list(nullptr, schema->module, schema->name, 0, &made, value) != LY_SUCCESS) {
-      return false;
-    }
-    const TreePtr probe(made);
-    return lyd_find_sibling_first(siblings, made, &node) == LY_SUCCESS;
+    return has_entry(siblings, schema, value);
   }
   for (node = find_among(siblings, schema); node != nullptr && node->schema == schema;
        node = node->next) {
