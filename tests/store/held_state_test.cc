@@ -139,5 +139,67 @@ TEST_F(HeldStateTest, LaterTreesCountMore) {
   EXPECT_EQ(read("/shop:stock/item[name=b]/sold"), "\"2\"");
 }
 
+TEST_F(HeldStateTest, OneLaidOverAnotherCountsMore) {
+  HeldState later;
+  ASSERT_EQ(update("/shop:stock/item[name=a]/sold", "\"1\""), "");
+  ASSERT_EQ(update("/shop:stock/code", R"(["x"])"), "");
+  ASSERT_EQ(nexa_test::line_of(later.update(target("/shop:stock/item[name=a]/sold"), "\"3\"")), "");
+  ASSERT_EQ(nexa_test::line_of(later.update(target("/shop:stock/item[name=b]/sold"), "\"4\"")), "");
+  held_.lay_over(later);
+  EXPECT_EQ(read("/shop:stock"),
+            R"({"shop:item":[{"name":"a","sold":"3"},{"name":"b","sold":"4"}],"shop:code":["x"]})");
+  EXPECT_EQ(store::read(*later.tree(), "/shop:stock/code"), "");
+}
+
+constexpr char kDevices[] = R"yang(module devices {
+  yang-version 1.1; namespace "urn:devices"; prefix d;
+  identity kind;
+  container devices {
+    list device { key "kind name"; leaf kind { type identityref { base kind; } }
+      leaf name { type string; } leaf seen { config false; type uint32; }
+      list sample { config false; leaf what { type string; } } }
+    list log { config false; leaf line { type string; } }
+    leaf-list code { config false; type string; }
+  }
+})yang";
+constexpr char kCards[] = R"yang(module cards {
+  yang-version 1.1; namespace "urn:cards"; prefix c;
+  import devices { prefix d; }
+  identity card { base d:kind; }
+})yang";
+
+class HeldDevices : public HeldStateTest {
+ protected:
+  void SetUp() override {
+    const nexa_test::TempFolder folder;
+    folder.write("devices.yang", kDevices);
+    folder.write("cards.yang", kCards);
+    ASSERT_EQ(nexa_test::load_text(folder), "");
+  }
+  // The schema of the others.
+  void TearDown() override {
+    held_.clear();
+    nexa_test::load_shop();
+  }
+};
+
+// The identity of another module is written with a prefix that the entry has to declare.
+TEST_F(HeldDevices, AnEntryIsNamedByAnIdentityOfAnotherModule) {
+  EXPECT_EQ(update("/devices:devices/device[kind=cards:card][name=a]/seen", "7"), "");
+  EXPECT_EQ(read("/devices:devices"),
+            R"({"devices:device":[{"kind":"cards:card","name":"a","seen":7}]})");
+  EXPECT_TRUE(held_.holds(target("/devices:devices/device[kind=cards:card][name=a]/seen")));
+}
+
+TEST_F(HeldDevices, WhatOneUpdateCannotMeanIsRefused) {
+  const std::string keys = "the list has no keys, or the path does not give them all";
+  EXPECT_EQ(update("/devices:devices/device[name=a]/seen", "7"), keys);
+  EXPECT_EQ(update("/devices:devices/device/seen", "7"), keys);
+  EXPECT_EQ(update("/devices:devices/log", R"({"line":"x"})"), keys);
+  EXPECT_EQ(update("/devices:devices/code[.=x]", R"(["x"])"), "an update names one node");
+  EXPECT_EQ(update("/devices:devices/*", R"({})"), "an update names one node");
+  EXPECT_TRUE(held_.is_empty());
+}
+
 }  // namespace
 }  // namespace nexa::store
