@@ -22,11 +22,17 @@ constexpr char kUnions[] = R"yang(module s {
   container top {
     leaf value { type union { type int32; type string; } }
     leaf-list many { type union { type int32; type string; } }
+    leaf flag { type union { type boolean; type string; } }
+    leaf bare { type union { type empty; type string; } }
     leaf peer { type leafref { path "../entry/id"; } }
     list entry {
       key "id";
       leaf id { type union { type int32; type string; } }
       leaf note { type string; }
+    }
+    container deep {
+      leaf value { type union { type int32; type string; } }
+      leaf other { type union { type int32; type string; } }
     }
   }
 })yang";
@@ -125,6 +131,72 @@ TEST_F(StoreUnion, EntriesWhoseNumbersAgreeAreOthers) {
   ASSERT_EQ(commit_text({update(typed("peer", "string", "007"))}), "");
   ASSERT_EQ(commit_text({drop("/s:top/entry[id=7]")}), "");
   EXPECT_NE(commit_text({update("<peer>7</peer>")}), "");
+}
+
+TEST_F(StoreUnion, AnUpdateGivesAKeyThatStandsNoOtherType) {
+  ASSERT_EQ(commit_text({update("<entry>" + typed("id", "string", "5") +
+                                "</entry>"
+                                "<entry><id>6</id></entry>")}),
+            "");
+  const std::string kept = xml();
+  EXPECT_EQ(
+      commit_text({update("<entry>" + typed("id", "number", "5") + "</entry>")}),
+      "/s:top/entry[id='5']/id: the entry's key is a JSON string, and the value names it as a "
+      "number");
+  EXPECT_EQ(
+      commit_text({update("<entry>" + typed("id", "string", "6") + "</entry>")}),
+      "/s:top/entry[id='6']/id: the entry's key is a JSON number, and the value names it as a "
+      "string");
+  EXPECT_EQ(xml(), kept);
+  // One that names its entry as it stands, or without saying a type, or an entry that is not there.
+  EXPECT_EQ(commit_text({update("<entry>" + typed("id", "string", "5") + "</entry>")}), "");
+  EXPECT_EQ(commit_text({update("<entry><id>5</id></entry>")}), "");
+  EXPECT_EQ(xml(), kept);
+  EXPECT_EQ(commit_text({update("<entry>" + typed("id", "string", "8") + "</entry>")}), "");
+}
+
+TEST_F(StoreUnion, ABooleanAndANumberAreTwoTypes) {
+  EXPECT_EQ(commit_text({update(typed("flag", "boolean", "true"))}), "");
+  EXPECT_EQ(read("/s:top/flag"), "/s:top/flag=true\n");
+  EXPECT_EQ(xml(), config_xml("<flag>true</flag>"));
+  EXPECT_EQ(commit_text({update(typed("flag", "string", "true"))}), "");
+  EXPECT_EQ(read("/s:top/flag"), "/s:top/flag=\"true\"\n");
+  EXPECT_EQ(xml(), config_xml(typed("flag", "string", "true")));
+  EXPECT_EQ(commit_text({update(typed("flag", "string", "false"))}), "");
+  EXPECT_EQ(xml(), config_xml(typed("flag", "string", "false")));
+  EXPECT_EQ(commit_text({update(typed("flag", "boolean", "false"))}), "");
+  EXPECT_EQ(read("/s:top/flag"), "/s:top/flag=false\n");
+}
+
+TEST_F(StoreUnion, TheEmptyValueIsANull) {
+  EXPECT_EQ(commit_text({update("<bare/>")}), "");
+  EXPECT_EQ(read("/s:top/bare"), "/s:top/bare=[null]\n");
+  const std::string empty = xml();
+  EXPECT_EQ(commit_text({update(typed("bare", "string", ""))}), "");
+  EXPECT_EQ(read("/s:top/bare"), "/s:top/bare=\"\"\n");
+  EXPECT_NE(xml(), empty);
+  const std::string text = xml();
+  open();
+  EXPECT_EQ(xml(), text);
+  EXPECT_EQ(commit_text({update(typed("bare", "null", ""))}), "");
+  EXPECT_EQ(xml(), empty);
+}
+
+// What an update gives again with another type is a change, at every depth and nowhere else.
+TEST_F(StoreUnion, OnlyTheLeafWhoseTypeChangedIsChanged) {
+  ASSERT_EQ(commit_text({update("<value>7</value><deep><value>7</value><other>7</other></deep>"
+                                "<entry><id>1</id><note>n</note></entry>")}),
+            "");
+  ASSERT_EQ(commit_text({update("<deep>" + typed("value", "string", "7") + "</deep>")}), "");
+  EXPECT_EQ(xml(), config_xml("<value>7</value><entry><id>1</id><note>n</note></entry><deep>" +
+                              typed("value", "string", "7") + "<other>7</other></deep>"));
+  ASSERT_EQ(commit_text({put("/s:top/deep", "<deep>" + typed("value", "number", "7") +
+                                                typed("other", "string", "7") + "</deep>")}),
+            "");
+  EXPECT_EQ(xml(), config_xml("<value>7</value><entry><id>1</id><note>n</note></entry><deep>"
+                              "<value>7</value>" +
+                              typed("other", "string", "7") + "</deep>"));
+  EXPECT_EQ(commit({update("<deep><other>8</other></deep>")}).number, 4U);
 }
 
 TEST_F(StoreUnion, AStartUnderAnotherSchemaReadsTheTextWhereTheTypeIsGone) {

@@ -81,8 +81,11 @@ class TypedValue : public ::testing::Test {
 TEST_F(TypedValue, NumbersAreSignedOrUnsignedByTheirType) {
   EXPECT_EQ(leaf("<i8>-128</i8>"), "int_val: -128");
   EXPECT_EQ(leaf("<i64>-9223372036854775808</i64>"), "int_val: -9223372036854775808");
+  EXPECT_EQ(leaf("<i16>-32768</i16>"), "int_val: -32768");
   EXPECT_EQ(leaf("<i32>7</i32>"), "int_val: 7");
   EXPECT_EQ(leaf("<u8>0</u8>"), "uint_val: 0");
+  EXPECT_EQ(leaf("<u16>65535</u16>"), "uint_val: 65535");
+  EXPECT_EQ(leaf("<u32>4294967295</u32>"), "uint_val: 4294967295");
   EXPECT_EQ(leaf("<u64>18446744073709551615</u64>"), "uint_val: 18446744073709551615");
   EXPECT_EQ(leaf("<dec>-1.500</dec>"), "double_val: -1.5");
 }
@@ -98,6 +101,8 @@ TEST_F(TypedValue, OtherTypesHaveTheirFields) {
   EXPECT_EQ(leaf("<pick>one</pick>"), R"(string_val: "one")");
   EXPECT_EQ(leaf("<id>red</id>"), R"(string_val: "shop:red")");
   EXPECT_EQ(leaf("<ref>12</ref>"), "uint_val: 12");
+  EXPECT_EQ(leaf("<far xmlns:s=\"urn:shop\">/s:values/s:u8</far>"),
+            R"(string_val: "/shop:values/u8")");
   EXPECT_EQ(leaf("<any><x xmlns=\"urn:none\"/></any>"), R"(json_ietf_val: "{\"x\":\"\"}")");
 }
 
@@ -216,6 +221,36 @@ TEST_F(TypedValue, LinesAreIndentedByLevel) {
   EXPECT_EQ(lines("/stock/owner"), "\"A B\"");
   EXPECT_EQ(lines("/stock/item[name=a\\]b]/tag"), "y\n\"\"\n");
   EXPECT_EQ(lines("/stock/empty"), "");
+}
+
+// One word is written as it is: what is not of ASCII's letters and signs, or may end it, is quoted.
+TEST_F(TypedValue, WordsOfALineAreQuotedWhereTheyAreNone) {
+  const auto line = [this](const std::string& text) {
+    put("<stock xmlns=\"urn:shop\"><owner>" + text + "</owner></stock>");
+    return lines("/stock/owner");
+  };
+  EXPECT_EQ(line("!~"), "!~");
+  EXPECT_EQ(line("a b"), "\"a b\"");
+  EXPECT_EQ(line("a\x7f"), "\"a\x7f\"");
+  EXPECT_EQ(line("\xc3\xa9"), "\"\xc3\xa9\"");
+  EXPECT_EQ(line("a\"b"), R"("a\"b")");
+  put("<stock xmlns=\"urn:shop\"><item><name>a\\]b[</name></item></stock>");
+  EXPECT_EQ(lines("/stock"), "shop:item[name=a\\\\\\]b[]\n");
+}
+
+TEST_F(TypedValue, AnydataIsItsJsonInALine) {
+  put("<values xmlns=\"urn:shop\"><u8>1</u8><any><x xmlns=\"urn:none\">1</x></any></values>");
+  EXPECT_EQ(lines("/values"), "shop:u8 1\nshop:any {\"x\":\"1\"}\n");
+  EXPECT_EQ(lines("/values/any"), "{\"x\":\"1\"}");
+}
+
+// Presence, and entries, are worth a line without anything in them; other containers are not.
+TEST_F(TypedValue, WhatIsEmptyHasALineWhenItSaysSomething) {
+  put("<stock xmlns=\"urn:shop\"><empty/><sign/><item><name>a</name><size/></item></stock>");
+  EXPECT_EQ(lines("/stock"), "shop:sign\nshop:item[name=a]\n");
+  EXPECT_EQ(lines("/stock/empty"), "");
+  form_.part = DataPart::kState;
+  EXPECT_EQ(lines("/stock"), "");
 }
 
 TEST_F(TypedValue, LinesOfOnePartHoldNothingOfTheOther) {
