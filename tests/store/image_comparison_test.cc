@@ -66,6 +66,30 @@ TEST_F(ImageComparison, NamesTheNodeWithAnotherValue) {
             "/s:top/vendor");
 }
 
+TEST_F(ImageComparison, NamesTheFirstOfSeveralNodes) {
+  EXPECT_EQ(difference("<name>a</name><speed>1</speed>", "<name>b</name><speed>2</speed>"),
+            "/s:top/name");
+  EXPECT_EQ(
+      difference("<port><id>1</id><mode>a</mode></port><port><id>2</id><mode>a</mode></port>",
+                 "<port><id>2</id><mode>b</mode></port><port><id>1</id><mode>a</mode></port>"),
+      "/s:top/port[id='2']/mode");
+  EXPECT_EQ(difference("<order>1</order><order>2</order>", "<order>3</order><order>4</order>"),
+            "/s:top/order[.='1']");
+  EXPECT_EQ(difference("<limits><low>1</low></limits>", "<limits><high>9</high></limits>"),
+            "/s:top/limits/low");
+}
+
+// The defaults of a leaf-list beside values that somebody gave.
+TEST_F(ImageComparison, DefaultsOfALeafListAreNoValuesOfIts) {
+  const ImagePtr given = image("<def>1</def><def>2</def>", true);
+  const ImagePtr both = image("<name>a</name>", true);
+  const ImagePtr named = image("<name>a</name><def>1</def><def>2</def>", true);
+  EXPECT_EQ(first_difference(*both, *named, Compared::kConfigured), "/s:top/def[.='1']");
+  EXPECT_EQ(first_difference(*named, *both, Compared::kConfigured), "/s:top/def[.='1']");
+  EXPECT_EQ(first_difference(*both, *named, Compared::kAll), "/s:top/def[.='1']");
+  EXPECT_EQ(first_difference(*given, *given, Compared::kAll), std::nullopt);
+}
+
 TEST_F(ImageComparison, OrderCountsWhereTheUserDecidesIt) {
   EXPECT_EQ(difference("<port><id>1</id></port><port><id>2</id></port>",
                        "<port><id>2</id></port><port><id>1</id></port>"),

@@ -120,6 +120,39 @@ TEST_F(ImageTest, RefusesATextThatDoesNotFit) {
   }
 }
 
+// What is not written may still be read: lines without a text, and a last one without its end.
+TEST_F(ImageTest, ReadsLinesThatNobodyWrites) {
+  ImagePtr made = empty_image();
+  ASSERT_EQ(line_of(apply_text("+s:top\n\n=name\tx\n\n<", made)), "");
+  EXPECT_TRUE(same_image(*made, *image("<name>x</name>")));
+  made = empty_image();
+  ASSERT_EQ(line_of(apply_text("+s:top\n=name\ta\\\n<\n", made)), "");
+  EXPECT_TRUE(same_image(*made, *image("<name>a\\</name>")));
+  made = empty_image();
+  EXPECT_EQ(line_of(apply_text("+s:top\n~\n<\n", made)), "unknown or cut short at \"\"");
+}
+
+TEST_F(ImageTest, ImagesAreTheSameWhenAllOfThemIs) {
+  const auto same = [](const std::string& left, const std::string& right) {
+    const ImagePtr one = image(left);
+    const ImagePtr other = image(right);
+    EXPECT_EQ(same_image(*one, *other), same_image(*other, *one));
+    return same_image(*one, *other);
+  };
+  EXPECT_TRUE(same(kAll, kAll));
+  EXPECT_FALSE(same("<name>a</name>", "<name>b</name>"));
+  EXPECT_FALSE(same("<name>a</name>", "<speed>1</speed>"));
+  EXPECT_FALSE(same("<name>a</name>", "<name>a</name><speed>1</speed>"));
+  EXPECT_FALSE(same("<tag>a</tag>", "<tag>b</tag>"));
+  EXPECT_FALSE(same("<tag>a</tag>", "<tag>a</tag><tag>b</tag>"));
+  EXPECT_FALSE(same("<tag>a</tag><tag>c</tag>", "<tag>a</tag><tag>b</tag>"));
+  EXPECT_FALSE(same("<order>1</order><order>2</order>", "<order>2</order><order>1</order>"));
+  EXPECT_FALSE(same("<port><id>1</id><mode>a</mode></port><port><id>2</id></port>",
+                    "<port><id>1</id><mode>b</mode></port><port><id>2</id></port>"));
+  EXPECT_FALSE(same("<vendor><a xmlns=\"urn:v\">1</a></vendor>",
+                    "<vendor><a xmlns=\"urn:v\">2</a></vendor>"));
+}
+
 TEST_F(ImageTest, TextKeepsThePlacesOfEntries) {
   ImageSlot root = image("<tag>a</tag><tag>b</tag><tag>c</tag>");
   ImageSlot& top = *ImageDraft::child(root, schema("/s:top"));
