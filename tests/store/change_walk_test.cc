@@ -87,4 +87,95 @@ TEST_F(ChangeWalk, WhatChangedAndWhatCameIsTold) {
                                    "/stock/item[name=c]/name came"));
 }
 
+// Levels below the root are told; with two of them, what stands in a top-level container.
+class ChangeWalkOfLevels : public ChangeWalk {
+ protected:
+  static std::vector<std::string> told(ChangeForm form, const ImagePtr& before,
+                                       const ImagePtr& after) {
+    std::vector<std::string> lines;
+    ChangeSink sink;
+    sink.update = [&lines](gnmi::Path& path, gnmi::TypedValue& value) {
+      lines.push_back(nexa::translate::format_path_string(path) + "=" + value.json_ietf_val());
+    };
+    sink.gone = [&lines](gnmi::Path& path) {
+      lines.push_back(nexa::translate::format_path_string(path));
+    };
+    for_each_change_of_tree(before.get(), after.get(), form, sink);
+    return lines;
+  }
+  static std::vector<std::string> told(std::uint32_t depth, const std::string& before,
+                                       const std::string& after) {
+    ChangeForm form{{DataPart::kConfig, gnmi::JSON_IETF, false}, nullptr};
+    form.value.depth = depth;
+    return told(form, shop_image(before), shop_image(after));
+  }
+  // Of operational data.
+  static std::vector<std::string> told_of_state(const std::string& before,
+                                                const std::string& after) {
+    return told({{DataPart::kState, gnmi::JSON_IETF, false}, nullptr}, shop_image(before),
+                shop_image(after));
+  }
+};
+
+constexpr char kDeep[] =
+    "<owner>x</owner><card><number>1</number></card>"
+    "<item><name>a</name><size><width>1</width></size></item>";
+
+TEST_F(ChangeWalkOfLevels, WhatCameIsToldAsDeepAsIsAsked) {
+  EXPECT_THAT(
+      told(0, "", stock(kDeep)),
+      UnorderedElementsAre("/stock/owner=\"x\"", "/stock/card/number=\"1\"",
+                           "/stock/item[name=a]/name=\"a\"", "/stock/item[name=a]/size/width=1"));
+  EXPECT_THAT(told(1, "", stock(kDeep)), UnorderedElementsAre());
+  EXPECT_THAT(told(2, "", stock(kDeep)), UnorderedElementsAre("/stock/owner=\"x\""));
+  EXPECT_THAT(told(3, "", stock(kDeep)),
+              UnorderedElementsAre("/stock/owner=\"x\"", "/stock/card/number=\"1\"",
+                                   "/stock/item[name=a]/name=\"a\""));
+}
+
+TEST_F(ChangeWalkOfLevels, OnlyWhatWasToldIsGone) {
+  EXPECT_THAT(told(0, stock(kDeep), ""), UnorderedElementsAre("/stock"));
+  EXPECT_THAT(told(1, stock(kDeep), ""), UnorderedElementsAre());
+  EXPECT_THAT(told(2, stock(kDeep), ""), UnorderedElementsAre("/stock"));
+  const std::string card = "<card><number>1</number></card>";
+  EXPECT_THAT(told(2, stock(card), ""), UnorderedElementsAre());
+  EXPECT_THAT(told(3, stock(card), ""), UnorderedElementsAre("/stock"));
+  EXPECT_THAT(told(2, stock(kDeep), stock("<owner>x</owner>")), UnorderedElementsAre());
+  EXPECT_THAT(told(3, stock(kDeep), stock("<owner>x</owner>")),
+              UnorderedElementsAre("/stock/card", "/stock/item[name=a]"));
+  EXPECT_THAT(told(2, stock("<owner>x</owner>"), stock("<owner>y</owner>")),
+              UnorderedElementsAre("/stock/owner=\"y\""));
+}
+
+TEST_F(ChangeWalkOfLevels, OrderIsPartOfTheValueOfALeafList) {
+  EXPECT_THAT(told(0, stock("<door>1</door><door>2</door>"), stock("<door>2</door><door>1</door>")),
+              UnorderedElementsAre("/stock/door=[2,1]"));
+  EXPECT_THAT(told(0, stock("<door>1</door><door>2</door>"), stock("<door>1</door>")),
+              UnorderedElementsAre("/stock/door=[1]"));
+  EXPECT_THAT(told(0, stock("<door>1</door>"), ""), UnorderedElementsAre("/stock"));
+  EXPECT_THAT(told(0, stock("<door>1</door><owner>x</owner>"), stock("<owner>x</owner>")),
+              UnorderedElementsAre("/stock/door"));
+}
+
+TEST_F(ChangeWalkOfLevels, AnydataChangeByTheirContent) {
+  const auto values = [](const std::string& number) {
+    return "<values xmlns=\"urn:shop\"><any><x xmlns=\"urn:none\">" + number +
+           "</x></any></values>";
+  };
+  EXPECT_THAT(told(0, values("1"), values("2")), UnorderedElementsAre("/values/any={\"x\":\"2\"}"));
+  EXPECT_THAT(told(0, values("1"), values("1")), UnorderedElementsAre());
+}
+
+// Entries that nothing tells apart: those that are there are told again, all of them.
+TEST_F(ChangeWalkOfLevels, EntriesWithoutKeysAreToldAgain) {
+  const std::string in = "<event><what>in</what></event>";
+  const std::string out = "<event><what>out</what></event>";
+  EXPECT_THAT(told_of_state(stock(in), stock(in + out)),
+              UnorderedElementsAre("/stock/event/what=\"in\"", "/stock/event/what=\"out\""));
+  EXPECT_THAT(told_of_state(stock(in + "<code>a</code>"), stock("<code>a</code>")),
+              UnorderedElementsAre("/stock/event"));
+  EXPECT_THAT(told_of_state(stock("<code>a</code>"), stock("<code>a</code><code>a</code>")),
+              UnorderedElementsAre("/stock/code=[\"a\",\"a\"]"));
+}
+
 }  // namespace change_walk_test

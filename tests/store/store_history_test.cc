@@ -116,6 +116,32 @@ TEST_F(StoreHistory, TheHookSeesBeforeAndAfterAndMayRefuse) {
   EXPECT_EQ(store_->commit(request).number, 2U);
 }
 
+TEST_F(StoreHistory, TheHookLetsACommitPass) {
+  int asked = 0;
+  std::string difference;
+  CommitRequest request;
+  request.edits = {update("<name>n</name>")};
+  request.approve = [&](const nexa::store::Change& change) {
+    ++asked;
+    difference = change.difference();
+    return grpc::Status::OK;
+  };
+  EXPECT_EQ(store_->commit(request).number, 1U);
+  EXPECT_EQ(xml(), config_xml("<name>n</name>"));
+  EXPECT_EQ(difference,
+            "<top xmlns=\"urn:s\" xmlns:yang=\"urn:ietf:params:xml:ns:yang:1\" "
+            "yang:operation=\"create\"><name>n</name></top>");
+  EXPECT_EQ(store_->rollback(0, "bob", request.approve).number, 2U);
+  EXPECT_EQ(asked, 2);
+  EXPECT_EQ(xml(), "<config/>");
+  // A rollback may be refused as any other commit.
+  const CommitResult refused = store_->rollback(1, "bob", [](const nexa::store::Change&) {
+    return grpc::Status(grpc::StatusCode::ABORTED, "no");
+  });
+  EXPECT_EQ(refused.status.error_message(), "no");
+  EXPECT_EQ(store_->snapshot()->number(), 2U);
+}
+
 TEST_F(StoreHistory, RollbackRestoresAnyCommit) {
   std::vector<std::string> states{xml()};
   for (int i = 1; i <= 12; ++i) {

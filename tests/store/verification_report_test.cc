@@ -30,6 +30,7 @@ TEST(VerificationReport, HasOneLineForEachKind) {
 
 TEST(VerificationReport, StaysOneLineWhateverTheTextHolds) {
   EXPECT_EQ((VerificationReport{Kind::kViolation, 1, "a\nb\x1b[0m"}.line()), "commit 1: a b [0m");
+  EXPECT_EQ((VerificationReport{Kind::kViolation, 1, "a\x7f~\x1f"}.line()), "commit 1: a ~ ");
 }
 
 TEST(VerificationReport, OtherLinesAreNone) {
