@@ -44,6 +44,20 @@ TEST_F(RepeatedEntries, WhatIsNotTheSameIsNone) {
   EXPECT_EQ(cut_at_repetition("<top xmlns=\"urn:unknown\"><tag>a</tag><tag>a</tag></top>"), "");
 }
 
+// What is no element's text, and what is no XML: the parser will say what is wrong with that.
+TEST_F(RepeatedEntries, OnlyElementsCount) {
+  EXPECT_EQ(cut_at_repetition(top("<!-- <tag>a</tag> --><tag>a</tag><?x <tag>a</tag>?>")), "");
+  EXPECT_EQ(cut_at_repetition(top("<tag>a</tag><!--x--><tag>a</tag><name>n</name>")),
+            top("<tag>a</tag><!--x--><tag>a</tag>"));
+  const std::string twice = "<tag>a</tag><tag>a</tag>";
+  for (const std::string& broken :
+       {std::string("<tag>a</tag><tag>a"), std::string("<tag>a</tag><>"), "</top></top>" + twice,
+        "<tag>a</tag></tag></top>" + twice, std::string("text<")}) {
+    EXPECT_EQ(cut_at_repetition("<top xmlns=\"urn:s\">" + broken), "") << broken;
+  }
+  EXPECT_EQ(cut_at_repetition("</top>" + twice), "");
+}
+
 TEST_F(RepeatedEntries, ManyAreRefusedAtOnce) {
   const std::string entry = "<port><id>a</id></port>";
   const CommitResult two = commit({update(repeated(entry, 2))});
