@@ -1,6 +1,7 @@
 // Matching has two ways because libyang compares values of leaves where it has no hash table.
 #include "store/node_tools.h"
 
+#include <cstddef>
 #include <utility>
 #include <vector>
 
@@ -91,6 +92,30 @@ bool has_to_be_read(const lysc_node* leaf) {
 }
 
 }  // namespace
+
+namespace {
+
+template <std::size_t... Index>
+LY_ERR new_entry_of(lyd_node* parent, const lysc_node* schema, std::span<const char* const> keys,
+                    lyd_node** made, std::index_sequence<Index...> /*places*/) {
+  const auto key = [keys](std::size_t i) { return i < keys.size() ? keys[i] : nullptr; };
+  return lyd_new_list(parent, schema->module, schema->name, 0, made, key(Index)...);
+}
+
+}  // namespace
+
+// libyang reads as many arguments as the list has keys, so there have to be as many.
+LY_ERR new_list_entry(lyd_node* parent, const lysc_node* schema, std::span<const char* const> keys,
+                      lyd_node** made) {
+  std::size_t count = 0;
+  const lysc_node* child = lysc_node_child(schema);
+  for (; child != nullptr && lysc_is_key(child); child = child->next) ++count;
+  if (count != keys.size() || count > kMostKeys) return LY_EINVAL;
+  constexpr std::size_t kFew = 4;
+  return count <= kFew
+             ? new_entry_of(parent, schema, keys, made, std::make_index_sequence<kFew>())
+             : new_entry_of(parent, schema, keys, made, std::make_index_sequence<kMostKeys>());
+}
 
 LY_ERR new_canonical_term(lyd_node* parent, const lysc_node* schema, const char* text,
                           lyd_node** made) {

@@ -3,6 +3,8 @@
 #ifndef HOST_STORE_NODE_TOOLS_H_
 #define HOST_STORE_NODE_TOOLS_H_
 
+#include <cstddef>
+#include <span>
 #include <string>
 
 #include "store/tree.h"
@@ -36,6 +38,13 @@ void strip_defaults(TreePtr& tree);
 
 // Marks `node` and containers above it as default content where nothing explicit is left in them.
 void settle_container_flags(lyd_node* node);
+
+// Makes an entry of the values of its keys, in their order, below `parent` (null: at the top). Each
+// may hold any characters: no path, whose quotes they would have to fit, is made of them. At most
+// kMostKeys, which no model comes near; LY_EINVAL when it is not one for each key of the list.
+inline constexpr std::size_t kMostKeys = 64;
+LY_ERR new_list_entry(lyd_node* parent, const lysc_node* schema, std::span<const char* const> keys,
+                      lyd_node** made);
 
 // lyd_new_term_canon() and lyd_change_term_canon() for every type: libyang 2.1 does not read an
 // instance identifier that is said to be canonical. The text is kept also where libyang would

@@ -14,12 +14,12 @@
 #include <vector>
 
 #include "store/image/schema_texts.h"
+#include "store/node_tools.h"
 #include "text/byte_search.h"
 
 namespace nexa::store {
 namespace {
 
-constexpr std::size_t kMostKeys = 8;
 constexpr std::uint32_t kParseOptions = LYD_PARSE_ONLY | LYD_PARSE_STRICT | LYD_PARSE_NO_STATE;
 constexpr std::pair<std::string_view, char> kEntities[] = {
     {"&lt;", '<'}, {"&gt;", '>'}, {"&amp;", '&'}, {"&quot;", '"'}, {"&apos;", '\''}};
@@ -316,9 +316,8 @@ bool Reader::make_entry(Element& entry) {
   }
   Element& parent = open_[open_.size() - 2];
   if (!parent.entries[entry.schema].insert(std::move(all)).second) return false;
-  return lyd_new_list(parent.node, entry.schema->module, entry.schema->name, 0, &entry.node,
-                      keys[0], keys[1], keys[2], keys[3], keys[4], keys[5], keys[6],
-                      keys[7]) == LY_SUCCESS;
+  return new_list_entry(parent.node, entry.schema, {keys.data(), entry.keys.size()}, &entry.node) ==
+         LY_SUCCESS;
 }
 
 bool Reader::add_leaf(const Tag& tag, const Element& leaf, std::string_view raw) {

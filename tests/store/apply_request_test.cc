@@ -16,6 +16,7 @@ class ApplyRequest : public testing::Test {
  protected:
   static void SetUpTestSuite() {
     ASSERT_EQ(nexa_test::load_module("s", nexa_test::kStoreModule), "");
+    number_schema();
   }
 
   bool apply(std::vector<Edit> edits, const RequestLimits& limits = {}) {

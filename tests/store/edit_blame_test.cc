@@ -28,7 +28,10 @@ constexpr char kModule[] = R"yang(module s {
 
 class EditToBlame : public testing::Test {
  protected:
-  static void SetUpTestSuite() { ASSERT_EQ(nexa_test::load_module("s", kModule), ""); }
+  static void SetUpTestSuite() {
+    ASSERT_EQ(nexa_test::load_module("s", kModule), "");
+    number_schema();
+  }
 
   // The configuration that the edits are made to.
   void given(const std::string& inner) {

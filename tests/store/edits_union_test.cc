@@ -47,6 +47,7 @@ class Edits : public testing::Test {
     folder.write("s.yang", kOne);
     folder.write("t.yang", kTwo);
     ASSERT_EQ(nexa_test::load_text(folder), "");
+    number_schema();
   }
 
   static Edit document(const std::string& inner) {

@@ -175,6 +175,7 @@ class HeldDevices : public HeldStateTest {
     folder.write("devices.yang", kDevices);
     folder.write("cards.yang", kCards);
     ASSERT_EQ(nexa_test::load_text(folder), "");
+    number_schema();
   }
   // The schema of the others.
   void TearDown() override {

@@ -16,8 +16,6 @@
 namespace nexa::store {
 namespace {
 
-constexpr std::size_t kMostKeys = 8;  // that are passed as arguments
-
 bool is_key_leaf(const ImageSlot& child) {
   return child->kind() == ImageKind::kLeaf && lysc_is_key(child->schema());
 }
@@ -60,33 +58,16 @@ std::vector<ImageSlot> children_of(const lyd_node* first) {
 
 [[noreturn]] void out_of_memory() { throw std::bad_alloc(); }
 
-std::string predicates_of(const ImageInner& entry) {
-  std::string text;
-  for (const ImageSlot& child : entry.children()) {
-    if (!is_key_leaf(child)) break;
-    const std::string_view value = child->leaf().text();
-    const char quote = value.find('\'') == std::string_view::npos ? '\'' : '"';
-    text.append("[").append(child->schema()->name).append("=");
-    text.append(1, quote).append(value).append(1, quote).append("]");
-  }
-  return text;
-}
-
 lyd_node* new_entry(lyd_node* parent, const ImageInner& entry) {
-  const lysc_node* const schema = entry.schema();
   std::array<const char*, kMostKeys> keys{};
   std::size_t count = 0;
   for (const ImageSlot& child : entry.children()) {
     if (!is_key_leaf(child)) break;
-    if (count < kMostKeys) keys[count] = child->leaf().text().data();
-    ++count;
+    if (count == kMostKeys) out_of_memory();
+    keys[count++] = child->leaf().text().data();
   }
   lyd_node* made = nullptr;
-  const LY_ERR done = count <= kMostKeys ? lyd_new_list(parent, schema->module, schema->name, 0,
-                                                        &made, keys[0], keys[1], keys[2], keys[3],
-                                                        keys[4], keys[5], keys[6], keys[7])
-                                         : lyd_new_list2(parent, schema->module, schema->name,
-                                                         predicates_of(entry).c_str(), 0, &made);
+  const LY_ERR done = new_list_entry(parent, entry.schema(), {keys.data(), count}, &made);
   if (done != LY_SUCCESS) out_of_memory();
   lyd_node* key = lyd_child(made);
   for (const ImageSlot& child : entry.children()) {
