@@ -168,7 +168,7 @@ TEST_F(ImageTest, TextKeepsThePlacesOfEntries) {
 
 // What a schema of many entries holds most of: the same short values.
 TEST_F(ImageTest, EqualShortValuesAreOneNode) {
-  const auto made = [this](const char* path, const std::string& text, bool is_default = false) {
+  const auto made = [](const char* path, const std::string& text, bool is_default = false) {
     return ImageLeaf::make(schema(path), text, ScalarForm::kString, is_default);
   };
   const auto one = made("/s:top/name", "a name");
