@@ -313,5 +313,44 @@ TEST_F(StoreFindings, ALeafrefInAUnionInAUnion) {
   expect_json(R"({"s:top":{"to":["a"],"u":"a"}})");
 }
 
+// After a start the tree is made anew; its nodes stand all the same, and what a condition leaves of
+// them goes without a word.
+TEST_F(StoreFindings, AWhenThatTurnsFalseAfterAStartTakesItsNodeAlong) {
+  start(R"yang(container top { leaf mode { type string; } leaf far { type string; }
+    leaf near { when "../mode = 'a'"; type string; }
+    leaf whole { when "//far = 'a'"; type string; }
+    list l { key k; leaf k { type string; } leaf v { when "../../mode = 'a'"; type string; } } })yang");
+  const std::string all =
+      "<mode>a</mode><far>a</far><near>n</near><whole>w</whole><l><k>1</k><v>v</v></l>";
+  ASSERT_EQ(text(top(all)), "");
+  restart();
+  EXPECT_EQ(text(top("<mode>b</mode>")), "");
+  expect_json(R"({"s:top":{"mode":"b","far":"a","whole":"w","l":[{"k":"1"}]}})");
+  EXPECT_EQ(text(top("<far>b</far>")), "");
+  expect_json(R"({"s:top":{"mode":"b","far":"b","l":[{"k":"1"}]}})");
+  ASSERT_EQ(text(top(all)), "");
+  restart();
+  EXPECT_EQ(text(top("<far>b</far><mode>b</mode>")), "");
+  expect_json(R"({"s:top":{"mode":"b","far":"b","l":[{"k":"1"}]}})");
+}
+
+TEST_F(StoreFindings, WhatHasAConditionIsSeenByRulesAfterAStart) {
+  start(R"yang(container top { leaf mode { type string; }
+    leaf near { when "../mode = 'a'"; type string; }
+    leaf far { when "//mode = 'a'"; type string; }
+    leaf one { type string; must ". = ../near"; } leaf two { type string; must ". = ../far"; }
+    leaf to { type leafref { path "../near"; } } leaf of { type leafref { path "../far"; } } })yang");
+  ASSERT_EQ(text(top("<mode>a</mode><near>n</near><far>f</far>")), "");
+  restart();
+  EXPECT_EQ(text(top("<one>n</one>")), "");
+  EXPECT_EQ(text(top("<two>f</two>")), "");
+  EXPECT_EQ(text(top("<to>n</to>")), "");
+  EXPECT_EQ(text(top("<of>f</of>")), "");
+  restart();
+  EXPECT_EQ(commit(top("<near>m</near>")).error_code(), grpc::StatusCode::FAILED_PRECONDITION);
+  EXPECT_EQ(commit(top("<mode>b</mode>")).error_code(), grpc::StatusCode::FAILED_PRECONDITION);
+  EXPECT_EQ(text(top("<near>m</near><one>m</one><to>m</to>")), "");
+}
+
 }  // namespace
 }  // namespace nexa_test::findings
