@@ -152,6 +152,10 @@ TEST_F(LogTables, ATableThatCannotBeReadIsNamed) {
   EXPECT_EQ(line_of(log_->verify_history(nullptr)),
             no_commits + "; restore a copy of the directory");
   run_sql("ALTER TABLE other RENAME TO commits");
+  run_sql("ALTER TABLE snapshots RENAME TO others");
+  EXPECT_EQ(log_->number_before(5000, number, is_kept).text, file() + ": no such table: snapshots");
+  run_sql("ALTER TABLE others RENAME TO snapshots");
+  EXPECT_TRUE(log_->number_before(5000, number, is_kept).ok());
   run_sql("UPDATE snapshots SET parts = 5; DROP TABLE parts");
   LogSnapshot base;
   EXPECT_EQ(line_of(log_->replay(6, base, kAll)), file() + ": no such table: parts");

@@ -116,6 +116,9 @@ LogResult CommitLog::number_before(std::int64_t time_ns, std::uint64_t& number,
   const std::lock_guard<std::mutex> lock(reading_);
   // What is older than the oldest snapshot is no part of the log any more.
   const std::int64_t oldest = integer_of(reader_.get(), "SELECT min(number) FROM snapshots", -1);
+  if (oldest < 0) {
+    return {Code::kFailed, database_error(reader_.get(), log_file(options_.directory))};
+  }
   Statement row(reader_.get(),
                 "SELECT number FROM commits WHERE number <= ? AND number >= ? AND time_ns < ? "
                 "ORDER BY number DESC LIMIT 1");
@@ -123,7 +126,7 @@ LogResult CommitLog::number_before(std::int64_t time_ns, std::uint64_t& number,
   const int result = row.step();
   is_kept = result == SQLITE_ROW || oldest == 0;
   number = result == SQLITE_ROW ? static_cast<std::uint64_t>(row.integer(0)) : 0;
-  if (oldest >= 0 && (result == SQLITE_ROW || result == SQLITE_DONE)) return {};
+  if (result == SQLITE_ROW || result == SQLITE_DONE) return {};
   return {Code::kFailed, database_error(reader_.get(), log_file(options_.directory))};
 }
 
