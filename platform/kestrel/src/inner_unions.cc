@@ -3,6 +3,8 @@
 
 #include <libyang/plugins_types.h>
 
+#include <cstdint>
+
 namespace kestrel {
 namespace {
 
