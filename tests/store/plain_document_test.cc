@@ -157,6 +157,10 @@ TEST_F(PlainDocument, LeavesToLibyang) {
            " <name>n</name>",
            "<!-- c --><name>n</name>",
            "<name><![CDATA[n]]></name>",
+           "<name>\x01</name>",
+           "<name>a\x1f</name>",
+           "<name>\x80</name>",
+           "<name>a\xc3(</name>",
            "<count>x</count>",
            "<mode>c</mode>",
            "<nosuch/>",
@@ -199,7 +203,7 @@ TEST_F(PlainDocument, DamagedTextsAreReadTheSameOrNotAtAll) {
           "<id>2</id></entry><tag>a</tag><tag>b</tag><mixed>1:2</mixed>");
   std::mt19937 random(1);
   int same = 0;
-  for (int round = 0; round < 20'000; ++round) {
+  for (int round = 0; round < 30'000; ++round) {
     std::string text = whole;
     for (auto change = random() % 3 + 1; change > 0; --change) {
       const std::size_t at = random() % text.size();
@@ -207,7 +211,7 @@ TEST_F(PlainDocument, DamagedTextsAreReadTheSameOrNotAtAll) {
       const std::size_t size = random() % 24 + 1;
       switch (random() % 3) {
         case 0:
-          text[at] = "<>/\"&: a1\n"[random() % 10];
+          text[at] = "<>/\"&: a1\n\t\x01\x7f\xc3\xbc"[random() % 15];
           break;
         case 1:
           text.erase(at, size);

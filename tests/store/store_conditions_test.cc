@@ -226,5 +226,26 @@ TEST_F(StoreConditions, ThatTurnEachOtherRoundForEver) {
   expect_json(before);
 }
 
+// Defaults that come and go with each other, each before those that look at it.
+TEST_F(StoreConditions, DefaultsComeAndGoWithEachOther) {
+  start(R"yang(container top { leaf m { type string; }
+    leaf a { when "../m = '1' or ../b"; type string; default "x"; }
+    leaf b { type string; }
+    leaf c { when "../a"; type string; default "y"; }
+    leaf d { when "not(../a)"; type string; default "z"; }
+    leaf e { when "../c and not(../d)"; type string; default "w"; } })yang");
+  EXPECT_EQ(text(top("<m>2</m>")), "");
+  expect_json(R"({"s:top":{"m":"2","d":"z"}})");
+  EXPECT_EQ(text(top("<m>1</m>")), "");
+  expect_json(R"({"s:top":{"m":"1","a":"x","c":"y","e":"w"}})");
+  EXPECT_EQ(text(top("<m>3</m>")), "");
+  EXPECT_EQ(json(), R"({"s:top":{"m":"3","d":"z"}})");
+  EXPECT_EQ(text(top("<m>4</m>")), "");
+  EXPECT_EQ(text(top("<b>1</b><m>5</m>")), "");
+  EXPECT_EQ(json(), R"({"s:top":{"m":"5","a":"x","b":"1","c":"y","e":"w"}})");
+  EXPECT_EQ(text(drop("/s:top/b")), "");
+  EXPECT_EQ(json(), R"({"s:top":{"m":"5","d":"z"}})");
+}
+
 }  // namespace
 }  // namespace nexa_test::findings

@@ -155,6 +155,16 @@ TEST_F(StoreUnion, AnUpdateGivesAKeyThatStandsNoOtherType) {
   EXPECT_EQ(commit_text({update("<entry>" + typed("id", "string", "8") + "</entry>")}), "");
 }
 
+// Neighbours of one form: each is marked by its own text.
+TEST_F(StoreUnion, EachEntryIsMarkedByItself) {
+  const std::string many = "<many>x</many>" + typed("many", "string", "007") + "<many>y</many>" +
+                           typed("many", "string", "5") + "<many>5a</many>";
+  ASSERT_EQ(commit_text({update(many)}), "");
+  EXPECT_EQ(xml(), config_xml(many));
+  open();
+  EXPECT_EQ(xml(), config_xml(many));
+}
+
 TEST_F(StoreUnion, ABooleanAndANumberAreTwoTypes) {
   EXPECT_EQ(commit_text({update(typed("flag", "boolean", "true"))}), "");
   EXPECT_EQ(read("/s:top/flag"), "/s:top/flag=true\n");
