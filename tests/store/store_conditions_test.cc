@@ -247,5 +247,36 @@ TEST_F(StoreConditions, DefaultsComeAndGoWithEachOther) {
   EXPECT_EQ(json(), R"({"s:top":{"m":"5","d":"z"}})");
 }
 
+// What a Set gives does not go without a word, whoever judges: the value is this Set's own, though
+// the node stood before.
+TEST_F(StoreConditions, AValueThatIsGivenDoesNotGoWithItsCondition) {
+  start(R"yang(container top { leaf mode { type string; } leaf far { type string; }
+    leaf near { when "//mode = 'a'"; type string; } } )yang");
+  ASSERT_EQ(text(top("<mode>a</mode><near>1</near>")), "");
+  EXPECT_EQ(text(top("<mode>b</mode><near>2</near>")), "/s:top/near: when \"//mode = 'a'\"");
+  EXPECT_EQ(json(), R"({"s:top":{"mode":"a","near":"1"}})");
+  // Nothing else of the configuration is given: the whole of it is judged.
+  EXPECT_EQ(text({Edit::Kind::kReplace, nexa_test::target_of(gnmi::Path()),
+                  "<config><top xmlns=\"urn:s\"><mode>b</mode><near>2</near></top></config>"}),
+            "/s:top/near: when \"//mode = 'a'\"");
+  EXPECT_EQ(text(top("<mode>b</mode>")), "");
+  expect_json(R"({"s:top":{"mode":"b"}})");
+}
+
+// Each of the two stands alone, both of them do not.
+TEST_F(StoreConditions, DefaultsThatDoNotStandTogetherAreNotThereFromTheStart) {
+  const TempFolder modules;
+  modules.write("s.yang", R"yang(module s { yang-version 1.1; namespace "urn:s"; prefix s;
+    import t { prefix t; }
+    leaf one { type string; default "1"; must "not(/t:two)"; } leaf y { type string; } })yang");
+  modules.write("t.yang", R"yang(module t { yang-version 1.1; namespace "urn:t"; prefix t;
+    leaf two { type string; default "2"; } })yang");
+  ASSERT_EQ(load_text(modules), "");
+  restart();
+  expect_json("{}");
+  EXPECT_EQ(text(update("<two xmlns=\"urn:t\">3</two>")), "");
+  expect_json(R"({"t:two":"3"})");
+}
+
 }  // namespace
 }  // namespace nexa_test::findings
