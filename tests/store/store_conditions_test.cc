@@ -278,5 +278,22 @@ TEST_F(StoreConditions, DefaultsThatDoNotStandTogetherAreNotThereFromTheStart) {
   expect_json(R"({"t:two":"3"})");
 }
 
+// A container whose last node goes with its condition is nothing that anybody configured.
+TEST_F(StoreConditions, AContainerThatIsLeftEmptyIsNoConfiguration) {
+  start(R"yang(container top { leaf mode { type string; }
+    container out { container box { leaf near { when "../../../mode = 'a'"; type string; } } }
+    choice ch { default no;
+      case yes { container in { leaf only { when "../../mode = 'a'"; type string; } } }
+      case no { leaf d { type string; default "D"; } } } })yang");
+  ASSERT_EQ(text(top("<mode>a</mode><out><box><near>1</near></box></out><in><only>1</only></in>")),
+            "");
+  ASSERT_EQ(text(top("<mode>b</mode>")), "");
+  EXPECT_EQ(store_->snapshot()->xml(),
+            "<config><top xmlns=\"urn:s\"><mode>b</mode></top></config>");
+  expect_json(R"({"s:top":{"mode":"b","d":"D"}})");
+  ASSERT_EQ(text(drop("/s:top/mode")), "");
+  EXPECT_EQ(store_->snapshot()->xml(), "<config/>");
+}
+
 }  // namespace
 }  // namespace nexa_test::findings
