@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "store/image/union_value.h"
+#include "store/node_tools.h"
 #include "store/validation/change_check.h"
 #include "store/validation/violation_text.h"
 
@@ -23,7 +24,7 @@ bool has_entry(const lyd_node* siblings, const lysc_node* list, const char* key)
   if (parent != nullptr && lyd_dup_single(parent, nullptr, 0, &above) != LY_SUCCESS) return false;
   const TreePtr owner(above);
   lyd_node* made = nullptr;
-  if (lyd_new_list(above, list->module, list->name, 0, &made, key) != LY_SUCCESS) return false;
+  if (new_list_entry(above, list, {&key, 1}, &made) != LY_SUCCESS) return false;
   const TreePtr probe(above == nullptr ? made : nullptr);
   lyd_node* found = nullptr;
   return lyd_find_sibling_first(siblings, made, &found) == LY_SUCCESS;
