@@ -30,33 +30,16 @@ Violation at(const lyd_node* node, ViolationKind kind, std::string rule) {
   return violation;
 }
 
-// Whether instances may have one text and two JSON types. They are the same instance, which libyang
-// does not say of values with two members of a union.
-bool mixes_json_types_in_key(const lysc_node* schema) {
-  const SchemaTexts& texts = SchemaTexts::current();
-  if (schema->nodetype == LYS_LEAFLIST) return texts.of(schema).mixes_json_types;
-  if (schema->nodetype != LYS_LIST) return false;
-  for (const lysc_node* key = lysc_node_child(schema); key != nullptr && lysc_is_key(key);
-       key = key->next) {
-    if (texts.of(key).mixes_json_types) return true;
-  }
-  return false;
-}
-
 // Below a parent libyang has a hash table; top-level instances are told apart by their text.
 class Duplicates {
  public:
   bool seen(const lyd_node* first, const lyd_node* node) {
-    if (mixes_json_types_in_key(node->schema)) {
-      return !texts_.emplace(node->schema, tree_key(node)).second;
-    }
     if (node->parent != nullptr) return find_match(first, node) != node;
     return !top_level_.insert(instance_path(node)).second;
   }
 
  private:
   std::set<std::string> top_level_;
-  std::set<std::pair<const lysc_node*, std::string>> texts_;
 };
 
 std::optional<Violation> check_cases(const lyd_node* node,

@@ -20,6 +20,7 @@ constexpr char kModule[] = R"y(module m { yang-version 1.1; namespace "urn:m"; p
     leaf a { type int32; }
     list u { key "k j"; ordered-by user; leaf k { type string; } leaf j { type string; }
       leaf v { type string; } }
+    anydata any;
     leaf-list w { ordered-by user; type string; }
     list s { key "k"; leaf k { type string; } leaf v { type string; } } } })y";
 
@@ -77,6 +78,15 @@ TEST_F(ChangeReading, CreationsDeletionsAndValues) {
   expect_read("", "<a>1</a><s><k>1</k><v>x</v></s>");
   expect_read("<a>1</a><s><k>1</k><v>x</v></s>", "");
   expect_read("<s><k>1</k><v>x</v></s><s><k>2</k></s>", "<s><k>1</k></s><s><k>2</k><v>y</v></s>");
+}
+
+TEST_F(ChangeReading, Anydata) {
+  const std::string one = "<any><x xmlns=\"urn:x\">1</x></any>";
+  const std::string other = "<any><x xmlns=\"urn:x\">2</x></any>";
+  expect_read("<a>7</a>", "<a>7</a>" + one);
+  expect_read("", one);
+  expect_read(one + "<a>7</a>", "<a>7</a>" + other);
+  expect_read(one, "");
 }
 
 TEST_F(ChangeReading, EntriesThatTheUserOrders) {

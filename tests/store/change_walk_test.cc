@@ -74,6 +74,41 @@ TEST_F(ChangeWalk, AnEntryThatTheStateDoesNotHaveIsOnePath) {
               UnorderedElementsAre("/stock/item[name=a]", "/stock/item[name=b]"));
 }
 
+// The key is told with the configuration, where it still stands.
+TEST_F(ChangeWalk, AnEntryWhoseStateWentKeepsItsKey) {
+  const ImagePtr config = shop_image(stock(kItems));
+  const ImagePtr before =
+      shop_image(stock("<item><name>a</name><sold>3</sold></item><code>k</code>"));
+  const ImagePtr after = shop_image("");
+  const ChangeForm form{{DataPart::kState, gnmi::JSON_IETF, false},
+                        [&config] { return config.get(); }};
+  std::vector<std::string> told;
+  ChangeSink sink;
+  sink.update = [](gnmi::Path& path, gnmi::TypedValue&) { FAIL() << path.DebugString(); };
+  sink.gone = [&told](gnmi::Path& path) {
+    told.push_back(nexa::translate::format_path_string(path));
+  };
+  for_each_change_of_tree(before.get(), after.get(), form, sink);
+  EXPECT_THAT(told, UnorderedElementsAre("/stock/item[name=a]/sold", "/stock/code"));
+}
+
+TEST_F(ChangeWalk, AKeyThatIsAskedForGoesWithTheConfigurationAlone) {
+  const ImagePtr before = shop_image(stock("<item><name>a</name><sold>3</sold></item>"));
+  const nexa::store::ImageNode& items = *before->children()[0]->inner().children()[0];
+  const nexa::store::ImageNode& key =
+      *items.group().in_order().front()->node->inner().children()[0];
+  ASSERT_STREQ(key.schema()->name, "name");
+  for (const DataPart part : {DataPart::kConfig, DataPart::kState}) {
+    std::size_t gone = 0;
+    ChangeSink sink;
+    sink.gone = [&gone](gnmi::Path&) { ++gone; };
+    gnmi::Path path;
+    nexa::store::ImageChain way;
+    for_each_change({&key, nullptr}, path, way, {{part, gnmi::JSON_IETF, false}, nullptr}, sink);
+    EXPECT_EQ(gone, part == DataPart::kConfig ? 1U : 0U);
+  }
+}
+
 TEST_F(ChangeWalk, ABranchIsOnePathWhereThereIsNoState) {
   EXPECT_THAT(changes(stock(kItems), "", ImagePtr()), UnorderedElementsAre("/stock"));
 }

@@ -170,9 +170,11 @@ TEST_F(LogDamage, VerifyingStopsWhenAsked) {
 }
 
 TEST_F(LogDamage, AForeignDatabaseIsRefused) {
-  run_sql("PRAGMA application_id = 7");
-  EXPECT_EQ(open(), nullptr);
-  EXPECT_EQ(error_, file() + ": not a configuration log; name another data directory");
+  for (const char* const id : {"7", "0", "1"}) {
+    run_sql((std::string("PRAGMA application_id = ") + id).c_str());
+    EXPECT_EQ(open(), nullptr);
+    EXPECT_EQ(error_, file() + ": not a configuration log; name another data directory");
+  }
 }
 
 TEST_F(LogDamage, ANewerFormatIsRefused) {

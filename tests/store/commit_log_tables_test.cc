@@ -74,6 +74,23 @@ class LogTables : public nexa_test::LogFixture {
   }
 };
 
+// That is no damage.
+TEST_F(LogTables, AReadThatIsBrokenOffIsToldAsItIs) {
+  const nexa_test::AtConnections watched([](sqlite3* database) {
+    const auto break_off = [](unsigned, void* connection, void* statement, void*) {
+      const std::string sql = sqlite3_sql(static_cast<sqlite3_stmt*>(statement));
+      if (sql.find("quick_check") == std::string::npos) return 0;
+      sqlite3_progress_handler(
+          static_cast<sqlite3*>(connection), 1, [](void*) { return 1; }, nullptr);
+      return 0;
+    };
+    sqlite3_trace_v2(database, SQLITE_TRACE_STMT, break_off, database);
+    return SQLITE_OK;
+  });
+  EXPECT_EQ(line_of(log_->verify_history(nullptr)),
+            file() + ": interrupted; restore a copy of the directory");
+}
+
 TEST_F(LogTables, TheHeadIsTheLastCommit) {
   put_head(5, hash_of(5));
   expect_found_at_start(kNotLast);

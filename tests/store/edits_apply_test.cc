@@ -152,6 +152,32 @@ TEST_F(EditsApply, DefaultsOfALeafListGiveWay) {
   EXPECT_EQ(read_text(*store_, "/top/def"), "/top/def=[1,2]\n");
 }
 
+TEST_F(EditsApply, DefaultsOfALeafListGiveWayToEachOtherValue) {
+  ASSERT_EQ(commit_text({update("<name>n</name>")}), "");
+  EXPECT_EQ(read_text(*store_, "/top/def"), "/top/def=[1,2]\n");
+  EXPECT_EQ(commit_text({update("<def>3</def>")}), "");
+  EXPECT_EQ(read_text(*store_, "/top/def"), "/top/def=[3]\n");
+  EXPECT_EQ(commit_text({update("<def>1</def>")}), "");
+  EXPECT_EQ(read_text(*store_, "/top/def"), "/top/def=[3,1]\n");
+  EXPECT_EQ(commit_text({drop("/top/def[.=3]"), drop("/top/def[.=1]")}), "");
+  EXPECT_EQ(read_text(*store_, "/top/def"), "/top/def=[1,2]\n");
+}
+
+TEST_F(EditsApply, AnEmptyContainerOfAFirstDocumentIsNoConfiguration) {
+  std::string tags;
+  for (int i = 100; i < 200; ++i) tags += "<tag>" + std::to_string(i) + "</tag>";
+  EXPECT_EQ(commit({update("<limits/>")}).number, 0U);
+  EXPECT_EQ(commit({update("")}).number, 0U);
+  EXPECT_EQ(xml(), "<config/>");
+  EXPECT_EQ(commit({update("<limits/>" + tags)}).number, 1U);
+  EXPECT_EQ(xml(), config_xml(tags));
+  open();
+  EXPECT_EQ(xml(), config_xml(tags));
+  EXPECT_EQ(commit({drop("/top/tag")}).number, 2U);
+  EXPECT_EQ(xml(), "<config/>");
+  EXPECT_EQ(read_text(*store_, "/top/limits"), "/top/limits={\"s:high\":9}\n");
+}
+
 TEST_F(EditsApply, ARefusedTransactionLeavesNothing) {
   EXPECT_EQ(commit_text({update("<name>n</name><rule><id>1</id></rule>")}), "");
   const std::string before = xml();

@@ -48,5 +48,21 @@ TEST(SchemaTexts, OfANewSchemaAreMadeOnceForAllThreadsThatAsk) {
   }
 }
 
+// Whoever keeps what belongs to a schema asks by its number whether that is still the one.
+TEST(SchemaTexts, AreKeptWhileTheSchemaIsTheSame) {
+  const std::string module = "module s { namespace \"urn:s\"; prefix s; leaf l { type string; } }";
+  ASSERT_EQ(nexa_test::load_module("s", module), "");
+  const std::size_t nodes = number_schema();
+  EXPECT_GT(nodes, 0U);
+  const std::uint64_t generation = schema_generation();
+  const SchemaTexts* const texts = &SchemaTexts::current();
+  EXPECT_EQ(number_schema(), nodes);
+  EXPECT_EQ(schema_generation(), generation);
+  EXPECT_EQ(&SchemaTexts::current(), texts);
+  ASSERT_EQ(nexa_test::load_module("s", module), "");
+  EXPECT_EQ(number_schema(), nodes);
+  EXPECT_NE(schema_generation(), generation);
+}
+
 }  // namespace schema_texts_test
 }  // namespace nexa::store

@@ -61,6 +61,32 @@ TEST_F(StoreConditions, ADefaultOfAnEmptyConfigurationComesBackWhenTheLastNodeGo
   expect_json(alone);
 }
 
+// Of a leaf that stands a condition may take the old value out, but not the one that is given.
+TEST_F(StoreConditions, AValueGivenWhereTheConditionGoesIsRefused) {
+  start(R"yang(container top { leaf on { type string; }
+    leaf x { when "../s:on"; type string; default "d"; }
+    leaf a { type string; } leaf b { type string; } leaf c { type string; } })yang");
+  const std::string rest = "<a>1</a><b>1</b><c>1</c>";
+  for (const bool is_given : {false, true}) {
+    ASSERT_EQ(text(top(is_given ? "<on>1</on><x>old</x>" : "<on>1</on>")), "");
+    EXPECT_EQ(commit({drop("/s:top/on"), top("<x>new</x>" + rest)}).error_message(),
+              "/s:top/x: when \"../s:on\"");
+  }
+  EXPECT_EQ(commit({drop("/s:top/on"), top(rest)}).error_message(), "");
+  expect_json(R"({"s:top":{"a":"1","b":"1","c":"1"}})");
+}
+
+// Without presence it says nothing (RFC 7950, section 7.5.1), so nothing is refused.
+TEST_F(StoreConditions, AnEmptyContainerMayBeGivenWhereItsConditionIsFalse) {
+  start(R"yang(container top { leaf on { type string; } leaf-list a { type uint8; }
+    container n { when "../s:on"; leaf v { type string; } } })yang");
+  EXPECT_EQ(text(top("<n/><a>1</a><a>2</a><a>3</a>")), "");
+  EXPECT_EQ(text(top("<n/><a>4</a>")), "");
+  EXPECT_EQ(text(top("<n/>")), "");
+  expect_json(R"({"s:top":{"a":[1,2,3,4]}})");
+  EXPECT_EQ(text(top("<n><v/></n>")), "/s:top/n: when \"../s:on\"");
+}
+
 // Nothing is configured; libyang divides by zero as soon as it makes the default.
 TEST_F(StoreConditions, AStartOutlivesTheConditionOfADefault) {
   start(R"yang(container top { leaf n { type uint8; }

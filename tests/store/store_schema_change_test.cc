@@ -88,6 +88,31 @@ TEST_F(SchemaChange, ACommitFromBeforeMayNotFit) {
   EXPECT_EQ(xml(), config_xml("<name>n</name>"));
 }
 
+// The commit's leaf stands now under a condition that the commit does not fulfil.
+TEST_F(SchemaChange, ARollbackLosesWhatANewConditionTakesOut) {
+  ASSERT_EQ(commit({update("<name>n</name><tag>t</tag>")}).number, 1U);
+  ASSERT_EQ(commit({update("<speed>7</speed>")}).number, 2U);
+  reopen_under(replaced(newer(), "leaf name { type string; }",
+                        "leaf name { type string; when \"../speed = 7\"; }"));
+  ASSERT_NE(store_, nullptr) << error_;
+  ASSERT_EQ(store_->health().violation, "");
+  const CommitResult result = store_->rollback(1, "a", nullptr);
+  EXPECT_EQ(result.status.error_message(), "");
+  EXPECT_EQ(xml(), config_xml("<tag>t</tag>"));
+}
+
+// A value that does not stand now is not taken out: the rollback would not bring what it is to.
+TEST_F(SchemaChange, ARollbackToAValueThatANewConditionForbidsIsRefused) {
+  ASSERT_EQ(commit({update("<name>n</name><tag>t</tag>")}).number, 1U);
+  ASSERT_EQ(commit({update("<name>m</name><speed>7</speed>")}).number, 2U);
+  reopen_under(replaced(newer(), "leaf name { type string; }",
+                        "leaf name { type string; when \"../speed = 7\"; }"));
+  ASSERT_NE(store_, nullptr) << error_;
+  const CommitResult result = store_->rollback(1, "a", nullptr);
+  EXPECT_EQ(result.status.error_message(), "/s:top/name: when \"../speed = 7\"");
+  EXPECT_EQ(xml(), config_xml("<name>m</name><speed>7</speed><tag>t</tag>"));
+}
+
 TEST_F(SchemaChange, AModuleThatDemandsDataWaitsForIt) {
   reopen_under(replaced(newer(), "container top {",
                         "leaf needed { type string; mandatory true; } container top {"));

@@ -23,6 +23,8 @@ constexpr char kUnions[] = R"yang(module s {
     leaf value { type union { type int32; type string; } }
     leaf-list many { type union { type int32; type string; } }
     leaf flag { type union { type boolean; type string; } }
+    leaf number { type union { type decimal64 { fraction-digits 2; } type int32; } }
+    leaf five { type string; must "string-length(../number) = 1"; }
     leaf bare { type union { type empty; type string; } }
     leaf peer { type leafref { path "../entry/id"; } }
     list entry {
@@ -165,6 +167,18 @@ TEST_F(StoreUnion, EachEntryIsMarkedByItself) {
   EXPECT_EQ(xml(), config_xml(many));
 }
 
+// More of them than marks are remembered.
+TEST_F(StoreUnion, EachOfAThousandEntriesIsMarkedByItself) {
+  std::string many;
+  for (int i = 0; i < 500; ++i) {
+    const std::string number = std::to_string(i);
+    many += typed("many", "string", number);
+    many += "<many>x" + number + "</many>";
+  }
+  ASSERT_EQ(commit_text({update(many)}), "");
+  EXPECT_EQ(xml(), config_xml(many));
+}
+
 TEST_F(StoreUnion, ABooleanAndANumberAreTwoTypes) {
   EXPECT_EQ(commit_text({update(typed("flag", "boolean", "true"))}), "");
   EXPECT_EQ(read("/s:top/flag"), "/s:top/flag=true\n");
@@ -176,6 +190,46 @@ TEST_F(StoreUnion, ABooleanAndANumberAreTwoTypes) {
   EXPECT_EQ(xml(), config_xml(typed("flag", "string", "false")));
   EXPECT_EQ(commit_text({update(typed("flag", "boolean", "false"))}), "");
   EXPECT_EQ(read("/s:top/flag"), "/s:top/flag=false\n");
+}
+
+// A decimal64 is a string in JSON (RFC 7951, section 6.1), so both members are told apart.
+TEST_F(StoreUnion, ANumberIsNotTheDecimalThatItsTextWouldBe) {
+  for (const auto& [type, value] : {std::pair("number", "5"), std::pair("string", "\"5.0\"")}) {
+    ASSERT_EQ(commit_text({update(typed("number", type, "5"))}), "");
+    EXPECT_EQ(read("/s:top/number"), "/s:top/number=" + std::string(value) + "\n");
+    open();
+    EXPECT_EQ(
+        commit_text({update("<five/>")}),
+        type == std::string("number") ? "" : "/s:top/five: must \"string-length(../number) = 1\"");
+    EXPECT_EQ(commit_text({drop("/s:top/five")}), "");
+    EXPECT_EQ(read("/s:top/number"), "/s:top/number=" + std::string(value) + "\n");
+  }
+}
+
+// Also where a hash table finds them.
+TEST_F(StoreUnion, AnEntryIsGivenOnceWhateverItsType) {
+  const auto entry = [](const std::string& id) { return "<entry>" + id + "</entry>"; };
+  for (const int others : {0, 30}) {
+    std::string entries;
+    std::string values;
+    for (int i = 10; i < 10 + others; ++i) {
+      entries += entry("<id>" + std::to_string(i) + "</id>");
+      values += "<many>" + std::to_string(i) + "</many>";
+    }
+    for (const std::string& one : {typed("id", "string", "7"), std::string("<id>07</id>")}) {
+      for (const std::string& other : {typed("id", "string", "7"), std::string("<id>7</id>")}) {
+        EXPECT_EQ(commit_text({update(entries + entry(one) + entry(other))}),
+                  "/s:top/entry[id='7']: duplicate \"entry\"");
+      }
+    }
+    for (const std::string& one : {typed("many", "string", "7"), std::string("<many>07</many>")}) {
+      for (const std::string& other :
+           {typed("many", "string", "7"), std::string("<many>7</many>")}) {
+        EXPECT_EQ(commit_text({update(values + one + other)}),
+                  "/s:top/many[.='7']: duplicate \"many\"");
+      }
+    }
+  }
 }
 
 TEST_F(StoreUnion, TheEmptyValueIsANull) {

@@ -156,6 +156,19 @@ TEST_F(SnapshotTest, ChangesOfOtherModelsAreNotTold) {
   EXPECT_THAT(changes(asked, stock(""), stock(blue)), IsEmpty());
 }
 
+TEST_F(SnapshotTest, ChangesBelowANodeAreThoseOfTheModelsThatAreAskedFor) {
+  const std::string season = "<season xmlns=\"urn:shop-more\">s</season>";
+  const std::string item = "<item><name>a</name><weight xmlns=\"urn:shop-more\">1</weight></item>";
+  Query asked = query("/shop:stock");
+  asked.models = models("shop");
+  EXPECT_THAT(changes(asked, stock("<owner>x</owner>" + season + item), stock("<owner>y</owner>")),
+              UnorderedElementsAre("/shop:stock/owner", "-/shop:stock/item[name=a]"));
+  EXPECT_THAT(changes(asked, stock(item + season), stock("<item><name>a</name></item>")),
+              IsEmpty());
+  EXPECT_THAT(changes(asked, stock("<item><name>a</name></item>"), stock(item + season)),
+              IsEmpty());
+}
+
 // The order of a leaf-list is what its readers see of it; that of entries is not.
 TEST_F(SnapshotTest, AnOtherOrderIsAChangeOfALeafListOnly) {
   const std::string parts =

@@ -169,6 +169,17 @@ TEST_F(ValidationRules, DefaultsComeBack) {
   EXPECT_TRUE(has("/m:c/n/z"));
 }
 
+// libyang takes the defaults out beside a given value, so what stays is its to say.
+TEST_F(ValidationRules, DefaultsBesideAGivenValueAreLeftToTheWholeTree) {
+  start("container c { leaf x { type string; } leaf-list s { type uint8; default 1; default 2; } }",
+        "<x>1</x>");
+  EXPECT_TRUE(has("/m:c/s[.='1']"));
+  is_whole_ = true;
+  EXPECT_EQ(merge("<s>3</s>"), "valid");
+  EXPECT_TRUE(has("/m:c/s[.='3']"));
+  EXPECT_FALSE(has("/m:c/s[.='1']"));
+}
+
 TEST_F(ValidationRules, ATreeWithoutDataIsValid) {
   start(R"y(leaf top { type string; mandatory true; } container c { leaf a { type string; } })y",
         "");

@@ -123,25 +123,23 @@ class AsciiWriter {
 }  // namespace
 
 bool append_ascii_value(const NodePair& node, const JsonForm& form, std::string& text) {
-  const NodePair asked = wanted(node, form.part);
-  if (asked.any() == nullptr) return false;
-  const SchemaText& schema = SchemaTexts::current().of(asked.any()->schema());
-  if (!may_hold_wanted(form, schema, asked.any()->schema())) return false;
+  const SchemaText& schema = SchemaTexts::current().of(node.any()->schema());
+  if (!may_hold_wanted(form, schema, node.any()->schema())) return false;
   const std::size_t begin = text.size();
   AsciiWriter writer(form, text);
-  if (asked.any()->kind() == ImageKind::kInner) {
-    const bool has_any = writer.level(PairLevel::below(asked), true);
+  if (node.any()->kind() == ImageKind::kInner) {
+    const bool has_any = writer.level(PairLevel::below(node), true);
     return has_any || (!schema.is_plain_container && is_in_part(form.part, schema));
   }
-  if (asked.any()->kind() != ImageKind::kGroup) return writer.value(asked, schema);
-  each_entry(asked, [&](const NodePair& entry) {
+  if (node.any()->kind() != ImageKind::kGroup) return writer.value(node, schema);
+  each_entry(node, [&](const NodePair& entry) {
     if (writer.value(entry, schema)) text += '\n';
   });
   return text.size() > begin;
 }
 
 bool append_ascii_tree(const PairLevel& top, const JsonForm& form, std::string& text) {
-  return AsciiWriter(form, text).level(wanted(top, form.part), true);
+  return AsciiWriter(form, text).level(top, true);
 }
 
 }  // namespace nexa::store

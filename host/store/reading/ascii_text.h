@@ -20,8 +20,8 @@
 namespace nexa::store {
 
 // Appends the lines below a container or a list entry, or the value of a leaf alone; the entries of
-// a whole leaf-list are lines of values. False when nothing of the wanted part is there; `text` is
-// unchanged then.
+// a whole leaf-list are lines of values. `node` is what the form wants of it (wanted.h), and not
+// nothing. False when nothing of the wanted part is there; `text` is unchanged then.
 bool append_ascii_value(const NodePair& node, const JsonForm& form, std::string& text);
 
 // The lines of all top-level nodes of the two trees.

@@ -32,26 +32,25 @@ ImageSlot mirrored_state(const model::MirroredContainer& pair, const ImageInner&
   const ImageNode* const configured = config.find(pair.config);
   if (configured == nullptr || configured->inner().children().empty()) return nullptr;
   const ImageNode* const given = state == nullptr ? nullptr : state->find(pair.state);
-  const std::span<const ImageSlot> provided =
-      given == nullptr ? std::span<const ImageSlot>() : given->inner().children();
+  std::span<const ImageSlot> provided;
+  if (given != nullptr) provided = given->inner().children();
   std::vector<ImageSlot> children;
   children.reserve(provided.size() + pair.leaves.size());
-  std::size_t next = 0;
   bool shows_any = false;
   for (const model::MirroredLeaf& leaf : pair.leaves) {
     const std::uint32_t number = schema_number(leaf.state);
-    while (next < provided.size() && schema_number(provided[next]->schema()) < number) {
-      children.push_back(provided[next++]);
+    while (!provided.empty() && schema_number(provided.front()->schema()) < number) {
+      children.push_back(provided.front());
+      provided = provided.subspan(1);
     }
-    if (next < provided.size() && provided[next]->schema() == leaf.state) continue;
+    if (!provided.empty() && provided.front()->schema() == leaf.state) continue;
     const ImageNode* const shown = configured->inner().find(leaf.config);
     if (shown == nullptr) continue;
     children.push_back(node_as(leaf.state, *shown));
     shows_any = true;
   }
   if (!shows_any) return nullptr;
-  children.insert(children.end(), provided.begin() + static_cast<std::ptrdiff_t>(next),
-                  provided.end());
+  children.insert(children.end(), provided.begin(), provided.end());
   return ImageInner::make(pair.state, false, std::move(children));
 }
 
