@@ -252,8 +252,7 @@ bool Reader::begin_inner(Element element) {
   const lysc_node* const schema = element.schema;
   if (open_.empty() && schema->nodetype != LYS_CONTAINER) return false;
   if (!open_.empty() && open_.back().node == nullptr) return false;  // a key is missing
-  if (schema->nodetype == LYS_LIST) {
-    if (lysc_is_dup_inst_list(schema)) return false;
+  if (schema->nodetype == LYS_LIST) {  // with keys, as all that is configuration
     open_.push_back(std::move(element));
     return true;
   }

@@ -31,6 +31,7 @@ constexpr char kUnions[] = R"yang(module s {
       key "id";
       leaf id { type union { type int32; type string; } }
       leaf note { type string; }
+      leaf value { type union { type int32; type string; } }
     }
     container deep {
       leaf value { type union { type int32; type string; } }
@@ -165,6 +166,17 @@ TEST_F(StoreUnion, EachEntryIsMarkedByItself) {
   EXPECT_EQ(xml(), config_xml(many));
   open();
   EXPECT_EQ(xml(), config_xml(many));
+}
+
+TEST_F(StoreUnion, TheSameLeafOfNeighboursIsMarkedByItsType) {
+  std::string entries;
+  for (const char* const type : {"number", "string", "number", "string"}) {
+    entries += "<entry><id>" + std::to_string(entries.size()) + "</id>";
+    entries += type == std::string("string") ? typed("value", type, "7") : "<value>7</value>";
+    entries += "</entry>";
+  }
+  ASSERT_EQ(commit_text({update(entries)}), "");
+  EXPECT_EQ(xml(), config_xml(entries));
 }
 
 // More of them than marks are remembered.

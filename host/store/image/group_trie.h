@@ -82,8 +82,9 @@ class GroupTrie {
 void trie_put(const GroupTrie*& root, GroupEntry&& entry, std::uint64_t& replaced);
 // Takes out the entry of the same key, which is there; `root` is null when it was the last one.
 void trie_remove(const GroupTrie*& root, const GroupEntry& like);
-// The entry of a key, to be changed in place: all on the way to it is the caller's own afterwards.
-GroupEntry* trie_own_entry(const GroupTrie*& root, std::string_view key);
+// The entry of a key, which is there, to be changed in place: all on the way to it is the caller's
+// own afterwards.
+GroupEntry& trie_own_entry(const GroupTrie*& root, std::string_view key);
 // Where the trie has the entry.
 OrderIndex::Place trie_place(const GroupEntry& entry);
 

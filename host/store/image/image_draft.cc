@@ -91,8 +91,7 @@ void ImageDraft::set_default(ImageSlot& node, bool is_default) {
 
 ImageSlot* ImageDraft::entry(ImageSlot& group, std::string_view key) {
   if (group->group().find(key) == nullptr) return nullptr;
-  GroupEntry* const found = trie_own_entry(own_group(group).root_, key);
-  return found != nullptr ? &found->node : nullptr;
+  return &trie_own_entry(own_group(group).root_, key).node;
 }
 
 void ImageDraft::put_entry(ImageSlot& group, ImageSlot node, std::uint64_t order) {

@@ -248,23 +248,15 @@ void trie_remove(const GroupTrie*& root, const GroupEntry& like) {
   TrieEdit::remove(root, 0, like, hash_of(like));
 }
 
-GroupEntry* trie_own_entry(const GroupTrie*& root, std::string_view key) {
+GroupEntry& trie_own_entry(const GroupTrie*& root, std::string_view key) {
   const std::uint64_t hash = hash_of(key);
-  const GroupTrie** slot = &root;
-  for (unsigned shift = 0; *slot != nullptr; shift += kBits) {
-    GroupTrie* const trie = TrieEdit::own(*slot);
-    if (trie->is_branch()) {
-      const unsigned bit = GroupTrie::bit_of(hash, shift);
-      if (trie->child(bit) == nullptr) return nullptr;
-      slot = &trie->child_slot(bit);
-      continue;
-    }
-    for (std::size_t i = 0; i < trie->entries().size(); ++i) {
-      if (has_key(*trie->entry(i).node, key)) return &trie->entry(i);
-    }
-    return nullptr;
+  GroupTrie* trie = TrieEdit::own(root);
+  for (unsigned shift = 0; trie->is_branch(); shift += kBits) {
+    trie = TrieEdit::own(trie->child_slot(GroupTrie::bit_of(hash, shift)));
   }
-  return nullptr;
+  std::size_t at = 0;
+  while (!has_key(*trie->entry(at).node, key)) ++at;
+  return trie->entry(at);
 }
 
 OrderIndex::Place trie_place(const GroupEntry& entry) { return {entry.order, hash_of(entry)}; }

@@ -15,7 +15,6 @@ namespace {
 
 // Whether a follower has got anything of the node; `levels` of it are shown (Query::depth).
 bool has_leaf(const ImageNode& node, std::uint32_t levels) {
-  if (node.kind() == ImageKind::kGroup) return node.group().size() > 0;
   if (node.kind() != ImageKind::kInner) return true;
   if (lysc_is_key(node.schema()) || node.schema()->nodetype == LYS_LIST) return true;
   const auto children = node.inner().children();
