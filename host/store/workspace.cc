@@ -1,5 +1,5 @@
-// libyang takes what is linked for explicit, and the containers above with it, so each function
-// that links or unlinks sets the flags of the containers on the way to what the image says.
+// libyang takes what is linked for explicit, and the containers above with it, so each container is
+// given the flag that the image says when all below it is done.
 #include "store/workspace.h"
 
 #include <algorithm>
@@ -69,7 +69,7 @@ class Step {
 
   void create(const ImageNode& node, lyd_node* parent) {
     TreeChange change;
-    change.node = keeping_flags(parent, [&] { return link_image(top_, parent, node, false); });
+    change.node = link_image(top_, parent, node, false);
     change.parent = parent;
     changes_.push_back(std::move(change));
   }
@@ -81,10 +81,7 @@ class Step {
     change.parent = parent;
     if (lysc_is_userordered(node->schema)) change.old_next = next_writable_instance(node);
     if (node == top_) top_ = node->next;
-    keeping_flags(parent, [node] {
-      lyd_unlink_tree(node);
-      return node;
-    });
+    lyd_unlink_tree(node);
     change.subtree.reset(node);
     changes_.push_back(std::move(change));
   }
@@ -112,11 +109,8 @@ class Step {
     change.parent = lyd_parent(leaf);
     change.old_flags = leaf->flags;
     change.old_value = before.text();
-    keeping_flags(change.parent, [&] {
-      const LY_ERR done = change_canonical_term(leaf, after.text().data());
-      if (done != LY_SUCCESS && done != LY_EEXIST && done != LY_ENOT) throw std::bad_alloc();
-      return leaf;
-    });
+    const LY_ERR done = change_canonical_term(leaf, after.text().data());
+    if (done != LY_SUCCESS && done != LY_EEXIST && done != LY_ENOT) throw std::bad_alloc();
     set_default_flag(leaf, after.is_default());
     changes_.push_back(std::move(change));
   }
@@ -176,26 +170,11 @@ class Step {
     change.node = node;
     change.parent = lyd_parent(node);
     change.old_next = next_writable_instance(node);
-    keeping_flags(change.parent, [&] {
-      if (node == top_) top_ = node->next;
-      make_room(change.parent);
-      if (insert(beside, node) != LY_SUCCESS) throw std::bad_alloc();
-      if (change.parent == nullptr) top_ = lyd_first_sibling(top_);
-      return node;
-    });
+    if (node == top_) top_ = node->next;
+    make_room(change.parent);
+    if (insert(beside, node) != LY_SUCCESS) throw std::bad_alloc();
+    if (change.parent == nullptr) top_ = lyd_first_sibling(top_);
     changes_.push_back(std::move(change));
-  }
-
-  template <typename Work>
-  static lyd_node* keeping_flags(lyd_node* parent, const Work& work) {
-    std::vector<lyd_node*> defaults;
-    for (lyd_node* above = parent; above != nullptr && (above->flags & LYD_DEFAULT) != 0;
-         above = lyd_parent(above)) {
-      defaults.push_back(above);
-    }
-    lyd_node* const made = work();
-    for (lyd_node* const above : defaults) above->flags |= LYD_DEFAULT;
-    return made;
   }
 
   lyd_node*& top_;

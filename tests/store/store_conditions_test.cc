@@ -76,6 +76,22 @@ TEST_F(StoreConditions, AValueGivenWhereTheConditionGoesIsRefused) {
   expect_json(R"({"s:top":{"a":"1","b":"1","c":"1"}})");
 }
 
+TEST_F(StoreConditions, EntriesGoWithTheirCondition) {
+  start(R"yang(container top { leaf on { type string; }
+    list l { when "../s:on"; key "k"; leaf k { type string; } leaf v { type string; } }
+    leaf-list m { when "../s:on != 'few'"; type string; }
+    container box { list n { when "../../s:on"; key "k"; leaf k { type string; } } }
+    leaf-list a { type uint8; } })yang");
+  const std::string rest = "<a>1</a><a>2</a><a>3</a><a>4</a><box><n><k>1</k></n></box>";
+  ASSERT_EQ(text(top("<on>1</on><l><k>1</k></l><l><k>2</k><v/></l><m>x</m><m>y</m>" + rest)), "");
+  restart();
+  EXPECT_EQ(text(top("<on>few</on>")), "");
+  expect_json(
+      R"({"s:top":{"on":"few","l":[{"k":"1"},{"k":"2","v":""}],"box":{"n":[{"k":"1"}]},"a":[1,2,3,4]}})");
+  EXPECT_EQ(text(drop("/s:top/on")), "");
+  expect_json(R"({"s:top":{"a":[1,2,3,4]}})");
+}
+
 // Without presence it says nothing (RFC 7950, section 7.5.1), so nothing is refused.
 TEST_F(StoreConditions, AnEmptyContainerMayBeGivenWhereItsConditionIsFalse) {
   start(R"yang(container top { leaf on { type string; } leaf-list a { type uint8; }

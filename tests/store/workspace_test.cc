@@ -18,6 +18,7 @@ constexpr std::uint32_t kModules = 40;
 constexpr int kChanges = 30;
 
 constexpr char kModule[] = R"y(module m { yang-version 1.1; namespace "urn:m"; prefix m;
+  leaf-list t { ordered-by user; type string; }
   container c {
     leaf a { type int32; default 5; }
     container n { leaf z { type string; default "z"; } leaf y { type string; } }
@@ -26,7 +27,6 @@ constexpr char kModule[] = R"y(module m { yang-version 1.1; namespace "urn:m"; p
     list s { key "k"; leaf k { type string; } leaf v { type string; } }
     anydata any;
     container p { presence "p"; leaf q { type string; } } }
-  leaf-list t { ordered-by user; type string; }
   leaf b { type string; } })y";
 
 const PlaceMatters kNever = [](const lysc_node*) { return false; };
@@ -148,6 +148,31 @@ TEST_F(Workspace, APlaceThatMattersIsNoted) {
   EXPECT_EQ(steps(before, after), "");
   EXPECT_EQ(steps(before, after, kAlways), " >s >s >s");
   EXPECT_EQ(steps(before, before, kAlways), "");
+}
+
+// One tree for all of them: its tables of children have seen many nodes come and go.
+TEST_F(Workspace, ATreeFollowsManyChanges) {
+  RandomSource random(5);
+  std::vector<std::string> order;
+  for (int i = 0; i < 12; ++i) order.push_back(std::to_string(i));
+  ImagePtr image = image_of_tree(with_defaults(nullptr).get());
+  lyd_node* top = tree_of_image(*image, false).release();
+  for (int i = 0; i < 200; ++i) {
+    std::string xml;
+    std::rotate(order.begin(), order.begin() + static_cast<std::ptrdiff_t>(random.below(12)),
+                order.end());
+    std::swap(random.pick(order), random.pick(order));
+    for (std::size_t at = random.below(4); at < order.size(); ++at) {
+      xml += "<w>" + order[at] + "</w>" + u(order[at]) + (random.chance(50) ? s(order[at]) : "");
+    }
+    const TreePtr wanted = with_defaults(parse(c(xml) + t("a") + t(order[1])));
+    const ImagePtr next = judged_image(wanted.get(), *image, kNever);
+    TreeChanges changes;
+    bring_in_step(*image, *next, top, changes, kNever);
+    ASSERT_TRUE(nexa_test::same_content(top, wanted.get(), true)) << print(top);
+    image = next;
+  }
+  lyd_free_all(top);
 }
 
 TEST(WorkspaceAtRandom, ATreeIsWhatTheImageSays) {
