@@ -187,7 +187,7 @@ ImageSlot* slot_of(const lyd_node* node, ImageSlot& root) {
   if (node == nullptr) return &root;
   ImageSlot* const parent = slot_of(lyd_parent(node), root);
   ImageSlot* slot = parent != nullptr ? ImageDraft::child(*parent, node->schema) : nullptr;
-  if (slot != nullptr && node->schema->nodetype == LYS_LIST) {
+  if (slot != nullptr && (node->schema->nodetype & (LYS_LIST | LYS_LEAFLIST)) != 0) {
     slot = ImageDraft::entry(*slot, tree_key(node));
   }
   return slot;

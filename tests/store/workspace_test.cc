@@ -67,17 +67,41 @@ std::string told(const TreeChanges& changes) {
   return text;
 }
 
+bool has_empty_group(const ImageInner& image) {
+  return std::any_of(image.children().begin(), image.children().end(), [](const auto& child) {
+    if (child->kind() == ImageKind::kInner) return has_empty_group(child->inner());
+    if (child->kind() != ImageKind::kGroup) return false;
+    if (child->group().size() == 0) return true;
+    bool found = false;
+    child->group().each([&found](const GroupEntry& entry) {
+      found |= entry.node->kind() == ImageKind::kInner && has_empty_group(entry.node->inner());
+    });
+    return found;
+  });
+}
+
 // Brings the tree of one in step with the other and back; tells what was done.
 std::string in_step(const lyd_node* before, const lyd_node* after, const PlaceMatters& places) {
   const ImagePtr old = image_of_tree(before);
   const ImagePtr now = judged_image(after, *old, places);
   EXPECT_EQ(first_difference(*now, *image_of_tree(after), Compared::kAll), std::nullopt);
+  if (places(nullptr)) EXPECT_EQ(print(tree_of_image(*now, false).get()), print(after));
+  const ImagePtr again = judged_image(after, *now, places);
+  EXPECT_TRUE(std::equal(again->children().begin(), again->children().end(),
+                         now->children().begin(), now->children().end(),
+                         [](const auto& one, const auto& two) { return one.get() == two.get(); }));
   lyd_node* top = tree_of_image(*old, false).release();
   TreeChanges changes;
   bring_in_step(*old, *now, top, changes, places);
   EXPECT_TRUE(top == nullptr || top->prev->next == nullptr);
   EXPECT_TRUE(nexa_test::same_content(top, after, true)) << print(top) << "\n" << print(after);
   std::string text = told(changes);
+  if (text.find('>') == std::string::npos) {
+    ImagePtr taken = old;
+    take_over(changes, 0, taken);
+    EXPECT_EQ(first_difference(*taken, *now, Compared::kAll), std::nullopt);
+    EXPECT_FALSE(has_empty_group(*taken));
+  }
   EXPECT_TRUE(undo_changes(top, changes));
   EXPECT_TRUE(nexa_test::same_content(top, before, true)) << print(top) << "\n" << print(before);
   lyd_free_all(top);
@@ -173,6 +197,29 @@ TEST_F(Workspace, ATreeFollowsManyChanges) {
     image = next;
   }
   lyd_free_all(top);
+}
+
+// Readers and followers compare what is shared in no time.
+TEST_F(Workspace, AJudgedImageSharesWhatIsTheSame) {
+  const ImagePtr like = image_of_tree(
+      with_defaults(parse(c("<a>7</a>" + u("1") + u("2") + s("1") + s("2") + "<p/>"))).get());
+  const TreePtr tree =
+      with_defaults(parse(c("<a>8</a>" + u("2") + u("3") + s("1") + s("2") + "<p/>")));
+  const ImagePtr made = judged_image(tree.get(), *like, kNever);
+  const auto of = [](const ImagePtr& image, const char* name) -> const ImageNode* {
+    for (const ImageSlot& child : image->children().front()->inner().children()) {
+      if (std::string_view(child->schema()->name) == name) return child.get();
+    }
+    return nullptr;
+  };
+  for (const char* const same : {"n", "s", "p"}) EXPECT_EQ(of(made, same), of(like, same)) << same;
+  for (const char* const other : {"a", "u"}) EXPECT_NE(of(made, other), of(like, other)) << other;
+  const GroupEntry* const before = of(like, "u")->group().in_order().back();
+  const std::vector<const GroupEntry*> after = of(made, "u")->group().in_order();
+  ASSERT_EQ(after.size(), 2U);
+  EXPECT_EQ(after.front()->order, before->order);
+  EXPECT_EQ(after.front()->node.get(), before->node.get());
+  EXPECT_EQ(after.back()->order, before->order + 1);
 }
 
 TEST(WorkspaceAtRandom, ATreeIsWhatTheImageSays) {
