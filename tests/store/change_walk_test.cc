@@ -65,6 +65,12 @@ TEST_F(ChangeWalk, ABranchThatLivesOnInTheStateLosesItsLeaves) {
   EXPECT_THAT(changes(stock(kItems), "", state),
               UnorderedElementsAre("/stock/item[name=a]/name", "/stock/item[name=a]/price",
                                    "/stock/item[name=b]"));
+  const std::string both =
+      "<item><name>a</name><sold>3</sold></item><item><name>b</name><sold>4</sold></item>";
+  EXPECT_THAT(changes(stock(kItems), "", stock(both)),
+              UnorderedElementsAre("/stock/item[name=a]/name", "/stock/item[name=a]/price",
+                                   "/stock/item[name=b]/name", "/stock/item[name=b]/price",
+                                   "/stock/item[name=b]/size"));
 }
 
 TEST_F(ChangeWalk, AnEntryThatTheStateDoesNotHaveIsOnePath) {
@@ -100,12 +106,16 @@ TEST_F(ChangeWalk, AKeyThatIsAskedForGoesWithTheConfigurationAlone) {
   ASSERT_STREQ(key.schema()->name, "name");
   for (const DataPart part : {DataPart::kConfig, DataPart::kState}) {
     std::size_t gone = 0;
+    std::size_t came = 0;
     ChangeSink sink;
     sink.gone = [&gone](gnmi::Path&) { ++gone; };
+    sink.update = [&came](gnmi::Path&, gnmi::TypedValue&) { ++came; };
     gnmi::Path path;
     nexa::store::ImageChain way;
     for_each_change({&key, nullptr}, path, way, {{part, gnmi::JSON_IETF, false}, nullptr}, sink);
+    for_each_change({nullptr, &key}, path, way, {{part, gnmi::JSON_IETF, false}, nullptr}, sink);
     EXPECT_EQ(gone, part == DataPart::kConfig ? 1U : 0U);
+    EXPECT_EQ(came, part == DataPart::kConfig ? 1U : 0U);
   }
 }
 

@@ -96,6 +96,18 @@ TEST_F(LogDoubt, ACommitThatTheTablesRefuseIsAFailureOfItsOwn) {
   EXPECT_EQ(log_->pending(), waits.pending);
 }
 
+TEST_F(LogDoubt, ALogThatCanBeWrittenIsNotOpenedAgain) {
+  int connections = 0;
+  const AtConnections counted([&connections](sqlite3*) {
+    ++connections;
+    return SQLITE_OK;
+  });
+  ASSERT_TRUE(append().ok());
+  ASSERT_TRUE(append().ok());
+  EXPECT_TRUE(log_->settle().ok());
+  EXPECT_EQ(connections, 0);
+}
+
 TEST_F(LogDoubt, OnlyTheNextNumberIsAppended) {
   for (const std::uint64_t number : {0U, 1U, 3U}) {
     const LogResult refused = log_->append(entry_of(number));

@@ -52,6 +52,42 @@ class LogUpkeep : public nexa_test::LogFixture {
   FailingDisk& disk_ = FailingDisk::fresh();
 };
 
+// One file can be copied away.
+TEST_F(LogUpkeep, ALogThatWasClosedInOrderHasNoJournal) {
+  ASSERT_NO_FATAL_FAILURE(append_up_to(2));
+  EXPECT_TRUE(std::filesystem::exists(file() + "-wal"));
+  log_.reset();
+  EXPECT_FALSE(std::filesystem::exists(file() + "-wal"));
+  EXPECT_FALSE(std::filesystem::exists(file() + "-shm"));
+}
+
+TEST_F(LogUpkeep, WhoOnlyReadsMakesNoFile) {
+  ASSERT_NO_FATAL_FAILURE(append_up_to(2));
+  log_.reset();
+  const std::string witness = witness_file(options_.directory);
+  ASSERT_TRUE(std::filesystem::remove(witness));
+  options_.read_only = true;
+  ASSERT_TRUE(open()) << error_;
+  EXPECT_FALSE(std::filesystem::exists(witness));
+  log_.reset();
+  options_.read_only = false;
+  ASSERT_TRUE(open()) << error_;
+  EXPECT_TRUE(std::filesystem::exists(witness));
+}
+
+// Nothing was lost.
+TEST_F(LogUpkeep, AMissingLogWithoutCommitsIsMadeAnew) {
+  log_.reset();
+  ASSERT_TRUE(std::filesystem::exists(witness_file(options_.directory)));
+  ASSERT_TRUE(std::filesystem::remove(file()));
+  ASSERT_TRUE(open()) << error_;
+  ASSERT_NO_FATAL_FAILURE(append_up_to(1));
+  log_.reset();
+  ASSERT_TRUE(std::filesystem::remove(file()));
+  EXPECT_FALSE(open());
+  EXPECT_EQ(error_.find(file() + ": missing, commit 1 was in it"), 0U) << error_;
+}
+
 TEST_F(LogUpkeep, ASnapshotThatTheTablesRefuseIsNotThere) {
   ASSERT_NO_FATAL_FAILURE(append_up_to(2));
   ASSERT_TRUE(snapshot("<a/>", "first").ok());

@@ -169,6 +169,20 @@ TEST_F(SnapshotTest, ChangesBelowANodeAreThoseOfTheModelsThatAreAskedFor) {
               IsEmpty());
 }
 
+// An entry without its keys is none.
+TEST_F(SnapshotTest, EntriesWhoseKeysAreOfOtherModelsAreNotTold) {
+  const std::string blue =
+      "<item><name>a</name><part><id>1</id><kind xmlns:m=\"urn:shop-more\">m:blue</kind>"
+      "<note>n</note></part><part><id>2</id><kind>red</kind><note>n</note></part></item>";
+  Query asked = query("/shop:stock");
+  asked.models = models("shop");
+  const std::string red = "/shop:stock/item[name=a]/part[id=2][kind=shop:red]";
+  EXPECT_THAT(changes(asked, stock("<item><name>a</name></item>"), stock(blue)),
+              UnorderedElementsAre(red + "/id", red + "/kind", red + "/note"));
+  EXPECT_THAT(changes(asked, stock(blue), stock("<item><name>a</name></item>")),
+              UnorderedElementsAre("-" + red));
+}
+
 // The order of a leaf-list is what its readers see of it; that of entries is not.
 TEST_F(SnapshotTest, AnOtherOrderIsAChangeOfALeafListOnly) {
   const std::string parts =

@@ -16,7 +16,6 @@ namespace {
 // Whether a follower has got anything of the node; `levels` of it are shown (Query::depth).
 bool has_leaf(const ImageNode& node, std::uint32_t levels) {
   if (node.kind() != ImageKind::kInner) return true;
-  if (lysc_is_key(node.schema()) || node.schema()->nodetype == LYS_LIST) return true;
   const auto children = node.inner().children();
   return std::any_of(children.begin(), children.end(), [levels](const ImageSlot& child) {
     const bool is_leaf = (child->schema()->nodetype & LYD_NODE_INNER) == 0;
@@ -105,7 +104,6 @@ class ChangeWalk {
     if (may_repeat(groups.any()->schema())) return all_entries(groups);
     each_differing_entry(groups, [&](const NodePair& entry) {
       if (!shows_keys(filter_, entry.any()->inner())) return;
-      element.clear_key();
       set_entry_keys(entry.any()->inner(), element);
       step(entry);
     });
@@ -126,7 +124,6 @@ class ChangeWalk {
   }
 
   void leaf(const NodePair& node) {
-    if (changes_config() != texts_.of(node.any()->schema()).is_config) return;
     if (node.config != nullptr && reads_same(*node.config, *node.state)) return;
     came(*node.state);
   }
