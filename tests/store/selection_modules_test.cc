@@ -63,13 +63,15 @@ class SelectModules : public testing::Test {
     return {target.value().last().schema->module->name};
   }
 
-  static std::vector<std::string> find(const std::string& path) {
+  static std::vector<std::string> find(const std::string& path, const std::string& origin = "") {
     const ImagePtr tree = shop_image(kData);
+    gnmi::Path asked = path_of(path);
+    asked.set_origin(origin);
     std::vector<std::string> found;
     const auto keep = [&](const NodePair&, gnmi::Path& concrete) {
       found.push_back(nexa::translate::format_path_string(concrete));
     };
-    nexa::store::select_nodes(target_of(path_of(path)), tree.get(), nullptr, keep);
+    nexa::store::select_nodes(target_of(asked), tree.get(), nullptr, keep);
     return found;
   }
 };
@@ -91,6 +93,14 @@ TEST_F(SelectModules, WildcardsNameTheModuleWhereABareNameMeansAnother) {
   EXPECT_THAT(find("/*"), testing::UnorderedElementsAre("/box", "/vendor-box:box",
                                                         "/vendor-box:crate", "/other-box:crate"));
   EXPECT_THAT(find("/box/*"), ElementsAre("/box/lid", "/box/vendor-box:lid", "/box/label"));
+}
+
+TEST_F(SelectModules, WildcardsStayWithinTheirOrigin) {
+  EXPECT_EQ(find("/.../lid").size(), 4U);
+  EXPECT_THAT(find("/.../lid", "other-box"), ElementsAre("/crate/lid"));
+  EXPECT_THAT(find("/.../lid", "vendor-box"),
+              testing::UnorderedElementsAre("/box/lid", "/crate/lid"));
+  EXPECT_THAT(find("/*", "other-box"), ElementsAre("/crate"));
 }
 
 TEST_F(SelectModules, PlainJsonNamesTheModuleWhereANameIsShared) {

@@ -149,6 +149,12 @@ TEST_F(SelectNodes, WholeLeafListsOnRequest) {
               ElementsAre("/stock/item[name=a]/tag +c whole"));
   EXPECT_THAT(find("/stock/door[.=7]", LeafLists::kWhole), ElementsAre("/stock/door[.=7] +c"));
   EXPECT_THAT(find("/.../door", LeafLists::kWhole), ElementsAre("/stock/door +c whole"));
+  EXPECT_THAT(
+      find("/stock/item[name=a]/*", LeafLists::kWhole),
+      ElementsAre("/stock/item[name=a]/name +cs", "/stock/item[name=a]/price +c",
+                  "/stock/item[name=a]/sold +s", "/stock/item[name=a]/tag +c whole",
+                  "/stock/item[name=a]/size +c", "/stock/item[name=a]/part[id=1][kind=shop:red] +c",
+                  "/stock/item[name=a]/part[id=1][kind=shop-more:blue] +c"));
 }
 
 TEST_F(SelectNodes, ListsWithoutKeys) {

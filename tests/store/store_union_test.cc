@@ -1,5 +1,6 @@
 // Values of unions whose JSON type is part of the value: images, documents, the log, and starts
 // under another schema.
+#include "store/change.h"
 #include "store/change_reading.h"
 #include "store/image/image_comparison.h"
 #include "store/image/image_import.h"
@@ -288,6 +289,21 @@ TEST_F(StoreUnion, AStartUnderAnotherSchemaReadsTheTextWhereTheTypeIsGone) {
   ASSERT_EQ(error_, "");
   EXPECT_EQ(read("/s:top/value"), "/s:top/value=7\n");
   EXPECT_EQ(read("/s:top/many"), "/s:top/many=[8]\n");
+}
+
+// A difference names an entry by its key's text, so it cannot say that the key is another one.
+TEST_F(StoreUnion, AnotherTypeOfAKeyCannotBeSaidAsADifference) {
+  const auto image = [](const std::string& id) {
+    const nexa::store::TreePtr tree = nexa_test::value_of(
+        nexa::store::parse_nodes(nexa::store::inner_xml(in_top("<entry>" + id + "</entry>"))));
+    return nexa::store::image_of_tree(tree.get());
+  };
+  const nexa::store::ImagePtr number = image("<id>7</id>");
+  const nexa::store::ImagePtr text = image(typed("id", "string", "7"));
+  std::string difference;
+  EXPECT_FALSE(nexa::store::change_xml(*number, *text, difference));
+  difference.clear();
+  EXPECT_TRUE(nexa::store::change_xml(*number, *image("<id>8</id>"), difference));
 }
 
 TEST_F(StoreUnion, AnImageDiffersByTheType) {
