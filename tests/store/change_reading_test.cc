@@ -94,8 +94,27 @@ TEST_F(ChangeReading, EntriesThatTheUserOrders) {
   expect_read(u("1") + u("2") + u("3"), u("1") + u("4", "x") + u("2") + u("3"));
   expect_read(u("1", "x") + u("2") + u("3"), u("2") + u("1", "y") + u("5") + u("3"));
   expect_read(u("1"), u("0") + u("1") + u("2"));
+  expect_read(u("1", "x") + u("2", "y") + u("3", "z"), u("3", "z") + u("2", "y") + u("1", "x"));
+  expect_read(u("1", "x") + u("2", "y"), u("2", "y") + u("3", "z") + u("1", "x"));
   expect_read(u("it's") + u("2"), u("2") + u("it's") + u("3"));
   expect_read(u("a]b") + u("c='d'"), u("c='d'") + u("a]b"));
+}
+
+// No literal of XPath holds both quotes.
+TEST_F(ChangeReading, ThePlaceBehindAnEntryThatCannotBeNamedCannotBeSaid) {
+  std::string difference;
+  const auto is_said = [&difference](const std::string& before, const std::string& after) {
+    difference.clear();
+    return change_xml(*image_of_tree(parse(c(before)).get()), *image_of_tree(parse(c(after)).get()),
+                      difference);
+  };
+  const std::string quotes = u("it's \"");
+  EXPECT_FALSE(is_said(quotes, quotes + u("2")));
+  EXPECT_TRUE(is_said(u("it's"), u("it's") + u("2")));
+  EXPECT_TRUE(is_said(u("1"), u("2") + quotes));
+  const std::string value = u("1", "it's \"");
+  EXPECT_TRUE(is_said(value, value + u("2")));
+  EXPECT_NE(difference.find("yang:key=\"[k='1'][j='a']\""), std::string::npos) << difference;
 }
 
 TEST_F(ChangeReading, ValuesThatTheUserOrders) {
