@@ -112,6 +112,8 @@ TEST_F(ChangeReading, ThePlaceBehindAnEntryThatCannotBeNamedCannotBeSaid) {
   EXPECT_FALSE(is_said(quotes, quotes + u("2")));
   EXPECT_TRUE(is_said(u("it's"), u("it's") + u("2")));
   EXPECT_TRUE(is_said(u("1"), u("2") + quotes));
+  EXPECT_TRUE(is_said(u("1"), u("1") + u("2")));
+  EXPECT_NE(difference.find("yang:key=\"[k='1'][j='a']\""), std::string::npos) << difference;
   const std::string value = u("1", "it's \"");
   EXPECT_TRUE(is_said(value, value + u("2")));
   EXPECT_NE(difference.find("yang:key=\"[k='1'][j='a']\""), std::string::npos) << difference;
