@@ -19,7 +19,7 @@ constexpr char kModule[] = R"y(module m { yang-version 1.1; namespace "urn:m"; p
   container c {
     leaf a { type int32; }
     list u { key "k j"; ordered-by user; leaf k { type string; } leaf j { type string; }
-      leaf v { type string; } }
+      leaf v { type string; } container in { leaf x { type string; } } }
     anydata any;
     leaf-list w { ordered-by user; type string; }
     list s { key "k"; leaf k { type string; } leaf v { type string; } } } })y";
@@ -117,6 +117,68 @@ TEST_F(ChangeReading, ThePlaceBehindAnEntryThatCannotBeNamedCannotBeSaid) {
   const std::string value = u("1", "it's \"");
   EXPECT_TRUE(is_said(value, value + u("2")));
   EXPECT_NE(difference.find("yang:key=\"[k='1'][j='a']\""), std::string::npos) << difference;
+}
+
+// As lyd_diff of libyang writes it: an operation stands where it differs from the one around it.
+TEST_F(ChangeReading, TheTextOfADifference) {
+  const auto said = [](const std::string& before, const std::string& after) {
+    std::string text;
+    EXPECT_TRUE(change_xml(*image_of_tree(parse(c(before)).get()),
+                           *image_of_tree(parse(c(after)).get()), text));
+    return text;
+  };
+  const std::string begin =
+      "<c xmlns=\"urn:m\" xmlns:yang=\"urn:ietf:params:xml:ns:yang:1\" yang:operation=";
+  const std::string none = begin + "\"none\">";
+  EXPECT_EQ(said("<a>7</a>", "<a>8</a>"),
+            none +
+                "<a yang:operation=\"replace\" yang:orig-default=\"false\" "
+                "yang:orig-value=\"7\">8</a></c>");
+  EXPECT_EQ(said("<w>a</w><w>b</w>", "<w>b</w><w>a</w>"),
+            none +
+                "<w yang:operation=\"replace\" yang:value=\"\">b</w>"
+                "<w yang:operation=\"replace\" yang:value=\"b\">a</w></c>");
+  const std::string replace =
+      "<v yang:operation=\"replace\" yang:orig-default=\"false\" yang:orig-value=";
+  EXPECT_EQ(
+      said("<s><k>1</k><v>x</v></s><a>1</a>", "<s><k>1</k><v>&lt;</v></s>"),
+      none + "<a yang:operation=\"delete\">1</a><s><k>1</k>" + replace + "\"x\">&lt;</v></s></c>");
+  EXPECT_EQ(said("<s><k>1</k><v>&lt;</v></s>", "<s><k>1</k><v>y</v></s>"),
+            none + "<s><k>1</k>" + replace + "\"&lt;\">y</v></s></c>");
+  const auto deep = [](const std::string& key, const std::string& value) {
+    return "<u><k>" + key + "</k><j>a</j><in><x>" + value + "</x></in></u>";
+  };
+  EXPECT_EQ(
+      said(deep("1", "x") + deep("2", "y"), deep("2", "z") + deep("1", "x")),
+      none +
+          "<u yang:operation=\"replace\" yang:key=\"\"><k>2</k><j>a</j>"
+          "<in yang:operation=\"none\"><x yang:operation=\"replace\" "
+          "yang:orig-default=\"false\" yang:orig-value=\"y\">z</x></in></u>"
+          "<u yang:operation=\"replace\" yang:key=\"[k='2'][j='a']\"><k>1</k><j>a</j></u></c>");
+  EXPECT_EQ(said(deep("1", "x"), deep("1", "y")),
+            none +
+                "<u><k>1</k><j>a</j><in><x yang:operation=\"replace\" "
+                "yang:orig-default=\"false\" yang:orig-value=\"x\">y</x></in></u></c>");
+  EXPECT_EQ(said("", "<a>1</a>"), begin + "\"create\"><a>1</a></c>");
+  EXPECT_EQ(said("<a>1</a>", ""), begin + "\"delete\"><a>1</a></c>");
+  EXPECT_EQ(said("<a>1</a>", "<a>1</a>"), "");
+}
+
+TEST_F(ChangeReading, ADocumentIsWhatStandsInItsElement) {
+  const auto is_none = [](std::string_view inner) { return inner.data() == nullptr; };
+  for (const char* const document :
+       {"<config><a/></config>", " \n<config><a/></config>\t\r\n",
+        "<?xml version=\"1.0\"?><config><a/></config>", "\n<?xml?> \n<config><a/></config> "}) {
+    EXPECT_EQ(inner_xml(document), "<a/>") << document;
+  }
+  EXPECT_EQ(inner_xml("<config></config>"), "");
+  EXPECT_FALSE(is_none(inner_xml("<config></config>")));
+  EXPECT_FALSE(is_none(inner_xml(" <config/> ")));
+  EXPECT_EQ(inner_xml(" <config/> "), "");
+  for (const char* const document : {"", " ", "config", "<config", "<config>", "<?xml <config/>",
+                                     "<config/>x", "x<config/>", "<?xml?>", "</config"}) {
+    EXPECT_TRUE(is_none(inner_xml(document))) << document;
+  }
 }
 
 TEST_F(ChangeReading, ValuesThatTheUserOrders) {

@@ -149,6 +149,8 @@ TEST_F(SelectNodes, WholeLeafListsOnRequest) {
               ElementsAre("/stock/item[name=a]/tag +c whole"));
   EXPECT_THAT(find("/stock/door[.=7]", LeafLists::kWhole), ElementsAre("/stock/door[.=7] +c"));
   EXPECT_THAT(find("/.../door", LeafLists::kWhole), ElementsAre("/stock/door +c whole"));
+  EXPECT_THAT(find("/*/shop:door", LeafLists::kWhole),
+              ElementsAre("/shop:stock/shop:door +c whole"));
   EXPECT_THAT(
       find("/stock/item[name=a]/*", LeafLists::kWhole),
       ElementsAre("/stock/item[name=a]/name +cs", "/stock/item[name=a]/price +c",
