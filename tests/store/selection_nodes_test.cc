@@ -159,6 +159,14 @@ TEST_F(SelectNodes, WholeLeafListsOnRequest) {
                   "/stock/item[name=a]/part[id=1][kind=shop-more:blue] +c"));
 }
 
+TEST_F(SelectNodes, AnydataAreFoundAmongOthers) {
+  config_ = nexa_test::shop_image(
+      "<values xmlns=\"urn:shop\"><i8>1</i8><any><x xmlns=\"urn:none\"/></any>"
+      "<xml><y xmlns=\"urn:none\"/></xml></values>");
+  EXPECT_THAT(find("/values/*"), ElementsAre("/values/i8 +c", "/values/any +c", "/values/xml +c"));
+  EXPECT_THAT(find("/.../any"), ElementsAre("/values/any +c"));
+}
+
 TEST_F(SelectNodes, ListsWithoutKeys) {
   EXPECT_THAT(find("/stock/event/what"),
               ElementsAre("/stock/event/what +s", "/stock/event/what +s"));
