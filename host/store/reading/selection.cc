@@ -277,13 +277,13 @@ class PathNamer {
   std::map<const lysc_node*, bool> needs_module_;
 };
 
-// A path without wildcards that can mean one node only: each step is one look-up.
+// A path without wildcards, whose steps mean one node each: where they name one entry each, a step
+// is one look-up.
 class StraightWay {
  public:
   StraightWay(const Target& target, LeafLists leaf_lists) : target_(target) {
     entries_.reserve(target.steps.size());
     for (const TargetStep& step : target.steps) {
-      if (step.nodes.size() != 1) return;
       const TargetNode& meant = step.nodes.front();
       const EntryMatch& entry = entries_.emplace_back(&meant);
       const bool is_whole = meant.schema->nodetype == LYS_LEAFLIST && meant.keys.empty() &&
