@@ -48,6 +48,107 @@ TEST(SchemaTexts, OfANewSchemaAreMadeOnceForAllThreadsThatAsk) {
   }
 }
 
+constexpr char kOpenConfig[] =
+    R"y(module openconfig-m { yang-version 1.1; namespace "urn:oc"; prefix oc;
+  container box { leaf lid { type string; } } })y";
+
+constexpr char kOne[] =
+    R"y(module one { yang-version 1.1; namespace "urn:one?a=1&b=<\"2\">"; prefix o;
+  import openconfig-m { prefix oc; } import ietf-yang-types { prefix yang; }
+  identity base;
+  augment "/oc:box" { leaf lid { type string; } leaf label { type string; } }
+  container box { leaf own { type string; } }
+  container only { presence "p"; leaf x { type yang:xpath1.0; } }
+  container crate {
+    list entry { key "a b"; leaf a { type string; } leaf b { type instance-identifier; }
+      leaf r { type leafref { path "../b"; } } leaf s { config false; type string; } }
+    container way { choice c { leaf here { type empty; } container there { leaf t { type string; } } } }
+    leaf u { type union { type uint8; type instance-identifier; } }
+    leaf v { type union { type identityref { base base; } type string; } }
+    leaf w { type union { type uint8; type string; } }
+    leaf n { type uint8; } leaf i { type identityref { base base; } }
+    leaf-list l { type boolean; } anydata d; } })y";
+
+constexpr char kTwo[] = R"y(module two { yang-version 1.1; namespace "urn:two"; prefix t;
+  container crate { config false; leaf x { type string; } } leaf single { type string; } })y";
+
+// k: key, i: container or list, c: configuration, s: holds state, m: another module than above, n:
+// its name is another's too, p: paths in its values, j: several JSON types, P, C: container without
+// and with presence, h: has a choice.
+std::string letters(const SchemaText& text) {
+  std::string made;
+  const auto add = [&made](bool is_so, char letter) {
+    if (is_so) made += letter;
+  };
+  add(text.is_key, 'k');
+  add(text.is_inner, 'i');
+  add(text.is_config, 'c');
+  add(text.holds_state, 's');
+  add(text.changes_module, 'm');
+  add(text.shares_name, 'n');
+  add(text.may_have_prefixes, 'p');
+  add(text.mixes_json_types, 'j');
+  add(text.is_plain_container, 'P');
+  add(text.is_presence_container, 'C');
+  add(text.has_choice, 'h');
+  return made;
+}
+
+TEST(SchemaTexts, SayWhatEachNodeIs) {
+  const nexa_test::TempFolder folder;
+  folder.write("openconfig-m.yang", kOpenConfig);
+  folder.write("one.yang", kOne);
+  folder.write("two.yang", kTwo);
+  ASSERT_EQ(nexa_test::load_text(folder), "");
+  number_schema();
+  const SchemaTexts& texts = SchemaTexts::current();
+  const auto of = [&texts](const char* path) {
+    const lysc_node* const node = lys_find_path(kestrel::context(), nullptr, path, 0);
+    EXPECT_NE(node, nullptr) << path;
+    return node == nullptr ? SchemaText() : texts.of(node);
+  };
+  for (const auto& [path, wanted] : {
+           std::pair("/openconfig-m:box", "icmP"),
+           std::pair("/openconfig-m:box/lid", "c"),
+           std::pair("/openconfig-m:box/one:lid", "cmn"),
+           std::pair("/openconfig-m:box/one:label", "cm"),
+           std::pair("/one:box", "icmnP"),
+           std::pair("/one:box/own", "c"),
+           std::pair("/one:only", "icmC"),
+           std::pair("/one:only/x", "cp"),
+           std::pair("/one:crate", "icsmnP"),
+           std::pair("/one:crate/entry", "ics"),
+           std::pair("/one:crate/entry/a", "kc"),
+           std::pair("/one:crate/entry/b", "kcp"),
+           std::pair("/one:crate/entry/r", "cp"),
+           std::pair("/one:crate/entry/s", "s"),
+           std::pair("/one:crate/way", "icPh"),
+           std::pair("/one:crate/way/here", "c"),
+           std::pair("/one:crate/way/there", "icP"),
+           std::pair("/one:crate/u", "cpj"),
+           std::pair("/one:crate/v", "c"),
+           std::pair("/one:crate/w", "cj"),
+           std::pair("/one:crate/n", "c"),
+           std::pair("/one:crate/i", "c"),
+           std::pair("/one:crate/l", "c"),
+           std::pair("/one:crate/d", "c"),
+           std::pair("/two:crate", "ismnP"),
+           std::pair("/two:crate/x", "s"),
+           std::pair("/two:single", "cm"),
+       }) {
+    EXPECT_EQ(letters(of(path)), wanted) << path;
+  }
+  const SchemaText label = of("/openconfig-m:box/one:label");
+  EXPECT_EQ(label.name, "label");
+  EXPECT_EQ(label.bare, ",\"label\":");
+  EXPECT_EQ(label.qualified, ",\"one:label\":");
+  EXPECT_EQ(label.path_name(false), "label");
+  EXPECT_EQ(label.path_name(true), "one:label");
+  EXPECT_EQ(label.xmlns, " xmlns=\"urn:one?a=1&amp;b=&lt;&quot;2&quot;>\"");
+  EXPECT_EQ(of("/one:box/own").xmlns, label.xmlns);
+  EXPECT_EQ(of("/two:single").xmlns, " xmlns=\"urn:two\"");
+}
+
 // Whoever keeps what belongs to a schema asks by its number whether that is still the one.
 TEST(SchemaTexts, AreKeptWhileTheSchemaIsTheSame) {
   const std::string module = "module s { namespace \"urn:s\"; prefix s; leaf l { type string; } }";
