@@ -73,14 +73,6 @@ void mark_standing(const Validator& validator, lyd_node* first, const ImageInner
   }
 }
 
-void mark_all_standing(const Validator& validator, lyd_node* first) {
-  for (lyd_node* node = first; node != nullptr; node = node->next) {
-    if (node->schema == nullptr) continue;
-    validator.mark_node(node, false);
-    mark_all_standing(validator, lyd_child(node));
-  }
-}
-
 std::size_t count_tree(const lyd_node* node) {
   std::size_t count = 1;
   for (const lyd_node* child = lyd_child(node); child != nullptr; child = child->next) {
@@ -116,7 +108,6 @@ bool Judge::stand_for(const ImageInner& image) {
   } catch (const std::bad_alloc&) {
     return false;
   }
-  mark_all_standing(validator_, tree_);
   nodes_ = count_nodes(image);
   has_tree_ = true;
   return true;
@@ -191,7 +182,6 @@ Judge::Verdict Judge::judge_whole(const ImagePtr& given, const ImageInner* befor
       return verdict;
     }
     verdict.image = judged_image(judged.get(), like, place_matters_);
-    mark_all_standing(validator_, judged.get());
     tree_ = judged.release();
     has_tree_ = true;
     is_new_tree_ = true;
