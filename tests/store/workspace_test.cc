@@ -85,7 +85,9 @@ std::string in_step(const lyd_node* before, const lyd_node* after, const PlaceMa
   const ImagePtr old = image_of_tree(before);
   const ImagePtr now = judged_image(after, *old, places);
   EXPECT_EQ(first_difference(*now, *image_of_tree(after), Compared::kAll), std::nullopt);
-  if (places(nullptr)) EXPECT_EQ(print(tree_of_image(*now, false).get()), print(after));
+  if (places(nullptr)) {
+    EXPECT_EQ(print(tree_of_image(*now, false).get()), print(after));
+  }
   const ImagePtr again = judged_image(after, *now, places);
   EXPECT_TRUE(std::equal(again->children().begin(), again->children().end(),
                          now->children().begin(), now->children().end(),
