@@ -37,6 +37,23 @@ TEST_F(StoreVerified, ACommitThatWasJudgedByWhatItTouchesIsNot) {
   EXPECT_LT(verified(), 2U);
 }
 
+// Division by what may be 0 is judged in a process of its own, and as a whole.
+class StoreVerifiedInAChild : public StoreFindings {};
+
+TEST_F(StoreVerifiedInAChild, ACommitIs) {
+  start("container top { leaf a { type uint8; } leaf b { type uint8; must \"1 mod ../a = 1\"; }"
+        " leaf-list c { type uint8; } }");
+  ASSERT_EQ(text(top("<a>2</a><b>1</b><c>1</c><c>2</c><c>3</c><c>4</c>")), "");
+  EXPECT_EQ(store_->health().verified, 1U);
+  ASSERT_EQ(text(top("<b>2</b>")), "");
+  EXPECT_NE(text(top("<a>1</a>")), "");
+  ASSERT_EQ(text(top("<c>5</c>")), "");
+  const nexa::store::StoreHealth health = store_->health();
+  EXPECT_EQ(health.deaths, 0U);
+  EXPECT_GT(health.verified, 1U);
+  expect_json(R"({"s:top":{"a":2,"b":2,"c":[1,2,3,4,5]}})");
+}
+
 TEST_F(StoreVerified, WhatWasVerifiedIsAfterAStart) {
   ASSERT_EQ(text(update(one(1000))), "");
   store_->verified(2, "");
