@@ -278,6 +278,15 @@ TEST_F(LogUnknown, AnotherCommitOfItsNumberIsAnotherLog) {
   ASSERT_NO_FATAL_FAILURE(expect_whole(2));
 }
 
+TEST_F(LogUnknown, OneThatWasNotThereIsNotWaitedForAnyMore) {
+  ASSERT_NO_FATAL_FAILURE(leave_unknown());
+  ASSERT_TRUE(log_->settle().ok());
+  ASSERT_NO_FATAL_FAILURE(add_commit(2));
+  EXPECT_EQ(append().code, Code::kFailed) << "there is such a row";
+  EXPECT_EQ(log_->obstacle(), kOtherLog);
+  EXPECT_EQ(log_->head(), 1U);
+}
+
 TEST_F(LogUnknown, ACommitThatIsFoundAtOnceIsDone) {
   disk_.fail_syncs(Part::kJournal, 1);
   bool is_added = false;

@@ -210,15 +210,20 @@ TEST_F(LogUpkeep, ACheckpointEndsWhenACommitFailsMeanwhile) {
   ASSERT_NO_FATAL_FAILURE(append_up_to(5));
   const auto moves = std::this_thread::get_id();
   std::future<LogResult> commit;
+  std::future<bool> mark;
   disk_.at_syncs([&] {
     if (std::this_thread::get_id() != moves || commit.valid()) return;
     disk_.fail_syncs(Part::kJournal, 1);
     commit = std::async(std::launch::async, [this] { return append(); });
     // It waits for the end of the checkpoint to open the log again.
     while (log_->writable()) std::this_thread::yield();
+    // Who comes after that waits as well, and not with what the checkpoint needs for its end.
+    mark = std::async(std::launch::async, [this] { return log_->mark_judged(99); });
+    EXPECT_EQ(mark.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
   });
   const LogResult refused = log_->checkpoint();
   ASSERT_TRUE(commit.valid());
+  EXPECT_FALSE(mark.get()) << "there is no such image";
   // Until then the commit syncs, too.
   EXPECT_EQ(commit.get().code, Code::kUnavailable);
   disk_.at_syncs(nullptr);
