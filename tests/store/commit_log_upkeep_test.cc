@@ -5,6 +5,7 @@
 
 #include "failing_disk.h"
 #include "log_fixture.h"
+#include "store/log/log_rows.h"
 
 namespace nexa::store {
 namespace commit_log_upkeep_test {
@@ -96,6 +97,55 @@ TEST_F(LogUpkeep, ASnapshotOfWhichAPartIsRefusedIsNotThere) {
   ASSERT_TRUE(snapshot(text, text).ok());
   EXPECT_EQ(ask("SELECT count(*) FROM parts"), 6) << "those before are gone";
   ASSERT_NO_FATAL_FAILURE(expect_whole(3));
+}
+
+TEST_F(LogUpkeep, ASnapshotIsNotThereWhenThoseBeforeItCannotBeRead) {
+  ASSERT_NO_FATAL_FAILURE(append_up_to(1));
+  {
+    const AtConnections watched([](sqlite3* database) {
+      const auto break_off = [](unsigned, void* connection, void* statement, void*) {
+        const std::string sql = sqlite3_sql(static_cast<sqlite3_stmt*>(statement));
+        if (sql.find("SELECT number FROM snapshots ORDER") == std::string::npos) return 0;
+        sqlite3_progress_handler(
+            static_cast<sqlite3*>(connection), 1, [](void*) { return 1; }, nullptr);
+        return 0;
+      };
+      sqlite3_trace_v2(database, SQLITE_TRACE_STMT, break_off, database);
+      return SQLITE_OK;
+    });
+    const LogResult refused = snapshot();
+    EXPECT_EQ(refused.code, Code::kFailed);
+    EXPECT_EQ(refused.text, file() + ": interrupted");
+  }
+  EXPECT_EQ(log_->newest_snapshot(), 0U);
+  EXPECT_EQ(ask("SELECT count(*) FROM snapshots"), 1);
+  ASSERT_TRUE(append().ok());
+  ASSERT_NO_FATAL_FAILURE(expect_whole(2));
+}
+
+// The newest, and of those before one in ten.
+TEST_F(LogUpkeep, OldSnapshotsAreThinnedOut) {
+  for (std::uint64_t number = 1; number <= 30; ++number) {
+    ASSERT_TRUE(append().ok());
+    ASSERT_TRUE(snapshot("<config/>", "", LogLimits{0, 1}).ok());
+  }
+  EXPECT_EQ(ask("SELECT count(*) FROM snapshots"), 7);
+  EXPECT_EQ(ask("SELECT count(*) FROM snapshots WHERE number IN (0, 10, 20, 27, 28, 29, 30)"), 7);
+  // The log begins with what is as old as its history is long.
+  ASSERT_TRUE(snapshot("<config/>", "", LogLimits{10, 1}).ok());
+  EXPECT_EQ(ask("SELECT min(number) FROM snapshots"), 20);
+  ASSERT_TRUE(snapshot("<config/>", "", LogLimits{2, 1}).ok());
+  EXPECT_EQ(ask("SELECT min(number) FROM snapshots"), 28);
+  EXPECT_EQ(ask("SELECT count(*) FROM snapshots"), 3);
+  EXPECT_EQ(nexa_test::line_of(log_->verify_history(nullptr)), "");
+}
+
+TEST_F(LogUpkeep, ATextThatFitsAColumnHasNoParts) {
+  ASSERT_NO_FATAL_FAILURE(append_up_to(1));
+  ASSERT_TRUE(snapshot(noise(kPartSize)).ok());
+  EXPECT_EQ(ask("SELECT count(*) FROM parts"), 0);
+  ASSERT_TRUE(snapshot(noise(kPartSize + 1)).ok());
+  EXPECT_EQ(ask("SELECT count(*) FROM parts"), 2);
 }
 
 // What is left of others is removed before and after; only before is it in the way.

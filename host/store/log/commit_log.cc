@@ -324,7 +324,6 @@ void CommitLog::take(PendingChange change) {
 
 LogResult CommitLog::append(const LogEntry& entry, const PendingChange& pending) {
   const WitnessedCommit before = newest();
-  if (entry.number != before.number + 1) return {Code::kFailed, kGap};
   const std::optional<LogEntry> packed = packed_entry(entry);
   const LogEntry& stored = packed ? *packed : entry;
   const Commit commit{entry.number, commit_digest(before.hash, stored), weight_of(entry), pending};
