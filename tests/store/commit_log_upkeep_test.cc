@@ -106,8 +106,12 @@ TEST_F(LogUpkeep, ASnapshotIsNotThereWhenThoseBeforeItCannotBeRead) {
       const auto break_off = [](unsigned, void* connection, void* statement, void*) {
         const std::string sql = sqlite3_sql(static_cast<sqlite3_stmt*>(statement));
         if (sql.find("SELECT number FROM snapshots ORDER") == std::string::npos) return 0;
-        sqlite3_progress_handler(
-            static_cast<sqlite3*>(connection), 1, [](void*) { return 1; }, nullptr);
+        static bool is_broken;
+        is_broken = false;
+        const auto once = [](void* broken) {
+          return std::exchange(*static_cast<bool*>(broken), true) ? 0 : 1;
+        };
+        sqlite3_progress_handler(static_cast<sqlite3*>(connection), 1, once, &is_broken);
         return 0;
       };
       sqlite3_trace_v2(database, SQLITE_TRACE_STMT, break_off, database);
@@ -142,10 +146,14 @@ TEST_F(LogUpkeep, OldSnapshotsAreThinnedOut) {
 
 TEST_F(LogUpkeep, ATextThatFitsAColumnHasNoParts) {
   ASSERT_NO_FATAL_FAILURE(append_up_to(1));
+  const auto size = std::filesystem::file_size(file());
   ASSERT_TRUE(snapshot(noise(kPartSize)).ok());
   EXPECT_EQ(ask("SELECT count(*) FROM parts"), 0);
   ASSERT_TRUE(snapshot(noise(kPartSize + 1)).ok());
   EXPECT_EQ(ask("SELECT count(*) FROM parts"), 2);
+  ASSERT_TRUE(snapshot().ok());
+  EXPECT_EQ(ask("SELECT count(*) FROM parts"), 0);
+  EXPECT_EQ(std::filesystem::file_size(file()), size) << "so short a journal is not moved";
 }
 
 // What is left of others is removed before and after; only before is it in the way.
@@ -281,6 +289,19 @@ TEST_F(LogUpkeep, ACheckpointEndsWhenACommitFailsMeanwhile) {
   EXPECT_EQ(refused.text, kRefused);
   ASSERT_TRUE(log_->checkpoint().ok());
   ASSERT_NO_FATAL_FAILURE(expect_whole(5));
+}
+
+TEST_F(LogUpkeep, WithoutSyncsNothingIsSynced) {
+  ASSERT_NO_FATAL_FAILURE(open_on_disk());
+  options_.sync = false;
+  ASSERT_TRUE(open()) << error_;
+  int syncs = 0;
+  disk_.at_syncs([&syncs] { ++syncs; });
+  EXPECT_TRUE(append().ok());
+  EXPECT_TRUE(snapshot(noise(600000)).ok());
+  EXPECT_TRUE(log_->checkpoint().ok());
+  disk_.at_syncs(nullptr);
+  EXPECT_EQ(syncs, 0);
 }
 
 // Its file is given back, not only written again from its beginning.
