@@ -18,12 +18,13 @@ class NamespaceScanner {
 
   std::string find() {
     while (skip_behind("<")) {
+      // Behind what has no end there is nothing.
       if (take("!--")) {
-        if (!skip_behind("-->")) break;
+        skip_behind("-->");
       } else if (take("![CDATA[")) {
-        if (!skip_behind("]]>")) break;
+        skip_behind("]]>");
       } else if (take("?")) {
-        if (!skip_behind("?>")) break;
+        skip_behind("?>");
       } else if (take("/")) {
         if (outer_.empty() || !skip_behind(">")) break;
         leave();
@@ -83,7 +84,7 @@ class NamespaceScanner {
       if (quote != "'" && quote != "\"") return false;
       rest_.remove_prefix(1);
       const std::string_view value = rest_.substr(0, rest_.find(quote));
-      if (!skip_behind(quote)) return false;
+      skip_behind(quote);
       if (attribute == kDefaultBinding) {
         bindings_.push_back({{}, !value.empty()});
       } else if (attribute.substr(0, kPrefixBinding.size()) == kPrefixBinding) {

@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "failing_disk.h"
+#include "log_fixture.h"
 #include "real/temp_folder.h"
 #include "store/log/commit_log.h"
 #include "support/results.h"
@@ -47,12 +48,29 @@ class LogOnAFailingDisk : public testing::Test {
   void kill() { move_to(&FailingDisk::kill); }
   void cut_power() { move_to(&FailingDisk::cut_power); }
 
+  // In the middle of a commit, of which the kernel forgot what was to be written; it is found
+  // there.
+  void kill_at_a_failed_sync() {
+    const std::string next = folder_.file(std::to_string(++lives_));
+    int calls = 0;
+    disk_.at_syncs([&] {
+      if (++calls == 2) disk_.kill(data_, next);
+    });
+    disk_.fail_syncs(Part::kJournal, 1);
+    const std::uint64_t number = log_->head() + 1;
+    ASSERT_EQ(append().code, Code::kUnavailable);
+    disk_.at_syncs(nullptr);
+    log_.reset();
+    data_ = next;
+    stored_[number] = text_;
+  }
+
   LogResult append(std::size_t size = 100) {
     const std::uint64_t number = log_->head() + 1;
-    const std::string text = std::to_string(++sent_) + std::string(size, 'x');
-    const LogResult result = log_->append({number, 1, "author", "", false, text, "effect"});
-    if (result.ok()) stored_[number] = text;
-    if (result.code == Code::kUnknown) unknown_ = {number, text};
+    text_ = std::to_string(++sent_) + std::string(size, 'x');
+    const LogResult result = log_->append({number, 1, "author", "", false, text_, "effect"});
+    if (result.ok()) stored_[number] = text_;
+    if (result.code == Code::kUnknown) unknown_ = {number, text_};
     return result;
   }
   LogResult snapshot(std::size_t size = 100) {
@@ -89,6 +107,8 @@ class LogOnAFailingDisk : public testing::Test {
   std::unique_ptr<CommitLog> log_;
   std::map<std::uint64_t, std::string> stored_;
   std::pair<std::uint64_t, std::string> unknown_;
+
+  std::string text_;  // sent last
 
  private:
   void move_to(void (FailingDisk::*event)(const std::string&, const std::string&)) {
@@ -182,11 +202,55 @@ TEST_F(LogOnAFailingDisk, AKillWhileSyncsFailLosesNothingThatWasAnswered) {
   ASSERT_NO_FATAL_FAILURE(check());
 }
 
+// A commit that is read after that shall not vanish with the power, although the kernel holds its
+// pages as written.
+TEST_F(LogOnAFailingDisk, WhatAFailedSyncLeftIsWrittenAgainByTheNextProcess) {
+  for (unsigned seed = 1; seed <= 8; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    disk_.seed(seed);
+    ASSERT_TRUE(append().ok());
+    ASSERT_NO_FATAL_FAILURE(kill_at_a_failed_sync());
+    open();
+    ASSERT_NO_FATAL_FAILURE(check());
+    cut_power();
+    ASSERT_NO_FATAL_FAILURE(check());
+  }
+}
+
+// The first tells of lost pages, the second of something else.
+TEST_F(LogOnAFailingDisk, PagesAreWrittenAgainAlsoWhenTheLogCannotBeOpenedAtOnce) {
+  for (unsigned seed = 1; seed <= 8; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    disk_.seed(seed);
+    ASSERT_TRUE(append().ok());
+    disk_.fail_syncs(Part::kJournal, 1);
+    ASSERT_EQ(snapshot().code, Code::kUnavailable);
+    {
+      const nexa_test::AtConnections none([](sqlite3* /*database*/) { return SQLITE_NOMEM; });
+      ASSERT_EQ(log_->settle().code, Code::kUnavailable);
+    }
+    ASSERT_TRUE(append().ok());
+    cut_power();
+    ASSERT_NO_FATAL_FAILURE(check());
+  }
+}
+
+// What is found there says more than that it cannot be written.
+TEST_F(LogOnAFailingDisk, AForeignDatabaseOnAFullDiskIsRefusedAsSuch) {
+  log_.reset();
+  sqlite3* handle = nullptr;
+  ASSERT_EQ(sqlite3_open((data_ + "/nexa.db").c_str(), &handle), SQLITE_OK);
+  EXPECT_EQ(nexa::store::execute(handle, "PRAGMA application_id = 7"), SQLITE_OK);
+  sqlite3_close(handle);
+  disk_.fill(true);
+  open();
+  disk_.fill(false);
+  EXPECT_EQ(error_, data_ + "/nexa.db: not a configuration log; name another data directory");
+}
+
 TEST_F(LogOnAFailingDisk, AStartWhoseSyncsFailReadsOnly) {
   ASSERT_TRUE(append().ok());
-  disk_.kill(data_, folder_.file("next"));
-  log_.reset();
-  data_ = folder_.file("next");
+  ASSERT_NO_FATAL_FAILURE(kill_at_a_failed_sync());
   disk_.fail_syncs(Part::kJournal, FailingDisk::kForEver);
   open();
   ASSERT_NO_FATAL_FAILURE(check());
@@ -196,6 +260,9 @@ TEST_F(LogOnAFailingDisk, AStartWhoseSyncsFailReadsOnly) {
   std::this_thread::sleep_for(std::chrono::milliseconds(1100));
   ASSERT_TRUE(append().ok());
   EXPECT_TRUE(log_->writable());
+  const auto witnessed = nexa::store::CommitWitness(data_, true).read();
+  ASSERT_TRUE(witnessed);
+  EXPECT_EQ(witnessed->number, log_->head());
   cut_power();
   ASSERT_NO_FATAL_FAILURE(check());
 }

@@ -1,5 +1,7 @@
 // What becomes of a commit that failed half-way: the log is opened again, and what it is found to
 // hold decides what is answered.
+#include <fstream>
+
 #include "failing_disk.h"
 #include "log_fixture.h"
 #include "store/log/log_rows.h"
@@ -228,6 +230,17 @@ TEST_F(LogDoubt, WhatWaitsIsWhatTheLogSays) {
   ASSERT_NO_FATAL_FAILURE(expect_whole(1));
 }
 
+TEST_F(LogDoubt, WhatWaitsStaysWhenACommitSaysNothingOfIt) {
+  const PendingChange waits = set("id", 1);
+  ASSERT_TRUE(log_->set_pending(waits).ok());
+  ASSERT_TRUE(append().ok());
+  EXPECT_EQ(log_->pending(), waits.pending);
+  EXPECT_EQ(ask("SELECT count(*) FROM pending"), 1);
+  ASSERT_TRUE(append(clear()).ok());
+  EXPECT_FALSE(log_->pending());
+  EXPECT_EQ(ask("SELECT count(*) FROM pending"), 0);
+}
+
 // On a disk whose syncs fail, so that it is not known whether a commit is there.
 class LogUnknown : public LogDoubt {
  protected:
@@ -290,6 +303,15 @@ TEST_F(LogUnknown, AnotherCommitOfItsNumberIsAnotherLog) {
   ASSERT_NO_FATAL_FAILURE(expect_whole(2));
 }
 
+TEST_F(LogUnknown, OneThatWasNotThereIsNotWaitedForAnyMore) {
+  ASSERT_NO_FATAL_FAILURE(leave_unknown());
+  ASSERT_TRUE(log_->settle().ok());
+  ASSERT_NO_FATAL_FAILURE(add_commit(2));
+  EXPECT_EQ(append().code, Code::kFailed) << "there is such a row";
+  EXPECT_EQ(log_->obstacle(), kOtherLog);
+  EXPECT_EQ(log_->head(), 1U);
+}
+
 TEST_F(LogUnknown, ACommitThatIsFoundAtOnceIsDone) {
   disk_.fail_syncs(Part::kJournal, 1);
   bool is_added = false;
@@ -321,6 +343,26 @@ TEST_F(LogUnknown, WhatWaitsIsAsItWasWhenItsSyncFails) {
   }
   ASSERT_TRUE(log_->set_pending(clear()).ok());
   EXPECT_FALSE(log_->pending());
+}
+
+// Before it is known what the journal holds, nothing of it goes into the log's file.
+TEST_F(LogUnknown, ALogInDoubtHasNoCheckpoint) {
+  const auto bytes = [this] {
+    std::ifstream in(file(), std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+  };
+  ASSERT_TRUE(append().ok());
+  disk_.fail_syncs(Part::kJournal, 1);
+  ASSERT_EQ(snapshot().code, Code::kUnavailable);
+  const std::string before = bytes();
+  for (const LogResult& refused : {log_->checkpoint(), snapshot()}) {
+    EXPECT_EQ(refused.code, Code::kUnavailable);
+    EXPECT_EQ(refused.text, kRefused);
+  }
+  EXPECT_TRUE(bytes() == before);
+  ASSERT_TRUE(log_->settle().ok());
+  ASSERT_TRUE(log_->checkpoint().ok());
+  EXPECT_FALSE(bytes() == before);
 }
 
 // To move the journal in doubt would spread what may not be there.

@@ -173,6 +173,19 @@ TEST_F(LogImages, OfThoseAtOrBeforeACommitTheNewestIsGiven) {
   }
 }
 
+TEST_F(LogImages, WhatAStartReadCountsNoMoreAfterANewerOne) {
+  append(1);
+  ASSERT_TRUE(snapshot("old"));
+  ASSERT_TRUE(open()) << error_;
+  append(1);
+  ASSERT_TRUE(snapshot("new"));
+  EXPECT_EQ(image(), "2 new");
+  EXPECT_EQ(log_->tail().snapshot, 2U);
+  EXPECT_EQ(log_->tail().commits, 0U);
+  EXPECT_EQ(log_->tail().effect_bytes, 0U);
+  EXPECT_EQ(log_->tail().image_bytes, 3U);
+}
+
 TEST_F(LogImages, ASnapshotWithoutASchemaHasNoImage) {
   append(1);
   ASSERT_TRUE(snapshot("text", LogLimits(), ""));

@@ -194,6 +194,16 @@ TEST_F(LogTables, AFormatBeforeTheFirstIsRefused) {
   }
 }
 
+// Nobody could tell what else of it would not be written.
+TEST_F(LogTables, ALogThatCannotBeBroughtUpToDateIsNotServed) {
+  run_sql("PRAGMA user_version = 2");
+  EXPECT_FALSE(open());
+  EXPECT_EQ(error_, file() + ": table pending already exists");
+  EXPECT_EQ(ask("PRAGMA user_version"), 2);
+  options_.read_only = true;
+  EXPECT_TRUE(open()) << error_;
+}
+
 TEST_F(LogTables, AFileIsNoDirectoryOfALog) {
   options_.directory = file();
   EXPECT_FALSE(open());

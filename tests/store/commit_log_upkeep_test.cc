@@ -5,6 +5,7 @@
 
 #include "failing_disk.h"
 #include "log_fixture.h"
+#include "store/log/log_rows.h"
 
 namespace nexa::store {
 namespace commit_log_upkeep_test {
@@ -134,6 +135,63 @@ TEST_F(LogUpkeep, ASnapshotOfWhichAPartIsRefusedIsNotThere) {
   ASSERT_NO_FATAL_FAILURE(expect_whole(3));
 }
 
+TEST_F(LogUpkeep, ASnapshotIsNotThereWhenThoseBeforeItCannotBeRead) {
+  ASSERT_NO_FATAL_FAILURE(append_up_to(1));
+  {
+    const AtConnections watched([](sqlite3* database) {
+      const auto break_off = [](unsigned, void* connection, void* statement, void*) {
+        const std::string sql = sqlite3_sql(static_cast<sqlite3_stmt*>(statement));
+        if (sql.find("SELECT number FROM snapshots ORDER") == std::string::npos) return 0;
+        static bool is_broken;
+        is_broken = false;
+        const auto once = [](void* broken) {
+          return std::exchange(*static_cast<bool*>(broken), true) ? 0 : 1;
+        };
+        sqlite3_progress_handler(static_cast<sqlite3*>(connection), 1, once, &is_broken);
+        return 0;
+      };
+      sqlite3_trace_v2(database, SQLITE_TRACE_STMT, break_off, database);
+      return SQLITE_OK;
+    });
+    const LogResult refused = snapshot();
+    EXPECT_EQ(refused.code, Code::kFailed);
+    EXPECT_EQ(refused.text, file() + ": interrupted");
+  }
+  EXPECT_EQ(log_->newest_snapshot(), 0U);
+  EXPECT_EQ(ask("SELECT count(*) FROM snapshots"), 1);
+  ASSERT_TRUE(append().ok());
+  ASSERT_NO_FATAL_FAILURE(expect_whole(2));
+}
+
+// The newest, and of those before one in ten.
+TEST_F(LogUpkeep, OldSnapshotsAreThinnedOut) {
+  for (std::uint64_t number = 1; number <= 30; ++number) {
+    ASSERT_TRUE(append().ok());
+    ASSERT_TRUE(snapshot("<config/>", "", LogLimits{0, 1}).ok());
+  }
+  EXPECT_EQ(ask("SELECT count(*) FROM snapshots"), 7);
+  EXPECT_EQ(ask("SELECT count(*) FROM snapshots WHERE number IN (0, 10, 20, 27, 28, 29, 30)"), 7);
+  // The log begins with what is as old as its history is long.
+  ASSERT_TRUE(snapshot("<config/>", "", LogLimits{10, 1}).ok());
+  EXPECT_EQ(ask("SELECT min(number) FROM snapshots"), 20);
+  ASSERT_TRUE(snapshot("<config/>", "", LogLimits{2, 1}).ok());
+  EXPECT_EQ(ask("SELECT min(number) FROM snapshots"), 28);
+  EXPECT_EQ(ask("SELECT count(*) FROM snapshots"), 3);
+  EXPECT_EQ(nexa_test::line_of(log_->verify_history(nullptr)), "");
+}
+
+TEST_F(LogUpkeep, ATextThatFitsAColumnHasNoParts) {
+  ASSERT_NO_FATAL_FAILURE(append_up_to(1));
+  const auto size = std::filesystem::file_size(file());
+  ASSERT_TRUE(snapshot(noise(kPartSize)).ok());
+  EXPECT_EQ(ask("SELECT count(*) FROM parts"), 0);
+  ASSERT_TRUE(snapshot(noise(kPartSize + 1)).ok());
+  EXPECT_EQ(ask("SELECT count(*) FROM parts"), 2);
+  ASSERT_TRUE(snapshot().ok());
+  EXPECT_EQ(ask("SELECT count(*) FROM parts"), 0);
+  EXPECT_EQ(std::filesystem::file_size(file()), size) << "so short a journal is not moved";
+}
+
 // What is left of others is removed before and after; only before is it in the way.
 TEST_F(LogUpkeep, WhatIsLeftMustGoBeforeTheNextSnapshot) {
   ASSERT_NO_FATAL_FAILURE(append_up_to(3));
@@ -246,15 +304,20 @@ TEST_F(LogUpkeep, ACheckpointEndsWhenACommitFailsMeanwhile) {
   ASSERT_NO_FATAL_FAILURE(append_up_to(5));
   const auto moves = std::this_thread::get_id();
   std::future<LogResult> commit;
+  std::future<bool> mark;
   disk_.at_syncs([&] {
     if (std::this_thread::get_id() != moves || commit.valid()) return;
     disk_.fail_syncs(Part::kJournal, 1);
     commit = std::async(std::launch::async, [this] { return append(); });
     // It waits for the end of the checkpoint to open the log again.
     while (log_->writable()) std::this_thread::yield();
+    // Who comes after that waits as well, and not with what the checkpoint needs for its end.
+    mark = std::async(std::launch::async, [this] { return log_->mark_judged(99); });
+    EXPECT_EQ(mark.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
   });
   const LogResult refused = log_->checkpoint();
   ASSERT_TRUE(commit.valid());
+  EXPECT_FALSE(mark.get()) << "there is no such image";
   // Until then the commit syncs, too.
   EXPECT_EQ(commit.get().code, Code::kUnavailable);
   disk_.at_syncs(nullptr);
@@ -262,6 +325,19 @@ TEST_F(LogUpkeep, ACheckpointEndsWhenACommitFailsMeanwhile) {
   EXPECT_EQ(refused.text, kRefused);
   ASSERT_TRUE(log_->checkpoint().ok());
   ASSERT_NO_FATAL_FAILURE(expect_whole(5));
+}
+
+TEST_F(LogUpkeep, WithoutSyncsNothingIsSynced) {
+  ASSERT_NO_FATAL_FAILURE(open_on_disk());
+  options_.sync = false;
+  ASSERT_TRUE(open()) << error_;
+  int syncs = 0;
+  disk_.at_syncs([&syncs] { ++syncs; });
+  EXPECT_TRUE(append().ok());
+  EXPECT_TRUE(snapshot(noise(600000)).ok());
+  EXPECT_TRUE(log_->checkpoint().ok());
+  disk_.at_syncs(nullptr);
+  EXPECT_EQ(syncs, 0);
 }
 
 // Its file is given back, not only written again from its beginning.

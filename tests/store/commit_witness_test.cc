@@ -141,6 +141,24 @@ TEST_F(CommitWitness, AnotherJournalIsNoticed) {
   expect_refused(std::string(": damaged: commit 6 is not the one that was in it") + kGoOn);
 }
 
+// Nothing was in it that could be missed.
+TEST_F(CommitWitness, AMissingLogWithoutCommitsIsMadeAnew) {
+  fs::remove_all(data());
+  fs::create_directory(data());
+  ASSERT_TRUE(open_log(data()).ok());
+  ASSERT_TRUE(fs::exists(file("-newest")));
+  fs::remove(file());
+  const auto log = open_log(data());
+  EXPECT_EQ(line_of(log), "");
+  EXPECT_TRUE(fs::exists(file()));
+}
+
+TEST_F(CommitWitness, WhoOnlyReadsMakesNone) {
+  fs::remove(file("-newest"));
+  EXPECT_TRUE(open_log(data(), true).ok());
+  EXPECT_FALSE(fs::exists(file("-newest")));
+}
+
 TEST_F(CommitWitness, AMissingLogIsNoticed) {
   for (const char* const end : {"", "-wal", "-shm"}) fs::remove(file(end));
   expect_refused(

@@ -47,7 +47,12 @@ TEST_F(UnboundNames, OfOneNameManyTimesAreRefused) {
 TEST_F(UnboundNames, AreFoundWhereverTheyStand) {
   using nexa::store::unbound_name;
   EXPECT_EQ(unbound_name("<a xmlns='u'><!-- <p:b> --><![CDATA[<p:c>]]><?p:d <p:e> ?>x</a>"), "");
-  EXPECT_EQ(unbound_name("<a xmlns='u'>x<p:b/></a>"), "p:b");
+  for (const char* const other : {"x", "<!-- -->", "<![CDATA[x]]>", "<?c ?>", "<c/>", "<c></c>"}) {
+    EXPECT_EQ(unbound_name("<a xmlns='u'>" + std::string(other) + "<p:b/></a>"), "p:b") << other;
+  }
+  EXPECT_EQ(unbound_name("<a xmlns='u'><p:b q:c='1'/><q:d/></a>"), "p:b") << "the first";
+  EXPECT_EQ(unbound_name("<a xmlns='u' p:b='1' q:c='1'/>"), "p:b");
+  EXPECT_EQ(unbound_name("<a b='1'><c xmlns='u'/></a>"), "");
   EXPECT_EQ(unbound_name("<a xmlns='u'><b xmlns:p='v'><p:c/></b><p:d/></a>"), "p:d");
   EXPECT_EQ(unbound_name("<a xmlns='u'><b xmlns:p = \"v\" /><p:c></p:c></a>"), "p:c");
   EXPECT_EQ(unbound_name("<a xmlns='u'><b xmlns:p=''><p:c/></b></a>"), "p:c");
@@ -58,8 +63,9 @@ TEST_F(UnboundNames, AreFoundWhereverTheyStand) {
   EXPECT_EQ(unbound_name("<a xmlns='u'><b xmlns=''/><c/></a>"), "b");
   EXPECT_EQ(unbound_name("<a xmlns='u'></a></a><p:b/>"), "") << "no XML behind the second end";
   for (const char* const broken :
-       {"<", "<a", "<a b", "<a b=", "<a b=1><p:c/>", "<a b='1><p:c/>", "<a / b='1'><p:c/>", "</a>",
-        "<!-- <p:a/>", "<![CDATA[ <p:a/>", "<?a <p:a/>", "<a/", ""}) {
+       {"<", "<a", "<a b", "<a b=", "<a b=1><p:c/>", "<a b='1><p:c/>", "<a / b='1'><p:c/>",
+        "<a ='1'><p:c/>", "<a b '1'><p:c/>", "<a></a <p:c/>", "</a>", "<!-- <p:a/>",
+        "<![CDATA[ <p:a/>", "<?a <p:a/>", "<a/", ""}) {
     EXPECT_EQ(unbound_name(broken), "") << broken;
   }
 }

@@ -31,8 +31,8 @@ using Kind = DiskFailure::Kind;
 CommitLog::CommitLog(LogOptions options) : options_(std::move(options)) {}
 
 CommitLog::~CommitLog() {
-  reader_.reset();
-  // The last connection that closes checkpoints; in doubt that would spread what may not be there.
+  // The writer is the last connection that closes, and that one checkpoints; in doubt that would
+  // spread what may not be there.
   if (writer_ != nullptr && !in_doubt_) writer_->tidy_up_at_the_end();
 }
 
@@ -146,7 +146,6 @@ void CommitLog::set_head(std::uint64_t number, std::string hash, std::size_t wei
     tail_.commits += 1;
     tail_.effect_bytes += weight;
   }
-  if (witness_ == nullptr) return;
   try {
     witness_->write(newest());
   } catch (const std::bad_alloc&) {
@@ -221,18 +220,17 @@ LogResult CommitLog::adopt(std::unique_ptr<LogWriter> writer) {
     set_obstacle(result);
     return result;
   }
-  if (witness_ == nullptr || !in_doubt_) {
-    witness_ = std::make_unique<CommitWitness>(options_.directory, false);
-  }
+  // Until now it was only read.
+  if (!in_doubt_) witness_ = std::make_unique<CommitWitness>(options_.directory, false);
   if (found.number != before.number) set_head(found.number, found.hash, unknown_->weight);
   {
     const std::lock_guard<std::mutex> lock(notes_);
     pending_ = std::move(pending);
   }
   writer_ = std::move(writer);
+  unknown_.reset();
   in_doubt_ = false;
   pages_lost_ = false;
-  unknown_.reset();
   set_obstacle({});
   return {};
 }
@@ -326,7 +324,6 @@ void CommitLog::take(PendingChange change) {
 
 LogResult CommitLog::append(const LogEntry& entry, const PendingChange& pending) {
   const WitnessedCommit before = newest();
-  if (entry.number != before.number + 1) return {Code::kFailed, kGap};
   const std::optional<LogEntry> packed = packed_entry(entry);
   const LogEntry& stored = packed ? *packed : entry;
   const Commit commit{entry.number, commit_digest(before.hash, stored), weight_of(entry), pending};

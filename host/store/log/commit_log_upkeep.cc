@@ -6,6 +6,7 @@
 //
 // These transactions are not synced one by one: a sync of the journal vouches for all before it, so
 // the next commit's would wait for them. They are flushed in between, outside of every lock.
+#include <algorithm>
 #include <cerrno>
 
 #include "store/log/commit_log.h"
@@ -16,7 +17,7 @@
 namespace nexa::store {
 namespace {
 
-constexpr std::uint64_t kRecentSnapshots = 4;
+constexpr std::size_t kRecentSnapshots = 4;
 constexpr std::uint64_t kThinning = 10;
 constexpr int kPartsAtATime = 8;
 constexpr int kCommitsAtATime = 50;
@@ -50,13 +51,12 @@ int drop_snapshots(sqlite3* database, std::uint64_t newest, const LogLimits& lim
     if (limits.history != 0 && number + limits.history <= newest) base = number;
   }
   Statement drop(database, "DELETE FROM snapshots WHERE number = ?");
+  const std::uint64_t recent = numbers[numbers.size() - std::min(numbers.size(), kRecentSnapshots)];
   std::uint64_t kept = base;
-  for (std::size_t i = 0; i < numbers.size(); ++i) {
-    const std::uint64_t number = numbers[i];
-    if (number == base) continue;
-    if (number > base) {
-      if (i + kRecentSnapshots >= numbers.size()) break;
-      if (number - kept >= kThinning * limits.interval) {
+  for (const std::uint64_t number : numbers) {
+    if (number >= base) {
+      if (number >= recent) break;
+      if (number == base || number - kept >= kThinning * limits.interval) {
         kept = number;
         continue;
       }

@@ -14,12 +14,11 @@ bool journal_is_there(const LogOptions& options) {
   return stat((log_file(options.directory) + "-wal").c_str(), &journal) == 0 && journal.st_size > 0;
 }
 
+// One that fails is rolled back when the connection closes: to do it here would hide why.
 int upgrade(sqlite3* database) {
-  if (const int result = execute(database, "BEGIN IMMEDIATE"); result != SQLITE_OK) return result;
-  const int result = execute(database, upgrade_tables(format_of(database)).c_str());
-  if (result == SQLITE_OK) return execute(database, "COMMIT");
-  execute(database, "ROLLBACK");
-  return result;
+  int result = execute(database, "BEGIN IMMEDIATE");
+  if (result == SQLITE_OK) result = execute(database, upgrade_tables(format_of(database)).c_str());
+  return result == SQLITE_OK ? execute(database, "COMMIT") : result;
 }
 
 int take_length(void* pages, sqlite3* /*database*/, const char* /*name*/, int length) {
