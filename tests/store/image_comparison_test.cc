@@ -57,6 +57,23 @@ TEST_F(ImageComparison, NamesTheNodeThatOnlyOneHas) {
   EXPECT_EQ(difference("<tag>b</tag><tag>a</tag>", "<tag>a</tag>"), "/s:top/tag[.='b']");
 }
 
+TEST_F(ImageComparison, NamesTheFirstEntryThatTheOtherDoesNotHave) {
+  const auto port = [](const std::string& id) { return "<port><id>" + id + "</id></port>"; };
+  EXPECT_EQ(difference(port("1") + port("4"), port("1") + port("2") + port("3") + port("4")),
+            "/s:top/port[id='2']");
+  EXPECT_EQ(difference(port("1"), port("2") + port("1") + port("3")), "/s:top/port[id='2']");
+}
+
+TEST_F(ImageComparison, DefaultsOfALeafListAreNodes) {
+  const ImagePtr without = image("<name>a</name>");
+  const ImagePtr with = image("<name>a</name>", true);
+  EXPECT_EQ(first_difference(*without, *with, Compared::kConfigured), std::nullopt);
+  EXPECT_NE(first_difference(*without, *with, Compared::kAll), std::nullopt);
+  const ImagePtr others = image("<name>a</name><def>1</def>", true);
+  EXPECT_EQ(first_difference(*others, *with, Compared::kAll), "/s:top/def[.='1']");
+  EXPECT_EQ(first_difference(*others, *with, Compared::kConfigured), "/s:top/def[.='1']");
+}
+
 TEST_F(ImageComparison, NamesTheNodeWithAnotherValue) {
   EXPECT_EQ(
       difference("<port><id>1</id><mode>a</mode></port>", "<port><id>1</id><mode>b</mode></port>"),
@@ -91,6 +108,9 @@ TEST_F(ImageComparison, DefaultsOfALeafListAreNoValuesOfIts) {
 }
 
 TEST_F(ImageComparison, OrderCountsWhereTheUserDecidesIt) {
+  EXPECT_EQ(difference("<order>1</order><order>2</order><order>3</order>",
+                       "<order>1</order><order>3</order><order>2</order>"),
+            "/s:top/order[.='2']");
   EXPECT_EQ(difference("<port><id>1</id></port><port><id>2</id></port>",
                        "<port><id>2</id></port><port><id>1</id></port>"),
             "");

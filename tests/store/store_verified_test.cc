@@ -41,8 +41,9 @@ TEST_F(StoreVerified, ACommitThatWasJudgedByWhatItTouchesIsNot) {
 class StoreVerifiedInAChild : public StoreFindings {};
 
 TEST_F(StoreVerifiedInAChild, ACommitIs) {
-  start("container top { leaf a { type uint8; } leaf b { type uint8; must \"1 mod ../a = 1\"; }"
-        " leaf-list c { type uint8; } }");
+  start(
+      "container top { leaf a { type uint8; } leaf b { type uint8; must \"1 mod ../a = 1\"; }"
+      " leaf-list c { type uint8; } }");
   ASSERT_EQ(text(top("<a>2</a><b>1</b><c>1</c><c>2</c><c>3</c><c>4</c>")), "");
   EXPECT_EQ(store_->health().verified, 1U);
   ASSERT_EQ(text(top("<b>2</b>")), "");
