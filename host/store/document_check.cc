@@ -8,7 +8,6 @@
 
 #include "store/change.h"
 #include "store/image/image_import.h"
-#include "store/image/schema_texts.h"
 #include "store/image/union_value.h"
 #include "store/node_tools.h"
 #include "store/plain_document.h"

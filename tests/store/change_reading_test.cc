@@ -66,6 +66,11 @@ class ChangeReading : public ::testing::Test {
   static std::string u(const std::string& key, const std::string& value = "") {
     return "<u><k>" + key + "</k><j>a</j>" + (value.empty() ? "" : "<v>" + value + "</v>") + "</u>";
   }
+  // False when the difference cannot be said.
+  static bool say(const std::string& before, const std::string& after, std::string& difference) {
+    return change_xml(*image_of_tree(parse(c(before)).get()), *image_of_tree(parse(c(after)).get()),
+                      difference);
+  }
   static std::string refusal(const std::string& before, const std::string& difference) {
     ImagePtr image = image_of_tree(parse(c(before)).get());
     const text::Done done = apply_change(difference, image);
@@ -104,9 +109,7 @@ TEST_F(ChangeReading, EntriesThatTheUserOrders) {
 TEST_F(ChangeReading, ThePlaceBehindAnEntryThatCannotBeNamedCannotBeSaid) {
   std::string difference;
   const auto is_said = [&difference](const std::string& before, const std::string& after) {
-    difference.clear();
-    return change_xml(*image_of_tree(parse(c(before)).get()), *image_of_tree(parse(c(after)).get()),
-                      difference);
+    return say(before, after, difference);
   };
   const std::string quotes = u("it's \"");
   EXPECT_FALSE(is_said(quotes, quotes + u("2")));
@@ -119,12 +122,11 @@ TEST_F(ChangeReading, ThePlaceBehindAnEntryThatCannotBeNamedCannotBeSaid) {
   EXPECT_NE(difference.find("yang:key=\"[k='1'][j='a']\""), std::string::npos) << difference;
 }
 
-// As lyd_diff of libyang writes it: an operation stands where it differs from the one around it.
+// An operation stands where it differs from the one around it.
 TEST_F(ChangeReading, TheTextOfADifference) {
   const auto said = [](const std::string& before, const std::string& after) {
     std::string text;
-    EXPECT_TRUE(change_xml(*image_of_tree(parse(c(before)).get()),
-                           *image_of_tree(parse(c(after)).get()), text));
+    EXPECT_TRUE(say(before, after, text));
     return text;
   };
   const std::string begin =
@@ -215,20 +217,10 @@ TEST_F(ChangeReading, WhatDoesNotFitIsRefused) {
 }
 
 TEST(ChangeReadingAtRandom, EveryChangeIsApplied) {
-  for (std::uint32_t seed = 1; seed <= kModules; ++seed) {
-    RandomSource random(seed);
-    const std::string text = RandomModule(random, true).text();
-    if (!nexa_test::load_module("m", text).empty()) continue;
-    number_schema();
-    SCOPED_TRACE("seed " + std::to_string(seed) + "\n" + text);
-    TreePtr tree;
-    for (int i = 0; i < kChanges && !HasFailure(); ++i) {
-      TreePtr edited = copy(tree.get());
-      edit_at_random(random, edited);
-      expect_both_applied(tree.get(), edited.get());
-      tree = std::move(edited);
-    }
-  }
+  each_random_change(kModules, kChanges,
+                     [](RandomSource&, const lyd_node* before, const TreePtr& after) {
+                       expect_both_applied(before, after.get());
+                     });
 }
 
 }  // namespace change_reading_test

@@ -1,129 +1,16 @@
 // An answer means the disk: whatever syncs do, what was answered OK is there after a kill and after
 // a power cut, what was refused is not, and a log that cannot be written still reads.
 #include <fstream>
-#include <future>
 #include <thread>
 
-#include "failing_disk.h"
 #include "log_fixture.h"
-#include "real/temp_folder.h"
-#include "store/log/commit_log.h"
-#include "support/results.h"
+#include "log_on_a_failing_disk.h"
 
+namespace nexa_test {
 namespace commit_log_disk_test {
-
-using nexa::store::CommitLog;
-using nexa::store::LogEntry;
-using nexa::store::LogLimits;
-using nexa::store::LogOptions;
-using nexa::store::LogResult;
-using nexa::store::LogSnapshot;
-using nexa_test::FailingDisk;
-using nexa_test::line_of;
-using nexa_test::TempFolder;
-using Code = LogResult::Code;
-using Part = FailingDisk::Part;
 
 constexpr char kDoesNotConfirm[] =
     "the disk does not confirm writes: Input/output error; nothing was changed";
-
-class LogOnAFailingDisk : public testing::Test {
- protected:
-  void SetUp() override {
-    data_ = folder_.file("0");
-    std::filesystem::create_directory(data_);
-    open();
-  }
-
-  void open() {
-    log_.reset();
-    LogOptions options;
-    options.directory = data_;
-    options.vfs = FailingDisk::kName;
-    auto opened = CommitLog::open(options);
-    error_ = line_of(opened);
-    if (opened.ok()) log_ = std::move(opened).value();
-  }
-  // The process is killed, or the power fails; then the log is opened again.
-  void kill() { move_to(&FailingDisk::kill); }
-  void cut_power() { move_to(&FailingDisk::cut_power); }
-
-  // In the middle of a commit, of which the kernel forgot what was to be written; it is found
-  // there.
-  void kill_at_a_failed_sync() {
-    const std::string next = folder_.file(std::to_string(++lives_));
-    int calls = 0;
-    disk_.at_syncs([&] {
-      if (++calls == 2) disk_.kill(data_, next);
-    });
-    disk_.fail_syncs(Part::kJournal, 1);
-    const std::uint64_t number = log_->head() + 1;
-    ASSERT_EQ(append().code, Code::kUnavailable);
-    disk_.at_syncs(nullptr);
-    log_.reset();
-    data_ = next;
-    stored_[number] = text_;
-  }
-
-  LogResult append(std::size_t size = 100) {
-    const std::uint64_t number = log_->head() + 1;
-    text_ = std::to_string(++sent_) + std::string(size, 'x');
-    const LogResult result = log_->append({number, 1, "author", "", false, text_, "effect"});
-    if (result.ok()) stored_[number] = text_;
-    if (result.code == Code::kUnknown) unknown_ = {number, text_};
-    return result;
-  }
-  LogResult snapshot(std::size_t size = 100) {
-    LogSnapshot snapshot;
-    snapshot.number = log_->head();
-    snapshot.config = "<config>" + std::string(size, 'c') + "</config>";
-    snapshot.image = std::string(size, 'i');
-    snapshot.schema_hash = "schema";
-    return log_->write_snapshot(std::move(snapshot), LogLimits());
-  }
-
-  // The log holds what was answered OK and nothing else.
-  void check() {
-    ASSERT_NE(log_, nullptr) << error_;
-    if (unknown_.first != 0 && log_->head() == unknown_.first) {
-      LogEntry entry;
-      ASSERT_EQ(line_of(log_->entry(unknown_.first, entry)), "");
-      if (entry.change == unknown_.second) stored_[unknown_.first] = unknown_.second;
-    }
-    unknown_ = {};
-    ASSERT_EQ(log_->head(), stored_.empty() ? 0 : stored_.rbegin()->first);
-    for (const auto& [number, text] : stored_) {
-      LogEntry entry;
-      ASSERT_EQ(line_of(log_->entry(number, entry)), "");
-      ASSERT_EQ(entry.change, text);
-    }
-    ASSERT_EQ(line_of(log_->verify_history(nullptr)), "");
-  }
-
-  TempFolder folder_;
-  FailingDisk& disk_ = FailingDisk::fresh();
-  std::string data_;
-  std::string error_;
-  std::unique_ptr<CommitLog> log_;
-  std::map<std::uint64_t, std::string> stored_;
-  std::pair<std::uint64_t, std::string> unknown_;
-
-  std::string text_;  // sent last
-
- private:
-  void move_to(void (FailingDisk::*event)(const std::string&, const std::string&)) {
-    const std::string next = folder_.file(std::to_string(++lives_));
-    (disk_.*event)(data_, next);
-    // What the old process does in its end is nothing to the copy.
-    disk_.fail_syncs(Part::kDatabase, 0);
-    disk_.fail_syncs(Part::kJournal, 0);
-    data_ = next;
-    open();
-  }
-
-  int sent_ = 0;
-  int lives_ = 0;
-};
 
 TEST_F(LogOnAFailingDisk, OneFailedSyncOfTheJournalIsARefusalOfOneCommit) {
   ASSERT_TRUE(append().ok());
@@ -226,7 +113,7 @@ TEST_F(LogOnAFailingDisk, PagesAreWrittenAgainAlsoWhenTheLogCannotBeOpenedAtOnce
     disk_.fail_syncs(Part::kJournal, 1);
     ASSERT_EQ(snapshot().code, Code::kUnavailable);
     {
-      const nexa_test::AtConnections none([](sqlite3* /*database*/) { return SQLITE_NOMEM; });
+      const AtConnections none([](sqlite3* /*database*/) { return SQLITE_NOMEM; });
       ASSERT_EQ(log_->settle().code, Code::kUnavailable);
     }
     ASSERT_TRUE(append().ok());
@@ -265,109 +152,6 @@ TEST_F(LogOnAFailingDisk, AStartWhoseSyncsFailReadsOnly) {
   EXPECT_EQ(witnessed->number, log_->head());
   cut_power();
   ASSERT_NO_FATAL_FAILURE(check());
-}
-
-TEST_F(LogOnAFailingDisk, AFailedCheckpointLosesNothing) {
-  for (int round = 0; round < 3; ++round) {
-    for (const int failures : {1, 2}) {
-      for (const Part part : {Part::kDatabase, Part::kJournal}) {
-        for (int i = 0; i < 20; ++i) ASSERT_TRUE(append(3000).ok());
-        disk_.fail_syncs(part, failures);
-        EXPECT_FALSE(log_->checkpoint().ok());
-        disk_.fail_syncs(part, 0);
-        static_cast<void>(log_->settle());
-        ASSERT_TRUE(log_->checkpoint().ok());
-        for (int i = 0; i < 20; ++i) ASSERT_TRUE(append(3000).ok());
-        ASSERT_TRUE(log_->checkpoint().ok());
-        cut_power();
-        ASSERT_NO_FATAL_FAILURE(check());
-      }
-    }
-  }
-}
-
-// SQLite counts pages as copied before it syncs the database when a reader keeps it from the end of
-// the journal, and copies them no second time.
-TEST_F(LogOnAFailingDisk, AFailedSyncAfterHalfACheckpointLosesNothing) {
-  for (int i = 0; i < 20; ++i) ASSERT_TRUE(append(3000).ok());
-  sqlite3* handle = nullptr;
-  ASSERT_EQ(sqlite3_open_v2((data_ + "/nexa.db").c_str(), &handle, SQLITE_OPEN_READONLY,
-                            FailingDisk::kName),
-            SQLITE_OK);
-  nexa::store::DatabasePtr reader(handle);
-  ASSERT_EQ(nexa::store::execute(handle, "BEGIN; SELECT count(*) FROM commits"), SQLITE_OK);
-  for (int i = 0; i < 20; ++i) ASSERT_TRUE(append(3000).ok());
-  ASSERT_TRUE(log_->checkpoint().ok());
-  reader.reset();
-  disk_.fail_syncs(Part::kDatabase, 1);
-  ASSERT_EQ(log_->checkpoint().code, Code::kUnavailable);
-  ASSERT_TRUE(append().ok());
-  ASSERT_TRUE(log_->checkpoint().ok());
-  ASSERT_TRUE(append().ok());
-  cut_power();
-  ASSERT_NO_FATAL_FAILURE(check());
-}
-
-// One that never begins anew grows with every commit, and is moved again after each.
-TEST_F(LogOnAFailingDisk, TheJournalBeginsAnewAlthoughACommitComesWhileItIsMoved) {
-  bool comes = false;
-  disk_.at_syncs([this, &comes] {
-    if (!comes) return;
-    comes = false;
-    std::thread([this] { EXPECT_TRUE(append().ok()); }).join();
-  });
-  for (int i = 0; i < 20; ++i) ASSERT_TRUE(append(3000).ok());
-  for (int round = 0; round < 3; ++round) {
-    comes = true;
-    ASSERT_TRUE(log_->checkpoint().ok());
-    ASSERT_FALSE(comes);
-    const auto length = std::filesystem::file_size(data_ + "/nexa.db-wal");
-    for (int i = 0; i < 5; ++i) ASSERT_TRUE(append().ok());
-    EXPECT_EQ(std::filesystem::file_size(data_ + "/nexa.db-wal"), length);
-  }
-  disk_.at_syncs(nullptr);
-  cut_power();
-  ASSERT_NO_FATAL_FAILURE(check());
-}
-
-// What came while the journal was moved may be much; commits do not wait for that either.
-TEST_F(LogOnAFailingDisk, CommitsGoOnWhileACheckpointMovesWhatCameMeanwhile) {
-  for (int i = 0; i < 20; ++i) ASSERT_TRUE(append(3000).ok());
-  const auto checkpoints = std::this_thread::get_id();
-  constexpr int kSyncsOfAPass = 2;  // journal, database
-  int syncs = 0;
-  std::vector<std::future<LogResult>> commits;
-  disk_.at_syncs([&] {
-    if (std::this_thread::get_id() != checkpoints) return;
-    if (const int sync = syncs++; sync != 0 && sync != kSyncsOfAPass) return;
-    commits.push_back(std::async(std::launch::async, [this] { return append(); }));
-    EXPECT_EQ(commits.back().wait_for(std::chrono::seconds(10)), std::future_status::ready);
-  });
-  ASSERT_TRUE(log_->checkpoint().ok());
-  disk_.at_syncs(nullptr);
-  ASSERT_EQ(commits.size(), 2U);
-  for (auto& commit : commits) EXPECT_TRUE(commit.get().ok());
-  const auto length = std::filesystem::file_size(data_ + "/nexa.db-wal");
-  for (int i = 0; i < 5; ++i) ASSERT_TRUE(append().ok());
-  EXPECT_EQ(std::filesystem::file_size(data_ + "/nexa.db-wal"), length);
-}
-
-// Commits wait for the checkpoint's last part, so it does not wait for readers.
-TEST_F(LogOnAFailingDisk, AReaderOfTheJournalHoldsNoCommitUp) {
-  for (int i = 0; i < 20; ++i) ASSERT_TRUE(append(3000).ok());
-  sqlite3* handle = nullptr;
-  ASSERT_EQ(sqlite3_open_v2((data_ + "/nexa.db").c_str(), &handle, SQLITE_OPEN_READONLY,
-                            FailingDisk::kName),
-            SQLITE_OK);
-  const nexa::store::DatabasePtr reader(handle);
-  ASSERT_EQ(nexa::store::execute(handle, "BEGIN; SELECT count(*) FROM commits"), SQLITE_OK);
-  ASSERT_TRUE(append(3000).ok());
-  const auto before = std::chrono::steady_clock::now();
-  constexpr int kTimes = 50;
-  for (int i = 0; i < kTimes; ++i) ASSERT_TRUE(log_->checkpoint().ok());
-  // It waited 20 ms each time once.
-  EXPECT_LT(std::chrono::steady_clock::now() - before, kTimes * std::chrono::milliseconds(20));
-  EXPECT_FALSE(log_->checkpoint_due());
 }
 
 TEST_F(LogOnAFailingDisk, AFailedSnapshotIsNotThere) {
@@ -455,7 +239,7 @@ TEST_F(LogOnAFailingDisk, ADiskThatOnlyPretendsToSyncIsFoundOut) {
     ASSERT_TRUE(append().ok());
     const std::string copy = folder_.file("cut" + std::to_string(i));
     disk_.cut_power(data_, copy);
-    LogOptions options;
+    nexa::store::LogOptions options;
     options.directory = copy;
     const auto log = CommitLog::open(options);
     if (!log.ok() || log.value()->head() != stored_.rbegin()->first) ++lost;
@@ -509,3 +293,4 @@ TEST_F(LogOnAFailingDisk, RandomFailuresKillsAndPowerCuts) {
 }
 
 }  // namespace commit_log_disk_test
+}  // namespace nexa_test

@@ -3,11 +3,13 @@
 #ifndef TESTS_STORE_RANDOM_EDIT_H_
 #define TESTS_STORE_RANDOM_EDIT_H_
 
+#include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "store/random_module.h"
-#include "store/tree.h"
+#include "store/validation_fixture.h"
 
 namespace nexa::store {
 
@@ -118,6 +120,26 @@ inline void edit_at_random(RandomSource& random, TreePtr& tree) {
       remove_node(random, tree);
     } else if (tree != nullptr && tree->parent == nullptr) {
       move_entry(random, tree);
+    }
+  }
+}
+
+// Calls `check(random, before, after)` for changes in a row, each to what the one before it left,
+// over as many modules as libyang takes of `modules`. Stops at the first failure.
+template <typename Check>
+void each_random_change(std::uint32_t modules, int changes, const Check& check) {
+  for (std::uint32_t seed = 1; seed <= modules; ++seed) {
+    RandomSource random(seed);
+    const std::string text = RandomModule(random, true).text();
+    if (!nexa_test::load_module("m", text).empty()) continue;
+    number_schema();
+    SCOPED_TRACE("seed " + std::to_string(seed) + "\n" + text);
+    TreePtr tree;
+    for (int i = 0; i < changes && !testing::Test::HasFailure(); ++i) {
+      TreePtr edited = copy(tree.get());
+      edit_at_random(random, edited);
+      check(random, tree.get(), edited);
+      tree = std::move(edited);
     }
   }
 }

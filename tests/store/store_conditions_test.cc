@@ -92,6 +92,19 @@ TEST_F(StoreConditions, EntriesGoWithTheirCondition) {
   expect_json(R"({"s:top":{"a":[1,2,3,4]}})");
 }
 
+// Nothing that somebody configured is in it any more.
+TEST_F(StoreConditions, AContainerWhoseLastNodeGoesWithItsConditionIsNoConfiguration) {
+  start(R"yang(container top { leaf on { type string; } leaf-list a { type uint8; }
+    container n { leaf w { when "../../s:on"; type string; } leaf z { type string; default "d"; } }
+    })yang");
+  ASSERT_EQ(text(top("<on>1</on><n><w>1</w></n><a>1</a><a>2</a><a>3</a>")), "");
+  ASSERT_EQ(text(drop("/s:top/on")), "");
+  EXPECT_EQ(store_->snapshot()->xml(),
+            "<config><top xmlns=\"urn:s\"><a>1</a><a>2</a><a>3</a></top></config>");
+  ASSERT_EQ(text(drop("/s:top/a")), "");
+  EXPECT_EQ(store_->snapshot()->xml(), "<config/>");
+}
+
 // Without presence it says nothing (RFC 7950, section 7.5.1), so nothing is refused.
 TEST_F(StoreConditions, AnEmptyContainerMayBeGivenWhereItsConditionIsFalse) {
   start(R"yang(container top { leaf on { type string; } leaf-list a { type uint8; }

@@ -18,6 +18,12 @@ class SchemaChange : public StoreTest {
     ASSERT_EQ(load_module("s", module), "");
     open();
   }
+  // The name may only stand beside this speed.
+  void reopen_with_a_condition() {
+    reopen_under(replaced(newer(), "leaf name { type string; }",
+                          "leaf name { type string; when \"../speed = 7\"; }"));
+    ASSERT_NE(store_, nullptr) << error_;
+  }
   std::string newer() const {
     return replaced(kStoreModule, "revision 2026-01-01;", "revision 2026-02-02;");
   }
@@ -92,9 +98,7 @@ TEST_F(SchemaChange, ACommitFromBeforeMayNotFit) {
 TEST_F(SchemaChange, ARollbackLosesWhatANewConditionTakesOut) {
   ASSERT_EQ(commit({update("<name>n</name><tag>t</tag>")}).number, 1U);
   ASSERT_EQ(commit({update("<speed>7</speed>")}).number, 2U);
-  reopen_under(replaced(newer(), "leaf name { type string; }",
-                        "leaf name { type string; when \"../speed = 7\"; }"));
-  ASSERT_NE(store_, nullptr) << error_;
+  ASSERT_NO_FATAL_FAILURE(reopen_with_a_condition());
   ASSERT_EQ(store_->health().violation, "");
   const CommitResult result = store_->rollback(1, "a", nullptr);
   EXPECT_EQ(result.status.error_message(), "");
@@ -105,9 +109,7 @@ TEST_F(SchemaChange, ARollbackLosesWhatANewConditionTakesOut) {
 TEST_F(SchemaChange, ARollbackToAValueThatANewConditionForbidsIsRefused) {
   ASSERT_EQ(commit({update("<name>n</name><tag>t</tag>")}).number, 1U);
   ASSERT_EQ(commit({update("<name>m</name><speed>7</speed>")}).number, 2U);
-  reopen_under(replaced(newer(), "leaf name { type string; }",
-                        "leaf name { type string; when \"../speed = 7\"; }"));
-  ASSERT_NE(store_, nullptr) << error_;
+  ASSERT_NO_FATAL_FAILURE(reopen_with_a_condition());
   const CommitResult result = store_->rollback(1, "a", nullptr);
   EXPECT_EQ(result.status.error_message(), "/s:top/name: when \"../speed = 7\"");
   EXPECT_EQ(xml(), config_xml("<name>m</name><speed>7</speed><tag>t</tag>"));

@@ -56,30 +56,19 @@ TEST_F(TakenBack, TheOrderThatTheUserGave) {
 }
 
 TEST(TreeChange, RandomChangesAreTakenBack) {
-  for (std::uint32_t seed = 1; seed <= kModules; ++seed) {
-    RandomSource random(seed);
-    const std::string text = RandomModule(random, true).text();
-    if (!nexa_test::load_module("m", text).empty()) continue;
-    SCOPED_TRACE("seed " + std::to_string(seed) + "\n" + text);
-    TreePtr tree;
-    for (int i = 0; i < kChanges && !HasFailure(); ++i) {
-      TreePtr edited = copy(tree.get());
-      edit_at_random(random, edited);
-      const TreePtr before = copy(tree.get());
-      TreeChanges changes;
-      lyd_node* top = tree.release();
-      bring_in_step(top, edited.get(), changes);
-      EXPECT_TRUE(nexa_test::same_content(top, edited.get(), true))
-          << print(top) << print(edited.get());
-      EXPECT_TRUE(undo_changes(top, changes));
-      EXPECT_TRUE(changes.empty());
-      EXPECT_TRUE(nexa_test::same_content(top, before.get(), true))
-          << print(top) << print(before.get());
-      EXPECT_TRUE(have_equal_flags(top, before.get()));
-      lyd_free_all(top);
-      tree = std::move(edited);
-    }
-  }
+  each_random_change(
+      kModules, kChanges, [](RandomSource&, const lyd_node* before, const TreePtr& after) {
+        TreeChanges changes;
+        lyd_node* top = copy(before).release();
+        bring_in_step(top, after.get(), changes);
+        EXPECT_TRUE(nexa_test::same_content(top, after.get(), true))
+            << print(top) << print(after.get());
+        EXPECT_TRUE(undo_changes(top, changes));
+        EXPECT_TRUE(changes.empty());
+        EXPECT_TRUE(nexa_test::same_content(top, before, true)) << print(top) << print(before);
+        EXPECT_TRUE(have_equal_flags(top, before));
+        lyd_free_all(top);
+      });
 }
 
 }  // namespace tree_change_test

@@ -225,21 +225,11 @@ TEST_F(Workspace, AJudgedImageSharesWhatIsTheSame) {
 }
 
 TEST(WorkspaceAtRandom, ATreeIsWhatTheImageSays) {
-  for (std::uint32_t seed = 1; seed <= kModules; ++seed) {
-    RandomSource random(seed);
-    const std::string text = RandomModule(random, true).text();
-    if (!nexa_test::load_module("m", text).empty()) continue;
-    number_schema();
-    SCOPED_TRACE("seed " + std::to_string(seed) + "\n" + text);
-    TreePtr tree;
-    for (int i = 0; i < kChanges && !testing::Test::HasFailure(); ++i) {
-      TreePtr edited = copy(tree.get());
-      edit_at_random(random, edited);
-      if (random.chance(50)) edited = with_defaults(std::move(edited));
-      in_step(tree.get(), edited.get(), random.chance(50) ? kNever : kAlways);
-      tree = std::move(edited);
-    }
-  }
+  each_random_change(kModules, kChanges,
+                     [](RandomSource& random, const lyd_node* before, TreePtr& after) {
+                       if (random.chance(50)) after = with_defaults(std::move(after));
+                       in_step(before, after.get(), random.chance(50) ? kNever : kAlways);
+                     });
 }
 
 }  // namespace workspace_test

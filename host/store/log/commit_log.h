@@ -184,8 +184,8 @@ class CommitLog {
   std::chrono::steady_clock::time_point last_try_;
 
   mutable std::mutex reading_;  // for the next three
-  DatabasePtr reader_;
-  int format_ = 0;                            // of the tables that `reader_` reads
+  DatabasePtr reader_;          // behind `writer_`, which has to be the last that closes
+  int format_ = 0;              // of the tables that `reader_` reads
   mutable std::optional<LogSnapshot> image_;  // read at open, for the first newest_image()
 
   mutable std::mutex notes_;  // for the next four; never held across a call of SQLite

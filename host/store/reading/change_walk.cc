@@ -15,7 +15,7 @@ namespace {
 
 // Whether a follower has got anything of the node; `levels` of it are shown (Query::depth).
 bool has_leaf(const ImageNode& node, std::uint32_t levels) {
-  if (node.kind() != ImageKind::kInner) return true;
+  if (node.kind() != ImageKind::kInner) return true;  // no group is empty
   const auto children = node.inner().children();
   return std::any_of(children.begin(), children.end(), [levels](const ImageSlot& child) {
     const bool is_leaf = (child->schema()->nodetype & LYD_NODE_INNER) == 0;

@@ -37,7 +37,7 @@ ChangeCheck::Verdict ChangeCheck::conclude() {
   if (!stopped()) judge_musts();
   if (!stopped()) judge_levels();
   if (!stopped()) judge_uniques();
-  settle_default_flags();
+  if (!stopped()) settle_default_flags();
   if (unknown_) return Verdict::kUnknown;
   return violation_.has_value() ? Verdict::kInvalid : Verdict::kValid;
 }
